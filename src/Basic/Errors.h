@@ -1,0 +1,97 @@
+// Error records: made by the report functions here, kept newest first in the environment's main group, read and
+// cleared by hosts through the error functions of bravic.h.
+//
+// Two ways to report. A site that knows the whole text reports at once (ReportError, ReportWarning, ...). A site
+// whose text an outer layer wraps ("can't %s net '%s', because %s") answers a Failure: a detached record that the
+// outer layers rephrase on its way up and that the last one posts.
+#pragma once
+
+#include <memory>
+
+#include "Basic/TypedObject.h"
+#include "bravic.h"
+
+#if defined(__GNUC__)
+#define BRAVIC_PRINTF(text, first) __attribute__((format(printf, text, first)))
+#else
+#define BRAVIC_PRINTF(text, first)
+#endif
+
+struct report_rec {
+  bravic::TagWord tag;
+  report_ns next;     // the next older record of the same group
+  report_ns members;  // a group's records, newest first; owned
+  report_ns group;    // the group that holds the record; NULL while detached; the main group holds itself
+  environ_ns env;
+  int number;            // negative for library errors
+  char* mesg;            // owned
+  int code;              // result code; -1 when none
+  const char* function;  // API function that was running, or NULL; static text
+  int displayStatus;
+  int firstDanger;
+  int danger;  // for a group: the highest among its members
+  int fixStatus;
+  long time;  // calendar seconds
+  int label;
+  char* filename;  // owned, or NULL
+  int word1, word2;
+};
+
+namespace bravic {
+
+inline constexpr int MAX_ERR_LEN = 512;
+enum Danger { NOTHING_ERR, FALSE_ALERT, REPORT_ERR, NOTICE_ERR, WARNING_ERR, ERROR_ERR, INTERNAL_ERR };
+enum Display { NOT_DISPLAYED, SOUND_DISPLAY, LOG_DISPLAY, DIALOG_DISPLAY };
+enum FixStatus { NEEDS_NO_FIX, FIXED, PATCHED, COVERED_UP, STILL_REMAINS, CANT_BE_FIXED };
+
+// Posted at once; the answer belongs to the environment.
+report_ns ReportError(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);        // danger 5, displayed
+report_ns ReportSilentError(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);  // danger 5
+report_ns ReportWarning(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);      // danger 4, displayed
+report_ns ReportNotice(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);       // danger 3, with sound
+report_ns ReportDanger(int number, int danger, int display, const char* format, ...) BRAVIC_PRINTF(4, 5);
+// Danger 6; also shown by the interaction layer. Answers what the prompt decided: 0 proceed, 1 skip.
+int ReportInternal(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);
+
+struct FailureDeleter {
+  void operator()(report_ns report) const;
+};
+// A detached error, owned by its holder; empty means success.
+using Failure = std::unique_ptr<report_rec, FailureDeleter>;
+Failure Fail(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);         // danger 5
+Failure FailWarning(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);  // danger 4
+// "not enough memory %s", or "not enough memory %s (%g K bytes needed)" when nbytes is above 0.
+Failure FailMemory(int number, double nbytes, const char* purpose);
+// The same failure under a new text, which as a rule embeds the old (failure->mesg).
+Failure Rephrase(Failure failure, const char* format, ...) BRAVIC_PRINTF(2, 3);
+Failure Renumber(Failure failure, int number);
+report_ns Post(Failure failure);
+
+// Framed text on the standard error stream, for what cannot be recorded.
+void PrintFramed(int number, const char* message);
+
+// Internal consistency: a failed check reports -111 (file, line, text) and answers false; the caller goes on or
+// abandons its work, as the prompt decided.
+bool AssertFailed(const char* file, int line, const char* text);
+#define BRAVIC_ASSERT_TEXT(condition, text) \
+  (static_cast<bool>(condition) || ::bravic::AssertFailed(__FILE__, __LINE__, text))
+#define BRAVIC_ASSERT(condition) BRAVIC_ASSERT_TEXT(condition, #condition)
+
+const char* DangerName(int danger);
+// The newest record, to be compared later: HasErrorSince tells whether one of at least that danger came after it.
+report_ns NewestRecord(environ_ns env);
+bool HasErrorSince(environ_ns env, report_ns newest, int danger);
+report_ns NewestError(environ_ns env, int danger, report_ns after);  // twin of GetError_ns, newest first
+void ShowOutstandingErrors(environ_ns env);
+void FreeReport(report_ns report);   // never a permanent record
+report_ns FromResultCode(int code);  // NULL for 0, else the permanent "Error occurred"
+
+void StartErrors(environ_ns env);
+void StopErrors(environ_ns env);
+
+// Set by the interaction layer at start-up: shows a message; shows an internal error and answers its decision.
+using ShowMessageHook = void (*)(const char* text, int number, int danger, int display);
+using InternalErrorHook = int (*)(int number, const char* text);
+void SetDisplayHooks(ShowMessageHook show, InternalErrorHook internal);
+
+}  // namespace bravic

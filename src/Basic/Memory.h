@@ -1,0 +1,116 @@
+// The counting allocator: every block of the library comes from here. It counts the bytes in live blocks, knows
+// the live blocks by address, and keeps an emergency reserve of 200000 bytes that is given back to the heap when
+// a request fails and taken again at a later free. Requests that must succeed end the process when even the
+// reserve does not help; requests that may fail answer NULL, at once while the reserve is gone.
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace bravic {
+
+inline constexpr std::size_t RESERVE_SIZE = 200000;
+inline constexpr int MEMORY_NORMAL = 0, MEMORY_RESIZE_FAILED = -2, MEMORY_LOW = -3999;
+
+// Reserved pointer values beside NULL: "no object" and "undefined name".
+extern char noObject, undefinedText;
+inline void* Naddr() {
+  return &noObject;
+}
+inline char* UndefPtr() {
+  return &undefinedText;
+}
+
+// Must succeed. A request for 0 bytes counts as 1. Blocks are aligned to 8 bytes.
+void* Allocate(std::size_t nbytes);
+void* AllocateCleared(std::size_t count, std::size_t size);
+void* Resize(void* block, std::size_t nbytes);  // 0 bytes frees the block and answers NULL
+// May fail.
+void* TryAllocate(std::size_t nbytes);
+void* TryAllocateCleared(std::size_t count, std::size_t size);
+void* TryResize(void* block, std::size_t nbytes);  // with the reserve gone: state -2 and the old block
+// The block, made at least nbytes long; the discarding forms do not keep the contents.
+void* EnsureSize(void* block, std::size_t nbytes);
+void* EnsureSizeDiscarding(void* block, std::size_t nbytes);
+void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes);  // NULL (old block freed) on failure
+
+void Free(void* block);  // NULL and Naddr() do nothing
+std::size_t BlockSize(const void* block);
+bool IsLiveBlock(const void* block);  // whether the address is that of a block not yet freed
+
+std::size_t MemoryUsed();
+bool HasReserve();
+int MemoryState();
+void SetMemoryState(int state);
+void StartMemory();
+void StopMemory();
+
+// For fault-injection tests: asked before each request to the heap (the reserve's too); false refuses it.
+using HeapGate = bool (*)(std::size_t nbytes);
+void SetHeapGate(HeapGate gate);
+
+// std::vector over must-succeed requests; never throws.
+template <class T>
+struct CountingAllocator {
+  using value_type = T;
+  CountingAllocator() = default;
+  template <class U>
+  CountingAllocator(const CountingAllocator<U>&) {}
+  T* allocate(std::size_t n) { return static_cast<T*>(Allocate(n * sizeof(T))); }
+  void deallocate(T* p, std::size_t) { Free(p); }
+  template <class U>
+  bool operator==(const CountingAllocator<U>&) const {
+    return true;
+  }
+};
+template <class T>
+using Vector = std::vector<T, CountingAllocator<T>>;
+
+struct BlockDeleter {
+  void operator()(void* block) const { Free(block); }
+};
+// A block owned by its holder: plain data only (no destructor is run).
+template <class T>
+using Block = std::unique_ptr<T[], BlockDeleter>;
+
+template <class T>
+Block<T> MakeBlock(std::size_t n) {
+  static_assert(std::is_trivially_destructible_v<T>);
+  return Block<T>(static_cast<T*>(Allocate(n * sizeof(T))));
+}
+// Empty when the memory is not to be had (also when n entries overflow a size).
+template <class T>
+Block<T> TryMakeBlock(std::size_t n) {
+  static_assert(std::is_trivially_destructible_v<T>);
+  if (n > std::numeric_limits<std::size_t>::max() / sizeof(T)) return nullptr;
+  return Block<T>(static_cast<T*>(TryAllocate(n * sizeof(T))));
+}
+
+// Constructed objects in counted memory.
+template <class T, class... Args>
+T* NewObject(Args&&... args) {
+  return new (Allocate(sizeof(T))) T(std::forward<Args>(args)...);
+}
+template <class T>
+void DeleteObject(T* object) {
+  if (!object) return;
+  object->~T();
+  Free(object);
+}
+template <class T>
+struct ObjectDeleter {
+  void operator()(T* object) const { DeleteObject(object); }
+};
+template <class T>
+using Owned = std::unique_ptr<T, ObjectDeleter<T>>;
+template <class T, class... Args>
+Owned<T> MakeOwned(Args&&... args) {
+  return Owned<T>(NewObject<T>(std::forward<Args>(args)...));
+}
+
+}  // namespace bravic

@@ -1,0 +1,127 @@
+// The inference engine: numbers only. Nodes are indices 0 .. n-1 with a number of states each; the engine knows
+// nothing of names, records or files and could be lifted out and used alone.
+//
+//   Graph           the moral graph, neighbours in the order given
+//   Order           elimination order: greedy search by state space, or the cost of a given one
+//   JunctionTree    fill-in, maximum cardinality search, cliques, links, homes (Lauritzen & Spiegelhalter 1988;
+//                   Tarjan & Yannakakis 1984)
+//   Inference       potentials, findings, messages, beliefs (lazy collect and distribute over the tree)
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "Basic/Memory.h"
+
+namespace bravic::engine {
+
+// Adjacency by rows: the neighbours of node i are list[start[i] .. start[i + 1] - 1].
+struct Graph {
+  Vector<int> start, list;
+  int NumNodes() const { return static_cast<int>(start.size()) - 1; }
+  std::span<const int> Neighbours(int i) const {
+    return {list.data() + start[static_cast<std::size_t>(i)],
+            static_cast<std::size_t>(start[static_cast<std::size_t>(i) + 1] - start[static_cast<std::size_t>(i)])};
+  }
+};
+
+// parents[i]: the parents of node i in their order. Moral neighbours come parents first, then children in the order
+// of children[i], then co-parents child by child, each once.
+Graph MoralGraph(std::span<const Vector<int>> parents, std::span<const Vector<int>> children);
+
+// State-space size of a set of nodes, saturating at 1.7976931348623156e305.
+double StateSpace(std::span<const int> nodes, std::span<const int> numstates);
+
+// Asked now and then with the share done; true halts.
+using ProgressFunction = std::function<bool(double fraction)>;
+
+struct Order {
+  Vector<int> nodes;  // every node once, first eliminated first
+  double cost = 0;    // total state space
+  int numFound = 0;   // fewer than all when the search was halted; the rest follow in node order
+  bool halted = false;
+};
+// Greedy: at each step the remaining node, in node order, whose elimination makes the smallest clique; a node whose
+// remaining neighbours lie in a recorded larger set costs 0.
+Order FindOrder(const Graph& moral, std::span<const int> numstates, const ProgressFunction& progress);
+double OrderCost(const Graph& moral, std::span<const int> numstates, std::span<const int> order);
+// Searches beyond it for at most the given seconds and answers the best order seen (start: an order to beat, or
+// empty). Halted early keeps the best so far.
+Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,
+                  const ProgressFunction& progress);
+
+struct Clique {
+  Vector<int> members;     // first varies slowest in the potential
+  double size = 1;         // entries; saturating
+  Vector<int> neighbours;  // cliques, in the order linked
+  Vector<int> separators;  // parallel to neighbours: indices into JunctionTree::separators
+};
+struct Separator {
+  Vector<int> members;
+  double size = 1;
+  int cliques[2];
+};
+struct JunctionTree {
+  Vector<Clique> cliques;  // in increasing order of their highest-numbered member
+  Vector<Separator> separators;
+  Vector<int> home;    // [n] home clique of each node: smallest that holds its family, the first of equals
+  Vector<int> number;  // [n] maximum cardinality search number
+  double totalSize = 0;
+};
+JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::span<const Vector<int>> parents,
+                       std::span<const int> order);
+
+enum class Status { Done, Inconsistent, NoMemory, Aborted };
+
+// A clique of 2^29 - 1 entries or more is refused.
+inline constexpr double MAX_TABLE_ENTRIES = 536870911.0;
+
+class Inference {
+ public:
+  // The tree and the parents must outlive it. Nothing large is allocated yet.
+  static Owned<Inference> Make(const JunctionTree& tree, std::span<const int> numstates,
+                               std::span<const Vector<int>> parents);
+  Inference();
+  ~Inference();
+
+  // Potentials: room for every clique, then each clique's product of the tables that have their home there.
+  // NoMemory names the clique that could not be had.
+  Status AllocatePotentials(int* failedClique);
+  void DropPotentials();
+  // table(i) answers node i's table [parent configurations x numstates], or NULL for a node without one (a factor
+  // of 1). Rows of the impossible marker (any negative entry) weigh 0. Multiplies every table into its home.
+  Status FillPotentials(const std::function<const float*(int node)>& table);
+  // Node i's table alone was changed: remakes what depends on it.
+  Status RefillHome(int node, const std::function<const float*(int node)>& table);
+
+  // Findings. A vector of numstates non-negative weights, copied; state findings are cheaper as states. Nothing is
+  // propagated; messages that the change reaches become stale. Entering what is already there changes nothing.
+  void SetState(int node, int state);
+  void SetLikelihood(int node, std::span<const float> weights);
+  void ClearFinding(int node);
+  void SetMaximize(bool on);  // max-marginals in place of sums
+
+  // Collects; Inconsistent when the findings have probability 0. Afterwards the probability of the findings is
+  // known (in maximize mode, of the most probable configuration with them).
+  Status Propagate();
+  double Probability() const;     // may underflow to 0
+  double LogProbability() const;  // natural log
+
+  // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), after a Propagate that
+  // was Done. Distributes what it needs. Answers the normalizer's sign: false when everything was 0.
+  bool Beliefs(int node, std::span<float> out);
+  // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
+  bool AllBeliefs(const std::function<float*(int node)>& out);
+  // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
+  bool FamilyMarginal(int node, std::span<float> out);
+
+  // Changes whenever any belief may have changed; never 0. Lets a caller keep answers.
+  unsigned long long Stamp() const;
+  double Bytes() const;  // held by potentials, messages and plans
+
+ private:
+  struct Impl;
+  Impl* impl_;
+};
+
+}  // namespace bravic::engine

@@ -1,0 +1,29 @@
+// Node lists: the pair of array and count used inside the records and handed to hosts.
+#pragma once
+
+#include <span>
+
+#include "Bn/model/Records.h"
+
+namespace bravic {
+
+// Host-owned lists (heap records).
+nodelist_bn NewList(int length);                  // every entry NULL; NULL on shortage
+nodelist_bn DupList(const nodelist_rec& source);  // exactly num entries; NULL on shortage
+void FreeList(nodelist_bn list);                  // record and array, never the nodes
+
+// Embedded lists. Append grows by at least 32 entries at a time and must succeed.
+void Append(nodelist_rec& list, node_bn node);
+void CopyList(nodelist_rec& to, std::span<const node_bn> from);  // replaces; must succeed
+void ClearList(nodelist_rec& list);                              // frees the array; num 0
+int IndexIn(const nodelist_rec& list, node_bn node);             // -1 when absent
+void RemoveAt(nodelist_rec& list, int index);
+inline std::span<const node_bn> Entries(const nodelist_rec& list) {
+  return {list.ar, static_cast<std::size_t>(list.num > 0 ? list.num : 0)};
+}
+// Parents, then the node itself: the order of table dimensions.
+inline std::span<const node_bn> Family(const bnode& node) {
+  return {node.preds.ar, static_cast<std::size_t>(node.preds.num) + 1};
+}
+
+}  // namespace bravic

@@ -1,0 +1,62 @@
+// Nets and nodes as wholes: making and freeing records, adding nodes to a net and taking them out, the order in
+// which a net hands out its nodes, visit marks, fresh names, and what every change of a net does to the things
+// derived from it.
+#pragma once
+
+#include "Basic/Errors.h"
+#include "Bn/model/Lists.h"
+
+namespace bravic {
+
+net_bn NewNetRecord(const char* name, environ_ns env);  // must succeed; whenchanged 0
+void FreeNet(net_bn net);                               // NULL is accepted
+// A node outside any net; as a copy of source: tag, kinds, states, tables, authors (see Net.cpp), no links, no
+// findings. NULL when its tables cannot be copied.
+node_bn NewNodeRecord(const bnode* source);
+void FreeNodeRecord(node_bn node);
+// NATURE_NODE, discrete, 2 states, named freshly from the stem ("Node" when NULL), added to the net.
+node_bn NewDefaultNode(const char* stem, net_bn net);
+// What NewNode_bn does once its arguments are checked. NULL with an error posted.
+node_bn NewNode(const char* name, int numstates, net_bn net);
+
+// Recorded as 5000 and 5020 when undo is on. Placeholders keep their names out of the name table.
+void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs);
+// Every child of a removed node must be removed with it. The removed nodes belong to the undo record, or are freed.
+Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs);
+void DeleteNode(node_bn node);  // group 5010: children keep a placeholder
+Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_bn* copies);
+
+node_bn FindNode(net_bn net, const char* name);   // NULL when there is none
+void RenameInTable(node_bn node, char* newname);  // takes the new name, frees nothing; keeps the name table right
+// A name that no node of the net has; buffer of MAX_NAME_LEN + 1 or more characters (method 9 needs no net).
+void FreshName(const char* stem, net_bn net, int method, char* buffer);
+
+const nodelist_rec& OrderedNodes(net_bn net);  // brings the node order up to date first
+int NewMark();                                 // a fresh visit label
+
+// Effects of a change. Codes as NotifyChange's callers pass them: 0 graph only, 2 node attribute, 3 added,
+// 5 tables lost, 6 removed, 7 table, 8 finding.
+enum class ChangeCode { Graph = 0, Kind = 2, Added = 3, TablesLost = 5, Removed = 6, Table = 7, Finding = 8 };
+void NotifyChange(net_bn net, node_bn node, ChangeCode code);
+// The graph or the node set changed: node order and elimination order go, and the net is uncompiled.
+void GraphChanged(net_bn net);
+// A table of the node changed: its caches and the net's potentials go; the junction tree stays.
+void TableChanged(node_bn node);
+
+// Given by the inference services at start-up, which stand above the model.
+struct InferenceHooks {
+  void (*uncompile)(net_bn net);
+  void (*dropPotentials)(net_bn net);
+  void (*tableChanged)(node_bn node);  // a hint: this node's table only
+  void (*findingChanged)(node_bn node);
+};
+extern InferenceHooks inferenceHooks;
+
+// Read-only settings kept so on purpose: cycles and double links are allowed with a warning (policy 1).
+inline constexpr int CYCLE_POLICY = 1, DOUBLE_LINK_POLICY = 1;
+extern node_bn EmptyNode_bn;  // "Empty_Node": belongs to no net and has no links
+extern net_bn EmptyNet_bn;
+void StartModel();
+void StopModel();
+
+}  // namespace bravic

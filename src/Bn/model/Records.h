@@ -1,0 +1,222 @@
+// The records of the network model: net, node, placeholder and node list. Plain data; Net.h, Node.h, Parents.h,
+// Tables.h and Attributes.h hold what may be done to them. A placeholder (`stub`) has the layout of a node and
+// differs only in its tag.
+#pragma once
+
+#include "Basic/Memory.h"
+#include "Basic/SymbolTable.h"
+#include "Basic/TypedObject.h"
+#include "bravic.h"
+
+struct nodelist_rec {
+  bravic::TagWord tag = bravic::NODELIST_TAG;
+  node_bn* ar = nullptr;  // owned; its allocated size is the list's capacity
+  int num = 0;            // entries in use; -1 where the field's comment says "none"
+
+  // Views over the entries in use.
+  node_bn* begin() const { return ar; }
+  node_bn* end() const { return ar + (num > 0 ? num : 0); }
+};
+
+namespace bravic {
+
+struct UndoRecord;
+struct CompiledNet;  // Bn/services/Compiled.h: junction tree, potentials and messages of the engine
+
+enum Discreteness { CONTINUOUS, DISCRETE, UNKNOWN_DISCRETE };
+enum Measure { NOMINAL, LOCAL, ORDINAL, INTERVAL, RATIO, UNKNOWN_MEASURE };
+enum Chance { INVERTABLE, DETERMIN, CHANCE, GAUSSIAN, UNKNOWN_CHANCE };
+inline constexpr int NUM_KINDS = 7, NUM_DISCRETES = 3, NUM_MEASURES = 6, NUM_CHANCES = 5;
+extern const char* const KIND_NAMES[NUM_KINDS];
+extern const char* const DISCRETE_NAMES[NUM_DISCRETES];
+extern const char* const MEASURE_NAMES[NUM_MEASURES];
+extern const char* const CHANCE_NAMES[NUM_CHANCES];
+
+// Field numbers, shared by undo, comparison and the net file format.
+enum NetField {
+  NET_NAME,
+  NET_PARAMS,
+  NET_NODES,
+  NET_NUMDIMENSIONS,
+  NET_EQNCONTEXT,
+  NET_AUTOUPDATE,
+  NET_ELIMORDER,
+  NET_USER,
+  NET_TITLE,
+  NET_COMMENT,
+  NET_AUTHOR,
+  NET_WHOCHANGED,
+  NET_WHENCHANGED,
+  NET_LOCKED,
+  NET_BACKCOMMENTS,
+  NET_DUMMY,
+  NET_DEFINENODES,
+  NET_VISNET,
+  NET_NUMNODES,
+  NET_NUMSTUBS,
+  NET_NUMDECNNODES,
+  NET_NUMEVIDNODES,
+  NET_NUMLIKELIHOODNODES,
+  NET_CONNECTED,
+  NET_NUMSUBNETS,
+  NET_BELIEFVALID,
+  NET_FIELDS,
+  NET_DIRTY,
+  NUM_NET_FIELDS
+};
+enum NodeField {
+  NODE_NAME,
+  NODE_KIND,
+  NODE_DISCRETE,
+  NODE_MEASURE,
+  NODE_CHANCE,
+  NODE_NUMSTATES,
+  NODE_STATES,
+  NODE_LEVELS,
+  NODE_UNITS,
+  NODE_INPUTS,
+  NODE_NUMPARENTS,
+  NODE_PARENTS,
+  NODE_NUMCHILDREN,
+  NODE_CHILDREN,
+  NODE_FUNCTABLE,
+  NODE_PROBS,
+  NODE_NUMCASES,
+  NODE_USER,
+  NODE_TITLE,
+  NODE_COMMENT,
+  NODE_AUTHOR,
+  NODE_WHOCHANGED,
+  NODE_WHENCHANGED,
+  NODE_LOCKED,
+  NODE_EVIDENCE,
+  NODE_VALUE,
+  NODE_LIKELIHOOD,
+  NODE_BELIEF,
+  NODE_DUMMY,
+  NODE_SUBNETNUM,
+  NODE_INNET,
+  NODE_VISUAL,
+  NODE_DEFINENODES,
+  NODE_ISDEFINE,
+  NODE_FIELDS,
+  NUM_NODE_FIELDS
+};
+extern const char* const NET_FIELD_NAMES[NUM_NET_FIELDS];
+extern const char* const NODE_FIELD_NAMES[NUM_NODE_FIELDS];
+
+// How a field of a node came from its file; what a host sets later is FIELD_READ.
+enum FieldStatus : unsigned char { FIELD_ABSENT, FIELD_READ, FIELD_INHERITED, FIELD_IMPLIED };
+
+// Order state of a net's node list.
+enum OrderState { ORDER_UNKNOWN, ORDER_CYCLIC, ORDER_ACYCLIC };
+
+// Bits compared and copied, never computed with: large finite numbers that survive copying and printing.
+extern const float UNDEF_PROB, IMPOS_PROB;
+inline constexpr float NO_EXPERIENCE = -1.0f;
+extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
+
+struct Subnet {
+  int first, count;  // slice of the net's nodes
+};
+
+}  // namespace bravic
+
+struct bnode {
+  bravic::TagWord tag = bravic::BNODE_TAG;
+  char* name = nullptr;  // owned; unique in the net
+  int index = -1;        // position in the net's nodes
+  int kind = UNKNOWN_KIND;
+  int discrete = bravic::UNKNOWN_DISCRETE;
+  int measure = bravic::UNKNOWN_MEASURE;
+  int chance = bravic::UNKNOWN_CHANCE;
+  int numstates = 0;
+  char** states = nullptr;        // [numstates] owned names, entries may be NULL; or NULL
+  double* levels = nullptr;       // [numstates] when discrete, else [max (numstates + 1, 2)]; or NULL
+  char* units = nullptr;          // owned
+  char** inputs = nullptr;        // [preds.num] owned link names, entries may be NULL; or NULL
+  nodelist_rec preds;             // parents; ar has one slot more, which holds the node itself
+  nodelist_rec succs;             // children, a doubly linked child once
+  int probsokay = 0;              // whether probs is complete: -1 unknown, 0 no, 1 yes
+  int normalized = 1;             // rows of probs sum to 1 and their weight is in numcases; else rows are counts
+  float* probs = nullptr;         // [configurations x numstates], first parent slowest, own state fastest
+  float* numcases = nullptr;      // [configurations]; NO_EXPERIENCE where none
+  statetype* determin = nullptr;  // [configurations]
+  float* determinv = nullptr;     // [configurations]
+  double weight = 1.0;
+  void* user = nullptr;  // the host's
+  int subnetnum = -1;
+  net_bn innet = nullptr;
+  char* title = nullptr;       // owned
+  char* comment = nullptr;     // owned
+  char* author = nullptr;      // owned
+  char* whochanged = nullptr;  // owned
+  unsigned whenchanged = 0;    // seconds since 1970
+  int locked = 0;
+  double value;                        // UNDEF_DBL when no value finding
+  statetype evidence = UNDEF_STATE;    // never beside a likelihood
+  float* likelihood = nullptr;         // [numstates] owned
+  float* belief = nullptr;             // [numstates] owned
+  unsigned long long beliefStamp = 0;  // the engine state that belief was computed for; 0 = stale
+  int scratch = -1;                    // index while two node lists are matched
+  statetype state39 = 0;               // slice kept when this node stops being a parent; most probable state
+  int elim = -1;                       // position in the elimination order, then the search number
+  int homecliq = -1;                   // index of the home clique, -1 while there is no junction tree
+  int mark = 1, mark2 = 1;
+  // From the file: inheritance and which fields were stated.
+  nodelist_rec inherits;  // define-nodes this node takes fields from
+  bool isdefine = false;
+  unsigned char fields[bravic::NUM_NODE_FIELDS] = {};  // FieldStatus; of a node made by a host all FIELD_ABSENT
+  bool fromfile = false;                               // fields is meaningful
+
+  bnode();
+};
+
+struct bnet {
+  bravic::TagWord tag = bravic::BNET_TAG;
+  char* name = nullptr;  // owned
+  nodelist_rec nodes;    // in node order when orderstate says so
+  nodelist_rec stubs;    // placeholders
+  nodelist_rec defines;  // define-nodes, owned; not part of nodes
+  bool noassume = true;
+  int autoupdate = 0;
+  void* user = nullptr;
+  char* title = nullptr;         // owned
+  char* comment = nullptr;       // owned
+  char* author = nullptr;        // owned
+  char* whochanged = nullptr;    // owned
+  char* backcomments = nullptr;  // owned text of a names list, as read; or NULL
+  int numdimensions = 0;
+  unsigned whenchanged = 0;
+  int locked = 0;
+  int findmpe = 0;
+  environ_ns env = nullptr;
+  bravic::Subnet* subnets = nullptr;  // [numsubnets] owned
+  int numsubnets = 0;
+  int numcycles = 0;
+  int orderstate = bravic::ORDER_UNKNOWN;
+  bool keepsbeliefs = false;                    // every node has a belief vector
+  bravic::SymbolTable* names = nullptr;         // node name -> node; placeholders are never found by name
+  nodelist_rec elimorder;                       // num -1: none set
+  int nextNodeNumber = 1, nextParamNumber = 1;  // default names
+  // Compilation and inference.
+  bravic::CompiledNet* compiled = nullptr;  // owned; NULL while there is no junction tree
+  bool potentialsMade = false;              // the compiled flag: potentials are present and valid
+  bool findingsApplied = false;
+  bool beliefsCurrent = false;
+  double caseprob = 1.0;  // probability of all findings
+  int numEvidence = 0;    // nodes with a state or value finding
+  int numLikelihood = 0;
+  char* report = nullptr;  // owned: the text last answered by JunctionTreeReport_bn
+  // Undo.
+  bravic::UndoRecord* undo = nullptr;  // newest first, owned
+  bravic::UndoRecord* redo = nullptr;  // owned
+  int sublevel = 0;                    // depth of open groups
+  unsigned char statusbyte = 0;
+  // Files.
+  char* filename = nullptr;      // owned: of the specification it was read from
+  char* casefilename = nullptr;  // owned: of the case file last used
+  bool dirty = false;
+
+  bnet();
+};

@@ -1,0 +1,22 @@
+// File specifications: what FileNamed_ns answers. A specification remembers its name and, for case files, the
+// offset after the case last read; it keeps no file open.
+#pragma once
+
+#include "Basic/Errors.h"
+#include "Basic/TypedObject.h"
+#include "bravic.h"
+
+struct filespec_rec {
+  bravic::TagWord tag;
+  char* name;               // owned; as the host gave it
+  long nextCase;            // offset after the case last read, -1 before any
+  filespec_ns next, *prev;  // all specifications, so that close frees what hosts leave
+};
+
+namespace bravic {
+
+filespec_ns NewFileSpec(const char* name);
+void FreeFileSpec(filespec_ns file);
+void FreeAllFileSpecs();
+
+}  // namespace bravic
