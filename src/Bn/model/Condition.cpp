@@ -1,0 +1,82 @@
+#include "Bn/model/Condition.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+namespace bravic {
+namespace {
+
+// Text appended to a fixed buffer; what does not fit is dropped. Numbers keep their point in every locale.
+struct Line {
+  char* buffer;
+  std::size_t size, length = 0;
+
+  void Add(std::string_view text) {
+    const std::size_t n = std::min(text.size(), size - 1 - length);
+    std::memcpy(buffer + length, text.data(), n);
+    length += n;
+    buffer[length] = 0;
+  }
+  void Add(int number) {
+    char digits[16];
+    Add({digits, static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
+  }
+  void Add(double number) {
+    char digits[32];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 6).ptr;
+    Add({digits, static_cast<std::size_t>(end - digits)});
+  }
+  void AddText(const char* text) { Add(text ? std::string_view(text) : std::string_view()); }
+};
+
+void AddInterval(Line& line, const bnode& parent, double low, double high) {
+  if (low == high) {
+    line.AddText(parent.name), line.Add("="), line.Add(low), line.AddText(parent.units);
+  } else if (low == -INF_DBL) {
+    line.AddText(parent.name), line.Add("<"), line.Add(high), line.AddText(parent.units);
+  } else if (high == INF_DBL) {
+    line.Add(low), line.AddText(parent.units), line.Add("<"), line.AddText(parent.name);
+  } else {
+    line.Add(low), line.Add("<="), line.AddText(parent.name), line.Add("<"), line.Add(high), line.AddText(parent.units);
+  }
+}
+
+void AddState(Line& line, const bnode& parent, statetype state) {
+  const bool inRange = state >= 0 && state < parent.numstates;
+  if (inRange && parent.discrete == CONTINUOUS && parent.levels) {
+    AddInterval(line, parent, parent.levels[state], parent.levels[state + 1]);
+    return;
+  }
+  line.AddText(parent.name);
+  line.Add("=");
+  if (state == EVERY_STATE) {
+    line.Add("any-value");
+  } else if (inRange && parent.states && parent.states[state] && parent.states[state][0]) {
+    line.AddText(parent.states[state]);
+  } else {
+    line.Add(state);
+  }
+}
+
+}  // namespace
+
+const char* StateCondition(const bnode& parent, statetype state, char* buffer, std::size_t size) {
+  Line line{buffer, size};
+  buffer[0] = 0;
+  AddState(line, parent, state);
+  return buffer;
+}
+
+const char* ConditionText(const bnode& node, const statetype* parentstates, char* buffer, std::size_t size) {
+  Line line{buffer, size};
+  buffer[0] = 0;
+  for (int i = 0; i < node.preds.num; i++) {
+    if (i) line.Add(", ");
+    AddState(line, *node.preds.ar[i], parentstates[i]);
+  }
+  return buffer;
+}
+
+}  // namespace bravic
