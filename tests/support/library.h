@@ -1,0 +1,29 @@
+// A test that runs on a started library: a fresh environment for each test, and the memory in use the same
+// afterwards as before.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <string>
+
+#include "bravic.h"
+
+namespace bravic::testing {
+
+class LibraryTest : public ::testing::Test {
+ protected:
+  void SetUp() override;
+  // Whatever the test made must be freed by now; reports left behind fail the test and are printed.
+  void TearDown() override;
+
+  // Every report of at least that danger, oldest first, one per line as "danger number text", and clears all.
+  std::string Reports(int danger = 3);
+
+  environ_ns env = nullptr;
+
+ private:
+  std::size_t usedBefore_ = 0;
+};
+
+}  // namespace bravic::testing
