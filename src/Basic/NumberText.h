@@ -1,0 +1,19 @@
+// Numbers as text, the same in every locale: a point, no grouping. Each function writes at the pointer, ends nothing
+// with a zero character and answers the end of what it wrote; NUMBER_TEXT_LEN characters hold any of them.
+#pragma once
+
+#include <cstddef>
+
+namespace bravic {
+
+inline constexpr std::size_t NUMBER_TEXT_LEN = 40;
+
+char* PrintInteger(long long value, char* to, int base = 10);
+// As "%.*g" prints it, with 1 to 17 digits; not-a-number and the infinities print as "nan", "inf" and "-inf".
+char* PrintGeneral(double value, int digits, char* to);
+// The fewest digits that read back to the same number, laid out like "%g": with an exponent below 1e-4 and from 1e9
+// (float) or 1e17 (double) on.
+char* PrintShortest(float value, char* to);
+char* PrintShortest(double value, char* to);
+
+}  // namespace bravic

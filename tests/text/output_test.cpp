@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "Basic/OutputChannel.h"
+#include "support/files.h"
+#include "support/random.h"
+
+namespace bravic::testing {
+namespace {
+
+template <class T>
+std::string Shortest(T value) {
+  char text[NUMBER_TEXT_LEN];
+  return {text, PrintShortest(value, text)};
+}
+
+std::string General(double value, int digits) {
+  char text[NUMBER_TEXT_LEN];
+  return {text, PrintGeneral(value, digits, text)};
+}
+
+// "%g" with the fewest digits that read back to the same number; a "%g" that turns to exponents only when the digits
+// do is not enough, hence the exponent limit.
+std::string ShortestByTrying(float value) {
+  char text[64];
+  int digits = 1;
+  for (;; digits++) {
+    std::snprintf(text, sizeof text, "%.*e", digits - 1, static_cast<double>(value));
+    if (std::strtof(text, nullptr) == value) break;
+  }
+  const int exponent = std::atoi(std::strchr(text, 'e') + 1);
+  if (exponent < -4 || exponent >= 9) {
+    std::snprintf(text, sizeof text, "%.*e", digits - 1, static_cast<double>(value));
+  } else {
+    std::snprintf(text, sizeof text, "%.*f", std::max(0, digits - 1 - exponent), std::strtod(text, nullptr));
+  }
+  return text;
+}
+
+TEST(NumberText, ShortestFloats) {
+  const struct {
+    float value;
+    const char* text;
+  } rows[] = {{0, "0"},
+              {-0.0f, "-0"},
+              {1, "1"},
+              {0.1f, "0.1"},
+              {0.25f, "0.25"},
+              {0.0001f, "0.0001"},
+              {0.00001f, "1e-05"},
+              {0.00012345f, "0.00012345"},
+              {1.0f / 3, "0.33333334"},
+              {0.999999f, "0.999999"},
+              {7.999999f, "7.999999"},
+              {123456.7f, "123456.7"},
+              {-2.5f, "-2.5"},
+              {100000000.0f, "100000000"},
+              {1e9f, "1e+09"},
+              {1.5e-10f, "1.5e-10"},
+              {std::numeric_limits<float>::max(), "3.4028235e+38"},
+              {std::numeric_limits<float>::denorm_min(), "1e-45"},
+              {std::numeric_limits<float>::infinity(), "inf"},
+              {-std::numeric_limits<float>::infinity(), "-inf"}};
+  for (const auto& row : rows) EXPECT_EQ(Shortest(row.value), row.text);
+  EXPECT_EQ(Shortest(0.1), "0.1");
+  EXPECT_EQ(Shortest(1.0 / 3), "0.3333333333333333");
+  EXPECT_EQ(Shortest(-1.794104925012291e308), "-1.794104925012291e+308");
+}
+
+TEST(NumberText, ShortestFloatsReadBackAndAreShortest) {
+  Random random(20);
+  for (int i = 0; i < 200000; i++) {
+    float value;
+    switch (i % 4) {
+      case 0:
+        value = static_cast<float>(random.Share());
+        break;
+      case 1:
+        value = static_cast<float>(random.Below(10000000)) / 1e6f;
+        break;
+      case 2:
+        value = static_cast<float>(random.Below(2000000000));
+        break;
+      default: {
+        const auto bits = static_cast<std::uint32_t>(random.Bits());
+        std::memcpy(&value, &bits, sizeof value);
+        if (!std::isfinite(value)) value = 1;
+      }
+    }
+    const std::string text = Shortest(value);
+    ASSERT_EQ(std::strtof(text.c_str(), nullptr), value) << text;
+    ASSERT_LE(text.size(), ShortestByTrying(value).size()) << text << " for " << ShortestByTrying(value);
+  }
+}
+
+TEST(NumberText, GeneralIsWhatPrintfPrints) {
+  Random random(21);
+  for (int i = 0; i < 100000; i++) {
+    double value;
+    const std::uint64_t bits = random.Bits();
+    if (i % 2) {
+      std::memcpy(&value, &bits, sizeof value);
+      if (std::isnan(value)) value = 0;
+    } else {
+      value = (random.Below(2000001) - 1000000) / (i % 3 ? 1.0 : 64.0);
+    }
+    char expected[64];
+    for (int digits : {6, 3, 15}) {
+      std::snprintf(expected, sizeof expected, "%.*g", digits, value);
+      ASSERT_EQ(General(value, digits), expected);
+    }
+  }
+  EXPECT_EQ(General(-0.0, 6), "-0");
+}
+
+class OutputChannelTest : public ::testing::Test {
+ protected:
+  void SetUp() override { StartMemory(); }
+  void TearDown() override { StopMemory(); }
+};
+
+// What goes through the channel in pieces of every size comes out as one text, in a file and in memory.
+TEST_F(OutputChannelTest, KeepsEveryByteInOrder) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.Path("out.txt");
+  OutputChannel file, memory;
+  ASSERT_TRUE(file.OpenFile(path.c_str(), OutputChannel::Mode::Replace));
+  memory.OpenMemory();
+  std::string expected;
+  Random random(22);
+  for (int i = 0; i < 20000; i++) {
+    const std::string piece(static_cast<std::size_t>(i % 500 == 7 ? 100000 + i : random.Below(80)),
+                            static_cast<char>('a' + i % 26));
+    for (OutputChannel* channel : {&file, &memory}) {
+      channel->Put(piece);
+      channel->Put('|');
+      channel->PutRepeated(' ', i % 700);
+      channel->PutInteger(-i);
+      channel->PutGeneral(i / 8.0);
+    }
+    char number[64];
+    std::snprintf(number, sizeof number, "%d%g", -i, i / 8.0);
+    expected += piece + '|' + std::string(static_cast<std::size_t>(i % 700), ' ') + number;
+  }
+  EXPECT_TRUE(memory.Close());
+  EXPECT_TRUE(memory.Text() == expected);
+  EXPECT_TRUE(file.Close());
+  EXPECT_TRUE(ReadWhole(path) == expected);
+
+  ASSERT_TRUE(file.OpenFile(path.c_str(), OutputChannel::Mode::Append));
+  file.Put("more");
+  EXPECT_TRUE(file.Close());
+  EXPECT_TRUE(ReadWhole(path) == expected + "more");
+}
+
+int writesLeft;
+WriteStep refusedStep;
+bool RefuseOne(WriteStep step, std::size_t) {
+  return step != refusedStep || writesLeft-- != 0;
+}
+
+TEST_F(OutputChannelTest, AFailureSticksAndShowsAtClose) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.Path("out.txt");
+  std::string whole;
+  for (char c = 'a'; c < 'k'; c++) whole += std::string(30000, c);
+  for (const WriteStep step : {WriteStep::Open, WriteStep::Write, WriteStep::Close}) {
+    for (int allowed = 0;; allowed++) {
+      refusedStep = step;
+      writesLeft = allowed;
+      SetWriteGate(RefuseOne);
+      OutputChannel channel;
+      const bool opened = channel.OpenFile(path.c_str(), OutputChannel::Mode::Replace);
+      channel.Put(whole);
+      const bool closed = channel.Close();
+      SetWriteGate(nullptr);
+      const bool refused = writesLeft < 0;
+      EXPECT_EQ(closed, !refused);
+      EXPECT_EQ(opened, !(step == WriteStep::Open && refused));
+      EXPECT_EQ(channel.Close(), closed) << "a closed channel closes again with the same answer";
+      if (step != WriteStep::Open) {
+        const std::string written = ReadWhole(path);
+        EXPECT_TRUE(whole.starts_with(written)) << "nothing after a gap";
+        if (!refused) EXPECT_EQ(written.size(), whole.size());
+      }
+      if (!refused) {
+        EXPECT_GT(allowed, step == WriteStep::Write ? 3 : 0);
+        break;
+      }
+    }
+  }
+  OutputChannel channel;
+  EXPECT_FALSE(channel.OpenFile(directory.Path("absent/out.txt").c_str(), OutputChannel::Mode::Replace));
+  EXPECT_EQ(channel.SystemError(), ENOENT);
+}
+
+TEST_F(OutputChannelTest, FullDevice) {
+  OutputChannel channel;
+  if (!channel.OpenFile("/dev/full", OutputChannel::Mode::Replace)) GTEST_SKIP() << "no device that is always full";
+  channel.Put("x");
+  EXPECT_FALSE(channel.Close());
+  EXPECT_EQ(channel.SystemError(), ENOSPC);
+}
+
+TEST_F(OutputChannelTest, WithoutMemoryForABuffer) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.Path("out.txt"), piece(5000, 'y');
+  SetHeapGate([](std::size_t) { return false; });
+  OutputChannel file, memory;
+  const bool opened = file.OpenFile(path.c_str(), OutputChannel::Mode::Replace);
+  file.Put(piece);
+  const bool closed = file.Close();
+  memory.OpenMemory();
+  memory.Put("short");
+  const bool fits = memory.Text() == "short";
+  for (int i = 0; i < 3; i++) memory.Put(piece);
+  const bool kept = memory.Close();
+  SetHeapGate(nullptr);
+  EXPECT_TRUE(opened && closed);
+  EXPECT_EQ(ReadWhole(path), piece);
+  EXPECT_TRUE(fits);
+  EXPECT_FALSE(kept);
+  EXPECT_EQ(memory.Text(), "");
+}
+
+}  // namespace
+}  // namespace bravic::testing
