@@ -1,0 +1,105 @@
+#include "Findings.h"
+
+#include <charconv>
+#include <utility>
+
+namespace {
+
+// Answers of GetNodeFinding_bn besides states.
+constexpr int LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7;
+
+std::string CheckAssignment(const std::string& text) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
+    return "'" + text + "' is not of the form NODE=...";
+  }
+  return "";
+}
+
+std::pair<std::string, std::string> Split(const std::string& assignment) {
+  const auto equals = assignment.find('=');
+  return {assignment.substr(0, equals), assignment.substr(equals + 1)};
+}
+
+double Number(const std::string& text) {
+  double number = 0;
+  const char* last = text.data() + text.size();
+  const auto [end, fault] = std::from_chars(text.data(), last, number);
+  if (fault != std::errc() || end != last) throw Refusal("'" + text + "' is not a number");
+  return number;
+}
+
+std::vector<probtype> Numbers(const std::string& text) {
+  std::vector<probtype> numbers;
+  for (std::size_t start = 0; start <= text.size();) {
+    const auto comma = std::min(text.find(',', start), text.size());
+    numbers.push_back(static_cast<probtype>(Number(text.substr(start, comma - start))));
+    start = comma + 1;
+  }
+  return numbers;
+}
+
+}  // namespace
+
+void AddFindingOptions(CLI::App* command, FindingOptions* options) {
+  const auto add = [&](const char* name, std::vector<std::string>* to, const char* form, const char* help) {
+    command->add_option(name, *to, help)->type_name(form)->allow_extra_args(false)->check(CheckAssignment);
+  };
+  add("--finding,-f", &options->states, "NODE=STATE", "the node is in the state");
+  add("--not", &options->nots, "NODE=STATE", "the node is not in the state");
+  add("--likelihood", &options->likelihoods, "NODE=X,X,...", "the likelihood of each state of the node");
+  add("--value", &options->values, "NODE=X", "the node's value (for nodes with levels)");
+}
+
+void EnterFindings(const FindingOptions& options, const Net& net, Session& session) {
+  for (const auto& assignment : options.states) {
+    const auto [name, state] = Split(assignment);
+    node_bn node = FindNode(name, net);
+    EnterFinding_bn(node, FindState(state, node, session));
+    session.Check();
+  }
+  for (const auto& assignment : options.nots) {
+    const auto [name, state] = Split(assignment);
+    node_bn node = FindNode(name, net);
+    EnterFindingNot_bn(node, FindState(state, node, session));
+    session.Check();
+  }
+  for (const auto& assignment : options.likelihoods) {
+    const auto [name, text] = Split(assignment);
+    node_bn node = FindNode(name, net);
+    const auto likelihood = Numbers(text);
+    const auto numstates = static_cast<std::size_t>(GetNodeNumberStates_bn(node));
+    if (likelihood.size() != numstates) {
+      throw Refusal("the likelihood of '" + name + "' has " + std::to_string(likelihood.size()) +
+                    " numbers, but the node has " + std::to_string(numstates) + " states");
+    }
+    EnterNodeLikelihood_bn(node, likelihood.data());
+    session.Check();
+  }
+  for (const auto& assignment : options.values) {
+    const auto [name, text] = Split(assignment);
+    EnterNodeValue_bn(FindNode(name, net), Number(text));
+    session.Check();
+  }
+}
+
+Mark MarkOf(node_bn node, statetype state) {
+  const int finding = GetNodeFinding_bn(node);
+  if (finding == state) return Mark::Found;
+  if (finding == NEGATIVE_FINDING && GetNodeLikelihood_bn(node)[state] == 0) return Mark::Excluded;
+  return finding == LIKELIHOOD_FINDING ? Mark::Weighed : Mark::None;
+}
+
+const char* MarkText(Mark mark) {
+  switch (mark) {
+    case Mark::Found:
+      return "found";
+    case Mark::Excluded:
+      return "excluded";
+    case Mark::Weighed:
+      return "weighed";
+    case Mark::None:
+      break;
+  }
+  return "";
+}

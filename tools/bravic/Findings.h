@@ -1,0 +1,21 @@
+// The options by which a command line states findings, and entering them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "Session.h"
+
+struct FindingOptions {
+  std::vector<std::string> states, nots, likelihoods, values;  // each "NODE=..."
+};
+
+void AddFindingOptions(CLI::App* command, FindingOptions* options);
+void EnterFindings(const FindingOptions& options, const Net& net, Session& session);
+
+// How a node's finding bears on one of its states.
+enum class Mark { None, Found, Excluded, Weighed };
+Mark MarkOf(node_bn node, statetype state);
+// "found", "excluded", "weighed", or empty.
+const char* MarkText(Mark mark);

@@ -1,0 +1,114 @@
+#include "Terminal.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <sys/ioctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+volatile std::sig_atomic_t interrupted = 0;
+
+// The operation whose progress is being shown.
+struct {
+  std::string what;
+  Clock::time_point start;
+  bool drawn = false;
+} bar;
+
+bool IsTerminal(int descriptor) {
+#ifdef _WIN32
+  return _isatty(descriptor) != 0;
+#else
+  return isatty(descriptor) != 0;
+#endif
+}
+
+void OnInterrupt(int) {
+  interrupted = 1;
+  std::signal(SIGINT, SIG_DFL);
+}
+
+}  // namespace
+
+bool OutputIsTerminal() {
+  return IsTerminal(1);
+}
+
+int TerminalWidth() {
+#ifndef _WIN32
+  winsize size{};
+  if (ioctl(1, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+#endif
+  return 80;
+}
+
+bool TerminalShowsBlocks() {
+  for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    const char* value = std::getenv(name);
+    if (value && *value) return std::strstr(value, "UTF-8") || std::strstr(value, "utf8");
+  }
+  return false;
+}
+
+long long PeakMemoryKilobytes() {
+#ifdef _WIN32
+  return -1;
+#else
+  rusage usage{};
+  return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<long long>(usage.ru_maxrss) : -1;
+#endif
+}
+
+void Complain(const std::string& message) {
+  EndProgressBar();
+  std::string_view text = message;
+  while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
+  std::fprintf(stderr, "bravic: %.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+void WatchInterrupts() {
+  std::signal(SIGINT, OnInterrupt);
+}
+
+bool Interrupted() {
+  return interrupted != 0;
+}
+
+int BRAVIC_CALL ShowProgressBar(void*, const char* what, double done, double total_seconds) {
+  const auto now = Clock::now();
+  if (bar.what != what) {
+    EndProgressBar();
+    bar.what = what;
+    bar.start = now;
+  }
+  const double elapsed = std::chrono::duration<double>(now - bar.start).count();
+  if (IsTerminal(2) && (elapsed >= 1 || bar.drawn)) {
+    constexpr int WIDTH = 30;
+    const int filled = done <= 0 ? 0 : done >= 1 ? WIDTH : static_cast<int>(done * WIDTH);
+    std::fprintf(stderr, "\r%s [%s%s] %3.0f%%", what, std::string(static_cast<std::size_t>(filled), '#').c_str(),
+                 std::string(static_cast<std::size_t>(WIDTH - filled), ' ').c_str(), done * 100);
+    if (total_seconds > elapsed) std::fprintf(stderr, ", %.0f s left ", total_seconds - elapsed);
+    std::fflush(stderr);
+    bar.drawn = true;
+  }
+  return Interrupted();
+}
+
+void EndProgressBar() {
+  if (bar.drawn) std::fprintf(stderr, "\r\033[K");
+  bar.drawn = false;
+  bar.what.clear();
+}
