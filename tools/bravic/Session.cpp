@@ -23,7 +23,7 @@ bool Session::TakeMessages(std::vector<std::string>* messages) {
   for (report_ns report = nullptr; (report = GetError_ns(env_, 4, report));) {
     const bool error = ErrorDanger_ns(report) >= 5;
     failed |= error;
-    messages->push_back((error ? "" : "warning: ") + std::string(ErrorMessage_ns(report)));
+    messages->emplace_back(error ? "" : "warning: ").append(ErrorMessage_ns(report));
   }
   ClearErrors_ns(env_, 6);
   return failed;
@@ -106,8 +106,9 @@ statetype FindState(const std::string& name, node_bn node, Session& session) {
 }
 
 std::string StateText(node_bn node, statetype state) {
-  const std::string name = GetNodeStateName_bn(node, state);
-  return name.empty() ? "#" + std::to_string(state) : name;
+  std::string text = GetNodeStateName_bn(node, state);
+  if (text.empty()) text.append("#").append(std::to_string(state));
+  return text;
 }
 
 std::string TitleOf(const Net& net) {
