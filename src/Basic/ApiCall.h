@@ -4,19 +4,29 @@
 #pragma once
 
 #include "Basic/Environ.h"
+#include "Basic/Memory.h"
 
 namespace bravic {
 
 class ApiCall {
  public:
-  explicit ApiCall(const char* function);  // spelled as the exported mixed-case name; static text
-  ~ApiCall();                              // clears the name, unless HasReserve has failed
+  // The function's name is spelled as exported in mixed case; static text.
+  explicit ApiCall(const char* function) {
+    if (currentFunction) [[unlikely]]
+      ComplainOfNesting(function);
+    currentFunction = function;
+  }
+  // Clears the name, unless HasReserve has failed.
+  ~ApiCall() {
+    if (!leaveSet_) currentFunction = nullptr;
+  }
   ApiCall(const ApiCall&) = delete;
   ApiCall& operator=(const ApiCall&) = delete;
 
   // False, with "not enough free memory to call %s" reported under the number, when the reserve is gone. The
-  // function's name is then deliberately left set, so that the next call complains of nesting.
-  bool HasReserve(int number);
+  // function's name is then deliberately left set, so that the next call complains of nesting. Before memory
+  // accounting runs: false, with "this function called before InitBravic_bn" written framed.
+  bool HasReserve(int number) { return bravic::HasReserve() || RefuseWithoutReserve(number); }
 
   // Handle checks of the basic level; the deep level adds the record's own consistency.
   bool Check(environ_ns env);  // faults are written framed, since they cannot be recorded
@@ -32,6 +42,9 @@ class ApiCall {
   void LeaveNameSet() { leaveSet_ = true; }
 
  private:
+  static void ComplainOfNesting(const char* function);
+  bool RefuseWithoutReserve(int number);
+
   bool leaveSet_ = false;
 };
 

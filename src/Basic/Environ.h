@@ -29,6 +29,7 @@ struct environ_rec {
   int repetitionMode;  // 1, 2 or 3; see Errors.h
   int word2;
   int errorLabel;          // label of the next error record
+  bool closed;             // by CloseBravic_bn; the record is not used again until it is created anew
   const char* whoChanged;  // given to new nodes by reference; NULL unless something sets it
 };
 

@@ -8,19 +8,16 @@
 
 #include <memory>
 
+#include "Basic/Format.h"
 #include "Basic/TypedObject.h"
 #include "bravic.h"
-
-#if defined(__GNUC__)
-#define BRAVIC_PRINTF(text, first) __attribute__((format(printf, text, first)))
-#else
-#define BRAVIC_PRINTF(text, first)
-#endif
 
 struct report_rec {
   bravic::TagWord tag;
   report_ns next;     // the next older record of the same group
+  report_ns newer;    // the next newer record of the same group
   report_ns members;  // a group's records, newest first; owned
+  report_ns oldest;   // the last of members
   report_ns group;    // the group that holds the record; NULL while detached; the main group holds itself
   environ_ns env;
   int number;            // negative for library errors
@@ -81,7 +78,10 @@ const char* DangerName(int danger);
 // The newest record, to be compared later: HasErrorSince tells whether one of at least that danger came after it.
 report_ns NewestRecord(environ_ns env);
 bool HasErrorSince(environ_ns env, report_ns newest, int danger);
-report_ns NewestError(environ_ns env, int danger, report_ns after);  // twin of GetError_ns, newest first
+// The oldest record of at least the danger, or the next newer one after the given record; its twin goes from the
+// newest to older ones. NULL when there is none.
+report_ns OldestError(environ_ns env, int danger, report_ns after);
+report_ns NewestError(environ_ns env, int danger, report_ns after);
 void ShowOutstandingErrors(environ_ns env);
 void FreeReport(report_ns report);   // never a permanent record
 report_ns FromResultCode(int code);  // NULL for 0, else the permanent "Error occurred"

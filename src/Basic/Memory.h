@@ -44,7 +44,10 @@ std::size_t BlockSize(const void* block);
 bool IsLiveBlock(const void* block);  // whether the address is that of a block not yet freed
 
 std::size_t MemoryUsed();
-bool HasReserve();
+extern void* memoryReserve;  // NULL while it is gone; read through HasReserve
+inline bool HasReserve() {
+  return memoryReserve != nullptr;
+}
 int MemoryState();
 void SetMemoryState(int state);
 void StartMemory();

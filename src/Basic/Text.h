@@ -30,15 +30,29 @@ inline int CheckNameText(const char* name, char* reason = nullptr) {
 // Empty and NULL entries of an array of names (mode 1 .. 4); see Text.cpp for the answer's codes.
 int CheckNameList(char** names, int length, int mode);
 
-bool IsAsciiLetter(int c);
-bool IsAsciiDigit(int c);
-bool IsAsciiSpace(int c);
-int AsciiUpper(int c);
-int AsciiLower(int c);
+constexpr bool IsAsciiLetter(int c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+constexpr bool IsAsciiDigit(int c) {
+  return c >= '0' && c <= '9';
+}
+constexpr bool IsAsciiSpace(int c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+constexpr int AsciiUpper(int c) {
+  return c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c;
+}
+constexpr int AsciiLower(int c) {
+  return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c;
+}
 
 char* DupText(const char* text);  // NULL gives NULL; must succeed
 char* DupText(std::string_view text);
-char* TryDupText(const char* text);             // reports -2285 on shortage
+char* TryDupText(const char* text);  // reports -2285 on shortage
+// At most max characters and a terminator; answer the end of the copy. The marked form ends a text that was cut with
+// three points (fewer when max is below 3).
+char* CopyText(char* destination, const char* source, std::size_t max);
+char* CopyTextMarked(char* destination, const char* source, std::size_t max);
 bool EqualText(const char* a, const char* b);   // both NULL is equal
 int CompareText(const char* a, const char* b);  // NULL counts as empty
 bool EqualTextNoCase(const char* a, const char* b);

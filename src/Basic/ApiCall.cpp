@@ -1,0 +1,94 @@
+#include "Basic/ApiCall.h"
+
+#include "Basic/Errors.h"
+#include "Basic/Text.h"
+#include "Win_Face/FileSpec.h"
+
+namespace bravic {
+
+environ_ns currentEnviron = nullptr;
+const char* currentFunction = nullptr;
+int checkingLevel = CHECK_LISTS;
+
+namespace {
+
+bool RefuseEnvironment(int number, const char* text) {
+  PrintFramed(number, text);
+  return false;
+}
+
+constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
+
+}  // namespace
+
+void ApiCall::ComplainOfNesting(const char* function) {
+  const char* running = currentFunction;
+  currentFunction = nullptr;
+  ReportWarning(-5114, "API function %s is calling API function %s", running, function);
+  currentFunction = running;
+}
+
+bool ApiCall::RefuseWithoutReserve(int number) {
+  if (!currentEnviron || currentEnviron->stage < STAGE_MEMORY) return RefuseEnvironment(-5101, BEFORE_INIT);
+  ReportError(number, "not enough free memory to call %s", currentFunction);
+  leaveSet_ = true;
+  return false;
+}
+
+bool ApiCall::Check(environ_ns env) {
+  if (!Basic()) return true;
+  if (!env) return RefuseEnvironment(-5100, "NULL passed for environ_ns");
+  if (TagOf(env) != ENVIRON_TAG || env->closed) return RefuseEnvironment(-5139, "damaged or freed environ_ns passed");
+  if (env->stage < STAGE_MEMORY) return RefuseEnvironment(-5101, BEFORE_INIT);
+  return true;
+}
+
+bool ApiCall::Check(report_ns report) {
+  if (!Basic()) return true;
+  if (!report) {
+    ReportError(-5102, "NULL passed for report_ns");
+    return false;
+  }
+  if (!IsLiveBlock(report) || TagOf(report) != REPORT_TAG) {
+    ReportError(-5140, "damaged or freed report_ns passed");
+    return false;
+  }
+  return true;
+}
+
+bool ApiCall::Check(filespec_ns file) {
+  if (!Basic()) return true;
+  if (!file) {
+    ReportError(-5103, "NULL passed for filespec_ns");
+    return false;
+  }
+  if (!IsLiveBlock(file) || TagOf(file) != FILESPEC_TAG) {
+    ReportError(-5141, "damaged or freed filespec_ns passed");
+    return false;
+  }
+  return true;
+}
+
+bool ApiCall::CheckNameGiven(const char* name) {
+  if (!Basic()) return true;
+  if (!name) {
+    ReportError(-5114, "NULL passed for name");
+    return false;
+  }
+  if (!*name) {
+    ReportError(-5142, "empty string passed for name");
+    return false;
+  }
+  return true;
+}
+
+bool ApiCall::CheckName(const char* name) {
+  if (!Basic()) return true;
+  if (!CheckNameGiven(name)) return false;
+  char reason[NAME_REASON_LEN];
+  if (!CheckNameText(name, reason)) return true;
+  ReportError(-5118, "name string passed is bad because %s", reason);
+  return false;
+}
+
+}  // namespace bravic

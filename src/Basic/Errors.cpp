@@ -1,0 +1,572 @@
+#include "Basic/Errors.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "Basic/ApiCall.h"
+#include "Basic/Environ.h"
+#include "Basic/Memory.h"
+#include "Basic/Text.h"
+
+namespace bravic {
+namespace {
+
+constexpr int LABEL_WARNING_AT = 2047483647, LABEL_WRAPS_AT = 2147483547;
+constexpr int MAX_SHOWN_OUTSTANDING = 4;
+constexpr const char* DANGER_NAMES[] = {"xxx", "false alert", "report", "notice", "warning", "error", "internal error"};
+
+// Made at start-up, detached, never freed before close.
+report_ns errorOccurred, noActionRequired, actionAborted, generalFailure, internalFailure;
+
+ShowMessageHook showMessage;
+InternalErrorHook showInternalError;
+bool reportingInternal = false;
+
+bool FullyStarted(environ_ns env) {
+  return env && env->stage == STAGE_STARTED;
+}
+
+char* NewMessage(const char* text) {
+  char* copy = DupText(text);
+  if (copy && std::strlen(copy) >= MAX_ERR_LEN) copy[MAX_ERR_LEN - 1] = 0;
+  return copy;
+}
+
+int NextLabel(environ_ns env) {
+  const int label = env->errorLabel++;
+  if (env->errorLabel == LABEL_WARNING_AT) {
+    ReportWarning(-2311, "will soon recycle labels for 'rept'.  Save work and restart");
+  }
+  if (env->errorLabel >= LABEL_WRAPS_AT) env->errorLabel = 1;
+  return label;
+}
+
+void FillRecord(report_ns report, int number, int danger, const char* text) {
+  Free(report->mesg);
+  Free(report->filename);
+  report->filename = nullptr;
+  report->number = number;
+  report->firstDanger = report->danger = danger;
+  report->fixStatus = STILL_REMAINS;
+  report->code = -1;
+  report->mesg = NewMessage(text);
+  report->function = currentFunction;
+  report->displayStatus = NOT_DISPLAYED;
+}
+
+report_ns NewRecord(environ_ns env, int number, int danger, const char* text) {
+  auto* report = static_cast<report_ns>(AllocateCleared(1, sizeof(report_rec)));
+  report->tag = REPORT_TAG;
+  report->env = env;
+  report->time = static_cast<long>(std::time(nullptr));
+  report->label = NextLabel(env);
+  FillRecord(report, number, danger, text);
+  return report;
+}
+
+void PrintIfNotStarted(environ_ns env, int number, const char* text) {
+  if (FullyStarted(env)) return;
+  char framed[MAX_ERR_LEN + 128];
+  if (currentFunction) {
+    FormatText(framed, sizeof framed, "%s: %s", currentFunction, OrEmpty(text));
+    text = framed;
+  }
+  PrintFramed(number, OrEmpty(text));
+}
+
+void LinkIntoGroup(report_ns report, report_ns group) {
+  if (!BRAVIC_ASSERT_TEXT(group != report, "group != err")) return;
+  report->group = group;
+  report->newer = nullptr;
+  report->next = group->members;
+  (report->next ? report->next->newer : group->oldest) = report;
+  group->members = report;
+  for (; group->danger < report->danger; group = group->group) {
+    group->danger = report->danger;
+    if (!group->group || group->group == group) break;
+  }
+}
+
+void UnlinkFromGroup(report_ns report) {
+  report_ns group = report->group;
+  (report->newer ? report->newer->next : group->members) = report->next;
+  (report->next ? report->next->newer : group->oldest) = report->newer;
+  report->next = report->newer = report->group = nullptr;
+}
+
+// Whether and how a record whose number was displayed before is shown again.
+enum class Showing { Nothing, InFull, AsMore };
+Showing HowToShow(const report_rec& report) {
+  environ_ns env = report.env;
+  if (env->repetitionMode == 3) return Showing::InFull;
+  if (env->repetitionMode != 1 && env->repetitionMode != 2) return Showing::Nothing;
+  int earlier = 0;
+  for (report_ns other = env->errs ? env->errs->members : nullptr; other; other = other->next) {
+    earlier += other != &report && other->number == report.number && other->danger >= FALSE_ALERT &&
+               other->displayStatus == DIALOG_DISPLAY;
+  }
+  if (!earlier) return Showing::InFull;
+  return env->repetitionMode == 2 && earlier == 1 ? Showing::AsMore : Showing::Nothing;
+}
+
+void DisplayRecord(report_ns report, int display) {
+  if (!display || !showMessage || report->env->hasUserInteraction != 1) return;
+  const Showing showing = HowToShow(*report);
+  if (showing == Showing::Nothing) return;
+  char message[MAX_ERR_LEN];
+  CopyText(message, report->mesg ? report->mesg : DangerName(report->danger), MAX_ERR_LEN - 1);
+  message[0] = static_cast<char>(AsciiUpper(static_cast<unsigned char>(message[0])));
+  char text[MAX_ERR_LEN + 160];
+  const char* function = report->function;
+  const char *before = OrEmpty(function), *colon = function ? ": " : "";
+  if (showing == Showing::InFull) {
+    FormatText(text, sizeof text, "%s%s%s", before, colon, message);
+  } else {
+    FormatText(text, sizeof text, "%s%sMore %ss of the form: %s", before, colon, DangerName(report->danger), message);
+  }
+  showMessage(text, report->number, report->danger, display);
+  report->displayStatus = std::max(report->displayStatus, display);
+}
+
+// The group that new records go to, or NULL (then the main group's own record is used again).
+report_ns PostRecord(int number, int danger, int display, const char* text) {
+  environ_ns env = currentEnviron;
+  PrintIfNotStarted(env, number, text);
+  if (!env || !env->errs) return internalFailure;
+  report_ns report = env->errs;
+  if (env->currentGroup) {
+    report = NewRecord(env, number, danger, text);
+    LinkIntoGroup(report, env->currentGroup);
+  } else {
+    FillRecord(report, number, danger, text);
+  }
+  DisplayRecord(report, display);
+  return report;
+}
+
+// False, after an assertion, for a text that is too long for a record.
+bool FormatMessage(char* text, const char* format, std::va_list arguments) {
+  return BRAVIC_ASSERT_TEXT(FormatTextV(text, MAX_ERR_LEN, format, arguments) < MAX_ERR_LEN, "nch < MAX_ERR_LEN");
+}
+
+report_ns PostFormatted(int number, int danger, int display, const char* format, std::va_list arguments) {
+  char text[MAX_ERR_LEN];
+  if (!FormatMessage(text, format, arguments)) return internalFailure;
+  return PostRecord(number, danger, display, text);
+}
+
+Failure MakeDetached(int number, int danger, const char* format, std::va_list arguments) {
+  if (!BRAVIC_ASSERT_TEXT(currentEnviron && currentEnviron->errs, "env && env->errs")) return nullptr;
+  char text[MAX_ERR_LEN];
+  FormatMessage(text, format, arguments);  // what is too long is cut, so that the failure is not lost
+  return Failure(NewRecord(currentEnviron, number, danger, text));
+}
+
+report_ns MakePermanent(environ_ns env, int danger, const char* text) {
+  report_ns report = NewRecord(env, 0, danger, text);
+  report->tag |= PERMANENT_FLAG;
+  return report;
+}
+
+void FreePermanent(report_ns* report) {
+  if (*report) (*report)->tag &= TAG_MASK;
+  FreeReport(*report);
+  *report = nullptr;
+}
+
+void EmptyGroup(report_ns group) {
+  while (report_ns member = group->members) {
+    UnlinkFromGroup(member);
+    FreeReport(member);
+  }
+  Free(group->mesg);
+  Free(group->filename);
+  group->mesg = group->filename = nullptr;
+  group->danger = NOTHING_ERR;
+}
+
+void ClearDangers(report_ns group, int danger) {
+  for (report_ns member = group->members; member;) {
+    report_ns next = member->next;
+    if (member->danger <= danger) {
+      UnlinkFromGroup(member);
+      FreeReport(member);
+    } else {
+      ClearDangers(member, danger);
+    }
+    member = next;
+  }
+}
+
+// The record after this one in the depth-first walk towards newer records, groups left out; NULL at the end.
+report_ns OldestPlain(report_ns report, int danger);
+report_ns NewerFrom(report_ns report, int danger) {
+  for (;;) {
+    if (report->newer) {
+      if (report_ns found = OldestPlain(report->newer, danger)) return found;
+      report = report->newer;
+    } else {
+      report = report->group;
+      if (!report || report->group == report) return nullptr;
+    }
+  }
+}
+
+// The record itself, or the oldest plain record in the group that it is; NULL when none matches.
+report_ns OldestPlain(report_ns report, int danger) {
+  if (report->danger < danger) return nullptr;
+  if (!report->members) return report->group == report ? nullptr : report;
+  report_ns oldest = report->oldest;
+  report_ns found = OldestPlain(oldest, danger);
+  while (!found && oldest->newer) {
+    oldest = oldest->newer;
+    found = OldestPlain(oldest, danger);
+  }
+  return found;
+}
+
+report_ns NewestPlain(report_ns report, int danger) {
+  if (report->danger < danger) return nullptr;
+  if (!report->members) return report->group == report ? nullptr : report;
+  for (report_ns member = report->members; member; member = member->next) {
+    if (report_ns found = NewestPlain(member, danger)) return found;
+  }
+  return nullptr;
+}
+
+// Whether a walk at this danger passes the record: it is posted, and neither it nor a group around it is below.
+bool WalkPasses(report_ns main, report_ns report, int danger) {
+  for (; report && report != main; report = report->group) {
+    if (report->danger < danger) return false;
+  }
+  return report == main;
+}
+
+}  // namespace
+
+report_ns OldestError(environ_ns env, int danger, report_ns after) {
+  report_ns main = env->errs;
+  if (!main || main->danger < danger) return nullptr;
+  if (after && after != main && WalkPasses(main, after, danger)) return NewerFrom(after, danger);
+  return OldestPlain(main, danger);
+}
+
+namespace {
+
+void ClearErrors(environ_ns env, int danger) {
+  report_ns main = env->errs;
+  if (!main) return;
+  if (main->danger <= danger) {
+    EmptyGroup(main);
+  } else {
+    ClearDangers(main, danger);
+  }
+}
+
+void ClearError(report_ns report) {
+  report_ns group = report->group;
+  if (group == report) {
+    EmptyGroup(report);
+    return;
+  }
+  if (group) {
+    UnlinkFromGroup(report);
+    if (report->danger == group->danger) {
+      group->danger = NOTHING_ERR;
+      for (report_ns member = group->members; member; member = member->next) {
+        group->danger = std::max(group->danger, member->danger);
+        if (group->danger == report->danger) break;
+      }
+    }
+  }
+  FreeReport(report);
+}
+
+const char* MessageWithFunction(report_ns report) {
+  if (!report->function) return OrEmpty(report->mesg);
+  if (report->mesg && StartsWithNoCase(report->mesg, report->function)) return report->mesg;
+  const char* old = report->mesg ? report->mesg : DangerName(report->danger);
+  const std::size_t size = std::strlen(report->function) + std::strlen(old) + 3;
+  char* rebuilt = static_cast<char*>(Allocate(size));
+  FormatText(rebuilt, size, "%s: %s", report->function, old);
+  char* first = rebuilt + std::strlen(report->function) + 2;
+  *first = static_cast<char>(AsciiUpper(static_cast<unsigned char>(*first)));
+  Free(report->mesg);
+  return report->mesg = rebuilt;
+}
+
+}  // namespace
+
+#define REPORT_WITH(number, danger, display, format)                            \
+  std::va_list arguments;                                                       \
+  va_start(arguments, format);                                                  \
+  report_ns report = PostFormatted(number, danger, display, format, arguments); \
+  va_end(arguments);                                                            \
+  return report
+
+report_ns ReportError(int number, const char* format, ...) {
+  REPORT_WITH(number, ERROR_ERR, DIALOG_DISPLAY, format);
+}
+
+report_ns ReportSilentError(int number, const char* format, ...) {
+  REPORT_WITH(number, ERROR_ERR, NOT_DISPLAYED, format);
+}
+
+report_ns ReportWarning(int number, const char* format, ...) {
+  REPORT_WITH(number, WARNING_ERR, DIALOG_DISPLAY, format);
+}
+
+report_ns ReportNotice(int number, const char* format, ...) {
+  REPORT_WITH(number, NOTICE_ERR, SOUND_DISPLAY, format);
+}
+
+report_ns ReportDanger(int number, int danger, int display, const char* format, ...) {
+  REPORT_WITH(number, danger, display, format);
+}
+
+#undef REPORT_WITH
+
+int ReportInternal(int number, const char* format, ...) {
+  if (reportingInternal) return 0;
+  reportingInternal = true;
+  std::va_list arguments;
+  va_start(arguments, format);
+  char text[MAX_ERR_LEN];
+  FormatTextV(text, sizeof text, format, arguments);
+  va_end(arguments);
+  PostRecord(number, INTERNAL_ERR, NOT_DISPLAYED, text);
+  const int decision = showInternalError ? showInternalError(number, text) : 0;
+  reportingInternal = false;
+  return decision;
+}
+
+void FailureDeleter::operator()(report_ns report) const {
+  FreeReport(report);
+}
+
+Failure Fail(int number, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  Failure failure = MakeDetached(number, ERROR_ERR, format, arguments);
+  va_end(arguments);
+  return failure;
+}
+
+Failure FailWarning(int number, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  Failure failure = MakeDetached(number, WARNING_ERR, format, arguments);
+  va_end(arguments);
+  return failure;
+}
+
+Failure FailMemory(int number, double nbytes, const char* purpose) {
+  if (nbytes > 0) return Fail(number, "not enough memory %s (%g K bytes needed)", purpose, nbytes / 1024);
+  return Fail(number, "not enough memory %s", purpose);
+}
+
+Failure Rephrase(Failure failure, const char* format, ...) {
+  if (!BRAVIC_ASSERT_TEXT(failure != nullptr, "err")) return failure;
+  std::va_list arguments;
+  va_start(arguments, format);
+  char text[MAX_ERR_LEN];
+  FormatTextV(text, sizeof text, format, arguments);
+  va_end(arguments);
+  Free(failure->mesg);
+  failure->mesg = DupText(text);
+  return failure;
+}
+
+Failure Renumber(Failure failure, int number) {
+  if (failure) failure->number = number;
+  return failure;
+}
+
+report_ns Post(Failure failure) {
+  report_ns report = failure.release();
+  if (!report) return nullptr;
+  PrintIfNotStarted(report->env, report->number, report->mesg);
+  LinkIntoGroup(report, report->env->currentGroup ? report->env->currentGroup : report->env->errs);
+  if (report->displayStatus < DIALOG_DISPLAY) DisplayRecord(report, DIALOG_DISPLAY);
+  return report;
+}
+
+void PrintFramed(int number, const char* message) {
+  std::fprintf(stderr, "\n*********\n%s (error %d)\n*********\n", message, number < 0 ? -number : number);
+  std::fflush(stderr);
+}
+
+bool AssertFailed(const char* file, int line, const char* text) {
+  const char* base = file;
+  for (const char* at = file; *at; ++at) {
+    if (*at == '/' || *at == '\\') base = at + 1;
+  }
+  ReportInternal(-111, "%s-%d (%s).", base, line, text);
+  return false;
+}
+
+const char* DangerName(int danger) {
+  return 0 <= danger && danger <= INTERNAL_ERR ? DANGER_NAMES[danger] : DANGER_NAMES[0];
+}
+
+report_ns NewestRecord(environ_ns env) {
+  return env && env->errs ? env->errs->members : nullptr;
+}
+
+bool HasErrorSince(environ_ns env, report_ns newest, int danger) {
+  for (report_ns report = NewestRecord(env); report && report != newest; report = report->next) {
+    if (report->danger >= danger) return true;
+  }
+  return false;
+}
+
+report_ns NewestError(environ_ns env, int danger, report_ns after) {
+  report_ns main = env->errs;
+  if (!main || main->danger < danger) return nullptr;
+  if (!after || after == main || !WalkPasses(main, after, danger)) return NewestPlain(main, danger);
+  for (report_ns report = after; report != main; report = report->group) {
+    for (report_ns older = report->next; older; older = older->next) {
+      if (report_ns found = NewestPlain(older, danger)) return found;
+    }
+  }
+  return nullptr;
+}
+
+void ShowOutstandingErrors(environ_ns env) {
+  if (!env || !env->errs) return;
+  int shown = 0;
+  for (report_ns report = env->errs->oldest; report; report = report->newer) {
+    if (MemoryState() == MEMORY_LOW) break;
+    if (report->displayStatus != NOT_DISPLAYED || report->danger < ERROR_ERR || report->fixStatus <= FIXED) continue;
+    if (shown == MAX_SHOWN_OUTSTANDING) {
+      ReportDanger(-2202, report->danger, DIALOG_DISPLAY, "There are more errors, but they won't be displayed");
+      break;
+    }
+    DisplayRecord(report, DIALOG_DISPLAY);
+    ++shown;
+  }
+  ClearErrors(env, ERROR_ERR);
+}
+
+void FreeReport(report_ns report) {
+  if (!report || (report->tag & PERMANENT_FLAG)) return;
+  EmptyGroup(report);
+  if (report->group == report) return;
+  report->tag = NO_TAG;
+  Free(report);
+}
+
+report_ns FromResultCode(int code) {
+  if (!code) return nullptr;
+  errorOccurred->code = code;
+  errorOccurred->danger = code < 0 ? ERROR_ERR : REPORT_ERR;
+  return errorOccurred;
+}
+
+void StartErrors(environ_ns env) {
+  env->errorLabel = 0;
+  report_ns main = NewRecord(env, 0, NOTHING_ERR, nullptr);
+  main->group = main;
+  env->errs = env->currentGroup = main;
+  errorOccurred = MakePermanent(env, ERROR_ERR, "Error occurred");
+  noActionRequired = MakePermanent(env, REPORT_ERR, "No action required");
+  actionAborted = MakePermanent(env, ERROR_ERR, "Action aborted");
+  generalFailure = MakePermanent(env, ERROR_ERR, "General failure");
+  internalFailure = MakePermanent(env, INTERNAL_ERR, "Internal failure");
+  env->errorLabel = 1;
+  reportingInternal = false;
+}
+
+void StopErrors(environ_ns env) {
+  report_ns main = env->errs;
+  if (!main) return;
+  ClearErrors(env, INTERNAL_ERR);
+  for (report_ns* report : {&errorOccurred, &noActionRequired, &actionAborted, &generalFailure, &internalFailure}) {
+    FreePermanent(report);
+  }
+  BRAVIC_ASSERT_TEXT(!main->mesg, "!maingroup->mesg");
+  BRAVIC_ASSERT_TEXT(!main->filename, "!maingroup->filename");
+  EmptyGroup(main);
+  main->group = nullptr;
+  FreeReport(main);
+  env->errs = env->currentGroup = nullptr;
+}
+
+// A host's own text, which may be missing; NULL for one that is too long.
+static report_ns ReportText(int number, int danger, const char* mesg) {
+  if (mesg && !BRAVIC_ASSERT_TEXT(std::strlen(mesg) < MAX_ERR_LEN, "nch < MAX_ERR_LEN")) return nullptr;
+  return PostRecord(number, danger, DIALOG_DISPLAY, mesg);
+}
+
+void SetDisplayHooks(ShowMessageHook show, InternalErrorHook internal) {
+  showMessage = show;
+  showInternalError = internal;
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+namespace {
+
+constexpr int MAX_CLIENT_NUMBER = 999;
+
+bool DangerInRange(int number, int danger) {
+  if (!ApiCall::Basic() || (NOTHING_ERR <= danger && danger <= INTERNAL_ERR)) return true;
+  ReportError(number, "argument 'danger' is %d, but should be between 0 and %d inclusive", danger, int{INTERNAL_ERR});
+  return false;
+}
+
+bool ClientNumberInRange(int number) {
+  if (!ApiCall::Basic() || (0 <= number && number <= MAX_CLIENT_NUMBER)) return true;
+  ReportError(-5563, "argument 'number' is %d, but should be between 0 and %d inclusive", number, MAX_CLIENT_NUMBER);
+  return false;
+}
+
+}  // namespace
+
+report_ns BRAVIC_CALL GetError_ns(environ_ns env, int danger, report_ns after) {
+  ApiCall call("GetError_ns");
+  if (!call.Check(env) || !DangerInRange(-5534, danger) || (after && !call.Check(after))) return nullptr;
+  return OldestError(env, danger, after);
+}
+
+void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger) {
+  ApiCall call("ClearErrors_ns");
+  if (!call.Check(env) || !DangerInRange(-5535, danger)) return;
+  ClearErrors(env, danger);
+}
+
+void BRAVIC_CALL ClearError_ns(report_ns error) {
+  ApiCall call("ClearError_ns");
+  if (!error || !call.Check(error)) return;
+  ClearError(error);
+}
+
+report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char* mesg) {
+  ApiCall call("ReportError_ns");
+  if (!call.Check(env) || !ClientNumberInRange(number) || !DangerInRange(-5563, danger)) return nullptr;
+  return ReportText(-number, danger, mesg);
+}
+
+int BRAVIC_CALL ErrorNumber_ns(report_ns error) {
+  ApiCall call("ErrorNumber_ns");
+  if (!error || !call.Check(error)) return 0;
+  return error->number < 0 ? -error->number : error->number;
+}
+
+const char* BRAVIC_CALL ErrorMessage_ns(report_ns error) {
+  ApiCall call("ErrorMessage_ns");
+  if (!error) return "";
+  if (!call.Check(error)) return "error";
+  return MessageWithFunction(error);
+}
+
+int BRAVIC_CALL ErrorDanger_ns(report_ns error) {
+  ApiCall call("ErrorDanger_ns");
+  if (!error) call.LeaveNameSet();
+  if (!error || !call.Check(error)) return FALSE_ALERT;
+  return error->danger;
+}

@@ -1,0 +1,34 @@
+#include "Bravic/Modules.h"
+
+#include <cstddef>
+#include <iterator>
+
+#include "Win_Face/Interaction.h"
+
+namespace bravic {
+namespace {
+
+struct Module {
+  void (*start)();  // either may be NULL
+  void (*stop)();
+};
+
+constexpr Module MODULES[] = {
+    {nullptr, nullptr},
+};
+
+}  // namespace
+
+void StartModules() {
+  for (const Module& module : MODULES) {
+    if (module.start) module.start();
+  }
+}
+
+void StopModules() {
+  for (std::size_t i = std::size(MODULES); i-- > 0;) {
+    if (MODULES[i].stop) MODULES[i].stop();
+  }
+}
+
+}  // namespace bravic
