@@ -19,7 +19,8 @@ node_bn NewDefaultNode(const char* stem, net_bn net);
 // What NewNode_bn does once its arguments are checked. NULL with an error posted.
 node_bn NewNode(const char* name, int numstates, net_bn net);
 
-// Recorded as 5000 and 5020 when undo is on. Placeholders keep their names out of the name table.
+// Recorded as 5000 and 5020 when undo is on. Nodes come named and with their parents (preds) in place, which are told
+// of them here. Placeholders keep their names out of the name table.
 void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs);
 // Every child of a removed node must be removed with it. The removed nodes belong to the undo record, or are freed.
 Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs);
@@ -28,20 +29,28 @@ Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_b
 
 node_bn FindNode(net_bn net, const char* name);   // NULL when there is none
 void RenameInTable(node_bn node, char* newname);  // takes the new name, frees nothing; keeps the name table right
+void EnterNodeName(net_bn net, node_bn node);
+void RemoveNodeName(net_bn net, node_bn node);
 // A name that no node of the net has; buffer of MAX_NAME_LEN + 1 or more characters (method 9 needs no net).
 void FreshName(const char* stem, net_bn net, int method, char* buffer);
 
 const nodelist_rec& OrderedNodes(net_bn net);  // brings the node order up to date first
-int NewMark();                                 // a fresh visit label
+// Takes the present order as it stands when every node comes after its parents; false when one does not.
+bool KeepPresentOrder(net_bn net);
+int NewMark();  // a fresh visit label
 
-// Effects of a change. Codes as NotifyChange's callers pass them: 0 graph only, 2 node attribute, 3 added,
-// 5 tables lost, 6 removed, 7 table, 8 finding.
+// Tells what depends on a net that it was changed. Graph, Added and Removed do what GraphChanged does, Kind (the kind,
+// the discreteness) uncompiles the net and forgets the node's caches, TablesLost and Table do what TableChanged does,
+// Finding calls its hook. The numbers are those of the change.
 enum class ChangeCode { Graph = 0, Kind = 2, Added = 3, TablesLost = 5, Removed = 6, Table = 7, Finding = 8 };
 void NotifyChange(net_bn net, node_bn node, ChangeCode code);
 // The graph or the node set changed: node order and elimination order go, and the net is uncompiled.
 void GraphChanged(net_bn net);
 // A table of the node changed: its caches and the net's potentials go; the junction tree stays.
 void TableChanged(node_bn node);
+// The same for what undo has put back with its order and caches.
+void GraphRestored(net_bn net);
+void TableRestored(node_bn node);
 
 // Given by the inference services at start-up, which stand above the model.
 struct InferenceHooks {

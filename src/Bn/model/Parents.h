@@ -17,6 +17,7 @@ Failure SwitchParent(int index, node_bn child, node_bn newparent);
 // For each slot named, a placeholder takes the parent's place (5710 or 5720 as the group's code).
 void DisconnectChildren(node_bn node);
 node_bn NewPlaceholder(node_bn original, net_bn net);  // keeps what the children's tables need
+bool IsStubUsed(node_bn stub, node_bn except);         // among the parents of another node of the net
 
 const char* LinkName(const bnode& node, int index, char* buffer);  // stored, else the default; buffer of 40
 bool IsAncestor(node_bn ancestor, node_bn node);

@@ -199,6 +199,8 @@ struct bnet {
   bravic::SymbolTable* names = nullptr;         // node name -> node; placeholders are never found by name
   nodelist_rec elimorder;                       // num -1: none set
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
+  char freshStem[32] = {};                      // the stem last counted up, and where its count may begin
+  long freshFloor = 1;
   // Compilation and inference.
   bravic::CompiledNet* compiled = nullptr;  // owned; NULL while there is no junction tree
   bool potentialsMade = false;              // the compiled flag: potentials are present and valid

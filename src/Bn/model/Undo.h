@@ -47,12 +47,11 @@ enum UndoCode : int {
   UNDO_GROUP = 5990
 };
 
-inline constexpr int UNDO_TAG_CHECK = UNDO_TAG;
-
 bool UndoRecording();
 int UndoDepth();
 int SetUndoDepth(int depth, net_bn net);  // previous depth; -1 only asks
-// A group over a scope; closed by the destructor. Records nothing while recording is off.
+// Makes one step of all that is recorded on the net within its scope. The group's own record is made with its first
+// member, so that a group in which nothing is changed leaves both stacks as they were. Groups nest.
 class UndoGroup {
  public:
   UndoGroup(UndoCode code, net_bn net);
@@ -60,9 +59,16 @@ class UndoGroup {
   UndoGroup(const UndoGroup&) = delete;
   UndoGroup& operator=(const UndoGroup&) = delete;
 
+  static void Begin(net_bn net);  // makes the records of the net's open groups
+
  private:
+  void Make();
+  void MakeFor(net_bn net);
+
   net_bn net_;
-  UndoRecord* group_;
+  UndoCode code_;
+  UndoGroup* outer_;
+  UndoRecord* group_ = nullptr;
 };
 int UndoSequence(net_bn net);  // of the newest record, 0 when there is none
 void UndoTo(net_bn net, int sequence);

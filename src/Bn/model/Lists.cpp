@@ -1,0 +1,241 @@
+#include "Bn/model/Lists.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
+#include "Basic/Errors.h"
+#include "Bn/model/NetCall.h"
+
+namespace bravic {
+namespace {
+
+constexpr int END_OF_LIST = INT_MAX;
+constexpr int GROWTH = 32;
+
+std::size_t NumBytes(int length) {
+  return static_cast<std::size_t>(length) * sizeof(node_bn);
+}
+
+int Capacity(const nodelist_rec& list) {
+  return static_cast<int>(BlockSize(list.ar) / sizeof(node_bn));
+}
+
+}  // namespace
+
+nodelist_bn NewList(int length) {
+  Owned<nodelist_rec> list(static_cast<nodelist_rec*>(TryAllocate(sizeof(nodelist_rec))));
+  if (!list) return nullptr;
+  new (list.get()) nodelist_rec;
+  if (length > 0) {
+    list->ar = static_cast<node_bn*>(TryAllocateCleared(static_cast<std::size_t>(length), sizeof(node_bn)));
+    if (!list->ar) return nullptr;
+  }
+  list->num = length;
+  return list.release();
+}
+
+nodelist_bn DupList(const nodelist_rec& source) {
+  const int num = std::max(source.num, 0);
+  nodelist_bn list = NewList(num);
+  if (list) std::copy_n(source.ar, num, list->ar);
+  return list;
+}
+
+void FreeList(nodelist_bn list) {
+  if (!list) return;
+  Free(list->ar);
+  Free(list);
+}
+
+void Append(nodelist_rec& list, node_bn node) {
+  list.num = std::max(list.num, 0);
+  if (list.num >= Capacity(list)) {
+    list.ar = static_cast<node_bn*>(Resize(list.ar, NumBytes(list.num + std::max(GROWTH, list.num / 2))));
+  }
+  list.ar[list.num++] = node;
+}
+
+void CopyList(nodelist_rec& to, std::span<const node_bn> from) {
+  node_bn* ar = from.empty() ? nullptr : static_cast<node_bn*>(Allocate(from.size_bytes()));
+  std::copy(from.begin(), from.end(), ar);
+  Free(to.ar);
+  to.ar = ar;
+  to.num = static_cast<int>(from.size());
+}
+
+void ClearList(nodelist_rec& list) {
+  Free(list.ar);
+  list.ar = nullptr;
+  list.num = 0;
+}
+
+int IndexIn(const nodelist_rec& list, node_bn node) {
+  const auto entries = Entries(list);
+  const auto at = std::find(entries.begin(), entries.end(), node);
+  return at == entries.end() ? -1 : static_cast<int>(at - entries.begin());
+}
+
+void RemoveAt(nodelist_rec& list, int index) {
+  std::copy(list.ar + index + 1, list.ar + list.num, list.ar + index);
+  --list.num;
+}
+
+namespace {
+
+bool InsertInList(nodelist_rec& list, node_bn node, int index) {
+  if (Capacity(list) < list.num + 1) {
+    const std::size_t nbytes = (2 * static_cast<std::size_t>(list.num) + 10) * sizeof(node_bn);
+    void* ar = list.ar ? TryResize(list.ar, nbytes) : TryAllocate(nbytes);
+    // A resize refused for want of the reserve answers the old block.
+    if (!ar || BlockSize(ar) < nbytes) {
+      ReportError(-5208, "out of memory making list of length %d", static_cast<int>(nbytes));
+      return false;
+    }
+    list.ar = static_cast<node_bn*>(ar);
+  }
+  std::copy_backward(list.ar + index, list.ar + list.num, list.ar + list.num + 1);
+  list.ar[index] = node;
+  ++list.num;
+  return true;
+}
+
+node_bn TakeFromList(nodelist_rec& list, int index) {
+  node_bn node = list.ar[index];
+  RemoveAt(list, index);
+  if (list.num == 0) {
+    ClearList(list);
+  } else if (Capacity(list) > 4 * static_cast<long long>(list.num)) {
+    list.ar = static_cast<node_bn*>(Resize(list.ar, NumBytes(list.num)));
+  }
+  return node;
+}
+
+bool CheckFreeable(nodelist_bn list) {
+  if (!IsLiveBlock(list) || TagOf(list) != NODELIST_TAG || (list->ar && !IsLiveBlock(list->ar))) {
+    ReportError(-5562, "the passed node list should not be freed (or is already freed)");
+    return false;
+  }
+  if (list->num < 0) {
+    ReportError(-5561, "node list passed has a negative number of nodes (%d)", list->num);
+    return false;
+  }
+  if (BlockSize(list) != sizeof(nodelist_rec) || BlockSize(list->ar) < NumBytes(list->num)) {
+    ReportError(-5216, "the passed node list should not be freed (or is damaged)");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace bravic
+
+using namespace bravic;
+
+// Every list function allows NULL entries and repeated nodes.
+static constexpr unsigned ANY_LIST = NetCall::ALLOW_NULLS | NetCall::ALLOW_DUPLICATES;
+
+// The number of the error just reported, as an answer.
+static int ErrorCode() {
+  report_ns newest = currentEnviron ? NewestRecord(currentEnviron) : nullptr;
+  return newest ? newest->number : -1;
+}
+
+// NULL is a node that may well be added, so a failure answers its code in the handle.
+static node_bn ErrorCodeAsNode() {
+  return reinterpret_cast<node_bn>(static_cast<std::intptr_t>(ErrorCode()));
+}
+
+nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
+  NetCall call("NewNodeList_bn");
+  if (!call.HasReserve(-5134)) return nullptr;
+  if (call.Basic() && length < 0) {
+    ReportError(-5204, "argument 'length' is less than 0");
+    return nullptr;
+  }
+  if (!call.Check(env)) return nullptr;
+  nodelist_bn list = NewList(length);
+  if (!list) ReportError(-5205, "out of memory making list of length %d", length);
+  return list;
+}
+
+node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index) {
+  NetCall call("AddNodeToList_bn");
+  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.Check(nodes, ANY_LIST)) return ErrorCodeAsNode();
+  if (index == END_OF_LIST) index = nodes->num;
+  if (call.Basic() && index < 0) {
+    ReportError(-5206, "argument 'index' is less than 0 (it is %d)", index);
+    return ErrorCodeAsNode();
+  }
+  if (call.Basic() && index > nodes->num) {
+    ReportError(-5207, "argument 'index' is more than the number of nodes (it is %d)", index);
+    return ErrorCodeAsNode();
+  }
+  return InsertInList(*nodes, node, index) ? node : ErrorCodeAsNode();
+}
+
+node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index) {
+  NetCall call("RemoveNthNode_bn");
+  if (!call.HasReserve(-5134) || !call.Check(nodes, ANY_LIST)) return nullptr;
+  if (index == END_OF_LIST && nodes->num > 0) index = nodes->num - 1;
+  if (call.Basic() && index < 0) {
+    ReportError(-5209, "argument 'index' is less than 0 (it is %d)", index);
+    return nullptr;
+  }
+  if (call.Basic() && index >= nodes->num) {
+    ReportError(-5210, "argument 'index' is >= the number of nodes (it is %d)", index);
+    return nullptr;
+  }
+  return TakeFromList(*nodes, index);
+}
+
+int BRAVIC_CALL LengthNodeList_bn(nodelist_bn nodes) {
+  NetCall call("LengthNodeList_bn");
+  if (!call.HasReserve(-5134)) return -1;
+  if (!nodes) return 0;
+  return call.Check(nodes, ANY_LIST) ? nodes->num : -1;
+}
+
+node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index) {
+  NetCall call("NthNode_bn");
+  if (!call.HasReserve(-5134) || !call.Check(nodes, ANY_LIST)) return nullptr;
+  if (call.Basic() && index < 0) {
+    ReportError(-5211, "argument 'index' is less than 0 (it is %d)", index);
+    return nullptr;
+  }
+  if (call.Basic() && index >= nodes->num) {
+    ReportError(-5212, "argument 'index' (%d) is >= the number of nodes (%d)", index, nodes->num);
+    return nullptr;
+  }
+  return nodes->ar[index];
+}
+
+int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
+  NetCall call("SetNthNode_bn");
+  if (!call.HasReserve(-5135) || !call.Check(nodes, ANY_LIST)) return ErrorCode();
+  if (call.Basic() && index < 0) {
+    ReportError(-5213, "argument 'index' is less than 0 (it is %d)", index);
+    return ErrorCode();
+  }
+  if (call.Basic() && index >= nodes->num) {
+    ReportError(-5214, "argument 'index' is >= the number of nodes (it is %d)", index);
+    return ErrorCode();
+  }
+  nodes->ar[index] = node;
+  return index;
+}
+
+nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes) {
+  NetCall call("DupNodeList_bn");
+  if (!call.HasReserve(-5134) || !nodes || !call.Check(nodes, ANY_LIST)) return nullptr;
+  nodelist_bn list = DupList(*nodes);
+  if (!list) ReportError(-5215, "out of memory duplicating list of length %d", nodes->num);
+  return list;
+}
+
+void BRAVIC_CALL FreeNodeList_bn(nodelist_bn nodes) {
+  NetCall call("FreeNodeList_bn");
+  if (!nodes || (call.Lists() && !CheckFreeable(nodes))) return;
+  FreeList(nodes);
+}

@@ -1,0 +1,404 @@
+#include "Bn/model/Net.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ctime>
+
+#include "Basic/Text.h"
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Parents.h"
+#include "Bn/model/UndoRecord.h"
+
+namespace bravic {
+namespace {
+
+node_bn prototypeNode = nullptr;
+
+// A copy of a table, or NULL; false on shortage.
+template <class T>
+bool CopyTable(const T* from, T*& to) {
+  if (!from) return true;
+  to = static_cast<T*>(TryAllocate(BlockSize(from)));
+  if (!to) return false;
+  std::memcpy(to, from, BlockSize(from));
+  return true;
+}
+
+char** DupTexts(char* const* texts, int num) {
+  if (!texts) return nullptr;
+  auto** copy = static_cast<char**>(AllocateCleared(static_cast<std::size_t>(num), sizeof(char*)));
+  for (int i = 0; i < num; ++i) copy[i] = DupText(texts[i]);
+  return copy;
+}
+
+void FreeNodes(const nodelist_rec& list) {
+  for (node_bn node : list) FreeNodeRecord(node);
+}
+
+node_bn NewPrototype() {
+  node_bn node = NewObject<bnode>();
+  node->kind = NATURE_NODE;
+  return node;
+}
+
+// Each parent once, placeholders and nodes outside any net left out.
+template <class Visit>
+void VisitParents(node_bn node, Visit visit) {
+  const int mark = NewMark();
+  for (node_bn parent : Entries(node->preds)) {
+    if (TagOf(parent) != BNODE_TAG || parent->mark2 == mark) continue;
+    parent->mark2 = mark;
+    visit(parent);
+  }
+}
+
+void JoinNet(net_bn net, node_bn node) {
+  node->innet = net;
+  if (TagOf(node) != BNODE_TAG) return;
+  EnterNodeName(net, node);
+  if (net->keepsbeliefs && !node->belief) {
+    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
+  }
+  if (node->kind == ASSUME_NODE) net->noassume = false;
+  CountFinding(net, *node, 1);
+}
+
+void LeaveNet(net_bn net, node_bn node) {
+  node->innet = nullptr;
+  node->index = -1;
+  if (TagOf(node) != BNODE_TAG) return;
+  RemoveNodeName(net, node);
+  CountFinding(net, *node, -1);
+}
+
+void TakeFromList(net_bn net, nodelist_rec& list, std::span<Member> members) {
+  if (members.empty()) return;
+  const int mark = NewMark();
+  for (const Member& member : members) member.node->mark = mark;
+  auto member = members.begin();
+  int kept = 0;
+  for (int i = 0; i < list.num; ++i) {
+    node_bn node = list.ar[i];
+    if (node->mark == mark) {
+      *member++ = {node, i};
+    } else {
+      node->index = kept;
+      list.ar[kept++] = node;
+    }
+  }
+  list.num = kept;
+  for (const Member& taken : members) LeaveNet(net, taken.node);
+}
+
+void PutInList(net_bn net, nodelist_rec& list, std::span<const Member> members) {
+  if (members.empty()) return;
+  const Vector<node_bn> present(list.begin(), list.end());
+  for (const Member& member : members) Append(list, member.node);
+  auto next = present.begin();
+  auto member = members.begin();
+  for (int i = 0; i < list.num; ++i) {
+    const bool put = next == present.end() || (member != members.end() && member->position <= i);
+    list.ar[i] = put ? (member++)->node : *next++;
+    list.ar[i]->index = i;
+  }
+  for (const Member& joined : members) JoinNet(net, joined.node);
+}
+
+void AppendMembers(net_bn net, nodelist_rec& list, std::span<const node_bn> nodes, Vector<Member>* members) {
+  for (node_bn node : nodes) {
+    node->index = list.num;
+    if (members) members->push_back({node, list.num});
+    Append(list, node);
+    JoinNet(net, node);
+  }
+}
+
+bool IsMember(const nodelist_rec& list, node_bn node) {
+  return node->index >= 0 && node->index < list.num && list.ar[node->index] == node;
+}
+
+Failure CheckRemoval(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
+  const int mark = NewMark();
+  for (node_bn node : nodes) node->mark = mark;
+  for (node_bn node : nodes) {
+    for (node_bn child : Entries(node->succs)) {
+      if (child->mark == mark) continue;
+      return Fail(-3204, "node '%s' to be removed has child '%s' which is not being removed", node->name, child->name);
+    }
+  }
+  if (!std::all_of(nodes.begin(), nodes.end(), [&](node_bn node) { return IsMember(net->nodes, node); })) {
+    return Fail(-3205, "trying to remove nodes that aren't in the net");
+  }
+  if (!std::all_of(stubs.begin(), stubs.end(), [&](node_bn stub) { return IsMember(net->stubs, stub); })) {
+    return Fail(-3206, "trying to remove stubs that aren't in the net");
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+InferenceHooks inferenceHooks = {};
+node_bn EmptyNode_bn = nullptr;
+net_bn EmptyNet_bn = nullptr;
+
+net_bn NewNetRecord(const char* name, environ_ns env) {
+  net_bn net = NewObject<bnet>();
+  net->name = DupText(name);
+  net->env = env;
+  return net;
+}
+
+void FreeNet(net_bn net) {
+  if (!net) return;
+  if (net->compiled && inferenceHooks.uncompile) inferenceHooks.uncompile(net);
+  FreeUndo(net);
+  for (nodelist_rec* list : {&net->nodes, &net->stubs, &net->defines}) {
+    FreeNodes(*list);
+    ClearList(*list);
+  }
+  ClearList(net->elimorder);
+  FreeSymbolTable(net->names);
+  for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,
+                     net->filename, net->casefilename}) {
+    Free(text);
+  }
+  Free(net->subnets);
+  net->tag = NO_TAG;
+  DeleteObject(net);
+}
+
+node_bn NewNodeRecord(const bnode* source) {
+  Owned<bnode> copy = MakeOwned<bnode>();
+  node_bn node = copy.get();
+  if (!source) return copy.release();
+  node->tag = source->tag;
+  node->kind = source->kind;
+  node->discrete = source->discrete;
+  node->measure = source->measure;
+  node->chance = source->chance;
+  node->numstates = source->numstates;
+  node->probsokay = source->probsokay;
+  node->normalized = source->normalized;
+  node->whenchanged = static_cast<unsigned>(std::time(nullptr));
+  node->states = DupTexts(source->states, source->numstates);
+  node->author = DupText(source->author);
+  node->whochanged = DupText(source->whochanged);
+  if (CopyTable(source->probs, node->probs) && CopyTable(source->numcases, node->numcases) &&
+      CopyTable(source->determin, node->determin) && CopyTable(source->determinv, node->determinv)) {
+    return copy.release();
+  }
+  FreeNodeRecord(copy.release());
+  return nullptr;
+}
+
+void FreeNodeRecord(node_bn node) {
+  if (!node) return;
+  FreeTexts(node->states);
+  FreeTexts(node->inputs);
+  for (char* text : {node->name, node->units, node->title, node->comment, node->author, node->whochanged}) Free(text);
+  for (float* table : {node->probs, node->numcases, node->determinv, node->likelihood, node->belief}) Free(table);
+  Free(node->levels);
+  Free(node->determin);
+  for (nodelist_rec* list : {&node->preds, &node->succs, &node->inherits}) ClearList(*list);
+  node->tag = NO_TAG;
+  DeleteObject(node);
+}
+
+node_bn NewDefaultNode(const char* stem, net_bn net) {
+  node_bn node = NewNodeRecord(nullptr);
+  node->kind = NATURE_NODE;
+  node->discrete = DISCRETE;
+  node->numstates = 2;
+  char name[MAX_NAME_LEN + 1];
+  FreshName(stem ? stem : "Node", net, 2, name);
+  node->name = DupText(name);
+  AddNodesToNet(net, {&node, 1}, {});
+  return node;
+}
+
+node_bn NewNode(const char* name, int numstates, net_bn net) {
+  node_bn node = NewNodeRecord(prototypeNode);
+  node->discrete = numstates != 0 ? DISCRETE : CONTINUOUS;
+  node->numstates = numstates;
+  char fresh[MAX_NAME_LEN + 1];
+  if (!name) {
+    FreshName("N", net, 2, fresh);
+    name = fresh;
+  } else if (!BRAVIC_ASSERT_TEXT(!FindNode(net, name), "nn != -1")) {
+    FreeNodeRecord(node);
+    return nullptr;
+  }
+  node->name = DupText(name);
+  node->whochanged = DupText(net->env ? net->env->whoChanged : nullptr);
+  AddNodesToNet(net, {&node, 1}, {});
+  return node;
+}
+
+void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
+  UndoRecord* undo = NewUndo(UNDO_NODES_ADDED, net);
+  HoldStructure(undo, net);
+  AppendMembers(net, net->nodes, nodes, undo ? &undo->nodes : nullptr);
+  AppendMembers(net, net->stubs, stubs, undo ? &undo->stubs : nullptr);
+  for (node_bn node : nodes) {
+    VisitParents(node, [&](node_bn parent) { InsertChild(undo, parent, node); });
+  }
+  NotifyChange(net, nullptr, ChangeCode::Added);
+}
+
+Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
+  if (Failure failure = CheckRemoval(net, nodes, stubs)) {
+    const char* reason = failure->mesg;
+    return Rephrase(std::move(failure), "Couldn't remove nodes from net '%s', because %s", net->name, reason);
+  }
+  UndoRecord* undo = NewUndo(UNDO_NODES_REMOVED, net);
+  HoldStructure(undo, net);
+  for (node_bn node : nodes) {
+    VisitParents(node, [&](node_bn parent) { RemoveChild(undo, parent, IndexIn(parent->succs, node)); });
+  }
+  Vector<Member> outNodes, outStubs;
+  for (node_bn node : nodes) outNodes.push_back({node, 0});
+  for (node_bn stub : stubs) outStubs.push_back({stub, 0});
+  TakeMembers(net, outNodes, outStubs);
+  if (undo) {
+    undo->nodes = std::move(outNodes);
+    undo->stubs = std::move(outStubs);
+    undo->membersOut = true;
+  }
+  NotifyChange(net, nullptr, ChangeCode::Removed);
+  if (!undo) {
+    for (node_bn node : nodes) FreeNodeRecord(node);
+    for (node_bn stub : stubs) FreeNodeRecord(stub);
+  }
+  return nullptr;
+}
+
+void PutMembers(net_bn net, std::span<const Member> nodes, std::span<const Member> stubs) {
+  PutInList(net, net->nodes, nodes);
+  PutInList(net, net->stubs, stubs);
+}
+
+void TakeMembers(net_bn net, std::span<Member> nodes, std::span<Member> stubs) {
+  TakeFromList(net, net->nodes, nodes);
+  TakeFromList(net, net->stubs, stubs);
+}
+
+void DeleteNode(node_bn node) {
+  net_bn net = node->innet;
+  UndoGroup group(UNDO_NODE_DELETED, net);
+  DisconnectChildren(node);
+  Vector<node_bn> stubs;
+  for (node_bn parent : Entries(node->preds)) {
+    if (TagOf(parent) == STUB_TAG && !IsStubUsed(parent, node)) stubs.push_back(parent);
+  }
+  if (Failure failure = RemoveNodesFromNet(net, {&node, 1}, stubs)) Post(std::move(failure));
+}
+
+void HoldStructure(UndoRecord* undo, net_bn net) {
+  if (undo) {
+    undo->structural = true;
+    undo->order = KeepOrder(net);
+  }
+  ReplaceList(undo, net->elimorder, nullptr, -1);
+}
+
+void GraphRestored(net_bn net) {
+  net->keepsbeliefs = false;
+  net->dirty = true;
+  if (inferenceHooks.uncompile) inferenceHooks.uncompile(net);
+}
+
+void GraphChanged(net_bn net) {
+  net->orderstate = ORDER_UNKNOWN;
+  ClearList(net->elimorder);
+  net->elimorder.num = -1;
+  GraphRestored(net);
+}
+
+void TableRestored(node_bn node) {
+  if (!node->innet) return;
+  node->innet->dirty = true;
+  if (inferenceHooks.tableChanged) inferenceHooks.tableChanged(node);
+  if (inferenceHooks.dropPotentials) inferenceHooks.dropPotentials(node->innet);
+}
+
+void TableChanged(node_bn node) {
+  node->probsokay = -1;
+  node->chance = UNKNOWN_CHANCE;
+  TableRestored(node);
+}
+
+void NotifyChange(net_bn net, node_bn node, ChangeCode code) {
+  if (!net) return;
+  net->dirty = true;
+  switch (code) {
+    case ChangeCode::Graph:
+    case ChangeCode::Added:
+    case ChangeCode::Removed:
+      GraphChanged(net);
+      break;
+    case ChangeCode::Kind:
+      if (node) node->chance = UNKNOWN_CHANCE;
+      GraphRestored(net);
+      break;
+    case ChangeCode::TablesLost:
+    case ChangeCode::Table:
+      TableChanged(node);
+      break;
+    case ChangeCode::Finding:
+      if (inferenceHooks.findingChanged) inferenceHooks.findingChanged(node);
+      break;
+  }
+}
+
+void StartModel() {
+  RegisterType(BNET_TAG, "bnet", sizeof(bnet), [](void* net) { FreeNet(static_cast<net_bn>(net)); });
+  RegisterType(BNODE_TAG, "bnode", sizeof(bnode), [](void* node) { DeleteNode(static_cast<node_bn>(node)); });
+  RegisterType(STUB_TAG, "stub", sizeof(bnode), nullptr);
+  RegisterType(NODELIST_TAG, "bndlist", sizeof(nodelist_rec), [](void*) {});
+  RegisterType(UNDO_TAG, "bnundo", sizeof(UndoRecord), nullptr);
+  prototypeNode = NewPrototype();
+  EmptyNode_bn = NewPrototype();
+  EmptyNode_bn->name = DupText("Empty_Node");
+  EmptyNet_bn = NewNetRecord("Empty_Net", nullptr);
+}
+
+void StopModel() {
+  FreeNodeRecord(prototypeNode);
+  FreeNodeRecord(EmptyNode_bn);
+  FreeNet(EmptyNet_bn);
+  prototypeNode = EmptyNode_bn = nullptr;
+  EmptyNet_bn = nullptr;
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+net_bn BRAVIC_CALL NewNet_bn(const char* name, environ_ns env) {
+  NetCall call("NewNet_bn");
+  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.Check(env)) return nullptr;
+  return NewNetRecord(name, env);
+}
+
+node_bn BRAVIC_CALL NewNode_bn(const char* name, int numstates, net_bn net) {
+  NetCall call("NewNode_bn");
+  if (!call.HasReserve(-5134) || (name && !call.CheckName(name)) || !call.Check(net)) return nullptr;
+  if (name && !call.CheckNameUnused(name, net, nullptr)) return nullptr;
+  if (call.Basic() && numstates < 0) {
+    ReportError(-5513, "argument 'num_states' is negative (=%d), adding node to net '%s'", numstates, net->name);
+    return nullptr;
+  }
+  return NewNode(name, numstates, net);
+}
+
+void BRAVIC_CALL DeleteNode_bn(node_bn node) {
+  NetCall call("DeleteNode_bn");
+  if (!call.Check(node)) return;
+  DeleteNode(node);
+}
+
+void BRAVIC_CALL FreeNet_bn(net_bn net) {
+  NetCall call("FreeNet_bn");
+  if (!net || !call.Check(net)) return;
+  FreeNet(net);
+}

@@ -1,0 +1,186 @@
+#include "Bn/model/NetCall.h"
+
+#include "Basic/Text.h"
+#include "Bn/model/Checks.h"
+#include "Bn/model/Net.h"
+
+namespace bravic {
+namespace {
+
+bool Passes(Failure failure) {
+  if (!failure) return true;
+  Post(std::move(failure));
+  return false;
+}
+
+bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull) {
+  node_bn node = list.ar[index];
+  if (!node) {
+    if (allowNull) return true;
+    ReportError(-5120, "node list passed contains a NULL (entry %d)", index);
+    return false;
+  }
+  if (TagOf(node) != BNODE_TAG && TagOf(node) != STUB_TAG) {
+    char ordinal[24];
+    ReportError(-5145, "node list passed contains a damaged or freed node (the %s one)", Ordinal(index, ordinal));
+    return false;
+  }
+  if (!*net) *net = node->innet;
+  if (node->innet != *net) {
+    ReportError(-5121, "node list passed contains nodes from 2 different nets ('%s' and '%s')", (*net)->name,
+                node->innet ? node->innet->name : "");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool NetCall::Check(net_bn net) {
+  if (!Basic()) return true;
+  if (!net) {
+    ReportError(-5104, "NULL passed for net_bn");
+    return false;
+  }
+  if (TagOf(net) != BNET_TAG) {
+    ReportError(-5143, "damaged or freed net_bn passed");
+    return false;
+  }
+  return !Deep() || Passes(CheckNetConsistency(net));
+}
+
+bool NetCall::CheckAnyNode(node_bn node) {
+  if (!Basic()) return true;
+  if (!node) {
+    ReportError(-5105, "NULL passed for node_bn");
+    return false;
+  }
+  if (TagOf(node) != BNODE_TAG && TagOf(node) != STUB_TAG) {
+    ReportError(-5144, "damaged or freed node_bn passed");
+    return false;
+  }
+  return !Deep() || Passes(CheckNodeConsistency(node));
+}
+
+bool NetCall::Check(node_bn node) {
+  if (Basic() && node && TagOf(node) == STUB_TAG) {
+    ReportError(-5138, "parent placeholder (disconnected) node passed for node_bn");
+    return false;
+  }
+  return CheckAnyNode(node);
+}
+
+bool NetCall::Check(nodelist_bn list, unsigned allow) {
+  if (Basic() && (!list || TagOf(list) != NODELIST_TAG)) {
+    ReportError(-5110, "NULL passed for the nodelist_bn");
+    return false;
+  }
+  if (!Lists()) return true;
+  if (list->num < 0) {
+    ReportError(-5119, "node list passed has a negative number of nodes (%d)", list->num);
+    return false;
+  }
+  net_bn net = nullptr;
+  for (int i = 0; i < list->num; ++i) {
+    if (!CheckEntry(*list, i, &net, allow & ALLOW_NULLS)) return false;
+  }
+  if (!(allow & ALLOW_DUPLICATES)) {
+    const int mark = NewMark();
+    for (node_bn node : *list) {
+      if (!node) continue;
+      if (node->mark == mark) {
+        ReportError(-5122, "node list passed contains duplicate '%s'", node->name);
+        return false;
+      }
+      node->mark = mark;
+    }
+  }
+  if (!Deep()) return true;
+  for (node_bn node : *list) {
+    if (node && !Passes(CheckNodeConsistency(node))) return false;
+  }
+  return true;
+}
+
+bool NetCall::CheckNameUnused(const char* name, net_bn net, node_bn except) {
+  if (!Lists()) return true;
+  node_bn user = FindNode(net, name);
+  if (!user || user == except) return true;
+  ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, net->name);
+  return false;
+}
+
+bool NetCall::CheckState(node_bn node, statetype state) {
+  if (!Basic() || (0 <= state && state < node->numstates)) return true;
+  ReportError(-5106, "passed state (=%d) for node '%s' is out of bounds (it must be between 0 and %d inclusive)", state,
+              node->name, node->numstates - 1);
+  return false;
+}
+
+bool NetCall::CheckLevelIndex(node_bn node, int index) {
+  const bool discrete = node->discrete == DISCRETE;
+  const int last = discrete ? node->numstates - 1 : node->numstates;
+  if (!Basic() || (0 <= index && index <= last)) return true;
+  if (discrete) {
+    ReportError(-5107,
+                "passed levels index (=%d) for node '%s' is out of bounds (discrete node has %d states, so it must be "
+                "between 0 and %d inclusive)",
+                index, node->name, node->numstates, last);
+  } else {
+    ReportError(-5108,
+                "passed levels index (=%d) for node '%s' is out of bounds (continuous node has %d states, so it must "
+                "be between 0 and %d inclusive)",
+                index, node->name, node->numstates, last);
+  }
+  return false;
+}
+
+bool NetCall::CheckLinkIndex(node_bn node, int index) {
+  if (!Basic() || (0 <= index && index < node->preds.num)) return true;
+  ReportError(-5109,
+              "passed parent_index (=%d) for node '%s' is out of bounds (node has %d parents, so it must be between 0 "
+              "and %d inclusive)",
+              index, node->name, node->preds.num, node->preds.num - 1);
+  return false;
+}
+
+bool NetCall::CheckParentStates(node_bn node, const statetype* parentstates, unsigned allow) {
+  const int num = node->preds.num;
+  if (!Basic() || num == 0) return true;
+  if (!parentstates) {
+    ReportError(-5112, "NULL passed for the vector of parent states for node '%s'", node->name);
+    return false;
+  }
+  for (int i = 0; Lists() && i < num; ++i) {
+    const bnode& parent = *node->preds.ar[i];
+    const statetype state = parentstates[i];
+    if (parent.numstates == 0) {
+      ReportError(-5123,
+                  "can't use a vector of states for parents of '%s', because they contain node '%s' which is not "
+                  "discrete or discretized",
+                  node->name, parent.name);
+      return false;
+    }
+    if (0 <= state && state < parent.numstates) continue;
+    if (state == EVERY_STATE && (allow & ALLOW_WILDCARDS)) continue;
+    if (state >= parent.numstates) {
+      ReportError(-5131,
+                  "vector of states (for parents of '%s') contains entry %d (at index %d), which is too large (node "
+                  "'%s' has only %d states, and first state is 0)",
+                  node->name, state, i, parent.name, parent.numstates);
+      return false;
+    }
+    const bool special = state == UNDEF_STATE || state == IMPOS_STATE || state == EVERY_STATE;
+    const int number = state == UNDEF_STATE ? -5125 : state == IMPOS_STATE ? -5127 : special ? -5136 : -5129;
+    const char* what = state == UNDEF_STATE   ? "an undefined entry"
+                       : state == IMPOS_STATE ? "an \"impossible condition\" indicator"
+                       : special              ? "an \"wildcard\" indicator"
+                                              : "a negative entry";
+    ReportError(number, "vector of states (for parents of '%s') contains %s (%d) for node '%s' at position %d",
+                node->name, what, state, parent.name, i);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace bravic

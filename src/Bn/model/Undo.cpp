@@ -1,0 +1,200 @@
+#include "Bn/model/Undo.h"
+
+#include <algorithm>
+#include <climits>
+
+#include "Basic/Errors.h"
+#include "Basic/Text.h"
+#include "Bn/model/NetCall.h"
+#include "Bn/model/UndoRecord.h"
+
+namespace bravic {
+namespace {
+
+constexpr int FIRST_SEQUENCE = 1, WARN_SEQUENCE = 2047483647, LAST_SEQUENCE = 2147483547;
+
+int depthLimit = 1;
+int undoCounter = FIRST_SEQUENCE;
+UndoGroup* innermostGroup = nullptr;
+
+int NextSequence() {
+  if (undoCounter >= LAST_SEQUENCE) {
+    undoCounter = FIRST_SEQUENCE;
+  } else if (undoCounter >= WARN_SEQUENCE) {
+    ReportWarning(-2063, "will soon recycle labels for 'undo'.  Save work and restart");
+  }
+  return undoCounter++;
+}
+
+void FreeStack(UndoRecord*& top) {
+  while (top) {
+    UndoRecord* record = top;
+    top = record->next;
+    FreeUndoRecord(record);
+  }
+}
+
+// Frees the records from the one at the position (0 the newest) on.
+void CutStack(UndoRecord*& top, int position) {
+  UndoRecord** link = &top;
+  for (int i = 0; i < position && *link; ++i) link = &(*link)->next;
+  FreeStack(*link);
+}
+
+UndoRecord* MakeRecord(UndoCode code, net_bn net, node_bn node) {
+  UndoRecord* record = NewObject<UndoRecord>();
+  record->code = code;
+  record->sequence = NextSequence();
+  record->net = net;
+  record->node = node;
+  record->statusbyte = net->statusbyte;
+  record->whenchanged = net->whenchanged;
+  record->whochanged = DupText(net->whochanged);
+  record->next = net->undo;
+  net->undo = record;
+  if (net->sublevel == 0) {
+    CutStack(net->undo, depthLimit);
+    FreeStack(net->redo);
+  }
+  return record;
+}
+
+// Applies the record on top of one stack and moves it to the other.
+void MoveTop(UndoRecord*& from, UndoRecord*& to) {
+  UndoRecord* record = from;
+  from = record->next;
+  ApplyUndo(record);
+  record->next = to;
+  to = record;
+}
+
+}  // namespace
+
+UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node) {
+  if (!net) return nullptr;
+  if (!UndoRecording()) {
+    UnrecordedChange(net);
+    return nullptr;
+  }
+  UndoGroup::Begin(net);
+  return MakeRecord(code, net, node);
+}
+
+bool UndoRecording() {
+  return depthLimit > 0;
+}
+
+int UndoDepth() {
+  return depthLimit;
+}
+
+// A lower limit of 0 keeps what is within the old one; any other lower limit frees the whole stack. Deliberate.
+int SetUndoDepth(int depth, net_bn net) {
+  const int previous = depthLimit;
+  if (depth < 0) return previous;
+  if (depth < previous) {
+    CutStack(net->undo, depth == 0 ? previous : 0);
+    FreeStack(net->redo);
+  }
+  depthLimit = depth;
+  return previous;
+}
+
+UndoGroup::UndoGroup(UndoCode code, net_bn net) : net_(net), code_(code), outer_(innermostGroup) {
+  innermostGroup = this;
+}
+
+void UndoGroup::Make() {
+  if (outer_) outer_->MakeFor(net_);
+  if (group_) return;
+  group_ = MakeRecord(code_, net_, nullptr);
+  ++net_->sublevel;
+}
+
+void UndoGroup::MakeFor(net_bn net) {
+  if (net == net_) {
+    Make();
+  } else if (outer_) {
+    outer_->MakeFor(net);
+  }
+}
+
+void UndoGroup::Begin(net_bn net) {
+  if (innermostGroup) innermostGroup->MakeFor(net);
+}
+
+UndoGroup::~UndoGroup() {
+  innermostGroup = outer_;
+  if (!group_) return;
+  BRAVIC_ASSERT_TEXT(net_->sublevel > 0, "bnn->sublevel > 0");
+  UndoRecord** last = &net_->undo;
+  while (*last != group_) last = &(*last)->next;
+  if (last != &net_->undo) {
+    group_->children = net_->undo;
+    *last = nullptr;
+    net_->undo = group_;
+  }
+  --net_->sublevel;
+}
+
+int UndoSequence(net_bn net) {
+  return net->undo ? net->undo->sequence : 0;
+}
+
+void UndoTo(net_bn net, int sequence) {
+  while (net->undo && net->undo->sequence > sequence) MoveTop(net->undo, net->redo);
+}
+
+void RedoTo(net_bn net, int sequence) {
+  while (net->redo && net->redo->sequence < sequence) MoveTop(net->redo, net->undo);
+}
+
+bool UndoLast(net_bn net) {
+  if (!net->undo) return false;
+  MoveTop(net->undo, net->redo);
+  return true;
+}
+
+bool RedoLast(net_bn net) {
+  if (!net->redo) return false;
+  MoveTop(net->redo, net->undo);
+  return true;
+}
+
+// Newest first, so that nothing is freed that a record still to be freed speaks of.
+void FreeUndo(net_bn net) {
+  FreeStack(net->redo);
+  FreeStack(net->undo);
+}
+
+void UnrecordedChange(net_bn net) {
+  FreeUndo(net);
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+int BRAVIC_CALL UndoLastChange_bn(net_bn net) {
+  NetCall call("UndoLastChange_bn");
+  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  return UndoLast(net);
+}
+
+int BRAVIC_CALL RedoLastChange_bn(net_bn net) {
+  NetCall call("RedoLastChange_bn");
+  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  return RedoLast(net);
+}
+
+int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net) {
+  NetCall call("SetUndoDepth_bn");
+  if (!call.HasReserve(-5135)) return -1;
+  if (call.Basic() && depth < -1) {
+    ReportError(-5581, "argument 'depth' is %d, but it should be %d or between %d and %d inclusive", depth, -1, 0,
+                INT_MAX);
+    return -1;
+  }
+  if (!call.Check(net)) return -1;
+  return SetUndoDepth(depth, net);
+}

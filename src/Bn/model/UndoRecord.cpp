@@ -1,0 +1,396 @@
+#include "Bn/model/UndoRecord.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "Bn/model/Tables.h"
+
+namespace bravic {
+namespace {
+
+HeldValue& Hold(UndoRecord* undo, HeldValue::Form form, void* field) {
+  undo->values.push_back(HeldValue{.form = form, .field = field});
+  return undo->values.back();
+}
+
+// The caches of a node's tables are held with the tables, since a restored table has its old answers.
+void HoldCaches(UndoRecord* undo, node_bn node) {
+  Hold(undo, HeldValue::INT, &node->probsokay).index = node->probsokay;
+  Hold(undo, HeldValue::INT, &node->chance).index = node->chance;
+}
+
+// A row's four parts as they lie in a ROW block.
+struct RowBlock {
+  int normalized;
+  int numstates;
+  float experience, value;
+  statetype state;
+  float probs[1];  // [numstates]
+};
+
+void SwapRow(node_bn node, RowBlock* row, long long index) {
+  // The table may have been brought into the other form since, for a reader.
+  if (row->normalized != node->normalized && node->probs) {
+    Failure failure = row->normalized ? NormalizeTable(node) : UnnormalizeTable(node, 1.0);
+    if (failure) Post(std::move(failure));
+  }
+  const auto r = static_cast<std::size_t>(index);
+  const auto n = static_cast<std::size_t>(row->numstates);
+  if (node->probs) std::swap_ranges(row->probs, row->probs + n, node->probs + r * n);
+  if (node->numcases) std::swap(row->experience, node->numcases[r]);
+  if (node->determin) std::swap(row->state, node->determin[r]);
+  if (node->determinv) std::swap(row->value, node->determinv[r]);
+}
+
+void FitBelief(node_bn node) {
+  if (!node->belief) return;
+  Free(node->belief);
+  node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
+  node->beliefStamp = 0;
+}
+
+void SwapName(node_bn node, HeldValue& value) {
+  char* old = node->name;
+  RenameInTable(node, static_cast<char*>(value.held));
+  value.held = old;
+}
+
+void SwapFinding(node_bn node, HeldValue& value) {
+  if (node->innet) CountFinding(node->innet, *node, -1);
+  const statetype state = node->evidence;
+  node->evidence = static_cast<statetype>(value.index);
+  value.index = state;
+  std::swap(node->value, value.number);
+  void* likelihood = node->likelihood;
+  node->likelihood = static_cast<float*>(value.held);
+  value.held = likelihood;
+  if (node->innet) CountFinding(node->innet, *node, 1);
+}
+
+template <class T>
+void SwapPointer(T*& field, void*& held) {
+  void* old = field;
+  field = static_cast<T*>(held);
+  held = old;
+}
+
+void SwapNumber(int& field, long long& held) {
+  const int old = field;
+  field = static_cast<int>(held);
+  held = old;
+}
+
+void SwapValue(UndoRecord* undo, HeldValue& value) {
+  switch (value.form) {
+    case HeldValue::INT:
+      SwapNumber(*static_cast<int*>(value.field), value.index);
+      break;
+    case HeldValue::DOUBLE:
+      std::swap(*static_cast<double*>(value.field), value.number);
+      break;
+    case HeldValue::POINTER:
+    case HeldValue::TEXT:
+    case HeldValue::TEXTS:
+    case HeldValue::BLOCK:
+      SwapPointer(*static_cast<void**>(value.field), value.held);
+      break;
+    case HeldValue::TEXT_AT:
+      SwapPointer((*static_cast<char***>(value.field))[value.index], value.held);
+      break;
+    case HeldValue::LIST: {
+      auto& list = *static_cast<nodelist_rec*>(value.field);
+      SwapPointer(list.ar, value.held);
+      std::swap(list.num, value.count);
+      break;
+    }
+    case HeldValue::NODE_NAME:
+      SwapName(undo->node, value);
+      break;
+    case HeldValue::NUM_STATES:
+      SwapNumber(undo->node->numstates, value.index);
+      FitBelief(undo->node);
+      break;
+    case HeldValue::ROW:
+      SwapRow(undo->node, static_cast<RowBlock*>(value.held), value.index);
+      break;
+    case HeldValue::FINDING:
+      SwapFinding(undo->node, value);
+      break;
+  }
+}
+
+void FreeValue(HeldValue& value) {
+  if (value.form == HeldValue::POINTER) return;
+  if (value.form == HeldValue::TEXTS) {
+    FreeTexts(static_cast<char**>(value.held));
+  } else {
+    Free(value.held);
+  }
+}
+
+// Takes every edit back, last first, and turns the record round.
+void SwapEdits(UndoRecord* undo) {
+  std::reverse(undo->edits.begin(), undo->edits.end());
+  for (ChildEdit& edit : undo->edits) {
+    nodelist_rec& succs = edit.parent->succs;
+    if (edit.inserted) {
+      RemoveAt(succs, edit.position);
+    } else {
+      Append(succs, edit.child);
+      std::rotate(succs.ar + edit.position, succs.ar + succs.num - 1, succs.ar + succs.num);
+    }
+    edit.inserted = !edit.inserted;
+  }
+}
+
+// What the hooks have to be told once everything is in its place.
+struct Effects {
+  bool structure = false, potentials = false;
+  Vector<node_bn> kinds, tables, findings;
+};
+
+void NoteEffects(const UndoRecord* undo, Effects& effects) {
+  if (undo->structural || undo->code == UNDO_REVERSE) effects.structure = true;
+  if (undo->code == UNDO_KIND || undo->code == UNDO_DISCRETE) effects.kinds.push_back(undo->node);
+  if (undo->code == UNDO_FIND_MPE) effects.potentials = true;
+  bool table = false, finding = false;
+  for (const HeldValue& value : undo->values) {
+    if (value.form == HeldValue::NUM_STATES) effects.structure = true;
+    if (value.form == HeldValue::ROW || (undo->node && value.field == &undo->node->probs)) table = true;
+    if (value.form == HeldValue::FINDING) finding = true;
+  }
+  if (table) effects.tables.push_back(undo->node);
+  if (finding) effects.findings.push_back(undo->node);
+}
+
+void SwapRecord(UndoRecord* undo, Effects& effects) {
+  net_bn net = undo->net;
+  HeldOrder present;
+  if (undo->structural) present = KeepOrder(net);
+  for (HeldValue& value : undo->values) SwapValue(undo, value);
+  // Values that share a field (an array put in place, then one of its entries) come back in the opposite order.
+  std::reverse(undo->values.begin(), undo->values.end());
+  if (!undo->nodes.empty() || !undo->stubs.empty()) {
+    if (undo->membersOut) {
+      PutMembers(net, undo->nodes, undo->stubs);
+      SwapEdits(undo);
+    } else {
+      SwapEdits(undo);
+      TakeMembers(net, undo->nodes, undo->stubs);
+    }
+    undo->membersOut = !undo->membersOut;
+  } else {
+    SwapEdits(undo);
+  }
+  if (undo->structural) {
+    SetOrder(net, undo->order);
+    undo->order = std::move(present);
+  }
+  NoteEffects(undo, effects);
+  UndoRecord* reversed = nullptr;
+  while (UndoRecord* child = undo->children) {
+    undo->children = child->next;
+    SwapRecord(child, effects);
+    child->next = reversed;
+    reversed = child;
+  }
+  undo->children = reversed;
+  std::swap(undo->statusbyte, net->statusbyte);
+  std::swap(undo->whenchanged, net->whenchanged);
+  std::swap(undo->whochanged, net->whochanged);
+}
+
+void RaiseHooks(net_bn net, const Effects& effects) {
+  if (effects.structure) {
+    GraphRestored(net);
+  } else if (effects.potentials && inferenceHooks.dropPotentials) {
+    inferenceHooks.dropPotentials(net);
+  }
+  for (node_bn node : effects.kinds) NotifyChange(net, node, ChangeCode::Kind);
+  for (node_bn node : effects.tables) {
+    if (node->innet) TableRestored(node);
+  }
+  // Beliefs are brought up to date once, after the last of several findings.
+  const int autoupdate = net->autoupdate;
+  for (std::size_t i = 0; i < effects.findings.size(); ++i) {
+    net->autoupdate = i + 1 == effects.findings.size() ? autoupdate : 0;
+    if (effects.findings[i]->innet) NotifyChange(net, effects.findings[i], ChangeCode::Finding);
+  }
+  net->autoupdate = autoupdate;
+}
+
+}  // namespace
+
+void Replace(UndoRecord* undo, int& field, int value) {
+  if (undo) Hold(undo, HeldValue::INT, &field).index = field;
+  field = value;
+}
+
+void Replace(UndoRecord* undo, double& field, double value) {
+  if (undo) Hold(undo, HeldValue::DOUBLE, &field).number = field;
+  field = value;
+}
+
+void ReplacePointer(UndoRecord* undo, void*& field, void* value) {
+  if (undo) Hold(undo, HeldValue::POINTER, &field).held = field;
+  field = value;
+}
+
+void ReplaceText(UndoRecord* undo, char*& field, char* text) {
+  if (undo) {
+    Hold(undo, HeldValue::TEXT, &field).held = field;
+  } else {
+    Free(field);
+  }
+  field = text;
+}
+
+void ReplaceTextAt(UndoRecord* undo, char**& field, int index, char* text) {
+  if (undo) {
+    HeldValue& value = Hold(undo, HeldValue::TEXT_AT, &field);
+    value.held = field[index];
+    value.index = index;
+  } else {
+    Free(field[index]);
+  }
+  field[index] = text;
+}
+
+void ReplaceTexts(UndoRecord* undo, char**& field, char** texts) {
+  if (undo) {
+    Hold(undo, HeldValue::TEXTS, &field).held = field;
+  } else {
+    FreeTexts(field);
+  }
+  field = texts;
+}
+
+void ReplaceBlockBytes(UndoRecord* undo, void** field, void* block) {
+  if (undo) {
+    Hold(undo, HeldValue::BLOCK, field).held = *field;
+  } else {
+    Free(*field);
+  }
+  *field = block;
+}
+
+void ReplaceList(UndoRecord* undo, nodelist_rec& field, node_bn* entries, int num) {
+  if (undo) {
+    HeldValue& value = Hold(undo, HeldValue::LIST, &field);
+    value.held = field.ar;
+    value.count = field.num;
+  } else {
+    Free(field.ar);
+  }
+  field.ar = entries;
+  field.num = num;
+}
+
+void ReplaceNodeName(UndoRecord* undo, node_bn node, char* name) {
+  char* old = node->name;
+  RenameInTable(node, name);
+  if (undo) {
+    undo->node = node;
+    Hold(undo, HeldValue::NODE_NAME, nullptr).held = old;
+  } else {
+    Free(old);
+  }
+}
+
+void ReplaceNumStates(UndoRecord* undo, node_bn node, int numstates) {
+  if (undo) {
+    undo->node = node;
+    Hold(undo, HeldValue::NUM_STATES, nullptr).index = node->numstates;
+  }
+  node->numstates = numstates;
+  FitBelief(node);
+}
+
+void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases, statetype* determin, float* determinv,
+                   int normalized) {
+  if (undo) {
+    undo->node = node;
+    HoldCaches(undo, node);
+  }
+  ReplaceBlock(undo, node->probs, probs);
+  ReplaceBlock(undo, node->numcases, numcases);
+  ReplaceBlock(undo, node->determin, determin);
+  ReplaceBlock(undo, node->determinv, determinv);
+  Replace(undo, node->normalized, normalized);
+}
+
+void HoldRow(UndoRecord* undo, node_bn node, long long index) {
+  if (!undo) return;
+  undo->node = node;
+  HoldCaches(undo, node);
+  const auto r = static_cast<std::size_t>(index);
+  const auto n = static_cast<std::size_t>(node->numstates);
+  auto* row = static_cast<RowBlock*>(AllocateCleared(1, sizeof(RowBlock) + n * sizeof(float)));
+  row->normalized = node->normalized;
+  row->numstates = node->numstates;
+  if (node->probs) std::copy_n(node->probs + r * n, n, row->probs);
+  if (node->numcases) row->experience = node->numcases[r];
+  if (node->determin) row->state = node->determin[r];
+  if (node->determinv) row->value = node->determinv[r];
+  HeldValue& value = Hold(undo, HeldValue::ROW, nullptr);
+  value.held = row;
+  value.index = index;
+}
+
+void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double number, float* likelihood) {
+  HeldValue value{.form = HeldValue::FINDING, .held = likelihood, .index = state, .number = number};
+  SwapFinding(node, value);
+  if (undo) {
+    undo->node = node;
+    undo->values.push_back(value);
+  } else {
+    Free(value.held);
+  }
+}
+
+void InsertChild(UndoRecord* undo, node_bn parent, node_bn child) {
+  if (undo) undo->edits.push_back({parent, child, parent->succs.num, true});
+  Append(parent->succs, child);
+}
+
+void RemoveChild(UndoRecord* undo, node_bn parent, int position) {
+  if (undo) undo->edits.push_back({parent, parent->succs.ar[position], position, false});
+  RemoveAt(parent->succs, position);
+}
+
+void CountFinding(net_bn net, const bnode& node, int step) {
+  if (node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) {
+    net->numEvidence += step;
+  } else if (node.likelihood) {
+    net->numLikelihood += step;
+  }
+}
+
+void ApplyUndo(UndoRecord* undo) {
+  Effects effects;
+  SwapRecord(undo, effects);
+  RaiseHooks(undo->net, effects);
+}
+
+void FreeUndoRecord(UndoRecord* undo) {
+  while (UndoRecord* child = undo->children) {
+    undo->children = child->next;
+    FreeUndoRecord(child);
+  }
+  for (HeldValue& value : undo->values) FreeValue(value);
+  if (undo->membersOut) {
+    for (const Member& member : undo->nodes) FreeNodeRecord(member.node);
+    for (const Member& member : undo->stubs) FreeNodeRecord(member.node);
+  }
+  Free(undo->whochanged);
+  DeleteObject(undo);
+}
+
+void FreeTexts(char** texts) {
+  if (!texts) return;
+  const std::size_t num = BlockSize(texts) / sizeof(char*);
+  for (std::size_t i = 0; i < num; ++i) Free(texts[i]);
+  Free(texts);
+}
+
+}  // namespace bravic

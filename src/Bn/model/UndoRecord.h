@@ -1,0 +1,146 @@
+// What an undo record holds, and how a change fills it in. A change opens a record once it is certain, then puts
+// each new value in place through Replace...; the old value goes into the record:
+//
+//   UndoRecord* undo = NewUndo(UNDO_NODE_TITLE, node->innet, node);
+//   ReplaceText(undo, node->title, DupText(title));
+//
+// While nothing is recorded NewUndo answers NULL and every Replace... frees the old value at once, so that a change is
+// written once for both. Applying a record swaps what it holds with what the net holds; no code needs a
+// swap routine of its own. What each code holds:
+//
+//   4100 node name             ReplaceNodeName
+//   4105, 4108, 4110           Replace (kind, discrete, measure)
+//   4125, 4150                 ReplaceTextAt (states, inputs); the array is there, or was put there by ReplaceTexts
+//   4130, 4155                 ReplaceTexts
+//   4112, 4135, 4140           ReplaceNumStates, ReplaceBlock (levels), ReplaceTexts (states)
+//   5300                       a group: those of the node, and a 4222 record for it and for each child
+//   4210                       HoldRow, then the row is written in place
+//   4220, 4222                 ReplaceTables
+//   4300, 4310, 4700 ...       ReplaceText
+//   4360, 4860                 ReplacePointer
+//   4400                       ReplaceFinding
+//   4710, 4715                 Replace
+//   4720                       ReplaceList (elimorder)
+//   5000, 5020, 5600           the model's own: nodes in and out of the net, parents
+//
+// Applying restores bit for bit what was held and keeps the name table, the finding counts, the children lists and
+// the caches of tables right; it raises the same hooks as the change did.
+#pragma once
+
+#include <span>
+
+#include "Bn/model/Undo.h"
+
+namespace bravic {
+
+// One value of a net or node that the record exchanges.
+struct HeldValue {
+  enum Form : unsigned char {
+    INT,
+    DOUBLE,
+    POINTER,  // not owned
+    TEXT,
+    TEXT_AT,     // entry `index` of the array of texts at *field
+    TEXTS,       // array of texts; its length is its block's size
+    BLOCK,       // owned plain data
+    LIST,        // entries of a list and their count
+    NODE_NAME,   // entered in the name table
+    NUM_STATES,  // the belief vector follows
+    ROW,         // row `index` of the tables that exist, copied into one block
+    FINDING
+  };
+  Form form;
+  void* field = nullptr;  // the field in the record; NULL where the form implies it
+  void* held = nullptr;   // owned unless POINTER
+  long long index = 0;    // INT: the value; TEXT_AT, ROW: see there; FINDING: the state
+  double number = 0;      // DOUBLE, FINDING
+  int count = 0;          // LIST: entries
+};
+
+// A child that went into or out of a parent's children.
+struct ChildEdit {
+  node_bn parent, child;
+  int position;
+  bool inserted;
+};
+
+// A node or placeholder that went into or out of the net.
+struct Member {
+  node_bn node;
+  int position;  // in the net's nodes or placeholders
+};
+
+// A node order as it stood while it was valid; ORDER_UNKNOWN holds nothing.
+struct HeldOrder {
+  int orderstate = ORDER_UNKNOWN, numcycles = 0;
+  Vector<node_bn> nodes;
+  Vector<Subnet> subnets;
+};
+
+struct UndoRecord {
+  TagWord type1 = UNDO_TAG;
+  UndoCode code = UNDO_GROUP;
+  int sequence = 0;
+  UndoRecord* next = nullptr;      // the next older on the stack or in the group
+  UndoRecord* children = nullptr;  // of a group, the next to be applied first; owned
+  unsigned char statusbyte = 0;
+  unsigned whenchanged = 0;
+  char* whochanged = nullptr;  // owned
+  net_bn net = nullptr;
+  node_bn node = nullptr;
+  Vector<HeldValue> values;
+  Vector<ChildEdit> edits;      // in the order made
+  Vector<Member> nodes, stubs;  // by rising position
+  bool membersOut = false;      // the members are outside the net now, and owned
+  bool structural = false;      // graph or node set: the order is held, and the net uncompiled when it is applied
+  HeldOrder order;
+};
+
+// A record on the net's undo stack; the redo stack is freed and the undo stack trimmed. NULL when nothing is recorded
+// (recording off, or no net).
+UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node = nullptr);
+
+void Replace(UndoRecord* undo, int& field, int value);
+void Replace(UndoRecord* undo, double& field, double value);
+void ReplacePointer(UndoRecord* undo, void*& field, void* value);
+// The following take ownership of the new value, which may be NULL.
+void ReplaceText(UndoRecord* undo, char*& field, char* text);
+void ReplaceTextAt(UndoRecord* undo, char**& field, int index, char* text);
+void ReplaceTexts(UndoRecord* undo, char**& field, char** texts);
+template <class T>
+void ReplaceBlock(UndoRecord* undo, T*& field, T* block);
+void ReplaceList(UndoRecord* undo, nodelist_rec& field, node_bn* entries, int num);
+void ReplaceNodeName(UndoRecord* undo, node_bn node, char* name);
+// Makes the belief vector, when there is one, as long as the new count. The finding must be gone before.
+void ReplaceNumStates(UndoRecord* undo, node_bn node, int numstates);
+void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases, statetype* determin, float* determinv,
+                   int normalized);
+// Copies the row of every table the node has; the caller then writes it in place.
+void HoldRow(UndoRecord* undo, node_bn node, long long row);
+// Keeps the net's counts right. likelihood is owned, [numstates].
+void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double value, float* likelihood);
+
+// Undo and redo in one: exchanges all that the record and its children hold, then raises the hooks.
+void ApplyUndo(UndoRecord* undo);
+void FreeUndoRecord(UndoRecord* undo);
+
+void FreeTexts(char** texts);  // an array of texts and its texts; NULL is accepted
+
+// Beneath the operations on structure (Net.cpp, Parents.cpp).
+void HoldStructure(UndoRecord* undo, net_bn net);  // node order and elimination order (which is none afterwards)
+void InsertChild(UndoRecord* undo, node_bn parent, node_bn child);  // at the end
+void RemoveChild(UndoRecord* undo, node_bn parent, int position);
+void CountFinding(net_bn net, const bnode& node, int step);  // adds step to the counts its finding belongs to
+HeldOrder KeepOrder(net_bn net);
+void SetOrder(net_bn net, const HeldOrder& order);  // of the same nodes
+// Into the net's lists and name table at the positions, and out of them (which notes the positions).
+void PutMembers(net_bn net, std::span<const Member> nodes, std::span<const Member> stubs);
+void TakeMembers(net_bn net, std::span<Member> nodes, std::span<Member> stubs);
+
+void ReplaceBlockBytes(UndoRecord* undo, void** field, void* block);
+template <class T>
+void ReplaceBlock(UndoRecord* undo, T*& field, T* block) {
+  ReplaceBlockBytes(undo, reinterpret_cast<void**>(&field), block);
+}
+
+}  // namespace bravic
