@@ -6,7 +6,9 @@
 #include <cstdarg>
 #include <cstddef>
 
-#if defined(__GNUC__)
+#if defined(__MINGW32__) && !defined(__clang__)
+#define BRAVIC_PRINTF(text, first) __attribute__((format(gnu_printf, text, first)))
+#elif defined(__GNUC__)
 #define BRAVIC_PRINTF(text, first) __attribute__((format(printf, text, first)))
 #else
 #define BRAVIC_PRINTF(text, first)

@@ -15,15 +15,13 @@ struct Reason {
   char* buffer;
   bool written = false;
 
-  template <class... Args>
-  void Write(const char* format, Args... args) {
+  void Write(const char* format, ...) BRAVIC_PRINTF(2, 3) {
     if (!buffer || written) return;
     written = true;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-    FormatText(buffer, NAME_REASON_LEN, format, args...);
-#pragma GCC diagnostic pop
+    std::va_list arguments;
+    va_start(arguments, format);
+    FormatTextV(buffer, NAME_REASON_LEN, format, arguments);
+    va_end(arguments);
   }
 };
 

@@ -28,19 +28,15 @@ class MessageBuffer {
   explicit MessageBuffer(char* text) : text_(text) {
     if (text_) text_[0] = 0;
   }
-  template <class... Args>
-  void Append(const char* format, Args... args) {
+  void Append(const char* format, ...) BRAVIC_PRINTF(2, 3) {
     if (!text_) return;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-    length_ += FormatText(text_ + length_, MESG_LEN_ns - length_, format, args...);
-#pragma GCC diagnostic pop
+    std::va_list arguments;
+    va_start(arguments, format);
+    length_ += FormatTextV(text_ + length_, MESG_LEN_ns - length_, format, arguments);
+    va_end(arguments);
     if (length_ >= MESG_LEN_ns) length_ = MESG_LEN_ns - 1;
   }
-  explicit operator bool() const {
-    return text_ != nullptr;
-  }
+  explicit operator bool() const { return text_ != nullptr; }
 
  private:
   char* text_;
@@ -273,4 +269,9 @@ int BRAVIC_CALL HasFileIO_ns(int setting, environ_ns env) {
 
 int BRAVIC_CALL HasUserInterpreter_ns(int setting, environ_ns env) {
   return Flag(&environ_rec::hasUserInterpreter, setting, env, "HasUserInterpreter_ns", -5532);
+}
+
+int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env) {
+  if (!ValidateEnviron(env, "ShowProgress_ns")) return -1;
+  return Setting(ProgressSetting(), setting, 0, 1, "ShowProgress_ns", -5533);
 }

@@ -31,6 +31,8 @@ class WaitScope {
 bool AskYesNo(bool byDefault, const char* format, ...) BRAVIC_PRINTF(2, 3);
 void PrintToUser(const char* format, ...) BRAVIC_PRINTF(1, 2);
 bool UserAborts();
+// Whether progress is printed, 0 or 1. Lines appear only where the environment allows user interaction as well.
+int* ProgressSetting();
 void StartInteraction();
 void StopInteraction();
 

@@ -1,0 +1,92 @@
+#if defined(_WIN32)
+
+#include <windows.h>
+#undef ReplaceFile
+
+#include <ctime>
+
+#include "Win_Face/Platform.h"
+
+namespace bravic {
+namespace {
+
+constexpr int ABORT_KEY = VK_ESCAPE;  // held together with the left mouse button
+
+volatile bool abortRequested = false;
+
+// The key as the keyboard's own layout has it, so that a remapped key still makes the gesture.
+UINT AbortKeyOnKeyboard() {
+  BYTE states[256];
+  const UINT scan = MapVirtualKeyA(ABORT_KEY, 0);
+  const UINT mapped = scan ? MapVirtualKeyA(scan, 1) : 0;
+  if (mapped && GetKeyboardState(states) && (states[mapped] & 0x80)) return mapped;
+  return ABORT_KEY;
+}
+
+bool IsHeld(int key) {
+  return (GetAsyncKeyState(key) & 0x8000) != 0;
+}
+
+}  // namespace
+
+std::uint32_t TickMilliseconds() {
+  return GetTickCount();
+}
+
+long CalendarSeconds() {
+  return static_cast<long>(std::time(nullptr));
+}
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+#endif
+bool SystemVersion(int* major, bool* ntFamily) {
+  const DWORD version = GetVersion();
+  *major = static_cast<int>(version & 0xFF);
+  *ntFamily = !(version & 0x80000000u);
+  OSVERSIONINFOA extended = {};
+  extended.dwOSVersionInfoSize = sizeof extended;
+  if (GetVersionExA(&extended)) {
+    *major = static_cast<int>(extended.dwMajorVersion);
+    *ntFamily = extended.dwPlatformId == VER_PLATFORM_WIN32_NT;
+  }
+  return true;
+}
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+void StartupMessageBox(const char* title, const char* text) {
+  MessageBoxA(nullptr, text, title, MB_OK | MB_ICONEXCLAMATION);
+}
+
+void WarningSound() {
+  MessageBeep(MB_ICONEXCLAMATION);
+}
+
+bool AbortGesture() {
+  return abortRequested || (IsHeld(VK_LBUTTON) && IsHeld(static_cast<int>(AbortKeyOnKeyboard())));
+}
+
+void RequestAbort(bool on) {
+  abortRequested = on;
+}
+
+bool FileExists(const char* path) {
+  const DWORD attributes = GetFileAttributesA(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool DirectoryExists(const char* path) {
+  const DWORD attributes = GetFileAttributesA(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+Rename ReplaceFile(const char* from, const char* to) {
+  return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) ? Rename::Done : Rename::Failed;
+}
+
+}  // namespace bravic
+
+#endif
