@@ -1,4 +1,39 @@
-/* Bravic: belief networks and decision networks. The public interface, plain C; usable from C89 and C++. */
+/* Bravic: belief networks and decision networks. The public interface, in plain C; usable from C89 and C++.
+
+   A host makes the one environment, starts the library on it, builds nets or reads them from files, compiles a net,
+   enters findings and reads beliefs:
+
+     char message[MESG_LEN_ns];
+     environ_ns env = NewBravicEnviron_bn();
+     if (InitBravic_bn(env, message) < 0) ...;
+     net_bn net = ReadNet_bn(FileNamed_ns("clinic.dne", env), 0);
+     CompileNet_bn(net);
+     EnterFinding_bn(NodeNamed_bn("Dyspnea", net), 0);
+     const probtype *beliefs = GetNodeBeliefs_bn(NodeNamed_bn("Bronchitis", net));
+     ...
+     FreeNet_bn(net);
+     CloseBravic_bn(env, message);
+
+   What holds for every function
+   -----------------------------
+   Names.     A name (of a net, node, state or link) has 1 to 30 characters: a letter, then letters, digits and
+              underscores.
+   States     of a node are numbered from 0. A vector of parent states has one state per parent, in the order of the
+              node's parents; for a node without parents it may be NULL.
+   Errors.    No function answers an error code that says what went wrong: it leaves an error record in the
+              environment (GetError_ns), changes nothing unless its comment says so, and answers its neutral value,
+              named below after "on failure". The numbers in these comments are those that ErrorNumber_ns answers.
+              Common to all: 5104 and 5143 (net NULL; damaged or freed), 5105, 5144 and 5138 (node NULL; damaged or
+              freed; a placeholder), 5110 (list NULL), 5119 to 5122 and 5145 (a list's entries), 5103 and 5141 (file
+              NULL; damaged or freed), 5100, 5101 and 5139 (environment NULL; not started; damaged: these three are
+              written to the standard error stream), 5114 (called from within another call, for instance from the
+              progress callback: a warning, the call goes on), 5134 or 5135 (the memory reserve is spent).
+   Ownership. Handles belong to the library until they are freed as told below. Strings, vectors and lists answered
+              by functions whose names begin with Get belong to the net or node and stay valid until it is next
+              changed; the host must not change or free them. What a host passes in is copied.
+   Strings    answered are never NULL: an absent one is "", and "error" when the arguments are at fault.
+   Threads.   One environment and one calling thread at a time.
+   Spelling.  Every function is exported under its name here and under the same name in capitals. */
 #ifndef BRAVIC_H
 #define BRAVIC_H
 
@@ -28,176 +63,498 @@
 extern "C" {
 #endif
 
-typedef struct environ_rec  *environ_ns;
-typedef struct report_rec   *report_ns;
-typedef struct filespec_rec *filespec_ns;
-typedef struct bnet         *net_bn;
-typedef struct bnode        *node_bn;
-typedef struct nodelist_rec *nodelist_bn;
-typedef int   statetype;     /* 32-bit signed state number */
-typedef float probtype;      /* 32-bit IEEE table entry */
+/* ---- Types, constants, exported data ---- */
 
+typedef struct environ_rec  *environ_ns;   /* the environment */
+typedef struct report_rec   *report_ns;    /* an error record */
+typedef struct filespec_rec *filespec_ns;  /* a file specification */
+typedef struct bnet         *net_bn;       /* a net */
+typedef struct bnode        *node_bn;      /* a node; belongs to one net */
+typedef struct nodelist_rec *nodelist_bn;  /* a list of nodes */
+typedef int   statetype;                   /* 32-bit signed state number */
+typedef float probtype;                    /* 32-bit IEEE table entry */
+
+/* The least size of a message buffer, in characters. */
 #define MESG_LEN_ns 256
-enum { UNDEF_STATE = -3, IMPOS_STATE = -4, EVERY_STATE = -5 };
-enum { NATURE_NODE, ASSUME_NODE, DECISION_NODE, UTILITY_NODE, DISCONNECT_NODE, ADVERSARY_NODE, UNKNOWN_KIND };
-enum { FIRST_CASE = -15, NEXT_CASE = -14, NO_MORE_CASES = -13 };
-extern BRAVIC_DATA double undef_dbl_ns, inf_dbl_ns;  /* exported data */
-extern BRAVIC_DATA double BaseExperience_bn;  /* exported data: hosts set it */
 
-/* environment and settings */
+/* In place of states: no state; a configuration that cannot occur; every state of that parent (a wildcard). */
+enum { UNDEF_STATE = -3, IMPOS_STATE = -4, EVERY_STATE = -5 };
+
+/* Kinds of nodes. A disconnected node is a placeholder that holds a removed parent's place in a child's tables. */
+enum { NATURE_NODE, ASSUME_NODE, DECISION_NODE, UTILITY_NODE, DISCONNECT_NODE, ADVERSARY_NODE, UNKNOWN_KIND };
+
+/* Case positions in place of byte offsets. */
+enum { FIRST_CASE = -15, NEXT_CASE = -14, NO_MORE_CASES = -13 };
+
+/* No number, and infinity: large finite doubles, to be compared with ==. They have their values once the library
+   has started. */
+extern BRAVIC_DATA double undef_dbl_ns, inf_dbl_ns;
+
+/* The number of cases that one state of a row stands for before anything was learned; 1.0 until a host sets it. */
+extern BRAVIC_DATA double BaseExperience_bn;
+
+/* ---- Environment and settings ---- */
+
+/* Makes the environment. Only one can be in use: until it is closed, further calls fail.
+   Answers the environment, which is never freed; NULL on failure (5526, on the standard error stream). */
 BRAVIC_API environ_ns BRAVIC_CALL NewBravicEnviron_bn(void);
+
+/* Starts the library. To be called once for an environment, before anything else.
+   mesg [MESG_LEN_ns]: receives the product's name and version, and what went wrong.
+   Answers 0; negative on failure, with the reason in mesg. */
 BRAVIC_API int BRAVIC_CALL InitBravic_bn(environ_ns env, char *mesg);
+
+/* Ends the library's work and frees all that it holds, nets and files included. A new environment can then be made.
+   mesg [MESG_LEN_ns]: receives a closing message.
+   Answers 0; -1 on failure, with the reason in mesg. Every handle is invalid afterwards. */
 BRAVIC_API int BRAVIC_CALL CloseBravic_bn(environ_ns env, char *mesg);
+
+/* version: receives a text such as "1.06 Win, Bravic (AtB)"; may be NULL.
+   Answers the version times 100; 0 for a bad environment. The text belongs to the library and stays. */
 BRAVIC_API int BRAVIC_CALL GetBravicVersion_bn(environ_ns env, const char **version);
+
+/* How thoroughly arguments are checked. setting: 23 not at all (handles are trusted), 24 handles, numbers and names,
+   25 also lists and vectors (the level at the start), 26 also the consistency of the objects; -1 only asks.
+   Answers the level that held before the call; -1 on failure (5529). */
 BRAVIC_API int BRAVIC_CALL ArgumentChecking_ns(int setting, environ_ns env);
+
+/* Whether messages may be shown and questions asked on the console. setting: 0 or 1; -1 only asks.
+   Answers the setting now in force, 0 at the start; -1 on failure (5528). */
 BRAVIC_API int BRAVIC_CALL HasUserInteraction_ns(int setting, environ_ns env);
+
+/* setting: 0, or -1 to ask; 1 is refused (5566), since the library has no windows of its own.
+   Answers the setting now in force; -1 on failure (5530). */
 BRAVIC_API int BRAVIC_CALL HasGUI_ns(int setting, environ_ns env);
+
+/* Whether there are files to be read and written. setting: 0 or 1; -1 only asks.
+   Answers the setting now in force, 1 at the start; -1 on failure (5531). */
 BRAVIC_API int BRAVIC_CALL HasFileIO_ns(int setting, environ_ns env);
+
+/* setting: 0 or 1; -1 only asks. Answers the setting now in force, 0 at the start; -1 on failure (5532). */
 BRAVIC_API int BRAVIC_CALL HasUserInterpreter_ns(int setting, environ_ns env);
 
-/* errors */
+/* ---- Errors ---- */
+
+/* Walks the error records, oldest first. danger: the least danger wanted, 0 to 6 (3 notice, 4 warning, 5 error,
+   6 internal error). after: the record after which to go on; NULL for the oldest.
+   Answers the record; NULL when there is none, and on failure (5534). It stays until it is cleared. */
 BRAVIC_API report_ns BRAVIC_CALL GetError_ns(environ_ns env, int danger, report_ns after);
+
+/* Removes every record of at most that danger, 0 to 6 (5535). */
 BRAVIC_API void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger);
+
+/* Removes one record; NULL is ignored. */
 BRAVIC_API void BRAVIC_CALL ClearError_ns(report_ns error);
+
+/* Adds a record of the host's own. number: 0 to 999; danger: 0 to 6; mesg: shorter than 512 characters, taken as it
+   stands. Answers the record; NULL on failure (5563). */
 BRAVIC_API report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char *mesg);
+
+/* Answers the record's number, which is positive; 0 for NULL. */
 BRAVIC_API int BRAVIC_CALL ErrorNumber_ns(report_ns error);
+
+/* Answers the message, headed by the name of the function that was running; "" for NULL. It belongs to the record. */
 BRAVIC_API const char *BRAVIC_CALL ErrorMessage_ns(report_ns error);
+
+/* Answers the record's danger, 0 to 6; 1 for NULL (the next call then also warns of a nested call, 5114). */
 BRAVIC_API int BRAVIC_CALL ErrorDanger_ns(report_ns error);
 
-/* file specifications */
+/* ---- File specifications ---- */
+
+/* Names a file, which need not exist; nothing is opened. For case files the specification also remembers where the
+   case last read ended. name: a path.
+   Answers the specification; NULL on failure (5114, 5142; 5537 a bad file name). To be freed by FreeFileSpec_ns;
+   what a host leaves is freed when the library closes. */
 BRAVIC_API filespec_ns BRAVIC_CALL FileNamed_ns(const char *name, environ_ns env);
 
-/* nets, nodes and links */
+/* ---- Nets, nodes and links ---- */
+
+/* Makes an empty net. Answers the net; NULL on failure (5114 name NULL, 5142 empty, 5118 illegal). To be freed by
+   FreeNet_bn. */
 BRAVIC_API net_bn BRAVIC_CALL NewNet_bn(const char *name, environ_ns env);
+
+/* Adds a node of kind NATURE_NODE without state names, links and tables. name: unlike those of the net's other
+   nodes, or NULL for "N1", "N2" ...; numstates: 0 makes a continuous node (see SetNodeLevels_bn).
+   Answers the node; NULL on failure (5142, 5118, 5512 name in use, 5513 numstates negative). The net owns it. */
 BRAVIC_API node_bn BRAVIC_CALL NewNode_bn(const char *name, int numstates, net_bn net);
+
+/* Removes the node from its net. Its children keep their tables, with a placeholder in its place.
+   The node is invalid afterwards. */
 BRAVIC_API void BRAVIC_CALL DeleteNode_bn(node_bn node);
+
+/* Makes parent the last of child's parents. Tables of the child keep their entries, the same for every state of the
+   new parent. A link that closes a cycle or doubles another is made with a warning (3200, 3208).
+   Answers the link's index, the child's number of parents less one; -1 on failure. */
 BRAVIC_API int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child);
+
+/* Removes the link to the child's parent of that index, 0 to the number of parents less one. The child's tables keep
+   what held for the parent's finding, or for its state 0 when it has none.
+   Answers 0; negative on failure (5109), -2 when the tables were lost for lack of memory. */
 BRAVIC_API int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child);
+
+/* Puts newparent in place of the child's parent of that index. It must have the same number of states, and levels
+   where the old one had them; the child's tables stay as they are.
+   On failure (5109, 3201 not compatible) nothing is changed; 3202 and 3210 warn of a cycle and of a double link. */
 BRAVIC_API void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent);
+
+/* Copies the nodes into destination, which may be their own net, under new names where theirs are in use. Links
+   among the nodes are copied; links from other nodes lead to placeholders, or to the same parents within one net.
+   Answers the list of the copies, in the order given; NULL on failure (5509). To be freed by FreeNodeList_bn. */
 BRAVIC_API nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination);
+
+/* Frees the net with its nodes and everything read from them; NULL is ignored. */
 BRAVIC_API void BRAVIC_CALL FreeNet_bn(net_bn net);
 
-/* attributes: getters */
+/* ---- Attributes: getters (placeholders are accepted where marked *) ---- */
+
+/* Answers the name. */
 BRAVIC_API const char *BRAVIC_CALL GetNetName_bn(net_bn net);
+
+/* Answers all nodes of the net, parents before their children; NULL on failure. Valid until nodes or links change. */
 BRAVIC_API nodelist_bn BRAVIC_CALL GetNetNodes_bn(net_bn net);
+
+/* Answers the node of that name; NULL when there is none, and on failure (5114, 5142, 5118). */
 BRAVIC_API node_bn BRAVIC_CALL NodeNamed_bn(const char *name, net_bn net);
+
+/* Answers 1 when beliefs are brought up to date at every change of findings, else 0. */
 BRAVIC_API int BRAVIC_CALL GetNetAutoUpdate_bn(net_bn net);
+
+/* Answers the elimination order that was set, or found when the net was compiled; NULL when there is none. */
 BRAVIC_API nodelist_bn BRAVIC_CALL GetNetElimOrder_bn(net_bn net);
+
 BRAVIC_API const char *BRAVIC_CALL GetNetTitle_bn(net_bn net);
 BRAVIC_API const char *BRAVIC_CALL GetNetComment_bn(net_bn net);
+
+/* kind: 0 (5201). Answers the pointer that the host has set; NULL when none was, and on failure. */
 BRAVIC_API void *BRAVIC_CALL GetNetUserData_bn(net_bn net, int kind);
+
+/* Answers the node's net*; NULL on failure. */
 BRAVIC_API net_bn BRAVIC_CALL GetNodeNet_bn(node_bn node);
+
+/* Answers the name*. */
 BRAVIC_API const char *BRAVIC_CALL GetNodeName_bn(node_bn node);
+
+/* Answers the kind*, NATURE_NODE ...; UNKNOWN_KIND on failure. */
 BRAVIC_API int BRAVIC_CALL GetNodeKind_bn(node_bn node);
+
+/* Answers 1 for a discrete node*, 0 for a continuous one, with or without intervals. */
 BRAVIC_API int BRAVIC_CALL GetNodeDiscrete_bn(node_bn node);
+
+/* Answers the number of states*: of intervals for a continuous node, 0 when it has none; 1 on failure. */
 BRAVIC_API int BRAVIC_CALL GetNodeNumberStates_bn(node_bn node);
+
+/* Answers the name of the state*, "" when it has none. (5106 no such state) */
 BRAVIC_API const char *BRAVIC_CALL GetNodeStateName_bn(node_bn node, statetype state);
+
+/* Answers the number of the state of that name*; UNDEF_STATE on failure (5202 no such state). */
 BRAVIC_API statetype BRAVIC_CALL StateNamed_bn(const char *name, node_bn node);
+
+/* index: of a discrete node* a state; of a continuous node a boundary, 0 to the number of states (interval i reaches
+   from boundary i to boundary i + 1). Answers the level; undef_dbl_ns when the node has none, and on failure (5107,
+   5108). */
 BRAVIC_API double BRAVIC_CALL GetNodeLevel_bn(node_bn node, int index);
+
+/* Answers the parents, in the order that indexes the node's tables; NULL on failure. Placeholders may be among them.
+   Valid until nodes or links change. */
 BRAVIC_API nodelist_bn BRAVIC_CALL GetNodeParents_bn(node_bn node);
+
+/* Answers the children, each once; NULL on failure. Valid until nodes or links change. */
 BRAVIC_API nodelist_bn BRAVIC_CALL GetNodeChildren_bn(node_bn node);
+
+/* Answers the name of the link from the parent of that index: the name given, else the parent's. (5109) */
 BRAVIC_API const char *BRAVIC_CALL GetLinkName_bn(node_bn node, int linkindex);
+
+/* Answers the index of the link of that name; -1 on failure (5565 no such link). */
 BRAVIC_API int BRAVIC_CALL LinkNamed_bn(const char *name, node_bn node);
+
+/* Answers 1 when the node has a table of probabilities or a function table, else 0. */
 BRAVIC_API int BRAVIC_CALL HasRelation_bn(node_bn node);
+
 BRAVIC_API const char *BRAVIC_CALL GetNodeTitle_bn(node_bn node);
 BRAVIC_API const char *BRAVIC_CALL GetNodeComment_bn(node_bn node);
+
+/* kind: 0 (5203). Answers the pointer that the host has set; NULL when none was, and on failure. */
 BRAVIC_API void *BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind);
 
-/* attributes: setters (0 done, 1 no change, negative refused) */
+/* ---- Attributes: setters ----
+   Each answers 0 when it made the change, 1 when the value was already so (nothing is recorded then), and a negative
+   number on failure, with nothing changed. */
+
+/* (5114, 5142; 3002 illegal) */
 BRAVIC_API int BRAVIC_CALL SetNetName_bn(net_bn net, const char *name);
+
+/* autoupdate: 1 brings beliefs up to date at every change of findings, 0 (at the start) when they are asked for.
+   (3001) */
 BRAVIC_API int BRAVIC_CALL SetNetAutoUpdate_bn(net_bn net, int autoupdate);
+
+/* The order in which compiling eliminates nodes; it decides the sizes of the cliques. order: every node of the net
+   (but those of kind ASSUME_NODE) once. Copied. The net has to be compiled anew. */
 BRAVIC_API int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order);
+
+/* NULL or "" removes the title, the comment. */
 BRAVIC_API int BRAVIC_CALL SetNetTitle_bn(net_bn net, const char *title);
 BRAVIC_API int BRAVIC_CALL SetNetComment_bn(net_bn net, const char *comment);
+
+/* kind: 0 (5500). data: the host's; never read or freed by the library. */
 BRAVIC_API int BRAVIC_CALL SetNetUserData_bn(net_bn net, int kind, void *data);
+
+/* (5114, 5142, 5512 in use; 3063 illegal) */
 BRAVIC_API int BRAVIC_CALL SetNodeName_bn(node_bn node, const char *name);
+
+/* kind: NATURE_NODE ... ADVERSARY_NODE without DISCONNECT_NODE (5501, 5505). Only a continuous node can become a
+   UTILITY_NODE (3083). */
 BRAVIC_API int BRAVIC_CALL SetNodeKind_bn(node_bn node, int kind);
+
+/* name: unlike those of the node's other states. (5106, 5114, 5142; 3065 illegal or in use) */
 BRAVIC_API int BRAVIC_CALL SetNodeStateName_bn(node_bn node, statetype state, const char *name);
+
+/* The numbers that a node's states stand for. numstates: for a discrete node its number of states (5503); for a
+   continuous node the number of intervals to divide its range into. levels: for a discrete node [numstates], the
+   value of each state; for a continuous node [numstates + 1, at least 2], the boundaries of the intervals, in
+   increasing or decreasing order. Copied. A change of the number of states reshapes the tables of the node and its
+   children. (5502, 3054, 3064, 3068, 3085, 3086) */
 BRAVIC_API int BRAVIC_CALL SetNodeLevels_bn(node_bn node, int numstates, const double *levels);
+
+/* (5109, 5114, 5142; 3070 illegal or in use) */
 BRAVIC_API int BRAVIC_CALL SetLinkName_bn(node_bn node, int linkindex, const char *name);
+
+/* NULL or "" removes the title, the comment. */
 BRAVIC_API int BRAVIC_CALL SetNodeTitle_bn(node_bn node, const char *title);
 BRAVIC_API int BRAVIC_CALL SetNodeComment_bn(node_bn node, const char *comment);
+
+/* kind: 0 (5511). data: the host's; never read or freed by the library. */
 BRAVIC_API int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void *data);
 
-/* node lists */
+/* ---- Node lists ----
+   Indices run from 0; 2147483647 stands for the end. Lists may hold NULL and the same node twice, but only the
+   functions of this section accept them so. */
+
+/* Answers a list of that length, every entry NULL; NULL on failure (5204 negative, 5205 memory). To be freed by
+   FreeNodeList_bn. */
 BRAVIC_API nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env);
+
+/* Inserts the node (or NULL) before the entry of that index; at the length it appends.
+   Answers the node; on failure (5206, 5207, 5208) NULL. */
 BRAVIC_API node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index);
+
+/* Takes out the entry of that index. Answers it; NULL on failure (5209, 5210). */
 BRAVIC_API node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index);
+
+/* Answers the number of entries; 0 for NULL; -1 on failure. */
 BRAVIC_API int BRAVIC_CALL LengthNodeList_bn(nodelist_bn nodes);
+
+/* Answers the entry of that index; NULL on failure (5211, 5212). */
 BRAVIC_API node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index);
+
+/* Replaces the entry of that index. Answers the index; negative on failure (5213, 5214). */
 BRAVIC_API int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node);
+
+/* Answers a list with the same entries; NULL for NULL and on failure (5215). To be freed by FreeNodeList_bn. */
 BRAVIC_API nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes);
+
+/* Frees a list, not its nodes; NULL is ignored. Lists that belong to a net or node, and lists already freed, are
+   refused (5562, 5561, 5216). */
 BRAVIC_API void BRAVIC_CALL FreeNodeList_bn(nodelist_bn nodes);
 
-/* tables */
+/* ---- Tables ----
+   A table has one row for each configuration of the parents' states; the states of the last parent run fastest.
+   parentstates [number of parents]: picks the row. The setters take EVERY_STATE for a parent and then write every
+   row that agrees with the other states. (5112, 5123, 5125, 5127, 5129, 5131, 5136) */
+
+/* Sets a row of probabilities, making the table when there is none. probs [number of states]: from 0 to 1 each, with
+   the sum 1 within 0.000002; copied. (5504 no states, 5113, 5133 not probabilities; 3072) */
 BRAVIC_API void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype *parentstates, const probtype *probs);
+
+/* Answers the row of probabilities [number of states], from the function table where there is no other; NULL when
+   the node has no table, a vector of 1.0 on failure. An entry below 0 is one not given yet, or part of a row that
+   was declared impossible. Valid until a table of the node is changed. */
 BRAVIC_API const probtype *BRAVIC_CALL GetNodeProbs_bn(node_bn node, const statetype *parentstates);
+
+/* The number of cases that a row stands for, 0 or more. (5506) */
 BRAVIC_API void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype *parentstates, double experience);
+
+/* Answers the experience of the row; undef_dbl_ns when it has none, and on failure. */
 BRAVIC_API double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype *parentstates);
+
+/* The node's value as a function of its parents. value: of a discrete node the number of a state (5508); else a real
+   number, for a utility node the utility. The first value makes the function table the node's only one. */
 BRAVIC_API void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype *parentstates, double value);
+
+/* Answers the state or the real number of that row; undef_dbl_ns when there is none, and on failure. */
 BRAVIC_API double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype *parentstates);
+
+/* Removes all tables of the node: probabilities, experience and functions. */
 BRAVIC_API void BRAVIC_CALL DeleteNodeRelation_bn(node_bn node);
+
+/* Answers 1 when the node's state follows from its parents' states (a function table; probabilities of 0 and 1
+   alone), 0 otherwise and on failure. */
 BRAVIC_API int BRAVIC_CALL IsNodeDeterministic_bn(node_bn node);
 
-/* compiling, findings, beliefs */
+/* ---- Compiling, findings, beliefs ---- */
+
+/* Makes the junction tree and its tables, from which beliefs are computed; does nothing when they are there. A change
+   of tables keeps the tree; a change of nodes, links or states drops it.
+   On failure the net stays uncompiled: 2225 to 2230, 2266 (structure, tables), 2007, 2105 (a decision or utility
+   node), 2009 (memory), 2073, 2074 (halted). */
 BRAVIC_API void BRAVIC_CALL CompileNet_bn(net_bn net);
+
+/* The node is in the state. Findings accumulate: what contradicts an earlier finding on the node, or what the net
+   holds impossible, is refused. (5106; 3302, 3310, 3313, 3315, 3316) */
 BRAVIC_API void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state);
+
+/* The node is not in the state. (5106; 3304 to 3307) */
 BRAVIC_API void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state);
+
+/* likelihood [number of states]: how probable the observation is in each state of the node, 0 or more; copied.
+   (5514; 3303 to 3307) */
 BRAVIC_API void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype *likelihood);
+
+/* The node has the value: a continuous node with intervals is then in the state whose interval holds it (closed
+   below, open above), a discrete node with levels in the state of that level. (3308, 3309, 3311, 3312, 3314, 3317) */
 BRAVIC_API void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value);
+
+/* Answers the state found; -6 for a likelihood, -7 when some states are excluded and the others equally likely, -8
+   for no finding, and on failure (5515). */
 BRAVIC_API statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node);
+
+/* Answers the likelihood [number of states]: 1 for the state found and 0 for the others; all 1 without a finding,
+   and on failure (5560). Valid until the node's findings change. */
 BRAVIC_API const probtype *BRAVIC_CALL GetNodeLikelihood_bn(node_bn node);
+
+/* Answers the value entered; for a discrete node the level of the state found; undef_dbl_ns when there is none, and
+   on failure (5564). */
 BRAVIC_API double BRAVIC_CALL GetNodeValue_bn(node_bn node);
+
 BRAVIC_API void BRAVIC_CALL RetractNodeFindings_bn(node_bn node);
 BRAVIC_API void BRAVIC_CALL RetractAllFindings_bn(net_bn net);
+
+/* Answers the probabilities of the node's states given all findings [number of states], after bringing them up to
+   date. On failure 1.0 followed by zeros: 2077 (not compiled), 2078 or 777 (the findings contradict each other).
+   Valid until the net's findings, tables or structure change. */
 BRAVIC_API const probtype *BRAVIC_CALL GetNodeBeliefs_bn(node_bn node);
+
+/* Answers 1 when the beliefs of the node's net are up to date, else 0. */
 BRAVIC_API int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node);
+
+/* Answers the probability of all findings together, after bringing the beliefs up to date; 0.0 when the findings
+   contradict each other, -1.0 on other failures (2077 ...). */
 BRAVIC_API double BRAVIC_CALL CaseProbability_bn(net_bn net);
 
-/* net files */
+/* ---- Net files ---- */
+
+/* Writes the net as text. The file is replaced only once all is written.
+   On failure the old file stays whole: 2187 (no such directory), 2013, 2018. */
 BRAVIC_API void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file);
+
+/* Reads a net. options: 0; otherwise the structure is checked more fully. What cannot be read is left out and
+   reported with its line (1000 to 1160); reading goes on.
+   Answers the net; NULL when nothing could be read. To be freed by FreeNet_bn. */
 BRAVIC_API net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options);
 
-/* case files, learning, random cases */
+/* ---- Case files, learning, random cases ---- */
+
+/* Appends the findings of the nodes as one row of a case file, which is made when it is not there.
+   nodes: the columns of a new file; idnum: an identification number, -1 for none; freq: how often the case occurred,
+   0 or more, -1 for none. Answers the row's byte offset; -1 on failure (5522, 5523, 2079). */
 BRAVIC_API long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq);
-BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum, double *freq);
+
+/* Reads one row of a case file and makes it the findings of the nodes, in place of all findings of their net.
+   caseposn: FIRST_CASE, NEXT_CASE (after the row last read through this file specification) or a byte offset;
+   receives the row's offset, or NO_MORE_CASES; NULL reads the first row. nodes: NULL for none. idnum, freq: receive
+   the row's; may be NULL. On failure (2080 to 2088, 2128, 2273, 5524, 5525) the findings are kept. */
+BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum,
+                                        double *freq);
+
+/* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
+   learns one case. updating: 0 (5540). degree: the weight of the case; negative to unlearn it.
+   2190: more would be unlearned than was learned; nodes before that one keep their new tables. */
 BRAVIC_API void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree);
+
+/* The same with every row of a case file, weighted by its frequency. (5539, 2189, and those of ReadCase_bn.)
+   Rows read before a failure stay learned. */
 BRAVIC_API void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree);
+
+/* Forgets part of what the node has learned. degree: 0 nothing to 1 all (5516), which leaves uniform rows with the
+   base experience. (5517 BaseExperience_bn negative, 5518 no probabilities) */
 BRAVIC_API void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree);
+
+/* Draws a case from the net's joint distribution given its findings and makes it the findings of the nodes. method:
+   0 (5541), drawing parents first and dropping draws that disagree with a finding. maxdraws: how often to try.
+   Answers 0; NO_MORE_CASES when every draw was dropped (the last one is entered); negative on failure (5542, 2102,
+   2139). */
 BRAVIC_API long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws);
 
-/* decision networks */
+/* ---- Decision networks ---- */
+
+/* Turns the link around, keeping the joint distribution: both nodes end up with the parents of both. The host must
+   see to it that the link exists and that no cycle arises.
+   Answers 0; -2 when memory ran out. 2145 and 2147 warn that tables were lost because one was missing. */
 BRAVIC_API int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child);
+
+/* Gives every decision node of the net the function table that makes the expected utility largest. nodes: any nodes
+   of the net. Undo must be on. Answers 0; negative on failure, with the net as it was (2262, 2113, 2263, 2264,
+   2058, 2059 ...). */
 BRAVIC_API int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes);
-/* consumes the list */
+
+/* Removes the nodes from their net so that what remains keeps its meaning: nature nodes are summed out, decision
+   nodes maximized. On failure (2058, 2059, 2142 to 2144) the nodes absorbed so far are gone; the whole call can be
+   undone as one change. The list is consumed: it is freed in any case and must not be used again. */
 BRAVIC_API void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes);
 
-/* additions */
-/* reproducible draws; 0 = the calendar time. 0, or -1 for a bad environment */
+/* ---- Random numbers, case files, junction trees, undo, progress ---- */
+
+/* Makes random draws reproducible. seed: 0 takes the calendar time. Answers 0; -1 for a bad environment. */
 BRAVIC_API int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env);
-/* the case-file generator */
-BRAVIC_API int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid, double freq, int append);
-/* the report's text, owned by the net until its next call */
+
+/* Writes a case file of random cases drawn from the net given its findings. numcases: how many; firstid: the first
+   identification number, negative for none; freq: every row's frequency, 0 for none; append: 1 adds to the file.
+   Answers 0; negative on failure or when halted (2138, 2100, 2101, 2102); the rows written stay. */
+BRAVIC_API int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
+                                            double freq, int append);
+
+/* Answers a text with a line per clique: its number, the cliques it is joined to, its size in table entries and its
+   members; and the total size. Belongs to the net until the next call. */
 BRAVIC_API const char *BRAVIC_CALL JunctionTreeReport_bn(net_bn net);
-/* the find-most-probable flag; 0, 1 or negative like any setter */
+
+/* findmpe: 1 makes beliefs those of the most probable configuration: the largest entry of each node's is 1, and
+   CaseProbability_bn answers the configuration's probability with the findings. 0, 1 or negative like any setter
+   (3001). */
 BRAVIC_API int BRAVIC_CALL SetNetFindMPE_bn(net_bn net, int findmpe);
-/* in that mode: the node's state in the most probable configuration */
+
+/* In that mode: answers the node's state in the most probable configuration, the first on ties; UNDEF_STATE on
+   failure. */
 BRAVIC_API statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node);
-/* searches beyond the default order, stores the best found; 0 or negative */
+
+/* Searches for a better elimination order than the one found by default, for at most that many seconds, and stores
+   the best. The net has to be compiled anew. Answers 0; negative on failure. Halted, it keeps the best so far. */
 BRAVIC_API int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds);
-/* under the current decision tables and findings; undef_dbl_ns where not defined */
+
+/* Answers the expected utility under the present decision tables and findings; undef_dbl_ns where it is not defined
+   (no utility node, a decision or table missing). */
 BRAVIC_API double BRAVIC_CALL GetExpectedUtility_bn(net_bn net);
-/* 1 undone, 0 nothing to undo, negative on error */
+
+/* Takes back the net's last recorded change; makes it again. Answer 1 when done, 0 when there is nothing to undo
+   (redo), negative on failure. Records end with the next change beyond the depth. */
 BRAVIC_API int BRAVIC_CALL UndoLastChange_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL RedoLastChange_bn(net_bn net);
-/* returns the previous depth; -1 only asks */
+
+/* How many changes of a net are kept for undo; 1 at the start. depth: 0 turns recording off; -1 only asks.
+   Answers the previous depth; negative on failure. */
 BRAVIC_API int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net);
-/* NULL is accepted; what a host leaves is freed at close */
+
+/* Frees a file specification; NULL is ignored. */
 BRAVIC_API void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file);
-/* turns progress printing on or off like the other settings */
+
+/* Whether the progress of long operations is printed on the console. setting: 0 or 1; -1 only asks.
+   Answers the setting now in force; -1 on failure. */
 BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
-typedef int (BRAVIC_CALL *progress_ns) (void *data, const char *what, double done, double total_seconds);
-/* called at least once a second in long operations; a non-zero answer halts them as the abort gesture does */
+
+/* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
+   call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A
+   non-zero answer halts the operation, which then reports as its own comment says. It must not call the library. */
+typedef int(BRAVIC_CALL *progress_ns)(void *data, const char *what, double done, double total_seconds);
+
+/* report: NULL for none. data: handed to it. */
 BRAVIC_API void BRAVIC_CALL SetProgressCallback_ns(progress_ns report, void *data, environ_ns env);
 
 #ifdef __cplusplus
