@@ -3,7 +3,8 @@
 #include <cstddef>
 #include <iterator>
 
-#include "Win_Face/Interaction.h"
+#include "Basic/Random.h"
+#include "Bn/model/Net.h"
 
 namespace bravic {
 namespace {
@@ -14,7 +15,8 @@ struct Module {
 };
 
 constexpr Module MODULES[] = {
-    {nullptr, nullptr},
+    {StartRandom, StopRandom},
+    {StartModel, StopModel},
 };
 
 }  // namespace

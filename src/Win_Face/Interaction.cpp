@@ -217,6 +217,13 @@ bool UserAborts() {
   return AbortGesture();
 }
 
+void Delay(double seconds) {
+  const auto wanted = static_cast<std::uint32_t>(seconds * 1000);
+  const std::uint32_t start = TickMilliseconds();
+  while (TickMilliseconds() - start < wanted) {
+  }
+}
+
 int* ProgressSetting() {
   return &showProgress;
 }

@@ -31,6 +31,7 @@ class WaitScope {
 bool AskYesNo(bool byDefault, const char* format, ...) BRAVIC_PRINTF(2, 3);
 void PrintToUser(const char* format, ...) BRAVIC_PRINTF(1, 2);
 bool UserAborts();
+void Delay(double seconds);
 // Whether progress is printed, 0 or 1. Lines appear only where the environment allows user interaction as well.
 int* ProgressSetting();
 void StartInteraction();
