@@ -4,7 +4,6 @@
 #include <iterator>
 
 #include "Basic/Random.h"
-#include "Bn/model/Net.h"
 
 namespace bravic {
 namespace {
@@ -16,7 +15,6 @@ struct Module {
 
 constexpr Module MODULES[] = {
     {StartRandom, StopRandom},
-    {StartModel, StopModel},
 };
 
 }  // namespace
