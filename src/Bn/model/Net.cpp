@@ -24,13 +24,6 @@ bool CopyTable(const T* from, T*& to) {
   return true;
 }
 
-char** DupTexts(char* const* texts, int num) {
-  if (!texts) return nullptr;
-  auto** copy = static_cast<char**>(AllocateCleared(static_cast<std::size_t>(num), sizeof(char*)));
-  for (int i = 0; i < num; ++i) copy[i] = DupText(texts[i]);
-  return copy;
-}
-
 void FreeNodes(const nodelist_rec& list) {
   for (node_bn node : list) FreeNodeRecord(node);
 }

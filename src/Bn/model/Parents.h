@@ -9,17 +9,30 @@ namespace bravic {
 enum ParentsResult : int { PARENTS_CHANGED = 0, PARENTS_UNCHANGED = 1, PARENTS_REFUSED = -1, PARENTS_TABLES_LOST = -2 };
 
 // map [0 .. old number of parents - 1]: new position of each old parent, -1 for a removed one; empty: computed by
-// matching nodes. keepTables: the caller replaces the tables itself, so they are dropped, not reshaped.
+// matching nodes, occurrence by occurrence. Tables keep the entries of what stays: an added parent is ignored, a
+// removed one is held at its state39; dropTables leaves the node without tables instead, for a caller that replaces
+// them. Placeholders among the new parents must be in the net already; one that no child needs any more leaves it.
 int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<const int> map, bool dropTables);
 int AddLink(node_bn parent, node_bn child);  // the link's index, or -1
-int DeleteLink(int index, node_bn child);
+int DeleteLink(int index, node_bn child);    // a ParentsResult
 Failure SwitchParent(int index, node_bn child, node_bn newparent);
-// For each slot named, a placeholder takes the parent's place (5710 or 5720 as the group's code).
+// A placeholder, one for all, takes the node's place among the parents of its children (group 5710).
 void DisconnectChildren(node_bn node);
-node_bn NewPlaceholder(node_bn original, net_bn net);  // keeps what the children's tables need
-bool IsStubUsed(node_bn stub, node_bn except);         // among the parents of another node of the net
+// The same for every parent of the node (group 5720).
+void DisconnectParents(node_bn node);
+// A placeholder, in no net yet, that keeps all of the node but its parents, tables, findings and user data.
+node_bn NewPlaceholder(const bnode& original);
+bool IsStubUsed(node_bn stub, node_bn except);  // among the parents of another node of the net
 
 const char* LinkName(const bnode& node, int index, char* buffer);  // stored, else the default; buffer of 40
-bool IsAncestor(node_bn ancestor, node_bn node);
+const char* DefaultLinkName(const bnode& parent, int index, char* buffer);
+bool IsAncestor(node_bn ancestor, node_bn node);  // or the node itself
+
+// Why a node cannot take the place of an old parent of the child; empty when it can (Connect.cpp).
+Failure CheckConnection(int index, const bnode& child, const bnode& newparent);
+
+// Copies every field that is the node's own whatever net it is in: levels, units, title, comment (not the tables).
+void CopyAttributes(const bnode& from, node_bn to);
+char** DupTexts(char* const* texts, int num);  // NULL gives NULL
 
 }  // namespace bravic

@@ -1,0 +1,122 @@
+// Copies of nodes, within a net or into another. A parent that is copied too is replaced by its copy; any other is kept
+// as a parent within the same net and becomes a placeholder in another one. Findings, user data and links to children
+// that are not copied are left behind.
+#include <algorithm>
+
+#include "Basic/Text.h"
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Parents.h"
+#include "Bn/model/Undo.h"
+
+namespace bravic {
+namespace {
+
+bool IsStub(const bnode& node) {
+  return TagOf(&node) == STUB_TAG;
+}
+
+node_bn CopyNode(const bnode& source) {
+  node_bn copy = NewNodeRecord(&source);
+  if (!copy) return nullptr;
+  CopyAttributes(source, copy);
+  copy->inputs = DupTexts(source.inputs, source.preds.num);
+  return copy;
+}
+
+// Gives each copy a name that is free in the net, and among the copies.
+void NameCopies(net_bn net, std::span<const node_bn> sources, std::span<const node_bn> copies) {
+  char name[MAX_NAME_LEN + 1];
+  for (std::size_t i = 0; i < copies.size(); ++i) {
+    if (IsStub(*copies[i])) {
+      copies[i]->name = DupText(sources[i]->name);
+    } else {
+      FreshName(sources[i]->name, net, 6, name);
+      copies[i]->name = DupText(name);
+      EnterNodeName(net, copies[i]);
+    }
+  }
+  for (node_bn copy : copies) {
+    if (!IsStub(*copy)) RemoveNodeName(net, copy);
+  }
+}
+
+// What stands for a parent among the parents of a copy.
+class ParentCopies {
+ public:
+  ParentCopies(net_bn destination, std::span<const node_bn> sources, std::span<const node_bn> copies)
+      : destination_(destination) {
+    for (std::size_t i = 0; i < sources.size(); ++i) Pair(sources[i], copies[i]);
+  }
+
+  node_bn Of(node_bn parent) {
+    if (IsPaired(parent)) return counterparts_[static_cast<std::size_t>(parent->scratch)];
+    if (parent->innet == destination_) return parent;
+    node_bn stub = NewPlaceholder(*parent);
+    stubs.push_back(stub);
+    Pair(parent, stub);
+    return stub;
+  }
+
+  Vector<node_bn> stubs;  // made for parents that are in another net
+
+ private:
+  void Pair(node_bn original, node_bn counterpart) {
+    original->scratch = static_cast<int>(originals_.size());
+    originals_.push_back(original);
+    counterparts_.push_back(counterpart);
+  }
+  bool IsPaired(node_bn node) const {
+    const auto i = static_cast<std::size_t>(node->scratch);
+    return node->scratch >= 0 && i < originals_.size() && originals_[i] == node;
+  }
+
+  net_bn destination_;
+  Vector<node_bn> originals_, counterparts_;
+};
+
+void LinkCopy(const bnode& source, node_bn copy, ParentCopies& parents) {
+  const int num = source.preds.num;
+  auto* entries = static_cast<node_bn*>(Allocate(static_cast<std::size_t>(num + 1) * sizeof(node_bn)));
+  for (int i = 0; i < num; ++i) entries[i] = parents.Of(source.preds.ar[i]);
+  entries[num] = copy;
+  Free(copy->preds.ar);
+  copy->preds.ar = entries;
+  copy->preds.num = num;
+}
+
+}  // namespace
+
+Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_bn* copies) {
+  *copies = DupList(nodes);
+  if (!*copies) return Fail(-5509, "out of memory duplicating list of length %d", nodes.num);
+  nodelist_rec& list = **copies;
+  for (int i = 0; i < list.num; ++i) {
+    list.ar[i] = CopyNode(*nodes.ar[i]);
+    if (list.ar[i]) continue;
+    for (int k = 0; k < i; ++k) FreeNodeRecord(list.ar[k]);
+    FreeList(*copies);
+    *copies = nullptr;
+    return Fail(-5509, "out of memory duplicating list of length %d", nodes.num);
+  }
+  const auto sources = Entries(nodes), made = Entries(list);
+  NameCopies(destination, sources, made);
+  ParentCopies parents(destination, sources, made);
+  for (std::size_t i = 0; i < made.size(); ++i) LinkCopy(*sources[i], made[i], parents);
+
+  Vector<node_bn> newnodes, newstubs = std::move(parents.stubs);
+  for (node_bn copy : made) (IsStub(*copy) ? newstubs : newnodes).push_back(copy);
+  if (list.num > 0) AddNodesToNet(destination, newnodes, newstubs);
+  return nullptr;
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination) {
+  NetCall call("DuplicateNodes_bn");
+  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(destination)) return nullptr;
+  nodelist_bn copies = nullptr;
+  if (Failure failure = DuplicateNodes(*nodes, destination, &copies)) Post(std::move(failure));
+  return copies;
+}

@@ -1,0 +1,370 @@
+#include "Bn/model/Parents.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "Basic/Text.h"
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Reshape.h"
+#include "Bn/model/Tables.h"
+#include "Bn/model/UndoRecord.h"
+
+namespace bravic {
+namespace {
+
+constexpr std::size_t LINK_NAME_LEN = 40;
+
+bool IsReal(const bnode& node) {
+  return TagOf(&node) == BNODE_TAG;
+}
+
+// Old position to new: each old parent in the next place of the new list that holds the same node.
+Vector<int> MatchParents(std::span<const node_bn> oldparents, std::span<const node_bn> newparents) {
+  Vector<int> map(oldparents.size(), -1);
+  Vector<bool> taken(newparents.size(), false);
+  for (std::size_t i = 0; i < oldparents.size(); ++i) {
+    for (std::size_t k = 0; k < newparents.size(); ++k) {
+      if (taken[k] || newparents[k] != oldparents[i]) continue;
+      taken[k] = true;
+      map[i] = static_cast<int>(k);
+      break;
+    }
+  }
+  return map;
+}
+
+Vector<int> Invert(std::span<const int> map, std::size_t num) {
+  Vector<int> inverse(num, -1);
+  for (std::size_t i = 0; i < map.size(); ++i) {
+    if (map[i] >= 0) inverse[static_cast<std::size_t>(map[i])] = static_cast<int>(i);
+  }
+  return inverse;
+}
+
+// Labels the node and all its descendants.
+int MarkDescendants(node_bn node) {
+  const int mark = NewMark();
+  Vector<node_bn> stack;
+  node->mark = mark;
+  stack.push_back(node);
+  while (!stack.empty()) {
+    node_bn next = stack.back();
+    stack.pop_back();
+    for (node_bn child : Entries(next->succs)) {
+      if (child->mark == mark) continue;
+      child->mark = mark;
+      stack.push_back(child);
+    }
+  }
+  return mark;
+}
+
+// What a policy makes of a link that it objects to: a warning, or an error and false.
+bool Allow(int policy, const bnode& parent, const bnode& child, int warning, const char* consequence, int error,
+           const char* reason) {
+  if (policy == 1) {
+    ReportWarning(warning, "connecting node '%s' to node '%s' results in %s", parent.name, child.name, consequence);
+    return true;
+  }
+  ReportError(error, "can't connect node '%s' to node '%s', because %s", parent.name, child.name, reason);
+  return false;
+}
+
+// The first added parent that is a descendant of the node.
+bool CheckCycle(node_bn node, std::span<const node_bn> newparents, std::span<const int> inverse) {
+  const int mark = MarkDescendants(node);
+  for (std::size_t k = 0; k < newparents.size(); ++k) {
+    if (inverse[k] >= 0 || newparents[k]->mark != mark) continue;
+    return Allow(CYCLE_POLICY, *newparents[k], *node, -3200, "a cycle (with no time delays)", -3207,
+                 "that would result in a cycle (with no time delays)");
+  }
+  return true;
+}
+
+// The first added parent that is linked already.
+bool CheckDoubleLink(node_bn node, std::span<const node_bn> newparents, std::span<const int> inverse) {
+  const int mark = NewMark();
+  for (std::size_t k = 0; k < newparents.size(); ++k) {
+    if (inverse[k] >= 0) newparents[k]->mark = mark;
+  }
+  for (std::size_t k = 0; k < newparents.size(); ++k) {
+    if (inverse[k] >= 0 || !IsReal(*newparents[k])) continue;
+    if (newparents[k]->mark == mark) {
+      return Allow(DOUBLE_LINK_POLICY, *newparents[k], *node, -3208, "multiple links between the same two nodes", -3209,
+                   "they are already connected");
+    }
+    newparents[k]->mark = mark;
+  }
+  return true;
+}
+
+// Tells the parents that come and go, each once.
+void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparents,
+                    std::span<const node_bn> newparents) {
+  const int stays = NewMark();
+  for (node_bn parent : newparents) parent->mark2 = stays;
+  const int gone = NewMark();
+  for (node_bn parent : oldparents) {
+    if (!IsReal(*parent) || parent->mark2 == stays || parent->mark2 == gone) continue;
+    parent->mark2 = gone;
+    RemoveChild(undo, parent, IndexIn(parent->succs, node));
+  }
+  const int linked = NewMark();
+  for (node_bn parent : oldparents) parent->mark2 = linked;
+  for (node_bn parent : newparents) {
+    if (!IsReal(*parent) || parent->mark2 == linked) continue;
+    parent->mark2 = linked;
+    InsertChild(undo, parent, node);
+  }
+}
+
+// Kept parents keep their link names, added ones get the default.
+void UpdateLinkNames(UndoRecord* undo, node_bn node, std::span<const node_bn> newparents,
+                     std::span<const int> inverse) {
+  if (!node->inputs) return;
+  auto** names = static_cast<char**>(AllocateCleared(newparents.size(), sizeof(char*)));
+  bool any = false;
+  char buffer[LINK_NAME_LEN];
+  for (std::size_t k = 0; k < newparents.size(); ++k) {
+    names[k] = inverse[k] >= 0 ? DupText(node->inputs[inverse[k]])
+                               : DupText(DefaultLinkName(*newparents[k], static_cast<int>(k), buffer));
+    any = any || *OrEmpty(names[k]);
+  }
+  if (!any) {
+    FreeTexts(names);
+    names = nullptr;
+  }
+  ReplaceTexts(undo, node->inputs, names);
+}
+
+// Placeholders that were parents of the node and of no other leave the net with this record.
+void DropStubs(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparents) {
+  Vector<Member> stubs;
+  for (node_bn parent : oldparents) {
+    const bool listed =
+        std::any_of(stubs.begin(), stubs.end(), [&](const Member& member) { return member.node == parent; });
+    if (IsReal(*parent) || !parent->innet || listed) continue;
+    if (IndexIn(node->preds, parent) < 0 && !IsStubUsed(parent, node)) stubs.push_back({parent, 0});
+  }
+  if (stubs.empty()) return;
+  TakeMembers(node->innet, {}, stubs);
+  if (undo) {
+    undo->stubs = std::move(stubs);
+    undo->membersOut = true;
+  } else {
+    for (const Member& member : stubs) FreeNodeRecord(member.node);
+  }
+}
+
+bool IsIdentity(std::span<const int> map, std::size_t num) {
+  if (map.size() != num) return false;
+  for (std::size_t i = 0; i < num; ++i) {
+    if (map[i] != static_cast<int>(i)) return false;
+  }
+  return true;
+}
+
+// The new list holds the replacement in every slot that held the parent.
+void ReplaceParent(node_bn child, node_bn parent, node_bn replacement) {
+  const auto parents = Entries(child->preds);
+  Vector<node_bn> list(parents.begin(), parents.end());
+  std::replace(list.begin(), list.end(), parent, replacement);
+  Vector<int> map(list.size());
+  for (std::size_t i = 0; i < map.size(); ++i) map[i] = static_cast<int>(i);
+  ChangeParents(child, list, map, false);
+}
+
+}  // namespace
+
+int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<const int> map, bool dropTables) {
+  const Vector<node_bn> oldparents(node->preds.begin(), node->preds.end());
+  const Vector<node_bn> parents(newparents.begin(), newparents.end());
+  const Vector<int> forward = map.empty() ? MatchParents(oldparents, parents) : Vector<int>(map.begin(), map.end());
+  const Vector<int> inverse = Invert(forward, parents.size());
+  const bool removed = std::count(forward.begin(), forward.end(), -1) > 0;
+  const bool added = std::count(inverse.begin(), inverse.end(), -1) > 0;
+  if (!removed && !added && oldparents == parents) return PARENTS_UNCHANGED;
+  if (added && (!CheckCycle(node, parents, inverse) || !CheckDoubleLink(node, parents, inverse))) {
+    return PARENTS_REFUSED;
+  }
+
+  net_bn net = node->innet;
+  UndoRecord* undo = NewUndo(UNDO_PARENTS, net, node);
+  if (net) HoldStructure(undo, net);
+  int result = PARENTS_CHANGED;
+  if (dropTables) {
+    ReplaceTables(undo, node, nullptr, nullptr, nullptr, nullptr, node->normalized);
+  } else if (!IsIdentity(forward, parents.size())) {
+    if (!ReshapeTables(undo, node, parents, inverse)) result = PARENTS_TABLES_LOST;
+  }
+  auto* entries = static_cast<node_bn*>(Allocate((parents.size() + 1) * sizeof(node_bn)));
+  *std::copy(parents.begin(), parents.end(), entries) = node;
+  UpdateLinkNames(undo, node, parents, inverse);
+  ReplaceList(undo, node->preds, entries, static_cast<int>(parents.size()));
+  UpdateChildren(undo, node, oldparents, parents);
+  if (net) DropStubs(undo, node, oldparents);
+  NotifyChange(net, node, removed ? ChangeCode::Removed : added ? ChangeCode::Added : ChangeCode::Graph);
+  if (result == PARENTS_TABLES_LOST) {
+    Post(FailMemory(-5582, 0, "to keep all tables of a node whose parents were changed"));
+  }
+  return result;
+}
+
+int AddLink(node_bn parent, node_bn child) {
+  const auto parents = Entries(child->preds);
+  Vector<node_bn> list(parents.begin(), parents.end());
+  Vector<int> map(list.size());
+  for (std::size_t i = 0; i < map.size(); ++i) map[i] = static_cast<int>(i);
+  list.push_back(parent);
+  return ChangeParents(child, list, map, false) == PARENTS_REFUSED ? -1 : child->preds.num - 1;
+}
+
+// The child's tables keep the slice of the parent's state finding, of its first state without one.
+int DeleteLink(int index, node_bn child) {
+  const auto parents = Entries(child->preds);
+  Vector<node_bn> list(parents.begin(), parents.end());
+  Vector<int> map(list.size());
+  for (int i = 0; i < child->preds.num; ++i) {
+    map[static_cast<std::size_t>(i)] = i < index ? i : i == index ? -1 : i - 1;
+  }
+  node_bn parent = list[static_cast<std::size_t>(index)];
+  parent->state39 = std::max(parent->evidence, 0);
+  list.erase(list.begin() + index);
+  return ChangeParents(child, list, map, false);
+}
+
+Failure SwitchParent(int index, node_bn child, node_bn newparent) {
+  const auto parents = Entries(child->preds);
+  Vector<node_bn> list(parents.begin(), parents.end());
+  node_bn& slot = list[static_cast<std::size_t>(index)];
+  if (slot == newparent) return nullptr;
+  if (Failure failure = CheckConnection(index, *child, *newparent)) return failure;
+  if (IsAncestor(child, newparent) &&
+      !Allow(CYCLE_POLICY, *newparent, *child, -3202, "a directed cycle (with no time delays)", -3203,
+             "that would result in a directed cycle (with no time delays)")) {
+    return nullptr;
+  }
+  if (IndexIn(child->preds, newparent) >= 0 &&
+      !Allow(DOUBLE_LINK_POLICY, *newparent, *child, -3210, "multiple links between the same two nodes", -3211,
+             "they are already connected")) {
+    return nullptr;
+  }
+  slot = newparent;
+  Vector<int> map(list.size());
+  for (std::size_t i = 0; i < map.size(); ++i) map[i] = static_cast<int>(i);
+  UndoGroup group(UNDO_SWITCH, child->innet);
+  ChangeParents(child, list, map, false);
+  return nullptr;
+}
+
+void DisconnectChildren(node_bn node) {
+  const Vector<node_bn> children(node->succs.begin(), node->succs.end());
+  if (children.empty()) return;
+  UndoGroup group(UNDO_DISCONNECT, node->innet);
+  node_bn stub = NewPlaceholder(*node);
+  AddNodesToNet(node->innet, {}, {&stub, 1});
+  for (node_bn child : children) ReplaceParent(child, node, stub);
+}
+
+void DisconnectParents(node_bn node) {
+  UndoGroup group(UNDO_DISCONNECT_ALL, node->innet);
+  const Vector<node_bn> parents(node->preds.begin(), node->preds.end());
+  for (node_bn parent : parents) {
+    if (!IsReal(*parent) || IndexIn(node->preds, parent) < 0) continue;
+    node_bn stub = NewPlaceholder(*parent);
+    AddNodesToNet(node->innet, {}, {&stub, 1});
+    ReplaceParent(node, parent, stub);
+  }
+}
+
+char** DupTexts(char* const* texts, int num) {
+  if (!texts) return nullptr;
+  auto** copy = static_cast<char**>(AllocateCleared(static_cast<std::size_t>(num), sizeof(char*)));
+  for (int i = 0; i < num; ++i) copy[i] = DupText(texts[i]);
+  return copy;
+}
+
+void CopyAttributes(const bnode& from, node_bn to) {
+  Free(to->levels);
+  to->levels = nullptr;
+  if (from.levels) {
+    to->levels = static_cast<double*>(Allocate(BlockSize(from.levels)));
+    std::memcpy(to->levels, from.levels, BlockSize(from.levels));
+  }
+  const auto copy = [](char*& field, const char* text) {
+    Free(field);
+    field = DupText(text);
+  };
+  copy(to->units, from.units);
+  copy(to->title, from.title);
+  copy(to->comment, from.comment);
+  to->weight = from.weight;
+  to->locked = from.locked;
+}
+
+node_bn NewPlaceholder(const bnode& original) {
+  node_bn stub = NewNodeRecord(nullptr);
+  stub->tag = STUB_TAG;
+  stub->name = DupText(original.name);
+  stub->kind = original.kind;
+  stub->discrete = original.discrete;
+  stub->measure = original.measure;
+  stub->chance = original.chance;
+  stub->numstates = original.numstates;
+  stub->states = DupTexts(original.states, original.numstates);
+  CopyAttributes(original, stub);
+  return stub;
+}
+
+bool IsStubUsed(node_bn stub, node_bn except) {
+  return std::any_of(stub->innet->nodes.begin(), stub->innet->nodes.end(),
+                     [&](node_bn node) { return node != except && IndexIn(node->preds, stub) >= 0; });
+}
+
+const char* DefaultLinkName(const bnode& parent, int index, char* buffer) {
+  if (IsReal(parent)) return parent.name;
+  std::snprintf(buffer, LINK_NAME_LEN, "Arg%d", index);
+  return buffer;
+}
+
+const char* LinkName(const bnode& node, int index, char* buffer) {
+  const char* stored = node.inputs ? OrEmpty(node.inputs[index]) : "";
+  return *stored ? stored : DefaultLinkName(*node.preds.ar[index], index, buffer);
+}
+
+bool IsAncestor(node_bn ancestor, node_bn node) {
+  if (ancestor == node) return true;
+  if (ancestor->succs.num == 0 || node->preds.num == 0) return false;
+  const int mark = MarkDescendants(ancestor);
+  return node->mark == mark;
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+static bool CheckSameNet(node_bn parent, node_bn child) {
+  if (!NetCall::Basic() || parent->innet == child->innet) return true;
+  ReportError(-2016, "New parents are not a list of nodes from node's net");
+  return false;
+}
+
+int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child) {
+  NetCall call("AddLink_bn");
+  if (!call.HasReserve(-5134) || !call.Check(parent) || !call.Check(child) || !CheckSameNet(parent, child)) return -1;
+  return AddLink(parent, child);
+}
+
+int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child) {
+  NetCall call("DeleteLink_bn");
+  if (!call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return -1;
+  return DeleteLink(linkindex, child);
+}
+
+void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent) {
+  NetCall call("SwitchNodeParent_bn");
+  if (!call.HasReserve(-5135) || !call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return;
+  if (!call.Check(newparent) || !CheckSameNet(newparent, child)) return;
+  if (Failure failure = SwitchParent(linkindex, child, newparent)) Post(std::move(failure));
+}
