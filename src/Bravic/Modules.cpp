@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "Basic/Random.h"
+#include "Bn/model/Net.h"
 
 namespace bravic {
 namespace {
@@ -15,6 +16,7 @@ struct Module {
 
 constexpr Module MODULES[] = {
     {StartRandom, StopRandom},
+    {StartModel, StopModel},
 };
 
 }  // namespace

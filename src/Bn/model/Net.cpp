@@ -349,6 +349,8 @@ void StartModel() {
   RegisterType(STUB_TAG, "stub", sizeof(bnode), nullptr);
   RegisterType(NODELIST_TAG, "bndlist", sizeof(nodelist_rec), [](void*) {});
   RegisterType(UNDO_TAG, "bnundo", sizeof(UndoRecord), nullptr);
+  undef_dbl_ns = UNDEF_DBL;
+  inf_dbl_ns = INF_DBL;
   prototypeNode = NewPrototype();
   EmptyNode_bn = NewPrototype();
   EmptyNode_bn->name = DupText("Empty_Node");

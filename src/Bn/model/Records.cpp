@@ -55,6 +55,9 @@ const double ANY_DBL = std::bit_cast<double>(std::uint64_t{0xFFEFD73E68701461});
 
 }  // namespace bravic
 
+double undef_dbl_ns = bravic::UNDEF_DBL;
+double inf_dbl_ns = bravic::INF_DBL;
+
 // A family of one: the parent array's only slot holds the node itself.
 bnode::bnode() : value(bravic::UNDEF_DBL) {
   preds.ar = static_cast<node_bn*>(bravic::Allocate(sizeof(node_bn)));
