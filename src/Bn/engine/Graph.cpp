@@ -1,0 +1,43 @@
+// The moral graph and the state-space measure that the search, the tree and the report share.
+#include <cstdint>
+#include <limits>
+
+#include "Bn/engine/Engine.h"
+
+namespace bravic::engine {
+
+Graph MoralGraph(std::span<const Vector<int>> parents, std::span<const Vector<int>> children) {
+  const std::size_t n = parents.size();
+  Graph graph;
+  graph.start.reserve(n + 1);
+  graph.start.push_back(0);
+  Vector<int> seenFrom(n, -1);
+  for (std::size_t i = 0; i < n; ++i) {
+    const int self = static_cast<int>(i);
+    seenFrom[i] = self;
+    auto join = [&](int other) {
+      if (seenFrom[static_cast<std::size_t>(other)] == self) return;
+      seenFrom[static_cast<std::size_t>(other)] = self;
+      graph.list.push_back(other);
+    };
+    for (int parent : parents[i]) join(parent);
+    for (int child : children[i]) join(child);
+    for (int child : children[i])
+      for (int coparent : parents[static_cast<std::size_t>(child)]) join(coparent);
+    graph.start.push_back(static_cast<int>(graph.list.size()));
+  }
+  return graph;
+}
+
+double StateSpace(std::span<const int> nodes, std::span<const int> numstates) {
+  constexpr double LARGEST = std::numeric_limits<double>::max();
+  double size = 1;
+  for (int node : nodes) {
+    const double s = numstates[static_cast<std::size_t>(node)];
+    if (!(LARGEST / s / 1000 > size)) return LARGEST / 1000;
+    size *= s;
+  }
+  return size;
+}
+
+}  // namespace bravic::engine

@@ -1,0 +1,221 @@
+// Beliefs and probabilities against the joint distribution enumerated, through random histories of findings,
+// retractions, refills and readings, so that nothing stale is ever answered.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "engine/model.h"
+
+namespace bravic::testing {
+namespace {
+
+using engine::Inference;
+using engine::Status;
+
+class History {
+ public:
+  History(std::uint64_t seed, const ModelOptions& options)
+      : random_(seed), model_(RandomModel(random_, options)), compiled_(model_), findings_(model_.numstates.size()) {
+    EXPECT_EQ(Engine().AllocatePotentials(nullptr), Status::Done);
+    Refill();
+  }
+  Inference& Engine() { return *compiled_.inference; }
+
+  void Step() {
+    const int node = random_.Below(model_.NumNodes());
+    const auto i = static_cast<std::size_t>(node);
+    const int states = model_.numstates[i];
+    switch (random_.Below(10)) {
+      case 0:
+      case 1:
+      case 2:
+      case 3: {
+        const int state = random_.Below(states);
+        Engine().SetState(node, state);
+        findings_[i].assign(static_cast<std::size_t>(states), 0.0);
+        findings_[i][static_cast<std::size_t>(state)] = 1;
+        break;
+      }
+      case 4: {
+        std::vector<float> weights;
+        for (int s = 0; s < states; ++s)
+          weights.push_back(random_.Share() < 0.2 ? 0.0f : static_cast<float>(3 * random_.Share()));
+        if (*std::max_element(weights.begin(), weights.end()) == 0) weights[0] = 2;
+        Engine().SetLikelihood(node, weights);
+        findings_[i].assign(weights.begin(), weights.end());
+        break;
+      }
+      case 5:
+      case 6:
+      case 7:
+        Engine().ClearFinding(node);
+        findings_[i].clear();
+        break;
+      case 8:
+        RandomTable(model_, node, random_, 0.3);
+        EXPECT_EQ(Engine().RefillHome(node, [&](int k) { return model_.Table(k); }), Status::Done);
+        break;
+      default:
+        maximize_ = random_.Below(2) == 0;
+        Engine().SetMaximize(maximize_);
+    }
+  }
+
+  void Check() {
+    const Joint joint = Enumerate(model_, findings_);
+    const double total = maximize_ ? joint.largest : joint.total;
+    const Status status = Engine().Propagate();
+    ASSERT_EQ(status, total > 0 ? Status::Done : Status::Inconsistent);
+    if (status != Status::Done) return;
+    EXPECT_NEAR(Engine().Probability(), total, 1e-5 * total);
+    EXPECT_NEAR(Engine().LogProbability(), std::log(total), 1e-5);
+    const auto& marginals = maximize_ ? joint.maxMarginals : joint.marginals;
+    switch (random_.Below(3)) {
+      case 0:
+        for (int k = 0; k < 2; ++k) {
+          const int node = random_.Below(model_.NumNodes());
+          std::vector<float> belief(marginals[static_cast<std::size_t>(node)].size(), -1.0f);
+          EXPECT_TRUE(Engine().Beliefs(node, belief));
+          Compare(belief, marginals[static_cast<std::size_t>(node)]);
+        }
+        break;
+      case 1: {
+        std::vector<std::vector<float>> beliefs;
+        for (const auto& m : marginals) beliefs.emplace_back(m.size(), -1.0f);
+        EXPECT_TRUE(Engine().AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }));
+        for (std::size_t i = 0; i < beliefs.size(); ++i) Compare(beliefs[i], marginals[i]);
+        break;
+      }
+      default: {
+        const int node = random_.Below(model_.NumNodes());
+        std::vector<float> family(model_.tables[static_cast<std::size_t>(node)].size(), -1.0f);
+        EXPECT_TRUE(Engine().FamilyMarginal(node, family));
+        Compare(family, EnumerateFamily(model_, findings_, node, maximize_));
+      }
+    }
+  }
+
+ private:
+  void Refill() {
+    EXPECT_EQ(Engine().FillPotentials([&](int k) { return model_.Table(k); }), Status::Done);
+  }
+  void Compare(const std::vector<float>& got, const std::vector<double>& weights) {
+    double whole = 0;
+    for (double w : weights) whole = maximize_ ? std::max(whole, w) : whole + w;
+    ASSERT_GT(whole, 0);
+    for (std::size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], weights[i] / whole, 3e-6);
+  }
+
+  Random random_;
+  Model model_;
+  Compiled compiled_;
+  Findings findings_;
+  bool maximize_ = false;
+};
+
+TEST(Inference, AnswersAsTheJointAfterAnyHistory) {
+  for (std::uint64_t seed = 1; seed <= 120; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed, {1, 12, 1, 4, 3, seed % 3 ? 600.0 : 6000.0, seed % 2 ? 0.0 : 0.35});
+    for (int step = 0; step < 25; ++step) {
+      history.Check();
+      for (int changes = 0; changes < step % 4; ++changes) history.Step();
+      if (::testing::Test::HasFailure()) return;
+    }
+  }
+}
+
+TEST(Inference, SeparateComponentsMultiply) {
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed, {6, 10, 2, 3, 1, 2000, 0.1});
+    for (int step = 0; step < 10; ++step) {
+      history.Check();
+      history.Step();
+    }
+  }
+}
+
+Model ChainModel(int length, const std::vector<float>& prior, const std::vector<float>& step) {
+  Model model;
+  for (int i = 0; i < length; ++i) {
+    model.numstates.push_back(static_cast<int>(prior.size()));
+    model.parents.push_back(i ? Vector<int>{i - 1} : Vector<int>{});
+    model.children.push_back(i + 1 < length ? Vector<int>{i + 1} : Vector<int>{});
+    model.tables.push_back(i ? step : prior);
+  }
+  return model;
+}
+
+TEST(Inference, LongChainOfRareEventsKeepsItsProbability) {
+  const Model model = ChainModel(2000, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
+  const Compiled compiled(model);
+  Inference& inference = *compiled.inference;
+  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+  ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+  for (int i = 0; i < 2000; ++i) inference.SetState(i, i % 2);
+  ASSERT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_NEAR(inference.LogProbability(), std::log(0.5) + 1999 * std::log(0.25), 1e-6);
+  EXPECT_EQ(inference.Probability(), 0);
+  for (int i = 300; i < 2000; ++i) inference.ClearFinding(i);
+  ASSERT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_NEAR(inference.Probability() / std::ldexp(1.0, -599), 1, 1e-6);
+  std::vector<float> belief(2);
+  ASSERT_TRUE(inference.Beliefs(300, belief));
+  EXPECT_FLOAT_EQ(belief[0], 0.25f);
+}
+
+TEST(Inference, ScaleOfALikelihoodCounts) {
+  const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
+  const Compiled compiled(model);
+  Inference& inference = *compiled.inference;
+  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+  ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+  inference.SetLikelihood(1, std::vector<float>{3, 3});
+  ASSERT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_DOUBLE_EQ(inference.Probability(), 3);
+  inference.SetLikelihood(1, std::vector<float>{1e-30f, 1e-30f});
+  inference.SetLikelihood(2, std::vector<float>{1e-30f, 3e-30f});
+  ASSERT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_NEAR(inference.Probability() / 2e-60, 1, 1e-6);
+  inference.SetLikelihood(2, std::vector<float>{0, 0});
+  EXPECT_EQ(inference.Propagate(), Status::Inconsistent);
+}
+
+TEST(Inference, StampMovesWithEveryChangeAndOnlyThen) {
+  const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
+  const Compiled compiled(model);
+  Inference& inference = *compiled.inference;
+  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+  ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+  inference.SetState(1, 1);
+  const auto stamp = inference.Stamp();
+  inference.SetState(1, 1);
+  inference.ClearFinding(2);
+  EXPECT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_EQ(inference.Stamp(), stamp);
+  inference.SetState(1, 0);
+  EXPECT_NE(inference.Stamp(), stamp);
+}
+
+TEST(Inference, RefusesATableTooLarge) {
+  Model model;
+  for (int i = 0; i < 5; ++i) {
+    model.numstates.push_back(100);
+    model.parents.push_back({});
+    model.children.push_back({});
+    for (int p = 0; p < i; ++p) {
+      model.parents.back().push_back(p);
+      model.children[static_cast<std::size_t>(p)].push_back(i);
+    }
+  }
+  const Compiled compiled(model);
+  int failed = -1;
+  EXPECT_EQ(compiled.inference->AllocatePotentials(&failed), Status::NoMemory);
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(compiled.inference->Bytes(), 0);
+}
+
+}  // namespace
+}  // namespace bravic::testing

@@ -1,0 +1,257 @@
+// Orders, triangulation and junction trees against the rules carried out the slow way.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <set>
+
+#include "engine/model.h"
+
+namespace bravic::testing {
+namespace {
+
+using engine::Graph;
+using engine::JunctionTree;
+using NodeSet = std::set<int>;
+
+std::vector<NodeSet> Adjacency(const Graph& graph) {
+  std::vector<NodeSet> sets(static_cast<std::size_t>(graph.NumNodes()));
+  for (int i = 0; i < graph.NumNodes(); ++i) {
+    auto list = graph.Neighbours(i);
+    sets[static_cast<std::size_t>(i)] = NodeSet(list.begin(), list.end());
+    EXPECT_EQ(sets[static_cast<std::size_t>(i)].size(), list.size()) << "a neighbour listed twice";
+  }
+  return sets;
+}
+
+double Product(const NodeSet& nodes, const Vector<int>& numstates) {
+  double size = 1;
+  for (int v : nodes) size *= numstates[static_cast<std::size_t>(v)];
+  return size;
+}
+
+// The greedy search with every cost computed afresh at every step; also joins the fill-in edges.
+struct SlowSearch {
+  std::vector<int> order;
+  double cost = 0;
+  std::vector<NodeSet> filled;
+
+  SlowSearch(const Graph& moral, const Vector<int>& numstates) {
+    filled = Adjacency(moral);
+    std::vector<int> remaining(filled.size());
+    std::iota(remaining.begin(), remaining.end(), 0);
+    std::vector<NodeSet> recorded;
+    NodeSet gone;
+    while (!remaining.empty()) {
+      double best = 1e308;
+      int chosen = -1;
+      for (int x : remaining) {
+        NodeSet around;
+        for (int w : filled[static_cast<std::size_t>(x)])
+          if (!gone.count(w)) around.insert(w);
+        double price = -1;
+        for (const NodeSet& set : recorded)
+          if (!filled[static_cast<std::size_t>(x)].empty() && set.size() > around.size() && set.count(x)) price = 0;
+        if (price < 0) {
+          around.insert(x);
+          price = Product(around, numstates);
+        }
+        if (price < best) best = price, chosen = x;
+        if (price == 0) break;
+      }
+      order.push_back(chosen);
+      cost += best;
+      remaining.erase(std::find(remaining.begin(), remaining.end(), chosen));
+      gone.insert(chosen);
+      std::erase_if(recorded, [&](const NodeSet& set) { return set.count(chosen) > 0; });
+      NodeSet around;
+      for (int w : filled[static_cast<std::size_t>(chosen)])
+        if (!gone.count(w)) around.insert(w);
+      if (!filled[static_cast<std::size_t>(chosen)].empty()) recorded.push_back(around);
+      for (int a : around)
+        for (int b : around)
+          if (a != b) filled[static_cast<std::size_t>(a)].insert(b);
+    }
+  }
+};
+
+// The cliques that an order makes: the families that lie in no other, whatever the way they are found.
+double CostOfMaximalFamilies(const Graph& moral, const Vector<int>& numstates, const Vector<int>& order) {
+  std::vector<NodeSet> filled = Adjacency(moral), families;
+  for (int v : order) {
+    NodeSet later = filled[static_cast<std::size_t>(v)];
+    for (int a : later) {
+      NodeSet& list = filled[static_cast<std::size_t>(a)];
+      list.insert(later.begin(), later.end());
+      list.erase(a);
+      list.erase(v);
+    }
+    later.insert(v);
+    families.push_back(later);
+  }
+  double cost = 0;
+  for (std::size_t i = 0; i < families.size(); ++i) {
+    bool inside = false;
+    for (std::size_t j = 0; j < families.size(); ++j)
+      inside |= j != i && families[j].size() > families[i].size() &&
+                std::includes(families[j].begin(), families[j].end(), families[i].begin(), families[i].end());
+    if (!inside) cost += Product(families[i], numstates);
+  }
+  return cost;
+}
+
+const ModelOptions LARGE = {1, 40, 1, 5, 4, 1e18, 0};
+
+TEST(Order, IsTheGreedyOneWithItsTies) {
+  for (std::uint64_t seed = 1; seed <= 150; ++seed) {
+    Random random(seed);
+    const Model model = RandomModel(random, LARGE);
+    const Compiled compiled(model);
+    const engine::Order& order = compiled.order;
+    EXPECT_EQ(order.numFound, model.NumNodes());
+    EXPECT_DOUBLE_EQ(order.cost, engine::OrderCost(compiled.moral, model.numstates, order.nodes)) << "seed " << seed;
+    EXPECT_DOUBLE_EQ(order.cost, CostOfMaximalFamilies(compiled.moral, model.numstates, order.nodes));
+    if (model.NumNodes() < 4) continue;
+    const SlowSearch slow(compiled.moral, model.numstates);
+    EXPECT_TRUE(std::equal(slow.order.begin(), slow.order.end(), order.nodes.begin(), order.nodes.end()))
+        << "seed " << seed;
+    EXPECT_EQ(slow.cost, order.cost) << "seed " << seed;
+  }
+}
+
+TEST(Order, CostOfAnyOrderCountsEachCliqueOnce) {
+  for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+    Random random(seed);
+    const Model model = RandomModel(random, {1, 16, 2, 4, 3, 1e18, 0});
+    const Graph moral = engine::MoralGraph(model.parents, model.children);
+    Vector<int> order(model.numstates.size());
+    std::iota(order.begin(), order.end(), 0);
+    for (std::size_t i = order.size(); i > 1; --i)
+      std::swap(order[i - 1], order[static_cast<std::size_t>(random.Below(static_cast<int>(i)))]);
+    EXPECT_EQ(engine::OrderCost(moral, model.numstates, order), CostOfMaximalFamilies(moral, model.numstates, order))
+        << "seed " << seed;
+  }
+}
+
+TEST(Order, OfAChainTakesTheEndFreeOfCharge) {
+  Model chain;
+  chain.numstates = {2, 2, 2, 2};
+  chain.parents = {{}, {0}, {1}, {2}};
+  chain.children = {{1}, {2}, {3}, {}};
+  const Compiled compiled(chain);
+  EXPECT_EQ(compiled.order.nodes, (Vector<int>{0, 1, 2, 3}));
+  EXPECT_EQ(compiled.order.cost, 12);
+}
+
+TEST(Order, HaltedKeepsWhatItFoundAndTheRestInNodeOrder) {
+  Random random(5);
+  const Model model = RandomModel(random, {30, 30, 2, 3, 3, 1e18, 0});
+  const Graph moral = engine::MoralGraph(model.parents, model.children);
+  const engine::Order whole = engine::FindOrder(moral, model.numstates, nullptr);
+  const engine::Order order =
+      engine::FindOrder(moral, model.numstates, [](double fraction) { return fraction >= 0.3; });
+  EXPECT_TRUE(order.halted);
+  EXPECT_EQ(order.numFound, 9);
+  EXPECT_TRUE(std::equal(order.nodes.begin(), order.nodes.begin() + 9, whole.nodes.begin()));
+  EXPECT_TRUE(std::is_sorted(order.nodes.begin() + 9, order.nodes.end()));
+  EXPECT_EQ(NodeSet(order.nodes.begin(), order.nodes.end()).size(), 30u);
+  EXPECT_EQ(order.cost, engine::OrderCost(moral, model.numstates, order.nodes));
+}
+
+TEST(StateSpace, SaturatesInsteadOfOverflowing) {
+  const Vector<int> numstates(120, 1000);
+  Vector<int> nodes(120);
+  std::iota(nodes.begin(), nodes.end(), 0);
+  EXPECT_EQ(engine::StateSpace(nodes, numstates), 1.7976931348623156e305);
+  EXPECT_EQ(engine::StateSpace(std::span(nodes).first(2), numstates), 1e6);
+}
+
+// Every clique is complete in the filled graph and maximal, and together they hold every edge.
+TEST(Tree, HasTheCliquesOfTheFilledGraph) {
+  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
+    Random random(seed);
+    const Model model = RandomModel(random, {4, 30, 1, 4, 4, 1e18, 0});
+    const Compiled compiled(model);
+    const SlowSearch slow(compiled.moral, model.numstates);
+    std::set<std::pair<int, int>> edges;
+    double total = 0;
+    for (const engine::Clique& clique : compiled.tree.cliques) {
+      total += clique.size;
+      NodeSet common;
+      for (std::size_t i = 0; i < clique.members.size(); ++i) {
+        const NodeSet& around = slow.filled[static_cast<std::size_t>(clique.members[i])];
+        for (std::size_t j = 0; j < clique.members.size(); ++j)
+          if (i != j) edges.insert({clique.members[i], clique.members[j]});
+        NodeSet both;
+        std::set_intersection(around.begin(), around.end(), common.begin(), common.end(),
+                              std::inserter(both, both.end()));
+        common = i == 0 ? around : both;
+        EXPECT_EQ(compiled.tree.number[static_cast<std::size_t>(clique.members[i])] <=
+                      compiled.tree.number[static_cast<std::size_t>(clique.members.back())],
+                  true);
+      }
+      EXPECT_TRUE(common.empty()) << "seed " << seed << ": a clique could be larger";
+    }
+    std::set<std::pair<int, int>> filled;
+    for (int a = 0; a < model.NumNodes(); ++a)
+      for (int b : slow.filled[static_cast<std::size_t>(a)]) filled.insert({a, b});
+    EXPECT_EQ(edges, filled) << "seed " << seed;
+    EXPECT_EQ(compiled.tree.totalSize, total);
+    EXPECT_EQ(total, compiled.order.cost) << "seed " << seed;
+  }
+}
+
+TEST(Tree, LinksBackwardsToTheNearestCliqueThatHoldsTheSeparator) {
+  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
+    Random random(seed);
+    const Model model = RandomModel(random, LARGE);
+    const Compiled compiled(model);
+    const JunctionTree& tree = compiled.tree;
+    ASSERT_EQ(tree.separators.size() + 1, tree.cliques.size());
+    std::vector<NodeSet> sets;
+    NodeSet seen;
+    int top = -1;
+    for (std::size_t c = 0; c < tree.cliques.size(); ++c) {
+      const Vector<int>& members = tree.cliques[c].members;
+      EXPECT_GT(tree.number[static_cast<std::size_t>(members.back())], top);
+      top = tree.number[static_cast<std::size_t>(members.back())];
+      Vector<int> shared;
+      std::copy_if(members.begin(), members.end(), std::back_inserter(shared), [&](int m) { return seen.count(m); });
+      sets.emplace_back(members.begin(), members.end());
+      seen.insert(members.begin(), members.end());
+      if (c == 0) continue;
+      int partner = static_cast<int>(c) - 1;
+      while (!std::all_of(shared.begin(), shared.end(),
+                          [&](int m) { return sets[static_cast<std::size_t>(partner)].count(m) > 0; }))
+        --partner;
+      const engine::Separator& separator = tree.separators[c - 1];
+      EXPECT_EQ(separator.members, shared) << "seed " << seed;
+      EXPECT_EQ(separator.cliques[0], partner) << "seed " << seed;
+      EXPECT_EQ(separator.cliques[1], static_cast<int>(c));
+      EXPECT_EQ(tree.cliques[c].neighbours[0], partner);
+      EXPECT_EQ(tree.cliques[c].separators[0], static_cast<int>(c) - 1);
+    }
+  }
+}
+
+TEST(Tree, HomesAreTheSmallestCliquesThatHoldTheFamily) {
+  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
+    Random random(seed);
+    const Model model = RandomModel(random, LARGE);
+    const Compiled compiled(model);
+    for (std::size_t i = 0; i < model.numstates.size(); ++i) {
+      int home = -1;
+      for (int c = static_cast<int>(compiled.tree.cliques.size()) - 1; c >= 0; --c) {
+        const engine::Clique& clique = compiled.tree.cliques[static_cast<std::size_t>(c)];
+        const NodeSet members(clique.members.begin(), clique.members.end());
+        bool holds = members.count(static_cast<int>(i)) > 0;
+        for (int p : model.parents[i]) holds &= members.count(p) > 0;
+        if (holds && (home < 0 || clique.size <= compiled.tree.cliques[static_cast<std::size_t>(home)].size)) home = c;
+      }
+      EXPECT_EQ(compiled.tree.home[i], home) << "seed " << seed;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace bravic::testing
