@@ -1,8 +1,10 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
-#include <climits>
+#include <cstring>
 
+#include "Basic/Text.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Undo.h"
 #include "support/library.h"
 #include "support/nets.h"
 
@@ -114,11 +116,9 @@ TEST_F(BuildingTest, ANetWithCyclesHandsOutAllItsNodes) {
   for (const char* name : {"A", "B", "C"}) New(name);
   Link({"A B", "B C"});
   EXPECT_EQ(AddLink_bn(Named(net, "C"), Named(net, "A")), 0);
-  EXPECT_EQ(Reports(),
-            "4 -3200 AddLink_bn: connecting node 'C' to node 'A' results in a cycle (with no time delays)\n");
+  EXPECT_EQ(Reports(), "4 3200 AddLink_bn: Connecting node 'C' to node 'A' results in a cycle (with no time delays)\n");
   EXPECT_EQ(AddLink_bn(Named(net, "B"), Named(net, "B")), 1);
-  EXPECT_EQ(Reports(),
-            "4 -3200 AddLink_bn: connecting node 'B' to node 'B' results in a cycle (with no time delays)\n");
+  EXPECT_EQ(Reports(), "4 3200 AddLink_bn: Connecting node 'B' to node 'B' results in a cycle (with no time delays)\n");
   EXPECT_EQ(Nodes(net).size(), 3u);
   EXPECT_EQ(net->numcycles, 2);
 }
@@ -130,7 +130,7 @@ TEST_F(BuildingTest, ADoubleLinkIsAllowedWithAWarning) {
   EXPECT_EQ(AddLink_bn(Named(net, "A"), Named(net, "B")), 1);
   EXPECT_EQ(
       Reports(),
-      "4 -3208 AddLink_bn: connecting node 'A' to node 'B' results in multiple links between the same two nodes\n");
+      "4 3208 AddLink_bn: Connecting node 'A' to node 'B' results in multiple links between the same two nodes\n");
   EXPECT_EQ(Names(GetNodeChildren_bn(Named(net, "A"))), "B");
   DeleteLink_bn(0, Named(net, "B"));
   EXPECT_EQ(Names(GetNodeChildren_bn(Named(net, "A"))), "B");
@@ -152,7 +152,7 @@ TEST_F(BuildingTest, ADeletedParentLeavesAPlaceholder) {
   EXPECT_EQ(Names(Nodes(net)), "B C");
 
   EXPECT_EQ(AddLink_bn(stub, b), -1);
-  EXPECT_EQ(Reports(), "5 -5138 AddLink_bn: parent placeholder (disconnected) node passed for node_bn\n");
+  EXPECT_EQ(Reports(), "5 5138 AddLink_bn: Parent placeholder (disconnected) node passed for node_bn\n");
   EXPECT_STREQ(GetLinkName_bn(c, 0), "Arg0");
 
   SwitchNodeParent_bn(0, c, New("A", 2));
@@ -213,7 +213,7 @@ TEST_F(BuildingTest, ASwitchChecksWhatTheTablesWereBuiltFor) {
   };
   for (const auto& row : rows) {
     SwitchNodeParent_bn(0, child, row.parent);
-    EXPECT_EQ(Reports(), std::string("5 -3201 SwitchNodeParent_bn: Can't connect, because ") + row.reason + "\n");
+    EXPECT_EQ(Reports(), std::string("5 3201 SwitchNodeParent_bn: Can't connect, because ") + row.reason + "\n");
     EXPECT_EQ(Names(GetNodeParents_bn(child)), "Old");
   }
   SwitchNodeParent_bn(0, child, fit);
@@ -232,21 +232,20 @@ TEST_F(BuildingTest, UnitsAndMeasuresOfASwitch) {
   parent->units = DupText("kg");
   parent->measure = ORDINAL;
   SwitchNodeParent_bn(0, child, parent);
-  EXPECT_EQ(
-      Reports(),
-      "5 -3201 SwitchNodeParent_bn: Can't connect, because node 'New' is a ORDINAL variable, but the 'Old' parent "
-      "of 'Child' must be at least a INTERVAL variable\n");
+  EXPECT_EQ(Reports(),
+            "5 3201 SwitchNodeParent_bn: Can't connect, because node 'New' is a ORDINAL variable, but the 'Old' parent "
+            "of 'Child' must be at least a INTERVAL variable\n");
   parent->measure = RATIO;
   SwitchNodeParent_bn(0, child, parent);
   EXPECT_EQ(Reports(),
-            "5 -3201 SwitchNodeParent_bn: Can't connect, because node 'New' is in kg units, but the 'Old' parent of "
+            "5 3201 SwitchNodeParent_bn: Can't connect, because node 'New' is in kg units, but the 'Old' parent of "
             "'Child' must be in cm (or equivalent) units\n");
   std::strcpy(parent->units, "m");
   SetNodeLevels_bn(parent, 2, wrong);
   SwitchNodeParent_bn(0, child, parent);
   EXPECT_EQ(
       Reports(),
-      "5 -3201 SwitchNodeParent_bn: Can't connect, because level 1 of node 'New' is 300 (converted for units), but "
+      "5 3201 SwitchNodeParent_bn: Can't connect, because level 1 of node 'New' is 300 (converted for units), but "
       "that level of the 'Old' parent of 'Child' must be 200\n");
   SetNodeLevels_bn(parent, 2, metres);
   SwitchNodeParent_bn(0, child, parent);
@@ -258,10 +257,10 @@ TEST_F(BuildingTest, ASwitchMayCloseACycleOrDoubleALink) {
   Link({"A B", "B C", "A C"});
   SwitchNodeParent_bn(0, Named(net, "B"), Named(net, "C"));
   EXPECT_EQ(Reports(),
-            "4 -3202 SwitchNodeParent_bn: connecting node 'C' to node 'B' results in a directed cycle (with no time "
+            "4 3202 SwitchNodeParent_bn: Connecting node 'C' to node 'B' results in a directed cycle (with no time "
             "delays)\n");
   SwitchNodeParent_bn(1, Named(net, "C"), Named(net, "B"));
-  EXPECT_NE(Reports().find("4 -3210 SwitchNodeParent_bn: connecting node 'B' to node 'C' results in multiple links"),
+  EXPECT_NE(Reports().find("4 3210 SwitchNodeParent_bn: Connecting node 'B' to node 'C' results in multiple links"),
             std::string::npos);
 }
 
@@ -294,7 +293,7 @@ TEST_F(BuildingTest, NodesOfAnotherNetAreNoParents) {
   Net other(NewNet_bn("Other", env));
   node_bn foreign = NewNode_bn("F", 2, other.get()), child = New("Child");
   EXPECT_EQ(AddLink_bn(foreign, child), -1);
-  EXPECT_EQ(Reports(), "5 -2016 AddLink_bn: New parents are not a list of nodes from node's net\n");
+  EXPECT_EQ(Reports(), "5 2016 AddLink_bn: New parents are not a list of nodes from node's net\n");
 }
 
 TEST_F(BuildingTest, RefusedRemovalsChangeNothing) {
@@ -331,34 +330,34 @@ TEST_F(BuildingTest, ArgumentErrors) {
     const char* reports;
   } rows[] = {
       {"no name", [](net_bn n, node_bn) { EXPECT_EQ(NewNet_bn(nullptr, n->env), nullptr); },
-       "5 -5114 NewNet_bn: NULL passed for name\n"},
+       "5 5114 NewNet_bn: NULL passed for name\n"},
       {"empty name", [](net_bn n, node_bn) { EXPECT_EQ(NewNet_bn("", n->env), nullptr); },
-       "5 -5142 NewNet_bn: empty string passed for name\n"},
+       "5 5142 NewNet_bn: Empty string passed for name\n"},
       {"bad name", [](net_bn n, node_bn) { EXPECT_EQ(NewNode_bn("a b", 2, n), nullptr); },
-       "5 -5118 NewNode_bn: name string passed is bad because 'a b' contains a space\n"},
+       "5 5118 NewNode_bn: Name string passed is bad because 'a b' contains a space\n"},
       {"used name", [](net_bn n, node_bn) { EXPECT_EQ(NewNode_bn("A", 2, n), nullptr); },
-       "5 -5512 NewNode_bn: name 'A' is already used by another node in net 'Test'\n"},
+       "5 5512 NewNode_bn: Name 'A' is already used by another node in net 'Test'\n"},
       {"negative states", [](net_bn n, node_bn) { EXPECT_EQ(NewNode_bn("Z", -1, n), nullptr); },
-       "5 -5513 NewNode_bn: argument 'num_states' is negative (=-1), adding node to net 'Test'\n"},
+       "5 5513 NewNode_bn: Argument 'num_states' is negative (=-1), adding node to net 'Test'\n"},
       {"NULL net", [](net_bn, node_bn) { EXPECT_EQ(NewNode_bn("Z", 2, nullptr), nullptr); },
-       "5 -5104 NewNode_bn: NULL passed for net_bn\n"},
+       "5 5104 NewNode_bn: NULL passed for net_bn\n"},
       {"a node as a net",
        [](net_bn, node_bn n) { EXPECT_EQ(NewNode_bn("Z", 2, reinterpret_cast<net_bn>(n)), nullptr); },
-       "5 -5143 NewNode_bn: damaged or freed net_bn passed\n"},
+       "5 5143 NewNode_bn: Damaged or freed net_bn passed\n"},
       {"NULL node", [](net_bn, node_bn n) { EXPECT_EQ(AddLink_bn(n, nullptr), -1); },
-       "5 -5105 AddLink_bn: NULL passed for node_bn\n"},
+       "5 5105 AddLink_bn: NULL passed for node_bn\n"},
       {"a net as a node", [](net_bn n, node_bn) { DeleteNode_bn(reinterpret_cast<node_bn>(n)); },
-       "5 -5144 DeleteNode_bn: damaged or freed node_bn passed\n"},
+       "5 5144 DeleteNode_bn: Damaged or freed node_bn passed\n"},
       {"link index", [](net_bn, node_bn n) { EXPECT_LT(DeleteLink_bn(1, n), 0); },
-       "5 -5109 DeleteLink_bn: passed parent_index (=1) for node 'B' is out of bounds (node has 1 parents, so it must "
+       "5 5109 DeleteLink_bn: Passed parent_index (=1) for node 'B' is out of bounds (node has 1 parents, so it must "
        "be "
        "between 0 and 0 inclusive)\n"},
       {"switched index", [](net_bn, node_bn n) { SwitchNodeParent_bn(-1, n, n); },
-       "5 -5109 SwitchNodeParent_bn: passed parent_index (=-1) for node 'B' is out of bounds (node has 1 parents, so "
+       "5 5109 SwitchNodeParent_bn: Passed parent_index (=-1) for node 'B' is out of bounds (node has 1 parents, so "
        "it "
        "must be between 0 and 0 inclusive)\n"},
       {"no list", [](net_bn n, node_bn) { EXPECT_EQ(DuplicateNodes_bn(nullptr, n), nullptr); },
-       "5 -5110 DuplicateNodes_bn: NULL passed for the nodelist_bn\n"},
+       "5 5110 DuplicateNodes_bn: NULL passed for the nodelist_bn\n"},
   };
   for (const auto& row : rows) {
     row.call(net.get(), b);

@@ -78,14 +78,14 @@ TEST_F(ListsTest, OnlyAHostsListCanBeFreed) {
   FreeNodeList_bn(freed);
   for (nodelist_bn wrong : {GetNetNodes_bn(net.get()), GetNodeParents_bn(Named(net, "B")), freed}) {
     FreeNodeList_bn(wrong);
-    EXPECT_EQ(Reports(), "5 -5562 FreeNodeList_bn: the passed node list should not be freed (or is already freed)\n");
+    EXPECT_EQ(Reports(), "5 5562 FreeNodeList_bn: The passed node list should not be freed (or is already freed)\n");
   }
   list->num = -1;
   FreeNodeList_bn(list);
-  EXPECT_EQ(Reports(), "5 -5561 FreeNodeList_bn: node list passed has a negative number of nodes (-1)\n");
+  EXPECT_EQ(Reports(), "5 5561 FreeNodeList_bn: Node list passed has a negative number of nodes (-1)\n");
   list->num = 5;
   FreeNodeList_bn(list);
-  EXPECT_EQ(Reports(), "5 -5216 FreeNodeList_bn: the passed node list should not be freed (or is damaged)\n");
+  EXPECT_EQ(Reports(), "5 5216 FreeNodeList_bn: The passed node list should not be freed (or is damaged)\n");
   list->num = 0;
   EXPECT_EQ(Nodes(net).size(), 3u);
 }
@@ -99,27 +99,27 @@ TEST_F(ListsTest, ArgumentErrors) {
     const char* report;
   } rows[] = {
       {"length", [](nodelist_bn, environ_ns env) { return (long long)NewNodeList_bn(-1, env); }, 0,
-       "-5204 NewNodeList_bn: argument 'length' is less than 0"},
+       "5204 NewNodeList_bn: Argument 'length' is less than 0"},
       {"add below", [](nodelist_bn l, environ_ns) { return (long long)AddNodeToList_bn(nullptr, l, -1); }, -5206,
-       "-5206 AddNodeToList_bn: argument 'index' is less than 0 (it is -1)"},
+       "5206 AddNodeToList_bn: Argument 'index' is less than 0 (it is -1)"},
       {"add above", [](nodelist_bn l, environ_ns) { return (long long)AddNodeToList_bn(nullptr, l, 2); }, -5207,
-       "-5207 AddNodeToList_bn: argument 'index' is more than the number of nodes (it is 2)"},
+       "5207 AddNodeToList_bn: Argument 'index' is more than the number of nodes (it is 2)"},
       {"remove below", [](nodelist_bn l, environ_ns) { return (long long)RemoveNthNode_bn(l, -1); }, 0,
-       "-5209 RemoveNthNode_bn: argument 'index' is less than 0 (it is -1)"},
+       "5209 RemoveNthNode_bn: Argument 'index' is less than 0 (it is -1)"},
       {"remove above", [](nodelist_bn l, environ_ns) { return (long long)RemoveNthNode_bn(l, 1); }, 0,
-       "-5210 RemoveNthNode_bn: argument 'index' is >= the number of nodes (it is 1)"},
+       "5210 RemoveNthNode_bn: Argument 'index' is >= the number of nodes (it is 1)"},
       {"read below", [](nodelist_bn l, environ_ns) { return (long long)NthNode_bn(l, -1); }, 0,
-       "-5211 NthNode_bn: argument 'index' is less than 0 (it is -1)"},
+       "5211 NthNode_bn: Argument 'index' is less than 0 (it is -1)"},
       {"read above", [](nodelist_bn l, environ_ns) { return (long long)NthNode_bn(l, 4); }, 0,
-       "-5212 NthNode_bn: argument 'index' (4) is >= the number of nodes (1)"},
+       "5212 NthNode_bn: Argument 'index' (4) is >= the number of nodes (1)"},
       {"set below", [](nodelist_bn l, environ_ns) { return (long long)SetNthNode_bn(l, -1, nullptr); }, -5213,
-       "-5213 SetNthNode_bn: argument 'index' is less than 0 (it is -1)"},
+       "5213 SetNthNode_bn: Argument 'index' is less than 0 (it is -1)"},
       {"set above", [](nodelist_bn l, environ_ns) { return (long long)SetNthNode_bn(l, 1, nullptr); }, -5214,
-       "-5214 SetNthNode_bn: argument 'index' is >= the number of nodes (it is 1)"},
+       "5214 SetNthNode_bn: Argument 'index' is >= the number of nodes (it is 1)"},
       {"no list", [](nodelist_bn, environ_ns) { return (long long)AddNodeToList_bn(nullptr, nullptr, 0); }, -5110,
-       "-5110 AddNodeToList_bn: NULL passed for the nodelist_bn"},
+       "5110 AddNodeToList_bn: NULL passed for the nodelist_bn"},
       {"set in no list", [](nodelist_bn, environ_ns) { return (long long)SetNthNode_bn(nullptr, 0, nullptr); }, -5110,
-       "-5110 SetNthNode_bn: NULL passed for the nodelist_bn"},
+       "5110 SetNthNode_bn: NULL passed for the nodelist_bn"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(row.call(list, env), row.answer) << row.what;
@@ -136,10 +136,10 @@ TEST_F(ListsTest, ListsAreCheckedFromTheListLevelOn) {
     std::vector<node_bn> nodes;
     const char* report;
   } rows[] = {
-      {{a, nullptr}, "-5120 DuplicateNodes_bn: node list passed contains a NULL (entry 1)"},
-      {{a, Named(net, "B"), a}, "-5122 DuplicateNodes_bn: node list passed contains duplicate 'A'"},
+      {{a, nullptr}, "5120 DuplicateNodes_bn: Node list passed contains a NULL (entry 1)"},
+      {{a, Named(net, "B"), a}, "5122 DuplicateNodes_bn: Node list passed contains duplicate 'A'"},
       {{a, Named(other, "D")},
-       "-5121 DuplicateNodes_bn: node list passed contains nodes from 2 different nets ('Test' and 'Other')"},
+       "5121 DuplicateNodes_bn: Node list passed contains nodes from 2 different nets ('Test' and 'Other')"},
   };
   for (const auto& row : rows) {
     CopyList(*list, row.nodes);

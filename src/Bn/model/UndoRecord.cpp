@@ -167,9 +167,9 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
   net_bn net = undo->net;
   HeldOrder present;
   if (undo->structural) present = KeepOrder(net);
-  for (HeldValue& value : undo->values) SwapValue(undo, value);
-  // Values that share a field (an array put in place, then one of its entries) come back in the opposite order.
+  // The last first: of an array put in place and then one of its entries, the entry comes back before the array.
   std::reverse(undo->values.begin(), undo->values.end());
+  for (HeldValue& value : undo->values) SwapValue(undo, value);
   if (!undo->nodes.empty() || !undo->stubs.empty()) {
     if (undo->membersOut) {
       PutMembers(net, undo->nodes, undo->stubs);
