@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "Basic/Memory.h"
+
 namespace bravic {
 
 enum class Rename { Done, Failed };
@@ -21,5 +23,17 @@ void RequestAbort(bool on);
 bool FileExists(const char* path);
 bool DirectoryExists(const char* path);
 Rename ReplaceFile(const char* from, const char* to);  // atomic where the system can
+
+// For saving beside the old file and renaming over it. A path is that of the file behind any symbolic link, but for
+// LinkTarget, which answers where a link itself points (relative to the link's directory unless absolute), or
+// nothing when the path is not a link.
+enum class FileKind { Absent, Regular, Directory, Other };  // Other: a device, a pipe
+enum class Creation { Done, Exists, Failed };
+FileKind KindOfFile(const char* path);
+Block<char> LinkTarget(const char* path);
+Creation CreateNewFile(const char* path);                // empty; never one that is there
+bool IsWriteProtected(const char* path);                 // no one may write it
+void CopyPermissions(const char* from, const char* to);  // as far as the system lets
+bool IsPathSeparator(char c);
 
 }  // namespace bravic

@@ -1,7 +1,10 @@
 #if !defined(_WIN32)
 
+#include <errno.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <ctime>
@@ -63,6 +66,43 @@ bool DirectoryExists(const char* path) {
 
 Rename ReplaceFile(const char* from, const char* to) {
   return std::rename(from, to) == 0 ? Rename::Done : Rename::Failed;
+}
+
+FileKind KindOfFile(const char* path) {
+  struct stat status;
+  if (stat(path, &status) != 0) return FileKind::Absent;
+  if (S_ISDIR(status.st_mode)) return FileKind::Directory;
+  return S_ISREG(status.st_mode) ? FileKind::Regular : FileKind::Other;
+}
+
+Block<char> LinkTarget(const char* path) {
+  constexpr std::size_t LONGEST = 4096;
+  Block<char> target = MakeBlock<char>(LONGEST);
+  const ssize_t length = readlink(path, target.get(), LONGEST);
+  if (length < 0 || length >= static_cast<ssize_t>(LONGEST)) return nullptr;
+  target[static_cast<std::size_t>(length)] = 0;
+  return target;
+}
+
+Creation CreateNewFile(const char* path) {
+  const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (file < 0) return errno == EEXIST ? Creation::Exists : Creation::Failed;
+  close(file);
+  return Creation::Done;
+}
+
+bool IsWriteProtected(const char* path) {
+  struct stat status;
+  return stat(path, &status) == 0 && !(status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH));
+}
+
+void CopyPermissions(const char* from, const char* to) {
+  struct stat status;
+  if (stat(from, &status) == 0 && chmod(to, status.st_mode & 07777) != 0) errno = 0;
+}
+
+bool IsPathSeparator(char c) {
+  return c == '/';
 }
 
 }  // namespace bravic

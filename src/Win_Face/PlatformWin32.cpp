@@ -87,6 +87,35 @@ Rename ReplaceFile(const char* from, const char* to) {
   return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) ? Rename::Done : Rename::Failed;
 }
 
+FileKind KindOfFile(const char* path) {
+  const DWORD attributes = GetFileAttributesA(path);
+  if (attributes == INVALID_FILE_ATTRIBUTES) return FileKind::Absent;
+  if (attributes & FILE_ATTRIBUTE_DIRECTORY) return FileKind::Directory;
+  return attributes & FILE_ATTRIBUTE_DEVICE ? FileKind::Other : FileKind::Regular;
+}
+
+Block<char> LinkTarget(const char*) {
+  return nullptr;
+}
+
+Creation CreateNewFile(const char* path) {
+  const HANDLE file = CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_EXISTS ? Creation::Exists : Creation::Failed;
+  CloseHandle(file);
+  return Creation::Done;
+}
+
+bool IsWriteProtected(const char* path) {
+  const DWORD attributes = GetFileAttributesA(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY);
+}
+
+void CopyPermissions(const char*, const char*) {}
+
+bool IsPathSeparator(char c) {
+  return c == '/' || c == '\\' || c == ':';
+}
+
 }  // namespace bravic
 
 #endif
