@@ -5,7 +5,6 @@
 
 #include "Basic/Random.h"
 #include "Bn/model/Net.h"
-#include "Bn/model/Tables.h"
 
 namespace bravic {
 namespace {
@@ -18,7 +17,6 @@ struct Module {
 constexpr Module MODULES[] = {
     {StartRandom, StopRandom},
     {StartModel, StopModel},
-    {nullptr, StopTables},
 };
 
 }  // namespace

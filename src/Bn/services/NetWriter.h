@@ -1,0 +1,59 @@
+// Writing a net as text: what the parts of the writer share. NetWriter.cpp writes the net block and its statements,
+// NetWriterNode.cpp the blocks of nodes, NetWriterTable.cpp the tables, NetWriterSave.cpp puts the text in place of
+// the old file. docs/net-format.md describes the format.
+#pragma once
+
+#include "Basic/OutputChannel.h"
+#include "Basic/Text.h"
+#include "Bn/model/Net.h"
+#include "Bn/services/NetFormat.h"
+
+namespace bravic {
+
+extern format::PrintOptions printOptions;  // how WriteNet prints
+
+// The whole text of a net, whose tables are in probability form (see PrepareTables). What goes wrong is the channel's
+// to tell.
+void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& out);
+// Makes the derived data of a net fit to be written: node order, tables in probability form.
+Failure PrepareNet(net_bn net);
+
+struct NetPrinter {
+  struct NewName {
+    node_bn stub;
+    char name[MAX_NAME_LEN + 1];
+  };
+
+  OutputChannel& out;
+  const format::PrintOptions& options;
+  net_bn net;
+  int indent = 0;           // tabs before a statement of the block being written
+  Vector<NewName> renamed;  // placeholders whose name is taken, and the names they get in the file
+
+  void Indent(int tabs) { out.PutRepeated('\t', tabs < format::MAX_INDENT ? tabs : format::MAX_INDENT); }
+  const char* NameOf(const bnode& node) const;
+  void PutInteger(long long value) { out.PutInteger(value, options.hexNumbers ? 16 : 10); }
+  void PutNumber(double value);  // %g; the undefined value and the infinities as words
+  void PutBoolean(bool value) { out.Put(value ? format::TRUE_WORD : format::FALSE_WORD); }
+  void PutNames(const char* const* names, int count);  // NULL entries are empty items
+  void PutNodeNames(const nodelist_rec& nodes);
+  void PutNumbers(const float* numbers, int count);  // six digits
+  void PutText(const char* text);                    // quoted, in lines
+  void PutState(const bnode& node, statetype state);
+  void OpenStatement(const char* field);  // indentation, name, " = "
+  void CloseStatement() { out.Put(";\n"); }
+};
+
+// NetWriterNode.cpp
+void PrintNode(NetPrinter& printer, const bnode& node);
+
+// NetWriterTable.cpp. Each begins with a new line and leaves the statement to be closed.
+enum class FunctionForm { None, States, Numbers };
+FunctionForm FunctionFormOf(const bnode& node);
+bool HasProbTable(const bnode& node);        // probs, and rows for it
+bool HasExperienceTable(const bnode& node);  // numcases, and rows for it
+void PrintProbs(NetPrinter& printer, const bnode& node);
+void PrintFunction(NetPrinter& printer, const bnode& node);
+void PrintExperience(NetPrinter& printer, const bnode& node);  // or a single number
+
+}  // namespace bravic
