@@ -184,7 +184,7 @@ BRAVIC_API void BRAVIC_CALL DeleteNode_bn(node_bn node);
 
 /* Makes parent the last of child's parents. Tables of the child keep their entries, the same for every state of the
    new parent. A link that closes a cycle or doubles another is made with a warning (3200, 3208).
-   Answers the link's index, the child's number of parents less one; -1 on failure. */
+   Answers the link's index, the child's number of parents less one; -1 on failure (2016 the nodes are of two nets). */
 BRAVIC_API int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child);
 
 /* Removes the link to the child's parent of that index, 0 to the number of parents less one. The child's tables keep
@@ -194,12 +194,12 @@ BRAVIC_API int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child);
 
 /* Puts newparent in place of the child's parent of that index. It must have the same number of states, and levels
    where the old one had them; the child's tables stay as they are.
-   On failure (5109, 3201 not compatible) nothing is changed; 3202 and 3210 warn of a cycle and of a double link. */
+   On failure (5109, 2016, 3201 not compatible) nothing is changed; 3202 and 3210 warn of a cycle and of a double link. */
 BRAVIC_API void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent);
 
-/* Copies the nodes into destination, which may be their own net, under new names where theirs are in use. Links
-   among the nodes are copied; links from other nodes lead to placeholders, or to the same parents within one net.
-   Answers the list of the copies, in the order given; NULL on failure (5509). To be freed by FreeNodeList_bn. */
+/* Copies the nodes, without their findings, into destination, which may be their own net, under new names where
+   theirs are in use. A parent that is copied too is replaced by its copy; any other is kept within the same net and
+   becomes a placeholder in another. Answers the list of the copies, in the order given; NULL on failure (5509). To be freed by FreeNodeList_bn. */
 BRAVIC_API nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination);
 
 /* Frees the net with its nodes and everything read from them; NULL is ignored. */
@@ -264,7 +264,7 @@ BRAVIC_API nodelist_bn BRAVIC_CALL GetNodeChildren_bn(node_bn node);
 /* Answers the name of the link from the parent of that index: the name given, else the parent's. (5109) */
 BRAVIC_API const char *BRAVIC_CALL GetLinkName_bn(node_bn node, int linkindex);
 
-/* Answers the index of the link of that name; -1 on failure (5565 no such link). */
+/* Answers the index of the link of that name, given or its parent's; -1 on failure (5565 no such link). */
 BRAVIC_API int BRAVIC_CALL LinkNamed_bn(const char *name, node_bn node);
 
 /* Answers 1 when the node has a table of probabilities or a function table, else 0. */
@@ -288,7 +288,7 @@ BRAVIC_API int BRAVIC_CALL SetNetName_bn(net_bn net, const char *name);
 BRAVIC_API int BRAVIC_CALL SetNetAutoUpdate_bn(net_bn net, int autoupdate);
 
 /* The order in which compiling eliminates nodes; it decides the sizes of the cliques. order: every node of the net
-   (but those of kind ASSUME_NODE) once. Copied. The net has to be compiled anew. */
+   (but those of kind ASSUME_NODE) once (5570, 5571, 5122). Copied. The net has to be compiled anew. */
 BRAVIC_API int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order);
 
 /* NULL or "" removes the title, the comment. */
@@ -310,9 +310,9 @@ BRAVIC_API int BRAVIC_CALL SetNodeStateName_bn(node_bn node, statetype state, co
 
 /* The numbers that a node's states stand for. numstates: for a discrete node its number of states (5503); for a
    continuous node the number of intervals to divide its range into. levels: for a discrete node [numstates], the
-   value of each state; for a continuous node [numstates + 1, at least 2], the boundaries of the intervals, in
-   increasing or decreasing order. Copied. A change of the number of states reshapes the tables of the node and its
-   children. (5502, 3054, 3064, 3068, 3085, 3086) */
+   value of each state; for a continuous node [numstates + 1, at least 2], the boundaries of the intervals, none below
+   the one before it; NULL removes them. Copied. A change of the number of states reshapes the tables of the node and
+   its children. (5502, 5519, 5520, 3054, 3064, 3068, 3085, 3086) */
 BRAVIC_API int BRAVIC_CALL SetNodeLevels_bn(node_bn node, int numstates, const double *levels);
 
 /* (5109, 5114, 5142; 3070 illegal or in use) */
@@ -334,7 +334,8 @@ BRAVIC_API int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void *data
 BRAVIC_API nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env);
 
 /* Inserts the node (or NULL) before the entry of that index; at the length it appends.
-   Answers the node; on failure (5206, 5207, 5208) NULL. */
+   Answers the node, which may be NULL; on failure (5206, 5207, 5208) a handle that is no node: the error's negative
+   number in its place. */
 BRAVIC_API node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index);
 
 /* Takes out the entry of that index. Answers it; NULL on failure (5209, 5210). */
@@ -539,7 +540,7 @@ BRAVIC_API int BRAVIC_CALL UndoLastChange_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL RedoLastChange_bn(net_bn net);
 
 /* How many changes of a net are kept for undo; 1 at the start. depth: 0 turns recording off; -1 only asks.
-   Answers the previous depth; negative on failure. */
+   Answers the previous depth; -1 on failure (5581). */
 BRAVIC_API int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net);
 
 /* Frees a file specification; NULL is ignored. */
