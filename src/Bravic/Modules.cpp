@@ -5,6 +5,7 @@
 
 #include "Basic/Random.h"
 #include "Bn/model/Net.h"
+#include "Bn/model/Tables.h"
 
 namespace bravic {
 namespace {
@@ -17,6 +18,7 @@ struct Module {
 constexpr Module MODULES[] = {
     {StartRandom, StopRandom},
     {StartModel, StopModel},
+    {nullptr, StopTables},
 };
 
 }  // namespace

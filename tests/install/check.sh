@@ -1,8 +1,8 @@
 #!/bin/bash
-# check.sh CMAKE BUILD SOURCE CC SANITIZERS: installs the build into a fresh tree and there builds and runs
+# check.sh CMAKE BUILD SOURCE CC GENERATOR SANITIZERS: installs the build into a fresh tree and there builds and runs
 # examples/hello.c in C89, by the CMake package (shared and static) and by pkg-config.
 set -euo pipefail
-cmake=$1 build=$2 source=$3 cc=$4 sanitize=${5:+-fsanitize=$5}
+cmake=$1 build=$2 source=$3 cc=$4 generator=$5 sanitize=${6:+-fsanitize=$6}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 tree=$work/moved
@@ -12,7 +12,7 @@ strict="-std=c89 -pedantic -Wall -Wextra -Werror $sanitize"
 mv "$work/tree" "$tree"
 mkdir "$work/host"
 cp "$source/tests/install/host/CMakeLists.txt" "$source/examples/hello.c" "$work/host"
-"$cmake" -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_C_COMPILER="$cc" \
+"$cmake" -G "$generator" -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_C_COMPILER="$cc" \
   -DCMAKE_C_FLAGS="$strict" >/dev/null
 "$cmake" --build "$work/host/build" >/dev/null
 "$work/host/build/hello_shared" >"$work/shared.txt"

@@ -9,8 +9,10 @@ namespace bravic {
 int SetNetName(net_bn net, const char* name);
 int SetNetAutoUpdate(net_bn net, int autoupdate);
 int SetNetFindMPE(net_bn net, int findmpe);
-int SetNetElimOrder(net_bn net, const nodelist_rec* order);  // NULL removes it
-int SetNetTitle(net_bn net, const char* title);              // NULL or "" removes it
+// NULL removes it. Else every node of the net but those of ASSUME_NODE kind, each once; such nodes are left out.
+// Uncompiles the net.
+int SetNetElimOrder(net_bn net, const nodelist_rec* order);
+int SetNetTitle(net_bn net, const char* title);  // NULL or "" removes it
 int SetNetComment(net_bn net, const char* comment);
 int SetNetUser(net_bn net, void* data);
 
@@ -20,9 +22,12 @@ int SetDiscrete(node_bn node, int discrete);
 int SetMeasure(node_bn node, int measure);
 int SetStateName(node_bn node, int state, const char* name);
 int SetStateNames(node_bn node, const char* const* names);  // [numstates], or NULL for none
-// Levels alone (the number of states stays), or with the number of states (a continuous node; tables of the node
-// and its children are reshaped, 5300).
+// Levels alone: [numstates] of a discrete node, [max (numstates + 1, 2)] of another, or NULL for none. A value finding
+// is placed anew among them, and is retracted where no state holds it.
 int SetLevels(node_bn node, const double* levels);
+// Levels, names and the number of states as one step (5300). Another number of states means another discretization:
+// what was indexed by the old states goes (probabilities, function states and experience of the node, all tables of
+// its children, state and likelihood findings, names unless given anew); function values of the node stay.
 int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const char* const* names);
 int SetLinkName(node_bn node, int index, const char* name);
 int SetLinkNames(node_bn node, const char* const* names);  // [number of parents], or NULL for none
@@ -31,6 +36,11 @@ int SetNodeComment(node_bn node, const char* comment);
 int SetNodeUser(node_bn node, void* data);
 int SetNodeUnits(node_bn node, const char* units);
 
+// Whether names, of which any may be missing, are fit for a node's states; else the reason (NAME_REASON_LEN).
+bool FitStateNames(const char* const* names, int numstates, char* reason);
+char** CopyStateNames(const char* const* names, int numstates);  // NULL when every name is missing
+
+int FindLink(const bnode& node, const char* name);         // by stored and default link names; -1 when there is none
 statetype FindState(const bnode& node, const char* name);  // UNDEF_STATE when there is none
 // The state's name, or "#2" in the buffer (of 16) when it has none.
 const char* StateText(const bnode& node, statetype state, char* buffer);

@@ -84,8 +84,10 @@ bool ReshapeTables(UndoRecord* undo, node_bn node, std::span<const node_bn> newp
   if (!node->probs && !node->numcases && !node->determin && !node->determinv) return true;
   const Plan plan = MakePlan(*node, newparents, inverse);
   bool fine = true;
+  // A parent without states leaves no row to carry over.
+  const bool anyRow = plan.numrows != 0 && NumRows(*node) != 0;
   const auto reshape = [&](auto* old, int width) {
-    if (!old || !fine) return decltype(old){nullptr};
+    if (!old || !anyRow || !fine) return decltype(old){nullptr};
     auto* table = Reshape(old, plan, width);
     fine = table != nullptr;
     return table;

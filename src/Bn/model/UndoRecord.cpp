@@ -36,10 +36,15 @@ void SwapRow(node_bn node, RowBlock* row, long long index) {
   }
   const auto r = static_cast<std::size_t>(index);
   const auto n = static_cast<std::size_t>(row->numstates);
-  if (node->probs) std::swap_ranges(row->probs, row->probs + n, node->probs + r * n);
   if (node->numcases) std::swap(row->experience, node->numcases[r]);
   if (node->determin) std::swap(row->state, node->determin[r]);
   if (node->determinv) std::swap(row->value, node->determinv[r]);
+  if (node->determin || node->determinv) {
+    // What is derived from function tables may have been made since.
+    RefreshDerivedRow(node, index);
+  } else if (node->probs) {
+    std::swap_ranges(row->probs, row->probs + n, node->probs + r * n);
+  }
 }
 
 void FitBelief(node_bn node) {
@@ -156,7 +161,7 @@ void NoteEffects(const UndoRecord* undo, Effects& effects) {
   bool table = false, finding = false;
   for (const HeldValue& value : undo->values) {
     if (value.form == HeldValue::NUM_STATES) effects.structure = true;
-    if (value.form == HeldValue::ROW || (undo->node && value.field == &undo->node->probs)) table = true;
+    if (value.form == HeldValue::ROW || (undo->node && value.field == &undo->node->probsokay)) table = true;
     if (value.form == HeldValue::FINDING) finding = true;
   }
   if (table) effects.tables.push_back(undo->node);
@@ -167,9 +172,9 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
   net_bn net = undo->net;
   HeldOrder present;
   if (undo->structural) present = KeepOrder(net);
-  for (HeldValue& value : undo->values) SwapValue(undo, value);
-  // Values that share a field (an array put in place, then one of its entries) come back in the opposite order.
+  // Last made first, since values may share a field (an array put in place, then one of its entries).
   std::reverse(undo->values.begin(), undo->values.end());
+  for (HeldValue& value : undo->values) SwapValue(undo, value);
   if (!undo->nodes.empty() || !undo->stubs.empty()) {
     if (undo->membersOut) {
       PutMembers(net, undo->nodes, undo->stubs);
@@ -312,10 +317,10 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
     undo->node = node;
     HoldCaches(undo, node);
   }
-  ReplaceBlock(undo, node->probs, probs);
-  ReplaceBlock(undo, node->numcases, numcases);
-  ReplaceBlock(undo, node->determin, determin);
-  ReplaceBlock(undo, node->determinv, determinv);
+  if (probs != node->probs) ReplaceBlock(undo, node->probs, probs);
+  if (numcases != node->numcases) ReplaceBlock(undo, node->numcases, numcases);
+  if (determin != node->determin) ReplaceBlock(undo, node->determin, determin);
+  if (determinv != node->determinv) ReplaceBlock(undo, node->determinv, determinv);
   Replace(undo, node->normalized, normalized);
 }
 

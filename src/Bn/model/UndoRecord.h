@@ -113,6 +113,7 @@ void ReplaceList(UndoRecord* undo, nodelist_rec& field, node_bn* entries, int nu
 void ReplaceNodeName(UndoRecord* undo, node_bn node, char* name);
 // Makes the belief vector, when there is one, as long as the new count. The finding must be gone before.
 void ReplaceNumStates(UndoRecord* undo, node_bn node, int numstates);
+// A table that is the present one stays in place.
 void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases, statetype* determin, float* determinv,
                    int normalized);
 // Copies the row of every table the node has; the caller then writes it in place.

@@ -1,0 +1,137 @@
+#include "Bn/model/Checks.h"
+
+#include <algorithm>
+
+#include "Basic/Text.h"
+#include "Bn/model/Condition.h"
+#include "Bn/model/Net.h"
+#include "Bn/model/Tables.h"
+#include "Win_Face/Interaction.h"
+
+namespace bravic {
+namespace {
+
+const char* Name(const bnode* node) {
+  return OrEmpty(node->name);
+}
+
+Failure CheckParents(node_bn node) {
+  if (node->kind != NATURE_NODE && node->kind != DECISION_NODE && node->kind != UTILITY_NODE) {
+    return Fail(-2225, "node '%s' is not a nature, decision, or utility node", Name(node));
+  }
+  const int mark = NewMark();
+  for (node_bn parent : Entries(node->preds)) {
+    if (TagOf(parent) == STUB_TAG) return Fail(-2226, "node '%s' has a disconnected link", Name(node));
+  }
+  for (node_bn parent : Entries(node->preds)) {
+    if (parent->mark == mark) {
+      return Fail(-2266, "node '%s' has multiple links from the same parent node", Name(node));
+    }
+    parent->mark = mark;
+  }
+  return nullptr;
+}
+
+Failure CheckClosed(std::span<const node_bn> nodes) {
+  const int mark = NewMark();
+  for (node_bn node : nodes) node->mark = mark;
+  for (node_bn node : nodes) {
+    for (node_bn parent : Entries(node->preds)) {
+      if (parent->mark == mark) continue;
+      return Fail(-2227, "node '%s' (a parent of node %s) is not included in the net", Name(parent), Name(node));
+    }
+  }
+  return nullptr;
+}
+
+// Depth first towards the parents; a parent that is still open closes a cycle. No link is time-delayed.
+Failure CheckAcyclic(std::span<const node_bn> nodes) {
+  struct Visit {
+    node_bn node;
+    int next;  // parent to be looked at
+  };
+  const int open = NewMark(), done = NewMark();
+  Vector<Visit> stack;
+  for (node_bn start : nodes) {
+    if (start->mark == done) continue;
+    start->mark = open;
+    stack.push_back({start, 0});
+    while (!stack.empty()) {
+      Visit& top = stack.back();
+      if (top.next == top.node->preds.num) {
+        top.node->mark = done;
+        stack.pop_back();
+        continue;
+      }
+      node_bn parent = top.node->preds.ar[top.next++];
+      if (parent->mark == open) {
+        return Fail(-2228, "there is a cycle (containing link %s -> %s)", Name(parent), Name(top.node));
+      }
+      if (parent->mark == done) continue;
+      parent->mark = open;
+      stack.push_back({parent, 0});
+    }
+  }
+  return nullptr;
+}
+
+Failure IncompleteTable(node_bn node, long long missingRow) {
+  if (missingRow < 0) return Fail(-2229, "node '%s' doesn't have a relation table", Name(node));
+  auto states = MakeBlock<statetype>(static_cast<std::size_t>(node->preds.num));
+  RowStates(*node, missingRow, states.get());
+  char condition[320];
+  ConditionText(*node, states.get(), condition, sizeof condition);
+  return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", Name(node),
+              node->preds.num ? condition : "its only row");
+}
+
+// done: the user took the answer upon himself.
+Failure CheckTable(node_bn node, Purpose purpose, bool ask, bool* done) {
+  if (purpose == Purpose::Compile) {
+    if (node->kind == DECISION_NODE) return Fail(-2007, "it has a decision node ('%s')", Name(node));
+    if (node->kind == UTILITY_NODE) return Fail(-2105, "it has a utility node ('%s')", Name(node));
+  }
+  if (node->kind == UTILITY_NODE) {
+    if (node->determinv) return nullptr;
+    return Fail(-2215, "node '%s' doesn't have a deterministic relation table", Name(node));
+  }
+  if (node->kind == DECISION_NODE) return nullptr;
+  long long missingRow = -1;
+  if (node->numstates > 0 && IsRelationComplete(node, &missingRow)) return nullptr;
+  if (ask && AskYesNo(false,
+                      "Won't be able to finish compiling, because node '%s' doesn't have a complete probability "
+                      "table.  Continue",
+                      Name(node))) {
+    *done = true;
+    return nullptr;
+  }
+  return IncompleteTable(node, missingRow);
+}
+
+Failure CheckFitness(std::span<const node_bn> nodes, Purpose purpose, int mode) {
+  for (node_bn node : nodes) {
+    if (Failure failure = CheckParents(node)) return failure;
+  }
+  if (Failure failure = CheckClosed(nodes)) return failure;
+  if (Failure failure = CheckAcyclic(nodes)) return failure;
+  if (mode == 2) return nullptr;
+  bool done = false;
+  for (node_bn node : nodes) {
+    if (Failure failure = CheckTable(node, purpose, mode == 1, &done)) return failure;
+    if (done) break;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+Failure CheckReadiness(std::span<const node_bn> nodes, bool wrap, Purpose purpose, int mode, net_bn net) {
+  Failure failure = CheckFitness(nodes, purpose, mode);
+  if (!failure || !wrap) return failure;
+  const char* verb = purpose == Purpose::Compile ? "compile" : "optimize";
+  const Block<char> reason(DupText(failure->mesg));
+  if (!net) return Rephrase(std::move(failure), "can't %s net, because %s", verb, reason.get());
+  return Rephrase(std::move(failure), "can't %s net '%s', because %s", verb, OrEmpty(net->name), reason.get());
+}
+
+}  // namespace bravic

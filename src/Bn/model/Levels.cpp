@@ -1,0 +1,178 @@
+// Levels and the number of states: what discretizes a node, and what a new discretization does to everything that is
+// indexed by its states.
+#include <algorithm>
+#include <cstring>
+
+#include "Basic/Text.h"
+#include "Bn/model/Attributes.h"
+#include "Bn/model/Tables.h"
+#include "Bn/model/UndoRecord.h"
+
+namespace bravic {
+namespace {
+
+std::size_t NumLevels(const bnode& node, int numstates) {
+  if (node.discrete == DISCRETE) return static_cast<std::size_t>(numstates);
+  return std::max<std::size_t>(static_cast<std::size_t>(numstates) + 1, 2);
+}
+
+double* CopyLevels(const bnode& node, int numstates, const double* levels) {
+  if (!levels) return nullptr;
+  const std::size_t n = NumLevels(node, numstates);
+  return std::copy_n(levels, n, static_cast<double*>(Allocate(n * sizeof(double)))) - n;
+}
+
+bool SameLevels(const bnode& node, const double* levels) {
+  if (!levels || !node.levels) return levels == node.levels;
+  return std::memcmp(levels, node.levels, NumLevels(node, node.numstates) * sizeof(double)) == 0;
+}
+
+bool HasFinding(const bnode& node) {
+  return node.evidence != UNDEF_STATE || node.likelihood || node.value != UNDEF_DBL;
+}
+
+// What was derived by way of the levels is held and made again when it is needed.
+void DropTablesByLevels(UndoRecord* undo, node_bn node) {
+  if (node->determinv) ReplaceTables(undo, node, nullptr, node->numcases, nullptr, node->determinv, 1);
+}
+
+// The finding under the node's present levels: a value is placed among them, a state of a discrete node has its level
+// for a value. Whether anything of it changed.
+bool PlaceFinding(UndoRecord* undo, node_bn node) {
+  if (node->discrete == DISCRETE) {
+    const double value =
+        node->evidence >= 0 && node->levels ? node->levels[node->evidence] : static_cast<double>(UNDEF_DBL);
+    if (node->evidence < 0 || value == node->value) return false;
+    ReplaceFinding(undo, node, node->evidence, value, nullptr);
+    return true;
+  }
+  if (node->value == UNDEF_DBL) return false;
+  const statetype state = StateOfValue(*node, node->value, 0);
+  if (state == node->evidence) return false;
+  ReplaceFinding(undo, node, state, state == UNDEF_STATE ? UNDEF_DBL : node->value, nullptr);
+  return true;
+}
+
+void TellLevelsChanged(node_bn node, bool findingChanged) {
+  node->fields[NODE_LEVELS] = FIELD_READ;
+  if (node->determinv) TableChanged(node);
+  if (!node->innet) return;
+  node->innet->dirty = true;
+  if (findingChanged) NotifyChange(node->innet, node, ChangeCode::Finding);
+}
+
+// The tables indexed by the node's states, in records of their own.
+void DropTablesByStates(node_bn node) {
+  const bool ownParent = IndexIn(node->preds, node) >= 0;
+  for (node_bn child : Entries(node->succs)) {
+    if (child != node) InstallRelation(child, {});
+  }
+  Relation kept;
+  if (node->determinv && !ownParent) {
+    kept.determinv = node->determinv;
+    kept.numcases = node->numcases;
+  }
+  InstallRelation(node, kept);
+}
+
+bool FitNumStates(const bnode& node, int numstates, const double* levels, const char* const* names) {
+  if (numstates < 0) {
+    ReportError(-3054, "can't change the number of states of node '%s' to %d, because that is negative",
+                OrEmpty(node.name), numstates);
+    return false;
+  }
+  if (node.discrete == DISCRETE && numstates == 0) {
+    ReportError(-3064, "the new number of states, %d, is too small for a %s node", numstates, DISCRETE_NAMES[DISCRETE]);
+    return false;
+  }
+  if (node.discrete == CONTINUOUS && numstates > 0 && !levels) {
+    ReportError(-3085,
+                "can't make node '%s' have %d states, because it is a continuous node and no discretizing range levels "
+                "are defined",
+                OrEmpty(node.name), numstates);
+    return false;
+  }
+  char reason[NAME_REASON_LEN];
+  if (!FitStateNames(names, numstates, reason)) {
+    ReportError(-3068, "can't change the state names of node '%s', because new %s", OrEmpty(node.name), reason);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int SetDiscrete(node_bn node, int discrete) {
+  if (discrete == node->discrete) return 1;
+  if (discrete < 0 || discrete >= NUM_DISCRETES) {
+    ReportError(-3051,
+                "can't change the 'discrete' indicator of node '%s' to %d, because discrete numbers must be between 0 "
+                "and %d inclusive",
+                OrEmpty(node->name), discrete, NUM_DISCRETES - 1);
+    return -1;
+  }
+  // The levels of a discrete node are values of its states and bound no intervals.
+  if (discrete == CONTINUOUS && node->numstates > 0 && (node->discrete == DISCRETE || !node->levels)) {
+    ReportError(-3084, "can't make node '%s' %s, because it is a %s node and has no levels defined",
+                OrEmpty(node->name), DISCRETE_NAMES[discrete], DISCRETE_NAMES[node->discrete]);
+    return -1;
+  }
+  UndoRecord* undo = NewUndo(UNDO_DISCRETE, node->innet, node);
+  const bool levelsGo = discrete == DISCRETE || node->discrete == DISCRETE;
+  DropTablesByLevels(undo, node);
+  Replace(undo, node->discrete, discrete);
+  bool findingChanged = false;
+  if (levelsGo) {
+    if (node->levels) ReplaceBlock(undo, node->levels, static_cast<double*>(nullptr));
+    findingChanged = node->value != UNDEF_DBL;
+    if (findingChanged) ReplaceFinding(undo, node, node->evidence, UNDEF_DBL, nullptr);
+  }
+  node->fields[NODE_DISCRETE] = FIELD_READ;
+  TellLevelsChanged(node, findingChanged);
+  NotifyChange(node->innet, node, ChangeCode::Kind);
+  return 0;
+}
+
+int SetLevels(node_bn node, const double* levels) {
+  if (SameLevels(*node, levels)) return 1;
+  if (!levels && node->discrete != DISCRETE && node->numstates > 0) {
+    ReportError(-3086, "can't remove the levels of a %s node (%s), when it still has states",
+                DISCRETE_NAMES[node->discrete], OrEmpty(node->name));
+    return -1;
+  }
+  UndoRecord* undo = NewUndo(UNDO_LEVELS, node->innet, node);
+  ReplaceBlock(undo, node->levels, CopyLevels(*node, node->numstates, levels));
+  DropTablesByLevels(undo, node);
+  TellLevelsChanged(node, PlaceFinding(undo, node));
+  return 0;
+}
+
+int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const char* const* names) {
+  if (!FitNumStates(*node, numstates, levels, names)) return -1;
+  net_bn net = node->innet;
+  UndoGroup group(UNDO_STATES_WITH_TABLES, net);
+  if (numstates == node->numstates) {
+    const int levelsAnswer = SetLevels(node, levels);
+    if (levelsAnswer < 0) return -1;
+    const int namesAnswer = names ? SetStateNames(node, names) : 1;
+    return levelsAnswer == 0 || namesAnswer == 0 ? 0 : 1;
+  }
+  DropTablesByStates(node);
+  UndoRecord* undo = NewUndo(UNDO_NUM_STATES, net, node);
+  const bool hadFinding = HasFinding(*node);
+  const double value = node->value;
+  if (hadFinding) ReplaceFinding(undo, node, UNDEF_STATE, UNDEF_DBL, nullptr);
+  ReplaceNumStates(undo, node, numstates);
+  ReplaceBlock(undo, node->levels, CopyLevels(*node, numstates, levels));
+  ReplaceTexts(undo, node->states, CopyStateNames(names, numstates));
+  if (value != UNDEF_DBL && node->discrete != DISCRETE) {
+    const statetype state = StateOfValue(*node, value, 0);
+    if (state != UNDEF_STATE || numstates == 0) ReplaceFinding(undo, node, state, value, nullptr);
+  }
+  node->fields[NODE_NUMSTATES] = node->fields[NODE_STATES] = FIELD_READ;
+  if (net && inferenceHooks.uncompile) inferenceHooks.uncompile(net);
+  TellLevelsChanged(node, hadFinding);
+  return 0;
+}
+
+}  // namespace bravic

@@ -1,0 +1,209 @@
+// The forms a relation can take and the ways from one to another: counts and probabilities, function tables and
+// one-hot rows, values and states. Derived tables are made when they are first needed and dropped when what they
+// were made from changes.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "Basic/Format.h"
+#include "Basic/Text.h"
+#include "Bn/model/Tables.h"
+
+namespace bravic {
+namespace {
+
+constexpr double LEVEL_TOLERANCE = 1e-4;
+
+std::size_t Size(long long n) {
+  return static_cast<std::size_t>(n);
+}
+
+// NULL when there is no room.
+void* TryTable(const bnode& node, int width) {
+  constexpr long long MAX_ENTRIES = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(float);
+  const long long rows = NumRows(node);
+  if (rows < 0 || (width > 0 && rows > MAX_ENTRIES / width)) return nullptr;
+  return TryAllocate(Size(rows * width) * sizeof(float));
+}
+
+Failure NoMemoryForTable(const bnode& node, int width) {
+  double nbytes = width * static_cast<double>(sizeof(float));
+  for (node_bn parent : Entries(node.preds)) nbytes *= parent->numstates;
+  char purpose[128];
+  FormatText(purpose, sizeof purpose, "to make a table for node '%.40s'", OrEmpty(node.name));
+  return FailMemory(-2286, nbytes, purpose);
+}
+
+// The state that the function tables give for a row. A value that is no state's is warned of once.
+statetype FunctionState(const bnode& node, long long row, bool* warned) {
+  if (node.determin) return node.determin[row];
+  const float value = node.determinv[row];
+  const statetype state = FunctionStateOfValue(node, value);
+  if (state == UNDEF_STATE && value != UNDEF_PROB && !*warned) {
+    *warned = true;
+    ReportWarning(-2283, "function value %g of node '%s' corresponds to none of its states", static_cast<double>(value),
+                  OrEmpty(node.name));
+  }
+  return state;
+}
+
+}  // namespace
+
+void* NewTableMemory(const bnode& node, int width) {
+  void* table = TryTable(node, width);
+  if (!table) Post(NoMemoryForTable(node, width));
+  return table;
+}
+
+statetype StateOfValue(const bnode& node, double value, double tolerance) {
+  const int n = node.numstates;
+  if (!node.levels || n <= 0) return UNDEF_STATE;
+  if (node.discrete == DISCRETE) {
+    int nearest = 0;
+    for (int k = 1; k < n; k++) {
+      if (std::fabs(node.levels[k] - value) < std::fabs(node.levels[nearest] - value)) nearest = k;
+    }
+    return std::fabs(node.levels[nearest] - value) <= tolerance ? nearest : UNDEF_STATE;
+  }
+  for (int k = 0; k < n; k++) {
+    const double low = node.levels[k], high = node.levels[k + 1];
+    const bool closedAbove = k == n - 1 || low == high;
+    if (value >= low && (value < high || (closedAbove && value == high))) return k;
+  }
+  return UNDEF_STATE;
+}
+
+statetype FunctionStateOfValue(const bnode& node, float value) {
+  if (value == IMPOS_PROB) return IMPOS_STATE;
+  if (value == UNDEF_PROB) return UNDEF_STATE;
+  return StateOfValue(node, static_cast<double>(value), LEVEL_TOLERANCE);
+}
+
+void FillFunctionRow(float* row, int numstates, statetype state) {
+  const float fill = state == IMPOS_STATE ? IMPOS_PROB : state >= 0 && state < numstates ? 0.0f : UNDEF_PROB;
+  std::fill_n(row, numstates, fill);
+  if (state >= 0 && state < numstates) row[state] = 1.0f;
+}
+
+Failure MakeProbs(node_bn node) {
+  if (node->probs) return node->normalized ? nullptr : NormalizeTable(node);
+  if (!HasRelation(*node)) return Fail(-2281, "node '%s' has no relation table", OrEmpty(node->name));
+  const int n = node->numstates;
+  if (!node->determin && (!node->levels || n <= 0)) {
+    return Fail(-2282, "node '%s' is missing ranges list", OrEmpty(node->name));
+  }
+  const long long rows = NumRows(*node);
+  Block<float> probs(static_cast<float*>(TryTable(*node, n)));
+  if (!probs) return NoMemoryForTable(*node, n);
+  bool warned = false;
+  for (long long r = 0; r < rows; r++) FillFunctionRow(&probs[Size(r * n)], n, FunctionState(*node, r, &warned));
+  node->probs = probs.release();
+  node->normalized = 1;
+  return nullptr;
+}
+
+void RefreshDerivedRow(node_bn node, long long row) {
+  if (node->determinv && node->determin) node->determin[row] = FunctionStateOfValue(*node, node->determinv[row]);
+  if (!node->probs || !(node->determin || node->determinv)) return;
+  bool warned = false;
+  FillFunctionRow(node->probs + row * node->numstates, node->numstates, FunctionState(*node, row, &warned));
+}
+
+Failure NormalizeTable(node_bn node) {
+  if (node->normalized || !node->probs) {
+    node->normalized = 1;
+    return nullptr;
+  }
+  const long long rows = NumRows(*node);
+  const int n = node->numstates;
+  if (!node->numcases) {
+    node->numcases = static_cast<float*>(TryTable(*node, 1));
+    if (!node->numcases) return NoMemoryForTable(*node, 1);
+  }
+  for (long long r = 0; r < rows; r++) {
+    float* row = node->probs + r * n;
+    double sum;
+    const RowForm form = NormalizeRow(row, n, &sum);
+    // A row of zero counts says nothing about its probabilities.
+    if (form == RowForm::ZeroSum) std::fill_n(row, n, UNDEF_PROB);
+    node->numcases[r] = form == RowForm::Fine      ? static_cast<float>(sum)
+                        : form == RowForm::ZeroSum ? 0.0f
+                                                   : NO_EXPERIENCE;
+  }
+  node->normalized = 1;
+  node->probsokay = -1;
+  return nullptr;
+}
+
+Failure UnnormalizeTable(node_bn node, double experience) {
+  if (!node->normalized || !node->probs) {
+    node->normalized = 0;
+    return nullptr;
+  }
+  const long long rows = NumRows(*node);
+  const int n = node->numstates;
+  for (long long r = 0; r < rows; r++) {
+    double weight = node->numcases ? static_cast<double>(node->numcases[r]) : experience;
+    if (weight < 0 && weight != UNDEF_DBL) weight = experience;
+    if (!BRAVIC_ASSERT_TEXT(weight != UNDEF_DBL, "numcas != UNDEF_DBL")) weight = 1;
+    float* row = node->probs + r * n;
+    for (int k = 0; k < n; k++) {
+      if (row[k] >= 0) row[k] = static_cast<float>(static_cast<double>(row[k]) * weight);
+    }
+  }
+  node->normalized = 0;
+  return nullptr;
+}
+
+bool IsProbsComplete(node_bn node) {
+  if (node->probsokay < 0 || (!node->probs && HasRelation(*node))) {
+    const Failure failure = MakeProbs(node);
+    if (failure) {
+      node->probsokay = 0;
+    } else {
+      const float* end = node->probs + NumRows(*node) * node->numstates;
+      node->probsokay = std::find(node->probs, const_cast<float*>(end), UNDEF_PROB) == end;
+    }
+  }
+  return node->probsokay == 1;
+}
+
+bool IsRelationComplete(node_bn node, long long* missingRow) {
+  long long nowhere;
+  if (!missingRow) missingRow = &nowhere;
+  *missingRow = -1;
+  const long long rows = NumRows(*node);
+  if (!node->probs && !node->determin && node->determinv && node->numstates == 0) {
+    const float* end = node->determinv + rows;
+    const float* gap = std::find(static_cast<const float*>(node->determinv), end, UNDEF_PROB);
+    if (gap != end) *missingRow = gap - node->determinv;
+    return gap == end;
+  }
+  if (IsProbsComplete(node)) return true;
+  if (!node->probs) return false;
+  const float* end = node->probs + rows * node->numstates;
+  const float* gap = std::find(static_cast<const float*>(node->probs), end, UNDEF_PROB);
+  if (gap == end) return true;
+  *missingRow = (gap - node->probs) / node->numstates;
+  return false;
+}
+
+namespace {
+
+bool TestDeterminism(node_bn node) {
+  if (node->kind == DECISION_NODE || node->kind == UTILITY_NODE || node->determin || node->determinv) return true;
+  if (!node->probs) return false;
+  if (Failure failure = NormalizeTable(node)) return false;
+  // As many entries as there are configurations, not whole rows: kept so on purpose.
+  const float* end = node->probs + std::min(NumRows(*node), NumRows(*node) * node->numstates);
+  return std::all_of(static_cast<const float*>(node->probs), end, [](float p) { return p == 0 || p == 1; });
+}
+
+}  // namespace
+
+bool IsDeterministic(node_bn node) {
+  if (node->chance == UNKNOWN_CHANCE) node->chance = TestDeterminism(node) ? DETERMIN : CHANCE;
+  return node->chance == DETERMIN || node->chance == INVERTABLE;
+}
+
+}  // namespace bravic

@@ -1,0 +1,133 @@
+// A change of parents against a row-by-row model of what becomes of the tables.
+#include <map>
+
+#include "Bn/model/Net.h"
+#include "Bn/model/Parents.h"
+#include "Bn/model/UndoRecord.h"
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+// A node's rows by the states of its parents, a parent being known by its node and occurrence.
+using Slot = std::pair<node_bn, int>;
+using Setting = std::map<Slot, statetype>;
+
+std::vector<Slot> Slots(const std::vector<node_bn>& parents) {
+  std::vector<Slot> slots;
+  std::map<node_bn, int> seen;
+  for (node_bn parent : parents) slots.push_back({parent, seen[parent]++});
+  return slots;
+}
+
+struct Rows {
+  std::vector<float> probs, numcases, determinv;
+  std::vector<statetype> determin;
+  bool operator==(const Rows&) const = default;
+};
+
+template <class T>
+std::vector<T> Contents(const T* table) {
+  return table ? std::vector<T>(table, table + BlockSize(table) / sizeof(T)) : std::vector<T>();
+}
+
+Rows RowsOf(node_bn node) {
+  return {Contents(node->probs), Contents(node->numcases), Contents(node->determinv), Contents(node->determin)};
+}
+
+template <class T>
+T* Filled(std::size_t num, float first) {
+  auto* table = static_cast<T*>(Allocate(num * sizeof(T)));
+  for (std::size_t i = 0; i < num; ++i) table[i] = static_cast<T>(first + static_cast<float>(i));
+  return table;
+}
+
+std::size_t NumRowsOver(const std::vector<node_bn>& parents) {
+  std::size_t num = 1;
+  for (node_bn parent : parents) num *= static_cast<std::size_t>(NumStates(parent));
+  return num;
+}
+
+std::size_t RowOf(const std::vector<node_bn>& parents, const Setting& setting) {
+  std::size_t row = 0;
+  for (const Slot& slot : Slots(parents)) {
+    row = row * static_cast<std::size_t>(NumStates(slot.first)) + static_cast<std::size_t>(setting.at(slot));
+  }
+  return row;
+}
+
+// Each new row is the old row in which the kept parents have the same states and the removed ones their held state.
+Rows Expected(const Rows& old, const std::vector<node_bn>& before, const std::vector<node_bn>& after, int numstates) {
+  Rows rows;
+  std::vector<statetype> states(after.size(), 0);
+  const auto slots = Slots(after);
+  do {
+    Setting setting;
+    for (const Slot& slot : Slots(before)) setting[slot] = slot.first->state39;
+    for (std::size_t k = 0; k < slots.size(); ++k) setting[slots[k]] = states[k];
+    const std::size_t row = RowOf(before, setting), n = static_cast<std::size_t>(numstates);
+    if (!old.probs.empty()) {
+      rows.probs.insert(rows.probs.end(), old.probs.data() + row * n, old.probs.data() + (row + 1) * n);
+    }
+    if (!old.numcases.empty()) rows.numcases.push_back(old.numcases[row]);
+    if (!old.determin.empty()) rows.determin.push_back(old.determin[row]);
+    if (!old.determinv.empty()) rows.determinv.push_back(old.determinv[row]);
+  } while (NextConfiguration(after, states));
+  return rows;
+}
+
+using ReshapeTest = LibraryTest;
+
+TEST_F(ReshapeTest, TablesFollowAnyChangeOfParents) {
+  Random random(20250101);
+  for (int round = 0; round < 300; ++round) {
+    Net net(NewNet_bn("Test", env));
+    std::vector<node_bn> pool;
+    for (int i = 0; i < 6; ++i) {
+      pool.push_back(NewNode_bn(nullptr, random.Between(1, 4), net.get()));
+      pool.back()->state39 = random.Below(NumStates(pool.back()));
+    }
+    node_bn node = NewNode_bn("Node", random.Between(1, 3), net.get());
+    const auto draw = [&] {
+      std::vector<node_bn> parents;
+      for (node_bn parent : pool) {
+        if (random.Chance(0.5))
+          parents.insert(parents.begin() + random.Below(static_cast<int>(parents.size()) + 1), parent);
+      }
+      if (!parents.empty() && random.Chance(0.1)) parents.push_back(parents[0]);
+      return parents;
+    };
+    const auto before = draw(), after = draw();
+    ChangeParents(node, before, {}, false);
+    const std::size_t numrows = NumRowsOver(before);
+    ReplaceTables(nullptr, node, Filled<float>(numrows * static_cast<std::size_t>(NumStates(node)), 0.5f),
+                  random.Chance(0.5) ? Filled<float>(numrows, 1000) : nullptr,
+                  random.Chance(0.5) ? Filled<statetype>(numrows, 2000) : nullptr,
+                  random.Chance(0.5) ? Filled<float>(numrows, 3000) : nullptr, 1);
+    const Rows old = RowsOf(node);
+    const int result = ChangeParents(node, after, {}, false);
+    EXPECT_EQ(result, before == after ? PARENTS_UNCHANGED : PARENTS_CHANGED);
+    ASSERT_EQ(RowsOf(node), Expected(old, before, after, NumStates(node))) << "in round " << round;
+    Reports();  // double links
+  }
+}
+
+TEST_F(ReshapeTest, TablesThatCannotBeHadAreLeftAbsent) {
+  Net net(NewNet_bn("Test", env));
+  node_bn node = NewNode_bn("Child", 2, net.get());
+  std::vector<node_bn> parents;
+  for (int i = 0; i < 3; ++i) parents.push_back(NewNode_bn(nullptr, 1 << 30, net.get()));
+  ReplaceTables(nullptr, node, Filled<float>(2, 0), Filled<float>(1, 7), nullptr, nullptr, 1);
+  EXPECT_EQ(ChangeParents(node, parents, {}, false), PARENTS_TABLES_LOST);
+  EXPECT_EQ(GetNodeParents_bn(node)->num, 3);
+  EXPECT_EQ(node->probs, nullptr);
+  EXPECT_EQ(node->numcases, nullptr);
+  EXPECT_NE(Reports().find("5582"), std::string::npos);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(Contents(node->probs), (std::vector<float>{0, 1}));
+  EXPECT_EQ(Contents(node->numcases), std::vector<float>{7});
+}
+
+}  // namespace
+}  // namespace bravic::testing
