@@ -32,6 +32,7 @@ constexpr std::size_t LINE_LEN = 1024;
 Wait** Waits_fc = nullptr;  // innermost last
 int NumWaiting_fc = 0;
 int showProgress = 0;
+long (*waitClock)() = CalendarSeconds;
 progress_ns hostProgress = nullptr;
 void* hostData = nullptr;
 
@@ -130,7 +131,7 @@ Wait* StartWait(double estimatedSeconds, const char* format, ...) {
   auto* wait = static_cast<Wait*>(AllocateCleared(1, sizeof(Wait)));
   wait->parent = NumWaiting_fc ? Waits_fc[NumWaiting_fc - 1] : nullptr;
   wait->level = wait->parent ? wait->parent->level + 1 : 0;
-  wait->startTime = wait->lastShown = static_cast<double>(CalendarSeconds());
+  wait->startTime = wait->lastShown = static_cast<double>(waitClock());
   wait->estimate = estimatedSeconds;
   char message[LINE_LEN] = "Operation in progress ..";
   if (format) {
@@ -148,7 +149,7 @@ Wait* StartWait(double estimatedSeconds, const char* format, ...) {
 bool ReportProgress(Wait* wait, double fraction, double remainingSeconds) {
   if (!IsInnermost(wait)) return false;
   // Whole seconds: at most one line and one look for an abort in each.
-  const double now = static_cast<double>(CalendarSeconds());
+  const double now = static_cast<double>(waitClock());
   if (now - wait->lastShown < SHORTEST_BETWEEN_LOOKS) return false;
   const double elapsed = now - wait->startTime;
   if (remainingSeconds > 0) {
@@ -222,6 +223,10 @@ void Delay(double seconds) {
   const std::uint32_t start = TickMilliseconds();
   while (TickMilliseconds() - start < wanted) {
   }
+}
+
+void SetWaitClock(long (*clock)()) {
+  waitClock = clock ? clock : CalendarSeconds;
 }
 
 int* ProgressSetting() {

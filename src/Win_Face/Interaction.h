@@ -32,6 +32,8 @@ bool AskYesNo(bool byDefault, const char* format, ...) BRAVIC_PRINTF(2, 3);
 void PrintToUser(const char* format, ...) BRAVIC_PRINTF(1, 2);
 bool UserAborts();
 void Delay(double seconds);
+// The clock that waits go by, in whole calendar seconds; NULL puts the platform's back.
+void SetWaitClock(long (*clock)());
 // Whether progress is printed, 0 or 1. Lines appear only where the environment allows user interaction as well.
 int* ProgressSetting();
 void StartInteraction();

@@ -1,0 +1,309 @@
+// Symbol tables, arrays, sorting, typed objects, range checks of fields.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Basic/Arrays.h"
+#include "Basic/FieldChecks.h"
+#include "Basic/SymbolTable.h"
+#include "Basic/TypedObject.h"
+#include "support/library.h"
+#include "support/random.h"
+
+namespace bravic::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using SymbolTableTest = LibraryTest;
+
+void* ValueOf(int n) {
+  return reinterpret_cast<void*>(static_cast<std::intptr_t>(n));
+}
+
+TEST_F(SymbolTableTest, FindsWhatIsInItThroughAnySequence) {
+  Random random(8);
+  std::vector<std::string> names;
+  for (int i = 0; i < 400; ++i) names.push_back("n" + std::to_string(random.Below(100000)) + "_" + std::to_string(i));
+  SymbolTable* table = NewSymbolTable(10, "names", false, true, 0.7, 1.5);
+  std::map<std::string, int> known;
+  for (int step = 0; step < 6000; ++step) {
+    const int i = random.Below(static_cast<int>(names.size()));
+    const std::string& name = names[static_cast<std::size_t>(i)];
+    const std::string elsewhere = name;
+    if (random.Chance(step < 3000 ? 0.6 : 0.4)) {
+      EXPECT_EQ(InsertName(table, name.c_str(), 0, ValueOf(i + 1), true) >= 0, known.emplace(name, i + 1).second);
+    } else {
+      DeleteSlot(table, FindName(table, elsewhere.c_str(), 0), nullptr);
+      known.erase(name);
+    }
+    ASSERT_EQ(table->num, static_cast<int>(known.size()));
+    ASSERT_LT(table->num, table->len);
+    if (step % 50) continue;
+    for (std::size_t k = 0; k < names.size(); ++k) {
+      const bool there = known.contains(names[k]);
+      ASSERT_EQ(FindValue(table, std::string(names[k]).c_str(), 0), there ? ValueOf(static_cast<int>(k) + 1) : nullptr)
+          << names[k] << " at step " << step;
+    }
+  }
+  FreeSymbolTable(table);
+}
+
+TEST_F(SymbolTableTest, HashesTwoBytesAtATime) {
+  EXPECT_EQ(HashName(nullptr, 7), 0);
+  EXPECT_EQ(HashName("", 7), 0);
+  EXPECT_EQ(HashName("a", 1000), 0x61 * 2 % 1000);
+  EXPECT_EQ(HashName("ab", 100000), 0x6261 * 2 % 100000);
+  EXPECT_EQ(HashName("abc", 1000000), ((0x6261 * 2) ^ 0x63) * 2 % 1000000);
+  for (int i = 0; i < 200; ++i) {
+    const int slot = HashName(std::string(static_cast<std::size_t>(i), '\xff').c_str(), 97);
+    EXPECT_TRUE(0 <= slot && slot < 97);
+  }
+}
+
+TEST_F(SymbolTableTest, GrowsWhenItsFillIsReached) {
+  SymbolTable* table = NewSymbolTable(10, "t", false, false, 0.5, 2.0);
+  const char* names[] = {"a", "b", "c", "d", "e", "f"};
+  for (int i = 0; i < 5; ++i) InsertName(table, names[i], false);
+  EXPECT_EQ(table->len, 10);
+  InsertName(table, names[5], false);
+  EXPECT_EQ(table->len, 21);
+  EXPECT_EQ(table->maxFill, 10);
+  FreeSymbolTable(table);
+
+  table = NewSymbolTable(3, "fixed", false, false, 0, 0);
+  for (int i = 0; i < 3; ++i) EXPECT_GE(InsertName(table, names[i], false), 0);
+  EXPECT_EQ(FindName(table, "z", 0), -1) << "a search of a full table ends";
+  EXPECT_EQ(InsertName(table, "d", false), -1);
+  EXPECT_THAT(Reports(), HasSubstr("(st->num < st->len)"));
+  FreeSymbolTable(table);
+}
+
+TEST_F(SymbolTableTest, KindsTellEqualNamesApart) {
+  SymbolTable* table = NewSymbolTable(20, "kinds", true, true, 0.5, 2.0);
+  InsertName(table, "x", 1, ValueOf(11), false);
+  InsertName(table, "x", 2, ValueOf(22), false);
+  InsertName(table, "x", 1, ValueOf(33), false);
+  EXPECT_EQ(FindValue(table, "x", 1), ValueOf(11));
+  EXPECT_EQ(table->values[FindNextName(table)], ValueOf(33));
+  EXPECT_EQ(FindNextName(table), -1);
+  EXPECT_EQ(FindValue(table, "x", 2), ValueOf(22));
+  EXPECT_EQ(FindValue(table, "x", 0), ValueOf(11));
+  EXPECT_EQ(FindValue(table, "x", 3), nullptr);
+  EXPECT_EQ(FindNextName(table), -1);
+  EXPECT_THAT(Reports(), HasSubstr("(st->lastnn != -1)"));
+  FreeSymbolTable(table);
+}
+
+std::vector<std::pair<int, int>> moves;
+
+TEST_F(SymbolTableTest, TellsItsOwnerOfEveryMove) {
+  SymbolTable* table = NewSymbolTable(7, "moves", false, true, 0, 0);
+  // One probe run that wraps: five names that hash to the last slot.
+  std::vector<std::string> names;
+  for (int i = 0; names.size() < 5; ++i) {
+    if (HashName(("w" + std::to_string(i)).c_str(), 7) == 6) names.push_back("w" + std::to_string(i));
+  }
+  for (const std::string& name : names) InsertName(table, name.c_str(), 0, ValueOf(1), true);
+  moves.clear();
+  DeleteSlot(table, 6, [](SymbolTable*, int from, int to) { moves.push_back({from, to}); });
+  EXPECT_EQ(moves, (std::vector<std::pair<int, int>>{{0, 6}, {1, 0}, {2, 1}, {3, 2}}));
+  DeleteSlot(table, -1, nullptr);
+  EXPECT_EQ(table->num, 4);
+  FreeSymbolTable(table);
+}
+
+using ArraysTest = LibraryTest;
+
+TEST_F(ArraysTest, SearchesFindTheLastNotAbove) {
+  Random random(4);
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<int> array(static_cast<std::size_t>(random.Below(20)));
+    for (int& entry : array) entry = random.Below(30);
+    std::sort(array.begin(), array.end());
+    const int length = static_cast<int>(array.size()), x = random.Between(-1, 30);
+    const std::vector<double> up(array.begin(), array.end());
+    std::vector<double> down(up.rbegin(), up.rend());
+    const int above = static_cast<int>(std::upper_bound(array.begin(), array.end(), x) - array.begin());
+    const int found = SearchSorted(array.data(), length, x);
+    EXPECT_EQ(SearchSorted(up.data(), length, static_cast<double>(x)), found);
+    if (above && array[static_cast<std::size_t>(above) - 1] == x) {
+      ASSERT_GE(found, 0);
+      EXPECT_EQ(array[static_cast<std::size_t>(found)], x);
+    } else {
+      EXPECT_EQ(found, above - 1);
+      const auto notBelow = std::count_if(down.begin(), down.end(), [=](double y) { return y >= x; });
+      EXPECT_EQ(SearchSortedDown(down.data(), length, x), notBelow - 1);
+    }
+    if (!length) continue;
+    const int nearest = SearchNearest(up.data(), length, x + 0.25);
+    for (const double other : up) {
+      EXPECT_LE(std::abs(up[static_cast<std::size_t>(nearest)] - (x + 0.25)), std::abs(other - (x + 0.25)));
+    }
+  }
+  const int run[] = {1, 5, 5, 5, 5, 5, 9};
+  EXPECT_EQ(SearchSorted(run, 7, 5), 1);
+  const float reals[] = {0.5f, 1.5f};
+  EXPECT_EQ(SearchSorted(reals, 2, 1.0f), 0);
+  const int unsorted[] = {5, 9, 1, 7};
+  SearchSorted(unsorted, 4, 6);
+  EXPECT_EQ(SearchNearest(nullptr, 0, 1), -1);
+  EXPECT_THAT(Reports(), HasSubstr("(arrsize >= 1)"));
+}
+
+template <std::size_t Size>
+struct Element {
+  unsigned char key;
+  unsigned char rest[Size - 1];
+};
+
+template <std::size_t Size>
+void ExpectSorted(Random* random) {
+  for (int length = 0; length < 120; ++length) {
+    const int keys = random->Chance(0.3) ? 3 : 250;
+    std::vector<Element<Size>> array(static_cast<std::size_t>(length));
+    std::map<int, int> before, after;
+    for (auto& element : array) {
+      element.key = static_cast<unsigned char>(random->Below(keys));
+      std::fill(std::begin(element.rest), std::end(element.rest), element.key);
+      ++before[element.key];
+    }
+    if (random->Chance(0.2)) std::sort(array.begin(), array.end(), [](auto& a, auto& b) { return a.key > b.key; });
+    Sort(array.data(), length, Size, [](const void* a, const void* b) {
+      return static_cast<const Element<Size>*>(a)->key - static_cast<const Element<Size>*>(b)->key;
+    });
+    for (std::size_t i = 0; i < array.size(); ++i) {
+      ASSERT_LE(array[i ? i - 1 : 0].key, array[i].key) << Size << " bytes, length " << length;
+      ASSERT_EQ(array[i].rest[Size - 2], array[i].key) << "torn element";
+      ++after[array[i].key];
+    }
+    ASSERT_EQ(before, after);
+  }
+}
+
+TEST_F(ArraysTest, SortsElementsOfAnySize) {
+  Random random(6);
+  for (int round = 0; round < 5; ++round) {
+    ExpectSorted<2>(&random);
+    ExpectSorted<4>(&random);
+    ExpectSorted<8>(&random);
+    ExpectSorted<13>(&random);
+  }
+  Sort(nullptr, 3, 4, [](const void*, const void*) { return 0; });
+  EXPECT_THAT(Reports(), HasSubstr("((arr && (arr != NADDR)) || len == 0)"));
+}
+
+TEST_F(ArraysTest, RankSortKeepsTheOrderOfEquals) {
+  std::pair<int, int> elements[] = {{2, 0}, {0, 1}, {2, 2}, {1, 3}, {0, 4}, {2, 5}};
+  std::vector<void*> source, sorted(6);
+  for (auto& element : elements) source.push_back(&element);
+  RankSort(
+      source.data(), 6, sorted.data(), [](const void* p) { return static_cast<const std::pair<int, int>*>(p)->first; },
+      3);
+  std::string order;
+  for (void* element : sorted) order += std::to_string(static_cast<std::pair<int, int>*>(element)->second);
+  EXPECT_EQ(order, "143025");
+}
+
+TEST_F(ArraysTest, AppendsGrowTheirRoomByTheirPolicy) {
+  int *exact = nullptr, *by32 = nullptr, *chunked = nullptr;
+  int lengths[3] = {};
+  for (int i = 0; i < 70; ++i) {
+    AppendExact(&exact, &lengths[0], i);
+    AppendBy32(&by32, &lengths[1], i);
+    AppendChunked(&chunked, &lengths[2], i);
+    ASSERT_EQ(BlockSize(exact), static_cast<std::size_t>(i + 1) * sizeof(int));
+    ASSERT_EQ(BlockSize(by32), static_cast<std::size_t>(i / 32 * 32 + 32) * sizeof(int));
+    ASSERT_EQ(BlockSize(chunked), BlockSize(by32));
+  }
+  EXPECT_EQ(exact[69] + by32[69] + chunked[69], 3 * 69);
+  AppendIfAbsent(by32, &lengths[1], 40);
+  EXPECT_EQ(lengths[1], 70);
+  AppendIfAbsent(by32, &lengths[1], 1000);
+  EXPECT_EQ(by32[70], 1000);
+  Free(exact);
+  Free(by32);
+  Free(chunked);
+}
+
+TEST_F(ArraysTest, MapsTranslateBothWays) {
+  const int from[] = {1, 2}, to[] = {10, 1};
+  const ValueMap map{from, to, 2};
+  EXPECT_EQ(MapForward(&map, 2), 1);
+  EXPECT_EQ(MapBackward(&map, 1), 2);
+  EXPECT_EQ(MapForward(&map, 7), 7);
+  EXPECT_EQ(MapBackward(nullptr, 7), 7);
+}
+
+using TypesTest = LibraryTest;
+
+TEST_F(TypesTest, TablesAnswerByTag) {
+  EXPECT_STREQ(TypeName(14), "???");
+  EXPECT_STREQ(TypeName(48), "bnode");
+  EXPECT_STREQ(TypeName(0x1000 | 10), "double");
+  EXPECT_STREQ(TypeName(900), "???");
+  EXPECT_EQ(TypeDataSize(16), 16u);
+  EXPECT_EQ(TypeDataSize(0x1000 | 16), 4u);
+  EXPECT_EQ(TypeDataSize(0), 0u);
+  EXPECT_THAT(Reports(), HasSubstr("(typ && TYPEBITS != STRING_TYPE)"));
+  struct {
+    TagWord tag;
+    void* second;
+  } object = {12, &object};
+  EXPECT_EQ(StoredSize(&object), 4u) << "a boxed char";
+  EXPECT_EQ(ObjectData(&object), &object.second);
+  object.tag = 0x1000 | 12;
+  EXPECT_EQ(ObjectData(&object), &object) << "indirect: where the second word points";
+  object.tag = CONSOLE_TAG;
+  EXPECT_EQ(ObjectData(&object), &object);
+  EXPECT_EQ(ObjectData(nullptr), nullptr);
+  void* box = BoxDouble(2.5);
+  EXPECT_EQ(*static_cast<double*>(ObjectData(box)), 2.5);
+  EXPECT_EQ(StoredSize(box), 8u);
+  FreeObject_sy(box);
+  FreeObject_sy(nullptr);
+  EXPECT_EQ(Reports(), "5 2089 Unrecognized type of object passed to FreeObject_sy (10)\n");
+  Free(box);
+  FreeObject_sy(Fail(-1, "x").release());
+}
+
+using FieldsTest = LibraryTest;
+
+TEST_F(FieldsTest, FaultsAreReportedAndPatchedOnlyInRepair) {
+  for (const bool repair : {false, true}) {
+    const FieldOwner owner{"node", "A", repair};
+    int low = 0, high = 9, single = 3, good = 4;
+    double real = 2.5;
+    unsigned char flag = 2;
+    signed char narrow = -7;
+    IntPoint point{-1, 9};
+    EXPECT_TRUE(CheckField(owner, &good, {1, 5, 2, -10, FIELD_KIND}));
+    EXPECT_FALSE(CheckField(owner, &low, {1, 5, 2, -11, FIELD_KIND}));
+    EXPECT_FALSE(CheckField(owner, &high, {1, 5, 2, -12, FIELD_KIND}));
+    EXPECT_FALSE(CheckField(owner, &single, {5, 5, 5, -13, FIELD_KIND}));
+    EXPECT_FALSE(CheckField(owner, &real, {0, 1.5, 1, -14, FIELD_VALUE}));
+    EXPECT_FALSE(CheckField(owner, true, &flag, -15, FIELD_DISCRETE));
+    EXPECT_FALSE(CheckEnumField(owner, &narrow, 1, {0, 6, 6, -16, FIELD_CHANCE}));
+    EXPECT_FALSE(CheckField(owner, &point, {{0, 0}, {5, 5}, {1, 2}, -17, FIELD_CENTER}));
+    EXPECT_EQ(NewestRecord(env)->fixStatus, repair ? PATCHED : STILL_REMAINS);
+    EXPECT_EQ(low, repair ? 2 : 0);
+    EXPECT_EQ(real, repair ? 1 : 2.5);
+    EXPECT_EQ(flag, repair ? 1 : 2);
+    EXPECT_EQ(narrow, repair ? 6 : -7);
+    EXPECT_EQ(point.y, repair ? 2 : 9);
+    EXPECT_EQ(Reports(),
+              "5 11 `kind` of node 'A' is too small (= 0, but minimum is 1)\n"
+              "5 12 `kind` of node 'A' is too large (= 9, but maximum is 5)\n"
+              "5 13 `kind` of node 'A' is 3, but it should be 5\n"
+              "5 14 `value` of node 'A' is too large (= 2.5, but maximum is 1.5)\n"
+              "5 15 node 'A' has illegal `discrete` (= 2)\n"
+              "5 16 `chance` of node 'A' is too small (= -7, but minimum is 0)\n"
+              "5 17 X component of `center` in node 'A' is too small (= -1, but minimum is 0)\n"
+              "5 17 Y component of `center` in node 'A' is too large (= 9, but maximum is 5)\n");
+  }
+}
+
+}  // namespace
+}  // namespace bravic::testing

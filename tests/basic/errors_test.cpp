@@ -1,0 +1,242 @@
+#include "Basic/Errors.h"
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "Basic/Environ.h"
+#include "support/library.h"
+#include "support/random.h"
+
+namespace bravic::testing {
+namespace {
+
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::CaptureStdout;
+using ::testing::internal::GetCapturedStderr;
+using ::testing::internal::GetCapturedStdout;
+
+class ErrorsTest : public LibraryTest {
+ protected:
+  // The numbers of the records of at least that danger, in the order of the walk.
+  std::vector<int> Walk(int danger) {
+    std::vector<int> numbers;
+    for (report_ns at = GetError_ns(env, danger, nullptr); at; at = GetError_ns(env, danger, at)) {
+      numbers.push_back(ErrorNumber_ns(at));
+    }
+    return numbers;
+  }
+  std::vector<int> WalkBack(int danger) {
+    std::vector<int> numbers;
+    for (report_ns at = NewestError(env, danger, nullptr); at; at = NewestError(env, danger, at)) {
+      numbers.push_back(ErrorNumber_ns(at));
+    }
+    return numbers;
+  }
+};
+
+TEST_F(ErrorsTest, WalksAndClearsLikeAPlainList) {
+  struct Known {
+    report_ns report;
+    int number, danger;
+  };
+  Random random(5);
+  std::vector<Known> known;
+  for (int step = 1; step < 700; ++step) {
+    const int act = random.Below(12), danger = random.Below(7);
+    if (act < 9) {
+      known.push_back({ReportError_ns(env, step, danger, "x"), step, danger});
+    } else if (act < 11 && !known.empty()) {
+      const auto victim = known.begin() + random.Below(static_cast<int>(known.size()));
+      ClearError_ns(victim->report);
+      known.erase(victim);
+    } else if (random.Chance(0.3)) {
+      ClearErrors_ns(env, danger);
+      std::erase_if(known, [=](const Known& one) { return one.danger <= danger; });
+    }
+    const int least = random.Below(7);
+    std::vector<int> expected;
+    for (const Known& one : known) {
+      if (one.danger >= least) expected.push_back(one.number);
+    }
+    ASSERT_EQ(Walk(least), expected) << "step " << step;
+    std::reverse(expected.begin(), expected.end());
+    ASSERT_EQ(WalkBack(least), expected) << "step " << step;
+  }
+  ClearErrors_ns(env, 6);
+  EXPECT_EQ(Walk(0), std::vector<int>());
+}
+
+TEST_F(ErrorsTest, GroupsAreWalkedThroughAndRaiseWhatEnclosesThem) {
+  ReportError_ns(env, 1, 3, "before");
+  report_ns group = ReportError_ns(env, 2, 2, "group");
+  env->currentGroup = group;
+  ReportError_ns(env, 3, 3, "inner");
+  ReportError_ns(env, 4, 5, "inner");
+  env->currentGroup = env->errs;
+  ReportError_ns(env, 5, 4, "after");
+  EXPECT_EQ(ErrorDanger_ns(group), 5);
+  EXPECT_EQ(Walk(0), (std::vector<int>{1, 3, 4, 5}));
+  EXPECT_EQ(WalkBack(0), (std::vector<int>{5, 4, 3, 1}));
+  EXPECT_EQ(Walk(4), (std::vector<int>{4, 5}));
+  ClearErrors_ns(env, 3);
+  EXPECT_EQ(Walk(0), (std::vector<int>{4, 5}));
+  EXPECT_EQ(Reports(6), "");
+}
+
+TEST_F(ErrorsTest, OutOfRangeArgumentsAreRefused) {
+  EXPECT_EQ(ReportError_ns(env, 1000, 4, "x"), nullptr);
+  EXPECT_EQ(ReportError_ns(env, -1, 9, "x"), nullptr);
+  EXPECT_EQ(ReportError_ns(env, 999, 7, "x"), nullptr);
+  EXPECT_EQ(GetError_ns(env, 7, nullptr), nullptr);
+  ClearErrors_ns(env, -1);
+  EXPECT_EQ(Reports(),
+            "5 5563 ReportError_ns: Argument 'number' is 1000, but should be between 0 and 999 inclusive\n"
+            "5 5563 ReportError_ns: Argument 'number' is -1, but should be between 0 and 999 inclusive\n"
+            "5 5563 ReportError_ns: Argument 'danger' is 7, but should be between 0 and 6 inclusive\n"
+            "5 5534 GetError_ns: Argument 'danger' is 7, but should be between 0 and 6 inclusive\n"
+            "5 5535 ClearErrors_ns: Argument 'danger' is -1, but should be between 0 and 6 inclusive\n");
+}
+
+TEST_F(ErrorsTest, BadRecordsGetNeutralAnswers) {
+  EXPECT_EQ(ErrorNumber_ns(nullptr), 0);
+  EXPECT_STREQ(ErrorMessage_ns(nullptr), "");
+  ClearError_ns(nullptr);
+  EXPECT_EQ(Reports(), "");
+  report_rec foreign{};
+  foreign.tag = REPORT_TAG;
+  EXPECT_EQ(ErrorNumber_ns(&foreign), 0);
+  EXPECT_EQ(ErrorDanger_ns(&foreign), 1);
+  EXPECT_STREQ(ErrorMessage_ns(&foreign), "error");
+  EXPECT_EQ(GetError_ns(env, 0, &foreign), nullptr);
+  ClearError_ns(&foreign);
+  std::string expected;
+  for (const char* name : {"ErrorNumber", "ErrorDanger", "ErrorMessage", "GetError", "ClearError"}) {
+    expected += std::string("5 5140 ") + name + "_ns: Damaged or freed report_ns passed\n";
+  }
+  EXPECT_EQ(Reports(), expected);
+}
+
+TEST_F(ErrorsTest, DangerOfNoRecordLeavesTheCallOpen) {
+  EXPECT_EQ(ErrorDanger_ns(nullptr), 1);
+  EXPECT_EQ(SeedRandom_ns(1, env), 0);
+  EXPECT_EQ(SeedRandom_ns(1, env), 0);
+  EXPECT_EQ(Reports(), "4 5114 API function ErrorDanger_ns is calling API function SeedRandom_ns\n");
+}
+
+TEST_F(ErrorsTest, BadEnvironmentsAreToldOnTheErrorStream) {
+  short wrong = NODELIST_TAG;
+  CaptureStderr();
+  EXPECT_EQ(GetError_ns(nullptr, 0, nullptr), nullptr);
+  EXPECT_EQ(ReportError_ns(reinterpret_cast<environ_ns>(&wrong), 1, 1, "x"), nullptr);
+  EXPECT_EQ(SeedRandom_ns(1, nullptr), -1);
+  EXPECT_EQ(GetCapturedStderr(),
+            "\n*********\nNULL passed for environ_ns (error 5100)\n*********\n"
+            "\n*********\ndamaged or freed environ_ns passed (error 5139)\n*********\n"
+            "\n*********\nNULL passed for environ_ns (error 5100)\n*********\n");
+}
+
+TEST_F(ErrorsTest, MessagesTakeTheFunctionsNameOnce) {
+  struct {
+    const char *given, *answered;
+  } const rows[] = {
+      {"node %s is 100% bad", "ReportError_ns: Node %s is 100% bad"},
+      {"", "ReportError_ns: "},
+      {nullptr, "ReportError_ns: Warning"},
+      {"REPORTERROR_NS knows best", "REPORTERROR_NS knows best"},
+  };
+  for (const auto& row : rows) {
+    report_ns report = ReportError_ns(env, 12, 4, row.given);
+    EXPECT_STREQ(ErrorMessage_ns(report), row.answered);
+    EXPECT_STREQ(ErrorMessage_ns(report), row.answered);
+  }
+  ClearErrors_ns(env, 6);
+}
+
+TEST_F(ErrorsTest, MessagesOf512CharactersAreRefused) {
+  report_ns longest = ReportError_ns(env, 1, 4, std::string(511, 'm').c_str());
+  EXPECT_EQ(ErrorMessage_ns(longest), "ReportError_ns: M" + std::string(510, 'm'));
+  EXPECT_EQ(ReportError_ns(env, 2, 4, std::string(512, 'm').c_str()), nullptr);
+  EXPECT_STREQ(ReportError(-3, "%s", std::string(512, 'm').c_str())->mesg, "Internal failure");
+  EXPECT_EQ(Walk(0), (std::vector<int>{1, 111, 111}));
+  ClearErrors_ns(env, 6);
+}
+
+TEST_F(ErrorsTest, FailuresAreSeenOnlyOncePosted) {
+  {
+    Failure failure = Fail(-2001, "can't open '%s'", "f");
+    failure = Renumber(Rephrase(std::move(failure), "can't read net, because %s", failure->mesg), -2002);
+    Post(FailWarning(-2003, "later"));
+    EXPECT_EQ(Walk(0), std::vector<int>{2003});
+    Post(std::move(failure));
+    const Failure dropped = Fail(-2004, "forgotten");
+  }
+  Post(FailMemory(-2005, 1536, "to sort"));
+  Post(FailMemory(-2006, 0, "to sort"));
+  EXPECT_EQ(Reports(),
+            "4 2003 later\n5 2002 can't read net, because can't open 'f'\n"
+            "5 2005 not enough memory to sort (1.5 K bytes needed)\n5 2006 not enough memory to sort\n");
+}
+
+TEST_F(ErrorsTest, WhatCameLaterIsKnown) {
+  ReportError(-1, "x");
+  report_ns mark = NewestRecord(env);
+  ReportWarning(-2, "x");
+  EXPECT_TRUE(HasErrorSince(env, mark, WARNING_ERR));
+  EXPECT_FALSE(HasErrorSince(env, mark, ERROR_ERR));
+  EXPECT_TRUE(HasErrorSince(env, nullptr, ERROR_ERR));
+  ClearErrors_ns(env, 6);
+}
+
+TEST_F(ErrorsTest, ResultCodesBecomeTheSharedRecord) {
+  EXPECT_EQ(FromResultCode(0), nullptr);
+  EXPECT_EQ(FromResultCode(-7)->danger, 5);
+  report_ns shared = FromResultCode(8);
+  EXPECT_EQ(shared->danger, 2);
+  EXPECT_EQ(shared->code, 8);
+  ClearError_ns(shared);
+  EXPECT_STREQ(ErrorMessage_ns(shared), "Error occurred");
+}
+
+TEST_F(ErrorsTest, LabelsAreRecycledWithAWarning) {
+  env->errorLabel = 2047483645;
+  EXPECT_EQ(ReportError_ns(env, 1, 5, "x")->label, 2047483645);
+  EXPECT_EQ(Reports(), "5 1 ReportError_ns: X\n");
+  EXPECT_EQ(ReportError_ns(env, 1, 5, "x")->label, 2047483646);
+  EXPECT_EQ(Reports(5), "5 1 ReportError_ns: X\n");
+  env->errorLabel = 2147483546;
+  ReportError_ns(env, 1, 5, "x");
+  EXPECT_EQ(ReportError_ns(env, 1, 5, "x")->label, 1);
+  ClearErrors_ns(env, 6);
+}
+
+TEST_F(ErrorsTest, RepeatedReportsAreShownByTheMode) {
+  HasUserInteraction_ns(1, env);
+  const std::string full = "ReportError_ns: Bad (error 9)\n",
+                    more = "ReportError_ns: More errors of the form: Bad (error 9)\n";
+  const std::string expected[] = {"", full, full + more, full + full + full, ""};
+  for (int mode = 1; mode <= 4; ++mode) {
+    env->repetitionMode = mode;
+    CaptureStdout();
+    for (int i = 0; i < 3; ++i) ReportError_ns(env, 9, 5, "bad");
+    EXPECT_EQ(GetCapturedStdout(), expected[mode]) << "mode " << mode;
+    ClearErrors_ns(env, 6);
+  }
+}
+
+TEST_F(ErrorsTest, OutstandingErrorsAreShownFourAtMost) {
+  HasUserInteraction_ns(1, env);
+  for (int i = 1; i <= 6; ++i) ReportSilentError(-i, "e%d", i);
+  ReportDanger(-7, INTERNAL_ERR, NOT_DISPLAYED, "stays");
+  CaptureStdout();
+  ShowOutstandingErrors(env);
+  EXPECT_EQ(GetCapturedStdout(),
+            "E1 (error 1)\nE2 (error 2)\nE3 (error 3)\nE4 (error 4)\n"
+            "There are more errors, but they won't be displayed (error 2202)\n");
+  EXPECT_EQ(Walk(0), std::vector<int>{7});
+  ClearErrors_ns(env, 6);
+}
+
+}  // namespace
+}  // namespace bravic::testing

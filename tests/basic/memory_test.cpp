@@ -1,0 +1,196 @@
+#include "Basic/Memory.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <vector>
+
+#include "Basic/Environ.h"
+#include "support/library.h"
+#include "support/random.h"
+
+namespace bravic::testing {
+namespace {
+
+int requests, refuseFrom, refuseTo;  // requests refused: refuseFrom .. refuseTo - 1
+std::size_t refuseAbove;
+
+bool RefuseSome(std::size_t nbytes) {
+  const int request = requests++;
+  return (request < refuseFrom || request >= refuseTo) && nbytes <= refuseAbove;
+}
+
+class MemoryTest : public LibraryTest {
+ protected:
+  void RefuseRequests(int from, int to, std::size_t above = static_cast<std::size_t>(-1)) {
+    requests = 0;
+    refuseFrom = from;
+    refuseTo = to;
+    refuseAbove = above;
+    SetHeapGate(RefuseSome);
+  }
+  // The reserve is given back for a block that could not be had otherwise.
+  void* SpendReserve(std::size_t nbytes) {
+    RefuseRequests(0, 1);
+    void* block = Allocate(nbytes);
+    SetHeapGate(nullptr);
+    return block;
+  }
+  void TearDown() override {
+    SetHeapGate(nullptr);
+    LibraryTest::TearDown();
+  }
+};
+
+TEST_F(MemoryTest, KnowsItsBlocksAndTheirBytesThroughAnySequence) {
+  struct Known {
+    char* block;
+    std::size_t size;
+    char fill;
+  };
+  Random random(11);
+  std::vector<Known> blocks;
+  const std::size_t before = MemoryUsed();
+  std::size_t used = 0;
+  for (int step = 0; step < 20000; ++step) {
+    const auto size = static_cast<std::size_t>(random.Between(1, 300));
+    const char fill = static_cast<char>(random.Below(100));
+    Known known{nullptr, 0, 0};
+    if (!blocks.empty() && random.Chance(step < 10000 ? 0.3 : 0.6)) {
+      std::swap(blocks[static_cast<std::size_t>(random.Below(static_cast<int>(blocks.size())))], blocks.back());
+      known = blocks.back();
+      blocks.pop_back();
+      used -= known.size;
+    }
+    if (known.block && random.Chance(0.5)) {
+      Free(known.block);
+      ASSERT_FALSE(IsLiveBlock(known.block));
+    } else {
+      char* block = static_cast<char*>(Resize(known.block, size));
+      for (std::size_t i = 0; i < std::min(size, known.size); ++i) ASSERT_EQ(block[i], known.fill);
+      std::memset(block, fill, size);
+      blocks.push_back({block, size, fill});
+      used += size;
+    }
+    ASSERT_EQ(MemoryUsed() - before, used) << "step " << step;
+  }
+  ASSERT_GT(blocks.size(), 1000u);
+  for (const Known& known : blocks) {
+    ASSERT_TRUE(IsLiveBlock(known.block));
+    ASSERT_FALSE(IsLiveBlock(known.block + 8));
+    ASSERT_EQ(BlockSize(known.block), known.size);
+    ASSERT_EQ(known.block[known.size - 1], known.fill);
+    Free(known.block);
+  }
+}
+
+TEST_F(MemoryTest, ZeroBytesAreADistinctBlockOfOne) {
+  void *a = Allocate(0), *b = TryAllocateCleared(0, 8);
+  EXPECT_NE(a, b);
+  EXPECT_EQ(BlockSize(a), 1u);
+  EXPECT_EQ(BlockSize(b), 1u);
+  Free(a);
+  EXPECT_EQ(Resize(b, 0), nullptr);
+  EXPECT_EQ(BlockSize(nullptr), 0u);
+  Free(Naddr());
+}
+
+TEST_F(MemoryTest, ReserveStepsInAndIsTakenAgain) {
+  void* other = Allocate(10);
+  void* block = SpendReserve(5000);
+  ASSERT_NE(block, nullptr);
+  EXPECT_FALSE(HasReserve());
+  EXPECT_EQ(MemoryState(), MEMORY_LOW);
+
+  RefuseRequests(0, 0);
+  EXPECT_EQ(TryAllocate(8), nullptr);
+  EXPECT_EQ(TryAllocateCleared(1, 8), nullptr);
+  EXPECT_EQ(TryResize(block, 9000), block);
+  EXPECT_EQ(requests, 0) << "the heap was asked while the reserve was gone";
+  EXPECT_EQ(MemoryState(), MEMORY_RESIZE_FAILED);
+  EXPECT_EQ(BlockSize(block), 5000u);
+
+  EXPECT_EQ(SeedRandom_ns(1, env), -1);
+  EXPECT_EQ(Reports(),
+            "4 2043 Dangerously low on memory. (5000)\n"
+            "5 5250 SeedRandom_ns: Not enough free memory to call SeedRandom_ns\n"
+            "4 5114 API function SeedRandom_ns is calling API function GetError_ns\n");
+
+  SetHeapGate(nullptr);
+  Free(block);
+  EXPECT_TRUE(HasReserve());
+  Free(other);
+  EXPECT_EQ(SeedRandom_ns(1, env), 0);
+}
+
+TEST_F(MemoryTest, ResizeFallsBackOnTheReserve) {
+  char* block = static_cast<char*>(Allocate(4));
+  std::memcpy(block, "abc", 4);
+  RefuseRequests(0, 1);
+  block = static_cast<char*>(Resize(block, 70000));
+  SetHeapGate(nullptr);
+  EXPECT_STREQ(block, "abc");
+  EXPECT_EQ(BlockSize(block), 70000u);
+  EXPECT_EQ(Reports(), "4 2044 Dangerously low on memory. (70000)\n");
+  Free(block);
+}
+
+TEST_F(MemoryTest, FailedOptionalRequestsLeaveThingsAsTheyWere) {
+  void* block = Allocate(16);
+  const std::size_t used = MemoryUsed();
+  RefuseRequests(0, 100);
+  EXPECT_EQ(TryAllocate(100), nullptr);
+  EXPECT_EQ(TryResize(block, 100), nullptr);
+  EXPECT_EQ(MemoryState(), MEMORY_RESIZE_FAILED);
+  EXPECT_TRUE(IsLiveBlock(block));
+  EXPECT_EQ(MemoryUsed(), used);
+  EXPECT_EQ(TryEnsureSizeDiscarding(block, 17), nullptr);
+  EXPECT_FALSE(IsLiveBlock(block));
+  EXPECT_EQ(MemoryUsed(), used - 16);
+}
+
+TEST_F(MemoryTest, OverlargeSizesNeverReachTheHeap) {
+  RefuseRequests(0, 0);
+  const std::size_t top = static_cast<std::size_t>(-1);
+  EXPECT_EQ(TryAllocate(top), nullptr);
+  EXPECT_EQ(TryAllocate(top - 4), nullptr);
+  EXPECT_EQ(TryAllocateCleared(top / 2, 3), nullptr);
+  EXPECT_EQ(TryMakeBlock<double>(top / 4), nullptr);
+  if constexpr (sizeof(std::size_t) > 4) EXPECT_EQ(TryAllocate(top / 2 / 0x7FFFFFFF), nullptr);
+  EXPECT_EQ(requests, 0);
+}
+
+TEST_F(MemoryTest, StaysRightWhenTheRegistryCannotGrow) {
+  RefuseRequests(0, 0, 1000);  // of large requests, among them the registry's
+  std::vector<void*> blocks;
+  while (void* block = TryAllocate(16)) blocks.push_back(block);
+  EXPECT_GT(blocks.size(), 200u);
+  for (void* block : blocks) ASSERT_TRUE(IsLiveBlock(block));
+  Free(blocks.back());
+  blocks.back() = TryAllocate(16);
+  EXPECT_NE(blocks.back(), nullptr);
+  for (void* block : blocks) Free(block);
+}
+
+TEST_F(MemoryTest, FreeingTwiceIsNoticedAndHarmless) {
+  void* block = Allocate(40);
+  Free(block);
+  const std::size_t used = MemoryUsed();
+  Free(block);
+  EXPECT_THAT(Reports(), ::testing::MatchesRegex("6 111 Memory.cpp-[0-9]+ \\(IsLiveBlock\\(mp\\)\\).\n"));
+  EXPECT_EQ(MemoryUsed(), used);
+}
+
+using MemoryDeathTest = MemoryTest;
+
+TEST_F(MemoryDeathTest, EndsTheProcessWhenEvenTheReserveDoesNotHelp) {
+  EXPECT_EXIT(
+      {
+        RefuseRequests(0, 2);
+        Allocate(123456);
+      },
+      ::testing::ExitedWithCode(1), "\n\\*+\nOut of memory \\(123456 bytes needed\\) \\(error 2103\\)\n\\*+\n");
+}
+
+}  // namespace
+}  // namespace bravic::testing

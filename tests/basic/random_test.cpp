@@ -1,0 +1,162 @@
+#include "Basic/Random.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <numeric>
+#include <vector>
+
+#include "Basic/Memory.h"
+#include "support/library.h"
+
+namespace bravic::testing {
+namespace {
+
+using RandomTest = LibraryTest;
+
+// The generators once more, written apart from the library's, in 64-bit arithmetic.
+struct TwinReals {
+  long long ix1, ix2, ix3;
+  float table[98] = {};
+
+  float Next() { return static_cast<float>((static_cast<double>(ix1) + static_cast<double>(ix2) / 134456) / 259200); }
+  void Step() {
+    ix1 = (7141 * ix1 + 54773) % 259200;
+    ix2 = (8121 * ix2 + 28411) % 134456;
+  }
+  explicit TwinReals(long long seed) {
+    ix1 = (7141 * ((std::llabs(seed) + 1 + 54773) % 259200) + 54773) % 259200;
+    ix2 = ix1 % 134456;
+    ix1 = (7141 * ix1 + 54773) % 259200;
+    ix3 = ix1 % 243000;
+    for (int j = 1; j < 98; ++j) {
+      Step();
+      table[j] = Next();
+    }
+    Draw();
+  }
+  float Draw() {
+    Step();
+    ix3 = (4561 * ix3 + 51349) % 243000;
+    float& entry = table[1 + 97 * ix3 / 243000];
+    const float drawn = entry;
+    entry = Next();
+    return drawn;
+  }
+};
+
+struct TwinIntegers {
+  long long state, last, table[97];
+
+  long long Step() { return state = (1366 * state + 150889) % 714025; }
+  explicit TwinIntegers(long long seed) : state((150889 + std::llabs(seed) + 1) % 714025) {
+    for (long long& entry : table) entry = Step();
+    last = Step();
+    Draw();
+  }
+  long long Draw() {
+    const long long j = 97 * last / 714025;
+    last = table[j];
+    table[j] = Step();
+    return last;
+  }
+};
+
+TEST_F(RandomTest, DrawsFollowTheTwoGenerators) {
+  for (const int seed : {1, -1, 42, 714024, 1900000000, INT_MAX - 1}) {
+    SeedRandom_ns(seed, env);
+    TwinReals reals(seed);
+    TwinIntegers integers(seed);
+    for (int i = 0; i < 20000; ++i) {
+      ASSERT_EQ(DrawReal(), reals.Draw()) << "seed " << seed << ", draw " << i;
+      ASSERT_EQ(DrawInteger(), integers.Draw()) << "seed " << seed << ", draw " << i;
+    }
+  }
+}
+
+TEST_F(RandomTest, ExtremeSeedsAreSeedsLikeOthers) {
+  RandomState *low = NewRandomState(INT_MIN), *high = NewRandomState(INT_MAX);
+  for (int i = 0; i < 1000; ++i) {
+    const float draw = DrawReal(low);
+    EXPECT_TRUE(0 < draw && draw < 1);
+    EXPECT_EQ(draw, DrawReal(high));
+    EXPECT_EQ(DrawInteger(low), DrawInteger(high));
+  }
+  FreeRandomState(low);
+  FreeRandomState(high);
+}
+
+TEST_F(RandomTest, BoundedIntegersCoverTheirRangeByThreeRules) {
+  SeedRandom(7);
+  for (const int n : {1, 2, 10, 2999, 3000, 3001, 32766, 32767, 100000}) {
+    RandomState* twin = NewRandomState(7);
+    SeedRandom(7);
+    std::vector<int> tenths(10);
+    const int draws = 20000;
+    for (int i = 0; i < draws; ++i) {
+      const int drawn = UniformBelow(n);
+      ASSERT_TRUE(0 <= drawn && drawn < n) << n;
+      if (n < 32767) {
+        ASSERT_EQ(drawn, static_cast<long long>(DrawInteger(twin)) * n / 714025) << n;
+      } else {
+        ASSERT_EQ(drawn, static_cast<int>(static_cast<double>(DrawReal(twin)) * n)) << n;
+      }
+      ++tenths[static_cast<std::size_t>(static_cast<long long>(drawn) * 10 / n)];
+    }
+    const int fewest = n < 10 ? -1 : draws / 10 - 400;
+    EXPECT_GT(*std::min_element(tenths.begin(), tenths.end()), fewest) << n;
+    FreeRandomState(twin);
+  }
+  for (int i = 0; i < 1000; ++i) EXPECT_LT(UniformBelowByInteger(INT_MAX), INT_MAX);
+}
+
+TEST_F(RandomTest, RealsKeepTheirRangeAndMean) {
+  SeedRandom(9);
+  double sum = 0, exponentials = 0;
+  for (int i = 0; i < 100000; ++i) {
+    const double drawn = DrawUniform(-3, 5);
+    ASSERT_TRUE(-3 <= drawn && drawn < 5);
+    sum += drawn;
+    exponentials += DrawExponential();
+  }
+  EXPECT_NEAR(sum / 100000, 1, 0.05);
+  EXPECT_NEAR(exponentials / 100000, 1, 0.02);
+}
+
+TEST_F(RandomTest, SubsetsArePermutationsAndFair) {
+  SeedRandom(3);
+  std::vector<int> firsts(5);
+  for (int i = 0; i < 5000; ++i) {
+    int array[5];
+    std::iota(array, array + 5, 0);
+    RandomSubset(array, 5, 2);
+    ++firsts[static_cast<std::size_t>(array[1])];
+    std::sort(array, array + 5);
+    for (int k = 0; k < 5; ++k) ASSERT_EQ(array[k], k);
+  }
+  for (const int count : firsts) EXPECT_NEAR(count, 1000, 150);
+  int untouched[] = {4, 5, 6};
+  RandomSubset(untouched, 3, 0);
+  EXPECT_EQ(untouched[0] * 100 + untouched[1] * 10 + untouched[2], 456);
+  RandomSubset(untouched, 3, 4);
+  EXPECT_NE(Reports(), "");
+}
+
+TEST_F(RandomTest, PatternsHaveTheirOnes) {
+  SeedRandom(3);
+  char buffer[9];
+  std::vector<int> hits(9);
+  for (int ones = 0; ones <= 9; ++ones) {
+    for (int round = 0; round < 100; ++round) {
+      EXPECT_EQ(RandomPattern(9, ones, buffer), buffer);
+      ASSERT_EQ(std::count(buffer, buffer + 9, 1), ones);
+      ASSERT_EQ(std::count(buffer, buffer + 9, 0), 9 - ones);
+      for (int k = 0; k < 9; ++k) hits[static_cast<std::size_t>(k)] += buffer[k];
+    }
+  }
+  for (const int count : hits) EXPECT_NEAR(count, 500, 60);
+  Free(RandomPattern(4, 1, nullptr));
+}
+
+}  // namespace
+}  // namespace bravic::testing

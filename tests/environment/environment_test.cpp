@@ -1,0 +1,228 @@
+// Start-up and close by their stages, settings and version, through the interface as a host uses them.
+#include "Bravic/Environment.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Basic/Environ.h"
+#include "Basic/Memory.h"
+#include "Basic/TypedObject.h"
+#include "bravic.h"
+
+namespace bravic::testing {
+namespace {
+
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
+
+std::string Start(environ_ns env, int result = 0) {
+  char message[MESG_LEN_ns];
+  EXPECT_EQ(InitBravic_bn(env, message), result);
+  return message;
+}
+
+std::string Close(environ_ns env, int result = 0) {
+  char message[MESG_LEN_ns];
+  EXPECT_EQ(CloseBravic_bn(env, message), result);
+  return message;
+}
+
+std::string Framed(const char* text) {
+  return std::string("\n*********\n") + text + "\n*********\n";
+}
+
+TEST(Environment, StartsAndClosesAsOftenAsAHostLikes) {
+  for (int round = 0; round < 3; ++round) {
+    environ_ns env = NewBravicEnviron_bn();
+    EXPECT_EQ(Start(env), "Bravic (AtB) 1.06 Win\n");
+    const char* version;
+    EXPECT_EQ(GetBravicVersion_bn(env, &version), 106);
+    EXPECT_STREQ(version, "1.06 Win, Bravic (AtB)");
+    EXPECT_EQ(GetBravicVersion_bn(env, nullptr), 106);
+    BoxDouble(round);  // left behind; close gives it back
+    EXPECT_EQ(Start(env, -1), "Attempt to start Bravic twice with the same environment");
+    EXPECT_EQ(Close(env), "Leaving Bravic.\n");
+    EXPECT_EQ(MemoryUsed(), 0u);
+    EXPECT_FALSE(HasReserve());
+  }
+}
+
+TEST(Environment, IsOverOnceClosed) {
+  environ_ns env = NewBravicEnviron_bn();
+  Start(env);
+  Close(env);
+  EXPECT_EQ(Close(env), "");
+  EXPECT_EQ(Start(env, -1), "Attempt to start Bravic twice with the same environment");
+  CaptureStderr();
+  EXPECT_EQ(HasFileIO_ns(-1, env), -1);
+  EXPECT_EQ(GetError_ns(env, 0, nullptr), nullptr);
+  EXPECT_EQ(SeedRandom_ns(1, env), -1);
+  EXPECT_EQ(GetCapturedStderr(), Framed("HasFileIO_ns: NULL or damaged environ_ns passed (error 5527)") +
+                                     Framed("damaged or freed environ_ns passed (error 5139)") +
+                                     Framed("this function called before InitBravic_bn (error 5101)"));
+  environ_ns again = NewBravicEnviron_bn();
+  EXPECT_NE(again, nullptr);
+  EXPECT_EQ(Close(again), "Leaving Bravic.\n") << "never started";
+}
+
+TEST(Environment, RefusesWhatIsNone) {
+  short wrong[40] = {NODELIST_TAG};
+  const auto bad = reinterpret_cast<environ_ns>(wrong);
+  EXPECT_EQ(Start(nullptr, -1), "Attempt to start Bravic with a NULL environment");
+  EXPECT_EQ(Start(bad, -1), "Attempt to start Bravic with the wrong type of environment (or a damaged one)");
+  EXPECT_EQ(Close(nullptr, -1), "Attempt to close Bravic with a NULL environment");
+  EXPECT_EQ(Close(bad, -1), "Attempt to close Bravic with the wrong type of environment (or a damaged one)");
+  EXPECT_EQ(InitBravic_bn(nullptr, nullptr), -1);
+  EXPECT_EQ(CloseBravic_bn(bad, nullptr), -1);
+  const char* version = "untouched";
+  CaptureStderr();
+  EXPECT_EQ(GetBravicVersion_bn(bad, &version), 0);
+  EXPECT_EQ(ArgumentChecking_ns(24, nullptr), -1);
+  EXPECT_EQ(GetCapturedStderr(), Framed("GetBravicVersion_bn: NULL or damaged environ_ns passed (error 5527)") +
+                                     Framed("ArgumentChecking_ns: NULL or damaged environ_ns passed (error 5527)"));
+  EXPECT_STREQ(version, "untouched");
+}
+
+TEST(Environment, IsTheOnlyOne) {
+  environ_ns env = NewBravicEnviron_bn();
+  EXPECT_EQ(NewBravicEnviron_bn(), env) << "creation alone does not make it the current one";
+  Start(env);
+  CaptureStderr();
+  EXPECT_EQ(NewBravicEnviron_bn(), nullptr);
+  EXPECT_EQ(GetCapturedStderr(),
+            Framed("Attempt to create 2 environments (currently Bravic only supports a single concurrent session) "
+                   "(error 5526)"));
+  env->stage = 15;
+  EXPECT_EQ(Close(env, -1), "Attempt to close Bravic with an ill formed environ_ns");
+  env->stage = STAGE_STARTED;
+  Close(env);
+}
+
+TEST(Environment, CallsBeforeTheStartAreRefused) {
+  environ_ns env = NewBravicEnviron_bn();
+  CaptureStderr();
+  EXPECT_EQ(GetError_ns(env, 0, nullptr), nullptr);
+  EXPECT_EQ(SeedRandom_ns(1, env), -1);
+  EXPECT_EQ(HasFileIO_ns(2, env), -1);
+  EXPECT_EQ(GetCapturedStderr(),
+            Framed("this function called before InitBravic_bn (error 5101)") +
+                Framed("this function called before InitBravic_bn (error 5101)") +
+                Framed("HasFileIO_ns: Argument 'setting' is 2, but it should be -1 or between 0 and 1 inclusive "
+                       "(error 5531)"));
+  EXPECT_EQ(MemoryUsed(), 0u);
+  Close(env);
+}
+
+TEST(Environment, SettingsMadeBeforeTheStartHold) {
+  environ_ns env = NewBravicEnviron_bn();
+  EXPECT_EQ(HasFileIO_ns(-1, env), -1);
+  EXPECT_EQ(HasFileIO_ns(0, env), 0);
+  EXPECT_EQ(HasUserInterpreter_ns(1, env), 1);
+  Start(env);
+  EXPECT_EQ(HasFileIO_ns(-1, env), 0);
+  EXPECT_EQ(HasUserInterpreter_ns(-1, env), 1);
+  Close(env);
+}
+
+TEST(Environment, SettingsKeepTheirRanges) {
+  environ_ns env = NewBravicEnviron_bn();
+  Start(env);
+  struct {
+    int(BRAVIC_CALL* set)(int, environ_ns);
+    const char* name;
+    int number, low, high, atStart;
+  } const rows[] = {
+      {ArgumentChecking_ns, "ArgumentChecking_ns", 5529, 23, 26, 25},
+      {HasUserInteraction_ns, "HasUserInteraction_ns", 5528, 0, 1, 0},
+      {HasGUI_ns, "HasGUI_ns", 5530, 0, 1, 0},
+      {HasFileIO_ns, "HasFileIO_ns", 5531, 0, 1, 1},
+      {HasUserInterpreter_ns, "HasUserInterpreter_ns", 5532, 0, 1, 0},
+      {ShowProgress_ns, "ShowProgress_ns", 5533, 0, 1, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(row.set(-1, env), row.atStart);
+    for (const int beyond : {row.low - 1 == -1 ? -2 : row.low - 1, row.high + 1}) {
+      EXPECT_EQ(row.set(beyond, env), -1);
+      report_ns error = GetError_ns(env, 5, nullptr);
+      ASSERT_NE(error, nullptr);
+      EXPECT_EQ(ErrorNumber_ns(error), row.number);
+      EXPECT_EQ(ErrorMessage_ns(error), row.name + (": Argument 'setting' is " + std::to_string(beyond)) +
+                                            ", but it should be -1 or between " + std::to_string(row.low) + " and " +
+                                            std::to_string(row.high) + " inclusive");
+      ClearErrors_ns(env, 6);
+    }
+    EXPECT_EQ(row.set(-1, env), row.atStart) << "a refused setting changes nothing";
+    const bool isLevel = row.set == ArgumentChecking_ns;
+    EXPECT_EQ(row.set(row.low, env), isLevel ? row.atStart : row.low);
+    EXPECT_EQ(row.set(-1, env), row.low);
+    if (row.set == HasGUI_ns) continue;
+    EXPECT_EQ(row.set(row.high, env), isLevel ? row.low : row.high);
+    EXPECT_EQ(row.set(-1, env), row.high);
+    row.set(row.atStart, env);
+  }
+  EXPECT_EQ(HasGUI_ns(1, env), -1);
+  EXPECT_STREQ(
+      ErrorMessage_ns(GetError_ns(env, 5, nullptr)),
+      "HasGUI_ns: Attempt to turn on GUI (setting = 1), but this version of Bravic doesn't have GUI capability");
+  Close(env);
+}
+
+TEST(Environment, EachStartHasTheDefaultCheckingLevel) {
+  environ_ns env = NewBravicEnviron_bn();
+  Start(env);
+  ArgumentChecking_ns(23, env);
+  Close(env);
+  env = NewBravicEnviron_bn();
+  Start(env);
+  EXPECT_EQ(ArgumentChecking_ns(-1, env), 25);
+  Close(env);
+}
+
+std::string boxText;
+
+TEST(Environment, RefusesSystemsThatAreTooOld) {
+  SetSystemVersionQuestion([](int* major, bool*) {
+    *major = 3;
+    return true;
+  });
+  SetStartupBox([](const char* title, const char* text) { boxText = std::string(title) + ": " + text; });
+  environ_ns env = NewBravicEnviron_bn();
+  EXPECT_EQ(Start(env, -1),
+            "Bravic (AtB) 1.06 Win\nOperating system not sufficient (requires at least Windows 95 or Windows NT 4.0)");
+  EXPECT_EQ(boxText, "");
+  EXPECT_EQ(MemoryUsed(), 0u);
+  EXPECT_EQ(Close(env), "Leaving Bravic.\n");
+
+  env = NewBravicEnviron_bn();
+  EXPECT_EQ(InitBravic_bn(env, nullptr), -1);
+  EXPECT_EQ(boxText, "Bravic Error: This program requires at least Windows 95 or Windows NT 4.0");
+  EXPECT_EQ(Close(env), "Leaving Bravic.\n");
+  SetSystemVersionQuestion(nullptr);
+  SetStartupBox(nullptr);
+}
+
+int requestsUntilRefusal;
+
+TEST(Environment, StartsWithoutLossWhateverRequestFails) {
+  bool refused = true;
+  for (int n = 0; refused; ++n) {
+    SCOPED_TRACE("request " + std::to_string(n));
+    requestsUntilRefusal = n;
+    SetHeapGate([](std::size_t) { return requestsUntilRefusal-- != 0; });
+    CaptureStderr();
+    environ_ns env = NewBravicEnviron_bn();
+    Start(env);
+    refused = requestsUntilRefusal < 0;
+    const bool warned = GetCapturedStderr().find("Dangerously low on memory") != std::string::npos;
+    EXPECT_EQ(warned, refused && n > 0) << "the first request is for the reserve itself";
+    EXPECT_EQ(HasReserve(), !refused);
+    Close(env);
+    SetHeapGate(nullptr);
+    EXPECT_EQ(MemoryUsed(), 0u);
+  }
+}
+
+}  // namespace
+}  // namespace bravic::testing
