@@ -539,7 +539,8 @@ BRAVIC_API double BRAVIC_CALL GetExpectedUtility_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL UndoLastChange_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL RedoLastChange_bn(net_bn net);
 
-/* How many changes of a net are kept for undo; 1 at the start. depth: 0 turns recording off; -1 only asks.
+/* How many changes of a net are kept for undo; 1 at the start, for all nets alike. depth: 0 turns recording off and
+   keeps what is recorded; any other depth below the present one frees the net's records; -1 only asks.
    Answers the previous depth; -1 on failure (5581). */
 BRAVIC_API int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net);
 

@@ -386,5 +386,72 @@ TEST_F(UndoTest, GroupsNestAndAnEmptyOneLeavesNoTrace) {
   EXPECT_EQ(UndoSequence(net.get()), sequence);
 }
 
+class UndoBeliefsTest : public LibraryTest {};
+
+std::vector<float> Beliefs(const Net& net) {
+  std::vector<float> all;
+  for (node_bn node : Nodes(net)) {
+    const float* belief = GetNodeBeliefs_bn(node);
+    all.insert(all.end(), belief, belief + NumStates(node));
+  }
+  all.push_back(static_cast<float>(CaseProbability_bn(net.get())));
+  return all;
+}
+
+enum Left { ALL, TREE, NOTHING };
+
+// What a step has left of the compiled net; the rest is made again.
+void ExpectBeliefs(const Net& net, const std::vector<float>& expected, Left left, const char* when) {
+  EXPECT_EQ(net->compiled != nullptr, left != NOTHING) << when;
+  EXPECT_EQ(net->potentialsMade, left == ALL) << when;
+  if (left != ALL) CompileNet_bn(net.get());
+  const auto found = Beliefs(net);
+  ASSERT_EQ(found.size(), expected.size()) << when;
+  for (std::size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], expected[i], 1e-6) << when << ", " << i;
+}
+
+TEST_F(UndoBeliefsTest, BeliefsFollowUndoAndRedo) {
+  const struct {
+    const char* what;
+    void (*change)(const Net& net);
+    Left left;
+  } rows[] = {
+      {"row",
+       [](const Net& net) {
+         SetNodeProbs_bn(Named(net, "smoke"), nullptr, (const float[]){0.9f, 0.1f});
+       },
+       TREE},
+      {"finding", [](const Net& net) { Observe(net, "dysp", "yes"); }, ALL},
+      {"replaced finding", [](const Net& net) { RetractNodeFindings_bn(Named(net, "asia")); }, ALL},
+      {"likelihood",
+       [](const Net& net) {
+         EnterNodeLikelihood_bn(Named(net, "bronc"), (const float[]){0.2f, 0.6f});
+       },
+       ALL},
+      {"all findings", [](const Net& net) { RetractAllFindings_bn(net.get()); }, ALL},
+      {"link", [](const Net& net) { DeleteLink_bn(1, Named(net, "dysp")); }, NOTHING},
+      {"node", [](const Net& net) { DeleteNode_bn(Named(net, "xray")); }, NOTHING},
+  };
+  for (const int autoupdate : {0, 1}) {
+    for (const auto& row : rows) {
+      SCOPED_TRACE(std::string(row.what) + (autoupdate ? " with auto-update" : ""));
+      Net net = ChestClinic(env);
+      CompileNet_bn(net.get());
+      Observe(net, "asia", "yes");
+      EnterFindingNot_bn(Named(net, "xray"), 1);
+      const auto before = Beliefs(net);
+      SetNetAutoUpdate_bn(net.get(), autoupdate);
+      row.change(net);
+      if (row.left != ALL) CompileNet_bn(net.get());
+      const auto after = Beliefs(net);
+      EXPECT_NE(before, after);
+      EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+      ExpectBeliefs(net, before, row.left, "undone");
+      EXPECT_EQ(RedoLastChange_bn(net.get()), 1);
+      ExpectBeliefs(net, after, row.left, "redone");
+    }
+  }
+}
+
 }  // namespace
 }  // namespace bravic::testing

@@ -108,7 +108,7 @@ void SwapValue(UndoRecord* undo, HeldValue& value) {
       std::swap(list.num, value.count);
       break;
     }
-    case HeldValue::NODE_NAME:
+    case HeldValue::NAME:
       SwapName(undo->node, value);
       break;
     case HeldValue::NUM_STATES:
@@ -296,7 +296,7 @@ void ReplaceNodeName(UndoRecord* undo, node_bn node, char* name) {
   RenameInTable(node, name);
   if (undo) {
     undo->node = node;
-    Hold(undo, HeldValue::NODE_NAME, nullptr).held = old;
+    Hold(undo, HeldValue::NAME, nullptr).held = old;
   } else {
     Free(old);
   }
@@ -317,10 +317,14 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
     undo->node = node;
     HoldCaches(undo, node);
   }
-  if (probs != node->probs) ReplaceBlock(undo, node->probs, probs);
-  if (numcases != node->numcases) ReplaceBlock(undo, node->numcases, numcases);
-  if (determin != node->determin) ReplaceBlock(undo, node->determin, determin);
-  if (determinv != node->determinv) ReplaceBlock(undo, node->determinv, determinv);
+  // Even none for none is held: a table made meanwhile from the others has to go when the record is applied.
+  const auto replace = [&](auto*& field, auto* table) {
+    if (!table || table != field) ReplaceBlock(undo, field, table);
+  };
+  replace(node->probs, probs);
+  replace(node->numcases, numcases);
+  replace(node->determin, determin);
+  replace(node->determinv, determinv);
   Replace(undo, node->normalized, normalized);
 }
 

@@ -44,7 +44,7 @@ struct HeldValue {
     TEXTS,       // array of texts; its length is its block's size
     BLOCK,       // owned plain data
     LIST,        // entries of a list and their count
-    NODE_NAME,   // entered in the name table
+    NAME,        // the node's, entered in the name table
     NUM_STATES,  // the belief vector follows
     ROW,         // row `index` of the tables that exist, copied into one block
     FINDING
