@@ -6,6 +6,7 @@
 #include "Basic/Random.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
+#include "Win_Face/FileSpec.h"
 
 namespace bravic {
 namespace {
@@ -16,6 +17,7 @@ struct Module {
 };
 
 constexpr Module MODULES[] = {
+    {nullptr, FreeAllFileSpecs},
     {StartRandom, StopRandom},
     {StartModel, StopModel},
     {nullptr, StopTables},

@@ -1,0 +1,69 @@
+#include "Win_Face/FileSpec.h"
+
+#include <cstring>
+
+#include "Basic/ApiCall.h"
+#include "Basic/Memory.h"
+#include "Basic/Text.h"
+
+namespace bravic {
+namespace {
+
+filespec_ns allSpecs = nullptr;
+
+constexpr std::size_t MAX_FILE_NAME = 4095;
+
+// Why a name cannot be a file's, to follow "it"; NULL for a name that can.
+const char* NameFault(const char* name) {
+  if (!name) return "is missing";
+  if (!*name) return "is empty (contains no characters)";
+  if (std::strlen(name) > MAX_FILE_NAME) return "is too long";
+  return nullptr;
+}
+
+}  // namespace
+
+filespec_ns NewFileSpec(const char* name) {
+  auto* file = static_cast<filespec_ns>(AllocateCleared(1, sizeof(filespec_rec)));
+  file->tag = FILESPEC_TAG;
+  file->name = DupText(name);
+  file->nextCase = -1;
+  file->next = allSpecs;
+  file->prev = &allSpecs;
+  if (allSpecs) allSpecs->prev = &file->next;
+  allSpecs = file;
+  return file;
+}
+
+void FreeFileSpec(filespec_ns file) {
+  if (!file) return;
+  *file->prev = file->next;
+  if (file->next) file->next->prev = file->prev;
+  file->tag = NO_TAG;
+  Free(file->name);
+  Free(file);
+}
+
+void FreeAllFileSpecs() {
+  while (allSpecs) FreeFileSpec(allSpecs);
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+filespec_ns BRAVIC_CALL FileNamed_ns(const char* name, environ_ns env) {
+  ApiCall call("FileNamed_ns");
+  if (!call.HasReserve(-5134)) return nullptr;
+  if (const char* fault = NameFault(name)) {
+    ReportError(-5537, "bad file name passed; it %s", fault);
+    return nullptr;
+  }
+  if (!call.Check(env)) return nullptr;
+  return NewFileSpec(name);
+}
+
+void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file) {
+  ApiCall call("FreeFileSpec_ns");
+  if (file && call.Check(file)) FreeFileSpec(file);
+}

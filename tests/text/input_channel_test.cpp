@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "Basic/InputChannel.h"
+#include "support/files.h"
+#include "support/library.h"
+
+namespace bravic {
+namespace {
+
+using InputChannelTest = testing::LibraryTest;
+
+std::string Significant(std::string_view text) {
+  InputChannel in;
+  in.OpenString(text);
+  std::string found;
+  for (int c = in.NextSignificant(); c != END_OF_INPUT; c = in.NextSignificant()) found += static_cast<char>(c);
+  return found + (in.parseState ? " " + std::to_string(in.parseState) : "");
+}
+
+TEST_F(InputChannelTest, SkipsWhiteSpaceAndComments) {
+  const struct {
+    const char *text, *significant;
+  } rows[] = {
+      {"", ""},
+      {" \t\r\n\v\f a ", "a"},
+      {"a/b", "a/b"},
+      {"a / b", "a/b"},
+      {"a//b\nc", "ac"},
+      {"a//b\rc", "ac"},
+      {"a//b\fc", "ac"},
+      {"a//b", "a"},
+      {"//", ""},
+      {"a/*b*/c", "ac"},
+      {"a/*b/*c*/d", "ad"},
+      {"a/#b*/c#/d", "ad"},
+      {"a/#b/#c#/d#/e", "ad#/e"},
+      {"/*/a*/b", "b"},
+      {"a/*b", "a -199"},
+      {"a/#b*/", "a -199"},
+      {"/", "/"},
+      {"///*\n*/", "*/"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(Significant(row.text), row.significant) << row.text;
+}
+
+TEST_F(InputChannelTest, PushesBackOneCharacterButNotTheEnd) {
+  InputChannel in;
+  in.OpenString("/x");
+  EXPECT_EQ(in.NextSignificant(), '/');
+  in.PushBack();
+  EXPECT_EQ(in.NextSignificant(), '/');
+  EXPECT_EQ(in.Next(), 'x');
+  EXPECT_EQ(in.Next(), END_OF_INPUT);
+  in.PushBack();
+  EXPECT_EQ(in.Next(), END_OF_INPUT);
+}
+
+TEST_F(InputChannelTest, ReadsWordsUpToPunctuationSpaceAndComments) {
+  const struct {
+    const char *text, *word;
+    int ended;
+  } rows[] = {
+      {"  kind = x", "kind", '='},  {"kind// c\n=x", "kind", '='},
+      {"kind/*c*/more", "kind", 0}, {"a b", "a", 0},
+      {"a", "a", END_OF_INPUT},     {"=", "", '='},
+      {"", "", END_OF_INPUT},       {"a/b;", "a/b", ';'},
+      {"-1.5e-3,", "-1.5e-3", ','}, {"abcdefghijklm;", "abcdefghij", ';'},
+  };
+  for (const auto& row : rows) {
+    InputChannel in;
+    in.OpenString(row.text);
+    int ended = 99;
+    EXPECT_EQ(in.ReadWord("=;,", 10, &ended), row.word) << row.text;
+    EXPECT_EQ(ended, row.ended) << row.text;
+  }
+}
+
+TEST_F(InputChannelTest, ReadsTextUpToATerminator) {
+  InputChannel in;
+  in.OpenString("ab /*c*/\td;rest");
+  int ended;
+  EXPECT_EQ(in.ReadText(";|", &ended), "ab /*c*/\td");
+  EXPECT_EQ(ended, ';');
+  EXPECT_EQ(in.ReadText(";|", &ended), "rest");
+  EXPECT_EQ(ended, END_OF_INPUT);
+  char text[200];
+  EXPECT_STREQ(ParseErrorText(in.fault, " here", text, sizeof text),
+               "missing character (one of ';|').  It was expected somewhere on or after line 1 here");
+}
+
+TEST_F(InputChannelTest, FindsAFixedTextOutsideComments) {
+  const struct {
+    const char *text, *wanted, *rest;
+  } rows[] = {
+      {"x //]->~\n ]->~y", "]->~", "y"}, {"a]]->~b", "]->~", "b"}, {"ab", "c", nullptr},
+      {"]-]->~z", "]->~", "z"},          {"q /* w */w", "w", ""},
+  };
+  for (const auto& row : rows) {
+    InputChannel in;
+    in.OpenString(row.text);
+    EXPECT_EQ(in.Find(row.wanted), row.rest != nullptr) << row.text;
+    if (row.rest) {
+      EXPECT_EQ(std::string_view(in.Cursor(), static_cast<size_t>(in.End() - in.Cursor())), row.rest);
+    }
+  }
+}
+
+TEST_F(InputChannelTest, ReadsRealNumbersAndTheirSpecialWords) {
+  const struct {
+    const char* text;
+    bool good;
+    double value;
+  } rows[] = {
+      {"0.25", true, 0.25},
+      {".5", true, 0.5},
+      {"-3e2", true, -300},
+      {"+4", true, 4},
+      {"5.", true, 5},
+      {"1e-400", true, 0},
+      {"1e400", false, 0},
+      {"?", true, UNDEF_DBL},
+      {"undef", true, UNDEF_DBL},
+      {"@UNDEF", true, UNDEF_DBL},
+      {"Undefined", true, UNDEF_DBL},
+      {"x", true, IMPOS_DBL},
+      {"@imposs", true, IMPOS_DBL},
+      {"impossible7", true, IMPOS_DBL},
+      {"*", true, ANY_DBL},
+      {"any", true, ANY_DBL},
+      {"anyone", false, 0},
+      {"inf", true, INF_DBL},
+      {"-inf", true, -INF_DBL},
+      {"- INFinity", true, -INF_DBL},
+      {"undef-x", false, 0},
+      {"@word", false, 0},
+      {"nan", false, 0},
+      {"-nan", false, 0},
+      {"", false, 0},
+      {"-", false, 0},
+      {"1x", false, 0},
+      {"0x10", false, 0},
+      {"--1", false, 0},
+      {"+-1", false, 0},
+  };
+  for (const auto& row : rows) {
+    double value = 0;
+    EXPECT_EQ(ParseReal(row.text, &value), row.good) << row.text;
+    if (row.good) {
+      EXPECT_EQ(value, row.value) << row.text;
+    }
+  }
+}
+
+TEST_F(InputChannelTest, ReadsIntegersInTheCurrentBase) {
+  const struct {
+    const char* text;
+    int base;
+    bool good;
+    long value;
+  } rows[] = {
+      {"12", 10, true, 12},        {"-7", 10, true, -7},
+      {"", 10, true, 0},           {"inf", 10, true, INT_MAX},
+      {"-inf", 10, true, INT_MIN}, {"12a", 10, false, 0},
+      {"ff", 16, true, 255},       {"-0x1F", 16, true, -31},
+      {"ff", 10, false, 0},        {"99999999999999999999", 10, false, 0},
+      {"1.0", 10, false, 0},       {"--1", 10, false, 0},
+  };
+  for (const auto& row : rows) {
+    InputChannel in;
+    in.OpenString("");
+    in.base = row.base;
+    bool good;
+    EXPECT_EQ(in.ReadInteger(row.text, &good), row.value) << row.text;
+    EXPECT_EQ(good, row.good) << row.text;
+    EXPECT_EQ(in.parseState, row.good ? 0 : -187) << row.text;
+  }
+}
+
+TEST_F(InputChannelTest, KeepsOnlyTheFirstErrorCutTo40Characters) {
+  InputChannel in;
+  in.OpenString("");
+  bool good;
+  in.ReadInteger(std::string(50, 'z'), &good);
+  in.Report(UNTERMINATED_QUOTE);
+  char text[200];
+  EXPECT_EQ(ParseErrorText(in.fault, "", text, sizeof text), "illegal number '" + std::string(40, 'z') + "', line 1");
+}
+
+TEST_F(InputChannelTest, CountsLinesOfAllKindsForwardsAndBackwards) {
+  InputChannel in;
+  in.OpenString("a\nb\r\nc\rd");
+  for (const auto& [at, line] : {std::pair(7, 4L), {5, 3}, {0, 1}, {2, 2}, {3, 2}, {4, 2}, {8, 4}}) {
+    EXPECT_FALSE(in.SetPosition(at));
+    EXPECT_EQ(in.Line(), line) << at;
+  }
+  EXPECT_STREQ(in.SetPosition(9)->mesg, "setposn past file limits");
+}
+
+TEST_F(InputChannelTest, SkipsTheRestOfAStatement) {
+  const struct {
+    const char *text, *rest;
+  } rows[] = {
+      {"a b;c", ";c"},   {"(a;b);c", ";c"}, {"{a;};c", ";c"},  {"[a;]}c", "}c"}, {"\"a;\\\";\";c", ";c"},
+      {"a}c", "}c"},     {"(a}c", "}c"},    {"{(};c", ";c"},   {"a)];c", ";c"},  {"//;\n;c", ";c"},
+      {"({};);c", ";c"}, {"abc", ""},       {"{{};};c", ";c"},
+  };
+  for (const auto& row : rows) {
+    InputChannel in;
+    in.OpenString(row.text);
+    in.SkipStatement();
+    EXPECT_EQ(std::string_view(in.Cursor(), static_cast<size_t>(in.End() - in.Cursor())), row.rest) << row.text;
+  }
+}
+
+TEST_F(InputChannelTest, TellsWhyAFileCannotBeRead) {
+  testing::TemporaryDirectory directory;
+  InputChannel in;
+  EXPECT_EQ(InputChannel::OpenFile(directory.Path("none").c_str(), &in)->number, -2012);
+  EXPECT_EQ(InputChannel::OpenFile(directory.Path().c_str(), &in)->number, -2015);
+  testing::WriteWhole(directory.Path("empty"), "");
+  EXPECT_FALSE(InputChannel::OpenFile(directory.Path("empty").c_str(), &in));
+  EXPECT_EQ(in.Next(), END_OF_INPUT);
+}
+
+TEST_F(InputChannelTest, FileSpecificationsAreNamedAndFreed) {
+  EXPECT_EQ(FileNamed_ns(nullptr, env), nullptr);
+  EXPECT_EQ(FileNamed_ns("", env), nullptr);
+  EXPECT_EQ(Reports(),
+            "5 5537 FileNamed_ns: Bad file name passed; it is missing\n"
+            "5 5537 FileNamed_ns: Bad file name passed; it is empty (contains no characters)\n");
+  filespec_ns first = FileNamed_ns("a", env), second = FileNamed_ns("b", env);
+  FreeFileSpec_ns(second);
+  FreeFileSpec_ns(first);
+  FreeFileSpec_ns(nullptr);
+}
+
+}  // namespace
+}  // namespace bravic
