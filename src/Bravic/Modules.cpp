@@ -6,6 +6,7 @@
 #include "Basic/Random.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
+#include "Bn/services/Compile.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {
@@ -17,10 +18,8 @@ struct Module {
 };
 
 constexpr Module MODULES[] = {
-    {nullptr, FreeAllFileSpecs},
-    {StartRandom, StopRandom},
-    {StartModel, StopModel},
-    {nullptr, StopTables},
+    {nullptr, FreeAllFileSpecs}, {StartRandom, StopRandom}, {StartModel, StopModel},
+    {nullptr, StopTables},       {StartCompile, nullptr},
 };
 
 }  // namespace

@@ -115,7 +115,7 @@ int SetNetAutoUpdate(net_bn net, int autoupdate) {
 
 int SetNetFindMPE(net_bn net, int findmpe) {
   const int answer = SetFlag(net, "find_mpe", UNDO_FIND_MPE, net->findmpe, findmpe);
-  if (answer == 0 && inferenceHooks.dropPotentials) inferenceHooks.dropPotentials(net);
+  if (answer == 0) net->findingsApplied = net->beliefsCurrent = false;
   return answer;
 }
 

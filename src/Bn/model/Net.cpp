@@ -311,7 +311,6 @@ void TableRestored(node_bn node) {
   if (!node->innet) return;
   node->innet->dirty = true;
   if (inferenceHooks.tableChanged) inferenceHooks.tableChanged(node);
-  if (inferenceHooks.dropPotentials) inferenceHooks.dropPotentials(node->innet);
 }
 
 void TableChanged(node_bn node) {

@@ -56,7 +56,7 @@ void TableRestored(node_bn node);
 struct InferenceHooks {
   void (*uncompile)(net_bn net);
   void (*dropPotentials)(net_bn net);
-  void (*tableChanged)(node_bn node);  // a hint: this node's table only
+  void (*tableChanged)(node_bn node);  // of this node only: like dropPotentials, but the rest of them is kept
   void (*findingChanged)(node_bn node);
 };
 extern InferenceHooks inferenceHooks;

@@ -150,14 +150,14 @@ void SwapEdits(UndoRecord* undo) {
 
 // What the hooks have to be told once everything is in its place.
 struct Effects {
-  bool structure = false, potentials = false;
+  bool structure = false, propagation = false;
   Vector<node_bn> kinds, tables, findings;
 };
 
 void NoteEffects(const UndoRecord* undo, Effects& effects) {
   if (undo->structural || undo->code == UNDO_REVERSE) effects.structure = true;
   if (undo->code == UNDO_KIND || undo->code == UNDO_DISCRETE) effects.kinds.push_back(undo->node);
-  if (undo->code == UNDO_FIND_MPE) effects.potentials = true;
+  if (undo->code == UNDO_FIND_MPE) effects.propagation = true;
   bool table = false, finding = false;
   for (const HeldValue& value : undo->values) {
     if (value.form == HeldValue::NUM_STATES) effects.structure = true;
@@ -208,8 +208,8 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
 void RaiseHooks(net_bn net, const Effects& effects) {
   if (effects.structure) {
     GraphRestored(net);
-  } else if (effects.potentials && inferenceHooks.dropPotentials) {
-    inferenceHooks.dropPotentials(net);
+  } else if (effects.propagation) {
+    net->findingsApplied = net->beliefsCurrent = false;
   }
   for (node_bn node : effects.kinds) NotifyChange(net, node, ChangeCode::Kind);
   for (node_bn node : effects.tables) {

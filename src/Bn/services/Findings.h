@@ -8,7 +8,8 @@ namespace bravic {
 enum FindingCode : int { LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7, NO_FINDING = -8 };
 
 // 0 entered, 1 no change, -1 refused with an error posted. Without accumulate the old finding is replaced, and
-// UNDEF_STATE, UNDEF_DBL or no vector retracts it.
+// UNDEF_STATE, UNDEF_DBL or no vector retracts it. What is entered is recorded for undo, and the net's beliefs are
+// updated when its autoupdate is on.
 int EnterState(node_bn node, statetype state, bool accumulate);
 int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate);
 int EnterValue(node_bn node, double value, bool accumulate);
@@ -16,7 +17,8 @@ void RetractFinding(node_bn node);
 void RetractAllFindings(net_bn net);
 int FindingOf(const bnode& node);
 bool HasFinding(const bnode& node);  // of any form
-// Direct storing without checks, undo or updating, for case sampling and undo: keeps counts and flags right.
+// Direct storing without checks, undo or updating, for case sampling and undo: keeps counts and flags right. Takes
+// the vector, which may be NULL.
 void StoreFinding(node_bn node, statetype state, double value, float* likelihood);
 
 }  // namespace bravic

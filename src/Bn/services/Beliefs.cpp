@@ -1,0 +1,196 @@
+#include "Bn/services/Beliefs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Tables.h"
+#include "Bn/services/Compile.h"
+#include "Win_Face/Interaction.h"
+
+namespace bravic {
+
+float* BeliefVector(node_bn node) {
+  std::size_t nbytes = static_cast<std::size_t>(node->numstates) * sizeof(float);
+  if (!node->belief || BlockSize(node->belief) < nbytes) {
+    Free(node->belief);
+    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(std::max(node->numstates, 1)),  //
+                                                       sizeof(float)));
+    node->beliefStamp = 0;
+  }
+  return node->belief;
+}
+
+void SetUnitBelief(node_bn node, statetype state) {
+  float* belief = BeliefVector(node);
+  std::fill_n(belief, node->numstates, 0.0f);
+  belief[state] = 1;
+}
+
+statetype LargestState(const float* belief, int numstates, int* ties) {
+  statetype best = 0;
+  for (statetype s = 1; s < numstates; ++s) {
+    if (belief[s] > belief[best]) best = s;
+  }
+  *ties = static_cast<int>(std::count(belief, belief + numstates, belief[best])) - 1;
+  return best;
+}
+
+// The probability of the configuration in which each node has its state39, by the nodes' tables; a marker when one
+// of the entries is a marker.
+static double ConfigurationProbability(net_bn net) {
+  double product = 1;
+  Vector<statetype> states;
+  for (node_bn node : net->nodes) {
+    if (node->kind == ASSUME_NODE || !node->probs) continue;
+    states.clear();
+    for (node_bn parent : Entries(node->preds)) states.push_back(parent->state39);
+    float entry = node->probs[RowIndex(*node, states.data()) * node->numstates + node->state39];
+    if (entry == IMPOS_PROB || entry == UNDEF_PROB) return entry;
+    product *= entry;
+  }
+  return product;
+}
+
+static void PrintMostProbable(net_bn net) {
+  int allTies = 0;
+  for (node_bn node : net->nodes) {
+    if (node->kind == ASSUME_NODE) continue;
+    const float* belief = CurrentBelief(node);
+    if (!belief || node->numstates == 0) return;
+    int ties;
+    node->state39 = LargestState(belief, node->numstates, &ties);
+    allTies += ties;
+  }
+  if (allTies >= 2) {
+    PrintToUser("Multiple configurations are possible (add artificial \"findings\" to break ties).\n");
+    return;
+  }
+  double probability = ConfigurationProbability(net);
+  if (probability == static_cast<double>(IMPOS_PROB)) {
+    PrintToUser("The most probable configuration is one for which an \"impossible\" (x) probability was declared.\n");
+  } else if (probability == static_cast<double>(UNDEF_PROB)) {
+    PrintToUser("The most probable configuration is one for which not all probabilities were defined.\n");
+  } else {
+    PrintToUser("The probability of the most probable configuration is %g %%.\n", 100 * probability);
+  }
+}
+
+// From here on every update has to apply the findings again, so that each reports what this one did.
+static void MarkContradicted(net_bn net) {
+  net->findingsApplied = net->beliefsCurrent = false;
+}
+
+int UpdateBeliefs(net_bn net, bool printing) {
+  if (net->beliefsCurrent) return BELIEFS_UPDATED;
+  if (!net->potentialsMade) {
+    ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
+    return BELIEFS_FAILED;
+  }
+  CompiledNet& compiled = *net->compiled;
+  if (!net->findingsApplied) {
+    net->caseprob = 1.0;
+    compiled.logProbability = 0;
+    net->findingsApplied = true;
+  }
+  HandOverFindings(net);
+  compiled.inference->SetMaximize(net->findmpe != 0);
+  switch (compiled.inference->Propagate()) {
+    case engine::Status::Done:
+      break;
+    case engine::Status::Inconsistent:
+      ReportError(-2078, "according to this model, the evidence entered is inconsistent");
+      MarkContradicted(net);
+      net->caseprob = 0;
+      return BELIEFS_CONTRADICTED;
+    default: {
+      Failure failure = FailMemory(-2009, 0, "for the messages of the junction tree");
+      const char* reason = failure->mesg;
+      Post(Rephrase(std::move(failure), "couldn't update beliefs because %s", reason));
+      DropPotentials(net);
+      return BELIEFS_FAILED;
+    }
+  }
+  double before = compiled.logProbability;
+  compiled.logProbability = compiled.inference->LogProbability();
+  net->caseprob = compiled.inference->Probability();
+  net->beliefsCurrent = true;
+  if (printing && UserOutput()) {
+    if (net->findmpe) {
+      PrintMostProbable(net);
+    } else {
+      PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
+                  100 * std::exp(compiled.logProbability - before), 100 * net->caseprob);
+    }
+  }
+  return BELIEFS_UPDATED;
+}
+
+void AutoUpdate(net_bn net) {
+  if (!net->autoupdate || net->beliefsCurrent) return;
+  if (net->potentialsMade) {
+    UpdateBeliefs(net, true);
+  } else {
+    ReportNotice(-2135, "can't update beliefs, because network '%s' hasn't been recently compiled", net->name);
+  }
+}
+
+const float* CurrentBelief(node_bn node) {
+  net_bn net = node->innet;
+  if (!net->beliefsCurrent && UpdateBeliefs(net, false) < 0) return nullptr;
+  engine::Inference& inference = *net->compiled->inference;
+  if (node->beliefStamp == inference.Stamp()) return node->belief;
+  float* belief = BeliefVector(node);
+  int i = CompiledIndex(*node);
+  // What takes no part in the propagation keeps the vector that it has.
+  if (i < 0 || node->kind != NATURE_NODE) return belief;
+  if (!inference.Beliefs(i, {belief, static_cast<std::size_t>(node->numstates)})) {
+    ReportError(-777, "according to this model, the evidence entered is inconsistent");
+    MarkContradicted(net);
+    return nullptr;
+  }
+  // What is left of a probability that a float cannot hold in full would read as possible but lose its digits.
+  for (int s = 0; s < node->numstates; ++s) {
+    if (belief[s] < std::numeric_limits<float>::min()) belief[s] = 0;
+  }
+  node->beliefStamp = inference.Stamp();
+  return belief;
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+const probtype* BRAVIC_CALL GetNodeBeliefs_bn(node_bn node) {
+  NetCall call("GetNodeBeliefs_bn");
+  if (!call.HasReserve(-5134) || !call.Check(node)) return SharedOneThenZeros(1);
+  const float* belief = CurrentBelief(node);
+  return belief ? belief : SharedOneThenZeros(node->numstates);
+}
+
+int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node) {
+  NetCall call("IsBeliefUpdated_bn");
+  if (!call.HasReserve(-5134) || !call.Check(node)) return 0;
+  return node->innet->beliefsCurrent;
+}
+
+double BRAVIC_CALL CaseProbability_bn(net_bn net) {
+  NetCall call("CaseProbability_bn");
+  if (!call.HasReserve(-5134) || !call.Check(net)) return -1.0;
+  int result = UpdateBeliefs(net, false);
+  return result == BELIEFS_UPDATED ? net->caseprob : result == BELIEFS_CONTRADICTED ? 0.0 : -1.0;
+}
+
+statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {
+  NetCall call("GetNodeMostProbable_bn");
+  if (!call.HasReserve(-5134) || !call.Check(node)) return UNDEF_STATE;
+  if (!node->innet->findmpe) {
+    ReportError(-5567, "the find-most-probable flag of net '%s', which holds argument 'node', is off",
+                node->innet->name);
+    return UNDEF_STATE;
+  }
+  const float* belief = CurrentBelief(node);
+  int ties;
+  return belief && node->numstates > 0 ? LargestState(belief, node->numstates, &ties) : UNDEF_STATE;
+}

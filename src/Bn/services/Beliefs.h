@@ -1,0 +1,24 @@
+// Beliefs: bringing them up to date after changes of findings, and reading them. The engine propagates lazily; a
+// node's belief vector is computed when it is asked for, and kept until the engine's numbers change.
+#pragma once
+
+#include "Bn/model/Net.h"
+
+namespace bravic {
+
+enum UpdateResult : int { BELIEFS_UPDATED = 0, BELIEFS_FAILED = -1, BELIEFS_CONTRADICTED = -2 };
+
+// Brings beliefs up to date as far as the flags say; 0, or negative with an error posted. printing: the account of
+// the new probability, or of the most probable configuration, goes to the person at the console, if there is one.
+int UpdateBeliefs(net_bn net, bool printing);
+// After a change of findings: an update when the net's autoupdate asks for one.
+void AutoUpdate(net_bn net);
+// The node's belief vector, up to date; NULL with an error posted.
+const float* CurrentBelief(node_bn node);
+// The node's own vector, [numstates], made if it does not have one; its contents may be stale.
+float* BeliefVector(node_bn node);
+void SetUnitBelief(node_bn node, statetype state);
+// The state of largest belief, the first of equals; ties: how many others equal it.
+statetype LargestState(const float* belief, int numstates, int* ties);
+
+}  // namespace bravic
