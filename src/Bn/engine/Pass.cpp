@@ -1,33 +1,480 @@
 #include "Bn/engine/Pass.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace bravic::engine {
 
-void RunPlainly(const PassShape& shape, const PassData& data, bool maximize) {
-  const std::size_t axes = shape.sizes.size(), numFactors = shape.factors.size(), numTargets = shape.targets.size();
-  Vector<int> at(axes, 0), factorAt(numFactors, 0), targetAt(numTargets, 0);
-  int potentialAt = 0;
+namespace {
+
+constexpr int MAX_ROW = 512;            // merged rows grow no longer
+constexpr int BLOCK_ENTRIES = 2048;     // 8 KB of products
+constexpr int ADDS_BETWEEN_FOLDS = 64;  // floats added up before they go into a double
+
+std::size_t At(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+// The axes with neighbours joined that every table steps through alike.
+struct Merged {
+  int numAxes = 0, numTables = 0;
+  int sizes[64];
+  Vector<int> strides;  // [table][axis], numAxes apart from each other
+
+  int Stride(int table, int axis) const { return strides[At(table * numAxes + axis)]; }
+};
+
+void Merge(const PassShape& shape, Merged* merged) {
+  const int tables = 1 + shape.numFactors + shape.numTargets;
+  int from[64];  // the fastest original axis of each merged one
+  int count = 0;
+  for (int a = 0; a < shape.numAxes; ++a) {
+    const int size = shape.sizes[At(a)];
+    bool join = count > 0 && merged->sizes[count - 1] * size <= MAX_ROW;
+    for (int t = 0; join && t < tables; ++t) join = shape.Strides(t)[a - 1] == shape.Strides(t)[a] * size;
+    if (join) {
+      merged->sizes[count - 1] *= size;
+      from[count - 1] = a;
+    } else {
+      merged->sizes[count] = size;
+      from[count++] = a;
+    }
+  }
+  merged->numAxes = count;
+  merged->numTables = tables;
+  merged->strides.resize(At(tables * count));
+  for (int t = 0; t < tables; ++t)
+    for (int a = 0; a < count; ++a) merged->strides[At(t * count + a)] = shape.Strides(t)[from[a]];
+}
+
+// Axes [0, block) are the prefix, [block, row) step through the rows of a block, [row, numAxes) make a row.
+struct Split {
+  int block = 0, row = 0;
+  int rowLength = 1, paddedLength = 1, numRows = 1;
+  double cost = 0;
+};
+
+using Kind = PassPlan::Table::Kind;
+
+Kind KindOf(const Merged& merged, int table, const Split& split, bool target) {
+  bool dense = true, none = true;
+  int expected = 1;
+  for (int a = merged.numAxes; a-- > split.row;) {
+    const int stride = merged.Stride(table, a);
+    dense &= stride == expected;
+    none &= stride == 0;
+    expected *= merged.sizes[a];
+  }
+  if (dense) return Kind::WHOLE_ROWS;
+  if (target) return Kind::LANES;
+  if (!none) return Kind::SPREAD;
+  for (int a = split.block; a < split.row; ++a)
+    if (merged.Stride(table, a) != 0) return Kind::SCALES;
+  return Kind::BLOCK_SCALE;
+}
+
+int PaddedLength(int length) {
+  return length > 48 ? (length + 15) / 16 * 16 : (length + 7) / 8 * 8;
+}
+
+// In nanoseconds, from measurements on one machine; only the proportions matter.
+double Estimate(const Merged& merged, int numFactors, const Split& split) {
+  const double length = split.rowLength, padded = split.paddedLength, rows = split.numRows;
+  double blocks = 1;
+  for (int a = 0; a < split.block; ++a) blocks *= merged.sizes[a];
+  const double perRow = 0.7 + 0.035 * padded;
+  double cost = 40 + blocks * (12 + rows * perRow);
+  for (int t = 0; t < merged.numTables; ++t) {
+    const bool target = t > numFactors;
+    const Kind kind = KindOf(merged, t, split, target);
+    double distinct = 1, changes = 1, before = 1;
+    for (int a = split.block; a < split.row; ++a)
+      if (merged.Stride(t, a) != 0) distinct *= merged.sizes[a];
+    for (int a = 0; a < split.block; ++a) {
+      before *= merged.sizes[a];
+      if (merged.Stride(t, a) != 0) changes = before;
+    }
+    if (target) {
+      changes = std::max(changes, blocks * rows / distinct / ADDS_BETWEEN_FOLDS);
+      cost += blocks * (8 + rows * perRow);
+      cost += changes * (15 + distinct * (kind == Kind::WHOLE_ROWS ? 2 + 0.12 * length : 5 + 0.5 * length));
+    } else if (kind == Kind::SPREAD) {
+      if (t > 0) cost += blocks * rows * perRow;
+      cost += changes * distinct * (4 + 0.35 * length);
+    } else if (t > 0) {
+      cost += kind == Kind::WHOLE_ROWS ? blocks * rows * perRow : blocks * (4 + rows);
+    }
+  }
+  return cost;
+}
+
+Split ChooseSplit(const Merged& merged, int numFactors) {
+  Split best;
+  best.cost = -1;
+  int length = 1;
+  for (int row = merged.numAxes; row >= 0; --row) {
+    if (row < merged.numAxes) length *= merged.sizes[row];
+    if (length < 6 && row > 0) continue;
+    if (length > MAX_ROW && best.cost >= 0) break;
+    Split split;
+    split.row = split.block = row;
+    split.rowLength = length;
+    split.paddedLength = PaddedLength(length);
+    while (split.block > 0 && split.numRows * merged.sizes[split.block - 1] <= ADDS_BETWEEN_FOLDS &&
+           split.numRows * merged.sizes[split.block - 1] * split.paddedLength <= BLOCK_ENTRIES)
+      split.numRows *= merged.sizes[--split.block];
+    split.cost = Estimate(merged, numFactors, split);
+    if (best.cost < 0 || split.cost < best.cost) best = split;
+  }
+  return best;
+}
+
+// Steps through the states of some axes, the last fastest, keeping an offset.
+template <class Visit>
+void StepThrough(const Merged& merged, const int* axes, const int* strides, int count, Visit visit) {
+  int at[64] = {};
+  int offset = 0;
   for (;;) {
-    double product = data.potential[potentialAt];
-    for (std::size_t f = 0; f < numFactors && product != 0; ++f) product *= data.factors[f][factorAt[f]];
-    if (product != 0) {
-      for (std::size_t t = 0; t < numTargets; ++t) {
-        double& sum = data.targets[t][targetAt[t]];
-        sum = maximize ? std::max(sum, product) : sum + product;
+    visit(offset);
+    int k = count;
+    for (;;) {
+      if (k == 0) return;
+      --k;
+      offset += strides[k];
+      if (++at[k] < merged.sizes[axes[k]]) break;
+      offset -= at[k] * strides[k];
+      at[k] = 0;
+    }
+  }
+}
+
+void DescribeTable(const Merged& merged, const Split& split, int t, bool target, PassPlan* plan) {
+  PassPlan::Table& table = plan->tables[At(t)];
+  table = {};
+  table.kind = KindOf(merged, t, split, target);
+  for (int a = 0; a < split.block; ++a) {
+    plan->prefixStrides.push_back(merged.Stride(t, a));
+    if (merged.Stride(t, a) != 0) table.lastPrefix = a;
+  }
+  int axes[64], strides[64];
+  // Rows: where each begins, and which are told apart.
+  const bool byDistinct = target || table.kind == Kind::SPREAD;
+  int numBlockAxes = 0, distinct = 1;
+  for (int a = split.row; a-- > split.block;) {
+    const int stride = merged.Stride(t, a);
+    strides[a - split.block] = !byDistinct ? stride : stride != 0 ? distinct * plan->paddedLength : 0;
+    if (stride != 0) distinct *= merged.sizes[a];
+  }
+  for (int a = split.block; a < split.row; ++a) axes[numBlockAxes++] = a;
+  table.numDistinct = distinct;
+  table.perFold = plan->numRows / distinct;
+  table.offsets = static_cast<int>(plan->pool.size());
+  StepThrough(merged, axes, strides, numBlockAxes, [&](int offset) { plan->pool.push_back(offset); });
+  if (!byDistinct) return;
+  table.bases = static_cast<int>(plan->pool.size());
+  int numOwn = 0;
+  for (int a = split.block; a < split.row; ++a) {
+    if (merged.Stride(t, a) == 0) continue;
+    axes[numOwn] = a;
+    strides[numOwn++] = merged.Stride(t, a);
+  }
+  StepThrough(merged, axes, strides, numOwn, [&](int offset) { plan->pool.push_back(offset); });
+  table.room = static_cast<int>(plan->arena);
+  plan->arena += At(distinct) * At(plan->paddedLength);
+  if (table.kind == Kind::WHOLE_ROWS) return;
+  // Lanes: for a factor in their order, for a target those of one entry together.
+  int own[64], rest[64], numRest = 0, lane[64], step = 1;
+  numOwn = 0;
+  for (int a = merged.numAxes; a-- > split.row;) {
+    lane[a] = step;
+    step *= merged.sizes[a];
+  }
+  for (int a = split.row; a < merged.numAxes; ++a)
+    (target && merged.Stride(t, a) == 0 ? rest[numRest++] : own[numOwn++]) = a;
+  for (int k = 0; k < numRest; ++k) {
+    own[numOwn + k] = rest[k];
+    table.perEntry *= merged.sizes[rest[k]];
+  }
+  for (int pass = 0; pass < (target ? 2 : 1); ++pass) {
+    (pass == 0 ? table.lanes : table.order) = static_cast<int>(plan->pool.size());
+    for (int k = 0; k < numOwn + numRest; ++k) strides[k] = pass == 0 ? merged.Stride(t, own[k]) : lane[own[k]];
+    StepThrough(merged, own, strides, numOwn + numRest, [&](int offset) { plan->pool.push_back(offset); });
+  }
+}
+
+}  // namespace
+
+double PlanCost(const PassShape& shape) {
+  static thread_local Merged merged;
+  Merge(shape, &merged);
+  return ChooseSplit(merged, shape.numFactors).cost;
+}
+
+void MakePlan(const PassShape& shape, PassPlan* plan) {
+  Merged merged;
+  Merge(shape, &merged);
+  const Split split = ChooseSplit(merged, shape.numFactors);
+  plan->made = true;
+  plan->cost = split.cost;
+  plan->rowLength = split.rowLength;
+  plan->paddedLength = split.paddedLength;
+  plan->numRows = split.numRows;
+  plan->numPrefix = split.block;
+  plan->numFactors = shape.numFactors;
+  plan->prefixSizes.assign(merged.sizes, merged.sizes + split.block);
+  plan->tables.resize(At(merged.numTables));
+  plan->prefixStrides.clear();
+  plan->pool.clear();
+  // The products come first in the arena, then the scales, then each table's rows.
+  plan->arena = At(split.numRows * split.paddedLength);
+  plan->scales = plan->arena;
+  plan->arena += At((split.numRows + 15) / 16 * 16);
+  for (int r = 0; r < split.numRows; ++r) plan->pool.push_back(r * split.paddedLength);
+  for (int t = 0; t < merged.numTables; ++t) DescribeTable(merged, split, t, t > shape.numFactors, plan);
+  plan->at.resize(At(split.block));
+  plan->tableAt.resize(At(merged.numTables));
+  plan->foldAt.resize(At(merged.numTables));
+  plan->pending.resize(At(merged.numTables));
+}
+
+namespace {
+
+template <class Number>
+void FoldRows(const PassPlan& plan, const PassPlan::Table& table, float* room, Number* to, bool maximize) {
+  const int length = plan.rowLength;
+  const int* bases = plan.pool.data() + table.bases;
+  for (int d = 0; d < table.numDistinct; ++d, room += plan.paddedLength) {
+    Number* entries = to + bases[d];
+    if (table.kind == Kind::WHOLE_ROWS) {
+      if (maximize)
+        for (int i = 0; i < length; ++i) entries[i] = std::max(entries[i], static_cast<Number>(room[i]));
+      else
+        for (int i = 0; i < length; ++i) entries[i] += static_cast<Number>(room[i]);
+    } else {
+      const int* lanes = plan.pool.data() + table.lanes;
+      const int* order = plan.pool.data() + table.order;
+      for (int i = 0; i < length; i += table.perEntry) {
+        Number& entry = entries[lanes[i]];
+        if (maximize) {
+          for (int k = 0; k < table.perEntry; ++k) entry = std::max(entry, static_cast<Number>(room[order[i + k]]));
+          continue;
+        }
+        // Four sums side by side, in a fixed order.
+        double sums[4] = {};
+        int k = 0;
+        for (; k + 4 <= table.perEntry; k += 4)
+          for (int j = 0; j < 4; ++j) sums[j] += room[order[i + k + j]];
+        for (; k < table.perEntry; ++k) sums[0] += room[order[i + k]];
+        entry += static_cast<Number>((sums[0] + sums[1]) + (sums[2] + sums[3]));
       }
     }
-    std::size_t axis = axes;
+  }
+}
+
+void Fold(const PassPlan& plan, int t, const PassTarget& target, int offset, float* arena, bool maximize) {
+  const PassPlan::Table& table = plan.tables[At(t)];
+  float* room = arena + table.room;
+  if (target.wide)
+    FoldRows(plan, table, room, target.wide + offset, maximize);
+  else
+    FoldRows(plan, table, room, target.narrow + offset, maximize);
+  std::memset(room, 0, At(table.numDistinct) * At(plan.paddedLength) * sizeof(float));
+}
+
+void Spread(const PassPlan& plan, const PassPlan::Table& table, const float* data, float* arena) {
+  const int* bases = plan.pool.data() + table.bases;
+  const int* lanes = plan.pool.data() + table.lanes;
+  float* room = arena + table.room;
+  for (int d = 0; d < table.numDistinct; ++d, room += plan.paddedLength) {
+    const float* entries = data + bases[d];
+    for (int i = 0; i < plan.rowLength; ++i) room[i] = entries[lanes[i]];
+  }
+}
+
+// The widest version, up to the given one, whose vectors fill the padded rows.
+const Kernels& Fitting(const Kernels& best, int paddedLength) {
+  const Kernels* kernels = &best;
+  while (paddedLength % kernels->lanes != 0) --kernels;
+  return *kernels;
+}
+
+// Steps the prefix on; answers the slowest axis that moved, -1 at the end.
+int Advance(PassPlan& plan) {
+  int axis = plan.numPrefix;
+  const int tables = static_cast<int>(plan.tables.size());
+  while (axis > 0) {
+    --axis;
+    const bool wraps = ++plan.at[At(axis)] == plan.prefixSizes[At(axis)];
+    const int steps = wraps ? 1 - plan.prefixSizes[At(axis)] : 1;
+    for (int t = 0; t < tables; ++t) plan.tableAt[At(t)] += steps * plan.prefixStrides[At(t * plan.numPrefix + axis)];
+    if (!wraps) return axis;
+    plan.at[At(axis)] = 0;
+  }
+  return -1;
+}
+
+struct Product {
+  Rows rows;
+  bool zero = false;  // the block is 0 throughout
+};
+
+// The products of one block, in the potential itself when nothing multiplies it.
+Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
+                      float* arena, int moved) {
+  const int* pool = plan.pool.data();
+  float* scales = arena + plan.scales;
+  Product product;
+  float whole = 1;
+  for (int f = 1; f <= plan.numFactors; ++f)
+    if (plan.tables[At(f)].kind == Kind::BLOCK_SCALE) whole *= factors[f - 1][plan.tableAt[At(f)]];
+  if (whole == 0) {
+    product.zero = true;
+    return product;
+  }
+  bool scaled = whole != 1;
+  if (scaled) std::fill_n(scales, plan.numRows, whole);
+  Rows rows[3];
+  int numRows = 0, numDone = 0;
+  Rows from = {};
+  auto rowsOf = [&](int t, const float* data) {
+    const PassPlan::Table& table = plan.tables[At(t)];
+    if (table.kind != Kind::SPREAD) return Rows{data + plan.tableAt[At(t)], pool + table.offsets};
+    if (moved <= table.lastPrefix) Spread(plan, table, data + plan.tableAt[At(t)], arena);
+    return Rows{arena + table.room, pool + table.offsets};
+  };
+  if (potential) from = rowsOf(0, potential);
+  for (int f = 1; f <= plan.numFactors; ++f) {
+    const PassPlan::Table& table = plan.tables[At(f)];
+    if (table.kind != Kind::SCALES) continue;
+    const float* data = factors[f - 1] + plan.tableAt[At(f)];
+    const int* offsets = pool + table.offsets;
+    if (scaled)
+      for (int r = 0; r < plan.numRows; ++r) scales[r] *= data[offsets[r]];
+    else
+      for (int r = 0; r < plan.numRows; ++r) scales[r] = data[offsets[r]];
+    scaled = true;
+  }
+  auto flush = [&] {
+    kernels.multiply(arena, plan.numRows, plan.paddedLength, from, numDone == 0 && scaled ? scales : nullptr, rows,
+                     numRows);
+    from = {arena, pool};
+    numRows = 0;
+    ++numDone;
+  };
+  for (int f = 1; f <= plan.numFactors; ++f) {
+    const Kind kind = plan.tables[At(f)].kind;
+    if (kind == Kind::SCALES || kind == Kind::BLOCK_SCALE) continue;
+    const Rows factor = rowsOf(f, factors[f - 1]);
+    if (!from.data) {
+      from = factor;
+      continue;
+    }
+    if (numRows == 3) flush();
+    rows[numRows++] = factor;
+  }
+  if (!from.data) {
+    std::fill_n(arena, plan.numRows * plan.paddedLength, 1.0f);
+    from = {arena, pool};
+  }
+  if (numRows > 0 || (scaled && numDone == 0)) flush();
+  product.rows = from;
+  return product;
+}
+
+}  // namespace
+
+void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const float* const* factors,
+             const PassTarget* targets, float* arena, bool maximize) {
+  const Kernels& kernels = Fitting(best, plan.paddedLength);
+  const int first = plan.numFactors + 1, tables = static_cast<int>(plan.tables.size());
+  std::fill(plan.at.begin(), plan.at.end(), 0);
+  std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
+  for (int t = first; t < tables; ++t) {
+    const PassPlan::Table& table = plan.tables[At(t)];
+    plan.pending[At(t)] = 0;
+    std::memset(arena + table.room, 0, At(table.numDistinct) * At(plan.paddedLength) * sizeof(float));
+  }
+  for (int moved = -1, stale = -1;;) {
+    // Where a block was left out, what should have been spread for it is still to do.
+    stale = std::min(stale, moved);
+    const Product product = MultiplyBlock(plan, kernels, potential, factors, arena, stale);
+    if (!product.zero) {
+      stale = plan.numPrefix;
+      for (int t = first; t < tables; ++t) {
+        const PassPlan::Table& table = plan.tables[At(t)];
+        (maximize ? kernels.maximize : kernels.add)(arena + table.room, plan.pool.data() + table.offsets, plan.numRows,
+                                                    plan.paddedLength, product.rows);
+        plan.pending[At(t)] += table.perFold;
+      }
+    }
+    // Offsets move with the prefix, so what has gathered is folded first where they are about to change.
+    for (int t = first; t < tables; ++t) plan.foldAt[At(t)] = plan.tableAt[At(t)];
+    moved = Advance(plan);
+    for (int t = first; t < tables; ++t) {
+      const PassPlan::Table& table = plan.tables[At(t)];
+      int& pending = plan.pending[At(t)];
+      if (pending == 0) continue;
+      if (moved >= 0 && moved > table.lastPrefix && pending + table.perFold <= ADDS_BETWEEN_FOLDS) continue;
+      Fold(plan, t, targets[t - first], plan.foldAt[At(t)], arena, maximize);
+      pending = 0;
+    }
+    if (moved < 0) return;
+  }
+}
+
+void RunProduct(PassPlan& plan, const Kernels& best, float* to, const float* const* factors, float* arena) {
+  const Kernels& kernels = Fitting(best, plan.paddedLength);
+  std::fill(plan.at.begin(), plan.at.end(), 0);
+  std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
+  const int* offsets = plan.pool.data() + plan.tables[0].offsets;
+  for (int moved = -1, stale = -1;;) {
+    stale = std::min(stale, moved);
+    const Product product = MultiplyBlock(plan, kernels, nullptr, factors, arena, stale);
+    if (!product.zero) stale = plan.numPrefix;
+    float* block = to + plan.tableAt[0];
+    for (int r = 0; r < plan.numRows; ++r) {
+      if (product.zero)
+        std::fill_n(block + offsets[r], plan.rowLength, 0.0f);
+      else
+        std::memcpy(block + offsets[r], product.rows.data + product.rows.offsets[r],
+                    At(plan.rowLength) * sizeof(float));
+    }
+    moved = Advance(plan);
+    if (moved < 0) return;
+  }
+}
+
+void RunPlainly(const PassShape& shape, const float* potential, const float* const* factors, const PassTarget* targets,
+                bool maximize) {
+  const int axes = shape.numAxes, numFactors = shape.numFactors, numTargets = shape.numTargets;
+  const int tables = 1 + numFactors + numTargets;
+  int at[64] = {};
+  static thread_local Vector<int> offsets;
+  offsets.assign(At(tables), 0);
+  for (;;) {
+    double product = potential[offsets[0]];
+    for (int f = 1; f <= numFactors && product != 0; ++f) product *= factors[f - 1][offsets[At(f)]];
+    if (product != 0) {
+      for (int t = 0; t < numTargets; ++t) {
+        const int offset = offsets[At(1 + numFactors + t)];
+        if (targets[t].wide) {
+          double& sum = targets[t].wide[offset];
+          sum = maximize ? std::max(sum, product) : sum + product;
+        } else {
+          float& sum = targets[t].narrow[offset];
+          sum = maximize ? std::max(sum, static_cast<float>(product)) : static_cast<float>(sum + product);
+        }
+      }
+    }
+    int axis = axes;
     for (;;) {
       if (axis == 0) return;
       --axis;
-      const int back = ++at[axis] == shape.sizes[axis] ? shape.sizes[axis] - 1 : 0;
-      const int steps = back ? -back : 1;
-      if (back) at[axis] = 0;
-      potentialAt += steps * shape.potentialStrides[axis];
-      for (std::size_t f = 0; f < numFactors; ++f) factorAt[f] += steps * shape.factors[f].strides[axis];
-      for (std::size_t t = 0; t < numTargets; ++t) targetAt[t] += steps * shape.targets[t].strides[axis];
-      if (!back) break;
+      const bool wraps = ++at[axis] == shape.sizes[At(axis)];
+      const int steps = wraps ? 1 - shape.sizes[At(axis)] : 1;
+      for (int t = 0; t < tables; ++t) offsets[At(t)] += steps * shape.Strides(t)[axis];
+      if (!wraps) break;
+      at[axis] = 0;
     }
   }
 }

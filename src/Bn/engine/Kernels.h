@@ -1,0 +1,35 @@
+// Vector loops over rows of floats, in versions for the instruction sets of the machine, chosen at run time. Rows
+// are processed a whole number of vectors at a time: lanes beyond a row's end are read and written too, so that
+// every table that takes part must be followed by KERNEL_SLACK readable entries. No version adds lanes together or
+// contracts a product into a sum, so all give the same bits.
+#pragma once
+
+#include <cstddef>
+
+namespace bravic::engine {
+
+inline constexpr int KERNEL_SLACK = 16;
+
+// A table seen by rows: row r begins at data + offsets[r].
+struct Rows {
+  const float* data;
+  const int* offsets;
+};
+
+struct Kernels {
+  const char* name;
+  int lanes;  // rows are padded to a multiple of it
+
+  // to[r * length + i] = from(r, i) * scale[r] * factors(r, i) ...; scale may be NULL; at most 3 factors.
+  void (*multiply)(float* to, int rows, int length, Rows from, const float* scale, const Rows* factors, int numFactors);
+  // sums[offsets[r] + i] += from(r, i), rows in order.
+  void (*add)(float* sums, const int* offsets, int rows, int length, Rows from);
+  void (*maximize)(float* sums, const int* offsets, int rows, int length, Rows from);
+};
+
+// The fastest that the machine runs. Tests choose among all of them; the first is plain scalar code.
+const Kernels& BestKernels();
+int NumKernels();
+const Kernels& KernelsNumber(int i);  // those that this machine runs, one array in order of width
+
+}  // namespace bravic::engine

@@ -1,0 +1,468 @@
+// Messages, made where they are needed, and what is read from them.
+#include "Bn/engine/Propagation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace bravic::engine {
+
+namespace {
+
+int Exponent(double x) {
+  int exponent;
+  std::frexp(x, &exponent);
+  return exponent;
+}
+
+}  // namespace
+
+std::size_t Inference::Impl::FreeSize(std::span<const int> variables) const {
+  std::size_t size = 1;
+  for (int v : variables)
+    if (findings[At(v)].state == FREE) size *= At(numstates[At(v)]);
+  return size;
+}
+
+// Factors: the incoming messages but that of exceptLink, then the likelihoods entered here. Targets: the separators
+// of outLinks, then, if nodes are given, one table over those.
+void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::span<const int> outLinks,
+                              std::span<const int> nodes, bool ontoNodes) {
+  CliqueState& clique = cliques[At(c)];
+  PassShape& shape = pass->shape;
+  pass->layout = clique.layout;
+  pass->shifts.clear();
+  int axes = 0;
+  for (int v : clique.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;
+  shape.Clear(axes);
+  double size = 1;
+  for (std::size_t k = 0; k < clique.variables.size(); ++k) {
+    const int v = clique.variables[k], axis = axisOf[At(v)];
+    if (axis == FREE) {
+      pass->shifts.push_back({0, v, clique.strides[k]});
+      continue;
+    }
+    shape.sizes[At(axis)] = numstates[At(v)];
+    shape.Strides(0)[axis] = clique.strides[k];
+    size *= numstates[At(v)];
+  }
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    const Vector<int>& variables = separators[At(clique.links[k].separator)].variables;
+    int* strides = shape.AddFactor();
+    int stride = 1;
+    for (std::size_t j = variables.size(); j-- > 0;) {
+      if (message.fixedAt[j] != FREE) continue;
+      const int axis = axisOf[At(variables[j])];
+      if (axis != FREE)
+        strides[axis] = stride;
+      else
+        pass->shifts.push_back({shape.numFactors, variables[j], stride});
+      stride *= numstates[At(variables[j])];
+    }
+  }
+  for (int node : clique.entered) {
+    if (!findings[At(node)].weighted) continue;
+    int* strides = shape.AddFactor();
+    if (numstates[At(node)] > 1) strides[axisOf[At(node)]] = 1;
+  }
+  auto addTarget = [&](std::span<const int> variables) {
+    int* strides = shape.AddTarget();
+    int stride = 1;
+    for (std::size_t j = variables.size(); j-- > 0;) {
+      const int v = variables[j];
+      if (numstates[At(v)] == 1 || axisOf[At(v)] == FREE) continue;
+      strides[axisOf[At(v)]] = stride;
+      stride *= numstates[At(v)];
+    }
+  };
+  for (int k : outLinks) addTarget(separators[At(clique.links[At(k)].separator)].variables);
+  if (ontoNodes) addTarget(nodes);
+  pass->plain = size <= PLAIN_ENTRIES;
+  if (pass->plain) return;
+  MakePlan(shape, &pass->plan);
+  if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
+}
+
+void Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
+  const CliqueState& clique = cliques[At(c)];
+  factors.assign(1, clique.potential.get());
+  for (std::size_t k = 0; k < clique.links.size(); ++k)
+    if (static_cast<int>(k) != exceptLink) factors.push_back(messages[At(clique.links[k].in)].probs);
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) factors.push_back(findings[At(node)].weights.data());
+  for (const PreparedPass::Shift& shift : pass->shifts)
+    factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
+  if (pass->plain)
+    RunPlainly(pass->shape, factors[0], factors.data() + 1, targets.data(), maximize);
+  else
+    RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize);
+}
+
+// Cleared room for the k-th target of a pass.
+PassTarget Inference::Impl::Target(std::size_t k, std::size_t size, float* narrow) {
+  PassTarget target;
+  if (narrow && size > WIDE_TARGET) {
+    target.narrow = narrow;
+    std::fill_n(narrow, size, 0.0f);
+    return target;
+  }
+  if (sums.size() <= k) sums.resize(k + 1);
+  sums[k].assign(size, 0.0);
+  target.wide = sums[k].data();
+  return target;
+}
+
+long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {
+  long long exponent = 0;
+  const CliqueState& clique = cliques[At(c)];
+  for (std::size_t k = 0; k < clique.links.size(); ++k)
+    if (static_cast<int>(k) != exceptLink) exponent += messages[At(clique.links[k].in)].exponent;
+  return exponent;
+}
+
+namespace {
+
+// Scales to a largest entry in [0.5, 1) and answers the exponent taken out; false when all are 0.
+template <class Number>
+bool Scale(const Number* entries, std::size_t size, float* to, int* exponent) {
+  Number largest = 0;
+  for (std::size_t i = 0; i < size; ++i) largest = std::max(largest, entries[i]);
+  if (!(largest > 0)) return false;
+  *exponent = Exponent(static_cast<double>(largest));
+  const double scale = std::ldexp(1.0, -*exponent);
+  for (std::size_t i = 0; i < size; ++i) to[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
+  return true;
+}
+
+// entries[i] /= against[offset(i)], 0 where that is 0; answers whether any was.
+template <class Number>
+bool Divide(Number* entries, std::size_t size, const float* against) {
+  bool zero = false;
+  for (std::size_t i = 0; i < size; ++i) {
+    const bool none = against[i] == 0;
+    zero |= none;
+    entries[i] = none ? 0 : entries[i] / static_cast<Number>(against[i]);
+  }
+  return zero;
+}
+
+}  // namespace
+
+// The exponent that the entries carry so far stands in the message; answers whether any entry is above 0.
+bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide) {
+  Message& message = messages[At(m)];
+  const SeparatorState& separator = separators[At(m / 2)];
+  const std::size_t size = FreeSize(separator.variables);
+  bool moved = false;
+  int numFixed = 0;
+  for (std::size_t k = 0; k < separator.variables.size(); ++k) {
+    const int state = findings[At(separator.variables[k])].state;
+    moved |= (message.fixedAt[k] == FREE) != (state == FREE);
+    numFixed += state != FREE;
+    message.fixedAt[k] = state;
+  }
+  message.numFixed = numFixed;
+  if (moved) ++cliques[At(tree->separators[At(m / 2)].cliques[1 - m % 2])].layout;
+  message.rests = false;
+  if (divide) {
+    const Message& against = messages[At(m ^ 1)];
+    message.exponent -= against.exponent;
+    const float* divisors = against.probs;
+    if (against.numFixed < numFixed) {
+      // The part of it that agrees with the findings.
+      slice.clear();
+      slice.reserve(size);
+      ForEachFree(separator.variables, against.fixedAt,
+                  [&](std::size_t index) { slice.push_back(against.probs[index]); });
+      divisors = slice.data();
+    }
+    message.rests = target.wide ? Divide(target.wide, size, divisors) : Divide(target.narrow, size, divisors);
+  }
+  int exponent = 0;
+  const bool good = target.wide ? Scale(target.wide, size, message.probs, &exponent)
+                                : Scale(target.narrow, size, message.probs, &exponent);
+  message.exponent += exponent;
+  message.valid = good;
+  return good;
+}
+
+bool Inference::Impl::MakeMessage(int c, int k) {
+  Link& link = cliques[At(c)].links[At(k)];
+  if (link.send.layout != cliques[At(c)].layout) Prepare(&link.send, c, k, std::span<const int>(&k, 1), {}, false);
+  Message& message = messages[At(link.out)];
+  targets.assign(1, Target(0, FreeSize(separators[At(link.separator)].variables), message.probs));
+  Run(&link.send, c, k);
+  message.exponent = IncomingExponent(c, k);
+  return StoreMessage(link.out, targets[0], false);
+}
+
+// Makes every message into the clique valid, deepest first; false when one of them is all 0.
+bool Inference::Impl::Collect(int root) {
+  // path: cliques from the root down to the one looked at; cursor: the link of each looked at next.
+  path.assign(1, root);
+  cursor.assign(1, 0);
+  while (!path.empty()) {
+    const int c = path.back();
+    const CliqueState& clique = cliques[At(c)];
+    const int above = path.size() > 1 ? path[path.size() - 2] : -1;
+    bool descended = false;
+    while (At(cursor.back()) < clique.links.size()) {
+      const Link& link = clique.links[At(cursor.back()++)];
+      if (link.neighbour == above || messages[At(link.in)].valid) continue;
+      path.push_back(link.neighbour);
+      cursor.push_back(0);
+      descended = true;
+      break;
+    }
+    if (descended) continue;
+    if (above >= 0) {
+      int k = 0;
+      while (clique.links[At(k)].neighbour != above) ++k;
+      if (!MakeMessage(c, k)) return false;
+    }
+    path.pop_back();
+    cursor.pop_back();
+  }
+  return true;
+}
+
+// A table over the free ones of the nodes, given that the messages into the clique are valid. The key tells sets of
+// nodes apart.
+const double* Inference::Impl::SumOnto(int c, int key, std::span<const int> nodes) {
+  PreparedPass& pass = cliques[At(c)].read;
+  if (pass.layout != cliques[At(c)].layout || pass.key != key) Prepare(&pass, c, -1, {}, nodes, true);
+  pass.key = key;
+  targets.assign(1, Target(0, FreeSize(nodes), nullptr));
+  Run(&pass, c, -1);
+  return sums[0].data();
+}
+
+bool Inference::Impl::Normalize(const double* from_, std::span<float> to) const {
+  double whole = 0;
+  for (std::size_t i = 0; i < to.size(); ++i) whole = maximize ? std::max(whole, from_[i]) : whole + from_[i];
+  if (!(whole > 0)) {
+    std::fill(to.begin(), to.end(), 0.0f);
+    return false;
+  }
+  for (std::size_t i = 0; i < to.size(); ++i) to[i] = static_cast<float>(from_[i] / whole);
+  return true;
+}
+
+// From a table over the free ones of the variables, last fastest.
+bool Inference::Impl::MarginalOf(const double* table, std::span<const int> variables, int node, std::span<float> to) {
+  std::size_t outer = 1, inner = 1;
+  bool passed = false;
+  for (int v : variables) {
+    if (v == node)
+      passed = true;
+    else if (findings[At(v)].state == FREE)
+      (passed ? inner : outer) *= At(numstates[At(v)]);
+  }
+  marginal.assign(to.size(), 0.0);
+  for (std::size_t o = 0; o < outer; ++o) {
+    for (std::size_t s = 0; s < to.size(); ++s) {
+      double sum = marginal[s];
+      for (std::size_t i = 0; i < inner; ++i, ++table) sum = maximize ? std::max(sum, *table) : sum + *table;
+      marginal[s] = sum;
+    }
+  }
+  return Normalize(marginal.data(), to);
+}
+
+// Both messages are valid: their product is the separator's belief.
+bool Inference::Impl::ReadSeparator(int s, std::span<const int> nodes, const BeliefPlace& out) {
+  const SeparatorState& separator = separators[At(s)];
+  const Message& one = messages[2 * At(s)];
+  const Message& other = messages[2 * At(s) + 1];
+  joint.clear();
+  ForEachFree(separator.variables, one.fixedAt, [&](std::size_t index) { joint.push_back(one.probs[index]); });
+  std::size_t i = 0;
+  ForEachFree(separator.variables, other.fixedAt, [&](std::size_t index) { joint[i++] *= other.probs[index]; });
+  bool good = true;
+  for (int node : nodes) {
+    float* belief = out(node);
+    if (!belief || findings[At(node)].state != FREE) continue;
+    good &= MarginalOf(joint.data(), separator.variables, node, {belief, At(numstates[At(node)])});
+  }
+  return good;
+}
+
+// The cliques from one to another, both included, in path.
+void Inference::Impl::FindWay(int start, int end) {
+  path.clear();
+  work.clear();
+  while (start != end) {
+    if (depth[At(start)] >= depth[At(end)]) {
+      path.push_back(start);
+      start = parentClique[At(start)];
+    } else {
+      work.push_back(end);
+      end = parentClique[At(end)];
+    }
+  }
+  path.push_back(start);
+  path.insert(path.end(), work.rbegin(), work.rend());
+}
+
+// Of the cliques that hold the node, the nearest to where messages were collected.
+int Inference::Impl::CliqueForReading(int node) {
+  FindWay(entry[At(node)], pivot);
+  int best = path[0];
+  for (std::size_t i = 1; i < path.size(); ++i) {
+    const Vector<int>& members = cliques[At(path[i])].variables;
+    if (std::find(members.begin(), members.end(), node) == members.end()) break;
+    best = path[i];
+  }
+  return best;
+}
+
+// All messages out of the clique but the one to where we come from, and the beliefs of its lone variables.
+bool Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
+  CliqueState& clique = cliques[At(c)];
+  outgoing.clear();
+  for (std::size_t k = 0; k < clique.links.size(); ++k)
+    if (clique.links[k].neighbour != source && !messages[At(clique.links[k].out)].valid)
+      outgoing.push_back(static_cast<int>(k));
+  bool lone = false;
+  for (int node : clique.alone) lone |= findings[At(node)].state == FREE;
+  if (outgoing.empty() && !lone) return true;
+  PreparedPass& pass = clique.sweep;
+  if (pass.layout != clique.layout || pass.links != outgoing) {
+    pass.links = outgoing;
+    Prepare(&pass, c, -1, outgoing, clique.alone, lone);
+  }
+  targets.clear();
+  for (int k : outgoing) {
+    const Link& link = clique.links[At(k)];
+    targets.push_back(
+        Target(targets.size(), FreeSize(separators[At(link.separator)].variables), messages[At(link.out)].probs));
+  }
+  if (lone) targets.push_back(Target(targets.size(), FreeSize(clique.alone), nullptr));
+  Run(&pass, c, -1);
+  bool good = true;
+  const long long exponent = IncomingExponent(c, -1);
+  for (std::size_t i = 0; i < outgoing.size(); ++i) {
+    const int m = clique.links[At(outgoing[i])].out;
+    messages[At(m)].exponent = exponent;
+    good &= StoreMessage(m, targets[i], true);
+  }
+  for (int node : clique.alone) {
+    float* belief = out(node);
+    if (!belief || findings[At(node)].state != FREE) continue;
+    good &= MarginalOf(targets.back().wide, clique.alone, node, {belief, At(numstates[At(node)])});
+  }
+  return good;
+}
+
+Status Inference::Propagate() {
+  Impl& impl = *impl_;
+  if (impl.propagated) return impl.status;
+  if (!impl.filled) return Status::NoMemory;
+  impl.propagated = true;
+  impl.status = Status::Inconsistent;
+  impl.total = 0;
+  impl.totalExponent = 0;
+  if (impl.cliques.empty()) {
+    impl.total = 1;
+    return impl.status = Status::Done;
+  }
+  if (!impl.Collect(impl.pivot)) return impl.status;
+  impl.total = *impl.SumOnto(impl.pivot, -1, {});
+  impl.totalExponent = impl.IncomingExponent(impl.pivot, -1);
+  if (impl.numWeighted > 0) {
+    for (const Finding& finding : impl.findings) {
+      if (!finding.weighted) continue;
+      impl.total *= finding.scale;
+      if (!(impl.total > 0)) break;
+      const int exponent = Exponent(impl.total);
+      impl.total = std::ldexp(impl.total, -exponent);
+      impl.totalExponent += exponent;
+    }
+  }
+  if (impl.total > 0) impl.status = Status::Done;
+  return impl.status;
+}
+
+double Inference::Probability() const {
+  const long long exponent = std::clamp(impl_->totalExponent, -100000LL, 100000LL);
+  return std::ldexp(impl_->total, static_cast<int>(exponent));
+}
+
+double Inference::LogProbability() const {
+  if (!(impl_->total > 0)) return -std::numeric_limits<double>::infinity();
+  return std::log(impl_->total) + static_cast<double>(impl_->totalExponent) * 0.69314718055994530942;
+}
+
+bool Inference::Beliefs(int node, std::span<float> out) {
+  Impl& impl = *impl_;
+  const int state = impl.findings[At(node)].state;
+  std::fill(out.begin(), out.end(), 0.0f);
+  if (Propagate() != Status::Done) return false;
+  if (state != FREE || out.size() == 1) {
+    out[At(std::max(state, 0))] = 1;
+    return true;
+  }
+  for (int s : impl.separatorsOf[At(node)])
+    if (impl.messages[2 * At(s)].valid && impl.messages[2 * At(s) + 1].valid)
+      return impl.ReadSeparator(s, std::span<const int>(&node, 1), [&](int) { return out.data(); });
+  const int c = impl.CliqueForReading(node);
+  if (!impl.Collect(c)) return false;
+  return impl.Normalize(impl.SumOnto(c, node, std::span<const int>(&node, 1)), out);
+}
+
+bool Inference::AllBeliefs(const std::function<float*(int)>& out) {
+  Impl& impl = *impl_;
+  if (Propagate() != Status::Done) return false;
+  bool good = true;
+  // Outward from where messages were collected.
+  impl.path.clear();
+  impl.cameFrom.clear();
+  if (!impl.cliques.empty()) {
+    impl.path.push_back(impl.pivot);
+    impl.cameFrom.push_back(-1);
+  }
+  for (std::size_t head = 0; head < impl.path.size(); ++head) {
+    const int c = impl.path[head], source = impl.cameFrom[head];
+    for (const Link& link : impl.cliques[At(c)].links) {
+      if (link.neighbour == source) continue;
+      impl.path.push_back(link.neighbour);
+      impl.cameFrom.push_back(c);
+    }
+    good &= impl.Sweep(c, source, out);
+  }
+  for (std::size_t s = 0; s < impl.separators.size(); ++s) {
+    const Vector<int>& nodes = impl.separators[s].read;
+    if (!nodes.empty()) good &= impl.ReadSeparator(static_cast<int>(s), nodes, out);
+  }
+  for (std::size_t i = 0; i < impl.findings.size(); ++i) {
+    const int state = impl.findings[i].state;
+    if (state == FREE && impl.numstates[i] > 1) continue;
+    float* belief = out(static_cast<int>(i));
+    if (!belief) continue;
+    std::fill_n(belief, impl.numstates[i], 0.0f);
+    belief[std::max(state, 0)] = 1;
+  }
+  return good;
+}
+
+bool Inference::FamilyMarginal(int node, std::span<float> out) {
+  Impl& impl = *impl_;
+  std::fill(out.begin(), out.end(), 0.0f);
+  if (Propagate() != Status::Done) return false;
+  const int c = impl.tree->home[At(node)];
+  if (!impl.Collect(c)) return false;
+  Vector<int> family(impl.parents[At(node)].begin(), impl.parents[At(node)].end());
+  family.push_back(node);
+  const double* sums = impl.SumOnto(c, -2 - node, family);
+  // The sums are dense over the free variables; the rest of the table stays 0.
+  Vector<float> normalized(impl.FreeSize(family));
+  const bool good = impl.Normalize(sums, normalized);
+  std::size_t i = 0;
+  impl.ForEachFree(family, {}, [&](std::size_t index) { out[index] = normalized[i++]; });
+  return good;
+}
+
+}  // namespace bravic::engine

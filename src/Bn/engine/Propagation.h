@@ -1,0 +1,184 @@
+// The inside of Inference, shared by its files: Inference.cpp findings and what they make stale, Potentials.cpp
+// layouts, allocation and filling, Propagation.cpp messages and beliefs.
+#pragma once
+
+#include <cstdint>
+
+#include "Bn/engine/Engine.h"
+#include "Bn/engine/Pass.h"
+
+namespace bravic::engine {
+
+inline std::size_t At(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+inline constexpr int FREE = -1;
+inline constexpr std::size_t WIDE_TARGET = 65536;  // larger targets are summed in floats
+inline constexpr double PLAIN_ENTRIES = 24;        // smaller passes go entry by entry
+
+// A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
+struct Message {
+  float* probs = nullptr;  // points into the separator's block; entries over the free variables, last fastest
+  long long exponent = 0;  // the weights are probs * 2^exponent, all that lies behind it included
+  bool valid = false;
+  bool rests = false;   // on the opposite message's zeros
+  int numFixed = 0;     // variables at which it holds one state alone
+  Vector<int> fixedAt;  // [variable of the separator] that state, or FREE
+};
+
+// A pass prepared for the clique's present layout: which of its variables are known, which incoming messages hold
+// one state alone, which likelihoods there are. The states themselves only move where tables begin.
+struct PreparedPass {
+  unsigned layout = 0;  // of the clique when it was prepared; 0 never
+  int key = -1;         // what it sums onto, where that may vary
+  Vector<int> links;    // (sweep) outgoing links that it sums onto
+  bool plain = false;
+  PassShape shape;
+  PassPlan plan;
+  struct Shift {
+    int table, node, stride;  // table begins at state * stride
+  };
+  Vector<Shift> shifts;
+};
+
+struct Link {
+  int neighbour, separator, in, out;  // in, out: messages
+  Vector<int> axes;                   // [variable of the separator] its place in the clique
+  PreparedPass send;
+};
+
+// Variables of one state are left out of tables.
+struct CliqueState {
+  Vector<int> variables;  // first varies slowest
+  Vector<int> strides;    // parallel
+  Vector<Link> links;
+  Vector<int> homed;    // nodes whose tables are multiplied in here
+  Vector<int> entered;  // nodes whose findings are entered here
+  Vector<int> alone;    // variables of no other clique
+  Block<float> potential;
+  std::size_t size = 1;
+  unsigned layout = 1;
+  PreparedPass sweep;  // onto the separators of outgoing links and the lone variables
+  PreparedPass read;   // onto a node, a family or the total
+};
+
+struct SeparatorState {
+  Vector<int> variables;
+  Vector<int> read;     // nodes whose beliefs are read here
+  Block<float> tables;  // both messages
+  std::size_t size = 1;
+};
+
+struct Finding {
+  int state = FREE;
+  bool weighted = false;
+  Vector<float> weights;  // largest entry 1, then slack
+  double scale = 1;
+};
+
+using BeliefPlace = std::function<float*(int node)>;
+
+struct Inference::Impl {
+  const JunctionTree* tree = nullptr;
+  std::span<const Vector<int>> parents;
+  Vector<int> numstates;
+  Vector<CliqueState> cliques;
+  Vector<SeparatorState> separators;
+  Vector<Message> messages;
+  Vector<Finding> findings;
+  Vector<int> entry;                            // [node] smallest clique that holds it
+  Vector<int> readAt;                           // [node] smallest separator that holds it, or -1
+  Vector<Vector<int>> cliquesOf, separatorsOf;  // [node]
+  Vector<int> parentClique, depth;              // with the first clique as root
+  bool laidOut = false, allocated = false, filled = false;
+  bool maximize = false;
+  int numWeighted = 0;
+
+  bool propagated = false;
+  Status status = Status::Done;
+  int pivot = 0;  // clique to which messages are collected: where the latest change was
+  double total = 0;
+  long long totalExponent = 0;
+  unsigned long long stamp = 1;
+
+  // Scratch.
+  const Kernels* kernels = &BestKernels();
+  Vector<float> arena;
+  Vector<const float*> factors;
+  Vector<PassTarget> targets;
+  Vector<Vector<double>> sums;
+  Vector<double> joint, marginal;
+  Vector<float> slice, fillTables;
+  PassShape fillShape;
+  PassPlan fillPlan;
+  Vector<int> path, cursor, work, cameFrom, outgoing, axisOf;
+
+  void Build();
+  void RootTree();
+
+  // Findings and validity.
+  void Invalidate(int message);
+  void InvalidateFrom(int clique);
+  void InvalidateAll();
+  void Changed(int clique);
+  void LayoutChanged(int node);
+  void ForgetState(int node);
+  void SetFinding(int node, int state, std::span<const float> weights, double scale);
+
+  // Layouts and potentials.
+  void ChooseLayouts();
+  void OrderVariables(int clique);
+  void FullShape(const CliqueState& clique, std::span<const int> variables, PassShape* shape);
+  void FillClique(int clique, const std::function<const float*(int)>& table);
+
+  // Passes.
+  void Prepare(PreparedPass* pass, int clique, int exceptLink, std::span<const int> outLinks,
+               std::span<const int> nodes, bool ontoNodes);
+  void Run(PreparedPass* pass, int clique, int exceptLink);
+  PassTarget Target(std::size_t k, std::size_t size, float* narrow);
+  bool StoreMessage(int message, const PassTarget& target, bool divide);
+  bool MakeMessage(int clique, int link);
+  bool Collect(int clique);
+  const double* SumOnto(int clique, int key, std::span<const int> nodes);
+  long long IncomingExponent(int clique, int exceptLink) const;
+  std::size_t FreeSize(std::span<const int> variables) const;
+  bool Sweep(int clique, int source, const BeliefPlace& out);
+  bool ReadSeparator(int separator, std::span<const int> nodes, const BeliefPlace& out);
+  bool MarginalOf(const double* table, std::span<const int> variables, int node, std::span<float> to);
+  bool Normalize(const double* from, std::span<float> to) const;
+  void FindWay(int start, int end);
+  int CliqueForReading(int node);
+
+  // Calls visit(index) for each configuration of the variables that agrees with the findings, last fastest: its
+  // index in a table over those of them that fixedAt leaves free (all when it is empty).
+  template <class Visit>
+  void ForEachFree(std::span<const int> variables, std::span<const int> fixedAt, Visit visit) const {
+    int sizes[64], strides[64], at[64] = {}, count = 0, stride = 1;
+    std::size_t index = 0;
+    for (std::size_t k = variables.size(); k-- > 0;) {
+      const int v = variables[k];
+      if (numstates[At(v)] == 1 || (!fixedAt.empty() && fixedAt[k] != FREE)) continue;
+      if (findings[At(v)].state == FREE) {
+        sizes[count] = numstates[At(v)];
+        strides[count++] = stride;
+      } else {
+        index += At(findings[At(v)].state * stride);
+      }
+      stride *= numstates[At(v)];
+    }
+    for (;;) {
+      visit(index);
+      int k = 0;
+      for (;; ++k) {
+        if (k == count) return;
+        index += At(strides[k]);
+        if (++at[k] < sizes[k]) break;
+        index -= At(at[k] * strides[k]);
+        at[k] = 0;
+      }
+    }
+  }
+};
+
+}  // namespace bravic::engine

@@ -1,0 +1,175 @@
+// Passes over random shapes: plans against the entry-by-entry way, and every instruction set against plain code bit
+// for bit.
+#include "Bn/engine/Pass.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "support/random.h"
+
+namespace bravic::testing {
+namespace {
+
+using engine::KERNEL_SLACK;
+using engine::PassPlan;
+using engine::PassShape;
+using engine::PassTarget;
+
+// A shape with its tables filled: axes shuffled in the other tables, some axes fixed in the potential.
+struct Case {
+  PassShape shape;
+  std::vector<std::vector<float>> tables;
+  std::vector<std::size_t> targetSizes;
+
+  explicit Case(Random& random) {
+    const int axes = random.Below(7);
+    shape.Clear(axes);
+    const bool large = random.Chance(0.3);
+    std::size_t stride = 1;
+    for (int a = axes; a-- > 0;) {
+      shape.sizes[static_cast<std::size_t>(a)] =
+          random.Chance(large ? 0.05 : 0.02) ? random.Between(2, 300) : random.Between(2, large ? 9 : 4);
+      if (random.Chance(0.15)) stride *= static_cast<std::size_t>(random.Between(2, 5));  // a known variable
+      shape.Strides(0)[a] = static_cast<int>(stride);
+      stride *= static_cast<std::size_t>(shape.sizes[static_cast<std::size_t>(a)]);
+      if (stride > 300000) shape.sizes[static_cast<std::size_t>(a)] = 2;
+    }
+    tables.push_back(Fill(random, stride));
+    for (int f = random.Below(7); f > 0; --f) {
+      const double keep = random.Share();
+      tables.push_back(Fill(random, Place(random, shape.AddFactor(), keep)));
+    }
+    for (int t = random.Between(1, 4); t > 0; --t)
+      targetSizes.push_back(Place(random, shape.AddTarget(), random.Share()));
+  }
+
+  std::size_t Place(Random& random, int* strides, double keep) {
+    std::vector<int> own;
+    for (int a = 0; a < shape.numAxes; ++a)
+      if (random.Chance(keep)) own.push_back(a);
+    if (random.Chance(0.4))
+      for (std::size_t i = own.size(); i > 1; --i)
+        std::swap(own[i - 1], own[static_cast<std::size_t>(random.Below(static_cast<int>(i)))]);
+    std::size_t size = 1;
+    for (std::size_t i = own.size(); i-- > 0;) {
+      strides[own[i]] = static_cast<int>(size);
+      size *= static_cast<std::size_t>(shape.sizes[static_cast<std::size_t>(own[i])]);
+    }
+    return size;
+  }
+
+  static std::vector<float> Fill(Random& random, std::size_t size) {
+    std::vector<float> table(size + KERNEL_SLACK);
+    const double zeros = random.Chance(0.5) ? 0 : 0.5;
+    for (float& x : table) x = random.Chance(zeros) ? 0.0f : static_cast<float>(random.Share());
+    return table;
+  }
+
+  std::vector<const float*> Factors() const {
+    std::vector<const float*> factors;
+    for (std::size_t f = 1; f < tables.size(); ++f) factors.push_back(tables[f].data());
+    return factors;
+  }
+};
+
+struct Sums {
+  std::vector<std::vector<double>> wide;
+  std::vector<std::vector<float>> narrow;
+  std::vector<PassTarget> targets;
+
+  Sums(const Case& c, bool inDoubles) {
+    for (std::size_t size : c.targetSizes) {
+      wide.emplace_back(size, 0.0);
+      narrow.emplace_back(size, 0.0f);
+    }
+    for (std::size_t t = 0; t < wide.size(); ++t)
+      targets.push_back(inDoubles ? PassTarget{wide[t].data(), nullptr} : PassTarget{nullptr, narrow[t].data()});
+  }
+};
+
+TEST(Pass, PlansAgreeWithThePlainWayOnEveryInstructionSet) {
+  for (std::uint64_t seed = 1; seed <= 600; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    Case c(random);
+    const bool maximize = random.Chance(0.3), inDoubles = random.Chance(0.7);
+    const auto factors = c.Factors();
+    Sums exact(c, true);
+    RunPlainly(c.shape, c.tables[0].data(), factors.data(), exact.targets.data(), maximize);
+    PassPlan plan;
+    MakePlan(c.shape, &plan);
+    Sums first(c, inDoubles);
+    for (int k = 0; k < engine::NumKernels(); ++k) {
+      Sums sums(c, inDoubles);
+      std::vector<float> arena(plan.arena, std::nanf(""));
+      RunPlan(plan, engine::KernelsNumber(k), c.tables[0].data(), factors.data(), sums.targets.data(), arena.data(),
+              maximize);
+      if (k == 0) first = sums;
+      EXPECT_EQ(sums.wide, first.wide) << engine::KernelsNumber(k).name;
+      EXPECT_EQ(sums.narrow, first.narrow) << engine::KernelsNumber(k).name;
+    }
+    for (std::size_t t = 0; t < exact.wide.size(); ++t)
+      for (std::size_t i = 0; i < exact.wide[t].size(); ++i)
+        ASSERT_NEAR(inDoubles ? first.wide[t][i] : first.narrow[t][i], exact.wide[t][i], 3e-6 * exact.wide[t][i])
+            << "target " << t << " entry " << i;
+  }
+}
+
+TEST(Pass, ProductFillsThePotential) {
+  for (std::uint64_t seed = 1; seed <= 200; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    Case c(random);
+    PassShape shape;
+    shape.Clear(c.shape.numAxes);
+    shape.sizes = c.shape.sizes;
+    int size = 1;
+    for (int a = shape.numAxes; a-- > 0;) {
+      shape.Strides(0)[a] = size;
+      size *= shape.sizes[static_cast<std::size_t>(a)];
+    }
+    for (int f = 1; f <= c.shape.numFactors; ++f) {
+      int* strides = shape.AddFactor();
+      std::copy_n(c.shape.Strides(f), shape.numAxes, strides);
+    }
+    PassPlan plan;
+    MakePlan(shape, &plan);
+    std::vector<float> arena(plan.arena), product(static_cast<std::size_t>(size), -1.0f);
+    const auto factors = c.Factors();
+    RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), arena.data());
+    // The same as the sum onto a table of all axes, of a potential of ones.
+    int* strides = shape.AddTarget();
+    std::copy_n(shape.Strides(0), shape.numAxes, strides);
+    const std::vector<float> ones(static_cast<std::size_t>(size), 1.0f);
+    std::vector<double> exact(static_cast<std::size_t>(size), 0.0);
+    const PassTarget target{exact.data(), nullptr};
+    RunPlainly(shape, ones.data(), factors.data(), &target, false);
+    for (std::size_t i = 0; i < exact.size(); ++i) ASSERT_NEAR(product[i], exact[i], 1e-6 * exact[i]);
+  }
+}
+
+// Floats alone would stop growing at 2^24 terms.
+TEST(Pass, LongSumsKeepTheirPrecision) {
+  PassShape shape;
+  shape.Clear(5);
+  const int size = 32;
+  for (int a = 0, stride = size * size * size * size; a < 5; ++a, stride /= size) {
+    shape.sizes[static_cast<std::size_t>(a)] = size;
+    shape.Strides(0)[a] = stride;
+  }
+  shape.AddTarget();
+  shape.AddTarget()[0] = 1;
+  PassPlan plan;
+  MakePlan(shape, &plan);
+  const std::vector<float> potential(33554432 + KERNEL_SLACK, 0.1f);
+  std::vector<float> arena(plan.arena);
+  double whole = 0, part[32] = {};
+  const PassTarget targets[] = {{&whole, nullptr}, {part, nullptr}};
+  RunPlan(plan, engine::BestKernels(), potential.data(), nullptr, targets, arena.data(), false);
+  EXPECT_NEAR(whole / (33554432.0 * 0.1f), 1, 1e-6);
+  EXPECT_NEAR(part[31] / (1048576.0 * 0.1f), 1, 1e-6);
+}
+
+}  // namespace
+}  // namespace bravic::testing
