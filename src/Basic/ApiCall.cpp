@@ -23,9 +23,8 @@ constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
 
 void ApiCall::ComplainOfNesting(const char* function) {
   const char* running = currentFunction;
-  currentFunction = nullptr;
+  currentFunction = nullptr;  // the complaint is nobody's error
   ReportWarning(-5114, "API function %s is calling API function %s", running, function);
-  currentFunction = running;
 }
 
 bool ApiCall::RefuseWithoutReserve(int number) {

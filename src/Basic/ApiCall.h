@@ -42,7 +42,7 @@ class ApiCall {
   void LeaveNameSet() { leaveSet_ = true; }
 
  private:
-  static void ComplainOfNesting(const char* function);
+  static void ComplainOfNesting(const char* function);  // leaves the name cleared
   bool RefuseWithoutReserve(int number);
 
   bool leaveSet_ = false;

@@ -40,10 +40,6 @@ bool MayInteract() {
   return currentEnviron && currentEnviron->hasUserInteraction == 1;
 }
 
-bool MayPrintProgress() {
-  return showProgress && MayInteract();
-}
-
 void Indent(int level) {
   for (int i = 0; i < level; ++i) PrintToUser("  ");
 }
@@ -73,7 +69,7 @@ void Announce(Wait* wait) {
   } else if (wait->estimate != 0) {
     FormatText(time, sizeof time, " %.1f Mins", wait->estimate / SECONDS_PER_MINUTE);
   }
-  if (!MayPrintProgress() || !*time) return;
+  if (!showProgress || !*time) return;
   PrintToUser("\n");
   Indent(wait->level);
   PrintToUser("Waiting%s: %s.\n", time, wait->message);
@@ -89,7 +85,7 @@ bool HostHalts(const Wait& wait, double fraction) {
   return halts;
 }
 
-// The next of the accepted characters from the console; -1 when the console has ended.
+// The next of the accepted characters (NULL: any) from the console; -1 when the console has ended.
 int ReadAnswer(const char* accepted) {
   std::fflush(stdout);
   for (;;) {
@@ -158,7 +154,7 @@ bool ReportProgress(Wait* wait, double fraction, double remainingSeconds) {
   } else if (fraction > 0) {
     wait->estimate = elapsed / fraction;
   }
-  if (fraction > 0 && now - wait->lastShown >= SHORTEST_BETWEEN_LINES && MayPrintProgress()) {
+  if (fraction > 0 && now - wait->lastShown >= SHORTEST_BETWEEN_LINES && showProgress) {
     Indent(wait->level);
     PrintToUser("%5.1f %% done.\r", fraction * 100);
     wait->progressed = true;
@@ -191,7 +187,6 @@ bool AskYesNo(bool byDefault, const char* format, ...) {
   va_end(arguments);
   PrintToUser("%s (%s)? ", question, byDefault ? "YES/no" : "yes/NO");
   const int answer = ReadAnswer("yYoOtT1nNfF0\r\n");
-  if (answer < 0) return byDefault;
   return byDefault ? !std::strchr("nNfF0", answer) : std::strchr("yYoOtT1", answer) != nullptr;
 }
 

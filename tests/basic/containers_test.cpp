@@ -254,6 +254,8 @@ TEST_F(TypesTest, TablesAnswerByTag) {
   } object = {12, &object};
   EXPECT_EQ(StoredSize(&object), 4u) << "a boxed char";
   EXPECT_EQ(ObjectData(&object), &object.second);
+  object.tag = 5;
+  EXPECT_EQ(StoredSize(&object), 4u) << "a short";
   object.tag = 0x1000 | 12;
   EXPECT_EQ(ObjectData(&object), &object) << "indirect: where the second word points";
   object.tag = CONSOLE_TAG;

@@ -156,7 +156,9 @@ TEST_F(MemoryTest, OverlargeSizesNeverReachTheHeap) {
   EXPECT_EQ(TryAllocate(top - 4), nullptr);
   EXPECT_EQ(TryAllocateCleared(top / 2, 3), nullptr);
   EXPECT_EQ(TryMakeBlock<double>(top / 4), nullptr);
-  if constexpr (sizeof(std::size_t) > 4) EXPECT_EQ(TryAllocate(top / 2 / 0x7FFFFFFF), nullptr);
+  if constexpr (sizeof(std::size_t) > 4) {
+    EXPECT_EQ(TryAllocate(top / 2 / 0x7FFFFFFF), nullptr);
+  }
   EXPECT_EQ(requests, 0);
 }
 

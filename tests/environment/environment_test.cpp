@@ -169,14 +169,17 @@ TEST(Environment, SettingsKeepTheirRanges) {
   Close(env);
 }
 
-TEST(Environment, EachStartHasTheDefaultCheckingLevel) {
+TEST(Environment, EachStartIsAFreshOne) {
   environ_ns env = NewBravicEnviron_bn();
   Start(env);
   ArgumentChecking_ns(23, env);
+  ErrorDanger_ns(nullptr);  // leaves its call open
   Close(env);
   env = NewBravicEnviron_bn();
   Start(env);
   EXPECT_EQ(ArgumentChecking_ns(-1, env), 25);
+  EXPECT_EQ(SeedRandom_ns(1, env), 0);
+  EXPECT_EQ(GetError_ns(env, 0, nullptr), nullptr);
   Close(env);
 }
 
