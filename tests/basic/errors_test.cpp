@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,9 @@ TEST_F(ErrorsTest, WalksAndClearsLikeAPlainList) {
       ClearErrors_ns(env, danger);
       std::erase_if(known, [=](const Known& one) { return one.danger <= danger; });
     }
+    int worst = 0;
+    for (const Known& one : known) worst = std::max(worst, one.danger);
+    ASSERT_EQ(env->errs->danger, worst) << "step " << step;
     const int least = random.Below(7);
     std::vector<int> expected;
     for (const Known& one : known) {
@@ -80,6 +84,7 @@ TEST_F(ErrorsTest, GroupsAreWalkedThroughAndRaiseWhatEnclosesThem) {
   EXPECT_EQ(Walk(0), (std::vector<int>{1, 3, 4, 5}));
   EXPECT_EQ(WalkBack(0), (std::vector<int>{5, 4, 3, 1}));
   EXPECT_EQ(Walk(4), (std::vector<int>{4, 5}));
+  EXPECT_EQ(Walk(5), std::vector<int>{4});
   ClearErrors_ns(env, 3);
   EXPECT_EQ(Walk(0), (std::vector<int>{4, 5}));
   EXPECT_EQ(Reports(6), "");
@@ -197,6 +202,15 @@ TEST_F(ErrorsTest, ResultCodesBecomeTheSharedRecord) {
   EXPECT_EQ(shared->code, 8);
   ClearError_ns(shared);
   EXPECT_STREQ(ErrorMessage_ns(shared), "Error occurred");
+}
+
+TEST_F(ErrorsTest, AnInternalErrorWithinAnotherIsRefused) {
+  SetDisplayHooks(nullptr, [](int, const char*) {
+    ReportInternal(-2, "second");
+    return 1;
+  });
+  EXPECT_EQ(ReportInternal(-1, "first"), 1);
+  EXPECT_EQ(Reports(), "6 1 first\n");
 }
 
 TEST_F(ErrorsTest, LabelsAreRecycledWithAWarning) {

@@ -105,11 +105,13 @@ TEST(Environment, CallsBeforeTheStartAreRefused) {
   EXPECT_EQ(GetError_ns(env, 0, nullptr), nullptr);
   EXPECT_EQ(SeedRandom_ns(1, env), -1);
   EXPECT_EQ(HasFileIO_ns(2, env), -1);
+  EXPECT_EQ(SeedRandom_ns(1, env), -1);
   EXPECT_EQ(GetCapturedStderr(),
             Framed("this function called before InitBravic_bn (error 5101)") +
                 Framed("this function called before InitBravic_bn (error 5101)") +
                 Framed("HasFileIO_ns: Argument 'setting' is 2, but it should be -1 or between 0 and 1 inclusive "
-                       "(error 5531)"));
+                       "(error 5531)") +
+                Framed("this function called before InitBravic_bn (error 5101)"));
   EXPECT_EQ(MemoryUsed(), 0u);
   Close(env);
 }

@@ -97,6 +97,9 @@ TEST_F(InteractionTest, ProgressIsPrintedOnceASecond) {
   ReportProgress(wait, 0, 12);
   now += 1;
   ReportProgress(wait, 0, 0);
+  ShowProgress_ns(0, env);
+  now += 1;
+  ReportProgress(wait, 0.5, 0);
   EndWait(wait);
   EXPECT_EQ(GetCapturedStdout(), " 25.0 % done.\r 25.0 % done.\r              \r");
 }
@@ -197,8 +200,11 @@ TEST_F(InteractionTest, InternalErrorsAskWhatToDo) {
   }
   SetMemoryState(MEMORY_NORMAL);
   HasUserInteraction_ns(0, env);
+  Type("s");
   CaptureStdout();
+  CaptureStderr();
   EXPECT_EQ(ReportInternal(-42, "lost"), 0);
+  EXPECT_EQ(GetCapturedStderr(), "");
   EXPECT_EQ(GetCapturedStdout(), "");
   EXPECT_EQ(Reports(), "6 42 lost\n");
 }
