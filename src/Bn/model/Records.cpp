@@ -66,4 +66,5 @@ bnode::bnode() : value(bravic::UNDEF_DBL) {
 
 bnet::bnet() {
   elimorder.num = -1;
+  names = bravic::NewSymbolTable(53, "node names", false, true, 0.5, 2.0);
 }

@@ -297,8 +297,8 @@ bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement
   for (int i = 0; i < range.count; i++) {
     const std::string_view word = reader.words[static_cast<std::size_t>(range.first + i)];
     const node_bn found = FindEntry(reader, word, 0);
-    if (found && !found->isdefine) continue;
-    if (found) {
+    if (found && !found->isdefine && TagOf(found) == BNODE_TAG) continue;
+    if (found && found->isdefine) {
       ReadError(reader, -1077, "a DEFINED %s '%s' appears in the `%s` list of %s '%s', line %ld", format::NODE_WORD,
                 found->name, at.field, at.keyword, at.owner, reader.in.LineOf(place));
       return false;
@@ -311,6 +311,27 @@ bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement
   return true;
 }
 
+// An order holds every node once.
+bool CheckElimOrder(NetReader& reader, const nodelist_rec& order, const Statement& at) {
+  const int mark = NewMark();
+  for (node_bn node : Entries(order)) {
+    if (node->mark == mark) {
+      ReadError(reader, -1024, "illegal value '%s' for `%s` statement in %s '%s', line %ld", node->name, at.field,
+                at.keyword, at.owner, reader.in.LineOf(reader.elimOrderAt));
+      return false;
+    }
+    node->mark = mark;
+  }
+  const auto isMissing = [&](const bnode* node) { return node->mark != mark && node->kind != ASSUME_NODE; };
+  const auto nodes = Entries(reader.net->nodes);
+  const auto missing = std::count_if(nodes.begin(), nodes.end(), isMissing);
+  if (missing == 0) return true;
+  char context[160];
+  FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
+  reader.in.ReportAt(TOO_FEW_ITEMS, reader.elimOrderAt, {}, order.num, order.num + static_cast<long>(missing));
+  return ReportFault(reader, context);
+}
+
 void SetElimOrder(NetReader& reader) {
   const Statement at = {NET_FIELD_NAMES[NET_ELIMORDER], format::NET_WORD, reader.net->name};
   if (!reader.hasElimOrder || !CheckNames(reader, reader.elimOrder, reader.elimOrderAt, at)) return;
@@ -318,7 +339,7 @@ void SetElimOrder(NetReader& reader) {
   for (int i = 0; i < reader.elimOrder.count; i++) {
     Append(order, FindEntry(reader, reader.words[static_cast<std::size_t>(reader.elimOrder.first + i)], 0));
   }
-  SetNetElimOrder(reader.net, &order);
+  if (CheckElimOrder(reader, order, at)) SetNetElimOrder(reader.net, &order);
   ClearList(order);
 }
 

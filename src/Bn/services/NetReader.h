@@ -1,5 +1,6 @@
 // Inside the net file reader: what is being read and the pieces shared by its modules. NetReader.cpp reads files and
-// net blocks, NodeReader.cpp node blocks, TableReader.cpp tables, NetValues.cpp the values of statements.
+// net blocks, NodeReader.cpp and its neighbours node blocks, TableReader.cpp tables, NetValues.cpp the values of
+// statements.
 //
 // A file is read in one pass. What a statement needs may come later in the file: parents are resolved when their
 // names are known, at the latest at the end of the net block, and a table that has to wait for its parents is left
@@ -7,7 +8,6 @@
 #pragma once
 
 #include "Basic/InputChannel.h"
-#include "Basic/SymbolTable.h"
 #include "Bn/model/Net.h"
 #include "Bn/services/NetFormat.h"
 
@@ -106,7 +106,7 @@ bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber);
 bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names);
 void FreeNames(char** names, int count);
 
-// NodeReader.cpp. Reads from behind the keyword to the closing "}" and ";".
+// Node blocks. Reads from behind the keyword to the closing "}" and ";".
 void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine);
 // Resolves the parents, if all names are known, and makes preds. final: unknown names are errors.
 bool LinkParents(NetReader& reader, NodeEntry& entry, bool final);

@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "Basic/SymbolTable.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Tables.h"
 

@@ -1,54 +1,14 @@
 // Node blocks: nodes, define-nodes and placeholders. Statements whose values stand on their own are read where they
 // stand; the values that depend on others (levels, findings, tables) are read at the end of the block or, when their
 // parents come later in the file, at the end of the net.
+#include "Bn/services/NodeReader.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
-#include "Bn/model/Attributes.h"
-#include "Bn/model/Tables.h"
-#include "Bn/services/NetReader.h"
 
 namespace bravic {
-namespace {
-
-constexpr int MAX_STATES = 1 << 24;  // what a `numstates` statement without names may ask for
-constexpr double VALUE_TOLERANCE = 1e-5;
-
-// A node block while it is read.
-struct NodeBlock {
-  NetReader& reader;
-  NodeEntry& entry;
-  bnode& node;
-  const char* keyword;
-  bool inheritLate;                   // fields are inherited at the end of the block, not at its head
-  bool stated[NUM_NODE_FIELDS] = {};  // its statement was met, good or bad
-  bool failed[NUM_NODE_FIELDS] = {};
-  bool done[NUM_NODE_FIELDS] = {};    // a dependent statement that was read where it stands
-  Place word[NUM_NODE_FIELDS] = {};   // of the statement
-  Place value[NUM_NODE_FIELDS] = {};  // of a value that waits; 0 when none does
-  int statedParents = -1;             // of a `numparents` statement
-
-  Statement At(NodeField field) const { return {NODE_FIELD_NAMES[field], keyword, node.name}; }
-  unsigned char& Status(NodeField field) { return node.fields[field]; }
-};
-
-constexpr NodeField TABLES[] = {NODE_FUNCTABLE, NODE_PROBS, NODE_NUMCASES};
-// Read at the end of the block, in this order.
-constexpr NodeField WAITING[] = {NODE_LEVELS, NODE_BELIEF, NODE_EVIDENCE, NODE_VALUE, NODE_LIKELIHOOD};
-
-int FindWord(std::string_view word, const char* const* names, int count) {
-  for (int i = 0; i < count; i++) {
-    if (word == names[i]) return i;
-  }
-  return -1;
-}
-
-int QuoteLength(std::string_view word) {
-  return static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD));
-}
 
 void SetText(char*& field, char* text) {
   Free(field);
@@ -68,7 +28,7 @@ void DropLevels(bnode& node) {
 }
 
 // Only what was inherited can be there already.
-void DropFindings(bnode& node) {
+static void DropFindings(bnode& node) {
   Free(node.likelihood);
   node.likelihood = nullptr;
   node.evidence = UNDEF_STATE;
@@ -76,7 +36,6 @@ void DropFindings(bnode& node) {
   for (NodeField field : {NODE_EVIDENCE, NODE_VALUE, NODE_LIKELIHOOD}) node.fields[field] = FIELD_ABSENT;
 }
 
-// A new number of states; what was inherited for another number goes.
 void SetNumStates(bnode& node, int numstates, FieldStatus status) {
   if (numstates != node.numstates) {
     DropStates(node);
@@ -85,6 +44,17 @@ void SetNumStates(bnode& node, int numstates, FieldStatus status) {
   }
   node.numstates = numstates;
   node.fields[NODE_NUMSTATES] = status;
+}
+
+namespace {
+
+constexpr int MAX_STATES = 1 << 24;  // what a `numstates` statement without names may ask for
+
+int FindWord(std::string_view word, const char* const* names, int count) {
+  for (int i = 0; i < count; i++) {
+    if (word == names[i]) return i;
+  }
+  return -1;
 }
 
 // --- Statements that stand on their own
@@ -224,7 +194,6 @@ bool IsTableReady(NodeBlock& block, NodeField field) {
 
 bool ReadTableStatement(NodeBlock& block, NodeField field) {
   if (!IsTableReady(block, field)) return Postpone(block, field);
-  block.done[field] = true;
   return ReadTable(block.reader, &block.node, field);
 }
 
@@ -294,385 +263,6 @@ bool ReadValue(NodeBlock& block, NodeField field) {
     default:
       return CannotRead(block, field);
   }
-}
-
-// --- Inheritance
-
-bool Carries(const bnode& define, NodeField field) {
-  return define.fields[field] != FIELD_ABSENT;
-}
-
-char* DupOrNull(const char* text) {
-  return text ? DupText(text) : nullptr;
-}
-
-void CopyStates(bnode& node, const bnode& define) {
-  const auto count = static_cast<std::size_t>(define.numstates);
-  node.states = static_cast<char**>(AllocateCleared(count, sizeof(char*)));
-  for (std::size_t i = 0; i < count; i++) node.states[i] = DupOrNull(define.states[i]);
-}
-
-void CopyLevels(bnode& node, const bnode& define) {
-  node.levels = static_cast<double*>(Allocate(BlockSize(define.levels)));
-  std::memcpy(node.levels, define.levels, BlockSize(define.levels));
-}
-
-float* DupVector(const float* from) {
-  if (!from) return nullptr;
-  auto* copy = static_cast<float*>(Allocate(BlockSize(from)));
-  std::memcpy(copy, from, BlockSize(from));
-  return copy;
-}
-
-// Takes the field of the first define-node that carries it. False when it cannot be taken.
-bool CopyField(NodeBlock& block, const bnode& define, NodeField field) {
-  bnode& node = block.node;
-  const bool sameStates = node.numstates == define.numstates;
-  switch (field) {
-    case NODE_KIND:
-      return node.kind = define.kind, true;
-    case NODE_DISCRETE:
-      return node.discrete = define.discrete, true;
-    case NODE_MEASURE:
-      return node.measure = define.measure, true;
-    case NODE_CHANCE:
-      return node.chance = define.chance, true;
-    case NODE_NUMSTATES:
-      return node.numstates = define.numstates, true;
-    case NODE_STATES:
-      if (!define.states || !sameStates) return false;
-      return CopyStates(node, define), true;
-    case NODE_LEVELS:
-      if (!define.levels || !sameStates || node.discrete != define.discrete) return false;
-      return CopyLevels(node, define), true;
-    case NODE_UNITS:
-      return SetText(node.units, DupOrNull(define.units)), true;
-    case NODE_TITLE:
-      return SetText(node.title, DupOrNull(define.title)), true;
-    case NODE_COMMENT:
-      return SetText(node.comment, DupOrNull(define.comment)), true;
-    case NODE_AUTHOR:
-      return SetText(node.author, DupOrNull(define.author)), true;
-    case NODE_WHOCHANGED:
-      return SetText(node.whochanged, DupOrNull(define.whochanged)), true;
-    case NODE_WHENCHANGED:
-      return node.whenchanged = define.whenchanged, true;
-    case NODE_LOCKED:
-      return node.locked = define.locked, true;
-    case NODE_EVIDENCE:
-      if (!sameStates || node.likelihood || node.value != UNDEF_DBL) return false;
-      return node.evidence = define.evidence, node.value = define.value, true;
-    case NODE_VALUE:
-      if (node.evidence != UNDEF_STATE || node.likelihood) return false;
-      if (define.evidence != UNDEF_STATE && !sameStates) return false;
-      return node.value = define.value, node.evidence = define.evidence, true;
-    case NODE_LIKELIHOOD:
-      if (!sameStates || node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) return false;
-      return node.likelihood = DupVector(define.likelihood), true;
-    default:
-      return false;
-  }
-}
-
-void InheritField(NodeBlock& block, NodeField field) {
-  if (block.Status(field) != FIELD_ABSENT) return;
-  for (const bnode* define : Entries(block.node.inherits)) {
-    if (!Carries(*define, field)) continue;
-    if (CopyField(block, *define, field)) block.Status(field) = FIELD_INHERITED;
-    return;
-  }
-}
-
-// The parents' names; the tables follow when all parents are linked.
-void InheritParents(NodeBlock& block) {
-  if (block.Status(NODE_PARENTS) != FIELD_ABSENT) return;
-  for (const bnode* define : Entries(block.node.inherits)) {
-    if (!Carries(*define, NODE_PARENTS)) continue;
-    for (const NodeEntry& entry : block.reader.entries) {
-      if (entry.node != define) continue;
-      block.entry.parents = entry.parents;
-      block.entry.parentsAt = entry.parentsAt;
-      block.entry.hasParents = true;
-    }
-    block.Status(NODE_PARENTS) = FIELD_INHERITED;
-    return;
-  }
-}
-
-void InheritFields(NodeBlock& block) {
-  for (int field = NODE_KIND; field <= NODE_BELIEF; field++) InheritField(block, static_cast<NodeField>(field));
-  InheritParents(block);
-}
-
-// --- The end of a block
-
-// A statement that must come before another one for it to be understood.
-bool Needs(const bnode& node, NodeField field, NodeField needed) {
-  const bool discretized = node.discrete == CONTINUOUS;
-  switch (needed) {
-    case NODE_DISCRETE:
-      return field == NODE_LEVELS || field == NODE_FUNCTABLE || field == NODE_PROBS;
-    case NODE_NUMSTATES:
-    case NODE_STATES:
-      return field != NODE_NUMCASES && field != NODE_VALUE && !(field == NODE_FUNCTABLE && discretized);
-    case NODE_LEVELS:
-      return discretized && field != NODE_LEVELS && field != NODE_NUMCASES && field != NODE_FUNCTABLE;
-    case NODE_PARENTS:
-      return field == NODE_FUNCTABLE || field == NODE_PROBS || field == NODE_NUMCASES;
-    default:
-      return false;
-  }
-}
-
-// Reports a waiting statement that stands before one it needs.
-bool StandsTooEarly(NodeBlock& block, NodeField field) {
-  constexpr NodeField NEEDED[] = {NODE_DISCRETE, NODE_NUMSTATES, NODE_STATES, NODE_LEVELS, NODE_PARENTS};
-  if (block.inheritLate && block.node.inherits.num) return false;
-  for (NodeField needed : NEEDED) {
-    if (!Needs(block.node, field, needed) || block.word[needed] <= block.word[field]) continue;
-    const long line = block.reader.in.LineOf(block.word[field]);
-    const char* name = NODE_FIELD_NAMES[field];
-    if (needed == NODE_PARENTS) {
-      ReadError(block.reader, -1053, "`%s` statement for %s '%s' should appear after PREDS, line %ld", name,
-                block.keyword, block.node.name, line);
-    } else {
-      ReadError(block.reader, -1021, "missing `%s` statement before `%s` statement in %s '%s', line %ld",
-                NODE_FIELD_NAMES[needed], name, block.keyword, block.node.name, line);
-    }
-    return true;
-  }
-  return false;
-}
-
-bool WrongLevelCount(NodeBlock& block, int count, int wanted) {
-  ReadError(block.reader, -1029,
-            "`%s` statement has %d entries, but there should be %d, because %s '%s' has %d states and is %s, line %ld",
-            NODE_FIELD_NAMES[NODE_LEVELS], count, wanted, block.keyword, block.node.name, block.node.numstates,
-            DISCRETE_NAMES[block.node.discrete], LineNow(block.reader));
-  return false;
-}
-
-bool ReadLevels(NodeBlock& block) {
-  NetReader& reader = block.reader;
-  bnode& node = block.node;
-  if (!ReadNumbers(reader, block.At(NODE_LEVELS), ILLEGAL_LIST_NUMBER)) return false;
-  const int count = static_cast<int>(reader.numbers.size());
-  // Where nothing else tells, the levels do.
-  const bool uncounted = block.Status(NODE_NUMSTATES) == FIELD_ABSENT;
-  if (node.discrete == UNKNOWN_DISCRETE && (uncounted || count == node.numstates + 1)) {
-    node.discrete = CONTINUOUS;
-    block.Status(NODE_DISCRETE) = FIELD_IMPLIED;
-  }
-  const bool continuous = node.discrete == CONTINUOUS;
-  if (continuous && count < 2) {
-    ReadError(reader, -1076, "`%s` statement has %ld entries, but minimum is %ld, because %s '%s' is %s, line %ld",
-              NODE_FIELD_NAMES[NODE_LEVELS], static_cast<long>(count), 2L, block.keyword, node.name,
-              DISCRETE_NAMES[node.discrete], LineNow(reader));
-    return false;
-  }
-  const bool counted = block.Status(NODE_NUMSTATES) != FIELD_ABSENT && block.Status(NODE_NUMSTATES) != FIELD_INHERITED;
-  const int implied = continuous ? count - 1 : count;
-  if (counted && implied != node.numstates) {
-    return WrongLevelCount(block, count, continuous ? node.numstates + 1 : node.numstates);
-  }
-  if (!counted) SetNumStates(node, implied, FIELD_IMPLIED);
-  DropLevels(node);
-  if (count) {
-    node.levels = static_cast<double*>(Allocate(reader.numbers.size() * sizeof(double)));
-    std::copy(reader.numbers.begin(), reader.numbers.end(), node.levels);
-  }
-  return true;
-}
-
-// A statement that has sense only for a node with states.
-bool HasStates(NodeBlock& block, NodeField field) {
-  if (IsDiscretized(block.node)) return true;
-  const char* name = NODE_FIELD_NAMES[field];
-  if (block.node.discrete == CONTINUOUS) {
-    ReadError(block.reader, -1035,
-              "there should not be an `%s` statement for %s '%s' because it is not a discrete or discretized variable, "
-              "line %ld",
-              name, block.keyword, block.node.name, LineNow(block.reader));
-  } else {
-    ReadError(block.reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
-              name, NODE_FIELD_NAMES[NODE_STATES], block.keyword, block.node.name, LineNow(block.reader));
-  }
-  return false;
-}
-
-bool ReadEvidence(NodeBlock& block) {
-  bnode& node = block.node;
-  if (!HasStates(block, NODE_EVIDENCE)) return false;
-  const std::string_view word = block.reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
-  const statetype state = StateOfWord(node, word);
-  if (state == UNDEF_STATE) {
-    ReadError(block.reader, -1036, "unknown label '%.*s' in `%s` statement of %s '%s', line %ld", QuoteLength(word),
-              word.data(), NODE_FIELD_NAMES[NODE_EVIDENCE], block.keyword, node.name, LineNow(block.reader));
-    return false;
-  }
-  node.evidence = state;
-  node.value = node.discrete == DISCRETE && node.levels ? node.levels[state] : UNDEF_DBL;
-  return true;
-}
-
-bool BadValue(NodeBlock& block, NodeField field, const char* reason) {
-  ReadError(block.reader, -777, "%s in `%s` statement of %s '%s', line %ld", reason, NODE_FIELD_NAMES[field],
-            block.keyword, block.node.name, LineNow(block.reader));
-  return false;
-}
-
-// The state that an `evidence` statement has given stays; a value only fills in what it leaves open.
-bool ReadNodeValue(NodeBlock& block) {
-  bnode& node = block.node;
-  double value;
-  if (!ReadNumber(block.reader, block.At(NODE_VALUE), &value)) return false;
-  if (value == UNDEF_DBL) return true;
-  if (node.discrete == DISCRETE && !node.levels) return BadValue(block, NODE_VALUE, "a value without levels");
-  if (node.evidence != UNDEF_STATE) {
-    if (node.discrete != DISCRETE) node.value = value;
-    return true;
-  }
-  if (node.levels && node.numstates > 0) {
-    const statetype state = StateOfValue(node, value, VALUE_TOLERANCE);
-    if (state < 0) return BadValue(block, NODE_VALUE, "a value outside all levels");
-    node.evidence = state;
-  }
-  node.value = value;
-  return true;
-}
-
-// A vector over the states, into reader.numbers; an empty list is no vector.
-bool ReadVector(NodeBlock& block, NodeField field, int number) {
-  if (!HasStates(block, field) || !ReadNumbers(block.reader, block.At(field), -777)) return false;
-  const auto& numbers = block.reader.numbers;
-  if (!numbers.empty() && static_cast<int>(numbers.size()) != block.node.numstates) {
-    ReadError(block.reader, number,
-              "`%s` statement has %d entries, but there should be %d, because %s '%s' has that many states, line %ld",
-              NODE_FIELD_NAMES[field], static_cast<int>(numbers.size()), block.node.numstates, block.keyword,
-              block.node.name, LineNow(block.reader));
-    return false;
-  }
-  const auto bad = [](double entry) { return !(entry >= 0 && entry <= 3.4e38); };
-  if (std::any_of(numbers.begin(), numbers.end(), bad)) return BadValue(block, field, "an illegal number");
-  return true;
-}
-
-float* MakeVector(const Vector<double>& numbers) {
-  auto* made = static_cast<float*>(Allocate(numbers.size() * sizeof(float)));
-  std::transform(numbers.begin(), numbers.end(), made, [](double entry) { return static_cast<float>(entry); });
-  return made;
-}
-
-// One non-zero entry is a state finding; a state finding that is there already stays alone.
-bool ReadLikelihood(NodeBlock& block) {
-  bnode& node = block.node;
-  if (!ReadVector(block, NODE_LIKELIHOOD, -1093)) return false;
-  const auto& numbers = block.reader.numbers;
-  if (numbers.empty() || node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) return true;
-  const auto isNonZero = [](double entry) { return static_cast<float>(entry) != 0; };
-  const auto nonZero = std::count_if(numbers.begin(), numbers.end(), isNonZero);
-  if (nonZero == 0) return BadValue(block, NODE_LIKELIHOOD, "likelihood consists of all zeroes");
-  if (nonZero == 1 && numbers.size() > 1) {
-    const auto place = std::find_if(numbers.begin(), numbers.end(), isNonZero);
-    node.evidence = static_cast<statetype>(place - numbers.begin());
-    if (node.discrete == DISCRETE && node.levels) node.value = node.levels[node.evidence];
-    return true;
-  }
-  node.likelihood = MakeVector(numbers);
-  return true;
-}
-
-bool ReadBelief(NodeBlock& block) {
-  bnode& node = block.node;
-  if (!ReadVector(block, NODE_BELIEF, -1160)) return false;
-  if (!block.reader.numbers.empty()) node.belief = MakeVector(block.reader.numbers);
-  return true;
-}
-
-bool ReadWaitingValue(NodeBlock& block, NodeField field) {
-  switch (field) {
-    case NODE_LEVELS:
-      return ReadLevels(block);
-    case NODE_BELIEF:
-      return ReadBelief(block);
-    case NODE_EVIDENCE:
-      return ReadEvidence(block);
-    case NODE_VALUE:
-      return ReadNodeValue(block);
-    default:
-      return ReadLikelihood(block);
-  }
-}
-
-void ReadWaiting(NodeBlock& block, NodeField field) {
-  if (!block.value[field] || StandsTooEarly(block, field)) return;
-  block.reader.in.SetPosition(static_cast<long>(block.value[field]));
-  const bool good = ReadWaitingValue(block, field);
-  if (good) {
-    block.Status(field) = FIELD_READ;
-    const int c = block.reader.in.Peek();
-    if (c != ';' && c != '}' && c != END_OF_INPUT) {
-      ReadError(block.reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld",
-                NODE_FIELD_NAMES[field], block.keyword, block.node.name, LineNow(block.reader));
-    }
-  }
-}
-
-// A state finding shows as certainty in the beliefs.
-void SetCertainBelief(bnode& node) {
-  if (node.evidence == UNDEF_STATE) return;
-  Free(node.belief);
-  node.belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node.numstates), sizeof(float)));
-  node.belief[node.evidence] = 1;
-}
-
-void CheckParentCount(NodeBlock& block) {
-  if (block.statedParents < 0) return;
-  const int count = block.entry.hasParents ? block.entry.parents.count : 0;
-  if (block.failed[NODE_PARENTS] || count == block.statedParents) return;
-  ReadError(block.reader, -1032, "`%s` stated to be %d, but other statements imply it is %d for %s '%s', line %ld",
-            NODE_FIELD_NAMES[NODE_NUMPARENTS], block.statedParents, count, block.keyword, block.node.name,
-            block.reader.in.LineOf(block.word[NODE_NUMPARENTS]));
-}
-
-// What is left unsaid about the node's discreteness and number of states.
-void SettleStates(NodeBlock& block) {
-  bnode& node = block.node;
-  const bool isnode = TagOf(&node) == BNODE_TAG && !node.isdefine;
-  if (node.discrete == UNKNOWN_DISCRETE && isnode && !block.stated[NODE_DISCRETE]) {
-    node.discrete = node.numstates > 0 ? DISCRETE : CONTINUOUS;
-    block.Status(NODE_DISCRETE) = FIELD_IMPLIED;
-  }
-  if (node.discrete == DISCRETE && node.numstates == 0 && isnode && !block.stated[NODE_NUMSTATES] &&
-      !block.stated[NODE_STATES]) {
-    ReadError(block.reader, -1022, "missing `%s` statement for %s '%s'", NODE_FIELD_NAMES[NODE_NUMSTATES],
-              block.keyword, node.name);
-  }
-}
-
-void FinishTable(NodeBlock& block, NodeField field) {
-  if (!block.value[field] || StandsTooEarly(block, field)) return;
-  Place& place = field == NODE_FUNCTABLE ? block.entry.functableAt
-                 : field == NODE_PROBS   ? block.entry.probsAt
-                                         : block.entry.numcasesAt;
-  place = block.value[field];
-}
-
-void FinishNode(NodeBlock& block) {
-  bnode& node = block.node;
-  const long resume = block.reader.in.Position();
-  if (block.inheritLate) InheritField(block, NODE_DISCRETE);
-  ReadWaiting(block, NODE_LEVELS);
-  if (block.inheritLate) InheritFields(block);
-  SettleStates(block);
-  for (NodeField field : WAITING) {
-    if (field != NODE_LEVELS) ReadWaiting(block, field);
-  }
-  SetCertainBelief(node);
-  CheckParentCount(block);
-  block.entry.inputsAt = block.value[NODE_INPUTS];
-  for (NodeField field : TABLES) FinishTable(block, field);
-  block.reader.in.SetPosition(resume);
 }
 
 // --- The block itself
@@ -888,85 +478,6 @@ bool LinkParents(NetReader& reader, NodeEntry& entry, bool final) {
     node.fields[NODE_PARENTS] = FIELD_ABSENT;
   }
   return false;
-}
-
-// --- What is inherited once all parents are linked
-
-namespace {
-
-// Whether a table of one node has the shape of one of the other's.
-bool SameRows(const bnode& a, const bnode& b) {
-  const auto same = [](const bnode* x, const bnode* y) { return x->numstates == y->numstates; };
-  return std::equal(a.preds.begin(), a.preds.end(), b.preds.begin(), b.preds.end(), same);
-}
-
-template <class T>
-bool CopyTable(T*& to, const T* from) {
-  if (!from) return false;
-  to = static_cast<T*>(TryAllocate(BlockSize(from)));
-  if (to) std::memcpy(to, from, BlockSize(from));
-  return to != nullptr;
-}
-
-bool CopyRelationField(bnode& node, const bnode& define, NodeField field) {
-  switch (field) {
-    case NODE_FUNCTABLE:
-      if (node.fields[NODE_PROBS] == FIELD_READ) return false;
-      if (node.discrete != DISCRETE) return define.discrete != DISCRETE && CopyTable(node.determinv, define.determinv);
-      return node.numstates == define.numstates && CopyTable(node.determin, define.determin);
-    case NODE_PROBS:
-      if (node.fields[NODE_FUNCTABLE] != FIELD_ABSENT || node.numstates != define.numstates) return false;
-      node.probsokay = -1;
-      return CopyTable(node.probs, define.probs);
-    case NODE_NUMCASES:
-      return CopyTable(node.numcases, define.numcases);
-    default:
-      if (!define.inputs) return false;
-      node.inputs = static_cast<char**>(AllocateCleared(static_cast<std::size_t>(node.preds.num), sizeof(char*)));
-      for (int i = 0; i < node.preds.num; i++) node.inputs[i] = DupText(define.inputs[i]);
-      return true;
-  }
-}
-
-}  // namespace
-
-// What depends on parents becomes the node's own, since a define-node keeps no links into the net.
-void InheritRelation(NodeEntry& entry) {
-  bnode& node = *entry.node;
-  const FieldStatus status = node.preds.num ? FIELD_READ : FIELD_INHERITED;
-  for (NodeField field : {NODE_INPUTS, NODE_FUNCTABLE, NODE_PROBS, NODE_NUMCASES}) {
-    for (const bnode* define : Entries(node.inherits)) {
-      if (node.fields[field] != FIELD_ABSENT || define->fields[field] == FIELD_ABSENT) continue;
-      if (SameRows(node, *define) && CopyRelationField(node, *define, field)) node.fields[field] = status;
-      break;
-    }
-  }
-  if (node.preds.num && node.fields[NODE_PARENTS] == FIELD_INHERITED) node.fields[NODE_PARENTS] = FIELD_READ;
-}
-
-void ReadInputs(NetReader& reader, NodeEntry& entry) {
-  bnode& node = *entry.node;
-  if (!entry.inputsAt) return;
-  const Statement at = {NODE_FIELD_NAMES[NODE_INPUTS], format::NODE_WORD, node.name};
-  const std::size_t numWords = reader.words.size();
-  reader.in.SetPosition(static_cast<long>(entry.inputsAt));
-  NameRange range;
-  char** names = nullptr;
-  bool good = ReadNames(reader, at, true, &range);
-  if (good && range.count != node.preds.num) {
-    ReadError(reader, -1031, "there are %d parents, but %d names in `%s` statement for %s '%s', line %ld",
-              node.preds.num, range.count, at.field, at.keyword, at.owner, LineNow(reader));
-    good = false;
-  }
-  good = good && MakeNames(reader, at, range, &names);
-  reader.words.resize(numWords);
-  if (!good) return;
-  node.fields[NODE_INPUTS] = FIELD_READ;
-  if (std::any_of(names, names + range.count, [](const char* name) { return name != nullptr; })) {
-    node.inputs = names;
-  } else {
-    FreeNames(names, range.count);
-  }
 }
 
 }  // namespace bravic
