@@ -137,6 +137,30 @@ UndoGroup::~UndoGroup() {
   --net_->sublevel;
 }
 
+// A sublevel above 0 keeps the private stack from being trimmed.
+PrivateUndo::PrivateUndo(net_bn net)
+    : net_(net),
+      undo_(net->undo),
+      redo_(net->redo),
+      sublevel_(net->sublevel),
+      depth_(depthLimit),
+      outer_(innermostGroup) {
+  net->undo = net->redo = nullptr;
+  net->sublevel = 1;
+  depthLimit = std::max(depthLimit, 1);
+  innermostGroup = nullptr;
+}
+
+PrivateUndo::~PrivateUndo() {
+  while (net_->undo) MoveTop(net_->undo, net_->redo);
+  FreeStack(net_->redo);
+  net_->undo = undo_;
+  net_->redo = redo_;
+  net_->sublevel = sublevel_;
+  depthLimit = depth_;
+  innermostGroup = outer_;
+}
+
 int UndoSequence(net_bn net) {
   return net->undo ? net->undo->sequence : 0;
 }

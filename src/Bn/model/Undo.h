@@ -70,6 +70,21 @@ class UndoGroup {
   UndoGroup* outer_;
   UndoRecord* group_ = nullptr;
 };
+// Records whatever happens to the net within its scope, whether recording is on or not, apart from the net's own
+// stacks; at its end everything is undone and forgotten, and the stacks are as they were.
+class PrivateUndo {
+ public:
+  explicit PrivateUndo(net_bn net);
+  ~PrivateUndo();
+  PrivateUndo(const PrivateUndo&) = delete;
+  PrivateUndo& operator=(const PrivateUndo&) = delete;
+
+ private:
+  net_bn net_;
+  UndoRecord *undo_, *redo_;
+  int sublevel_, depth_;
+  UndoGroup* outer_;
+};
 int UndoSequence(net_bn net);  // of the newest record, 0 when there is none
 void UndoTo(net_bn net, int sequence);
 void RedoTo(net_bn net, int sequence);
