@@ -1,0 +1,125 @@
+// Reading case files: tab-separated tables of observations, a row a case. The file is read through one buffer that
+// does not grow with it; the columns are planned once, and states are found by the bytes of their names in place.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+#include "Basic/Errors.h"
+#include "Bn/model/Records.h"
+#include "Win_Face/FileSpec.h"
+
+namespace bravic {
+
+inline constexpr char CASE_TYPE[] = "CASE";
+inline constexpr int CASE_VERSION = 1;
+inline constexpr char ID_COLUMN[] = "IDnum", FREQ_COLUMN[] = "NumCases";
+inline constexpr int MAX_COLUMN_NAME = 40;
+
+// What to do with an entry that names no state, or a column that names no node.
+enum AddNew { DONT_ADD_NEW = 0, ERR_ADD_NEW = 1, IF_EVID_ADD_NEW = 2, QUERY_ADD_NEW = 3, ALWAYS_ADD_NEW = 4 };
+
+// States by name: a small open-addressing table over the first eight bytes and the length of each name.
+class StateNames {
+ public:
+  void Fill(const bnode& node);
+  // text must have eight readable bytes after its start.
+  int Find(const char* text, std::size_t length) const {
+    if (slots_.empty()) return -1;
+    std::uint64_t key = FirstBytes(text, length);
+    for (std::size_t at = Slot(key, length);; at = (at + 1) & mask_) {
+      const Entry& entry = slots_[at];
+      if (entry.state < 0) return -1;
+      if (entry.key == key && entry.length == length && (length <= 8 || SameTail(entry, text))) return entry.state;
+    }
+  }
+
+ private:
+  struct Entry {
+    std::uint64_t key = 0;
+    std::size_t length = 0;
+    const char* name = nullptr;  // the node's
+    int state = -1;
+  };
+  static std::uint64_t FirstBytes(const char* text, std::size_t length);
+  static bool SameTail(const Entry& entry, const char* text);
+  std::size_t Slot(std::uint64_t key, std::size_t length) const {
+    return static_cast<std::size_t>(((key + length) * 0x9E3779B97F4A7C15ULL) >> 40) & mask_;
+  }
+  Vector<Entry> slots_;
+  std::size_t mask_ = 0;
+};
+
+struct CaseColumn {
+  enum Kind : unsigned char { Skipped, Id, Freq, Node } kind = Skipped;
+  int wanted = -1;  // index into the nodes wanted
+  node_bn node = nullptr;
+  StateNames names;
+};
+
+// One row. Entries of nodes wanted that have no column stay missing.
+struct CaseRow {
+  Vector<statetype> states;  // [wanted] UNDEF_STATE where missing
+  Vector<double> values;     // [wanted] UNDEF_DBL where missing
+  bool hasId = false;
+  long id = -1;
+  double freq = -1;  // -1 without a column
+};
+
+class CaseReader {
+ public:
+  CaseReader() = default;
+  ~CaseReader() { Close(); }
+  CaseReader(const CaseReader&) = delete;
+  CaseReader& operator=(const CaseReader&) = delete;
+
+  // Opens the file, checks its indicator and reads the column line. net may be NULL when no node is wanted.
+  Failure Open(const char* filename, net_bn net, std::span<const node_bn> wanted);
+  void Close();
+
+  enum class Result { Row, End, Bad };  // Bad: the row was refused and an error posted
+  Result Next(CaseRow* row);
+  bool Seek(long position);                    // false when the file has no such place
+  long RowStart() const { return rowStart_; }  // of the row last read
+  long Position() const { return bufferStart_ + static_cast<long>(at_ - buffer_.get()); }
+  double ShareRead() const {
+    return fileSize_ > 0 ? static_cast<double>(Position()) / static_cast<double>(fileSize_) : 1;
+  }
+
+  std::span<const CaseColumn> Columns() const { return columns_; }
+  bool HasId() const { return hasId_; }
+  bool HasFreq() const { return hasFreq_; }
+  bool EndsInLine() const { return endsInLine_; }  // the file's last byte is not a line end
+  AddNew statesSetting = DONT_ADD_NEW;
+
+ private:
+  Failure OpenAndPlan(net_bn net, std::span<const node_bn> wanted);
+  Failure ReadIndicator();
+  Failure ReadColumnLine(net_bn net, std::span<const node_bn> wanted);
+  void AddColumn(std::string_view name, net_bn net, int mark);
+  bool Refill();    // more bytes after what is unread; false at the end of the file
+  bool NeedLine();  // the whole next line is in the buffer; false at the end of the file
+  Failure ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
+  const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7 of file 'x'"
+  long LineOf(long position);
+
+  std::FILE* file_ = nullptr;
+  const char* filename_ = "";
+  long fileSize_ = 0;
+  Block<char> buffer_;  // with eight readable bytes after its end
+  std::size_t capacity_ = 0;
+  long bufferStart_ = 0;  // offset in the file of the buffer's first byte
+  const char* at_ = nullptr;
+  const char* end_ = nullptr;
+  const char* lineEnd_ = nullptr;  // after NeedLine: the line's end, exclusive
+  bool atEnd_ = false;
+  bool endsInLine_ = false;
+  long rowStart_ = 0;
+  const CaseRow* rowAtHand_ = nullptr;
+  Vector<CaseColumn> columns_;
+  bool hasId_ = false, hasFreq_ = false;
+};
+
+}  // namespace bravic

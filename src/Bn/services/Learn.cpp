@@ -1,0 +1,383 @@
+// A row of probabilities p with experience n stands for the counts n p. Files are counted in double precision beside
+// the tables, so that a million cases of weight 1 lose nothing, and the tables are made once at the end.
+
+#include "Bn/services/Learn.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Tables.h"
+#include "Bn/model/Undo.h"
+#include "Bn/services/CaseReader.h"
+#include "Win_Face/Interaction.h"
+
+extern "C" {
+double BaseExperience_bn = 1.0;
+}
+
+namespace bravic {
+
+namespace {
+
+// How far a count may fall below its share of the base before it counts as unlearning too much.
+double LowerBound(double count) {
+  return BaseExperience_bn - 0.000002 * std::max(1.0, std::fabs(count));
+}
+
+bool TakesPart(const bnode& node) {
+  return node.kind == NATURE_NODE && node.numstates > 0;
+}
+
+Failure TableMemory(int number, double nbytes, const bnode& node) {
+  char purpose[100];
+  std::snprintf(purpose, sizeof purpose, "to make full probability table for node '%s'", node.name);
+  return FailMemory(number, nbytes, purpose);
+}
+
+// A table of uniform rows, and experience where there is none; both may fail and are then nothing.
+Failure MakeLearnable(node_bn node) {
+  const long long rows = NumRows(*node);
+  const std::size_t numrows = static_cast<std::size_t>(rows > 0 ? rows : 0);
+  const std::size_t size = numrows * static_cast<std::size_t>(node->numstates);
+  const bool fresh = !node->probs && !node->determin && !node->determinv;
+  if (!fresh)
+    if (Failure failure = MakeProbs(node)) return failure;
+  if (!fresh && node->numcases) return nullptr;
+  Block<float> numcases = TryMakeBlock<float>(numrows);
+  if (!numcases) return TableMemory(-2137, static_cast<double>(numrows) * sizeof(float), *node);
+  Block<float> probs = TryMakeBlock<float>(size);
+  if (!probs) return TableMemory(-2183, static_cast<double>(size) * sizeof(float), *node);
+  std::fill_n(numcases.get(), numrows, static_cast<float>(node->numstates * BaseExperience_bn));
+  if (fresh)
+    std::fill_n(probs.get(), size, static_cast<float>(1.0 / node->numstates));
+  else
+    std::copy_n(node->probs, size, probs.get());
+  Relation relation;
+  relation.probs = probs.release();
+  relation.numcases = numcases.release();
+  InstallRelation(node, relation);
+  return nullptr;
+}
+
+double ExperienceOf(const bnode& node, long long row) {
+  float stored = node.numcases ? node.numcases[row] : NO_EXPERIENCE;
+  return stored == NO_EXPERIENCE ? node.numstates * BaseExperience_bn : static_cast<double>(stored);
+}
+
+// A row not given yet starts as a node without a table does.
+bool IsUndefinedRow(const float* row, int numstates) {
+  return std::find(row, row + numstates, UNDEF_PROB) != row + numstates;
+}
+
+Failure UnlearnedTooMuch(int number, double degree, const bnode& node) {
+  return Fail(number, "attempt to unlearn (degree = %g) more cases than were learned, for node '%s'", degree,
+              node.name);
+}
+
+Failure LearnOne(node_bn node, double degree) {
+  Vector<statetype> states;
+  for (node_bn member : Family(*node)) {
+    if (member->evidence < 0 || TagOf(member) == STUB_TAG) return nullptr;
+    states.push_back(member->evidence);
+  }
+  if (Failure failure = MakeLearnable(node)) return failure;
+  const long long at = RowIndex(*node, states.data());
+  const int numstates = node->numstates;
+  const float* old = node->probs + at * numstates;
+  if (old[0] == IMPOS_PROB) return nullptr;
+  const bool undefined = IsUndefinedRow(old, numstates);
+  const double experience = undefined ? numstates * BaseExperience_bn : ExperienceOf(*node, at);
+  const double after = experience + degree;
+  const double share = experience > 0 ? degree / experience : degree;
+  Vector<float> row(static_cast<std::size_t>(numstates));
+  double sum = share;
+  for (int k = 0; k < numstates; ++k) sum += undefined ? 1.0 / numstates : static_cast<double>(old[k]);
+  if (experience <= 0) sum = share;
+  const statetype found = states.back();
+  for (int k = 0; k < numstates; ++k) {
+    double entry = experience <= 0 ? 0 : undefined ? 1.0 / numstates : static_cast<double>(old[k]);
+    if (k == found) entry += share;
+    row[static_cast<std::size_t>(k)] = static_cast<float>(entry / sum);
+  }
+  // An entry that should be 0 may come out below it by the rounding of the experience.
+  float& entry = row[static_cast<std::size_t>(found)];
+  if (entry < 0 && static_cast<double>(entry) * after > -0.000002 * experience) entry = 0;
+  const bool tooMuch =
+      degree < 0 && (after < numstates * (BaseExperience_bn - 0.000002 * std::max(1.0, experience)) || entry < 0);
+  if (tooMuch || !(sum > 0)) return UnlearnedTooMuch(-2190, degree, *node);
+  RowChange change;
+  change.probs = row.data();
+  change.experience = after;
+  if (SetRow(node, states.data(), change) < 0) return Fail(-2190, "couldn't revise the table of node '%s'", node->name);
+  return nullptr;
+}
+
+}  // namespace
+
+void LearnFindings(std::span<const node_bn> nodes, double degree) {
+  if (nodes.empty()) return;
+  UndoGroup group(UNDO_GROUP, nodes[0]->innet);
+  for (node_bn node : nodes) {
+    if (!TakesPart(*node)) continue;
+    if (Failure failure = LearnOne(node, degree)) {
+      Post(std::move(failure));
+      return;
+    }
+  }
+}
+
+namespace {
+
+// The counts of one node while a file is read.
+struct Counter {
+  node_bn node = nullptr;
+  Vector<int> members;            // of the family, node last: indices into the row's states
+  Vector<std::size_t> strides;    // of each parent in rows
+  Block<double> counts;           // [rows x numstates]; a negative marker where the row is impossible
+  Vector<unsigned char> changed;  // [rows]
+  std::size_t size = 0;
+};
+
+inline constexpr double IMPOSSIBLE_COUNT = -1e300;
+
+Failure StartCounter(node_bn node, Counter& counter) {
+  counter.node = node;
+  const long long rows = NumRows(*node);
+  const int numstates = node->numstates;
+  counter.size = static_cast<std::size_t>(rows > 0 ? rows : 0) * static_cast<std::size_t>(numstates);
+  counter.counts = TryMakeBlock<double>(counter.size);
+  if (!counter.counts) return TableMemory(-2183, static_cast<double>(counter.size) * sizeof(double), *node);
+  std::size_t stride = 1;
+  auto parents = Entries(node->preds);
+  counter.strides.resize(parents.size());
+  for (std::size_t i = parents.size(); i-- > 0;) {
+    counter.strides[i] = stride;
+    stride *= static_cast<std::size_t>(parents[i]->numstates);
+  }
+  counter.changed.assign(stride, 0);
+  if (!node->probs && !node->determin && !node->determinv) {
+    std::fill_n(counter.counts.get(), counter.size, BaseExperience_bn);
+    return nullptr;
+  }
+  if (Failure failure = MakeProbs(node)) return failure;
+  for (long long row = 0; row < rows; ++row) {
+    const float* probs = node->probs + row * numstates;
+    double* counts = counter.counts.get() + row * numstates;
+    const double experience = ExperienceOf(*node, row);
+    for (int k = 0; k < numstates; ++k)
+      counts[k] = probs[0] == IMPOS_PROB             ? IMPOSSIBLE_COUNT
+                  : IsUndefinedRow(probs, numstates) ? BaseExperience_bn
+                                                     : static_cast<double>(probs[k]) * experience;
+  }
+  return nullptr;
+}
+
+// Where the family is counted in the case; false when a member has no state.
+struct Place {
+  std::size_t row, entry;
+};
+bool PlaceOf(const Counter& counter, const statetype* states, Place* place) {
+  std::size_t row = 0;
+  const std::size_t numparents = counter.strides.size();
+  for (std::size_t i = 0; i < numparents; ++i) {
+    statetype state = states[counter.members[i]];
+    if (state < 0) return false;
+    row += static_cast<std::size_t>(state) * counter.strides[i];
+  }
+  statetype own = states[counter.members[numparents]];
+  if (own < 0) return false;
+  *place = {row, row * static_cast<std::size_t>(counter.node->numstates) + static_cast<std::size_t>(own)};
+  return true;
+}
+
+// Rows that nothing was counted in keep their probabilities to the bit.
+Failure FinishCounter(Counter& counter) {
+  node_bn node = counter.node;
+  const std::size_t numstates = static_cast<std::size_t>(node->numstates), rows = counter.size / numstates;
+  Block<float> probs = TryMakeBlock<float>(counter.size), numcases = TryMakeBlock<float>(rows);
+  if (!probs || !numcases) return TableMemory(-2183, static_cast<double>(counter.size) * sizeof(float), *node);
+  for (std::size_t row = 0; row < rows; ++row) {
+    const double* counts = counter.counts.get() + row * numstates;
+    const float* old = node->probs ? node->probs + row * numstates : nullptr;
+    double sum = 0;
+    for (std::size_t k = 0; k < numstates; ++k) sum += counts[k];
+    const bool impossible = counts[0] <= IMPOSSIBLE_COUNT;
+    if (old && !impossible && !counter.changed[row]) {
+      std::copy_n(old, numstates, probs.get() + row * numstates);
+      numcases[row] = static_cast<float>(ExperienceOf(*node, static_cast<long long>(row)));
+      continue;
+    }
+    numcases[row] = impossible ? (node->numcases ? node->numcases[row] : NO_EXPERIENCE) : static_cast<float>(sum);
+    for (std::size_t k = 0; k < numstates; ++k) {
+      float& entry = probs[row * numstates + k];
+      if (impossible)
+        entry = IMPOS_PROB;
+      else if (sum > 0)
+        entry = static_cast<float>(counts[k] / sum);
+      else
+        entry = old ? old[k] : UNDEF_PROB;
+    }
+  }
+  Relation relation;
+  relation.probs = probs.release();
+  relation.numcases = numcases.release();
+  InstallRelation(node, relation);
+  return nullptr;
+}
+
+struct FileCount {
+  Vector<Counter> counters;
+  Vector<node_bn> wanted;  // the listed nodes that take part and their parents, each once
+};
+
+Failure PlanCount(std::span<const node_bn> nodes, FileCount& plan) {
+  const int mark = NewMark();
+  auto want = [&](node_bn node) {
+    if (node->mark2 == mark) return;
+    node->mark2 = mark;
+    plan.wanted.push_back(node);
+  };
+  for (node_bn node : nodes) {
+    if (!TakesPart(*node)) continue;
+    bool whole = true;
+    for (node_bn parent : node->preds) whole = whole && TagOf(parent) != STUB_TAG && parent->numstates > 0;
+    if (!whole) continue;
+    plan.counters.emplace_back();
+    if (Failure failure = StartCounter(node, plan.counters.back())) return failure;
+    for (node_bn member : Family(*node)) want(member);
+  }
+  for (std::size_t i = 0; i < plan.wanted.size(); ++i) plan.wanted[i]->scratch = static_cast<int>(i);
+  for (Counter& counter : plan.counters)
+    for (node_bn member : Family(*counter.node)) counter.members.push_back(member->scratch);
+  return nullptr;
+}
+
+// False when the case takes away more than was there; nothing of it is counted then.
+bool CountCase(Vector<Counter>& counters, const statetype* states, double weight, const Counter** failed) {
+  Place place;
+  if (weight < 0) {
+    for (const Counter& counter : counters) {
+      if (!PlaceOf(counter, states, &place)) continue;
+      double count = counter.counts[place.entry];
+      if (count <= IMPOSSIBLE_COUNT || count + weight >= LowerBound(count)) continue;
+      *failed = &counter;
+      return false;
+    }
+  }
+  for (Counter& counter : counters) {
+    if (!PlaceOf(counter, states, &place) || counter.counts[place.entry] <= IMPOSSIBLE_COUNT) continue;
+    counter.counts[place.entry] += weight;
+    counter.changed[place.row] = 1;
+  }
+  return true;
+}
+
+}  // namespace
+
+void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) {
+  if (nodes.empty()) return;
+  FileCount plan;
+  CaseReader reader;
+  Failure failure = PlanCount(nodes, plan);
+  if (!failure) failure = reader.Open(file->name, nodes[0]->innet, plan.wanted);
+  if (failure) {
+    Post(std::move(failure));
+    return;
+  }
+  CaseRow row;
+  row.states.resize(plan.wanted.size());
+  row.values.resize(plan.wanted.size());
+  long numcases = 0;
+  {
+    WaitScope wait("Incorporating cases");
+    for (;;) {
+      if ((numcases & 1023) == 0 && numcases > 0 && wait.Progress(reader.ShareRead())) {
+        ReportDanger(-2191, WARNING_ERR, SOUND_DISPLAY,
+                     "Only %ld cases were incorporated before action was halted (%2.0f%%).\n", numcases,
+                     100 * reader.ShareRead());
+        break;
+      }
+      if (reader.Next(&row) != CaseReader::Result::Row) break;
+      ++numcases;
+      const double weight = reader.HasFreq() ? degree * row.freq : degree;
+      const Counter* failed = nullptr;
+      if (CountCase(plan.counters, row.states.data(), weight, &failed)) continue;
+      ReportError(-2189, "attempt to unlearn (degree = %g) more cases than were learned, for node '%s' (at case %ld)",
+                  degree, failed->node->name, numcases);
+      break;
+    }
+  }
+  UndoGroup group(UNDO_GROUP, nodes[0]->innet);
+  for (Counter& counter : plan.counters)
+    if (Failure shortage = FinishCounter(counter)) {
+      Post(std::move(shortage));
+      return;
+    }
+}
+
+void FadeTable(node_bn node, double degree) {
+  if (degree == 0) return;
+  Counter counter;
+  Failure failure = StartCounter(node, counter);
+  if (!failure) {
+    for (std::size_t i = 0; i < counter.size; ++i)
+      if (counter.counts[i] >= 0) counter.counts[i] = counter.counts[i] * (1 - degree) + BaseExperience_bn * degree;
+    std::fill(counter.changed.begin(), counter.changed.end(), static_cast<unsigned char>(1));
+    UndoGroup group(UNDO_GROUP, node->innet);
+    failure = FinishCounter(counter);
+  }
+  if (failure) Post(std::move(failure));
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+namespace {
+
+bool CheckUpdating(int number, int updating) {
+  if (!ApiCall::Basic() || updating == 0) return true;
+  ReportError(number, "argument 'updating' is not 0 (it is %g)", static_cast<double>(updating));
+  return false;
+}
+
+bool CheckDegree(int number, double degree) {
+  if (!ApiCall::Basic() || (degree - degree == 0 && degree != UNDEF_DBL && std::fabs(degree) < INF_DBL)) return true;
+  ReportError(number, "argument 'degree' is not a finite number (it is %g)", degree);
+  return false;
+}
+
+}  // namespace
+
+extern "C" void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {
+  NetCall call("CaseRevisesProbs_bn");
+  if (!call.HasReserve(-5135) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!CheckUpdating(-5540, updating) || !CheckDegree(-5545, degree)) return;
+  if (nodes) LearnFindings(Entries(*nodes), degree);
+}
+
+extern "C" void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree) {
+  NetCall call("CaseFileRevisesProbs_bn");
+  if (!call.HasReserve(-5135) || !call.Check(file) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!CheckUpdating(-5539, updating) || !CheckDegree(-5544, degree)) return;
+  if (nodes) LearnFile(file, Entries(*nodes), degree);
+}
+
+extern "C" void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
+  NetCall call("FadeProbs_bn");
+  if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  if (NetCall::Basic() && !(degree >= 0 && degree <= 1)) {
+    ReportError(-5516, "argument 'degree' is %g, but it should be within 0 to 1 inclusive", degree);
+    return;
+  }
+  if (NetCall::Basic() && !(BaseExperience_bn >= 0)) {
+    ReportError(-5517, "global variable 'BaseExperience_bn' is negative (it is %g)", BaseExperience_bn);
+    return;
+  }
+  if (!node->probs) {
+    ReportError(-5518, "node '%s' doesnt have any probability table", node->name);
+    return;
+  }
+  FadeTable(node, degree);
+}

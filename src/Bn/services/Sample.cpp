@@ -1,0 +1,315 @@
+#include "Bn/services/Sample.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "Basic/Random.h"
+#include "Bn/model/Condition.h"
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Tables.h"
+#include "Bn/model/Undo.h"
+#include "Bn/services/CaseWriter.h"
+#include "Bn/services/Findings.h"
+#include "Win_Face/Interaction.h"
+
+namespace bravic {
+
+namespace {
+
+// One node of the sampling order with what a draw needs at hand.
+struct Step {
+  node_bn node = nullptr;
+  enum Source : unsigned char { NoTable, States, Values, Probs } source = NoTable;
+  int numstates = 0;
+  Vector<int> parents;         // places in the order
+  Vector<std::size_t> stride;  // of each parent in rows
+};
+
+// The case slots stand beside the order: states and values of every step.
+struct SampleOrder {
+  Vector<Step> steps;
+  Vector<int> listed;  // the place of each listed node
+  Vector<statetype> states;
+  Vector<double> values;
+};
+
+Step::Source SourceOf(node_bn node) {
+  if (node->determin) return Step::States;
+  if (node->determinv) return Step::Values;
+  if (!node->probs) return Step::NoTable;
+  Failure failure = MakeProbs(node);
+  return failure ? Step::NoTable : Step::Probs;
+}
+
+Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
+  net_bn net = nodes[0]->innet;
+  const int mark = NewMark();
+  Vector<node_bn> open(nodes.begin(), nodes.end());
+  while (!open.empty()) {
+    node_bn node = open.back();
+    open.pop_back();
+    if (node->mark == mark) continue;
+    node->mark = mark;
+    for (node_bn parent : node->preds)
+      if (TagOf(parent) != STUB_TAG) open.push_back(parent);
+  }
+  for (node_bn node : OrderedNodes(net)) {
+    if (node->mark != mark) continue;
+    node->scratch = static_cast<int>(order.steps.size());
+    Step step;
+    step.node = node;
+    step.numstates = node->numstates;
+    step.source = SourceOf(node);
+    std::size_t stride = 1;
+    step.parents.resize(static_cast<std::size_t>(node->preds.num));
+    step.stride.resize(step.parents.size());
+    for (std::size_t i = step.parents.size(); i-- > 0;) {
+      node_bn parent = node->preds.ar[i];
+      step.stride[i] = stride;
+      stride *= static_cast<std::size_t>(std::max(parent->numstates, 1));
+      if (TagOf(parent) == STUB_TAG) {
+        step.source = Step::NoTable;
+        continue;
+      }
+      if (parent->mark != mark || parent->scratch >= node->scratch || parent->scratch < 0)
+        return Fail(-2098, "there is a directed cycle in the network");
+      step.parents[i] = parent->scratch;
+    }
+    order.steps.push_back(std::move(step));
+  }
+  for (node_bn node : nodes) order.listed.push_back(node->scratch);
+  order.states.assign(order.steps.size(), UNDEF_STATE);
+  order.values.assign(order.steps.size(), UNDEF_DBL);
+  return nullptr;
+}
+
+int ReportImpossible(const Step& step, const SampleOrder& order) {
+  Vector<statetype> states;
+  for (int parent : step.parents) {
+    statetype state = order.states[static_cast<std::size_t>(parent)];
+    states.push_back(state < 0 ? EVERY_STATE : state);
+  }
+  char condition[300];
+  ReportError(-2102, "Parent conditions declared \"impossible\" have occured: %s",
+              ConditionText(*step.node, states.data(), condition, sizeof condition));
+  return SAMPLE_IMPOSSIBLE;
+}
+
+// Uniform within the state's interval; an unbounded interval gives its finite end.
+double ValueWithin(const bnode& node, statetype state) {
+  double low = node.levels[state], high = node.levels[state + 1];
+  if (low == -INF_DBL) return high == INF_DBL ? 0 : high;
+  if (high == INF_DBL) return low;
+  return DrawUniform(low, high);
+}
+
+bool IsRejected(const bnode& node, statetype state, double value) {
+  if (node.evidence >= 0 && state != node.evidence && state >= 0) return true;
+  if (node.discrete != DISCRETE && node.value != UNDEF_DBL && value != node.value) return true;
+  if (!node.likelihood || state < 0) return false;
+  // A likelihood is met with the probability that it gives the state, relative to its largest entry.
+  float largest = *std::max_element(node.likelihood, node.likelihood + node.numstates);
+  float entry = node.likelihood[state];
+  return entry < largest && !(entry > 0 && DrawReal() * largest < entry);
+}
+
+int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
+  node_bn node = step.node;
+  std::size_t row = 0;
+  for (std::size_t i = 0; i < step.parents.size(); ++i) {
+    const std::size_t parent = static_cast<std::size_t>(step.parents[i]);
+    statetype state = order.states[parent];
+    if (state < 0) {
+      state = StateOfValue(*order.steps[parent].node, order.values[parent], 1e-5);
+      if (state < 0) return ReportImpossible(step, order);
+    }
+    row += static_cast<std::size_t>(state) * step.stride[i];
+  }
+  statetype state = UNDEF_STATE;
+  double value = UNDEF_DBL;
+  switch (step.source) {
+    case Step::NoTable:
+      return SAMPLE_NO_TABLE;
+    case Step::States:
+      state = node->determin[row];
+      if (state == IMPOS_STATE) return ReportImpossible(step, order);
+      if (state < 0) return SAMPLE_NO_TABLE;
+      break;
+    case Step::Values:
+      if (node->determinv[row] == IMPOS_PROB) return ReportImpossible(step, order);
+      if (node->determinv[row] == UNDEF_PROB) return SAMPLE_NO_TABLE;
+      value = static_cast<double>(node->determinv[row]);
+      break;
+    case Step::Probs: {
+      const float* probs = node->probs + row * static_cast<std::size_t>(step.numstates);
+      if (probs[0] == IMPOS_PROB) return ReportImpossible(step, order);
+      float rest = DrawReal();
+      const statetype last = step.numstates - 1;
+      for (state = 0; state < last; ++state) {
+        if (probs[state] == UNDEF_PROB) return SAMPLE_NO_TABLE;
+        rest -= probs[state];
+        if (rest < 0) break;
+      }
+      if (probs[last] == UNDEF_PROB) return SAMPLE_NO_TABLE;
+      break;
+    }
+  }
+  if (state >= 0 && node->levels) value = node->discrete == DISCRETE ? node->levels[state] : ValueWithin(*node, state);
+  order.states[at] = state;
+  order.values[at] = value;
+  return IsRejected(*node, state, value) ? SAMPLE_REJECTED : SAMPLED;
+}
+
+// All nodes in order, until the first failure; *failed then is its place.
+int DrawCase(SampleOrder& order, std::size_t* failed) {
+  for (std::size_t at = 0; at < order.steps.size(); ++at) {
+    int code = SampleNode(order.steps[at], order, at);
+    if (code == SAMPLED) continue;
+    *failed = at;
+    return code;
+  }
+  return SAMPLED;
+}
+
+void KeepAsFindings(std::span<const node_bn> nodes, const SampleOrder& order) {
+  UndoGroup group(UNDO_ALL_FINDINGS, nodes[0]->innet);
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    const std::size_t at = static_cast<std::size_t>(order.listed[i]);
+    StoreFinding(nodes[i], order.states[at], order.values[at], nullptr);
+  }
+}
+
+}  // namespace
+
+long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
+  if (nodes.empty()) return SAMPLED;
+  SampleOrder order;
+  if (Failure failure = PrepareOrder(nodes, order)) {
+    ReportError(-5542, "can't generate case because %s", failure->mesg);
+    return SAMPLE_ERROR;
+  }
+  const double draws = maxdraws >= 1 ? std::floor(maxdraws) : 0;
+  if (draws < 1) return SAMPLE_REJECTED;
+  int code = SAMPLE_REJECTED;
+  for (double draw = 0; draw < draws && code == SAMPLE_REJECTED; ++draw) {
+    std::size_t failed = 0;
+    code = DrawCase(order, &failed);
+    if (code == SAMPLE_NO_TABLE)
+      ReportError(-2139, "Distribution missing for node '%s'", order.steps[failed].node->name);
+  }
+  if (code == SAMPLED || code == SAMPLE_REJECTED) KeepAsFindings(nodes, order);
+  return code;
+}
+
+namespace {
+
+struct GenerateFile {
+  CaseWriter writer;
+  Vector<int> columns;  // place in the order of each column, -1 without a node
+};
+
+Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, const char* filename,
+                      const GenerateOptions& options, GenerateFile& file) {
+  AppendPlan plan;
+  if (options.append)
+    if (Failure failure = PlanAppend(filename, nodes[0]->innet, nodes, &plan)) return failure;
+  if (plan.isCaseFile) {
+    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
+    for (node_bn node : plan.columns) file.columns.push_back(node ? node->scratch : -1);
+    if (file.writer.Append(filename, plan.columns, plan.withId, plan.withFreq)) return nullptr;
+    return Fail(-2100, "couldn't open file for appending cases '%s'", filename);
+  }
+  file.columns = order.listed;
+  if (file.writer.Create(filename, nodes, options.firstid >= 0, options.freq != 0)) return nullptr;
+  return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", filename)
+                        : Fail(-2079, "Couldn't open file for writing cases '%s'", filename);
+}
+
+int WriteDraws(SampleOrder& order, GenerateFile& file, const GenerateOptions& options, WaitScope& wait) {
+  const std::size_t numcolumns = file.columns.size();
+  Vector<statetype> states(numcolumns, UNDEF_STATE);
+  Vector<double> values(numcolumns, UNDEF_DBL);
+  const double freq = options.freq != 0 ? options.freq : 1;
+  double limit = 40.0 * static_cast<double>(options.numcases), attempts = 0;
+  long numdone = 0;
+  for (; numdone < options.numcases; ++attempts) {
+    if (attempts > limit) {
+      if (AskYesNo(true, "Many cases are being rejected. Cancel operation")) return SAMPLE_ERROR;
+      limit *= 2;
+    }
+    if ((static_cast<long long>(attempts) & 63) == 0 && attempts > 0 &&
+        wait.Progress(static_cast<double>(numdone) / static_cast<double>(options.numcases)))
+      return SAMPLE_ERROR;
+    std::size_t failed = 0;
+    int code = DrawCase(order, &failed);
+    if (code == SAMPLE_REJECTED) continue;
+    if (code == SAMPLE_NO_TABLE)
+      ReportError(-2101, "distribution missing for node '%s'", order.steps[failed].node->name);
+    if (code != SAMPLED) return code;
+    for (std::size_t i = 0; i < numcolumns; ++i) {
+      if (file.columns[i] < 0) continue;
+      states[i] = order.states[static_cast<std::size_t>(file.columns[i])];
+      values[i] = order.values[static_cast<std::size_t>(file.columns[i])];
+    }
+    file.writer.Row(states.data(), values.data(), options.firstid >= 0 ? options.firstid + numdone : -1, freq);
+    if (file.writer.HasFailed()) break;
+    ++numdone;
+  }
+  if (attempts != static_cast<double>(options.numcases) && !file.writer.HasFailed())
+    ReportDanger(-2192, REPORT_ERR, LOG_DISPLAY, "Acceptance ratio = %g%%\n",
+                 static_cast<double>(options.numcases) * 100 / attempts);
+  return SAMPLED;
+}
+
+}  // namespace
+
+int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const GenerateOptions& options) {
+  if (nodes.empty()) return SAMPLED;
+  WaitScope wait("Generating cases");
+  SampleOrder order;
+  GenerateFile file;
+  if (Failure failure = PrepareOrder(nodes, order)) {
+    ReportError(-2138, "can't generate cases because %s", failure->mesg);
+    return SAMPLE_ERROR;
+  }
+  if (Failure failure = OpenGenerated(nodes, order, spec->name, options, file)) {
+    Post(std::move(failure));
+    return SAMPLE_ERROR;
+  }
+  int code = WriteDraws(order, file, options, wait);
+  if (!file.writer.Close()) {
+    ReportError(-2120, "couldn't write cases to file '%s'", spec->name);
+    return SAMPLE_ERROR;
+  }
+  return code;
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+extern "C" long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
+  NetCall call("RandomCase_bn");
+  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (NetCall::Basic() && method != 0) {
+    ReportError(-5541, "argument 'method' is not 0 (it is %d)", method);
+    return SAMPLE_ERROR;
+  }
+  return RandomCase(Entries(*nodes), maxdraws);
+}
+
+extern "C" int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
+                                            double freq, int append) {
+  NetCall call("GenerateCases_bn");
+  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (NetCall::Basic() && numcases < 0) {
+    ReportError(-5546, "argument 'numcases' is less than 0 (it is %ld)", numcases);
+    return SAMPLE_ERROR;
+  }
+  if (!call.Check(file)) return SAMPLE_ERROR;
+  if (NetCall::Basic() && !(freq >= 0)) {
+    ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
+    return SAMPLE_ERROR;
+  }
+  return GenerateCases(Entries(*nodes), file, {numcases, firstid, freq, append != 0});
+}
