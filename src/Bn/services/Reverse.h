@@ -1,0 +1,20 @@
+// Link reversal: turns a link A -> B around so that B becomes a parent of A while the joint distribution of the two
+// tables stays the same (Shachter 1986). The working step of node absorption.
+#pragma once
+
+#include "Bn/model/Net.h"
+
+namespace bravic {
+
+inline constexpr std::size_t REVERSAL_REASON_LEN = 200;
+
+// Whether the link can be reversed: 0, or a code whose sign tells what stands in the way (negative: the child;
+// positive: the parent or the link; 1: a directed cycle would form). The reason goes to the buffer, if one is given.
+int TestReversal(node_bn parent, node_bn child, bool testCycle, char* reason);
+
+enum ReversalResult : int { REVERSED = 0, REVERSAL_NO_MEMORY = -2 };
+// Reverses whatever TestReversal says. One undo step; on REVERSAL_NO_MEMORY nothing is changed. sortParents: new
+// parents in the net's node order. dropParentTable: the parent gets no table.
+int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParentTable);
+
+}  // namespace bravic
