@@ -22,8 +22,10 @@ void AddCommand(Program& program, const char* name, const char* help, void (*set
       [&program, options, run] { program.run = [options, run](Session& session) { return run(*options, session); }; });
 }
 
+void AddAbsorb(Program& program);
 void AddBeliefs(Program& program);
 void AddCheck(Program& program);
 void AddCompile(Program& program);
+void AddDecide(Program& program);
 void AddFormat(Program& program);
 void AddMpe(Program& program);
