@@ -6,9 +6,9 @@
 #include "Basic/Text.h"
 #include "Bn/model/NetCall.h"
 #include "Bn/model/Undo.h"
+#include "Bn/services/Beliefs.h"
 #include "Bn/services/CaseReader.h"
 #include "Bn/services/CaseWriter.h"
-#include "Bn/services/Compile.h"
 #include "Bn/services/Findings.h"
 #include "Win_Face/Platform.h"
 
@@ -96,7 +96,7 @@ void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow& row) {
       EnterState(nodes[i], row.states[i], false);
   }
   net->autoupdate = autoupdate;
-  if (autoupdate && net->potentialsMade && !net->beliefsCurrent) UpdateBeliefs(net, false);
+  AutoUpdate(net);
 }
 
 void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, long* id, double* freq) {
