@@ -205,7 +205,7 @@ void DescribeTable(const Merged& merged, const Split& split, int t, bool target,
 }  // namespace
 
 double PlanCost(const PassShape& shape) {
-  static thread_local Merged merged;
+  Merged merged;
   Merge(shape, &merged);
   return ChooseSplit(merged, shape.numFactors).cost;
 }
@@ -449,14 +449,16 @@ void RunPlainly(const PassShape& shape, const float* potential, const float* con
   const int axes = shape.numAxes, numFactors = shape.numFactors, numTargets = shape.numTargets;
   const int tables = 1 + numFactors + numTargets;
   int at[64] = {};
-  static thread_local Vector<int> offsets;
-  offsets.assign(At(tables), 0);
+  constexpr int FEW_TABLES = 32;
+  int few[FEW_TABLES] = {};
+  Vector<int> many(tables > FEW_TABLES ? At(tables) : 0, 0);
+  int* const offsets = many.empty() ? few : many.data();
   for (;;) {
     double product = potential[offsets[0]];
-    for (int f = 1; f <= numFactors && product != 0; ++f) product *= factors[f - 1][offsets[At(f)]];
+    for (int f = 1; f <= numFactors && product != 0; ++f) product *= factors[f - 1][offsets[f]];
     if (product != 0) {
       for (int t = 0; t < numTargets; ++t) {
-        const int offset = offsets[At(1 + numFactors + t)];
+        const int offset = offsets[1 + numFactors + t];
         if (targets[t].wide) {
           double& sum = targets[t].wide[offset];
           sum = maximize ? std::max(sum, product) : sum + product;
@@ -472,7 +474,7 @@ void RunPlainly(const PassShape& shape, const float* potential, const float* con
       --axis;
       const bool wraps = ++at[axis] == shape.sizes[At(axis)];
       const int steps = wraps ? 1 - shape.sizes[At(axis)] : 1;
-      for (int t = 0; t < tables; ++t) offsets[At(t)] += steps * shape.Strides(t)[axis];
+      for (int t = 0; t < tables; ++t) offsets[t] += steps * shape.Strides(t)[axis];
       if (!wraps) break;
       at[axis] = 0;
     }
