@@ -1,6 +1,7 @@
 #include "Basic/ApiCall.h"
 
 #include "Basic/Errors.h"
+#include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
 #include "Win_Face/FileSpec.h"
 
@@ -15,6 +16,29 @@ namespace {
 bool RefuseEnvironment(int number, const char* text) {
   PrintFramed(number, text);
   return false;
+}
+
+// The records' own consistency, checked at the deep level.
+bool IsSound(environ_ns env) {
+  const FieldOwner owner{"environment", PRODUCT_NAME, false};
+  auto inRange = [&](int* value, int low, int high, Field field) {
+    return CheckField(owner, value, {low, high, low, -5252, field});
+  };
+  return inRange(&env->hasFileIO, -1, 1, FIELD_HAS_FILE_IO) &&
+         inRange(&env->hasUserInteraction, -1, 1, FIELD_HAS_USER_INTERACTION) &&
+         inRange(&env->hasGUI, 0, 0, FIELD_HAS_GUI) &&
+         inRange(&env->hasUserInterpreter, -1, 1, FIELD_HAS_USER_INTERPRETER) &&
+         inRange(&env->repetitionMode, 1, 3, FIELD_REPETITION_MODE);
+}
+
+bool IsSound(report_ns report) {
+  const FieldOwner owner{"error record", OrEmpty(report->mesg), false};
+  auto inRange = [&](int* value, int high, Field field) {
+    return CheckField(owner, value, {0, high, 0, -5253, field});
+  };
+  return inRange(&report->danger, INTERNAL_ERR, FIELD_DANGER) &&
+         inRange(&report->displayStatus, DIALOG_DISPLAY, FIELD_DISPLAY_STATUS) &&
+         inRange(&report->fixStatus, CANT_BE_FIXED, FIELD_FIX_STATUS);
 }
 
 constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
@@ -39,7 +63,7 @@ bool ApiCall::Check(environ_ns env) {
   if (!env) return RefuseEnvironment(-5100, "NULL passed for environ_ns");
   if (TagOf(env) != ENVIRON_TAG || env->closed) return RefuseEnvironment(-5139, "damaged or freed environ_ns passed");
   if (env->stage < STAGE_MEMORY) return RefuseEnvironment(-5101, BEFORE_INIT);
-  return true;
+  return !Deep() || IsSound(env);
 }
 
 bool ApiCall::Check(report_ns report) {
@@ -52,7 +76,7 @@ bool ApiCall::Check(report_ns report) {
     ReportError(-5140, "damaged or freed report_ns passed");
     return false;
   }
-  return true;
+  return !Deep() || IsSound(report);
 }
 
 bool ApiCall::Check(filespec_ns file) {

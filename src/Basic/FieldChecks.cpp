@@ -9,10 +9,19 @@
 namespace bravic {
 namespace {
 
-constexpr const char* FIELD_NAMES[] = {"kind",       "discrete", "measure", "chance", "numstates",  "state",
-                                       "finding",    "value",    "levels",  "probs",  "experience", "length",
-                                       "autoupdate", "compiled", "center",  "size"};
-static_assert(std::size(FIELD_NAMES) == FIELD_SIZE + 1);
+constexpr const char* FIELD_NAMES[] = {"HasFileIO",
+                                       "HasUserInteraction",
+                                       "HasGUI",
+                                       "HasUserInterpreter",
+                                       "repetition_mode",
+                                       "danger",
+                                       "display_status",
+                                       "fix_status",
+                                       "kind",
+                                       "chance",
+                                       "value",
+                                       "center"};
+static_assert(std::size(FIELD_NAMES) == NUM_FIELDS);
 
 // How a message names the field of its object: plainly, or as a component of a point.
 struct Wording {
@@ -54,7 +63,7 @@ bool CheckRange(const FieldOwner& owner, T* value, const FieldRange<T>& range, c
 }  // namespace
 
 const char* FieldName(int field) {
-  return 0 <= field && field <= FIELD_SIZE ? FIELD_NAMES[field] : "???";
+  return 0 <= field && field < NUM_FIELDS ? FIELD_NAMES[field] : "???";
 }
 
 bool CheckField(const FieldOwner& owner, int* value, const FieldRange<int>& range) {

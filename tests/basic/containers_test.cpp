@@ -286,7 +286,7 @@ TEST_F(FieldsTest, FaultsAreReportedAndPatchedOnlyInRepair) {
     EXPECT_FALSE(CheckField(owner, &high, {1, 5, 2, -12, FIELD_KIND}));
     EXPECT_FALSE(CheckField(owner, &single, {5, 5, 5, -13, FIELD_KIND}));
     EXPECT_FALSE(CheckField(owner, &real, {0, 1.5, 1, -14, FIELD_VALUE}));
-    EXPECT_FALSE(CheckField(owner, true, &flag, -15, FIELD_DISCRETE));
+    EXPECT_FALSE(CheckField(owner, true, &flag, -15, FIELD_HAS_GUI));
     EXPECT_FALSE(CheckEnumField(owner, &narrow, 1, {0, 6, 6, -16, FIELD_CHANCE}));
     EXPECT_FALSE(CheckField(owner, &point, {{0, 0}, {5, 5}, {1, 2}, -17, FIELD_CENTER}));
     EXPECT_EQ(NewestRecord(env)->fixStatus, repair ? PATCHED : STILL_REMAINS);
@@ -300,7 +300,7 @@ TEST_F(FieldsTest, FaultsAreReportedAndPatchedOnlyInRepair) {
               "5 12 `kind` of node 'A' is too large (= 9, but maximum is 5)\n"
               "5 13 `kind` of node 'A' is 3, but it should be 5\n"
               "5 14 `value` of node 'A' is too large (= 2.5, but maximum is 1.5)\n"
-              "5 15 node 'A' has illegal `discrete` (= 2)\n"
+              "5 15 node 'A' has illegal `HasGUI` (= 2)\n"
               "5 16 `chance` of node 'A' is too small (= -7, but minimum is 0)\n"
               "5 17 X component of `center` in node 'A' is too small (= -1, but minimum is 0)\n"
               "5 17 Y component of `center` in node 'A' is too large (= 9, but maximum is 5)\n");

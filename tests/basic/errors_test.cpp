@@ -123,6 +123,22 @@ TEST_F(ErrorsTest, BadRecordsGetNeutralAnswers) {
   EXPECT_EQ(Reports(), expected);
 }
 
+TEST_F(ErrorsTest, TheDeepLevelLooksIntoTheRecords) {
+  report_ns report = ReportError_ns(env, 1, 5, "x");
+  report->fixStatus = 6;
+  EXPECT_EQ(ErrorNumber_ns(report), 1);
+  ArgumentChecking_ns(26, env);
+  EXPECT_EQ(ErrorNumber_ns(report), 0);
+  env->repetitionMode = 0;
+  EXPECT_EQ(SeedRandom_ns(1, env), -1);
+  ArgumentChecking_ns(25, env);
+  EXPECT_EQ(SeedRandom_ns(1, env), 0);
+  EXPECT_EQ(Reports(),
+            "5 1 ReportError_ns: X\n"
+            "5 5253 ErrorNumber_ns: `fix_status` of error record 'x' is too large (= 6, but maximum is 5)\n"
+            "5 5252 SeedRandom_ns: `repetition_mode` of environment 'Bravic' is too small (= 0, but minimum is 1)\n");
+}
+
 TEST_F(ErrorsTest, DangerOfNoRecordLeavesTheCallOpen) {
   EXPECT_EQ(ErrorDanger_ns(nullptr), 1);
   EXPECT_EQ(SeedRandom_ns(1, env), 0);

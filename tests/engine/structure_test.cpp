@@ -158,6 +158,26 @@ TEST(Order, HaltedKeepsWhatItFoundAndTheRestInNodeOrder) {
   EXPECT_EQ(order.cost, engine::OrderCost(moral, model.numstates, order.nodes));
 }
 
+TEST(Order, LongerSearchNeverLosesGround) {
+  for (std::uint64_t seed = 1; seed <= 6; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const Model model = RandomModel(random, {20, 40, 2, 5, 4, 1e18, 0});
+    const Graph moral = engine::MoralGraph(model.parents, model.children);
+    const engine::Order greedy = engine::FindOrder(moral, model.numstates, nullptr);
+    int asked = 0;
+    const engine::Order found =
+        engine::SearchOrder(moral, model.numstates, {}, 60, [&](double) { return ++asked > 20; });
+    EXPECT_TRUE(found.halted);
+    EXPECT_EQ(NodeSet(found.nodes.begin(), found.nodes.end()).size(), model.numstates.size());
+    EXPECT_EQ(found.nodes.size(), model.numstates.size());
+    EXPECT_LT(found.cost, greedy.cost);
+    EXPECT_EQ(found.cost, engine::OrderCost(moral, model.numstates, found.nodes));
+    const engine::Order again = engine::SearchOrder(moral, model.numstates, found.nodes, 0, nullptr);
+    EXPECT_EQ(again.nodes, found.nodes);
+  }
+}
+
 TEST(StateSpace, SaturatesInsteadOfOverflowing) {
   const Vector<int> numstates(120, 1000);
   Vector<int> nodes(120);

@@ -1,5 +1,6 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
 #include <cstring>
+#include <map>
 
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
@@ -94,6 +95,29 @@ TEST_F(BuildingTest, FreshNamesByMethod) {
   char name[32];
   FreshName("A", net.get(), 1, name);
   EXPECT_STREQ(name, "A1") << "every letter is in use";
+}
+
+TEST_F(BuildingTest, EveryNameIsFoundAmongMany) {
+  Random random(3);
+  std::map<std::string, node_bn> named;
+  for (int step = 0; step < 3000; ++step) {
+    const std::string name = "n" + std::to_string(random.Below(900));
+    const auto at = named.find(name);
+    ASSERT_EQ(Named(net, name), at == named.end() ? nullptr : at->second) << name << " in step " << step;
+    if (at == named.end()) {
+      named[name] = New(name.c_str());
+    } else if (random.Chance(0.5)) {
+      DeleteNode_bn(at->second);
+      named.erase(at);
+    } else {
+      const std::string other = name + "x" + std::to_string(step);
+      EXPECT_EQ(SetNodeName_bn(at->second, other.c_str()), 0);
+      named[other] = at->second;
+      named.erase(at);
+    }
+  }
+  for (const auto& [name, node] : named) EXPECT_EQ(Named(net, name), node) << name;
+  EXPECT_EQ(Nodes(net).size(), named.size());
 }
 
 TEST_F(BuildingTest, ALongStemIsCutToFit) {

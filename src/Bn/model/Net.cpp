@@ -150,7 +150,7 @@ void FreeNet(net_bn net) {
     ClearList(*list);
   }
   ClearList(net->elimorder);
-  FreeSymbolTable(net->names);
+  Free(net->names.slots);
   for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,
                      net->filename, net->casefilename}) {
     Free(text);

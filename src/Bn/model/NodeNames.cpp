@@ -1,5 +1,6 @@
 // Nodes by name within their net, and names that no node of it has yet.
 #include <climits>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -11,6 +12,33 @@ namespace {
 
 constexpr char EXCLUDED_LETTERS[] = "IOP";
 long nameCounter = 0;  // for names outside any net
+
+// FNV-1a, and its upper half folded into the lower, which picks the slot.
+unsigned HashOf(const char* name) {
+  std::uint32_t hash = 2166136261u;
+  for (; *name; ++name) hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619u;
+  return hash ^ (hash >> 15);
+}
+
+// The slot of the name, or the empty one where it would go. The table must not be full.
+unsigned FindSlot(const NameTable& table, const char* name, unsigned hash) {
+  unsigned i = hash & (table.size - 1);
+  while (table.slots[i].node && (table.slots[i].hash != hash || std::strcmp(table.slots[i].node->name, name) != 0)) {
+    i = (i + 1) & (table.size - 1);
+  }
+  return i;
+}
+
+void Grow(NameTable& table) {
+  const NameTable old = table;
+  table.size = old.size ? 2 * old.size : 64;
+  table.slots = static_cast<NameSlot*>(AllocateCleared(table.size, sizeof(NameSlot)));
+  for (unsigned i = 0; i < old.size; ++i) {
+    const NameSlot& slot = old.slots[i];
+    if (slot.node) table.slots[FindSlot(table, slot.node->name, slot.hash)] = slot;
+  }
+  Free(old.slots);
+}
 
 bool IsFree(net_bn net, const char* name) {
   return !FindNode(net, name);
@@ -72,15 +100,33 @@ void CountUp(net_bn net, std::string_view stem, long number, char* buffer) {
 }  // namespace
 
 node_bn FindNode(net_bn net, const char* name) {
-  return static_cast<node_bn>(FindValue(net->names, name, 0));
+  const NameTable& table = net->names;
+  return name && table.size ? table.slots[FindSlot(table, name, HashOf(name))].node : nullptr;
 }
 
 void EnterNodeName(net_bn net, node_bn node) {
-  BRAVIC_ASSERT_TEXT(InsertName(net->names, node->name, 0, node, true) != -1, "nn != -1");
+  NameTable& table = net->names;
+  if (2 * (table.num + 1) > table.size) Grow(table);
+  const unsigned hash = HashOf(node->name);
+  NameSlot& slot = table.slots[FindSlot(table, node->name, hash)];
+  if (!BRAVIC_ASSERT_TEXT(!slot.node, "nn != -1")) return;
+  slot = {hash, node};
+  ++table.num;
 }
 
 void RemoveNodeName(net_bn net, node_bn node) {
-  DeleteSlot(net->names, FindName(net->names, node->name, 0), nullptr);
+  NameTable& table = net->names;
+  unsigned hole = FindSlot(table, node->name, HashOf(node->name));
+  if (table.slots[hole].node != node) return;
+  // Names that had to go past the hole come back into it, so that no search ends too early.
+  const unsigned mask = table.size - 1;
+  for (unsigned i = (hole + 1) & mask; table.slots[i].node; i = (i + 1) & mask) {
+    if (((i - table.slots[i].hash) & mask) < ((i - hole) & mask)) continue;
+    table.slots[hole] = table.slots[i];
+    hole = i;
+  }
+  table.slots[hole].node = nullptr;
+  --table.num;
   net->freshFloor = 1;
 }
 

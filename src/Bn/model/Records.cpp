@@ -66,5 +66,4 @@ bnode::bnode() : value(bravic::UNDEF_DBL) {
 
 bnet::bnet() {
   elimorder.num = -1;
-  names = bravic::NewSymbolTable(53, "node names", false, true, 0.5, 2.0);
 }

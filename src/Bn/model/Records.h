@@ -4,7 +4,6 @@
 #pragma once
 
 #include "Basic/Memory.h"
-#include "Basic/SymbolTable.h"
 #include "Basic/TypedObject.h"
 #include "bravic.h"
 
@@ -116,6 +115,17 @@ extern const float UNDEF_PROB, IMPOS_PROB;
 inline constexpr float NO_EXPERIENCE = -1.0f;
 extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
 
+// Nodes by name (NodeNames.cpp): open addressing with linear probing.
+struct NameSlot {
+  unsigned hash;
+  node_bn node;  // NULL in an empty slot
+};
+struct NameTable {
+  NameSlot* slots = nullptr;  // [size] owned
+  unsigned size = 0;          // 0 or a power of 2
+  unsigned num = 0;           // at most half of size
+};
+
 struct Subnet {
   int first, count;  // slice of the net's nodes
 };
@@ -197,7 +207,7 @@ struct bnet {
   int numcycles = 0;
   int orderstate = bravic::ORDER_UNKNOWN;
   bool keepsbeliefs = false;                    // every node has a belief vector
-  bravic::SymbolTable* names = nullptr;         // node name -> node; placeholders are never found by name
+  bravic::NameTable names;                      // placeholders are never found by name
   nodelist_rec elimorder;                       // num -1: none set
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
   char freshStem[32] = {};                      // the stem last counted up, and where its count may begin

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "Basic/SymbolTable.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Tables.h"
 

@@ -1,0 +1,296 @@
+// A longer search for an elimination order of small total state space. Runs of greedy elimination with several
+// measures of a node's cost are perturbed by a bias per node; the biases of the best run of each measure are then
+// changed in one neighbourhood of the graph at a time, and kept while that does no harm. Nodes whose neighbours are
+// all joined go first at no cost to any order. The random numbers are the search's own and always the same; only
+// the time limit makes results differ between machines.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <numeric>
+
+#include "Bn/engine/Engine.h"
+
+namespace bravic::engine {
+
+namespace {
+
+std::size_t At(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+// Adjacency is kept as bits, so larger graphs are left to the plain search.
+constexpr int MAX_SEARCH_NODES = 16384;
+
+enum class Measure { STATE_SPACE, FILL, WEIGHTED_FILL, FILL_OF_SPACE, NUM_MEASURES };
+
+class RandomStream {
+ public:
+  std::uint64_t Bits() {
+    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
+    return z ^ (z >> 31);
+  }
+  int Below(int n) { return static_cast<int>(Bits() % static_cast<std::uint64_t>(n)); }
+  double Share() { return static_cast<double>(Bits() >> 11) * 0x1p-53; }
+  // About normal, with variance 1.
+  double Noise() { return (Share() + Share() + Share() + Share() - 2) * 1.7320508; }
+
+ private:
+  std::uint64_t state_ = 1;
+};
+
+// One greedy run after another over the same graph.
+class Run {
+ public:
+  Run(const Graph& moral, std::span<const int> numstates)
+      : moral_(moral), n_(moral.NumNodes()), words_((At(n_) + 63) / 64) {
+    while (width_ < At(n_)) width_ *= 2;
+    for (int s : numstates) logs_.push_back(std::log2(std::max(1.0, static_cast<double>(s))));
+    adjacent_.assign(At(n_) * words_, 0);
+    for (int i = 0; i < n_; ++i)
+      for (int w : moral.Neighbours(i)) SetBit(i, w);
+    pristine_ = adjacent_;
+    lists_.resize(At(n_));
+    setsOf_.resize(At(n_));
+    key_.resize(At(n_));
+    winner_.resize(2 * width_);
+    touched_.assign(At(n_), -1);
+    gone_.resize(At(n_));
+  }
+
+  // The order's total state space; infinity as soon as it passes the limit.
+  double Try(Measure measure, std::span<const double> bias, double limit, Vector<int>* order) {
+    Reset(measure, bias);
+    order->clear();
+    double cost = 0;
+    for (int step = 0; step < n_; ++step) {
+      const int best = winner_[1];
+      order->push_back(best);
+      cost += Eliminate(best, step);
+      if (cost > limit) return std::numeric_limits<double>::infinity();
+    }
+    return cost;
+  }
+
+ private:
+  bool Bit(int i, int j) const { return adjacent_[At(i) * words_ + At(j) / 64] >> (j % 64) & 1; }
+  void SetBit(int i, int j) { adjacent_[At(i) * words_ + At(j) / 64] |= std::uint64_t{1} << (j % 64); }
+
+  void Reset(Measure measure, std::span<const double> bias) {
+    measure_ = measure;
+    bias_ = bias;
+    adjacent_ = pristine_;
+    setSize_.clear();
+    std::fill(gone_.begin(), gone_.end(), 0);
+    std::fill(touched_.begin(), touched_.end(), -1);
+    std::fill(winner_.begin(), winner_.end(), -1);
+    for (int i = 0; i < n_; ++i) {
+      auto list = moral_.Neighbours(i);
+      lists_[At(i)].assign(list.begin(), list.end());
+      setsOf_[At(i)].clear();
+      winner_[width_ + At(i)] = i;
+    }
+    for (int i = 0; i < n_; ++i) key_[At(i)] = Key(i);
+    for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
+  }
+
+  double Key(int node) const {
+    const Vector<int>& list = lists_[At(node)];
+    double space = logs_[At(node)], fill = 0, weighted = 0;
+    bool simplicial = true;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+      space += logs_[At(list[i])];
+      if (!simplicial && measure_ == Measure::STATE_SPACE) continue;
+      for (std::size_t j = 0; j < i; ++j) {
+        if (Bit(list[i], list[j])) continue;
+        simplicial = false;
+        if (measure_ == Measure::STATE_SPACE) break;
+        fill += 1;
+        weighted += logs_[At(list[i])] * logs_[At(list[j])];
+      }
+    }
+    if (simplicial) return -1e300 + static_cast<double>(node);
+    switch (measure_) {
+      case Measure::STATE_SPACE:
+        return space + bias_[At(node)];
+      case Measure::FILL:
+        return std::log2(fill) + 0.01 * space + bias_[At(node)];
+      case Measure::WEIGHTED_FILL:
+        return std::log2(weighted + 1e-9) + bias_[At(node)];
+      default:
+        return 0.5 * space + std::log2(weighted + 1e-9) + bias_[At(node)];
+    }
+  }
+
+  void Play(std::size_t place) {
+    const int left = winner_[2 * place], right = winner_[2 * place + 1];
+    winner_[place] = left < 0 || (right >= 0 && key_[At(right)] < key_[At(left)]) ? right : left;
+  }
+
+  void Update(int node) {
+    key_[At(node)] = Key(node);
+    for (std::size_t place = (width_ + At(node)) / 2; place > 0; place /= 2) Play(place);
+  }
+
+  // Answers the state space of the clique made, 0 when it lies in an earlier one.
+  double Eliminate(int node, int step) {
+    const Vector<int>& around = lists_[At(node)];
+    double space = logs_[At(node)];
+    for (int a : around) space += logs_[At(a)];
+    std::size_t largest = 0;
+    for (int set : setsOf_[At(node)]) {
+      largest = std::max(largest, setSize_[At(set)]);
+      setSize_[At(set)] = 0;
+    }
+    gone_[At(node)] = 1;
+    winner_[width_ + At(node)] = -1;
+    for (std::size_t place = (width_ + At(node)) / 2; place > 0; place /= 2) Play(place);
+    for (int a : around) {
+      Vector<int>& list = lists_[At(a)];
+      *std::find(list.begin(), list.end(), node) = list.back();
+      list.pop_back();
+    }
+    bool filled = false;
+    for (std::size_t i = 0; i < around.size(); ++i) {
+      for (std::size_t j = 0; j < i; ++j) {
+        const int a = around[i], b = around[j];
+        if (Bit(a, b)) continue;
+        SetBit(a, b);
+        SetBit(b, a);
+        lists_[At(a)].push_back(b);
+        lists_[At(b)].push_back(a);
+        filled = true;
+      }
+    }
+    if (!around.empty()) {
+      for (int a : around) setsOf_[At(a)].push_back(static_cast<int>(setSize_.size()));
+      setSize_.push_back(around.size());
+    }
+    for (int a : around) {
+      if (touched_[At(a)] != step) touched_[At(a)] = step, Update(a);
+      if (!filled || measure_ == Measure::STATE_SPACE) continue;
+      for (int b : lists_[At(a)])
+        if (touched_[At(b)] != step) touched_[At(b)] = step, Update(b);
+    }
+    return largest > around.size() ? 0 : std::exp2(std::min(space, 1000.0));
+  }
+
+  const Graph& moral_;
+  const int n_;
+  const std::size_t words_;
+  std::size_t width_ = 1;
+  Measure measure_ = Measure::STATE_SPACE;
+  std::span<const double> bias_;
+  Vector<double> logs_, key_;
+  Vector<std::uint64_t> pristine_, adjacent_;
+  Vector<Vector<int>> lists_, setsOf_;
+  Vector<std::size_t> setSize_;
+  Vector<int> winner_, touched_;
+  Vector<unsigned char> gone_;
+};
+
+// A measure with the biases that served it best.
+struct Track {
+  Measure measure = Measure::STATE_SPACE;
+  Vector<double> bias;
+  double cost = std::numeric_limits<double>::infinity();
+};
+
+// Up to count nodes around one, nearest first.
+void Neighbourhood(const Graph& moral, int centre, int count, Vector<int>* nodes, Vector<int>* mark, int stamp) {
+  nodes->assign(1, centre);
+  (*mark)[At(centre)] = stamp;
+  for (std::size_t head = 0; head < nodes->size() && static_cast<int>(nodes->size()) < count; ++head) {
+    for (int w : moral.Neighbours((*nodes)[head])) {
+      if ((*mark)[At(w)] == stamp) continue;
+      (*mark)[At(w)] = stamp;
+      nodes->push_back(w);
+    }
+  }
+}
+
+}  // namespace
+
+Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,
+                  const ProgressFunction& progress) {
+  using Clock = std::chrono::steady_clock;
+  const auto began = Clock::now();
+  const int n = moral.NumNodes();
+  Order best = FindOrder(moral, numstates, nullptr);
+  if (start.size() == At(n)) {
+    const double cost = OrderCost(moral, numstates, start);
+    if (cost <= best.cost) {
+      best.nodes.assign(start.begin(), start.end());
+      best.cost = cost;
+    }
+  }
+  if (n < 4 || n > MAX_SEARCH_NODES || !(seconds > 0)) return best;
+
+  RandomStream random;
+  Run run(moral, numstates);
+  Vector<int> order, region, mark(At(n), -1);
+  Track tracks[static_cast<int>(Measure::NUM_MEASURES)];
+  double elapsed = 0;
+  int sinceAsked = 0;
+  // False when the time is up or the search was halted.
+  auto mayGoOn = [&] {
+    elapsed = std::chrono::duration<double>(Clock::now() - began).count();
+    if (elapsed >= seconds) return false;
+    if (progress && ++sinceAsked >= 16) {
+      sinceAsked = 0;
+      best.halted = progress(elapsed / seconds);
+    }
+    return !best.halted;
+  };
+  auto keep = [&](double estimate) {
+    if (estimate > best.cost * 1.000001) return;
+    const double cost = OrderCost(moral, numstates, order);
+    if (cost >= best.cost) return;
+    best.cost = cost;
+    best.nodes = order;
+  };
+  for (int m = 0; m < static_cast<int>(Measure::NUM_MEASURES); ++m) {
+    tracks[m].measure = static_cast<Measure>(m);
+    tracks[m].bias.assign(At(n), 0.0);
+  }
+
+  // Noise over the whole graph, for a quarter of the time.
+  Vector<double> bias(At(n));
+  for (int round = 0; mayGoOn() && elapsed < seconds / 4 && round < 4000; ++round) {
+    Track& track = tracks[round % static_cast<int>(Measure::NUM_MEASURES)];
+    const double strength = round < 8 ? 1e-6 : random.Share() * random.Share();
+    for (double& b : bias) b = strength * random.Noise();
+    const double cost = run.Try(track.measure, bias, track.cost, &order);
+    if (cost >= track.cost) continue;
+    track.cost = cost;
+    track.bias = bias;
+    keep(cost);
+  }
+
+  // Changes of one neighbourhood at a time; the better a measure does, the more often it is tried.
+  std::sort(std::begin(tracks), std::end(tracks), [](const Track& a, const Track& b) { return a.cost < b.cost; });
+  for (int round = 0; mayGoOn(); ++round) {
+    const double share = random.Share();
+    Track& track = tracks[share < 0.6 ? 0 : share < 0.85 ? 1 : share < 0.95 ? 2 : 3];
+    const int count = 1 + random.Below(random.Below(3) == 0 ? n : std::min(n, 24));
+    Neighbourhood(moral, random.Below(n), count, &region, &mark, round);
+    const double strength = 2 * random.Share() * random.Share();
+    bias = track.bias;
+    for (int v : region) bias[At(v)] = (random.Below(8) == 0 ? 0 : bias[At(v)]) + strength * random.Noise();
+    // Early on a little harm is allowed, so that the search can leave a hollow.
+    const double tolerance = 0.003 * std::max(0.0, 1 - 1.5 * elapsed / seconds);
+    const double cost = run.Try(track.measure, bias, track.cost * (1 + tolerance), &order);
+    if (!(cost < std::numeric_limits<double>::infinity())) continue;
+    track.cost = cost;
+    track.bias = bias;
+    keep(cost);
+    std::sort(std::begin(tracks), std::end(tracks), [](const Track& a, const Track& b) { return a.cost < b.cost; });
+  }
+  best.numFound = n;
+  return best;
+}
+
+}  // namespace bravic::engine
