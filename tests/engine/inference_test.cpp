@@ -6,12 +6,14 @@
 #include <cmath>
 
 #include "engine/model.h"
+#include "support/library.h"
 
 namespace bravic::testing {
 namespace {
 
 using engine::Inference;
 using engine::Status;
+using InferenceTest = LibraryTest;
 
 class History {
  public:
@@ -114,7 +116,7 @@ class History {
   bool maximize_ = false;
 };
 
-TEST(Inference, AnswersAsTheJointAfterAnyHistory) {
+TEST_F(InferenceTest, AnswersAsTheJointAfterAnyHistory) {
   for (std::uint64_t seed = 1; seed <= 120; ++seed) {
     SCOPED_TRACE(seed);
     History history(seed, {1, 12, 1, 4, 3, seed % 3 ? 600.0 : 6000.0, seed % 2 ? 0.0 : 0.35});
@@ -126,7 +128,7 @@ TEST(Inference, AnswersAsTheJointAfterAnyHistory) {
   }
 }
 
-TEST(Inference, SeparateComponentsMultiply) {
+TEST_F(InferenceTest, SeparateComponentsMultiply) {
   for (std::uint64_t seed = 1; seed <= 20; ++seed) {
     SCOPED_TRACE(seed);
     History history(seed, {6, 10, 2, 3, 1, 2000, 0.1});
@@ -148,7 +150,7 @@ Model ChainModel(int length, const std::vector<float>& prior, const std::vector<
   return model;
 }
 
-TEST(Inference, LongChainOfRareEventsKeepsItsProbability) {
+TEST_F(InferenceTest, LongChainOfRareEventsKeepsItsProbability) {
   const Model model = ChainModel(2000, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
   const Compiled compiled(model);
   Inference& inference = *compiled.inference;
@@ -166,7 +168,7 @@ TEST(Inference, LongChainOfRareEventsKeepsItsProbability) {
   EXPECT_FLOAT_EQ(belief[0], 0.25f);
 }
 
-TEST(Inference, ScaleOfALikelihoodCounts) {
+TEST_F(InferenceTest, ScaleOfALikelihoodCounts) {
   const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
   const Compiled compiled(model);
   Inference& inference = *compiled.inference;
@@ -183,7 +185,7 @@ TEST(Inference, ScaleOfALikelihoodCounts) {
   EXPECT_EQ(inference.Propagate(), Status::Inconsistent);
 }
 
-TEST(Inference, StampMovesWithEveryChangeAndOnlyThen) {
+TEST_F(InferenceTest, StampMovesWithEveryChangeAndOnlyThen) {
   const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
   const Compiled compiled(model);
   Inference& inference = *compiled.inference;
@@ -199,7 +201,7 @@ TEST(Inference, StampMovesWithEveryChangeAndOnlyThen) {
   EXPECT_NE(inference.Stamp(), stamp);
 }
 
-TEST(Inference, RefusesATableTooLarge) {
+TEST_F(InferenceTest, RefusesATableTooLarge) {
   Model model;
   for (int i = 0; i < 5; ++i) {
     model.numstates.push_back(100);
