@@ -8,6 +8,7 @@
 #pragma once
 
 #include "Basic/InputChannel.h"
+#include "Basic/SymbolTable.h"
 #include "Bn/model/Net.h"
 #include "Bn/services/NetFormat.h"
 
