@@ -132,6 +132,11 @@ void* AskHeapToResize(void* block, std::size_t slot, std::size_t nbytes) {
   return header + 1;
 }
 
+// Optional requests are for better times. Before accounting starts (a module used alone) there is no reserve to miss.
+bool IsShort() {
+  return started && !memoryReserve;
+}
+
 void TakeReserve() {
   if (!GateRefuses(RESERVE_SIZE)) memoryReserve = std::malloc(RESERVE_SIZE);
 }
@@ -197,12 +202,12 @@ void* AllocateCleared(std::size_t count, std::size_t size) {
 }
 
 void* TryAllocate(std::size_t nbytes) {
-  return memoryReserve ? AskHeap(nbytes ? nbytes : 1, false) : nullptr;
+  return IsShort() ? nullptr : AskHeap(nbytes ? nbytes : 1, false);
 }
 
 void* TryAllocateCleared(std::size_t count, std::size_t size) {
   std::size_t nbytes;
-  return memoryReserve && Product(count, size, &nbytes) ? AskHeap(nbytes, true) : nullptr;
+  return !IsShort() && Product(count, size, &nbytes) ? AskHeap(nbytes, true) : nullptr;
 }
 
 void* Resize(void* block, std::size_t nbytes) {
@@ -218,7 +223,7 @@ void* Resize(void* block, std::size_t nbytes) {
 }
 
 void* TryResize(void* block, std::size_t nbytes) {
-  if (!memoryReserve) {
+  if (IsShort()) {
     memoryState = MEMORY_RESIZE_FAILED;
     return block;
   }
