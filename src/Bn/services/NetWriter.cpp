@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "Basic/SymbolTable.h"
-#include "Basic/SymbolTable.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Tables.h"
 
@@ -223,12 +222,12 @@ void PrintNetField(NetPrinter& printer, int field) {
   printer.CloseStatement();
 }
 
-struct TakenNames {
+struct NameTable {
   SymbolTable* const names = NewSymbolTable(64, nullptr, false, false, 0.7, 2.0);
-  ~TakenNames() { FreeSymbolTable(names); }
+  ~NameTable() { FreeSymbolTable(names); }
 };
 
-bool IsNameTaken(net_bn net, const TakenNames& others, const char* name) {
+bool IsNameTaken(net_bn net, const NameTable& others, const char* name) {
   return FindNode(net, name) || FindName(others.names, name, 0) >= 0;
 }
 
@@ -237,7 +236,7 @@ bool IsNameTaken(net_bn net, const TakenNames& others, const char* name) {
 void RenamePlaceholders(NetPrinter& printer) {
   const bnet& net = *printer.net;
   if (net.stubs.num == 0) return;
-  TakenNames others;
+  NameTable others;
   for (const node_bn node : net.defines) InsertName(others.names, node->name, true);
   printer.renamed.reserve(static_cast<std::size_t>(net.stubs.num));  // the table below keeps pointers into it
   for (const node_bn stub : net.stubs) {

@@ -1,0 +1,485 @@
+// Tables through the public interface, against a plain model of what each row holds.
+#include "Bn/model/Tables.h"
+
+#include <cmath>
+#include <functional>
+#include <optional>
+
+#include "Basic/Memory.h"
+#include "Bn/model/Attributes.h"
+#include "Bn/model/Undo.h"
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+using Row = std::vector<float>;
+using States = std::vector<statetype>;
+
+class TablesTest : public LibraryTest {
+ protected:
+  void SetUp() override {
+    LibraryTest::SetUp();
+    net.reset(NewNet_bn("Test", env));
+  }
+  void TearDown() override {
+    net.reset();
+    LibraryTest::TearDown();
+  }
+  node_bn New(const char* name, int numstates, std::initializer_list<node_bn> parents = {}) {
+    node_bn node = NewNode_bn(name, numstates, net.get());
+    for (node_bn parent : parents) AddLink_bn(parent, node);
+    return node;
+  }
+  // A continuous node whose states are the intervals between the levels.
+  node_bn NewDiscretized(const char* name, std::vector<double> levels) {
+    node_bn node = NewNode_bn(name, 0, net.get());
+    EXPECT_EQ(SetNodeLevels_bn(node, static_cast<int>(levels.size()) - 1, levels.data()), 0);
+    return node;
+  }
+  Row RowOf(node_bn node, const States& states) {
+    const probtype* row = GetNodeProbs_bn(node, states.data());
+    return row ? Row(row, row + NumStates(node)) : Row{};
+  }
+
+  Net net;
+};
+
+// What a discrete node's relation is said to be: rows by configuration, absent tables empty.
+struct PlainTables {
+  std::vector<Row> probs;
+  std::vector<double> experience;
+  std::vector<double> function;  // state numbers; -3 where none is given
+  bool operator==(const PlainTables&) const = default;
+};
+
+struct PlainModel {
+  std::vector<int> radix;  // states of the parents
+  int numstates = 0;
+  PlainTables tables;
+
+  std::size_t NumRows() const {
+    std::size_t n = 1;
+    for (int r : radix) n *= static_cast<std::size_t>(r);
+    return n;
+  }
+  States Configuration(std::size_t row) const {
+    States states(radix.size());
+    for (std::size_t i = radix.size(); i-- > 0;) {
+      states[i] = static_cast<int>(row % static_cast<std::size_t>(radix[i]));
+      row /= static_cast<std::size_t>(radix[i]);
+    }
+    return states;
+  }
+  template <class Change>
+  void AtAgreeing(const States& states, Change change) {
+    for (std::size_t row = 0; row < NumRows(); row++) {
+      const States here = Configuration(row);
+      bool agrees = true;
+      for (std::size_t i = 0; i < here.size(); i++)
+        agrees = agrees && (states[i] == EVERY_STATE || states[i] == here[i]);
+      if (agrees) change(row);
+    }
+  }
+  Row OneHot(double state) const {
+    Row row(static_cast<std::size_t>(numstates), state < 0 ? UNDEF_PROB : 0.0f);
+    if (state >= 0) row[static_cast<std::size_t>(state)] = 1;
+    return row;
+  }
+  void SetProbs(const States& states, const Row& row) {
+    std::vector<Row> probs = tables.probs;
+    if (probs.empty()) {
+      probs.assign(NumRows(), Row(static_cast<std::size_t>(numstates), UNDEF_PROB));
+      for (std::size_t r = 0; r < tables.function.size(); r++) probs[r] = OneHot(tables.function[r]);
+    }
+    const std::vector<Row> before = probs;
+    AtAgreeing(states, [&](std::size_t r) { probs[r] = row; });
+    // A function table that says the same stays the relation.
+    if (!tables.function.empty() && probs == before) return;
+    tables.probs = probs;
+    tables.function.clear();
+  }
+  void SetExperience(const States& states, double experience) {
+    if (tables.experience.empty()) tables.experience.assign(NumRows(), UNDEF_DBL);
+    AtAgreeing(states, [&](std::size_t r) { tables.experience[r] = experience; });
+  }
+  void SetFunction(const States& states, int state) {
+    if (!tables.probs.empty()) {
+      SetProbs(states, OneHot(state));
+      return;
+    }
+    if (tables.function.empty()) tables = {{}, {}, std::vector<double>(NumRows(), UNDEF_STATE)};
+    AtAgreeing(states, [&](std::size_t r) { tables.function[r] = state; });
+  }
+};
+
+void ExpectSame(node_bn node, const PlainModel& model) {
+  const PlainTables& tables = model.tables;
+  ASSERT_EQ(HasRelation_bn(node), !tables.probs.empty() || !tables.function.empty());
+  for (std::size_t row = 0; row < model.NumRows(); row++) {
+    const States states = model.Configuration(row);
+    SCOPED_TRACE("row " + std::to_string(row));
+    if (!tables.function.empty()) ASSERT_EQ(GetNodeFuncValue_bn(node, states.data()), tables.function[row]);
+    ASSERT_EQ(GetNodeExperience_bn(node, states.data()),
+              tables.experience.empty() ? UNDEF_DBL : tables.experience[row]);
+    const probtype* probs = GetNodeProbs_bn(node, states.data());
+    if (!HasRelation_bn(node)) {
+      ASSERT_EQ(probs, nullptr);
+      continue;
+    }
+    const Row expected = tables.probs.empty() ? model.OneHot(tables.function[row]) : tables.probs[row];
+    ASSERT_EQ(Row(probs, probs + model.numstates), expected);
+  }
+}
+
+TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
+  SetUndoDepth_bn(1000, net.get());
+  for (std::uint64_t seed = 1; seed <= 40; seed++) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random(seed);
+    net.reset(NewNet_bn("Test", env));
+    PlainModel model;
+    model.numstates = random.Between(1, 4);
+    node_bn node = New("Child", model.numstates);
+    for (int i = random.Below(4); i-- > 0;) {
+      model.radix.push_back(random.Between(1, 4));
+      AddLink_bn(NewNode_bn(nullptr, model.radix.back(), net.get()), node);
+    }
+    std::vector<std::pair<int, PlainTables>> history;  // undo sequence and what held then
+    for (int step = 0; step < 120; step++) {
+      SCOPED_TRACE("step " + std::to_string(step));
+      const PlainTables before = model.tables;
+      const int sequence = UndoSequence(net.get());
+      States states;
+      for (int radix : model.radix) states.push_back(random.Chance(0.25) ? EVERY_STATE : random.Below(radix));
+      states.push_back(0);
+      const int what = random.Below(10);
+      if (what < 4) {
+        const Row row = RandomRow(random, model.numstates, 0.3);
+        SetNodeProbs_bn(node, states.data(), row.data());
+        model.SetProbs(states, row);
+      } else if (what < 6) {
+        const double experience = random.Below(3);
+        SetNodeExperience_bn(node, states.data(), experience);
+        model.SetExperience(states, experience);
+      } else if (what < 9) {
+        const int state = random.Below(model.numstates);
+        SetNodeFuncValue_bn(node, states.data(), state);
+        model.SetFunction(states, state);
+      } else if (random.Chance(0.5)) {
+        DeleteNodeRelation_bn(node);
+        model.tables = {};
+      }
+      ASSERT_EQ(Reports(0), "");
+      // Reading derives tables, which must make no difference to what follows.
+      if (random.Chance(0.5)) ExpectSame(node, model);
+      ASSERT_EQ(UndoSequence(net.get()) != sequence, model.tables != before) << "one record exactly when it changed";
+      if (model.tables != before) history.push_back({sequence, before});
+      if (random.Chance(0.3) && !history.empty()) {
+        const auto [at, tables] = history[static_cast<std::size_t>(random.Below(static_cast<int>(history.size())))];
+        const PlainTables now = std::exchange(model.tables, tables);
+        const int newest = UndoSequence(net.get());
+        UndoTo(net.get(), at);
+        ExpectSame(node, model);
+        model.tables = now;
+        RedoTo(net.get(), newest + 1);
+      }
+      ExpectSame(node, model);
+      if (HasFatalFailure()) return;
+    }
+  }
+  SetUndoDepth_bn(1, net.get());
+}
+
+TEST_F(TablesTest, FunctionValuesBecomeStatesByLevels) {
+  const float X = IMPOS_PROB;
+  struct Case {
+    bool discrete;
+    float value;
+    Row row;
+    bool warned;
+  };
+  const double levels[] = {0, 1, 2, 4};
+  const Case cases[] = {
+      {false, 0, {1, 0, 0}, false},
+      {false, 0.99f, {1, 0, 0}, false},
+      {false, 1, {0, 1, 0}, false},
+      {false, 4, {0, 0, 1}, false},
+      {false, 4.1f, Row(3, UNDEF_PROB), true},
+      {false, -0.1f, Row(3, UNDEF_PROB), true},
+      {false, UNDEF_PROB, Row(3, UNDEF_PROB), false},
+      {false, X, {X, X, X}, false},
+      {true, 1, {0, 1, 0}, false},
+      {true, 1.00009f, {0, 1, 0}, false},
+      {true, 1.0002f, Row(3, UNDEF_PROB), true},
+      {true, 5, Row(3, UNDEF_PROB), true},
+      {true, 1.5f, Row(3, UNDEF_PROB), true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE((c.discrete ? "discrete " : "continuous ") + std::to_string(c.value));
+    node_bn node = New(nullptr, c.discrete ? 3 : 0);
+    ASSERT_EQ(SetNodeLevels_bn(node, 3, levels), 0);
+    ASSERT_EQ(SetFunctionValue(node, nullptr, c.value), 0);
+    EXPECT_EQ(RowOf(node, {}), c.row);
+    const std::string name = GetNodeName_bn(node);
+    char text[160];
+    std::snprintf(text, sizeof text,
+                  "4 2283 GetNodeProbs_bn: Function value %g of node '%s' corresponds to none of its states\n",
+                  static_cast<double>(c.value), name.c_str());
+    EXPECT_EQ(Reports(), c.warned ? text : "");
+    EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), static_cast<double>(c.value));
+  }
+}
+
+TEST_F(TablesTest, DerivedProbabilitiesFollowLevelsAndUndo) {
+  node_bn node = NewDiscretized("Dose", {0, 1, 2});
+  SetNodeFuncValue_bn(node, nullptr, 1.5);
+  EXPECT_EQ(RowOf(node, {}), (Row{0, 1}));
+  const double wider[] = {0, 1.6, 2};
+  ASSERT_EQ(SetNodeLevels_bn(node, 2, wider), 0);
+  EXPECT_EQ(RowOf(node, {}), (Row{1, 0}));
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(RowOf(node, {}), (Row{0, 1}));
+  RedoLastChange_bn(net.get());
+  EXPECT_EQ(RowOf(node, {}), (Row{1, 0}));
+  SetNodeFuncValue_bn(node, nullptr, 1.75);
+  EXPECT_EQ(RowOf(node, {}), (Row{0, 1}));
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(RowOf(node, {}), (Row{1, 0}));
+  EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), 1.5);
+}
+
+TEST_F(TablesTest, CountsAndProbabilities) {
+  node_bn parent = New("A", 4), node = New("B", 2, {parent});
+  const float U = UNDEF_PROB, X = IMPOS_PROB;
+  auto table = [](std::initializer_list<float> values) {
+    float* block = static_cast<float*>(Allocate(values.size() * sizeof(float)));
+    std::copy(values.begin(), values.end(), block);
+    return block;
+  };
+  InstallRelation(node, {table({1, 3, 0, 0, U, 2, X, X}), nullptr, nullptr, nullptr, 0});
+  EXPECT_EQ(GetNodeExperience_bn(node, States{0}.data()), 4);
+  EXPECT_EQ(GetNodeExperience_bn(node, States{1}.data()), 0);
+  EXPECT_EQ(GetNodeExperience_bn(node, States{2}.data()), UNDEF_DBL);
+  EXPECT_EQ(RowOf(node, {0}), (Row{0.25f, 0.75f}));
+  EXPECT_EQ(RowOf(node, {1}), (Row{U, U}));
+  EXPECT_EQ(RowOf(node, {2}), (Row{U, 2}));
+  EXPECT_EQ(RowOf(node, {3}), (Row{X, X}));
+  ASSERT_EQ(UnnormalizeTable(node, 10.0), nullptr);
+  EXPECT_EQ(Row(node->probs, node->probs + 8), (Row{1, 3, U, U, U, 20, X, X})) << "10 where there is no experience";
+  // A row in the form asked for, on a table in the other.
+  const float half[] = {0.5f, 0.5f};
+  SetNodeProbs_bn(node, States{0}.data(), half);
+  EXPECT_EQ(RowOf(node, {0}), (Row{0.5f, 0.5f}));
+  EXPECT_EQ(GetNodeExperience_bn(node, States{0}.data()), 4);
+}
+
+TEST_F(TablesTest, DeterminismLooksAtAsManyEntriesAsThereAreRows) {
+  node_bn parent = New("A", 2), node = New("B", 3, {parent});
+  EXPECT_EQ(IsNodeDeterministic_bn(node), 0) << "without a table";
+  SetTable(node, {1, 0, 0, 0.5f, 0.5f, 0});
+  EXPECT_EQ(IsNodeDeterministic_bn(node), 1) << "the first two entries are 1 and 0";
+  EXPECT_EQ(GetNodeFuncValue_bn(node, States{0}.data()), 0);
+  EXPECT_EQ(GetNodeFuncValue_bn(node, States{1}.data()), UNDEF_DBL);
+  const float half[] = {0.5f, 0.5f, 0};
+  SetNodeProbs_bn(node, States{0}.data(), half);
+  EXPECT_EQ(IsNodeDeterministic_bn(node), 0);
+  EXPECT_EQ(SetNodeKind_bn(node, DECISION_NODE), 0);
+  EXPECT_EQ(IsNodeDeterministic_bn(node), 1);
+  EXPECT_EQ(SetNodeKind_bn(node, NATURE_NODE), 0);
+  EXPECT_EQ(IsNodeDeterministic_bn(node), 0);
+  DeleteNodeRelation_bn(node);
+  SetNodeFuncValue_bn(node, States{0}.data(), 2);
+  EXPECT_EQ(IsNodeDeterministic_bn(node), 1);
+}
+
+TEST_F(TablesTest, CompletenessNamesTheFirstGap) {
+  node_bn a = New("A", 2), b = New("B", 3), node = New("C", 2, {a, b});
+  long long row = 0;
+  EXPECT_FALSE(IsRelationComplete(node, &row));
+  EXPECT_EQ(row, -1);
+  const float half[] = {0.5f, 0.5f};
+  SetNodeProbs_bn(node, States{EVERY_STATE, EVERY_STATE}.data(), half);
+  EXPECT_TRUE(IsProbsComplete(node));
+  const float missing[] = {UNDEF_PROB, 0.5f};
+  SetNodeProbs_bn(node, States{1, 2}.data(), missing);
+  EXPECT_FALSE(IsProbsComplete(node));
+  EXPECT_FALSE(IsRelationComplete(node, &row));
+  EXPECT_EQ(row, 5);
+  States states(2);
+  RowStates(*node, row, states.data());
+  EXPECT_EQ(states, (States{1, 2}));
+  DeleteNodeRelation_bn(node);
+  SetNodeFuncValue_bn(node, States{EVERY_STATE, 0}.data(), 1);
+  EXPECT_FALSE(IsRelationComplete(node, &row));
+  EXPECT_EQ(row, 1);
+  SetNodeFuncValue_bn(node, States{EVERY_STATE, EVERY_STATE}.data(), 1);
+  EXPECT_TRUE(IsRelationComplete(node, &row));
+}
+
+TEST_F(TablesTest, ArgumentErrorsChangeNothing) {
+  node_bn parent = New("A", 2), node = New("B", 3, {parent}), free = New("F", 0);
+  node_bn freeChild = New("G", 2, {free}), real = New("R", 0, {parent});
+  const Row row{0.5f, 0.25f, 0.25f}, half{0.5f, 0.5f};
+  SetTable(node, {0.5f, 0.25f, 0.25f, 1, 0, 0});
+  const States one{1}, undefined{-3}, impossible{-4}, every{-5}, negative{-1}, large{2};
+  struct Case {
+    std::function<void()> call;
+    std::string text;
+  };
+  const auto set = [&](const States& states) { return [&] { SetNodeProbs_bn(node, states.data(), row.data()); }; };
+  const std::string vec = "Vector of states (for parents of 'B') contains ";
+  const Case cases[] = {
+      {[&] { SetNodeProbs_bn(nullptr, one.data(), row.data()); }, "5 5105 SetNodeProbs_bn: NULL passed for node_bn\n"},
+      {[&] { SetNodeProbs_bn(free, nullptr, row.data()); },
+       "5 5504 SetNodeProbs_bn: Can't set probability array for node 'F' because it is not discrete or discretized\n"},
+      {[&] { SetNodeProbs_bn(node, nullptr, row.data()); },
+       "5 5112 SetNodeProbs_bn: NULL passed for the vector of parent states for node 'B'\n"},
+      {[&] { SetNodeProbs_bn(node, one.data(), nullptr); },
+       "5 5113 SetNodeProbs_bn: NULL passed for probability vector\n"},
+      {[&] { SetNodeProbs_bn(freeChild, one.data(), half.data()); },
+       "5 5123 SetNodeProbs_bn: Can't use a vector of states for parents of 'G', because they contain node 'F' which "
+       "is "
+       "not discrete or discretized\n"},
+      {set(undefined), "5 5125 SetNodeProbs_bn: " + vec + "an undefined entry (-3) for node 'A' at position 0\n"},
+      {set(impossible),
+       "5 5127 SetNodeProbs_bn: " + vec + "an \"impossible condition\" indicator (-4) for node 'A' at position 0\n"},
+      {set(negative), "5 5129 SetNodeProbs_bn: " + vec + "a negative entry (-1) for node 'A' at position 0\n"},
+      {set(large), "5 5131 SetNodeProbs_bn: " + vec +
+                       "entry 2 (at index 0), which is too large (node 'A' has only 2 states, and first state is 0)\n"},
+      {[&] { EXPECT_EQ(GetNodeProbs_bn(node, every.data())[2], 1.0f); },
+       "5 5136 GetNodeProbs_bn: " + vec + "an \"wildcard\" indicator (-5) for node 'A' at position 0\n"},
+      {[&] { EXPECT_EQ(GetNodeExperience_bn(node, every.data()), undef_dbl_ns); },
+       "5 5136 GetNodeExperience_bn: " + vec + "an \"wildcard\" indicator (-5) for node 'A' at position 0\n"},
+      {[&] { EXPECT_EQ(GetNodeFuncValue_bn(nullptr, every.data()), undef_dbl_ns); },
+       "5 5105 GetNodeFuncValue_bn: NULL passed for node_bn\n"},
+      {[&] { SetNodeExperience_bn(node, one.data(), -2); },
+       "5 5506 SetNodeExperience_bn: Argument 'experience' passed for node 'B', is negative (-2)\n"},
+      {[&] { SetNodeFuncValue_bn(node, one.data(), 3.9); },
+       "5 5508 SetNodeFuncValue_bn: Argument 'val' is 3, but it must be between 0 and 2 inclusive, because node 'B' "
+       "is "
+       "discrete with 3 states\n"},
+      {[&] { SetNodeFuncValue_bn(node, one.data(), -1e300); },
+       "5 5508 SetNodeFuncValue_bn: Argument 'val' is -2147483647, but it must be between 0 and 2 inclusive, because "
+       "node 'B' is discrete with 3 states\n"},
+      {[&] { SetNodeFuncValue_bn(real, one.data(), std::nan("")); },
+       "5 5507 SetNodeFuncValue_bn: Argument 'val' passed for node 'R' is not a number\n"},
+  };
+  const int sequence = UndoSequence(net.get());
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    c.call();
+    EXPECT_EQ(Reports(), c.text);
+    EXPECT_EQ(UndoSequence(net.get()), sequence);
+    EXPECT_EQ(GetTable(node), (Row{0.5f, 0.25f, 0.25f, 1, 0, 0}));
+    EXPECT_EQ(HasRelation_bn(real) + HasRelation_bn(free) + HasRelation_bn(freeChild), 0);
+  }
+}
+
+TEST_F(TablesTest, TablesThatCannotBeBuiltAnswerOnes) {
+  node_bn node = New("A", 3);
+  SetNodeFuncValue_bn(node, nullptr, 1);
+  const statetype* before = node->determin;
+  node_bn real = New("R", 0);
+  SetNodeFuncValue_bn(real, nullptr, 2.5);
+  EXPECT_EQ(GetNodeProbs_bn(real, nullptr)[0], 1.0f);
+  EXPECT_EQ(Reports(), "5 2282 GetNodeProbs_bn: Node 'R' is missing ranges list\n");
+  EXPECT_EQ(GetNodeFuncValue_bn(real, nullptr), 2.5);
+  EXPECT_EQ(MakeProbs(New("E", 2))->number, -2281);
+  EXPECT_EQ(node->determin, before);
+}
+
+// The rows that the setter beneath the others refuses, each table in its own words.
+TEST_F(TablesTest, RowsOfTablesThatAreNotThere) {
+  node_bn node = New("A", 2);
+  const float half[] = {0.5f, 0.5f};
+  RowChange probs, experience, negative, state, value;
+  probs.probs = half;
+  experience.experience = 3;
+  negative.experience = -3;
+  state.state = 1;
+  value.value = 1, value.hasValue = true;
+  const std::pair<RowChange*, const char*> cases[] = {
+      {&probs, "5 3071 can't change a probability of node 'A', because it doesn't have a probability table\n"},
+      {&negative, "5 3073 can't change an experience quantity of node 'A', because the new value is negative (-3)\n"},
+      {&experience,
+       "5 3074 can't change an experience quantity of node 'A', because it doesn't have an experience table\n"},
+      {&state,
+       "5 3075 can't change a deterministic mapping of node 'A', because it doesn't have a deterministic table\n"},
+      {&value,
+       "5 3076 can't change a deterministic mapping of node 'A', because it doesn't have a deterministic table\n"},
+  };
+  for (const auto& [change, text] : cases) {
+    EXPECT_EQ(SetRow(node, nullptr, *change), -1);
+    EXPECT_EQ(Reports(), text);
+  }
+  EXPECT_EQ(HasRelation_bn(node), 0);
+}
+
+// 256 rows of 4 states: what is as large is a table.
+bool RefuseTables(std::size_t nbytes) {
+  return nbytes < 256 * sizeof(float) || nbytes >= RESERVE_SIZE;
+}
+
+TEST_F(TablesTest, ShortageLeavesTheTablesAlone) {
+  node_bn a = New("A", 16), b = New("B", 16), node = New("C", 4, {a, b}), fresh = New("D", 4, {a, b});
+  const Row row{0.25f, 0.25f, 0.25f, 0.25f}, other{0.5f, 0.5f, 0, 0};
+  const States every{EVERY_STATE, EVERY_STATE}, some{EVERY_STATE, 1}, one{3, 1};
+  SetNodeProbs_bn(node, every.data(), row.data());
+  const std::vector<float> before = GetTable(node);
+  const int sequence = UndoSequence(net.get());
+  const std::pair<const char*, std::function<void()>> calls[] = {
+      {"SetNodeProbs_bn", [&] { SetNodeProbs_bn(node, some.data(), other.data()); }},
+      {"SetNodeProbs_bn", [&] { SetNodeProbs_bn(fresh, one.data(), other.data()); }},
+      {"SetNodeExperience_bn", [&] { SetNodeExperience_bn(node, one.data(), 1); }},
+      {"SetNodeFuncValue_bn", [&] { SetNodeFuncValue_bn(fresh, one.data(), 1); }},
+      {"SetNodeFuncValue_bn", [&] { SetNodeFuncValue_bn(node, some.data(), 1); }},
+  };
+  for (const auto& [name, call] : calls) {
+    SetHeapGate(RefuseTables);
+    call();
+    SetHeapGate(nullptr);
+    const std::string reports = Reports();
+    EXPECT_NE(reports.find(std::string("5 2286 ") + name + ": Not enough memory to make a table for node"),
+              std::string::npos)
+        << reports;
+    EXPECT_EQ(GetTable(node), before);
+    EXPECT_EQ(HasRelation_bn(fresh), 0);
+    EXPECT_EQ(GetNodeExperience_bn(node, one.data()), UNDEF_DBL);
+    EXPECT_EQ(UndoSequence(net.get()), sequence);
+  }
+  // A row of a table that is there needs no large block.
+  SetHeapGate(RefuseTables);
+  SetNodeProbs_bn(node, one.data(), other.data());
+  SetHeapGate(nullptr);
+  EXPECT_EQ(RowOf(node, one), other);
+}
+
+TEST_F(TablesTest, ATableBeyondAllMemoryIsRefused) {
+  node_bn node = New("Child", 1000);
+  for (int i = 0; i < 8; i++) AddLink_bn(New(nullptr, 1000), node);
+  const States every(8, EVERY_STATE);
+  SetNodeProbs_bn(node, States(8, 0).data(), Row(1000, 0.001f).data());
+  EXPECT_EQ(HasRelation_bn(node), 0);
+  EXPECT_NE(Reports().find("5 2286 SetNodeProbs_bn: Not enough memory to make a table for node 'Child'"),
+            std::string::npos);
+  EXPECT_EQ(GetNodeProbs_bn(node, States(8, 999).data()), nullptr);
+}
+
+TEST_F(TablesTest, SharedAnswersOutliveLargerOnes) {
+  const float* ones = SharedOnes(1024);
+  const float* zeros = SharedOneThenZeros(5);
+  const float* large = SharedOnes(1025);
+  EXPECT_NE(large, ones);
+  EXPECT_EQ(Row(ones, ones + 1024), Row(1024, 1.0f));
+  EXPECT_EQ(SharedOnes(3 * 1024), large) << "grown to three times its size";
+  EXPECT_EQ(Row(large, large + 3 * 1024), Row(3 * 1024, 1.0f));
+  EXPECT_EQ(Row(zeros, zeros + 5), (Row{1, 0, 0, 0, 0}));
+  StopTables();
+  SharedOnes(1024);
+  SharedOneThenZeros(1024);
+}
+
+}  // namespace
+}  // namespace bravic::testing
