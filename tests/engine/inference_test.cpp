@@ -168,6 +168,71 @@ TEST_F(InferenceTest, LongChainOfRareEventsKeepsItsProbability) {
   EXPECT_FLOAT_EQ(belief[0], 0.25f);
 }
 
+// One class with many features, in cliques that pass the class along: what speaks against a class early on makes it
+// smaller than any float before later features speak for it.
+TEST_F(InferenceTest, WeightsTooSmallForFloatsComeBack) {
+  for (bool impossible : {false, true}) {
+    Model model;
+    const int features = 80;
+    for (int i = 0; i <= features; ++i) {
+      model.numstates.push_back(2);
+      model.parents.push_back(i ? Vector<int>{0} : Vector<int>{});
+      model.children.push_back({});
+      if (i) model.children[0].push_back(i);
+      model.tables.push_back(i ? std::vector<float>{0.5f, 0.5f, 0.999f, 0.001f} : std::vector<float>{0.25f, 0.75f});
+    }
+    for (int i = 41; i <= features; ++i) model.tables[static_cast<std::size_t>(i)] = {0.9995f, 0.0005f, 0.5f, 0.5f};
+    if (impossible) model.tables[0] = {0, 1};
+    const Compiled compiled(model);
+    Inference& inference = *compiled.inference;
+    ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+    ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+    for (int i = 1; i <= features; ++i) inference.SetState(i, 1);
+    // In logarithms: the first class likes the first half, the second the other.
+    const double first = std::log(0.25) + 40 * std::log(0.5) + 40 * std::log(0.0005);
+    const double second = std::log(impossible ? 1 : 0.75) + 40 * std::log(0.001) + 40 * std::log(0.5);
+    const double whole = impossible ? second : second + std::log1p(std::exp(first - second));
+    ASSERT_EQ(inference.Propagate(), Status::Done);
+    EXPECT_NEAR(inference.LogProbability(), whole, 1e-4);
+    std::vector<float> belief(2);
+    EXPECT_TRUE(inference.Beliefs(0, belief));
+    EXPECT_NEAR(belief[1], std::exp(second - whole), 1e-5);
+    std::vector<std::vector<float>> beliefs(model.numstates.size(), std::vector<float>(2));
+    EXPECT_TRUE(inference.AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }));
+    EXPECT_EQ(beliefs[0], belief);
+    inference.ClearFinding(80);
+    EXPECT_TRUE(inference.Beliefs(80, belief));
+    EXPECT_NEAR(belief[1], 0.5, impossible ? 1e-6 : 1e-2);
+    for (int i = 1; i <= features; ++i) inference.ClearFinding(i);
+    ASSERT_EQ(inference.Propagate(), Status::Done);
+    EXPECT_NEAR(inference.Probability(), 1, 1e-5);
+  }
+}
+
+TEST_F(InferenceTest, ManyWeakFindingsOfOneNodeStayConsistent) {
+  Model model;
+  for (int i = 0; i < 3; ++i) {
+    model.numstates.push_back(3);
+    model.parents.push_back(i ? Vector<int>{0} : Vector<int>{});
+    model.children.push_back({});
+    if (i) model.children[0].push_back(i);
+    model.tables.push_back(i ? std::vector<float>{1, 0, 0, 0, 1, 0, 0, 0, 1} : std::vector<float>{0.5f, 0.5f, 0});
+  }
+  const Compiled compiled(model);
+  Inference& inference = *compiled.inference;
+  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+  ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+  for (int i = 0; i < 3; ++i) inference.SetLikelihood(i, std::vector<float>{1e-20f, 2e-20f, 1});
+  ASSERT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_NEAR(inference.LogProbability(), std::log(4.5) - 60 * std::log(10), 1e-5);
+  std::vector<float> belief(3);
+  EXPECT_TRUE(inference.Beliefs(2, belief));
+  EXPECT_NEAR(belief[1], 8.0 / 9, 1e-6);
+  EXPECT_EQ(belief[2], 0);
+  inference.SetLikelihood(0, std::vector<float>{0, 0, 1});
+  EXPECT_EQ(inference.Propagate(), Status::Inconsistent);
+}
+
 TEST_F(InferenceTest, ScaleOfALikelihoodCounts) {
   const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
   const Compiled compiled(model);

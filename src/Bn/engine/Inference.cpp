@@ -125,14 +125,18 @@ void Inference::Impl::InvalidateFrom(int clique) {
 void Inference::Impl::Changed(int clique) {
   InvalidateFrom(clique);
   pivot = clique;
-  propagated = false;
+  Forget();
+}
+
+void Inference::Impl::Forget() {
+  propagated = wide = false;
+  Vector<Block<WideNumber>>().swap(wideMessages);
   ++stamp;
 }
 
 void Inference::Impl::InvalidateAll() {
   for (Message& message : messages) message.valid = false;
-  propagated = false;
-  ++stamp;
+  Forget();
 }
 
 void Inference::Impl::LayoutChanged(int node) {
@@ -158,6 +162,9 @@ void Inference::Impl::SetFinding(int node, int state, std::span<const float> wei
   finding.weighted = !weights.empty();
   finding.scale = scale;
   finding.weights.assign(weights.begin(), weights.end());
+  finding.low = 0;
+  for (float w : weights)
+    if (w > 0) finding.low = std::min(finding.low, std::ilogb(w));
   if (finding.weighted) finding.weights.resize(weights.size() + KERNEL_SLACK, 0.0f);
   Changed(entry[At(node)]);
 }

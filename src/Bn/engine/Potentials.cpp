@@ -1,5 +1,6 @@
 // Layouts of tables, room for them, and the product of each clique's tables.
 #include <algorithm>
+#include <cmath>
 #include <numeric>
 
 #include "Bn/engine/Propagation.h"
@@ -162,6 +163,7 @@ void Inference::Impl::FillClique(int c, const std::function<const float*(int)>& 
   // Each table is copied, for the slack behind it and to make rows of the impossible marker 0.
   Vector<std::size_t> begins;
   fillTables.clear();
+  clique.low = 0;
   for (int node : clique.homed) {
     const float* rows = table(node);
     if (!rows) continue;
@@ -181,6 +183,10 @@ void Inference::Impl::FillClique(int c, const std::function<const float*(int)>& 
     begins.push_back(begin);
     fillTables.insert(fillTables.end(), rows, rows + size);
     fillTables.resize(fillTables.size() + KERNEL_SLACK, 0.0f);
+    float least = 1;
+    for (int i = 0; i < size; ++i)
+      if (rows[i] > 0) least = std::min(least, rows[i]);
+    clique.low += std::ilogb(least);
     for (float* row = fillTables.data() + begin; row < fillTables.data() + begin + size; row += own)
       if (std::any_of(row, row + own, [](float x) { return x < 0; })) std::fill(row, row + own, 0.0f);
   }

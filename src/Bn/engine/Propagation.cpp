@@ -125,13 +125,19 @@ long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {
 
 namespace {
 
-// Scales to a largest entry in [0.5, 1) and answers the exponent taken out; false when all are 0.
+// Scales to a largest entry in [0.5, 1) and answers what the entries were; false when all are 0.
 template <class Number>
-bool Scale(const Number* entries, std::size_t size, float* to, int* exponent) {
-  Number largest = 0;
-  for (std::size_t i = 0; i < size; ++i) largest = std::max(largest, entries[i]);
+bool Scale(const Number* entries, std::size_t size, float* to, int* exponent, double* mostly, double* least) {
+  constexpr Number HUGE_NUMBER = std::numeric_limits<Number>::max();
+  Number largest = 0, smallest = HUGE_NUMBER;
+  for (std::size_t i = 0; i < size; ++i) {
+    largest = std::max(largest, entries[i]);
+    smallest = std::min(smallest, entries[i] > 0 ? entries[i] : HUGE_NUMBER);
+  }
+  *mostly = static_cast<double>(largest);
   if (!(largest > 0)) return false;
   *exponent = Exponent(static_cast<double>(largest));
+  *least = static_cast<double>(smallest);
   const double scale = std::ldexp(1.0, -*exponent);
   for (std::size_t i = 0; i < size; ++i) to[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
   return true;
@@ -152,7 +158,7 @@ bool Divide(Number* entries, std::size_t size, const float* against) {
 }  // namespace
 
 // The exponent that the entries carry so far stands in the message; answers whether any entry is above 0.
-bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide) {
+bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide, double* largest) {
   Message& message = messages[At(m)];
   const SeparatorState& separator = separators[At(m / 2)];
   const std::size_t size = FreeSize(separator.variables);
@@ -182,25 +188,60 @@ bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide)
     message.rests = target.wide ? Divide(target.wide, size, divisors) : Divide(target.narrow, size, divisors);
   }
   int exponent = 0;
-  const bool good = target.wide ? Scale(target.wide, size, message.probs, &exponent)
-                                : Scale(target.narrow, size, message.probs, &exponent);
+  double least = 1;
+  const bool good = target.wide ? Scale(target.wide, size, message.probs, &exponent, largest, &least)
+                                : Scale(target.narrow, size, message.probs, &exponent, largest, &least);
   message.exponent += exponent;
+  message.low = Exponent(least) - exponent - 1;
   message.valid = good;
   return good;
 }
 
-bool Inference::Impl::MakeMessage(int c, int k) {
+// Whether the sums of a pass can be relied on, given the largest, and what the message made of them may have lost.
+Outcome Inference::Impl::Judge(int c, int exceptLink, double largest, Message* made) const {
+  const CliqueState& clique = cliques[At(c)];
+  int low = clique.low;
+  bool suspect = false;
+  double loss = NO_LOSS;
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& incoming = messages[At(clique.links[k].in)];
+    low += incoming.low;
+    suspect |= incoming.suspect;
+    loss = std::max(loss, incoming.loss);
+  }
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) low += findings[At(node)].low;
+  suspect |= low < SMALLEST_EXPONENT;
+  if (!(largest > 0)) return suspect ? Outcome::DOUBTFUL : Outcome::ZERO;
+  const int exponent = Exponent(largest);
+  // Far more than a factor of 16 in one pass means findings that contradict what came before.
+  if (exponent < -4) loss -= exponent + 4;
+  if (suspect && (exponent < SMALLEST_EXPONENT + 36 || loss > -30)) return Outcome::DOUBTFUL;
+  if (!made) return Outcome::GOOD;
+  made->suspect = suspect || made->low < SMALLEST_EXPONENT;
+  if (made->low < SMALLEST_EXPONENT) loss = std::max<double>(loss, SMALLEST_EXPONENT);
+  made->loss = loss;
+  return Outcome::GOOD;
+}
+
+Outcome Inference::Impl::MakeMessage(int c, int k) {
   Link& link = cliques[At(c)].links[At(k)];
   if (link.send.layout != cliques[At(c)].layout) Prepare(&link.send, c, k, std::span<const int>(&k, 1), {}, false);
   Message& message = messages[At(link.out)];
   targets.assign(1, Target(0, FreeSize(separators[At(link.separator)].variables), message.probs));
   Run(&link.send, c, k);
   message.exponent = IncomingExponent(c, k);
-  return StoreMessage(link.out, targets[0], false);
+  double largest = 0;
+  StoreMessage(link.out, targets[0], false, &largest);
+  const Outcome outcome = Judge(c, k, largest, &message);
+  message.valid = outcome == Outcome::GOOD;
+  return outcome;
 }
 
-// Makes every message into the clique valid, deepest first; false when one of them is all 0.
-bool Inference::Impl::Collect(int root) {
+// Makes every message into the clique valid, deepest first, as long as all goes well.
+Outcome Inference::Impl::Collect(int root) {
   // path: cliques from the root down to the one looked at; cursor: the link of each looked at next.
   path.assign(1, root);
   cursor.assign(1, 0);
@@ -221,12 +262,13 @@ bool Inference::Impl::Collect(int root) {
     if (above >= 0) {
       int k = 0;
       while (clique.links[At(k)].neighbour != above) ++k;
-      if (!MakeMessage(c, k)) return false;
+      const Outcome outcome = MakeMessage(c, k);
+      if (outcome != Outcome::GOOD) return outcome;
     }
     path.pop_back();
     cursor.pop_back();
   }
-  return true;
+  return Outcome::GOOD;
 }
 
 // A table over the free ones of the nodes, given that the messages into the clique are valid. The key tells sets of
@@ -320,7 +362,7 @@ int Inference::Impl::CliqueForReading(int node) {
 }
 
 // All messages out of the clique but the one to where we come from, and the beliefs of its lone variables.
-bool Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
+Outcome Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
   CliqueState& clique = cliques[At(c)];
   outgoing.clear();
   for (std::size_t k = 0; k < clique.links.size(); ++k)
@@ -328,7 +370,7 @@ bool Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
       outgoing.push_back(static_cast<int>(k));
   bool lone = false;
   for (int node : clique.alone) lone |= findings[At(node)].state == FREE;
-  if (outgoing.empty() && !lone) return true;
+  if (outgoing.empty() && !lone) return Outcome::GOOD;
   PreparedPass& pass = clique.sweep;
   if (pass.layout != clique.layout || pass.links != outgoing) {
     pass.links = outgoing;
@@ -342,19 +384,33 @@ bool Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
   }
   if (lone) targets.push_back(Target(targets.size(), FreeSize(clique.alone), nullptr));
   Run(&pass, c, -1);
-  bool good = true;
   const long long exponent = IncomingExponent(c, -1);
   for (std::size_t i = 0; i < outgoing.size(); ++i) {
     const int m = clique.links[At(outgoing[i])].out;
     messages[At(m)].exponent = exponent;
-    good &= StoreMessage(m, targets[i], true);
+    double largest = 0;
+    StoreMessage(m, targets[i], true, &largest);
+    const Outcome outcome = Judge(c, -1, largest, &messages[At(m)]);
+    messages[At(m)].valid = outcome == Outcome::GOOD;
+    if (outcome != Outcome::GOOD) return outcome;
   }
   for (int node : clique.alone) {
     float* belief = out(node);
     if (!belief || findings[At(node)].state != FREE) continue;
-    good &= MarginalOf(targets.back().wide, clique.alone, node, {belief, At(numstates[At(node)])});
+    if (!MarginalOf(targets.back().wide, clique.alone, node, {belief, At(numstates[At(node)])}))
+      return Outcome::DOUBTFUL;
   }
-  return good;
+  return Outcome::GOOD;
+}
+
+Status Inference::Impl::PropagateInFloats() {
+  const Outcome collected = Collect(pivot);
+  if (collected == Outcome::ZERO) return Status::Inconsistent;
+  if (collected == Outcome::DOUBTFUL) return PropagateWide();
+  total = *SumOnto(pivot, -1, {});
+  totalExponent = IncomingExponent(pivot, -1);
+  if (Judge(pivot, -1, total, nullptr) == Outcome::DOUBTFUL) return PropagateWide();
+  return total > 0 ? Status::Done : Status::Inconsistent;
 }
 
 Status Inference::Propagate() {
@@ -362,27 +418,18 @@ Status Inference::Propagate() {
   if (impl.propagated) return impl.status;
   if (!impl.filled) return Status::NoMemory;
   impl.propagated = true;
-  impl.status = Status::Inconsistent;
-  impl.total = 0;
+  impl.total = impl.cliques.empty() ? 1 : 0;
   impl.totalExponent = 0;
-  if (impl.cliques.empty()) {
-    impl.total = 1;
-    return impl.status = Status::Done;
+  impl.status = impl.cliques.empty() ? Status::Done : impl.PropagateInFloats();
+  if (impl.numWeighted == 0) return impl.status;
+  for (const Finding& finding : impl.findings) {
+    if (!finding.weighted) continue;
+    impl.total *= finding.scale;
+    if (!(impl.total > 0)) return impl.status = Status::Inconsistent;
+    const int exponent = Exponent(impl.total);
+    impl.total = std::ldexp(impl.total, -exponent);
+    impl.totalExponent += exponent;
   }
-  if (!impl.Collect(impl.pivot)) return impl.status;
-  impl.total = *impl.SumOnto(impl.pivot, -1, {});
-  impl.totalExponent = impl.IncomingExponent(impl.pivot, -1);
-  if (impl.numWeighted > 0) {
-    for (const Finding& finding : impl.findings) {
-      if (!finding.weighted) continue;
-      impl.total *= finding.scale;
-      if (!(impl.total > 0)) break;
-      const int exponent = Exponent(impl.total);
-      impl.total = std::ldexp(impl.total, -exponent);
-      impl.totalExponent += exponent;
-    }
-  }
-  if (impl.total > 0) impl.status = Status::Done;
   return impl.status;
 }
 
@@ -396,54 +443,68 @@ double Inference::LogProbability() const {
   return std::log(impl_->total) + static_cast<double>(impl_->totalExponent) * 0.69314718055994530942;
 }
 
+// The belief of a node that is not known, after propagation.
+bool Inference::Impl::Read(int node, std::span<float> to) {
+  const std::span<const int> self(&node, 1);
+  if (!wide) {
+    for (int s : separatorsOf[At(node)])
+      if (messages[2 * At(s)].valid && messages[2 * At(s) + 1].valid)
+        return ReadSeparator(s, self, [&](int) { return to.data(); });
+    const int c = CliqueForReading(node);
+    if (Collect(c) == Outcome::GOOD && Normalize(SumOnto(c, node, self), to)) return true;
+    wide = true;
+  }
+  const double* sum = WideSumOnto(entry[At(node)], self);
+  return sum && Normalize(sum, to);
+}
+
 bool Inference::Beliefs(int node, std::span<float> out) {
   Impl& impl = *impl_;
   const int state = impl.findings[At(node)].state;
   std::fill(out.begin(), out.end(), 0.0f);
   if (Propagate() != Status::Done) return false;
-  if (state != FREE || out.size() == 1) {
-    out[At(std::max(state, 0))] = 1;
-    return true;
-  }
-  for (int s : impl.separatorsOf[At(node)])
-    if (impl.messages[2 * At(s)].valid && impl.messages[2 * At(s) + 1].valid)
-      return impl.ReadSeparator(s, std::span<const int>(&node, 1), [&](int) { return out.data(); });
-  const int c = impl.CliqueForReading(node);
-  if (!impl.Collect(c)) return false;
-  return impl.Normalize(impl.SumOnto(c, node, std::span<const int>(&node, 1)), out);
+  if (state == FREE && out.size() > 1) return impl.Read(node, out);
+  out[At(std::max(state, 0))] = 1;
+  return true;
 }
 
 bool Inference::AllBeliefs(const std::function<float*(int)>& out) {
   Impl& impl = *impl_;
   if (Propagate() != Status::Done) return false;
-  bool good = true;
-  // Outward from where messages were collected.
-  impl.path.clear();
-  impl.cameFrom.clear();
-  if (!impl.cliques.empty()) {
-    impl.path.push_back(impl.pivot);
-    impl.cameFrom.push_back(-1);
-  }
-  for (std::size_t head = 0; head < impl.path.size(); ++head) {
-    const int c = impl.path[head], source = impl.cameFrom[head];
-    for (const Link& link : impl.cliques[At(c)].links) {
-      if (link.neighbour == source) continue;
-      impl.path.push_back(link.neighbour);
-      impl.cameFrom.push_back(c);
-    }
-    good &= impl.Sweep(c, source, out);
-  }
-  for (std::size_t s = 0; s < impl.separators.size(); ++s) {
-    const Vector<int>& nodes = impl.separators[s].read;
-    if (!nodes.empty()) good &= impl.ReadSeparator(static_cast<int>(s), nodes, out);
-  }
-  for (std::size_t i = 0; i < impl.findings.size(); ++i) {
+  const std::size_t n = impl.findings.size();
+  for (std::size_t i = 0; i < n; ++i) {
     const int state = impl.findings[i].state;
     if (state == FREE && impl.numstates[i] > 1) continue;
     float* belief = out(static_cast<int>(i));
     if (!belief) continue;
     std::fill_n(belief, impl.numstates[i], 0.0f);
     belief[std::max(state, 0)] = 1;
+  }
+  // Outward from where messages were collected.
+  impl.outward.clear();
+  impl.cameFrom.clear();
+  if (!impl.wide && !impl.cliques.empty()) {
+    impl.outward.push_back(impl.pivot);
+    impl.cameFrom.push_back(-1);
+  }
+  for (std::size_t head = 0; head < impl.outward.size() && !impl.wide; ++head) {
+    const int c = impl.outward[head], source = impl.cameFrom[head];
+    for (const Link& link : impl.cliques[At(c)].links) {
+      if (link.neighbour == source) continue;
+      impl.outward.push_back(link.neighbour);
+      impl.cameFrom.push_back(c);
+    }
+    impl.wide = impl.Sweep(c, source, out) != Outcome::GOOD;
+  }
+  bool good = true;
+  for (std::size_t s = 0; s < impl.separators.size() && !impl.wide; ++s) {
+    const Vector<int>& nodes = impl.separators[s].read;
+    if (!nodes.empty()) good &= impl.ReadSeparator(static_cast<int>(s), nodes, out);
+  }
+  for (std::size_t i = 0; i < n && impl.wide; ++i) {
+    if (impl.findings[i].state != FREE || impl.numstates[i] == 1) continue;
+    float* belief = out(static_cast<int>(i));
+    if (belief) good &= impl.Read(static_cast<int>(i), {belief, At(impl.numstates[i])});
   }
   return good;
 }
@@ -453,10 +514,11 @@ bool Inference::FamilyMarginal(int node, std::span<float> out) {
   std::fill(out.begin(), out.end(), 0.0f);
   if (Propagate() != Status::Done) return false;
   const int c = impl.tree->home[At(node)];
-  if (!impl.Collect(c)) return false;
   Vector<int> family(impl.parents[At(node)].begin(), impl.parents[At(node)].end());
   family.push_back(node);
-  const double* sums = impl.SumOnto(c, -2 - node, family);
+  if (!impl.wide) impl.wide = impl.Collect(c) != Outcome::GOOD;
+  const double* sums = impl.wide ? impl.WideSumOnto(c, family) : impl.SumOnto(c, -2 - node, family);
+  if (!sums) return false;
   // The sums are dense over the free variables; the rest of the table stays 0.
   Vector<float> normalized(impl.FreeSize(family));
   const bool good = impl.Normalize(sums, normalized);

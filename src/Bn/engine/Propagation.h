@@ -17,14 +17,29 @@ inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 65536;  // larger targets are summed in floats
 inline constexpr double PLAIN_ENTRIES = 24;        // smaller passes go entry by entry
 
+// Numbers below 2^-126 lose bits or vanish.
+inline constexpr int SMALLEST_EXPONENT = -126;
+inline constexpr double NO_LOSS = -1e9;
+
+struct WideNumber {
+  double mantissa = 0;  // 0, or in [0.5, 1)
+  long long exponent = 0;
+};
+
+// What became of a pass: its sums hold, are all 0, or may be wrong for want of range.
+enum class Outcome { GOOD, ZERO, DOUBTFUL };
+
 // A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
 struct Message {
   float* probs = nullptr;  // points into the separator's block; entries over the free variables, last fastest
   long long exponent = 0;  // the weights are probs * 2^exponent, all that lies behind it included
   bool valid = false;
-  bool rests = false;   // on the opposite message's zeros
-  int numFixed = 0;     // variables at which it holds one state alone
-  Vector<int> fixedAt;  // [variable of the separator] that state, or FREE
+  bool rests = false;     // on the opposite message's zeros
+  bool suspect = false;   // a zero of it may be a positive number that was too small
+  int low = 0;            // exponent of the smallest positive entry
+  double loss = NO_LOSS;  // binary logarithm of what may have been lost, in proportion to the largest entry
+  int numFixed = 0;       // variables at which it holds one state alone
+  Vector<int> fixedAt;    // [variable of the separator] that state, or FREE
 };
 
 // A pass prepared for the clique's present layout: which of its variables are known, which incoming messages hold
@@ -58,6 +73,7 @@ struct CliqueState {
   Vector<int> alone;    // variables of no other clique
   Block<float> potential;
   std::size_t size = 1;
+  int low = 0;  // no positive entry of the potential is below 2^low
   unsigned layout = 1;
   PreparedPass sweep;  // onto the separators of outgoing links and the lone variables
   PreparedPass read;   // onto a node, a family or the total
@@ -75,6 +91,7 @@ struct Finding {
   bool weighted = false;
   Vector<float> weights;  // largest entry 1, then slack
   double scale = 1;
+  int low = 0;  // exponent of the smallest positive weight
 };
 
 using BeliefPlace = std::function<float*(int node)>;
@@ -102,6 +119,9 @@ struct Inference::Impl {
   long long totalExponent = 0;
   unsigned long long stamp = 1;
 
+  bool wide = false;  // the findings need the range of wide numbers
+  Vector<Block<WideNumber>> wideMessages;
+
   // Scratch.
   const Kernels* kernels = &BestKernels();
   Vector<float> arena;
@@ -112,7 +132,7 @@ struct Inference::Impl {
   Vector<float> slice, fillTables;
   PassShape fillShape;
   PassPlan fillPlan;
-  Vector<int> path, cursor, work, cameFrom, outgoing, axisOf;
+  Vector<int> outward, path, cursor, work, cameFrom, outgoing, axisOf;
 
   void Build();
   void RootTree();
@@ -121,6 +141,7 @@ struct Inference::Impl {
   void Invalidate(int message);
   void InvalidateFrom(int clique);
   void InvalidateAll();
+  void Forget();
   void Changed(int clique);
   void LayoutChanged(int node);
   void ForgetState(int node);
@@ -137,16 +158,23 @@ struct Inference::Impl {
                std::span<const int> nodes, bool ontoNodes);
   void Run(PreparedPass* pass, int clique, int exceptLink);
   PassTarget Target(std::size_t k, std::size_t size, float* narrow);
-  bool StoreMessage(int message, const PassTarget& target, bool divide);
-  bool MakeMessage(int clique, int link);
-  bool Collect(int clique);
+  bool StoreMessage(int message, const PassTarget& target, bool divide, double* largest);
+  Outcome Judge(int clique, int exceptLink, double largest, Message* made) const;
+  Outcome MakeMessage(int clique, int link);
+  Outcome Collect(int clique);
+  Status PropagateInFloats();
   const double* SumOnto(int clique, int key, std::span<const int> nodes);
   long long IncomingExponent(int clique, int exceptLink) const;
   std::size_t FreeSize(std::span<const int> variables) const;
-  bool Sweep(int clique, int source, const BeliefPlace& out);
+  Outcome Sweep(int clique, int source, const BeliefPlace& out);
   bool ReadSeparator(int separator, std::span<const int> nodes, const BeliefPlace& out);
   bool MarginalOf(const double* table, std::span<const int> variables, int node, std::span<float> to);
   bool Normalize(const double* from, std::span<float> to) const;
+  bool WidePass(int clique, int exceptLink, std::span<const int> variables, Block<WideNumber>* to);
+  bool WideCollect(int clique);
+  Status PropagateWide();
+  const double* WideSumOnto(int clique, std::span<const int> nodes);
+  bool Read(int node, std::span<float> to);
   void FindWay(int start, int end);
   int CliqueForReading(int node);
 
