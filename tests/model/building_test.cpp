@@ -313,6 +313,22 @@ TEST_F(BuildingTest, CopiesWithinANetKeepTheirOtherParents) {
   for (nodelist_bn made : {list, copies, moved}) FreeNodeList_bn(made);
 }
 
+TEST_F(BuildingTest, CopiesThatDoNotFitLeaveTheNetAsItWas) {
+  node_bn a = New("A"), b = New("B", 500);
+  SetNodeProbs_bn(b, nullptr, std::vector<float>(500, 0.002f).data());
+  nodelist_bn list = NewNodeList_bn(2, env);
+  SetNthNode_bn(list, 0, a);
+  SetNthNode_bn(list, 1, b);
+  const auto used = MemoryUsed();
+  SetHeapGate([](std::size_t nbytes) { return nbytes < 500 * sizeof(float); });
+  EXPECT_EQ(DuplicateNodes_bn(list, net.get()), nullptr);
+  SetHeapGate(nullptr);
+  EXPECT_EQ(Reports(), "5 5509 DuplicateNodes_bn: Out of memory duplicating list of length 2\n");
+  EXPECT_EQ(MemoryUsed(), used);
+  EXPECT_EQ(Names(Nodes(net)), "A B");
+  FreeNodeList_bn(list);
+}
+
 TEST_F(BuildingTest, NodesOfAnotherNetAreNoParents) {
   Net other(NewNet_bn("Other", env));
   node_bn foreign = NewNode_bn("F", 2, other.get()), child = New("Child");

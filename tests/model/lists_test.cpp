@@ -128,6 +128,23 @@ TEST_F(ListsTest, ArgumentErrors) {
   EXPECT_EQ(Text(), "A");
 }
 
+TEST_F(ListsTest, AListThatCannotBeHadIsReported) {
+  constexpr std::size_t LARGE = 1000 * sizeof(node_bn);
+  nodelist_bn large = NewNodeList_bn(1000, env);
+  SetHeapGate([](std::size_t nbytes) { return nbytes < LARGE; });
+  EXPECT_EQ(NewNodeList_bn(1000, env), nullptr);
+  EXPECT_EQ(DupNodeList_bn(large), nullptr);
+  EXPECT_EQ((long long)AddNodeToList_bn(nullptr, large, 0), -5208);
+  EXPECT_EQ(LengthNodeList_bn(large), 1000);
+  SetHeapGate(nullptr);
+  EXPECT_EQ(Reports(),
+            "5 5205 NewNodeList_bn: Out of memory making list of length 1000\n"
+            "5 5215 DupNodeList_bn: Out of memory duplicating list of length 1000\n"
+            "5 5208 AddNodeToList_bn: Out of memory making list of length " +
+                std::to_string(2010 * sizeof(node_bn)) + "\n");
+  FreeNodeList_bn(large);
+}
+
 TEST_F(ListsTest, ListsAreCheckedFromTheListLevelOn) {
   Net other(NewNet_bn("Other", env));
   NewNode_bn("D", 2, other.get());

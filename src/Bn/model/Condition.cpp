@@ -31,25 +31,25 @@ struct Line {
   void AddText(const char* text) { Add(text ? std::string_view(text) : std::string_view()); }
 };
 
-void AddInterval(Line& line, const bnode& parent, double low, double high) {
+void AddInterval(Line& line, const bnode& parent, const char* name, double low, double high) {
   if (low == high) {
-    line.AddText(parent.name), line.Add("="), line.Add(low), line.AddText(parent.units);
+    line.AddText(name), line.Add("="), line.Add(low), line.AddText(parent.units);
   } else if (low == -INF_DBL) {
-    line.AddText(parent.name), line.Add("<"), line.Add(high), line.AddText(parent.units);
+    line.AddText(name), line.Add("<"), line.Add(high), line.AddText(parent.units);
   } else if (high == INF_DBL) {
-    line.Add(low), line.AddText(parent.units), line.Add("<"), line.AddText(parent.name);
+    line.Add(low), line.AddText(parent.units), line.Add("<"), line.AddText(name);
   } else {
-    line.Add(low), line.Add("<="), line.AddText(parent.name), line.Add("<"), line.Add(high), line.AddText(parent.units);
+    line.Add(low), line.Add("<="), line.AddText(name), line.Add("<"), line.Add(high), line.AddText(parent.units);
   }
 }
 
-void AddState(Line& line, const bnode& parent, statetype state) {
+void AddState(Line& line, const bnode& parent, const char* name, statetype state) {
   const bool inRange = state >= 0 && state < parent.numstates;
   if (inRange && parent.discrete == CONTINUOUS && parent.levels) {
-    AddInterval(line, parent, parent.levels[state], parent.levels[state + 1]);
+    AddInterval(line, parent, name, parent.levels[state], parent.levels[state + 1]);
     return;
   }
-  line.AddText(parent.name);
+  line.AddText(name);
   line.Add("=");
   if (state == EVERY_STATE) {
     line.Add("any-value");
@@ -63,9 +63,13 @@ void AddState(Line& line, const bnode& parent, statetype state) {
 }  // namespace
 
 const char* StateCondition(const bnode& parent, statetype state, char* buffer, std::size_t size) {
+  return StateCondition(parent, parent.name, state, buffer, size);
+}
+
+const char* StateCondition(const bnode& parent, const char* name, statetype state, char* buffer, std::size_t size) {
   Line line{buffer, size};
   buffer[0] = 0;
-  AddState(line, parent, state);
+  AddState(line, parent, name, state);
   return buffer;
 }
 
@@ -74,7 +78,7 @@ const char* ConditionText(const bnode& node, const statetype* parentstates, char
   buffer[0] = 0;
   for (int i = 0; i < node.preds.num; i++) {
     if (i) line.Add(", ");
-    AddState(line, *node.preds.ar[i], parentstates[i]);
+    AddState(line, *node.preds.ar[i], node.preds.ar[i]->name, parentstates[i]);
   }
   return buffer;
 }

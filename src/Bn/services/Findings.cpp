@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "Bn/model/Attributes.h"
 #include "Bn/model/NetCall.h"
@@ -26,6 +27,11 @@ static bool AllEqual(std::span<const float> weights) {
 
 static bool AllZero(std::span<const float> weights) {
   return std::all_of(weights.begin(), weights.end(), [](float weight) { return weight == 0; });
+}
+
+// 0 only when one of them is.
+static float Product(float a, float b) {
+  return a > 0 && b > 0 ? std::max(a * b, std::numeric_limits<float>::denorm_min()) : 0;
 }
 
 bool HasFinding(const bnode& node) {
@@ -191,7 +197,7 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
   Block<float> stored = MakeBlock<float>(weights.size());
   std::copy(weights.begin(), weights.end(), stored.get());
   if (accumulate && node->likelihood) {
-    for (std::size_t s = 0; s < weights.size(); ++s) stored[s] *= node->likelihood[s];
+    for (std::size_t s = 0; s < weights.size(); ++s) stored[s] = Product(stored[s], node->likelihood[s]);
     if (AllZero({stored.get(), weights.size()})) {
       return RefuseLikelihood(
           node, Fail(-3307, "likelihood is inconsistent with previous negative or likelihood findings for this node"));

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "Basic/SymbolTable.h"
+#include "Basic/SymbolTable.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Tables.h"
 
@@ -222,12 +223,12 @@ void PrintNetField(NetPrinter& printer, int field) {
   printer.CloseStatement();
 }
 
-struct NameTable {
+struct TakenNames {
   SymbolTable* const names = NewSymbolTable(64, nullptr, false, false, 0.7, 2.0);
-  ~NameTable() { FreeSymbolTable(names); }
+  ~TakenNames() { FreeSymbolTable(names); }
 };
 
-bool IsNameTaken(net_bn net, const NameTable& others, const char* name) {
+bool IsNameTaken(net_bn net, const TakenNames& others, const char* name) {
   return FindNode(net, name) || FindName(others.names, name, 0) >= 0;
 }
 
@@ -236,7 +237,7 @@ bool IsNameTaken(net_bn net, const NameTable& others, const char* name) {
 void RenamePlaceholders(NetPrinter& printer) {
   const bnet& net = *printer.net;
   if (net.stubs.num == 0) return;
-  NameTable others;
+  TakenNames others;
   for (const node_bn node : net.defines) InsertName(others.names, node->name, true);
   printer.renamed.reserve(static_cast<std::size_t>(net.stubs.num));  // the table below keeps pointers into it
   for (const node_bn stub : net.stubs) {

@@ -60,7 +60,7 @@ Block<char> MakeNewFile(const char* path) {
   const std::size_t size = length + sizeof NEW_FILE_PREFIX + sizeof format::NET_EXTENSION + 8;
   Block<char> name = MakeBlock<char>(size);
   for (int number = 1; number < NUM_NEW_FILES; number++) {
-    FormatText(name.get(), size, "%s%s%.4d%s", directory.get(), NEW_FILE_PREFIX, number, format::NET_EXTENSION);
+    FormatText(name.get(), size, "%s%s%04d%s", directory.get(), NEW_FILE_PREFIX, number, format::NET_EXTENSION);
     const Creation creation = CreateNewFile(name.get());
     if (creation == Creation::Done) return name;
     if (creation == Creation::Failed) break;

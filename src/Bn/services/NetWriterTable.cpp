@@ -18,8 +18,8 @@ constexpr int COLUMN = format::NUMBER_WIDTH + format::COLUMN_PADDING;
 // of which a step to the next configuration rewrites the last ones.
 class Conditions {
  public:
-  explicit Conditions(std::span<const node_bn> parents) {
-    for (const node_bn parent : parents) AddParent(*parent);
+  Conditions(const NetPrinter& printer, std::span<const node_bn> parents) {
+    for (const node_bn parent : parents) AddParent(*parent, printer.NameOf(*parent));
     text_.resize(length_);
     states_.resize(parents.size());
     for (std::size_t i = 0; i < columns_.size(); i++) Rewrite(i);
@@ -57,13 +57,14 @@ class Conditions {
 
   static bool IsDiscretized(const bnode& parent) { return parent.discrete == CONTINUOUS && parent.levels; }
 
-  void AddParent(const bnode& parent) {
+  void AddParent(const bnode& parent, const char* name) {
     std::size_t longest = 0;
     const std::size_t firstLabel = labels_.size();
     for (int state = 0; state < parent.numstates; state++) {
       char buffer[128];
       const char* label = parent.states ? parent.states[state] : nullptr;
-      if (IsDiscretized(parent) || OrEmpty(label)[0] == 0) label = StateCondition(parent, state, buffer, sizeof buffer);
+      if (IsDiscretized(parent) || OrEmpty(label)[0] == 0)
+        label = StateCondition(parent, name, state, buffer, sizeof buffer);
       const std::size_t begin = letters_.size();
       for (; *label; label++) {  // a line end would end the comment
         letters_.push_back(static_cast<unsigned char>(*label) < ' ' ? ' ' : *label);
@@ -143,7 +144,7 @@ void PrintCommented(NetPrinter& printer, const TableForm& form, PrintEntry print
   const int tabs = printer.indent + 1;
   const int ownLevel = form.rowsAreLists ? 1 : 0;
   const int depth = printer.options.flatTables ? 1 : form.node.preds.num + ownLevel;
-  Conditions conditions(Entries(form.node.preds));
+  Conditions conditions(printer, Entries(form.node.preds));
   out.Put('\n');
   PrintHeading(printer, form, conditions, depth, tabs);
   for (long long row = 0; row < form.numRows; row++) {
@@ -183,7 +184,7 @@ template <class PrintEntry>
 void PrintDense(NetPrinter& printer, const TableForm& form, PrintEntry printEntry) {
   OutputChannel& out = printer.out;
   const int ownLevel = form.rowsAreLists ? 1 : 0;
-  Conditions conditions(Entries(form.node.preds));
+  Conditions conditions(printer, Entries(form.node.preds));
   out.Put('\n');
   printer.Indent(printer.indent + 1);
   for (long long row = 0; row < form.numRows; row++) {

@@ -1,0 +1,206 @@
+// Compiling: the junction tree and its report, what is refused, what a change keeps, elimination orders.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Basic/Memory.h"
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+class Compiling : public LibraryTest {
+ protected:
+  std::vector<std::string> Order(const Net& net) {
+    std::vector<std::string> names;
+    if (nodelist_bn order = GetNetElimOrder_bn(net.get())) {
+      for (node_bn node : Nodes(order)) names.push_back(GetNodeName_bn(node));
+    }
+    return names;
+  }
+  static void Uniform(node_bn node) {
+    std::vector<float> row(static_cast<std::size_t>(NumStates(node)), 1.0f / static_cast<float>(NumStates(node)));
+    std::vector<statetype> every(Nodes(GetNodeParents_bn(node)).size() + 1, EVERY_STATE);
+    SetNodeProbs_bn(node, every.data(), row.data());
+  }
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(Compiling, ReportsTheTree) {
+  Net net(NewNet_bn("Small", env));
+  EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'Small' has no junction tree\n");
+  AddNode(net, "A", {"x", "y"}, {}, {0.5f, 0.5f});
+  AddNode(net, "B", {"x", "y", "z"}, {"A"}, {0.2f, 0.3f, 0.5f, 0.2f, 0.3f, 0.5f});
+  node_bn c = AddNode(net, "C", {"x", "y", "z", "u"}, {"B"});
+  Uniform(c);
+  AddNode(net, "Alone", {"x", "y"}, {}, {0.5f, 0.5f});
+  CompileNet_bn(net.get());
+  EXPECT_STREQ(JunctionTreeReport_bn(net.get()),
+               "Clique  [Joined To]  Size   Member nodes (* means home)\n"
+               " 0  [1]                 6  (*A, *B)\n"
+               " 1  [0 2]              12  (B, *C)\n"
+               " 2  [1]                 2  (*Alone)\n"
+               "Total state space = 20\n");
+}
+
+TEST_F(Compiling, KeepsTheTreeWhenATableChanges) {
+  Net net = ChestClinic(env);
+  CompileNet_bn(net.get());
+  std::string tree = JunctionTreeReport_bn(net.get());
+  float before = Belief(net, "dysp", "yes");
+  SetTable(Named(net, "smoke"), {0.9f, 0.1f});
+  EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
+  EXPECT_FALSE(IsBeliefUpdated_bn(Named(net, "smoke")));
+  GetNodeBeliefs_bn(Named(net, "dysp"));
+  EXPECT_EQ(Reports(),
+            "5 2077 GetNodeBeliefs_bn: Can't update beliefs because network 'ChestClinic' hasn't been recently "
+            "compiled\n");
+  CompileNet_bn(net.get());
+  EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
+  EXPECT_GT(Belief(net, "dysp", "yes"), before + 0.05f);
+  EXPECT_NEAR(Belief(net, "bronc", "yes"), 0.9 * 0.6 + 0.1 * 0.3, 1e-6);
+  DeleteNodeRelation_bn(Named(net, "smoke"));
+  CompileNet_bn(net.get());
+  EXPECT_EQ(Reports(),
+            "5 2229 CompileNet_bn: Can't compile net 'ChestClinic', because node 'smoke' doesn't have a relation "
+            "table\n");
+  EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
+  DeleteLink_bn(0, Named(net, "bronc"));
+  EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
+}
+
+TEST_F(Compiling, StoresTheOrderItFound) {
+  Net net = Chain(env, 4);
+  EXPECT_EQ(GetNetElimOrder_bn(net.get()), nullptr);
+  CompileNet_bn(net.get());
+  EXPECT_EQ(Order(net), Names({"N0", "N1", "N2", "N3"}));
+  // A star whose centre is eliminated first makes one clique of all; the stored order is followed all the same.
+  Net star(NewNet_bn("Star", env));
+  AddNode(star, "Hub", {"x", "y"}, {}, {0.5f, 0.5f});
+  for (const char* name : {"S", "T", "U"}) Uniform(AddNode(star, name, {"x", "y"}, {"Hub"}));
+  nodelist_bn order = DupNodeList_bn(GetNetNodes_bn(star.get()));
+  SetNetElimOrder_bn(star.get(), order);
+  FreeNodeList_bn(order);
+  CompileNet_bn(star.get());
+  EXPECT_EQ(Order(star), Names({"Hub", "S", "T", "U"}));
+  EXPECT_NE(std::string(JunctionTreeReport_bn(star.get())).find("Total state space = 16\n"), std::string::npos);
+  // A better one is found on demand, and can be taken back.
+  EXPECT_EQ(FindElimOrder_bn(star.get(), 0), 0);
+  EXPECT_NE(Order(star)[0], "Hub");
+  CompileNet_bn(star.get());
+  EXPECT_NE(std::string(JunctionTreeReport_bn(star.get())).find("Total state space = 12\n"), std::string::npos);
+  EXPECT_EQ(UndoLastChange_bn(star.get()), 1);
+  EXPECT_EQ(Order(star), Names({"Hub", "S", "T", "U"}));
+}
+
+int BRAVIC_CALL HaltAlways(void* calls, const char*, double, double) {
+  ++*static_cast<int*>(calls);
+  return 1;
+}
+
+TEST_F(Compiling, HaltsTheSearchWhenTheHostAsks) {
+  Random random(7);
+  Net net = RandomNet(env, random, {.minNodes = 60, .maxNodes = 60, .minStates = 2, .maxConfigurations = 1e300});
+  int calls = 0;
+  SetProgressCallback_ns(HaltAlways, &calls, env);
+  EXPECT_EQ(FindElimOrder_bn(net.get(), 3600), 0);
+  SetProgressCallback_ns(nullptr, nullptr, env);
+  EXPECT_GE(calls, 1);
+  EXPECT_EQ(Order(net).size(), 60u);
+}
+
+TEST_F(Compiling, RefusesWhatIsNoBeliefNet) {
+  Net net = ChestClinic(env);
+  SetNodeKind_bn(Named(net, "smoke"), DECISION_NODE);
+  CompileNet_bn(net.get());
+  EXPECT_EQ(Reports(),
+            "5 2007 CompileNet_bn: Can't compile net 'ChestClinic', because it has a decision node ('smoke')\n");
+  EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
+  SetNodeKind_bn(Named(net, "smoke"), NATURE_NODE);
+  CompileNet_bn(net.get());
+  EXPECT_NEAR(Belief(net, "smoke", "yes"), 0.5, 1e-7);
+  CompileNet_bn(nullptr);
+  EXPECT_EQ(Reports(), "5 5104 CompileNet_bn: NULL passed for net_bn\n");
+}
+
+TEST_F(Compiling, AcceptsNetsWithoutNodesOrWithOneState) {
+  Net none(NewNet_bn("None", env));
+  CompileNet_bn(none.get());
+  EXPECT_EQ(CaseProbability_bn(none.get()), 1);
+  Net one(NewNet_bn("One", env));
+  AddNode(one, "A", {"only"}, {}, {1});
+  AddNode(one, "B", {"x", "y"}, {"A"}, {0.25f, 0.75f});
+  CompileNet_bn(one.get());
+  EXPECT_FLOAT_EQ(Belief(one, "B", "x"), 0.25f);
+  EnterFinding_bn(Named(one, "A"), 0);
+  EXPECT_EQ(Belief(one, "A", "only"), 1);
+  EXPECT_EQ(CaseProbability_bn(one.get()), 1);
+}
+
+// Three roots of 1000 states, each two with a common child: a clique of 10^9 entries.
+TEST_F(Compiling, RefusesACliqueTooLargeToHold) {
+  Net net(NewNet_bn("Large", env));
+  const char* roots[] = {"R1", "R2", "R3"};
+  for (const char* root : roots) Uniform(NewNode_bn(root, 1000, net.get()));
+  for (int i = 0; i < 3; ++i) Uniform(NewNode_bn(nullptr, 1, net.get()));
+  std::vector<node_bn> nodes = Nodes(net);
+  for (int i = 0; i < 3; ++i) {
+    node_bn child = nodes[static_cast<std::size_t>(3 + i)];
+    AddLink_bn(nodes[static_cast<std::size_t>(i)], child);
+    AddLink_bn(nodes[static_cast<std::size_t>((i + 1) % 3)], child);
+  }
+  std::size_t used = MemoryUsed();
+  CompileNet_bn(net.get());
+  std::string report = Reports();
+  EXPECT_EQ(report.rfind("5 2009 CompileNet_bn: Couldn't compile net because not enough memory for the potential "
+                         "table of clique [",
+                         0),
+            0u)
+      << report;
+  for (const char* root : roots) EXPECT_NE(report.find(root), std::string::npos) << report;
+  EXPECT_LT(MemoryUsed(), used + 100000) << "potentials are left";
+  EXPECT_NE(std::string(JunctionTreeReport_bn(net.get())).find("1000000000"), std::string::npos);
+  DeleteLink_bn(0, nodes[3]);
+  CompileNet_bn(net.get());
+  EXPECT_NEAR(GetNodeBeliefs_bn(nodes[0])[999], 0.001, 1e-8);
+}
+
+int requestsLeft;
+bool gateRefused;
+bool RefuseOne(std::size_t) {
+  if (requestsLeft-- != 0) return true;
+  gateRefused = true;
+  return false;
+}
+
+TEST_F(Compiling, SurvivesAnyRefusedRequestForMemory) {
+  int refused = 0;
+  for (int n = 0;; ++n) {
+    SCOPED_TRACE("request " + std::to_string(n));
+    Net net = ChestClinic(env);
+    requestsLeft = n;
+    gateRefused = false;
+    SetHeapGate(RefuseOne);
+    CompileNet_bn(net.get());
+    Observe(net, "xray", "yes");
+    GetNodeBeliefs_bn(Named(net, "lung"));
+    SetHeapGate(nullptr);
+    EXPECT_EQ(Reports().empty(), !gateRefused);
+    if (!gateRefused) break;
+    ++refused;
+    // Whatever did not come off can be done again.
+    NodeNamed_bn("xray", net.get());
+    Reports();
+    CompileNet_bn(net.get());
+    Observe(net, "xray", "yes");
+    EXPECT_NEAR(Belief(net, "lung", "yes"), 0.4887, 1e-4);
+    ASSERT_EQ(Reports(), "");
+  }
+  EXPECT_GT(refused, 20);
+}
+
+}  // namespace
+}  // namespace bravic::testing

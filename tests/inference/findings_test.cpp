@@ -1,0 +1,342 @@
+// Entering, accumulating, reading and retracting findings: what is refused, with which words, and what is kept.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+constexpr int LIKELIHOOD = -6, NEGATIVE = -7, NONE = -8;
+
+class Findings : public LibraryTest {
+ protected:
+  // Three states, the first of probability 0; and a child that repeats it.
+  Net Copying() {
+    Net net(NewNet_bn("Copying", env));
+    AddNode(net, "A", {"low", "mid", "high"}, {}, {0, 0.5f, 0.5f});
+    AddNode(net, "B", {"low", "mid", "high"}, {"A"}, {1, 0, 0, 0, 1, 0, 0, 0, 1});
+    return net;
+  }
+  node_bn Free(const Net& net) { return AddNode(net, "Free", {"r", "s", "t"}, {}, {0.2f, 0.3f, 0.5f}); }
+  static std::vector<float> Likelihood(node_bn node) {
+    const float* entries = GetNodeLikelihood_bn(node);
+    return std::vector<float>(entries, entries + NumStates(node));
+  }
+};
+
+using Floats = std::vector<float>;
+
+TEST_F(Findings, ReadBackAsCodes) {
+  struct Row {
+    Floats likelihood;
+    int code;
+  };
+  const Row rows[] = {{{0.5f, 0.5f, 0}, NEGATIVE}, {{0.2f, 0.5f, 0}, LIKELIHOOD}, {{1, 1, 1}, NONE},
+                      {{0.3f, 0.3f, 0.3f}, NONE},  {{1, 2, 3}, LIKELIHOOD},       {{0, 0.7f, 0}, 1}};
+  Net net = Copying();
+  node_bn node = Free(net);
+  EXPECT_EQ(GetNodeFinding_bn(node), NONE);
+  EXPECT_EQ(Likelihood(node), Floats({1, 1, 1}));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(::testing::PrintToString(row.likelihood));
+    EnterNodeLikelihood_bn(node, row.likelihood.data());
+    EXPECT_EQ(GetNodeFinding_bn(node), row.code);
+    EXPECT_EQ(Likelihood(node), row.code >= 0 ? Floats({0, 1, 0}) : row.likelihood);
+    RetractNodeFindings_bn(node);
+    EXPECT_EQ(GetNodeFinding_bn(node), NONE);
+  }
+}
+
+TEST_F(Findings, OfTheNegativeFormAddUpToAState) {
+  Net net = Copying();
+  node_bn node = Free(net);
+  EnterFindingNot_bn(node, 0);
+  EXPECT_EQ(GetNodeFinding_bn(node), NEGATIVE);
+  EXPECT_EQ(Likelihood(node), Floats({0, 1, 1}));
+  EnterFindingNot_bn(node, 1);
+  EXPECT_EQ(GetNodeFinding_bn(node), 2);
+  EnterFinding_bn(node, 2);
+  EXPECT_EQ(Reports(), "");
+  EnterFindingNot_bn(node, 2);
+  EXPECT_EQ(Reports(),
+            "5 3306 EnterFindingNot_bn: Can't enter likelihood finding for node 'Free', because new likelihood is "
+            "inconsistent with previous finding (t) for this node\n");
+  EXPECT_EQ(GetNodeFinding_bn(node), 2);
+}
+
+TEST_F(Findings, AreRefusedWithTheReason) {
+  Net net = Copying();
+  node_bn free = Free(net), a = Named(net, "A"), b = Named(net, "B");
+  auto refused = [&](const char* text) {
+    EXPECT_EQ(Reports(), std::string(text) + "\n");
+    EXPECT_EQ(GetNodeFinding_bn(a), NONE);
+    EXPECT_EQ(GetNodeFinding_bn(b), NONE);
+  };
+  EnterFinding_bn(a, 0);
+  refused(
+      "5 3315 EnterFinding_bn: Can't enter finding for node 'A', because new finding 'low' is inconsistent with the "
+      "model's stated value for this node");
+  EnterFinding_bn(a, 3);
+  refused(
+      "5 5106 EnterFinding_bn: Passed state (=3) for node 'A' is out of bounds (it must be between 0 and 2 inclusive)");
+  EnterFinding_bn(a, UNDEF_STATE);
+  refused(
+      "5 5106 EnterFinding_bn: Passed state (=-3) for node 'A' is out of bounds (it must be between 0 and 2 "
+      "inclusive)");
+  const float nothing[] = {0, 0, 0}, first[] = {1, 0, 0}, firstTwo[] = {1, 1, 0}, negative[] = {1, -1, 0};
+  EnterNodeLikelihood_bn(a, nothing);
+  refused(
+      "5 3303 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'A', because new likelihood consists of "
+      "all zeroes");
+  EnterNodeLikelihood_bn(a, negative);
+  refused(
+      "5 3318 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'A', because new likelihood has an entry "
+      "that is not a finite number of 0 or more (-1)");
+  EnterNodeLikelihood_bn(a, nullptr);
+  refused("5 5514 EnterNodeLikelihood_bn: Argument 'likelihood' is NULL");
+
+  // Against findings of the node itself.
+  EnterFinding_bn(free, 1);
+  EnterFinding_bn(free, 1);
+  EnterFinding_bn(free, 2);
+  refused(
+      "5 3310 EnterFinding_bn: Can't enter finding for node 'Free', because new finding 't' contradicts previous "
+      "finding 's' for this node");
+  RetractNodeFindings_bn(free);
+  EnterFindingNot_bn(free, 2);
+  EnterFinding_bn(free, 2);
+  refused(
+      "5 3313 EnterFinding_bn: Can't enter finding for node 'Free', because new finding 't' contradicts previous "
+      "negative or likelihood findings for this node");
+  const float third[] = {0, 0, 2};
+  EnterNodeLikelihood_bn(free, third);
+  refused(
+      "5 3307 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'Free', because new likelihood is "
+      "inconsistent with previous negative or likelihood findings for this node");
+  EXPECT_EQ(GetNodeFinding_bn(free), NEGATIVE);
+  RetractNodeFindings_bn(free);
+
+  // Against the beliefs, as long as they are current.
+  CompileNet_bn(net.get());
+  EXPECT_NEAR(Belief(net, "B", "mid"), 0.5, 1e-6);
+  EnterFinding_bn(b, 0);
+  refused(
+      "5 3302 EnterFinding_bn: Can't enter finding for node 'B', because new finding 'low' is inconsistent with "
+      "findings for other nodes, according to this model");
+  EnterNodeLikelihood_bn(b, first);
+  refused(
+      "5 3305 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'B', because new likelihood is "
+      "inconsistent with findings for other nodes, according to this model");
+  EXPECT_TRUE(IsBeliefUpdated_bn(b));
+  EnterNodeLikelihood_bn(b, firstTwo);
+  EXPECT_FALSE(IsBeliefUpdated_bn(b));
+  EXPECT_EQ(Belief(net, "A", "mid"), 1);
+}
+
+// Accepted while the beliefs are stale, because nobody can see the contradiction yet.
+TEST_F(Findings, ThatContradictEachOtherAreReportedByEveryUpdate) {
+  Net net = Copying();
+  node_bn a = Named(net, "A"), b = Named(net, "B"), free = Free(net);
+  CompileNet_bn(net.get());
+  EnterFinding_bn(a, 1);
+  EnterFinding_bn(b, 2);
+  EXPECT_EQ(Reports(), "");
+  const char* message = "According to this model, the evidence entered is inconsistent\n";
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(CaseProbability_bn(net.get()), 0);
+    EXPECT_EQ(Reports(), std::string("5 2078 CaseProbability_bn: ") + message);
+    EXPECT_EQ(GetNodeBeliefs_bn(free)[0], 1);
+    EXPECT_EQ(GetNodeBeliefs_bn(free)[1], 0);
+    EXPECT_EQ(Reports(), std::string("5 2078 GetNodeBeliefs_bn: ") + message + "5 2078 GetNodeBeliefs_bn: " + message);
+    EXPECT_FALSE(IsBeliefUpdated_bn(a));
+  }
+  SetNetAutoUpdate_bn(net.get(), 1);
+  EnterFinding_bn(free, 0);
+  EXPECT_EQ(Reports(), std::string("5 2078 EnterFinding_bn: ") + message);
+  EXPECT_EQ(GetNodeFinding_bn(free), 0);
+  RetractNodeFindings_bn(b);
+  EXPECT_TRUE(IsBeliefUpdated_bn(a));
+  EXPECT_NEAR(CaseProbability_bn(net.get()), 0.1, 1e-7);
+}
+
+TEST_F(Findings, OfAnEqualLikelihoodKeepTheirScale) {
+  const float half[] = {0.5f, 0.5f, 0.5f};
+  for (bool compiledBefore : {false, true}) {
+    Net net = Copying();
+    node_bn node = Free(net);
+    if (compiledBefore) {
+      CompileNet_bn(net.get());
+      EXPECT_NEAR(CaseProbability_bn(net.get()), 1, 1e-7);
+    }
+    EnterNodeLikelihood_bn(node, half);
+    if (!compiledBefore) CompileNet_bn(net.get());
+    EXPECT_NEAR(CaseProbability_bn(net.get()), 0.5, 1e-7) << compiledBefore;
+    EnterNodeLikelihood_bn(node, half);
+    EXPECT_NEAR(CaseProbability_bn(net.get()), 0.25, 1e-7) << compiledBefore;
+  }
+}
+
+TEST_F(Findings, DoNotVanishWhenTheyAreTiny) {
+  const float tiny[] = {1e-30f, 1e-30f, 0};
+  Net net = Copying();
+  node_bn node = Free(net);
+  for (int i = 0; i < 3; ++i) EnterNodeLikelihood_bn(node, tiny);
+  EXPECT_EQ(Reports(), "");
+  EXPECT_EQ(GetNodeFinding_bn(node), NEGATIVE);
+  CompileNet_bn(net.get());
+  EXPECT_NEAR(Belief(net, "Free", "r"), 0.4, 1e-6);
+}
+
+class Values : public Findings {
+ protected:
+  // A discrete node with levels 1, 2, 3 and a continuous one with the intervals 0, 10, 20, 40.
+  Net WithLevels() {
+    Net net(NewNet_bn("Levels", env));
+    const double levels[] = {1, 2, 3}, bounds[] = {0, 10, 20, 40};
+    SetNodeLevels_bn(AddNode(net, "D", {"x", "y", "z"}, {}, {0.2f, 0.3f, 0.5f}), 3, levels);
+    node_bn c = NewNode_bn("C", 0, net.get());
+    SetNodeLevels_bn(c, 3, bounds);
+    SetTable(c, {0.25f, 0.25f, 0.5f});
+    return net;
+  }
+};
+
+TEST_F(Values, StandForStates) {
+  struct Row {
+    const char* node;
+    double value;
+    int finding;  // NONE when refused
+    const char* report;
+  };
+  const Row rows[] = {
+      {"D", 2.000001, 1, ""},
+      {"D", 3, 2, ""},
+      {"D", 2.1, NONE,
+       "5 3314 EnterNodeValue_bn: Can't change value of node 'D', because new value 2.1 does not "
+       "correspond to any state (closest is state 1 whose value is 2)\n"},
+      {"C", 0, 0, ""},
+      {"C", 9.99, 0, ""},
+      {"C", 10, 1, ""},
+      {"C", 40, 2, ""},
+      {"C", -0.5, NONE,
+       "5 3308 EnterNodeValue_bn: Can't change value of node 'C', because new value -0.5 is less "
+       "than lowest allowable (0)\n"},
+      {"C", 40.5, NONE,
+       "5 3309 EnterNodeValue_bn: Can't change value of node 'C', because new value 40.5 is higher "
+       "than highest allowable (40)\n"},
+  };
+  Net net = WithLevels();
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.node) + " " + std::to_string(row.value));
+    node_bn node = Named(net, row.node);
+    EnterNodeValue_bn(node, row.value);
+    EXPECT_EQ(Reports(), row.report);
+    EXPECT_EQ(GetNodeFinding_bn(node), row.finding);
+    double expected = row.finding == NONE ? undef_dbl_ns : row.node[0] == 'D' ? row.finding + 1.0 : row.value;
+    EXPECT_EQ(GetNodeValue_bn(node), expected);
+    RetractNodeFindings_bn(node);
+    EXPECT_EQ(GetNodeValue_bn(node), undef_dbl_ns);
+    EXPECT_EQ(GetNodeFinding_bn(node), NONE);
+  }
+}
+
+TEST_F(Values, AreCheckedAgainstWhatIsKnown) {
+  Net net = WithLevels();
+  node_bn c = Named(net, "C"), d = Named(net, "D"), plain = AddNode(net, "P", {"u", "v"}, {}, {0.5f, 0.5f});
+  EnterFinding_bn(d, 1);
+  EXPECT_EQ(GetNodeValue_bn(d), 2);
+  EnterNodeValue_bn(d, 3);
+  EXPECT_EQ(Reports(),
+            "5 3311 EnterNodeValue_bn: Can't change value of node 'D', because new value 3 contradicts old value 2\n");
+  EnterFinding_bn(c, 1);
+  EXPECT_EQ(GetNodeValue_bn(c), undef_dbl_ns);
+  EnterNodeValue_bn(c, 30);
+  EXPECT_EQ(Reports(),
+            "5 3310 EnterNodeValue_bn: Can't change value of node 'C', because new finding '#2' contradicts previous "
+            "finding '#1' for this node\n");
+  EnterNodeValue_bn(c, 15);
+  EXPECT_EQ(GetNodeValue_bn(c), 15);
+  EnterNodeValue_bn(plain, 1);
+  EXPECT_EQ(Reports(),
+            "5 3317 EnterNodeValue_bn: Can't change value of node 'P', because the node is discrete without any "
+            "levels defined\n");
+  EXPECT_EQ(GetNodeValue_bn(plain), undef_dbl_ns);
+  EXPECT_EQ(Reports(),
+            "5 5564 GetNodeValue_bn: Argument 'node' is 'P', which is not continuous, and has not been given a levels "
+            "array\n");
+  CompileNet_bn(net.get());
+  EXPECT_NEAR(CaseProbability_bn(net.get()), 0.3 * 0.25, 1e-7);
+}
+
+TEST_F(Values, OfContinuousNodesWithoutLevelsAreJustKept) {
+  Net net(NewNet_bn("Plain", env));
+  node_bn node = NewNode_bn("X", 0, net.get());
+  EnterNodeValue_bn(node, 12.5);
+  EXPECT_EQ(GetNodeValue_bn(node), 12.5);
+  EnterNodeValue_bn(node, 12.500001);
+  EXPECT_EQ(GetNodeValue_bn(node), 12.500001);
+  EXPECT_EQ(Reports(), "");
+  EnterFinding_bn(node, 0);
+  EXPECT_EQ(Reports(),
+            "5 5106 EnterFinding_bn: Passed state (=0) for node 'X' is out of bounds (it must be between 0 and -1 "
+            "inclusive)\n");
+  EXPECT_EQ(GetNodeFinding_bn(node), NONE);
+  GetNodeLikelihood_bn(node);
+  EXPECT_EQ(Reports(),
+            "5 5515 GetNodeFinding_bn: Argument 'node' is 'X', which is not discrete or discretized\n"
+            "5 5560 GetNodeLikelihood_bn: Argument 'node' is 'X', which is not discrete or discretized\n");
+  RetractAllFindings_bn(net.get());
+  EXPECT_EQ(GetNodeValue_bn(node), undef_dbl_ns);
+}
+
+TEST_F(Findings, AreUndoneInOneStep) {
+  Net net = ChestClinic(env);
+  node_bn xray = Named(net, "xray");
+  CompileNet_bn(net.get());
+  float before = Belief(net, "lung", "yes");
+  EnterFinding_bn(xray, 0);
+  float after = Belief(net, "lung", "yes");
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(GetNodeFinding_bn(xray), NONE);
+  EXPECT_FALSE(IsBeliefUpdated_bn(xray));
+  EXPECT_FLOAT_EQ(Belief(net, "lung", "yes"), before);
+  EXPECT_EQ(RedoLastChange_bn(net.get()), 1);
+  EXPECT_FLOAT_EQ(Belief(net, "lung", "yes"), after);
+
+  Observe(net, "asia", "yes");
+  EnterFindingNot_bn(Named(net, "smoke"), 0);
+  RetractAllFindings_bn(net.get());
+  EXPECT_EQ(GetNodeFinding_bn(xray), NONE);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(GetNodeFinding_bn(xray), 0);
+  EXPECT_EQ(GetNodeFinding_bn(Named(net, "asia")), 0);
+  EXPECT_EQ(GetNodeFinding_bn(Named(net, "smoke")), 1);
+  RetractAllFindings_bn(net.get());
+  EXPECT_NEAR(CaseProbability_bn(net.get()), 1, 1e-7);
+}
+
+TEST_F(Findings, TellThatTheyCannotUpdateAnUncompiledNet) {
+  Net net = ChestClinic(env);
+  SetNetAutoUpdate_bn(net.get(), 1);
+  Observe(net, "smoke", "yes");
+  EXPECT_EQ(Reports(),
+            "3 2135 EnterFinding_bn: Can't update beliefs, because network 'ChestClinic' hasn't been recently "
+            "compiled\n");
+  EXPECT_EQ(GetNodeFinding_bn(Named(net, "smoke")), 0);
+  EXPECT_EQ(CaseProbability_bn(net.get()), -1);
+  EXPECT_EQ(Reports(),
+            "5 2077 CaseProbability_bn: Can't update beliefs because network 'ChestClinic' hasn't been recently "
+            "compiled\n");
+  CompileNet_bn(net.get());
+  EXPECT_TRUE(IsBeliefUpdated_bn(Named(net, "smoke")));
+  EXPECT_NEAR(CaseProbability_bn(net.get()), 0.5, 1e-7);
+  Observe(net, "bronc", "no");
+  EXPECT_TRUE(IsBeliefUpdated_bn(Named(net, "smoke")));
+  EXPECT_NEAR(CaseProbability_bn(net.get()), 0.2, 1e-7);
+}
+
+}  // namespace
+}  // namespace bravic::testing
