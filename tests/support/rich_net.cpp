@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "Basic/Text.h"
 #include "Bn/model/Attributes.h"
@@ -27,7 +28,7 @@ float RandomNumber(Random& random) {
     case 2:
       return static_cast<float>((random.Share() - 0.5) * std::pow(10.0, random.Between(-36, 37)));
     case 3:
-      return 0;
+      return random.Chance(0.5) ? 0 : std::numeric_limits<float>::max();
     default:
       return static_cast<float>(random.Between(-10000, 10000)) / 64;
   }

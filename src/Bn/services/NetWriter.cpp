@@ -307,7 +307,7 @@ Failure PrepareNet(net_bn net) {
     if (node->probs && !node->normalized) {
       if (Failure failure = NormalizeTable(node)) return failure;
     } else if (isUnsayable) {
-      MakeProbs(node);  // rows that it cannot convert are written as undefined
+      if (Failure failure = MakeProbs(node)) return failure;
     }
   }
   return nullptr;

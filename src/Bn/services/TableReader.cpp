@@ -26,7 +26,8 @@ namespace {
 
 enum class Form { Probs, Experience, Values, States };
 
-constexpr std::size_t CELL = 4;  // bytes of an entry of any table
+constexpr double BEYOND_FLOATS = 3.4028235677973366e38;  // what is below it rounds to the largest float at most
+constexpr std::size_t CELL = 4;                          // bytes of an entry of any table
 static_assert(sizeof(float) == CELL && sizeof(statetype) == CELL);
 constexpr long long MAX_CELLS = 2147483647;
 
@@ -222,7 +223,7 @@ bool ReadNumberEntry(Table& table, char* cell) {
   if (value == IMPOS_DBL) return StoreImpossible(table, cell), true;
   if (value == INF_DBL || value == -INF_DBL) {
     StoreFloat(cell, value > 0 ? HUGE_VALF : -HUGE_VALF);
-  } else if (std::abs(value) > 3.402823466e38) {
+  } else if (std::abs(value) >= BEYOND_FLOATS) {
     return EntryFault(table, ILLEGAL_NUMBER, text);
   } else {
     StoreFloat(cell, NearestFloat(text, value));
