@@ -5,7 +5,7 @@
 #   ! PATTERN      a line of the error stream, as a pattern of the shell; without any, it must be empty
 #   ? CODE         the exit code, 0 when left out
 set -uo pipefail
-program=$1 cases=$2 nets=$3
+program=$(realpath "$1") cases=$(realpath "$2") nets=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp "$nets"/*.dne "$(dirname "$cases")"/*.dne "$work"
