@@ -139,7 +139,7 @@ static void Attributes(environ_ns env, net_bn net) {
 }
 
 static void Lists(environ_ns env, net_bn net) {
-  node_bn rain = NodeNamed_bn("Rain", net), grass = NodeNamed_bn("Grass", net);
+  node_bn rain = NodeNamed_bn("Rain", net), grass = NodeNamed_bn("Grass", net), rain2, grass2;
   nodelist_bn list = NewNodeList_bn(1, env), copy;
   CHECK(NthNode_bn(list, 0) == NULL);
   SetNthNode_bn(list, 0, grass);
@@ -149,10 +149,12 @@ static void Lists(environ_ns env, net_bn net) {
   CHECK(RemoveNthNode_bn(list, 1) == grass && LengthNodeList_bn(list) == 1);
   FreeNodeList_bn(list);
   list = DuplicateNodes_bn(copy, net);
-  CHECK(LengthNodeList_bn(list) == 2 && NthNode_bn(list, 0) != rain);
-  DeleteNode_bn(NthNode_bn(list, 1));
-  DeleteNode_bn(NthNode_bn(list, 0));
+  rain2 = NthNode_bn(list, 0);
+  grass2 = NthNode_bn(list, 1);
+  CHECK(LengthNodeList_bn(list) == 2 && rain2 != rain && grass2 != grass);
   FreeNodeList_bn(list);
+  DeleteNode_bn(grass2);
+  DeleteNode_bn(rain2);
   FreeNodeList_bn(copy);
   NoErrors(env, "lists");
 }

@@ -4,17 +4,17 @@
 set -euo pipefail
 cmake=$1 build=$2 source=$3 cc=$4 generator=$5 sanitize=${6:+-fsanitize=$6}
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+trap 'cat "$work/log"; rm -rf "$work"' EXIT
 tree=$work/moved
 strict="-std=c89 -pedantic -Wall -Wextra -Werror $sanitize"
 
-"$cmake" --install "$build" --prefix "$work/tree" >/dev/null
+"$cmake" --install "$build" --prefix "$work/tree" >>"$work/log"
 mv "$work/tree" "$tree"
 mkdir "$work/host"
 cp "$source/tests/install/host/CMakeLists.txt" "$source/examples/hello.c" "$work/host"
 "$cmake" -G "$generator" -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_C_COMPILER="$cc" \
-  -DCMAKE_C_FLAGS="$strict" >/dev/null
-"$cmake" --build "$work/host/build" >/dev/null
+  -DCMAKE_C_FLAGS="$strict" >>"$work/log"
+"$cmake" --build "$work/host/build" >>"$work/log"
 "$work/host/build/hello_shared" >"$work/shared.txt"
 "$work/host/build/hello_static" >"$work/static.txt"
 
