@@ -143,6 +143,12 @@ TEST_F(Beliefs, AreAnnouncedOnlyToAPerson) {
     CompileNet_bn(net.get());
     Observe(net, "smoke", "yes");
     Observe(net, "bronc", "yes");
+    // What takes something back or replaces it has all findings applied anew, as one piece of evidence.
+    RetractNodeFindings_bn(Named(net, "smoke"));
+    const float likelihood[] = {0.5f, 1};
+    EnterNodeLikelihood_bn(Named(net, "smoke"), likelihood);
+    EnterNodeLikelihood_bn(Named(net, "smoke"), likelihood);
+    Observe(net, "smoke", "yes");
     SetNetFindMPE_bn(net.get(), 1);
     Observe(net, "dysp", "yes");
     std::string printed = ::testing::internal::GetCapturedStdout();
@@ -150,6 +156,10 @@ TEST_F(Beliefs, AreAnnouncedOnlyToAPerson) {
                                     : "Probability of new evidence = 100 %, of all evidence = 100 %.\n"
                                       "Probability of new evidence = 50 %, of all evidence = 50 %.\n"
                                       "Probability of new evidence = 60 %, of all evidence = 30 %.\n"
+                                      "Probability of new evidence = 45 %, of all evidence = 45 %.\n"
+                                      "Probability of new evidence = 66.6667 %, of all evidence = 30 %.\n"
+                                      "Probability of new evidence = 75 %, of all evidence = 22.5 %.\n"
+                                      "Probability of new evidence = 30 %, of all evidence = 30 %.\n"
                                       "The probability of the most probable configuration is 20.1117 %.\n");
   }
   HasUserInteraction_ns(0, env);
