@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
@@ -136,26 +137,53 @@ void AutoUpdate(net_bn net) {
   }
 }
 
+// Whether a host that has read so many beliefs is likely to read most of them. One sweep over the tree costs about
+// half of what all cost one by one.
+static bool WorthAll(const CompiledNet& compiled) {
+  int n = static_cast<int>(compiled.nodes.size());
+  return compiled.numRead > n / 4 || (compiled.numRead > 1 && compiled.numReadBefore > n / 2);
+}
+
+static bool ComputeAll(CompiledNet& compiled) {
+  return compiled.inference->AllBeliefs([&](int i) -> float* {
+    node_bn node = compiled.nodes[static_cast<std::size_t>(i)];
+    return node->kind == NATURE_NODE ? BeliefVector(node) : nullptr;
+  });
+}
+
+static bool ComputeBelief(CompiledNet& compiled, node_bn node, int i) {
+  unsigned long long stamp = compiled.inference->Stamp();
+  if (compiled.readStamp != stamp) {
+    compiled.readStamp = stamp;
+    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
+    compiled.allKnown = false;
+  }
+  ++compiled.numRead;
+  if (!compiled.allKnown && WorthAll(compiled)) compiled.allKnown = ComputeAll(compiled);
+  return compiled.allKnown ||
+         compiled.inference->Beliefs(i, {BeliefVector(node), static_cast<std::size_t>(node->numstates)});
+}
+
 const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
   if (!net->beliefsCurrent && UpdateBeliefs(net, false) < 0) return nullptr;
-  engine::Inference& inference = *net->compiled->inference;
-  if (node->beliefStamp == inference.Stamp()) return node->belief;
-  float* belief = BeliefVector(node);
+  CompiledNet& compiled = *net->compiled;
+  unsigned long long stamp = compiled.inference->Stamp();
+  if (node->beliefStamp == stamp) return node->belief;
   int i = CompiledIndex(*node);
   // What takes no part in the propagation keeps the vector that it has.
-  if (i < 0 || node->kind != NATURE_NODE) return belief;
-  if (!inference.Beliefs(i, {belief, static_cast<std::size_t>(node->numstates)})) {
+  if (i < 0 || node->kind != NATURE_NODE) return BeliefVector(node);
+  if (!ComputeBelief(compiled, node, i)) {
     ReportError(-777, "according to this model, the evidence entered is inconsistent");
     MarkContradicted(net);
     return nullptr;
   }
-  // What is left of a probability that a float cannot hold in full would read as possible but lose its digits.
+  // A probability too small for a normal float would read as possible and yet have lost its digits.
   for (int s = 0; s < node->numstates; ++s) {
-    if (belief[s] < std::numeric_limits<float>::min()) belief[s] = 0;
+    if (node->belief[s] < std::numeric_limits<float>::min()) node->belief[s] = 0;
   }
-  node->beliefStamp = inference.Stamp();
-  return belief;
+  node->beliefStamp = stamp;
+  return node->belief;
 }
 
 }  // namespace bravic

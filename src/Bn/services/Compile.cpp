@@ -153,6 +153,7 @@ static Failure MakePotentials(net_bn net) {
   // Beliefs kept from another engine bear stamps that mean nothing to this one.
   if (anew) {
     for (node_bn node : compiled.nodes) node->beliefStamp = 0;
+    compiled.readStamp = 0;
   }
   net->caseprob = 1.0;
   compiled.logProbability = 0;
@@ -219,7 +220,9 @@ void NoteFindingChanged(node_bn node, bool strengthened) {
   if (!strengthened) net->findingsApplied = false;
   node->beliefStamp = 0;
   int i = CompiledIndex(*node);
-  if (i >= 0 && net->compiled->filled) net->compiled->staleFindings.Add(i);
+  if (i < 0 || !net->compiled->filled) return;
+  net->compiled->staleFindings.Add(i);
+  net->compiled->allKnown = false;
 }
 
 // The hook for a finding that came back by undo or redo.

@@ -40,6 +40,10 @@ struct CompiledNet {
   StaleSet staleTables;       // nodes whose table changed since
   StaleSet staleFindings;     // nodes whose finding the engine has not been given yet
   double logProbability = 0;  // natural logarithm that belongs to the net's caseprob
+  // Which beliefs are read between two changes of the engine's numbers, so that many are computed in one sweep.
+  unsigned long long readStamp = 0;    // the engine's stamp that the following are about
+  int numRead = 0, numReadBefore = 0;  // nodes read under this stamp, and under the one before
+  bool allKnown = false;               // every belief vector is right for the stamp
 };
 
 // The index that the engine knows the node by, or -1 when its net has no junction tree or it is not part of it.
