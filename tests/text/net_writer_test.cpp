@@ -502,6 +502,20 @@ TEST_F(NetWriterTest, BeliefsOnlyWhileTheyHold) {
   EXPECT_EQ(Reports(), "");
 }
 
+// Beliefs are worked out when they are asked for; those of an earlier state of the findings are not written.
+TEST_F(NetWriterTest, BeliefsAreThoseOfTheFindings) {
+  const Net net = ChestClinic(env);
+  CompileNet_bn(net.get());
+  for (const char* name : {"tub", "xray"}) GetNodeBeliefs_bn(Named(net, name));
+  Observe(net, "xray", "yes");
+  GetNodeBeliefs_bn(Named(net, "xray"));
+  const std::string text = Written(net);
+  char belief[64];
+  std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", static_cast<double>(Belief(net, "tub", "yes")));
+  EXPECT_THAT(text, ::testing::HasSubstr(belief));
+  EXPECT_THAT(text, ::testing::HasSubstr("\tevidence = yes;\n\tbelief = (1, 0);\n"));
+}
+
 // A table of counts is written as probabilities and the counts as experience.
 TEST_F(NetWriterTest, CountsBecomeProbabilities) {
   const Net net(NewNet_bn("Counts", env));

@@ -12,10 +12,11 @@ namespace bravic {
 
 extern format::PrintOptions printOptions;  // how WriteNet prints
 
-// The whole text of a net, whose tables are in probability form (see PrepareTables). What goes wrong is the channel's
+// The whole text of a net, whose tables are in probability form (see PrepareNet). What goes wrong is the channel's
 // to tell.
 void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& out);
-// Makes the derived data of a net fit to be written: node order, tables in probability form.
+// Makes the derived data of a net fit to be written: node order, tables in probability form, the beliefs that nodes
+// hold while the net's are current.
 Failure PrepareNet(net_bn net);
 
 struct NetPrinter {

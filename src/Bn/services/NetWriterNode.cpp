@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "Bn/model/Tables.h"
+#include "Bn/services/Compile.h"
 #include "Bn/services/NetWriter.h"
 
 namespace bravic {
@@ -41,7 +42,7 @@ bool SameArray(const T* a, const T* b, long long count) {
 bool HasValidBelief(const bnode& node) {
   const net_bn net = node.innet;
   if (!node.belief || !net || node.numstates == 0) return false;
-  if (net->compiled) return net->beliefsCurrent && node.beliefStamp != 0;
+  if (net->compiled) return net->beliefsCurrent && node.beliefStamp == net->compiled->inference->Stamp();
   return node.fromfile && node.fields[NODE_BELIEF] == FIELD_READ && !net->dirty;
 }
 
