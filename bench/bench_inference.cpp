@@ -69,7 +69,10 @@ struct Subject {
       RetractAllFindings_bn(net);
       if (RandomCase_bn(all, 0, 1) != 0) Fail(path);
       Findings drawn;
-      for (node_bn node : nodes) drawn.push_back({node, GetNodeFinding_bn(node)});
+      for (node_bn node : nodes) {
+        const statetype state = GetNodeFinding_bn(node);
+        if (state >= 0) drawn.push_back({node, state});  // a node drawn by its function may have a value alone
+      }
       std::shuffle(drawn.begin(), drawn.end(), random);
       cases.push_back(drawn);
       const auto numFindings = std::min<std::ptrdiff_t>(std::ssize(drawn) / 2, FINDINGS_PER_SET);
