@@ -163,7 +163,7 @@ BRAVIC_API int BRAVIC_CALL ErrorDanger_ns(report_ns error);
 
 /* Names a file, which need not exist; nothing is opened. For case files the specification also remembers where the
    case last read ended. name: a path.
-   Answers the specification; NULL on failure (5114, 5142; 5537 a bad file name). To be freed by FreeFileSpec_ns;
+   Answers the specification; NULL on failure (5537 a bad file name). To be freed by FreeFileSpec_ns;
    what a host leaves is freed when the library closes. */
 BRAVIC_API filespec_ns BRAVIC_CALL FileNamed_ns(const char *name, environ_ns env);
 
@@ -467,11 +467,11 @@ BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodeli
                                         double *freq);
 
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
-   learns one case. updating: 0 (5540). degree: the weight of the case; negative to unlearn it.
+   learns one case. updating: 0 (5540). degree: the weight of the case; negative to unlearn it (5545).
    2190: more would be unlearned than was learned; nodes before that one keep their new tables. */
 BRAVIC_API void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree);
 
-/* The same with every row of a case file, weighted by its frequency. (5539, 2189, and those of ReadCase_bn.)
+/* The same with every row of a case file, weighted by its frequency. (5539, 5544, 2189, and those of ReadCase_bn.)
    Rows read before a failure stay learned. */
 BRAVIC_API void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree);
 
@@ -493,8 +493,7 @@ BRAVIC_API long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double 
 BRAVIC_API int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child);
 
 /* Gives every decision node of the net the function table that makes the expected utility largest. nodes: any nodes
-   of the net. Undo must be on. Answers 0; negative on failure, with the net as it was (2262, 2113, 2263, 2264,
-   2058, 2059 ...). */
+   of the net. Answers 0; negative on failure, with the net as it was (2262, 2113, 2263 to 2265, 2058, 2059 ...). */
 BRAVIC_API int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes);
 
 /* Removes the nodes from their net so that what remains keeps its meaning: nature nodes are summed out, decision
@@ -509,7 +508,7 @@ BRAVIC_API int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env);
 
 /* Writes a case file of random cases drawn from the net given its findings. numcases: how many; firstid: the first
    identification number, negative for none; freq: every row's frequency, 0 for none; append: 1 adds to the file.
-   Answers 0; negative on failure or when halted (2138, 2100, 2101, 2102); the rows written stay. */
+   Answers 0; negative on failure or when halted (5546, 5547, 2138, 2100 to 2102); the rows written stay. */
 BRAVIC_API int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
                                             double freq, int append);
 
@@ -523,7 +522,7 @@ BRAVIC_API const char *BRAVIC_CALL JunctionTreeReport_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL SetNetFindMPE_bn(net_bn net, int findmpe);
 
 /* In that mode: answers the node's state in the most probable configuration, the first on ties; UNDEF_STATE on
-   failure. */
+   failure (5567 the mode is off, 2077, 2078). */
 BRAVIC_API statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node);
 
 /* Searches for a better elimination order than the one found by default, for at most that many seconds, and stores
@@ -548,7 +547,7 @@ BRAVIC_API int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net);
 BRAVIC_API void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file);
 
 /* Whether the progress of long operations is printed on the console. setting: 0 or 1; -1 only asks.
-   Answers the setting now in force; -1 on failure. */
+   Answers the setting now in force; -1 on failure (5533). */
 BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
 
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
