@@ -18,7 +18,8 @@ void Start() {
   char message[MESG_LEN_ns];
   env = NewBravicEnviron_bn();
   if (InitBravic_bn(env, message) < 0) std::abort();
-  const std::string stem = "/tmp/bravic_fuzz." + std::to_string(getpid());
+  const std::string directory = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+  const std::string stem = directory + "/bravic_fuzz." + std::to_string(getpid());
   input = stem + ".in.dne";
   output = stem + ".out.dne";
 }

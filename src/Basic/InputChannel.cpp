@@ -328,7 +328,7 @@ void InputChannel::ReportAt(int number, std::size_t offset, std::string_view wor
   fault.position = static_cast<long>(offset);
   fault.line = LineOf(offset);
   const std::size_t n = std::min(word.size(), static_cast<std::size_t>(MAX_ERROR_WORD));
-  std::memcpy(fault.word, word.data(), n);
+  std::copy_n(word.begin(), n, fault.word);
   fault.word[n] = 0;
   fault.count = count;
   fault.bound = bound;

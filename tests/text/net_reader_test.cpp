@@ -233,6 +233,11 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithStatements) {
       {Lone("states = (x, y); parents = (z);\nprobs = (1, 0);"),
        "5 181 undefined node 'z' in `parents` statement of node 'a', line 3\n"
        "5 1074 can't read `probs` statement, because there is no `parents` statement in node 'a', line 4\n"},
+      {Lone("discrete = TRUE; states = (x, y); functable = (x, y);"),
+       "5 1089 too many items in list, or missing ')', within `functable` statement for [] of node 'a', line 3\n"},
+      {Lone("discrete = TRUE; states = (x, y); numcases = ((3));"),
+       "5 1039 too many open parenthesis (are 2, but should be 1) within `numcases` statement for [] of node 'a', line "
+       "3\n"},
       {"define node d {states = (x, y);}; node a (d) {numstates = 3;};",
        "5 1054 `numstates` statement for node 'a' already inherited, line 3\n"},
       {"define node d {states = (x, y);}; node a (d) {evidence = y;\nstates = (u, v);};",

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <string_view>
 
 namespace bravic {
@@ -15,7 +14,7 @@ struct Line {
 
   void Add(std::string_view text) {
     const std::size_t n = std::min(text.size(), size - 1 - length);
-    std::memcpy(buffer + length, text.data(), n);
+    std::copy_n(text.begin(), n, buffer + length);
     length += n;
     buffer[length] = 0;
   }

@@ -119,7 +119,7 @@ bool IllegalName(NetReader& reader, const Statement& at, std::string_view name) 
 
 void LegalName(std::string_view word, char* name) {
   const std::size_t length = std::min(word.size(), static_cast<std::size_t>(MAX_NAME_LEN));
-  std::memcpy(name, word.data(), length);
+  std::copy_n(word.begin(), length, name);
   name[length] = 0;
   CheckNameText(name, NAME_ALL_CHECKS, nullptr, true);
 }

@@ -72,7 +72,7 @@ const char* Condition(Table& table, char* buffer, std::size_t size) {
       states[i] = static_cast<statetype>(rest % parents[i]->numstates);
     }
   } else {
-    const int lists = table.open - (table.inRow ? 1 : 0);
+    const int lists = std::min(table.open - (table.inRow ? 1 : 0), table.numparents);
     for (int level = 1; level <= lists; level++) {
       const auto i = static_cast<std::size_t>(level) - 1;
       states[i] = std::min(table.index[level], parents[i]->numstates - 1);
