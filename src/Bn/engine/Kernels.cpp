@@ -108,11 +108,15 @@ inline Lanes Maximum(Lanes a, Lanes b) {
 #endif  // BRAVIC_WIDE_KERNELS
 
 constexpr Kernels VERSIONS[] = {
-    {"scalar", scalar::LANES, scalar::Multiply, scalar::Gather<false>, scalar::Gather<true>},
-    {"sse2", sse2::LANES, sse2::Multiply, sse2::Gather<false>, sse2::Gather<true>},
+    {"scalar", scalar::LANES, scalar::Multiply, scalar::Gather<false>, scalar::Gather<true>, scalar::Fold<double>,
+     scalar::Fold<float>},
+    {"sse2", sse2::LANES, sse2::Multiply, sse2::Gather<false>, sse2::Gather<true>, sse2::Fold<double>,
+     sse2::Fold<float>},
 #if BRAVIC_WIDE_KERNELS
-    {"avx2", avx2::LANES, avx2::Multiply, avx2::Gather<false>, avx2::Gather<true>},
-    {"avx512", avx512::LANES, avx512::Multiply, avx512::Gather<false>, avx512::Gather<true>},
+    {"avx2", avx2::LANES, avx2::Multiply, avx2::Gather<false>, avx2::Gather<true>, avx2::Fold<double>,
+     avx2::Fold<float>},
+    {"avx512", avx512::LANES, avx512::Multiply, avx512::Gather<false>, avx512::Gather<true>, avx512::Fold<double>,
+     avx512::Fold<float>},
 #endif
 };
 

@@ -25,6 +25,9 @@ struct Kernels {
   // sums[offsets[r] + i] += from(r, i), rows in order.
   void (*add)(float* sums, const int* offsets, int rows, int length, Rows from);
   void (*maximize)(float* sums, const int* offsets, int rows, int length, Rows from);
+  // to[bases[r] + i] += from(r, i), of exactly length entries.
+  void (*foldWide)(double* to, const int* bases, int rows, int length, Rows from);
+  void (*foldNarrow)(float* to, const int* bases, int rows, int length, Rows from);
 };
 
 // The fastest that the machine runs. Tests choose among all of them; the first is plain scalar code.

@@ -50,6 +50,8 @@ void Merge(const PassShape& shape, Merged* merged) {
 // Axes [0, block) are the prefix, [block, row) step through the rows of a block, [row, numAxes) make a row.
 struct Split {
   int block = 0, row = 0;
+  int cut = 0;  // 0, or axis [block - 1] is cut into parts of that size, the slowest axis of the block
+  int parts = 1;
   int rowLength = 1, paddedLength = 1, numRows = 1;
   double cost = 0;
 };
@@ -73,34 +75,65 @@ Kind KindOf(const Merged& merged, int table, const Split& split, bool target) {
   return Kind::BLOCK_SCALE;
 }
 
+// Makes two axes of the last one before the block, the slower of which counts the parts.
+void CutAxis(Split* split, Merged* merged) {
+  const int a = split->block - 1, axes = merged->numAxes;
+  Vector<int> strides;
+  for (int t = 0; t < merged->numTables; ++t) {
+    for (int k = 0; k < axes; ++k) {
+      if (k == a) strides.push_back(merged->Stride(t, k) * split->cut);
+      strides.push_back(merged->Stride(t, k));
+    }
+  }
+  for (int k = axes; k > a; --k) merged->sizes[k] = merged->sizes[k - 1];
+  merged->sizes[a] = split->parts;
+  merged->sizes[a + 1] = split->cut;
+  merged->strides = std::move(strides);
+  ++merged->numAxes;
+  ++split->row;
+}
+
 int PaddedLength(int length) {
   return length > 48 ? (length + 15) / 16 * 16 : (length + 7) / 8 * 8;
 }
 
 // In nanoseconds, from measurements on one machine; only the proportions matter.
 double Estimate(const Merged& merged, int numFactors, const Split& split) {
-  const double length = split.rowLength, padded = split.paddedLength, rows = split.numRows;
+  const double length = split.rowLength, padded = split.paddedLength;
+  const int cutAxis = split.cut ? split.block - 1 : -1;
+  const double rows = split.numRows;
+  // A cut axis counts once for its parts and once, within the block, for what is in a part.
+  auto steps = [&](int a) { return static_cast<double>(a == cutAxis ? split.parts : merged.sizes[a]); };
   double blocks = 1;
-  for (int a = 0; a < split.block; ++a) blocks *= merged.sizes[a];
+  for (int a = 0; a < split.block; ++a) blocks *= steps(a);
+  if (split.cut) blocks *= static_cast<double>(merged.sizes[cutAxis]) / (split.parts * split.cut);
   const double perRow = 0.7 + 0.035 * padded;
   double cost = 40 + blocks * (12 + rows * perRow);
   for (int t = 0; t < merged.numTables; ++t) {
     const bool target = t > numFactors;
-    const Kind kind = KindOf(merged, t, split, target);
+    Kind kind = KindOf(merged, t, split, target);
     double distinct = 1, changes = 1, before = 1;
     for (int a = split.block; a < split.row; ++a)
       if (merged.Stride(t, a) != 0) distinct *= merged.sizes[a];
     for (int a = 0; a < split.block; ++a) {
-      before *= merged.sizes[a];
+      before *= steps(a);
       if (merged.Stride(t, a) != 0) changes = before;
     }
+    if (split.cut && merged.Stride(t, cutAxis) != 0) {
+      distinct *= split.cut;
+      if (kind == Kind::BLOCK_SCALE) kind = Kind::SCALES;
+    }
     if (target) {
+      if (kind == Kind::WHOLE_ROWS && distinct == rows && changes >= blocks * 0.999) {
+        cost += blocks * (8 + rows * (2 + 0.15 * length));
+        continue;
+      }
       changes = std::max(changes, blocks * rows / distinct / ADDS_BETWEEN_FOLDS);
       cost += blocks * (8 + rows * perRow);
-      cost += changes * (15 + distinct * (kind == Kind::WHOLE_ROWS ? 2 + 0.12 * length : 5 + 0.5 * length));
+      cost += changes * (15 + distinct * (kind == Kind::WHOLE_ROWS ? 2 + 0.12 * length : 5 + 1.2 * length));
     } else if (kind == Kind::SPREAD) {
       if (t > 0) cost += blocks * rows * perRow;
-      cost += changes * distinct * (4 + 0.35 * length);
+      cost += changes * distinct * (4 + 0.8 * length);
     } else if (t > 0) {
       cost += kind == Kind::WHOLE_ROWS ? blocks * rows * perRow : blocks * (4 + rows);
     }
@@ -111,6 +144,10 @@ double Estimate(const Merged& merged, int numFactors, const Split& split) {
 Split ChooseSplit(const Merged& merged, int numFactors) {
   Split best;
   best.cost = -1;
+  auto consider = [&](Split split) {
+    split.cost = Estimate(merged, numFactors, split);
+    if (best.cost < 0 || split.cost < best.cost) best = split;
+  };
   int length = 1;
   for (int row = merged.numAxes; row >= 0; --row) {
     if (row < merged.numAxes) length *= merged.sizes[row];
@@ -120,11 +157,17 @@ Split ChooseSplit(const Merged& merged, int numFactors) {
     split.row = split.block = row;
     split.rowLength = length;
     split.paddedLength = PaddedLength(length);
-    while (split.block > 0 && split.numRows * merged.sizes[split.block - 1] <= ADDS_BETWEEN_FOLDS &&
-           split.numRows * merged.sizes[split.block - 1] * split.paddedLength <= BLOCK_ENTRIES)
+    const int maxRows = std::clamp(BLOCK_ENTRIES / split.paddedLength, 1, ADDS_BETWEEN_FOLDS);
+    while (split.block > 0 && split.numRows * merged.sizes[split.block - 1] <= maxRows)
       split.numRows *= merged.sizes[--split.block];
-    split.cost = Estimate(merged, numFactors, split);
-    if (best.cost < 0 || split.cost < best.cost) best = split;
+    consider(split);
+    if (split.block == 0 || maxRows < 2 * split.numRows) continue;
+    const int size = merged.sizes[split.block - 1], most = maxRows / split.numRows;
+    split.parts = (size + most - 1) / most;
+    split.cut = (size + split.parts - 1) / split.parts;
+    split.parts = (size + split.cut - 1) / split.cut;
+    split.numRows *= split.cut;
+    consider(split);
   }
   return best;
 }
@@ -168,6 +211,10 @@ void DescribeTable(const Merged& merged, const Split& split, int t, bool target,
   for (int a = split.block; a < split.row; ++a) axes[numBlockAxes++] = a;
   table.numDistinct = distinct;
   table.perFold = plan->numRows / distinct;
+  const bool cut = split.cut && merged.Stride(t, split.block) != 0;
+  table.tailDistinct = cut ? distinct / split.cut * (plan->tailRows / (plan->numRows / split.cut)) : distinct;
+  table.direct = target && table.kind == Kind::WHOLE_ROWS && table.perFold == 1 && table.lastPrefix >= 0 &&
+                 table.lastPrefix == split.block - 1;
   table.offsets = static_cast<int>(plan->pool.size());
   StepThrough(merged, axes, strides, numBlockAxes, [&](int offset) { plan->pool.push_back(offset); });
   if (!byDistinct) return;
@@ -213,7 +260,13 @@ double PlanCost(const PassShape& shape) {
 void MakePlan(const PassShape& shape, PassPlan* plan) {
   Merged merged;
   Merge(shape, &merged);
-  const Split split = ChooseSplit(merged, shape.numFactors);
+  Split split = ChooseSplit(merged, shape.numFactors);
+  plan->tailRows = split.numRows;
+  if (split.cut) {
+    const int rest = merged.sizes[split.block - 1] - (split.parts - 1) * split.cut;
+    plan->tailRows = split.numRows / split.cut * rest;
+    CutAxis(&split, &merged);
+  }
   plan->made = true;
   plan->cost = split.cost;
   plan->rowLength = split.rowLength;
@@ -233,6 +286,7 @@ void MakePlan(const PassShape& shape, PassPlan* plan) {
   for (int t = 0; t < merged.numTables; ++t) DescribeTable(merged, split, t, t > shape.numFactors, plan);
   plan->at.resize(At(split.block));
   plan->tableAt.resize(At(merged.numTables));
+  plan->foldRows.resize(At(merged.numTables));
   plan->foldAt.resize(At(merged.numTables));
   plan->pending.resize(At(merged.numTables));
 }
@@ -240,55 +294,81 @@ void MakePlan(const PassShape& shape, PassPlan* plan) {
 namespace {
 
 template <class Number>
-void FoldRows(const PassPlan& plan, const PassPlan::Table& table, float* room, Number* to, bool maximize) {
-  const int length = plan.rowLength;
+void FoldMaxima(const PassPlan& plan, int rows, const int* bases, Rows from, Number* to) {
+  for (int r = 0; r < rows; ++r) {
+    const float* room = from.data + from.offsets[r];
+    Number* entries = to + bases[r];
+    for (int i = 0; i < plan.rowLength; ++i) entries[i] = std::max(entries[i], static_cast<Number>(room[i]));
+  }
+}
+
+void FoldWholeRows(const PassPlan& plan, const Kernels& kernels, int rows, const int* bases, Rows from,
+                   const PassTarget& target, int offset, bool maximize) {
+  if (target.wide) {
+    if (maximize)
+      FoldMaxima(plan, rows, bases, from, target.wide + offset);
+    else
+      kernels.foldWide(target.wide + offset, bases, rows, plan.rowLength, from);
+  } else {
+    if (maximize)
+      FoldMaxima(plan, rows, bases, from, target.narrow + offset);
+    else
+      kernels.foldNarrow(target.narrow + offset, bases, rows, plan.rowLength, from);
+  }
+}
+
+template <class Number>
+void FoldLanes(const PassPlan& plan, const PassPlan::Table& table, int rows, const float* room, Number* to,
+               bool maximize) {
   const int* bases = plan.pool.data() + table.bases;
-  for (int d = 0; d < table.numDistinct; ++d, room += plan.paddedLength) {
+  const int* lanes = plan.pool.data() + table.lanes;
+  const int* order = plan.pool.data() + table.order;
+  for (int d = 0; d < rows; ++d, room += plan.paddedLength) {
     Number* entries = to + bases[d];
-    if (table.kind == Kind::WHOLE_ROWS) {
-      if (maximize)
-        for (int i = 0; i < length; ++i) entries[i] = std::max(entries[i], static_cast<Number>(room[i]));
-      else
-        for (int i = 0; i < length; ++i) entries[i] += static_cast<Number>(room[i]);
-    } else {
-      const int* lanes = plan.pool.data() + table.lanes;
-      const int* order = plan.pool.data() + table.order;
-      for (int i = 0; i < length; i += table.perEntry) {
-        Number& entry = entries[lanes[i]];
-        if (maximize) {
-          for (int k = 0; k < table.perEntry; ++k) entry = std::max(entry, static_cast<Number>(room[order[i + k]]));
-          continue;
-        }
-        // Four sums side by side, in a fixed order.
-        double sums[4] = {};
-        int k = 0;
-        for (; k + 4 <= table.perEntry; k += 4)
-          for (int j = 0; j < 4; ++j) sums[j] += room[order[i + k + j]];
-        for (; k < table.perEntry; ++k) sums[0] += room[order[i + k]];
-        entry += static_cast<Number>((sums[0] + sums[1]) + (sums[2] + sums[3]));
+    for (int i = 0; i < plan.rowLength; i += table.perEntry) {
+      Number& entry = entries[lanes[i]];
+      if (maximize) {
+        for (int k = 0; k < table.perEntry; ++k) entry = std::max(entry, static_cast<Number>(room[order[i + k]]));
+        continue;
       }
+      // Four sums side by side, in a fixed order.
+      double sums[4] = {};
+      int k = 0;
+      for (; k + 4 <= table.perEntry; k += 4)
+        for (int j = 0; j < 4; ++j) sums[j] += room[order[i + k + j]];
+      for (; k < table.perEntry; ++k) sums[0] += room[order[i + k]];
+      entry += static_cast<Number>((sums[0] + sums[1]) + (sums[2] + sums[3]));
     }
   }
 }
 
-void Fold(const PassPlan& plan, int t, const PassTarget& target, int offset, float* arena, bool maximize) {
+void Fold(const PassPlan& plan, const Kernels& kernels, int t, const PassTarget& target, float* arena, bool maximize) {
   const PassPlan::Table& table = plan.tables[At(t)];
   float* room = arena + table.room;
-  if (target.wide)
-    FoldRows(plan, table, room, target.wide + offset, maximize);
+  const int offset = plan.foldAt[At(t)], rows = plan.foldRows[At(t)];
+  if (table.kind == Kind::WHOLE_ROWS)
+    FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, {room, plan.pool.data()}, target, offset,
+                  maximize);
+  else if (target.wide)
+    FoldLanes(plan, table, rows, room, target.wide + offset, maximize);
   else
-    FoldRows(plan, table, room, target.narrow + offset, maximize);
-  std::memset(room, 0, At(table.numDistinct) * At(plan.paddedLength) * sizeof(float));
+    FoldLanes(plan, table, rows, room, target.narrow + offset, maximize);
+  std::memset(room, 0, At(rows) * At(plan.paddedLength) * sizeof(float));
 }
 
-void Spread(const PassPlan& plan, const PassPlan::Table& table, const float* data, float* arena) {
+void Spread(const PassPlan& plan, const PassPlan::Table& table, int rows, const float* data, float* arena) {
   const int* bases = plan.pool.data() + table.bases;
   const int* lanes = plan.pool.data() + table.lanes;
   float* room = arena + table.room;
-  for (int d = 0; d < table.numDistinct; ++d, room += plan.paddedLength) {
+  for (int d = 0; d < rows; ++d, room += plan.paddedLength) {
     const float* entries = data + bases[d];
     for (int i = 0; i < plan.rowLength; ++i) room[i] = entries[lanes[i]];
   }
+}
+
+// Whether the block stands at the end of a cut axis.
+bool IsLast(const PassPlan& plan) {
+  return plan.tailRows != plan.numRows && plan.at.back() == plan.prefixSizes.back() - 1;
 }
 
 // The widest version, up to the given one, whose vectors fill the padded rows.
@@ -320,7 +400,8 @@ struct Product {
 
 // The products of one block, in the potential itself when nothing multiplies it.
 Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
-                      float* arena, int moved) {
+                      float* arena, int moved, bool last) {
+  const int numBlockRows = last ? plan.tailRows : plan.numRows;
   const int* pool = plan.pool.data();
   float* scales = arena + plan.scales;
   Product product;
@@ -332,14 +413,15 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
     return product;
   }
   bool scaled = whole != 1;
-  if (scaled) std::fill_n(scales, plan.numRows, whole);
+  if (scaled) std::fill_n(scales, numBlockRows, whole);
   Rows rows[3];
   int numRows = 0, numDone = 0;
   Rows from = {};
   auto rowsOf = [&](int t, const float* data) {
     const PassPlan::Table& table = plan.tables[At(t)];
     if (table.kind != Kind::SPREAD) return Rows{data + plan.tableAt[At(t)], pool + table.offsets};
-    if (moved <= table.lastPrefix) Spread(plan, table, data + plan.tableAt[At(t)], arena);
+    if (moved <= table.lastPrefix)
+      Spread(plan, table, last ? table.tailDistinct : table.numDistinct, data + plan.tableAt[At(t)], arena);
     return Rows{arena + table.room, pool + table.offsets};
   };
   if (potential) from = rowsOf(0, potential);
@@ -349,13 +431,13 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
     const float* data = factors[f - 1] + plan.tableAt[At(f)];
     const int* offsets = pool + table.offsets;
     if (scaled)
-      for (int r = 0; r < plan.numRows; ++r) scales[r] *= data[offsets[r]];
+      for (int r = 0; r < numBlockRows; ++r) scales[r] *= data[offsets[r]];
     else
-      for (int r = 0; r < plan.numRows; ++r) scales[r] = data[offsets[r]];
+      for (int r = 0; r < numBlockRows; ++r) scales[r] = data[offsets[r]];
     scaled = true;
   }
   auto flush = [&] {
-    kernels.multiply(arena, plan.numRows, plan.paddedLength, from, numDone == 0 && scaled ? scales : nullptr, rows,
+    kernels.multiply(arena, numBlockRows, plan.paddedLength, from, numDone == 0 && scaled ? scales : nullptr, rows,
                      numRows);
     from = {arena, pool};
     numRows = 0;
@@ -391,20 +473,28 @@ void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const 
   std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
   for (int t = first; t < tables; ++t) {
     const PassPlan::Table& table = plan.tables[At(t)];
-    plan.pending[At(t)] = 0;
+    plan.pending[At(t)] = plan.foldRows[At(t)] = 0;
     std::memset(arena + table.room, 0, At(table.numDistinct) * At(plan.paddedLength) * sizeof(float));
   }
   for (int moved = -1, stale = -1;;) {
     // Where a block was left out, what should have been spread for it is still to do.
     stale = std::min(stale, moved);
-    const Product product = MultiplyBlock(plan, kernels, potential, factors, arena, stale);
+    const bool last = IsLast(plan);
+    const int rows = last ? plan.tailRows : plan.numRows;
+    const Product product = MultiplyBlock(plan, kernels, potential, factors, arena, stale, last);
     if (!product.zero) {
       stale = plan.numPrefix;
       for (int t = first; t < tables; ++t) {
         const PassPlan::Table& table = plan.tables[At(t)];
-        (maximize ? kernels.maximize : kernels.add)(arena + table.room, plan.pool.data() + table.offsets, plan.numRows,
+        if (table.direct) {
+          FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, product.rows, targets[t - first],
+                        plan.tableAt[At(t)], maximize);
+          continue;
+        }
+        (maximize ? kernels.maximize : kernels.add)(arena + table.room, plan.pool.data() + table.offsets, rows,
                                                     plan.paddedLength, product.rows);
         plan.pending[At(t)] += table.perFold;
+        plan.foldRows[At(t)] = std::max(plan.foldRows[At(t)], last ? table.tailDistinct : table.numDistinct);
       }
     }
     // Offsets move with the prefix, so what has gathered is folded first where they are about to change.
@@ -415,8 +505,8 @@ void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const 
       int& pending = plan.pending[At(t)];
       if (pending == 0) continue;
       if (moved >= 0 && moved > table.lastPrefix && pending + table.perFold <= ADDS_BETWEEN_FOLDS) continue;
-      Fold(plan, t, targets[t - first], plan.foldAt[At(t)], arena, maximize);
-      pending = 0;
+      Fold(plan, kernels, t, targets[t - first], arena, maximize);
+      pending = plan.foldRows[At(t)] = 0;
     }
     if (moved < 0) return;
   }
@@ -429,10 +519,12 @@ void RunProduct(PassPlan& plan, const Kernels& best, float* to, const float* con
   const int* offsets = plan.pool.data() + plan.tables[0].offsets;
   for (int moved = -1, stale = -1;;) {
     stale = std::min(stale, moved);
-    const Product product = MultiplyBlock(plan, kernels, nullptr, factors, arena, stale);
+    const bool last = IsLast(plan);
+    const int rows = last ? plan.tailRows : plan.numRows;
+    const Product product = MultiplyBlock(plan, kernels, nullptr, factors, arena, stale, last);
     if (!product.zero) stale = plan.numPrefix;
     float* block = to + plan.tableAt[0];
-    for (int r = 0; r < plan.numRows; ++r) {
+    for (int r = 0; r < rows; ++r) {
       if (product.zero)
         std::fill_n(block + offsets[r], plan.rowLength, 0.0f);
       else

@@ -56,31 +56,35 @@ struct PassTarget {
 struct PassPlan {
   bool made = false;
   int rowLength = 0, paddedLength = 0, numRows = 0;  // entries in a row, with padding; rows in a block
+  int tailRows = 0;  // rows of the last block along the fastest prefix axis, where that cuts an axis into unequal parts
   int numFactors = 0, numPrefix = 0;
   Vector<int> prefixSizes;  // slowest first
   struct Table {
     enum Kind : unsigned char { WHOLE_ROWS, SCALES, BLOCK_SCALE, SPREAD, LANES };
     Kind kind = WHOLE_ROWS;
-    int lastPrefix = -1;  // the fastest prefix axis that the table has
-    int numDistinct = 0;  // rows of the block that the table tells apart
-    int offsets = 0;      // index into pool: [row] where its entries begin, in the table or its spread rows
-    int bases = 0;        // index into pool: [distinct row] offset in the table
-    int lanes = 0;        // index into pool: [lane] offset in the table; for a target sorted by that, then
-    int order = 0;        //   [lane] the lane; parallel
-    int perEntry = 1;     // (target) lanes that fold onto one entry
-    int perFold = 1;      // (target) block rows that gather on one distinct row
-    int room = 0;         // index into the arena of its rows
+    int lastPrefix = -1;   // the fastest prefix axis that the table has
+    bool direct = false;   // (target) rows go straight to its entries: none gathers twice
+    int numDistinct = 0;   // rows of the block that the table tells apart
+    int tailDistinct = 0;  // as many in a last block
+    int offsets = 0;       // index into pool: [row] where its entries begin, in the table or its spread rows
+    int bases = 0;         // index into pool: [distinct row] offset in the table
+    int lanes = 0;         // index into pool: [lane] offset in the table; for a target sorted by that, then
+    int order = 0;         //   [lane] the lane; parallel
+    int perEntry = 1;      // (target) lanes that fold onto one entry
+    int perFold = 1;       // (target) block rows that gather on one distinct row
+    int room = 0;          // index into the arena of its rows
   };
   Vector<Table> tables;       // as in the shape
   Vector<int> prefixStrides;  // [table][prefix axis]
   Vector<int> pool;
   std::size_t arena = 0;  // floats of scratch that a run needs: products, scales, rows of tables
   std::size_t scales = 0;
-  Vector<int> at;       // [prefix axis] while it runs
-  Vector<int> tableAt;  // [table] offset of the block
-  Vector<int> foldAt;   // [table] offset where its rows gathered
-  Vector<int> pending;  // [table] additions not yet folded
-  double cost = 0;      // estimated, in nanoseconds
+  Vector<int> at;        // [prefix axis] while it runs
+  Vector<int> tableAt;   // [table] offset of the block
+  Vector<int> foldAt;    // [table] offset where its rows gathered
+  Vector<int> foldRows;  // [table] how many did
+  Vector<int> pending;   // [table] additions not yet folded
+  double cost = 0;       // estimated, in nanoseconds
 };
 
 void MakePlan(const PassShape& shape, PassPlan* plan);
