@@ -1,6 +1,7 @@
 // Readiness for compiling and optimizing, and the consistency of damaged records.
 #include "Bn/model/Checks.h"
 
+#include <cstdio>
 #include <functional>
 
 #include "Basic/Memory.h"
@@ -109,6 +110,26 @@ TEST_F(ChecksTest, AParentLeftOutAndTheWrappedText) {
   DeleteNodeRelation_bn(lung);
   EXPECT_EQ(Verdict(Purpose::Compile, 0, true), std::string("-2229 can't compile net '") + GetNetName_bn(net.get()) +
                                                     "', because node 'lung' doesn't have a relation table");
+}
+
+TEST_F(ChecksTest, AUserMayPassAnIncompleteTable) {
+  DeleteNodeRelation_bn(Named(net, "asia"));
+  HasUserInteraction_ns(1, env);
+  for (const char* typed : {"y", "n"}) {
+    const std::string path = ::testing::TempDir() + "bravic_readiness";
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    std::fputs(typed, file);
+    std::fclose(file);
+    ASSERT_NE(std::freopen(path.c_str(), "r", stdin), nullptr);
+    std::remove(path.c_str());
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(Verdict(Purpose::Compile, 1), *typed == 'y' ? "" : "-2229 node 'asia' doesn't have a relation table");
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              "Won't be able to finish compiling, because node 'asia' doesn't have a complete probability table.  "
+              "Continue (yes/NO)? ");
+  }
+  HasUserInteraction_ns(0, env);
+  EXPECT_EQ(Verdict(Purpose::Compile, 1), "-2229 node 'asia' doesn't have a relation table");
 }
 
 TEST_F(ChecksTest, ALongChainIsNoCycle) {

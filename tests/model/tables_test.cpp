@@ -250,6 +250,17 @@ TEST_F(TablesTest, DerivedProbabilitiesFollowLevelsAndUndo) {
   EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), 1.5);
 }
 
+TEST_F(TablesTest, DerivedProbabilitiesFollowWildcards) {
+  node_bn node = NewDiscretized("Dose", {0, 1, 2}), parent = New("P", 3);
+  AddLink_bn(parent, node);
+  for (statetype state : {0, 1, 2}) SetNodeFuncValue_bn(node, &state, 0.5);
+  EXPECT_EQ(RowOf(node, {2}), (Row{1, 0}));
+  SetNodeFuncValue_bn(node, States{EVERY_STATE}.data(), 1.5);
+  EXPECT_EQ(RowOf(node, {2}), (Row{0, 1}));
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(RowOf(node, {2}), (Row{1, 0}));
+}
+
 TEST_F(TablesTest, CountsAndProbabilities) {
   node_bn parent = New("A", 4), node = New("B", 2, {parent});
   const float U = UNDEF_PROB, X = IMPOS_PROB;

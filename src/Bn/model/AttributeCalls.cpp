@@ -1,6 +1,5 @@
 // The exported getters and setters of attributes of nets and nodes.
 #include <algorithm>
-#include <climits>
 #include <cmath>
 
 #include "Basic/Text.h"
@@ -67,7 +66,7 @@ bool CheckKind(node_bn node, int kind) {
 
 bool CheckNumStates(node_bn node, int numstates) {
   if (!ApiCall::Basic()) return true;
-  if (numstates < 0 || numstates == INT_MAX) {
+  if (numstates < 0) {
     ReportError(-5502, "argument 'numstates' passed for node '%s' is negative (= %d)", OrEmpty(node->name), numstates);
     return false;
   }
@@ -83,16 +82,16 @@ bool CheckNumStates(node_bn node, int numstates) {
 bool CheckLevels(node_bn node, int numstates, const double* levels) {
   if (!ApiCall::Basic() || !levels) return true;
   const bool discrete = node->discrete == DISCRETE;
-  const int n = discrete ? numstates : std::max(numstates, 1) + 1;
-  for (int i = 0; i < n; i++) {
+  const long long n = discrete ? numstates : std::max(numstates, 1) + 1LL;
+  for (long long i = 0; i < n; i++) {
     if (std::isnan(levels[i])) {
-      ReportError(-5519, "argument 'levels' passed for node '%s' has an entry (%d) that is not a number",
+      ReportError(-5519, "argument 'levels' passed for node '%s' has an entry (%lld) that is not a number",
                   OrEmpty(node->name), i);
       return false;
     }
     if (!discrete && i > 0 && levels[i] < levels[i - 1]) {
       ReportError(-5520,
-                  "argument 'levels' passed for node '%s' has an entry (%d) less than the one before it (%g < %g)",
+                  "argument 'levels' passed for node '%s' has an entry (%lld) less than the one before it (%g < %g)",
                   OrEmpty(node->name), i, levels[i], levels[i - 1]);
       return false;
     }

@@ -331,6 +331,7 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
 void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   if (!undo) return;
   undo->node = node;
+  undo->values.reserve(undo->values.size() + 3);  // rows are set by the million
   HoldCaches(undo, node);
   const auto r = static_cast<std::size_t>(index);
   const auto n = static_cast<std::size_t>(node->numstates);
