@@ -140,7 +140,7 @@ void Inference::Impl::InvalidateAll() {
 }
 
 void Inference::Impl::LayoutChanged(int node) {
-  for (int c : cliquesOf[At(node)]) ++cliques[At(c)].layout;
+  for (int c : cliquesOf[At(node)]) ++cliques[At(c)].layoutNumber;
 }
 
 // Messages that hold one state of the node only are of no use any more.

@@ -538,35 +538,53 @@ void RunProduct(PassPlan& plan, const Kernels& best, float* to, const float* con
 
 void RunPlainly(const PassShape& shape, const float* potential, const float* const* factors, const PassTarget* targets,
                 bool maximize) {
-  const int axes = shape.numAxes, numFactors = shape.numFactors, numTargets = shape.numTargets;
-  const int tables = 1 + numFactors + numTargets;
-  int at[64] = {};
-  constexpr int FEW_TABLES = 32;
-  int few[FEW_TABLES] = {};
-  Vector<int> many(tables > FEW_TABLES ? At(tables) : 0, 0);
+  constexpr int FEW_TABLES = 32, RUN = 32;
+  const int numFactors = shape.numFactors, numTargets = shape.numTargets, tables = 1 + numFactors + numTargets;
+  // The fastest axis is run through a table at a time, the others entry by entry.
+  const int inner = shape.numAxes - 1, length = inner >= 0 ? shape.sizes[At(inner)] : 1;
+  int at[64] = {}, few[2 * FEW_TABLES] = {};
+  Vector<int> many(tables > FEW_TABLES ? At(2 * tables) : 0, 0);
   int* const offsets = many.empty() ? few : many.data();
+  int* const steps = offsets + tables;
+  for (int t = 0; t < tables && inner >= 0; ++t) steps[t] = shape.Strides(t)[inner];
+  double products[RUN];
   for (;;) {
-    double product = potential[offsets[0]];
-    for (int f = 1; f <= numFactors && product != 0; ++f) product *= factors[f - 1][offsets[f]];
-    if (product != 0) {
-      for (int t = 0; t < numTargets; ++t) {
-        const int offset = offsets[1 + numFactors + t];
-        if (targets[t].wide) {
-          double& sum = targets[t].wide[offset];
-          sum = maximize ? std::max(sum, product) : sum + product;
-        } else {
-          float& sum = targets[t].narrow[offset];
-          sum = maximize ? std::max(sum, static_cast<float>(product)) : static_cast<float>(sum + product);
+    double scale = 1;
+    for (int f = 1; f <= numFactors; ++f)
+      if (steps[f] == 0) scale *= factors[f - 1][offsets[f]];
+    for (int begin = 0; begin < length && scale != 0; begin += RUN) {
+      const int count = std::min(RUN, length - begin);
+      const float* entries = potential + offsets[0] + begin * steps[0];
+      for (int i = 0; i < count; ++i) products[i] = scale * entries[i * steps[0]];
+      for (int f = 1; f <= numFactors; ++f) {
+        if (steps[f] == 0) continue;
+        const float* factor = factors[f - 1] + offsets[f] + begin * steps[f];
+        for (int i = 0; i < count; ++i) products[i] *= factor[i * steps[f]];
+      }
+      double whole = 0;
+      for (int i = 0; i < count; ++i) whole = maximize ? std::max(whole, products[i]) : whole + products[i];
+      for (int t = 1 + numFactors; t < tables; ++t) {
+        const PassTarget& target = targets[t - 1 - numFactors];
+        const int step = steps[t], first = offsets[t] + begin * step;
+        for (int i = 0; i < (step == 0 ? 1 : count); ++i) {
+          const double product = step == 0 ? whole : products[i];
+          if (target.wide) {
+            double& sum = target.wide[first + i * step];
+            sum = maximize ? std::max(sum, product) : sum + product;
+          } else {
+            float& sum = target.narrow[first + i * step];
+            sum = static_cast<float>(maximize ? std::max<double>(sum, product) : sum + product);
+          }
         }
       }
     }
-    int axis = axes;
+    int axis = inner;
     for (;;) {
-      if (axis == 0) return;
+      if (axis <= 0) return;
       --axis;
       const bool wraps = ++at[axis] == shape.sizes[At(axis)];
-      const int steps = wraps ? 1 - shape.sizes[At(axis)] : 1;
-      for (int t = 0; t < tables; ++t) offsets[t] += steps * shape.Strides(t)[axis];
+      const int moves = wraps ? 1 - shape.sizes[At(axis)] : 1;
+      for (int t = 0; t < tables; ++t) offsets[t] += moves * shape.Strides(t)[axis];
       if (!wraps) break;
       at[axis] = 0;
     }

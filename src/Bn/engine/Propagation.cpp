@@ -24,13 +24,66 @@ std::size_t Inference::Impl::FreeSize(std::span<const int> variables) const {
   return size;
 }
 
+void Inference::Impl::DescribeLayout(CliqueState* clique) const {
+  clique->describedNumber = clique->layoutNumber;
+  clique->layout.clear();
+  // Potentials that fit memory have fewer than 64 variables of two states or more.
+  auto bits = [](const auto& list, auto isSet) {
+    std::uint64_t word = 0;
+    for (std::size_t k = 0; k < list.size(); ++k) word |= static_cast<std::uint64_t>(isSet(list[k])) << (k % 64);
+    return word;
+  };
+  clique->layout.push_back(bits(clique->variables, [&](int v) { return findings[At(v)].state != FREE; }));
+  for (const Link& link : clique->links)
+    clique->layout.push_back(bits(messages[At(link.in)].fixedAt, [](int state) { return state != FREE; }));
+  if (numWeighted > 0)
+    for (int node : clique->entered)
+      if (findings[At(node)].weighted) clique->layout.push_back(At(node));
+}
+
+// The pass for the clique's present layout, found or made.
+PreparedPass& Inference::Impl::Prepared(PassCache* cache, int c, int exceptLink, int key, std::span<const int> outLinks,
+                                        std::span<const int> nodes, bool ontoNodes) {
+  CliqueState& clique = cliques[At(c)];
+  auto matches = [&](const PreparedPass& pass) {
+    return pass.key == key && std::equal(outLinks.begin(), outLinks.end(), pass.links.begin(), pass.links.end());
+  };
+  if (cache->layout == clique.layoutNumber && matches(cache->passes[At(cache->current)]))
+    return cache->passes[At(cache->current)];
+  if (clique.describedNumber != clique.layoutNumber) DescribeLayout(&clique);
+  cache->layout = clique.layoutNumber;
+  for (std::size_t i = 0; i < cache->passes.size(); ++i) {
+    PreparedPass& pass = cache->passes[i];
+    if (!matches(pass) || pass.layout.size() != clique.layout.size()) continue;
+    bool same = true;
+    for (std::size_t w = 0; same && w < clique.layout.size(); ++w)
+      same = pass.layout[w] == clique.layout[w] || (exceptLink >= 0 && static_cast<int>(w) == exceptLink + 1);
+    if (!same) continue;
+    cache->current = static_cast<int>(i);
+    return pass;
+  }
+  const std::size_t room = clique.size <= 2048 ? 16 : 4;
+  if (cache->passes.size() < room) {
+    cache->passes.emplace_back();
+    cache->current = static_cast<int>(cache->passes.size()) - 1;
+  } else {
+    cache->current = cache->replaceNext;
+    cache->replaceNext = (cache->replaceNext + 1) % static_cast<int>(room);
+  }
+  PreparedPass& pass = cache->passes[At(cache->current)];
+  pass.layout = clique.layout;
+  pass.key = key;
+  pass.links.assign(outLinks.begin(), outLinks.end());
+  Prepare(&pass, c, exceptLink, outLinks, nodes, ontoNodes);
+  return pass;
+}
+
 // Factors: the incoming messages but that of exceptLink, then the likelihoods entered here. Targets: the separators
 // of outLinks, then, if nodes are given, one table over those.
 void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::span<const int> outLinks,
                               std::span<const int> nodes, bool ontoNodes) {
   CliqueState& clique = cliques[At(c)];
   PassShape& shape = pass->shape;
-  pass->layout = clique.layout;
   pass->shifts.clear();
   int axes = 0;
   for (int v : clique.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;
@@ -79,10 +132,9 @@ void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::sp
   };
   for (int k : outLinks) addTarget(separators[At(clique.links[At(k)].separator)].variables);
   if (ontoNodes) addTarget(nodes);
-  pass->plain = size <= PLAIN_ENTRIES;
-  if (pass->plain) return;
-  MakePlan(shape, &pass->plan);
-  if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
+  pass->runs = size <= PLAIN_ENTRIES ? 0 : 1;
+  pass->plain = size <= PLAIN_AT_FIRST;
+  if (!pass->plain) MakePlan(shape, &pass->plan);
 }
 
 void Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
@@ -95,10 +147,13 @@ void Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
       if (findings[At(node)].weighted) factors.push_back(findings[At(node)].weights.data());
   for (const PreparedPass::Shift& shift : pass->shifts)
     factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
-  if (pass->plain)
-    RunPlainly(pass->shape, factors[0], factors.data() + 1, targets.data(), maximize);
-  else
-    RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize);
+  if (pass->plain && pass->runs > 0 && ++pass->runs > 2) {
+    MakePlan(pass->shape, &pass->plan);
+    pass->plain = false;
+  }
+  if (pass->plain) return RunPlainly(pass->shape, factors[0], factors.data() + 1, targets.data(), maximize);
+  if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
+  RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize);
 }
 
 // Cleared room for the k-th target of a pass.
@@ -171,7 +226,7 @@ bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide,
     message.fixedAt[k] = state;
   }
   message.numFixed = numFixed;
-  if (moved) ++cliques[At(tree->separators[At(m / 2)].cliques[1 - m % 2])].layout;
+  if (moved) ++cliques[At(tree->separators[At(m / 2)].cliques[1 - m % 2])].layoutNumber;
   message.rests = false;
   if (divide) {
     const Message& against = messages[At(m ^ 1)];
@@ -228,10 +283,10 @@ Outcome Inference::Impl::Judge(int c, int exceptLink, double largest, Message* m
 
 Outcome Inference::Impl::MakeMessage(int c, int k) {
   Link& link = cliques[At(c)].links[At(k)];
-  if (link.send.layout != cliques[At(c)].layout) Prepare(&link.send, c, k, std::span<const int>(&k, 1), {}, false);
+  PreparedPass& pass = Prepared(&link.send, c, k, 0, std::span<const int>(&k, 1), {}, false);
   Message& message = messages[At(link.out)];
   targets.assign(1, Target(0, FreeSize(separators[At(link.separator)].variables), message.probs));
-  Run(&link.send, c, k);
+  Run(&pass, c, k);
   message.exponent = IncomingExponent(c, k);
   double largest = 0;
   StoreMessage(link.out, targets[0], false, &largest);
@@ -274,9 +329,7 @@ Outcome Inference::Impl::Collect(int root) {
 // A table over the free ones of the nodes, given that the messages into the clique are valid. The key tells sets of
 // nodes apart.
 const double* Inference::Impl::SumOnto(int c, int key, std::span<const int> nodes) {
-  PreparedPass& pass = cliques[At(c)].read;
-  if (pass.layout != cliques[At(c)].layout || pass.key != key) Prepare(&pass, c, -1, {}, nodes, true);
-  pass.key = key;
+  PreparedPass& pass = Prepared(&cliques[At(c)].read, c, -1, key, {}, nodes, true);
   targets.assign(1, Target(0, FreeSize(nodes), nullptr));
   Run(&pass, c, -1);
   return sums[0].data();
@@ -319,10 +372,20 @@ bool Inference::Impl::ReadSeparator(int s, std::span<const int> nodes, const Bel
   const SeparatorState& separator = separators[At(s)];
   const Message& one = messages[2 * At(s)];
   const Message& other = messages[2 * At(s) + 1];
-  joint.clear();
-  ForEachFree(separator.variables, one.fixedAt, [&](std::size_t index) { joint.push_back(one.probs[index]); });
+  int numKnown = 0;
+  for (int v : separator.variables) numKnown += findings[At(v)].state != FREE;
+  const std::size_t size = FreeSize(separator.variables);
+  joint.resize(size);
   std::size_t i = 0;
-  ForEachFree(separator.variables, other.fixedAt, [&](std::size_t index) { joint[i++] *= other.probs[index]; });
+  if (one.numFixed == numKnown)
+    for (; i < size; ++i) joint[i] = one.probs[i];
+  else
+    ForEachFree(separator.variables, one.fixedAt, [&](std::size_t index) { joint[i++] = one.probs[index]; });
+  i = 0;
+  if (other.numFixed == numKnown)
+    for (; i < size; ++i) joint[i] *= other.probs[i];
+  else
+    ForEachFree(separator.variables, other.fixedAt, [&](std::size_t index) { joint[i++] *= other.probs[index]; });
   bool good = true;
   for (int node : nodes) {
     float* belief = out(node);
@@ -371,11 +434,7 @@ Outcome Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
   bool lone = false;
   for (int node : clique.alone) lone |= findings[At(node)].state == FREE;
   if (outgoing.empty() && !lone) return Outcome::GOOD;
-  PreparedPass& pass = clique.sweep;
-  if (pass.layout != clique.layout || pass.links != outgoing) {
-    pass.links = outgoing;
-    Prepare(&pass, c, -1, outgoing, clique.alone, lone);
-  }
+  PreparedPass& pass = Prepared(&clique.sweep, c, -1, 0, outgoing, clique.alone, lone);
   targets.clear();
   for (int k : outgoing) {
     const Link& link = clique.links[At(k)];

@@ -15,7 +15,8 @@ inline std::size_t At(int i) {
 
 inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 65536;  // larger targets are summed in floats
-inline constexpr double PLAIN_ENTRIES = 24;        // smaller passes go entry by entry
+inline constexpr double PLAIN_ENTRIES = 12;        // smaller passes go entry by entry,
+inline constexpr double PLAIN_AT_FIRST = 160;      // and these until they come again
 
 // Numbers below 2^-126 lose bits or vanish.
 inline constexpr int SMALLEST_EXPONENT = -126;
@@ -42,13 +43,14 @@ struct Message {
   Vector<int> fixedAt;    // [variable of the separator] that state, or FREE
 };
 
-// A pass prepared for the clique's present layout: which of its variables are known, which incoming messages hold
-// one state alone, which likelihoods there are. The states themselves only move where tables begin.
+// A pass prepared for one layout of a clique: which of its variables are known, which incoming messages hold one
+// state alone, which likelihoods there are. The states themselves only move where tables begin.
 struct PreparedPass {
-  unsigned layout = 0;  // of the clique when it was prepared; 0 never
-  int key = -1;         // what it sums onto, where that may vary
-  Vector<int> links;    // (sweep) outgoing links that it sums onto
+  Vector<std::uint64_t> layout;
+  int key = -1;       // what it sums onto, where that may vary
+  Vector<int> links;  // outgoing links that it sums onto
   bool plain = false;
+  int runs = 0;
   PassShape shape;
   PassPlan plan;
   struct Shift {
@@ -57,10 +59,17 @@ struct PreparedPass {
   Vector<Shift> shifts;
 };
 
+// The same pass for the layouts met lately.
+struct PassCache {
+  unsigned layout = 0;  // number of the layout for which current was chosen
+  int current = -1, replaceNext = 0;
+  Vector<PreparedPass> passes;
+};
+
 struct Link {
   int neighbour, separator, in, out;  // in, out: messages
   Vector<int> axes;                   // [variable of the separator] its place in the clique
-  PreparedPass send;
+  PassCache send;
 };
 
 // Variables of one state are left out of tables.
@@ -73,10 +82,12 @@ struct CliqueState {
   Vector<int> alone;    // variables of no other clique
   Block<float> potential;
   std::size_t size = 1;
-  int low = 0;  // no positive entry of the potential is below 2^low
-  unsigned layout = 1;
-  PreparedPass sweep;  // onto the separators of outgoing links and the lone variables
-  PreparedPass read;   // onto a node, a family or the total
+  int low = 0;                // no positive entry of the potential is below 2^low
+  unsigned layoutNumber = 1;  // moves with every change of layout
+  unsigned describedNumber = 0;
+  Vector<std::uint64_t> layout;  // of layout describedNumber: a word of variables, one per link, likelihoods
+  PassCache sweep;               // onto the separators of outgoing links and the lone variables
+  PassCache read;                // onto a node, a family or the total
 };
 
 struct SeparatorState {
@@ -154,6 +165,9 @@ struct Inference::Impl {
   void FillClique(int clique, const std::function<const float*(int)>& table);
 
   // Passes.
+  void DescribeLayout(CliqueState* clique) const;
+  PreparedPass& Prepared(PassCache* cache, int clique, int exceptLink, int key, std::span<const int> outLinks,
+                         std::span<const int> nodes, bool ontoNodes);
   void Prepare(PreparedPass* pass, int clique, int exceptLink, std::span<const int> outLinks,
                std::span<const int> nodes, bool ontoNodes);
   void Run(PreparedPass* pass, int clique, int exceptLink);
