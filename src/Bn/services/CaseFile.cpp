@@ -40,22 +40,22 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   CaseWriter writer;
   bool open;
   if (plan.isCaseFile) {
-    open = writer.Append(file->name, plan.columns, plan.withId, plan.withFreq);
+    open = writer.Append(file->name, plan.columns);
     // A row keeps the columns of its file: what was not given is written as "none" and "one".
     if (freq == -1) freq = 1;
   } else {
-    plan.columns.assign(nodes.begin(), nodes.end());
-    open = writer.Create(file->name, nodes, id != -1, freq != -1);
+    plan.columns = NewColumns(nodes, id != -1, freq != -1);
+    open = writer.Create(file->name, plan.columns);
   }
   if (!open) {
-    ReportError(-2079, "Couldn't open file for writing cases '%s'", file->name);
+    ReportError(-2079, "Couldn't open file for writing cases '%.400s'", file->name);
     return -1;
   }
   Vector<statetype> states;
   Vector<double> values;
-  for (node_bn node : plan.columns) {
-    states.push_back(node ? node->evidence : UNDEF_STATE);
-    values.push_back(node ? node->value : UNDEF_DBL);
+  for (const PlannedColumn& column : plan.columns) {
+    states.push_back(column.node ? column.node->evidence : UNDEF_STATE);
+    values.push_back(column.node ? column.node->value : UNDEF_DBL);
   }
   long position = plan.isCaseFile ? FileLength(file->name) : writer.HeaderLength();
   writer.Row(states.data(), values.data(), id, freq);
@@ -67,21 +67,17 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   return position;
 }
 
-// Where the row to read begins; false with an error posted.
-bool MoveToCase(CaseReader& reader, filespec_ns file, const long* position) {
-  if (!position || *position == FIRST_CASE) return true;
-  if (*position == NO_MORE_CASES) {
-    ReportError(-5524, "called with argument '*case_posn' being NO_MORE_CASES (to read file '%s')", file->name);
-    return false;
-  }
+// Goes to where the row to read begins.
+Failure MoveToCase(CaseReader& reader, filespec_ns file, const long* position) {
+  if (!position || *position == FIRST_CASE) return nullptr;
+  if (*position == NO_MORE_CASES)
+    return Fail(-5524, "called with argument '*case_posn' being NO_MORE_CASES (to read file '%.200s')", file->name);
   if (*position == NEXT_CASE) {
-    if (file->nextCase < 0 || reader.Seek(file->nextCase)) return true;
-    ReportError(-2128, "couldn't move to next case in file '%s' (position %ld)", file->name, file->nextCase);
-    return false;
+    if (file->nextCase < 0 || reader.Seek(file->nextCase)) return nullptr;
+    return Fail(-2128, "couldn't move to next case in file '%.200s' (position %ld)", file->name, file->nextCase);
   }
-  if (reader.Seek(*position)) return true;
-  ReportError(-2273, "couldn't find that case in file '%s' (position %ld)", file->name, *position);
-  return false;
+  if (reader.Seek(*position)) return nullptr;
+  return Fail(-2273, "couldn't find that case in file '%.200s' (position %ld)", file->name, *position);
 }
 
 void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow& row) {
@@ -94,6 +90,8 @@ void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow& row) {
       EnterValue(nodes[i], row.values[i], false);
     else if (row.states[i] >= 0)
       EnterState(nodes[i], row.states[i], false);
+    else if (HasFinding(*nodes[i]))
+      RetractFinding(nodes[i]);
   }
   net->autoupdate = autoupdate;
   AutoUpdate(net);
@@ -106,7 +104,10 @@ void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, 
     Post(std::move(failure));
     return;
   }
-  if (!MoveToCase(reader, file, position)) return;
+  if (Failure failure = reader.Prefixed(MoveToCase(reader, file, position))) {
+    Post(std::move(failure));
+    return;
+  }
   CaseRow row;
   row.states.resize(nodes.size());
   row.values.resize(nodes.size());
@@ -116,10 +117,11 @@ void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, 
     if (position)
       *position = NO_MORE_CASES;
     else
-      ReportError(-5525, "file '%s' has no cases (and called with argument case_posn = NULL)", file->name);
+      Post(reader.Prefixed(
+          Fail(-5525, "file '%.200s' has no cases (and called with argument case_posn = NULL)", file->name)));
     return;
   }
-  if (position) *position = reader.RowStart();
+  if (position && *position < 0) *position = reader.RowStart();
   file->nextCase = reader.Position();
   reader.Close();
   if (net) {
@@ -147,7 +149,7 @@ extern "C" long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, lo
     ReportError(-5523, "argument 'freq' is less than 0 (it is %g)", freq);
     return -1;
   }
-  return WriteCase(Entries(*nodes), file, idnum, freq);
+  return WriteCase(nodes ? Entries(*nodes) : std::span<const node_bn>(), file, idnum, freq);
 }
 
 extern "C" void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes, long* idnum,

@@ -18,6 +18,9 @@ namespace {
 
 inline constexpr std::size_t BUFFER_SIZE = 256 * 1024, BUFFER_SLACK = 8;
 inline constexpr std::size_t MAX_LINE = std::size_t{1} << 30;
+inline constexpr std::size_t PLACE_LEN = 300;
+inline constexpr int MAX_UNFIT = 100;  // entries reported one by one
+inline constexpr double LEVEL_TOLERANCE = 1e-5;
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
@@ -66,33 +69,38 @@ void CaseReader::Close() {
 
 bool CaseReader::Refill() {
   if (atEnd_ || !file_) return false;
-  std::size_t kept = static_cast<std::size_t>(end_ - at_);
-  std::ptrdiff_t line = lineEnd_ ? lineEnd_ - at_ : 0;
+  const std::size_t kept = static_cast<std::size_t>(end_ - at_);
   bufferStart_ += static_cast<long>(at_ - buffer_.get());
   if (kept * 2 > capacity_) {  // a line longer than the buffer
-    if (capacity_ >= MAX_LINE) return false;
-    Block<char> larger = TryMakeBlock<char>(capacity_ * 2 + BUFFER_SLACK);
-    if (!larger) return false;
+    Block<char> larger;
+    if (capacity_ < MAX_LINE) larger = TryMakeBlock<char>(capacity_ * 2 + BUFFER_SLACK);
+    if (!larger) {
+      trouble_ = FailMemory(-2116, 2 * static_cast<double>(capacity_), "to read a line of a case file");
+      atEnd_ = true;
+      bufferStart_ -= static_cast<long>(at_ - buffer_.get());
+      return false;
+    }
     std::memcpy(larger.get(), at_, kept);
     buffer_ = std::move(larger);
     capacity_ *= 2;
   } else if (kept > 0) {
     std::memmove(buffer_.get(), at_, kept);
   }
-  std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
+  const std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
   at_ = buffer_.get();
   end_ = at_ + kept + got;
-  lineEnd_ = at_ + line;
   std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
-  if (got == 0) atEnd_ = true;
-  return got > 0;
+  if (got > 0) return true;
+  atEnd_ = true;
+  if (std::ferror(file_)) trouble_ = Fail(-2121, "the file couldn't be read at position %ld", Position());
+  return false;
 }
 
 bool CaseReader::NeedLine() {
   std::size_t seen = 0;
   for (;;) {
     const char* from = at_ + seen;
-    const void* feed = std::memchr(from, '\n', static_cast<std::size_t>(end_ - from));
+    const void* feed = std::memchr(from, lineBreak_, static_cast<std::size_t>(end_ - from));
     if (feed) {
       lineEnd_ = static_cast<const char*>(feed);
       return true;
@@ -104,28 +112,28 @@ bool CaseReader::NeedLine() {
   }
 }
 
-namespace {
-Failure Prefixed(Failure failure, const char* filename) {
+Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
-  return Fail(failure->number, "error reading file '%.200s':  %s", filename, failure->mesg);
+  auto* fail = failure->danger < ERROR_ERR ? FailWarning : Fail;
+  return fail(failure->number, "error reading file '%.200s':  %s", filename_, failure->mesg);
 }
-}  // namespace
 
 Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {
   Close();
   filename_ = filename;
-  return Prefixed(OpenAndPlan(net, wanted), filename);
+  file_ = std::fopen(filename_, "rb");
+  if (!file_) {
+    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%.400s' for reading", filename_)
+                                 : Fail(-2115, "file '%.400s' does not exist", filename_);
+  }
+  Failure failure = OpenAndPlan(net, wanted);
+  return Prefixed(trouble_ ? std::move(trouble_) : std::move(failure));
 }
 
 Failure CaseReader::OpenAndPlan(net_bn net, std::span<const node_bn> wanted) {
-  file_ = std::fopen(filename_, "rb");
-  if (!file_)
-    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%s' for %s", filename_, "reading")
-                                 : Fail(-2115, "file '%s' does not exist", filename_);
   if (std::fseek(file_, 0, SEEK_END) == 0) fileSize_ = std::ftell(file_);
-  if (fileSize_ > 0) {
-    std::fseek(file_, -1, SEEK_END);
-    int last = std::fgetc(file_);
+  if (fileSize_ > 0 && std::fseek(file_, -1, SEEK_END) == 0) {
+    const int last = std::fgetc(file_);
     endsInLine_ = last != '\n' && last != '\r';
   }
   std::rewind(file_);
@@ -135,8 +143,17 @@ Failure CaseReader::OpenAndPlan(net_bn net, std::span<const node_bn> wanted) {
   at_ = end_ = lineEnd_ = buffer_.get();
   atEnd_ = false;
   bufferStart_ = 0;
+  knownPosition_ = 0;
+  knownLine_ = 1;
+  FindLineBreak();
   if (Failure failure = ReadIndicator()) return failure;
   return ReadColumnLine(net, wanted);
+}
+
+void CaseReader::FindLineBreak() {
+  Refill();
+  const char* first = std::find_if(at_, end_, [](char c) { return c == '\n' || c == '\r'; });
+  lineBreak_ = first + 1 < end_ && *first == '\r' && first[1] != '\n' ? '\r' : '\n';
 }
 
 // At most three lines of at least three characters are looked at, as in every file of the library.
@@ -172,11 +189,11 @@ Failure CaseReader::ReadIndicator() {
 void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
   CaseColumn column;
   if (name == ID_COLUMN) {
-    if (hasId_) ReportWarning(-2274, "multiple IDnum columns in case file '%s'", filename_);
+    if (hasId_) Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%.200s'", filename_)));
     if (!hasId_) column.kind = CaseColumn::Id;
     hasId_ = true;
   } else if (name == FREQ_COLUMN) {
-    if (hasFreq_) ReportWarning(-2275, "multiple NumCases columns in case file '%s'", filename_);
+    if (hasFreq_) Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%.200s'", filename_)));
     if (!hasFreq_) column.kind = CaseColumn::Freq;
     hasFreq_ = true;
   } else if (net) {
@@ -188,7 +205,8 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     if (node) {
       for (const CaseColumn& other : columns_)
         if (other.node == node) {
-          ReportWarning(-2277, "more than 1 column for variable '%s' in case file '%s'", node->name, filename_);
+          Post(Prefixed(
+              FailWarning(-2277, "more than 1 column for variable '%s' in case file '%.200s'", node->name, filename_)));
           node = nullptr;
           break;
         }
@@ -212,41 +230,61 @@ Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) 
     wanted[i]->scratch = static_cast<int>(i);
   }
   // Leading comments and empty lines come before the columns.
+  const auto opensComment = [this](const char* p) {
+    return *p == '/' && p + 1 < lineEnd_ && (p[1] == '/' || p[1] == '*' || p[1] == '#');
+  };
   const char* blockEnd = nullptr;
-  while (columns_.empty() && NeedLine()) {
+  long blockStart = 0;
+  while ((columns_.empty() || blockEnd) && NeedLine()) {
     const char* p = at_;
     while (p < lineEnd_) {
       if (blockEnd) {
         std::string_view rest(p, static_cast<std::size_t>(lineEnd_ - p));
-        std::size_t close = rest.find(blockEnd);
-        if (close == rest.npos) break;
+        const std::size_t close = rest.find(blockEnd);
+        if (close == rest.npos) {
+          p = lineEnd_;
+          break;
+        }
         p += close + 2;
         blockEnd = nullptr;
-        continue;
-      }
-      if (IsBlank(*p)) {
+      } else if (IsBlank(*p)) {
         if (*p == '\r' && !columns_.empty()) break;
         ++p;
-        continue;
-      }
-      if (*p == '/' && p + 1 < lineEnd_ && (p[1] == '/' || p[1] == '*' || p[1] == '#')) {
-        if (p[1] == '/') break;
+      } else if (opensComment(p)) {
+        if (p[1] == '/') {
+          p = lineEnd_;
+          break;
+        }
         blockEnd = p[1] == '*' ? "*/" : "#/";
+        blockStart = Position() + static_cast<long>(p - at_);
         p += 2;
-        continue;
+      } else {
+        const char* start = p++;
+        while (p < lineEnd_ && !IsBlank(*p) && !opensComment(p)) ++p;
+        AddColumn({start, static_cast<std::size_t>(p - start)}, net, mark);
       }
-      const char* start = p++;
-      while (p < lineEnd_ && !IsBlank(*p) && *p != '/') ++p;
-      AddColumn({start, static_cast<std::size_t>(p - start)}, net, mark);
     }
+    // A carriage return ends the line of the columns too.
+    if (p < lineEnd_ && p + 1 != lineEnd_) lineEnd_ = p;
     at_ = std::min(lineEnd_ + 1, end_);
   }
-  if (columns_.empty()) return Fail(-2117, "case file '%s' has no line of column names", filename_);
+  if (blockEnd)
+    return Fail(-199, "unterminated comment, starting with '/%c', on line %ld", *blockEnd == '*' ? '*' : '#',
+                LineOf(blockStart));
+  if (columns_.empty()) return Fail(-2117, "case file '%.200s' has no line of column names", filename_);
+  firstRow_ = Position();
   return nullptr;
 }
 
+// A position between rows, so that nothing is misread from the middle of one.
 bool CaseReader::Seek(long position) {
-  if (position < 0 || position > fileSize_ || std::fseek(file_, position, SEEK_SET) != 0) return false;
+  if (position < firstRow_ || position > fileSize_) return false;
+  if (position > firstRow_ && position < fileSize_) {
+    if (std::fseek(file_, position - 1, SEEK_SET) != 0) return false;
+    const int before = std::fgetc(file_);
+    if (before != '\n' && before != '\r') return false;
+  }
+  if (std::fseek(file_, position, SEEK_SET) != 0) return false;
   bufferStart_ = position;
   at_ = end_ = lineEnd_ = buffer_.get();
   atEnd_ = false;
@@ -256,17 +294,20 @@ bool CaseReader::Seek(long position) {
 long CaseReader::LineOf(long position) {
   std::FILE* file = std::fopen(filename_, "rb");
   if (!file) return 0;
-  long line = 1;
+  if (position < knownPosition_ || std::fseek(file, knownPosition_, SEEK_SET) != 0) {
+    knownPosition_ = 0;
+    knownLine_ = 1;
+  }
   char block[4096];
-  while (position > 0) {
-    std::size_t want = static_cast<std::size_t>(std::min<long>(position, sizeof block));
-    std::size_t got = std::fread(block, 1, want, file);
+  while (knownPosition_ < position) {
+    const std::size_t want = static_cast<std::size_t>(std::min<long>(position - knownPosition_, sizeof block));
+    const std::size_t got = std::fread(block, 1, want, file);
     if (got == 0) break;
-    line += std::count(block, block + got, '\n');
-    position -= static_cast<long>(got);
+    knownLine_ += static_cast<long>(std::count(block, block + got, lineBreak_));
+    knownPosition_ += static_cast<long>(got);
   }
   std::fclose(file);
-  return line;
+  return knownLine_;
 }
 
 const char* CaseReader::Place(char* buffer, std::size_t size) {
@@ -276,8 +317,17 @@ const char* CaseReader::Place(char* buffer, std::size_t size) {
   return buffer;
 }
 
+// A file full of such entries does not fill the error list.
+void CaseReader::ReportUnfit(Failure failure) {
+  if (numUnfit_ > MAX_UNFIT) return;
+  if (numUnfit_++ < MAX_UNFIT) {
+    Post(Prefixed(std::move(failure)));
+    return;
+  }
+  Post(Prefixed(FailWarning(failure->number, "more entries of this kind are counted as missing without a message")));
+}
+
 namespace {
-inline constexpr std::size_t PLACE_LEN = 300;
 
 bool IsMissingMark(const char* text, std::size_t length) {
   return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
@@ -290,53 +340,104 @@ bool ParseReal(const char* text, std::size_t length, double* number) {
   return error == std::errc() && stop == end && *number - *number == 0;
 }
 
+template <class T>
+bool ParseInteger(const char* text, const char* end, T* number) {
+  auto [stop, error] = std::from_chars(text, end, *number);
+  return error == std::errc() && stop == end;
+}
+
+int Shown(std::size_t length) {
+  return static_cast<int>(std::min<std::size_t>(length, 40));
+}
+
 }  // namespace
+
+Failure CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
+  const bnode& node = *column.node;
+  const statetype named = column.names.Find(text, length);
+  if (named >= 0) {
+    *state = named;
+    return nullptr;
+  }
+  const bool byNumber = text[0] == '#';
+  statetype number = -1;
+  if ((byNumber || !node.states) && ParseInteger(text + byNumber, text + length, &number) && number >= 0 &&
+      number < node.numstates) {
+    *state = number;
+    return nullptr;
+  }
+  unknown_ = &column;
+  if (statesSetting == DONT_ADD_NEW) return nullptr;
+  char place[PLACE_LEN];
+  ReportUnfit(
+      Fail(-2084, "Unknown value '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place)));
+  return nullptr;
+}
+
+Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
+  const bnode& node = *column.node;
+  char place[PLACE_LEN];
+  double number;
+  if (!ParseReal(text, length, &number))
+    return Fail(-2085, "Illegal number '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place));
+  const std::size_t wanted = static_cast<std::size_t>(column.wanted);
+  if (node.levels) {
+    row->states[wanted] = StateOfValue(node, number, LEVEL_TOLERANCE);
+    if (row->states[wanted] < 0) {
+      ReportUnfit(Fail(-2086, "Value %g for '%s' is out of bounds %s", number, node.name, Place(place, sizeof place)));
+      return nullptr;
+    }
+  }
+  if (node.discrete != DISCRETE) row->values[wanted] = number;
+  return nullptr;
+}
 
 Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
   char place[PLACE_LEN];
-  const int shown = static_cast<int>(std::min<std::size_t>(length, 40));
-  if (column.kind == CaseColumn::Id) {
-    auto [stop, error] = std::from_chars(text, text + length, row->id);
-    row->hasId = error == std::errc() && stop == text + length;
-    return row->hasId ? nullptr
-                      : Fail(-2185, "Illegal number '%.*s' for IDnum %s", shown, text, Place(place, sizeof place));
-  }
-  if (column.kind == CaseColumn::Freq) {
-    if (ParseReal(text, length, &row->freq) && row->freq >= 0) return nullptr;
-    return Fail(-2083, "Illegal number '%.*s' for NumCases %s", shown, text, Place(place, sizeof place));
+  switch (column.kind) {
+    case CaseColumn::Skipped:
+      return nullptr;
+    case CaseColumn::Id:
+      if (!ParseInteger(text, text + length, &row->id)) {
+        row->id = -1;
+        return Fail(-2185, "Illegal number '%.*s' for IDnum %s", Shown(length), text, Place(place, sizeof place));
+      }
+      row->hasId = row->id != -1;
+      return nullptr;
+    case CaseColumn::Freq:
+      if (ParseReal(text, length, &row->freq) && row->freq >= 0) return nullptr;
+      return Fail(-2083, "Illegal number '%.*s' for NumCases %s", Shown(length), text, Place(place, sizeof place));
+    case CaseColumn::Node:
+      break;
   }
   if (IsMissingMark(text, length)) return nullptr;
-  node_bn node = column.node;
-  statetype& state = row->states[static_cast<std::size_t>(column.wanted)];
-  double& value = row->values[static_cast<std::size_t>(column.wanted)];
-  const bool byNumber = text[0] == '#' && node->numstates > 0;
-  const bool plainStates = node->discrete == DISCRETE && !node->levels;
-  if (byNumber || plainStates || (node->states && IsAsciiLetter(static_cast<unsigned char>(text[0])))) {
-    state = column.names.Find(text, length);
-    if (state >= 0) return nullptr;
-    state = UNDEF_STATE;
-    if (byNumber || (plainStates && !node->states)) {
-      statetype number = -1;
-      const char* digits = byNumber ? text + 1 : text;
-      auto [stop, error] = std::from_chars(digits, text + length, number);
-      if (error == std::errc() && stop == text + length && number >= 0 && number < node->numstates) {
-        state = number;
-        return nullptr;
-      }
+  const bnode& node = *column.node;
+  const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
+                       (node.states && IsAsciiLetter(static_cast<unsigned char>(text[0])));
+  return isState ? ReadState(column, text, length, &row->states[static_cast<std::size_t>(column.wanted)])
+                 : ReadNumber(column, text, length, row);
+}
+
+// An entry ends at white space; a tab after it leads to the next entry, which may be empty.
+Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
+  char place[PLACE_LEN];
+  const char* p = at_;
+  std::size_t count = 0;
+  for (bool more = true; more;) {
+    while (p < lineEnd && *p == ' ') ++p;
+    const char* start = p;
+    while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
+    const std::size_t length = static_cast<std::size_t>(p - start);
+    if (count == columns_.size()) {
+      if (p == lineEnd && length == 0) break;  // a tab before the line end
+      return Fail(-2087, "Too many entries %s", Place(place, sizeof place));
     }
-    if (statesSetting == DONT_ADD_NEW) return nullptr;
-    return Fail(-2084, "Unknown value '%.*s' for '%s' %s", shown, text, node->name, Place(place, sizeof place));
+    if (Failure failure = ReadEntry(columns_[count++], start, length, row)) return failure;
+    while (p < lineEnd && *p == ' ') ++p;
+    more = p < lineEnd;
+    if (more && static_cast<unsigned char>(*p) <= ' ') ++p;
   }
-  double number;
-  if (!ParseReal(text, length, &number))
-    return Fail(-2085, "Illegal number '%.*s' for '%s' %s", shown, text, node->name, Place(place, sizeof place));
-  if (node->discrete != DISCRETE) value = number;
-  if (!node->levels) return nullptr;
-  state = StateOfValue(*node, number, 1e-5);
-  if (state >= 0) return nullptr;
-  value = UNDEF_DBL;
-  Post(Prefixed(Fail(-2086, "Value %g for '%s' is out of bounds %s", number, node->name, Place(place, sizeof place)),
-                filename_));
+  if (count < columns_.size()) return Fail(-2088, "Too few entries %s", Place(place, sizeof place));
   return nullptr;
 }
 
@@ -347,53 +448,38 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
   row->id = -1;
   row->freq = -1;
   rowAtHand_ = row;
-  auto blankOrComment = [this] {
+  unknown_ = nullptr;
+  const auto blankOrComment = [this] {
     const char* p = at_;
     while (p < lineEnd_ && (*p == ' ' || *p == '\r')) ++p;
     return p == lineEnd_ || (lineEnd_ - p > 1 && p[0] == '/' && p[1] == '/');
   };
-  do {
-    if (!NeedLine()) return Result::End;
-    if (!blankOrComment()) break;
-    at_ = std::min(lineEnd_ + 1, end_);
-  } while (true);
-
-  rowStart_ = Position();
-  char place[PLACE_LEN];
-  const bool unterminated = lineEnd_ == end_ && atEnd_;
-  const char* lineEnd = lineEnd_;
-  while (lineEnd > at_ && lineEnd[-1] == '\r') --lineEnd;
-  const char* p = at_;
-  Failure failure;
-  std::size_t count = 0;
-  // An entry ends at white space; a tab after it leads to the next entry, which may be empty.
-  for (bool more = true; more && !failure;) {
-    while (p < lineEnd && *p == ' ') ++p;
-    const char* start = p;
-    while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
-    const std::size_t length = static_cast<std::size_t>(p - start);
-    if (p == lineEnd && length == 0 && count == columns_.size()) break;  // a tab before the line end
-    if (count == columns_.size()) {
-      failure = Fail(-2087, "Too many entries %s", Place(place, sizeof place));
-      break;
-    }
-    const CaseColumn& column = columns_[count++];
-    if (column.kind == CaseColumn::Node || column.kind != CaseColumn::Skipped)
-      failure = ReadEntry(column, start, length, row);
-    while (p < lineEnd && *p == ' ') ++p;
-    more = p < lineEnd;
-    if (more && (*p == '\t' || static_cast<unsigned char>(*p) < ' ')) ++p;
-  }
-  at_ = std::min(lineEnd_ + 1, end_);
-  if (!failure && count < columns_.size()) failure = Fail(-2088, "Too few entries %s", Place(place, sizeof place));
-  if (failure) {
-    Post(Prefixed(std::move(failure), filename_));
+  bool found;
+  while ((found = NeedLine()) && !trouble_ && blankOrComment()) at_ = std::min(lineEnd_ + 1, end_);
+  if (trouble_) {
+    Post(Prefixed(std::move(trouble_)));
     return Result::Bad;
   }
-  if (unterminated)
-    ReportWarning(-2118, "the last entry may be cut off, because no new-line follows it %s",
-                  Place(place, sizeof place));
-  return Result::Row;
+  if (!found) return Result::End;
+
+  rowStart_ = Position();
+  const bool unterminated = lineEnd_ == end_;
+  const char* lineEnd = lineEnd_;
+  while (lineEnd > at_ && lineEnd[-1] == '\r') --lineEnd;
+  Failure failure = ReadEntries(lineEnd, row);
+  at_ = std::min(lineEnd_ + 1, end_);
+  char place[PLACE_LEN];
+  if (unterminated && !failure) {
+    if (unknown_ && unknown_ == &columns_.back())
+      failure = Fail(-2118, "the last entry is cut off, for '%s' has no such state and no new-line follows %s",
+                     unknown_->node->name, Place(place, sizeof place));
+    else
+      Post(Prefixed(FailWarning(-2118, "the last entry may be cut off, because no new-line follows it %s",
+                                Place(place, sizeof place))));
+  }
+  if (!failure) return Result::Row;
+  Post(Prefixed(std::move(failure)));
+  return Result::Bad;
 }
 
 }  // namespace bravic

@@ -81,7 +81,7 @@ class CaseReader {
 
   enum class Result { Row, End, Bad };  // Bad: the row was refused and an error posted
   Result Next(CaseRow* row);
-  bool Seek(long position);                    // false when the file has no such place
+  bool Seek(long position);                    // false when no row begins there
   long RowStart() const { return rowStart_; }  // of the row last read
   long Position() const { return bufferStart_ + static_cast<long>(at_ - buffer_.get()); }
   double ShareRead() const {
@@ -92,6 +92,8 @@ class CaseReader {
   bool HasId() const { return hasId_; }
   bool HasFreq() const { return hasFreq_; }
   bool EndsInLine() const { return endsInLine_; }  // the file's last byte is not a line end
+  // The failure under the prefix that all messages about the file have while it is read.
+  Failure Prefixed(Failure failure) const;
   AddNew statesSetting = DONT_ADD_NEW;
 
  private:
@@ -99,9 +101,14 @@ class CaseReader {
   Failure ReadIndicator();
   Failure ReadColumnLine(net_bn net, std::span<const node_bn> wanted);
   void AddColumn(std::string_view name, net_bn net, int mark);
-  bool Refill();    // more bytes after what is unread; false at the end of the file
+  void FindLineBreak();
+  bool Refill();    // more bytes after what is unread; false at the end of the file, and with trouble_ on failure
   bool NeedLine();  // the whole next line is in the buffer; false at the end of the file
+  Failure ReadEntries(const char* lineEnd, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
+  Failure ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state);
+  Failure ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
+  void ReportUnfit(Failure failure);                  // of an entry that then counts as missing
   const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7 of file 'x'"
   long LineOf(long position);
 
@@ -116,7 +123,13 @@ class CaseReader {
   const char* lineEnd_ = nullptr;  // after NeedLine: the line's end, exclusive
   bool atEnd_ = false;
   bool endsInLine_ = false;
+  char lineBreak_ = '\n';  // or a carriage return, where no line feed follows it
+  Failure trouble_;        // memory or the disk failed; nothing more can be read
+  long firstRow_ = 0;
   long rowStart_ = 0;
+  long knownPosition_ = 0, knownLine_ = 1;  // where lines were last counted
+  int numUnfit_ = 0;
+  const CaseColumn* unknown_ = nullptr;  // the row's last column whose entry names no state
   const CaseRow* rowAtHand_ = nullptr;
   Vector<CaseColumn> columns_;
   bool hasId_ = false, hasFreq_ = false;

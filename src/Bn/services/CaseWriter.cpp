@@ -18,32 +18,32 @@ std::string_view StateEntry(const bnode& node, statetype state, char* buffer) {
   return {buffer, static_cast<std::size_t>(at - buffer)};
 }
 
-void CaseWriter::SetColumns(std::span<const node_bn> nodes, bool withId, bool withFreq) {
-  withId_ = withId;
-  withFreq_ = withFreq;
+void CaseWriter::SetColumns(std::span<const PlannedColumn> columns) {
   columns_.clear();
-  numbers_.clear();
+  entries_.clear();
+  texts_.clear();
   char buffer[16];
-  std::size_t total = 0;
-  for (node_bn node : nodes)
-    for (int state = 0; node && state < node->numstates; ++state) total += StateEntry(*node, state, buffer).size();
-  numbers_.reserve(total);
-  for (node_bn node : nodes) {
+  for (const PlannedColumn& planned : columns) {
     Column column;
-    column.node = node;
-    for (int state = 0; node && state < node->numstates; ++state) {
-      std::string_view text = StateEntry(*node, state, buffer);
-      std::size_t start = numbers_.size();
-      numbers_.insert(numbers_.end(), text.begin(), text.end());
-      column.names.push_back({numbers_.data() + start, text.size()});
+    column.kind = planned.kind;
+    column.firstEntry = entries_.size();
+    if (const node_bn node = planned.node) {
+      column.byValue = node->discrete != DISCRETE;
+      column.numstates = column.byValue ? 0 : node->numstates;
+      for (int state = 0; state < column.numstates; ++state) {
+        const std::string_view text = StateEntry(*node, state, buffer);
+        entries_.push_back({texts_.size(), text.size() + 1});
+        texts_.insert(texts_.end(), text.begin(), text.end());
+        texts_.push_back('\t');
+      }
     }
-    columns_.push_back(std::move(column));
+    columns_.push_back(column);
   }
 }
 
-bool CaseWriter::Create(const char* filename, std::span<const node_bn> nodes, bool withId, bool withFreq) {
+bool CaseWriter::Create(const char* filename, std::span<const PlannedColumn> columns) {
   if (!out_.OpenFile(filename, OutputChannel::Mode::Replace)) return false;
-  SetColumns(nodes, withId, withFreq);
+  SetColumns(columns);
   headerLength_ = 0;
   char version[16];
   auto versionEnd = std::to_chars(version, version + sizeof version, CASE_VERSION).ptr;
@@ -53,53 +53,59 @@ bool CaseWriter::Create(const char* filename, std::span<const node_bn> nodes, bo
         std::string_view(format::INDICATOR_END), std::string_view("\n\n")})
     PutHeader(piece);
   bool first = true;
-  auto putName = [&](std::string_view name) {
+  for (const PlannedColumn& column : columns) {
     if (!first) PutHeader("\t");
     first = false;
-    PutHeader(name);
-  };
-  if (withId) putName(ID_COLUMN);
-  if (withFreq) putName(FREQ_COLUMN);
-  for (node_bn node : nodes) putName(node->name);
+    PutHeader(column.kind == PlannedColumn::Id     ? ID_COLUMN
+              : column.kind == PlannedColumn::Freq ? FREQ_COLUMN
+                                                   : column.node->name);
+  }
   PutHeader("\n");
   return !out_.HasFailed();
 }
 
-bool CaseWriter::Append(const char* filename, std::span<const node_bn> columns, bool withId, bool withFreq) {
+bool CaseWriter::Append(const char* filename, std::span<const PlannedColumn> columns) {
   if (!out_.OpenFile(filename, OutputChannel::Mode::Append)) return false;
-  SetColumns(columns, withId, withFreq);
+  SetColumns(columns);
   return true;
 }
 
-void CaseWriter::PutEntry(const Column& column, statetype state, double value) {
-  if (!column.node) {
-    out_.Put('*');
-  } else if (column.node->discrete != DISCRETE && value != UNDEF_DBL) {
-    out_.PutGeneral(value, 6);
-  } else if (state >= 0 && static_cast<std::size_t>(state) < column.names.size()) {
-    out_.Put(column.names[static_cast<std::size_t>(state)]);
-  } else {
-    out_.Put('*');
+void CaseWriter::Row(const statetype* states, const double* values, long id, double freq) {
+  static_assert(OutputChannel::MAX_ROOM > 2 * NUMBER_TEXT_LEN);
+  const Entry* entries = entries_.data();
+  const char* texts = texts_.data();
+  char* at = out_.Room(OutputChannel::MAX_ROOM);
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    const Column& column = columns_[i];
+    out_.Advance(at);
+    at = out_.Room(NUMBER_TEXT_LEN + 1);
+    if (static_cast<unsigned>(states[i]) < static_cast<unsigned>(column.numstates)) {
+      const Entry& entry = entries[column.firstEntry + static_cast<std::size_t>(states[i])];
+      std::memcpy(at, texts + entry.start, entry.length);
+      at += entry.length;
+      continue;
+    }
+    if (column.kind == PlannedColumn::Id)
+      at = PrintInteger(id, at);
+    else if (column.kind == PlannedColumn::Freq)
+      at = PrintGeneral(freq, 6, at);
+    else if (column.byValue && values[i] != UNDEF_DBL)
+      at = PrintGeneral(values[i], 6, at);
+    else
+      *at++ = '*';
+    *at++ = '\t';
   }
+  if (!columns_.empty()) --at;  // the last tab
+  *at++ = '\n';
+  out_.Advance(at);
 }
 
-void CaseWriter::Row(const statetype* states, const double* values, long id, double freq) {
-  bool first = true;
-  if (withId_) {
-    out_.PutInteger(id);
-    first = false;
-  }
-  if (withFreq_) {
-    if (!first) out_.Put('\t');
-    out_.PutGeneral(freq, 6);
-    first = false;
-  }
-  for (std::size_t i = 0; i < columns_.size(); ++i) {
-    if (!first) out_.Put('\t');
-    first = false;
-    PutEntry(columns_[i], states[i], values[i]);
-  }
-  out_.Put('\n');
+Vector<PlannedColumn> NewColumns(std::span<const node_bn> nodes, bool withId, bool withFreq) {
+  Vector<PlannedColumn> columns;
+  if (withId) columns.push_back({PlannedColumn::Id, nullptr});
+  if (withFreq) columns.push_back({PlannedColumn::Freq, nullptr});
+  for (node_bn node : nodes) columns.push_back({PlannedColumn::Node, node});
+  return columns;
 }
 
 Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> nodes, AppendPlan* plan) {
@@ -116,11 +122,12 @@ Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> no
                 "been cut off)",
                 filename);
   for (const CaseColumn& column : reader.Columns()) {
-    if (column.kind == CaseColumn::Id || column.kind == CaseColumn::Freq) continue;
-    plan->columns.push_back(column.kind == CaseColumn::Node ? column.node : nullptr);
+    const bool isNode = column.kind == CaseColumn::Node;
+    plan->columns.push_back({column.kind == CaseColumn::Id     ? PlannedColumn::Id
+                             : column.kind == CaseColumn::Freq ? PlannedColumn::Freq
+                                                               : PlannedColumn::Node,
+                             isNode ? column.node : nullptr});
   }
-  plan->withId = reader.HasId();
-  plan->withFreq = reader.HasFreq();
   return nullptr;
 }
 

@@ -9,13 +9,19 @@
 
 namespace bravic {
 
+// A column to be written.
+struct PlannedColumn {
+  enum Kind : unsigned char { Node, Id, Freq } kind = Node;
+  node_bn node = nullptr;  // NULL: no node of ours; written "*"
+};
+
 // Rows over a fixed set of columns, with every state's text ready; no allocation per row.
 class CaseWriter {
  public:
-  // A new file with these columns in this order.
-  bool Create(const char* filename, std::span<const node_bn> nodes, bool withId, bool withFreq);
-  // The end of an existing case file, whose columns are kept: a column names its node, or NULL (written "*").
-  bool Append(const char* filename, std::span<const node_bn> columns, bool withId, bool withFreq);
+  // A new file with these columns, each node's with its name.
+  bool Create(const char* filename, std::span<const PlannedColumn> columns);
+  // The end of an existing case file, which has these columns.
+  bool Append(const char* filename, std::span<const PlannedColumn> columns);
   // states [columns], values [columns]: UNDEF_STATE, UNDEF_DBL where missing.
   void Row(const statetype* states, const double* values, long id, double freq);
   bool Close() { return out_.Close(); }
@@ -24,12 +30,15 @@ class CaseWriter {
 
  private:
   struct Column {
-    node_bn node = nullptr;
-    Vector<std::string_view> names;  // [numstates] into texts_ or the node's names
+    PlannedColumn::Kind kind = PlannedColumn::Node;
+    bool byValue = false;        // of a continuous node
+    int numstates = 0;           // 0 without a node
+    std::size_t firstEntry = 0;  // into entries_
   };
-  void SetColumns(std::span<const node_bn> nodes, bool withId, bool withFreq);
-  void PutEntry(const Column& column, statetype state, double value);
-
+  struct Entry {
+    std::size_t start = 0, length = 0;  // in texts_, with the tab after it
+  };
+  void SetColumns(std::span<const PlannedColumn> columns);
   void PutHeader(std::string_view text) {
     out_.Put(text);
     headerLength_ += static_cast<long>(text.size());
@@ -38,21 +47,22 @@ class CaseWriter {
   OutputChannel out_;
   long headerLength_ = 0;
   Vector<Column> columns_;
-  Vector<char> numbers_;  // "#0", "#1" ... where states have no names
-  bool withId_ = false, withFreq_ = false;
+  Vector<Entry> entries_;  // the states of each column in turn
+  Vector<char> texts_;
 };
 
 // How a state is written: its name; a node without state names writes the bare number, or "#" and the number where a
 // bare number would be read as a value. Buffer of 16.
 std::string_view StateEntry(const bnode& node, statetype state, char* buffer);
 
-// The columns of an existing case file as they stand, NULL where the node is not among those given. A file of another
-// type, or none, is left to be made anew; one whose last row is cut off is refused.
+// The columns of an existing case file as they stand. A file of another type, or none, is left to be made anew; one
+// whose last row is cut off is refused.
 struct AppendPlan {
   bool isCaseFile = false;
-  Vector<node_bn> columns;
-  bool withId = false, withFreq = false;
+  Vector<PlannedColumn> columns;
 };
 Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> nodes, AppendPlan* plan);
+// Those of a new file.
+Vector<PlannedColumn> NewColumns(std::span<const node_bn> nodes, bool withId, bool withFreq);
 
 }  // namespace bravic

@@ -1,0 +1,463 @@
+// Case files: what is written, what is read back, what is refused with which words.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "Basic/Memory.h"
+#include "Basic/OutputChannel.h"
+#include "Bn/services/CaseReader.h"
+#include "support/files.h"
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+constexpr char INDICATOR[] = "// ~->[CASE-1]->~\n\n";
+constexpr int NONE = -8;
+
+class CaseFiles : public LibraryTest {
+ protected:
+  void SetUp() override {
+    LibraryTest::SetUp();
+    // One node of each sort that has entries of its own.
+    net = Net(NewNet_bn("Sorts", env));
+    named = AddNode(net, "Named", {"low", "medium", "high"});
+    numbered = NewNode_bn("Numbered", 3, net.get());
+    leveled = NewNode_bn("Leveled", 3, net.get());
+    const double levels[] = {1, 2, 4};
+    SetNodeLevels_bn(leveled, 3, levels);
+    both = AddNode(net, "Both", {"few", "many"});
+    const double fewMany[] = {10, 100};
+    SetNodeLevels_bn(both, 2, fewMany);
+    ranged = NewNode_bn("Ranged", 0, net.get());
+    const double bounds[] = {0, 1, 5};
+    SetNodeLevels_bn(ranged, 2, bounds);
+    real = NewNode_bn("Real", 0, net.get());
+    all = GetNetNodes_bn(net.get());
+    file = Spec("cases.cas");
+  }
+  void TearDown() override {
+    for (filespec_ns spec : specs) FreeFileSpec_ns(spec);
+    specs.clear();
+    net.reset();
+    LibraryTest::TearDown();
+  }
+
+  std::string Path(const std::string& name = "cases.cas") { return directory.Path(name); }
+  filespec_ns Spec(const std::string& name) {
+    specs.push_back(FileNamed_ns(Path(name).c_str(), env));
+    return specs.back();
+  }
+  void Put(const std::string& text) { WriteWhole(Path(), text); }
+  std::string Text() { return ReadWhole(Path()); }
+  // The findings as "state or value" of each node, "-" for none.
+  std::string Findings() {
+    std::string text;
+    for (node_bn node : Nodes(net)) {
+      char entry[40] = "-";
+      const double value = GetNodeDiscrete_bn(node) ? undef_dbl_ns : GetNodeValue_bn(node);
+      if (value != undef_dbl_ns) {
+        std::snprintf(entry, sizeof entry, "%g", value);
+      } else if (NumStates(node) > 0 && GetNodeFinding_bn(node) != NONE) {
+        std::snprintf(entry, sizeof entry, "#%d", GetNodeFinding_bn(node));
+      }
+      text += (text.empty() ? "" : " ") + std::string(entry);
+    }
+    return text;
+  }
+  long Read(long position) {
+    ReadCase_bn(&position, file, all, nullptr, nullptr);
+    return position;
+  }
+  // The reports with the folder left out.
+  std::string Complaints() {
+    std::string text = Reports();
+    for (std::size_t at; (at = text.find(directory.Path() + "/")) != text.npos;)
+      text.erase(at, directory.Path().size() + 1);
+    return text;
+  }
+
+  TemporaryDirectory directory;
+  Net net;
+  node_bn named = nullptr, numbered = nullptr, leveled = nullptr, both = nullptr, ranged = nullptr, real = nullptr;
+  nodelist_bn all = nullptr;
+  filespec_ns file = nullptr;
+  std::vector<filespec_ns> specs;
+};
+
+TEST_F(CaseFiles, HoldTheFindingsOfEachSortOfNode) {
+  EXPECT_EQ(WriteCase_bn(all, file, -1, -1),
+            std::string(INDICATOR).size() + std::strlen("Named Numbered Leveled Both Ranged Real\n"));
+  EnterFinding_bn(named, 1);
+  EnterFinding_bn(numbered, 2);
+  EnterFinding_bn(leveled, 2);
+  EnterFinding_bn(both, 1);
+  EnterNodeValue_bn(ranged, 0.123456789);
+  EnterNodeValue_bn(real, -2.5e30);
+  const long second = WriteCase_bn(all, file, -1, -1);
+  EXPECT_EQ(Text(), std::string(INDICATOR) + "Named\tNumbered\tLeveled\tBoth\tRanged\tReal\n" + "*\t*\t*\t*\t*\t*\n" +
+                        "medium\t2\t#2\tmany\t0.123457\t-2.5e+30\n");
+  EXPECT_EQ(second, static_cast<long>(Text().find("medium")));
+
+  EXPECT_EQ(Read(FIRST_CASE), static_cast<long>(Text().find("*")));
+  EXPECT_EQ(Findings(), "- - - - - -");
+  EXPECT_EQ(Read(NEXT_CASE), second);
+  EXPECT_EQ(Findings(), "#1 #2 #2 #1 0.123457 -2.5e+30");
+  EXPECT_EQ(GetNodeFinding_bn(ranged), 0);
+  EXPECT_EQ(GetNodeValue_bn(leveled), 4);
+  EXPECT_EQ(Read(NEXT_CASE), NO_MORE_CASES);
+  EXPECT_EQ(Findings(), "#1 #2 #2 #1 0.123457 -2.5e+30");
+  EXPECT_EQ(Read(second), second);
+
+  // A state finding gives a continuous node no value to write; a likelihood is no state.
+  RetractAllFindings_bn(net.get());
+  EnterFinding_bn(ranged, 1);
+  EnterFindingNot_bn(named, 0);
+  const long third = WriteCase_bn(all, file, -1, -1);
+  EXPECT_EQ(Text().substr(static_cast<std::size_t>(third)), "*\t*\t*\t*\t*\t*\n");
+}
+
+TEST_F(CaseFiles, KeepNumbersAndFrequencies) {
+  EnterFinding_bn(named, 2);
+  nodelist_bn one = NewNodeList_bn(0, env);
+  AddNodeToList_bn(named, one, 0);
+  EXPECT_GE(WriteCase_bn(one, file, 7, 2.5), 0);
+  EXPECT_GE(WriteCase_bn(one, file, 0, 1234567), 0);
+  EXPECT_GE(WriteCase_bn(one, file, -1, -1), 0);
+  EXPECT_EQ(Text(),
+            std::string(INDICATOR) + "IDnum\tNumCases\tNamed\n7\t2.5\thigh\n0\t1.23457e+06\thigh\n" + "-1\t1\thigh\n");
+  const struct {
+    long id;
+    double freq;
+  } rows[] = {{7, 2.5}, {0, 1234570}, {-1, 1}};
+  long position = NEXT_CASE;  // before any read: the first case
+  for (const auto& row : rows) {
+    long id = 99;
+    double freq = 99;
+    ReadCase_bn(&position, file, one, &id, &freq);
+    EXPECT_EQ(id, row.id);
+    EXPECT_EQ(freq, row.freq);
+    position = NEXT_CASE;
+  }
+  Put(std::string(INDICATOR) + "Named\nlow\n");
+  long id = 99;
+  double freq = 99;
+  ReadCase_bn(nullptr, file, one, &id, &freq);
+  EXPECT_EQ(id, -1);
+  EXPECT_EQ(freq, -1);
+  // A number for which there is no column is dropped.
+  EXPECT_GE(WriteCase_bn(one, file, 7, 2.5), 0);
+  EXPECT_EQ(Text(), std::string(INDICATOR) + "Named\nlow\nlow\n");
+  FreeNodeList_bn(one);
+}
+
+TEST_F(CaseFiles, AreAppendedToInTheirOwnOrder) {
+  Put(std::string(INDICATOR) + "Real\tNumCases\tStranger\tNamed\tIDnum\tNamed\r\n1\t2\tx\tlow\t3\tlow\r\n");
+  EnterFinding_bn(named, 2);
+  EnterFinding_bn(numbered, 1);
+  EnterNodeValue_bn(real, 0.5);
+  EXPECT_GE(WriteCase_bn(all, file, 4, 5), 0);
+  EXPECT_EQ(Complaints(),
+            "4 2277 WriteCase_bn: Error reading file 'cases.cas':  more than 1 column for variable 'Named' in case "
+            "file 'cases.cas'\n");
+  EXPECT_EQ(Text().substr(Text().rfind("\r\n") + 2), "0.5\t5\t*\thigh\t4\t*\n");
+}
+
+TEST_F(CaseFiles, ReadEntriesByTheirKind) {
+  const struct {
+    const char* entries;
+    const char* findings;
+  } rows[] = {
+      {"high\t2\t4\t100\t1\t7", "#2 #2 #2 #1 1 7"},
+      {"#2\t#2\t#2\t#1\t#1\t+1e3", "#2 #2 #2 #1 #1 1000"},
+      {"low\t0\t1.000001\tfew\t5\t0", "#0 #0 #0 #0 5 0"},
+      {"*\t\t@\t@undef\t*\t*", "- - - - - -"},
+      {"\t\t\t\t\t", "- - - - - -"},
+      {"low 1 2  many 0.5   -1", "#0 #1 #1 #1 0.5 -1"},
+      {"low\t1\t2\tmany\t0.5\t-1\t", "#0 #1 #1 #1 0.5 -1"},
+      {"Low\t#3\t*\tmuch\t*\t*", "- - - - - -"},  // of no state
+      {"2\t1\t*\t*\t*\t*", "- #1 - - - -"},       // a bare number names no state of a node with names
+      {"high\t1\t*\t*\t*\t*\r", "#2 #1 - - - -"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.entries);
+    Put(std::string(INDICATOR) + "Named\tNumbered\tLeveled\tBoth\tRanged\tReal\n" + row.entries + "\n");
+    Read(FIRST_CASE);
+    EXPECT_EQ(Complaints(), "");
+    EXPECT_EQ(Findings(), row.findings);
+  }
+  // Longer than the eight bytes that are hashed, and alike in them.
+  Net other(NewNet_bn("Long", env));
+  AddNode(other, "Sky", {"overcastAtNoon", "overcastAtDawn", "overcast"});
+  for (statetype state = 0; state < 3; ++state) {
+    Put(std::string(INDICATOR) + "Sky\n" + GetNodeStateName_bn(Named(other, "Sky"), state) + "\n");
+    ReadCase_bn(nullptr, file, GetNetNodes_bn(other.get()), nullptr, nullptr);
+    EXPECT_EQ(GetNodeFinding_bn(Named(other, "Sky")), state);
+  }
+}
+
+TEST_F(CaseFiles, ReadTheLineOfColumnsAsItStands) {
+  const std::string cut(40, 'x');
+  const char* files[] = {
+      "// ~->[CASE-1]->~\n\nNamed\tReal\nhigh\t3\n",
+      "~->[CASE-1]->~\r\n// Named\r\nReal  Named// more\r\n\r\n// a remark\r\n3\thigh\r\n",
+      "// ~->[CASE-1]->~\rNamed Real\rhigh\t3\r",
+      "// ~->[CASE-1]->~\n/* one\ntwo */ Named /# three\n #/ Real\nhigh 3\n",
+      "a b\n1\nc ~->[CASE-1]->~ d\n\nNamed\tA/B\tReal\nhigh\tz\t3\n",
+  };
+  for (const char* text : files) {
+    SCOPED_TRACE(text);
+    RetractAllFindings_bn(net.get());
+    Put(text);
+    EXPECT_GE(Read(FIRST_CASE), 0);
+    EXPECT_EQ(Complaints(), "");
+    EXPECT_EQ(Findings(), "#2 - - - - 3");
+    EXPECT_EQ(Read(NEXT_CASE), NO_MORE_CASES);
+  }
+  Put(std::string(INDICATOR) + cut + "\t" + cut + "IDnum\tNamed\nx\ty\tlow\n");
+  EXPECT_GE(Read(FIRST_CASE), 0);
+  EXPECT_EQ(Findings(), "#0 - - - - -");
+}
+
+TEST_F(CaseFiles, AreRefusedWithTheReason) {
+  const std::string columns = std::string(INDICATOR) + "IDnum\tNumCases\tNamed\tReal\tRanged\n";
+  const struct {
+    std::string text;
+    long position;
+    std::string complaint;  // after "5 number ReadCase_bn: "
+    const char* findings = "#1 - - - - -";
+  } rows[] = {
+      {"", FIRST_CASE, "2080 :  File does not contain the CASE file indicator"},
+      {"// ~->[DNET-1]->~\n", FIRST_CASE, "2081 :  Not a CASE file (it is a DNET file)"},
+      {INDICATOR, FIRST_CASE, "2117 :  case file 'cases.cas' has no line of column names"},
+      {std::string(INDICATOR) + "Named /* Real\n\nhigh\n", FIRST_CASE,
+       "199 :  unterminated comment, starting with '/*', on line 3"},
+      {columns + "one\t1\tlow\t1\t1\n", FIRST_CASE,
+       "2185 :  Illegal number 'one' for IDnum on line 4 of file 'cases.cas'"},
+      {columns + "1.5\t1\tlow\t1\t1\n", FIRST_CASE,
+       "2185 :  Illegal number '1.5' for IDnum on line 4 of file 'cases.cas'"},
+      {columns + "\n3\tx1\tlow\t1\t1\n", FIRST_CASE,
+       "2083 :  Illegal number 'x1' for NumCases in case 3 on line 5 of file 'cases.cas'"},
+      {columns + "3\t1\tlow\t1e\t1\n", FIRST_CASE,
+       "2085 :  Illegal number '1e' for 'Real' in case 3 on line 4 of file 'cases.cas'"},
+      {columns + "3\t1\tlow\t1e999\t1\n", FIRST_CASE,
+       "2085 :  Illegal number '1e999' for 'Real' in case 3 on line 4 of file 'cases.cas'"},
+      {columns + "3\t1\tlow\t1\t5.01\n", FIRST_CASE,
+       "2086 :  Value 5.01 for 'Ranged' is out of bounds in case 3 on line 4 of file 'cases.cas'", "#0 - - - - 1"},
+      {columns + "3\t1\tlow\t1\t1\t1\n", FIRST_CASE,
+       "2087 :  Too many entries in case 3 on line 4 of file 'cases.cas'"},
+      {columns + "-1\t1\tlow\t1\n", FIRST_CASE, "2088 :  Too few entries on line 4 of file 'cases.cas'"},
+      {columns + "3\t1\tlow", FIRST_CASE, "2088 :  Too few entries in case 3 on line 4 of file 'cases.cas'"},
+      {std::string(INDICATOR) + "Real\tNamed\n1\thig", FIRST_CASE,
+       "2118 :  the last entry is cut off, for 'Named' has no such state and no new-line follows on line 4 of file "
+       "'cases.cas'"},
+      {columns + "3\t1\tlow\t1\t1\n", NO_MORE_CASES,
+       "5524 :  called with argument '*case_posn' being NO_MORE_CASES (to read file 'cases.cas')"},
+      {columns + "3\t1\tlow\t1\t1\n", 99999, "2273 :  couldn't find that case in file 'cases.cas' (position 99999)"},
+      {columns + "3\t1\tlow\t1\t1\n", 60, "2273 :  couldn't find that case in file 'cases.cas' (position 60)"},
+      {columns + "3\t1\tlow\t1\t1\n", -2, "2273 :  couldn't find that case in file 'cases.cas' (position -2)"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    RetractAllFindings_bn(net.get());
+    EnterFinding_bn(named, 1);
+    Put(row.text);
+    long position = row.position, id = 99;
+    double freq = 99;
+    ReadCase_bn(&position, file, all, &id, &freq);
+    const std::size_t colon = row.complaint.find(" :");
+    EXPECT_EQ(Complaints(), "5 " + row.complaint.substr(0, colon) + " ReadCase_bn: Error reading file 'cases.cas'" +
+                                row.complaint.substr(colon + 1) + "\n");
+    EXPECT_EQ(Findings(), row.findings);
+    if (row.findings[1] == '1') {
+      EXPECT_EQ(position, row.position);
+      EXPECT_EQ(id, 99);
+    }
+  }
+}
+
+TEST_F(CaseFiles, AreReadWithAWarning) {
+  const struct {
+    std::string text, complaint;
+  } rows[] = {
+      {"// ~->[CASE-2]->~\nNamed\nlow\n",
+       "4 2082 ReadCase_bn: These cases were stored using a new version of file format (2). They may not read "
+       "correctly\n"},
+      {"// ~->[CASE-0]->~\nNamed\nlow\n",
+       "4 2082 ReadCase_bn: These cases were stored using a old version of file format (0). They may not read "
+       "correctly\n"},
+      {std::string(INDICATOR) + "IDnum\tIDnum\tNamed\n1\tx\tlow\n",
+       "4 2274 ReadCase_bn: Error reading file 'cases.cas':  multiple IDnum columns in case file 'cases.cas'\n"},
+      {std::string(INDICATOR) + "Named\tNumCases\tNumCases\nlow\t1\tx\n",
+       "4 2275 ReadCase_bn: Error reading file 'cases.cas':  multiple NumCases columns in case file 'cases.cas'\n"},
+      {std::string(INDICATOR) + "Named\tReal\nlow\t1",
+       "4 2118 ReadCase_bn: Error reading file 'cases.cas':  the last entry may be cut off, because no new-line "
+       "follows it on line 4 of file 'cases.cas'\n"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.text);
+    RetractAllFindings_bn(net.get());
+    Put(row.text);
+    Read(FIRST_CASE);
+    EXPECT_EQ(Complaints(), row.complaint);
+    EXPECT_EQ(GetNodeFinding_bn(named), 0);
+  }
+}
+
+TEST_F(CaseFiles, TellWhenTheyEnd) {
+  Put(std::string(INDICATOR) + "Named\n");
+  EXPECT_EQ(Read(FIRST_CASE), NO_MORE_CASES);
+  ReadCase_bn(nullptr, file, all, nullptr, nullptr);
+  EXPECT_EQ(Complaints(),
+            "5 5525 ReadCase_bn: Error reading file 'cases.cas':  file 'cases.cas' has no cases (and called with "
+            "argument case_posn = NULL)\n");
+  // The file has become shorter since.
+  Put(std::string(INDICATOR) + "Named\nlow\nmedium\n");
+  Read(FIRST_CASE);
+  Put(std::string(INDICATOR) + "Named\n");
+  EXPECT_EQ(Read(NEXT_CASE), NEXT_CASE);
+  EXPECT_EQ(Complaints(),
+            "5 2128 ReadCase_bn: Error reading file 'cases.cas':  couldn't move to next case in file 'cases.cas' "
+            "(position 29)\n");
+}
+
+TEST_F(CaseFiles, AreNotWrittenWithWrongArguments) {
+  EXPECT_EQ(WriteCase_bn(all, file, -2, 1), -1);
+  EXPECT_EQ(WriteCase_bn(all, file, 1, -0.5), -1);
+  EXPECT_EQ(WriteCase_bn(nullptr, file, 1, 1), -1);
+  EXPECT_EQ(WriteCase_bn(all, nullptr, 1, 1), -1);
+  EXPECT_EQ(WriteCase_bn(all, Spec("nowhere/x.cas"), 1, 1), -1);
+  EXPECT_EQ(Complaints(),
+            "5 5522 WriteCase_bn: Argument 'ID_num' is less than -1 (it is -2)\n"
+            "5 5523 WriteCase_bn: Argument 'freq' is less than 0 (it is -0.5)\n"
+            "5 5110 WriteCase_bn: NULL passed for the nodelist_bn\n"
+            "5 5103 WriteCase_bn: NULL passed for filespec_ns\n"
+            "5 2079 WriteCase_bn: Couldn't open file for writing cases 'nowhere/x.cas'\n");
+  EXPECT_TRUE(FilesIn(directory.Path()).empty());
+  const std::string cut = std::string(INDICATOR) + "Named\nlow\nhig";
+  Put(cut);
+  EXPECT_EQ(WriteCase_bn(all, file, -1, -1), -1);
+  EXPECT_NE(Complaints().find("5 2119 WriteCase_bn: Couldn't add a case to file 'cases.cas', because"), -1u);
+  EXPECT_EQ(Text(), cut);
+}
+
+TEST_F(CaseFiles, ReportWritesThatFail) {
+  static WriteStep failing;
+  for (WriteStep step : {WriteStep::Write, WriteStep::Close}) {
+    failing = step;
+    SetWriteGate([](WriteStep now, std::size_t) { return now != failing; });
+    EXPECT_EQ(WriteCase_bn(all, file, -1, -1), -1);
+    SetWriteGate(nullptr);
+    EXPECT_EQ(Complaints(), "5 2120 WriteCase_bn: Couldn't write a case to file 'cases.cas'\n");
+  }
+}
+
+TEST_F(CaseFiles, ReplaceAllFindingsInOneStep) {
+  Put(std::string(INDICATOR) + "Named\nhigh\n");
+  EnterFinding_bn(named, 0);
+  EnterFinding_bn(numbered, 1);
+  EnterFindingNot_bn(both, 0);
+  SetNodeKind_bn(both, ASSUME_NODE);
+  SetUndoDepth_bn(5, net.get());
+  Read(FIRST_CASE);
+  EXPECT_EQ(Findings(), "#2 - - - - -");
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(Findings(), "#0 #1 - #1 - -");
+  SetUndoDepth_bn(1, net.get());
+}
+
+TEST_F(CaseFiles, MayHaveRowsLongerThanTheBuffer) {
+  const std::string row = "high\t" + std::string(700000, 'x') + "\t";
+  Put(INDICATOR + ("Named\tStranger\tReal\n" + row) + "1\n" + row + "2\n");
+  Read(FIRST_CASE);
+  EXPECT_EQ(Findings(), "#2 - - - - 1");
+  Read(NEXT_CASE);
+  EXPECT_EQ(Findings(), "#2 - - - - 2");
+  static int left;
+  for (int allowed = 0; allowed < 3; ++allowed) {
+    left = allowed;
+    SetHeapGate([](std::size_t nbytes) { return nbytes < 200000 || left-- > 0; });
+    Read(FIRST_CASE);
+    SetHeapGate(nullptr);
+    EXPECT_NE(Complaints().find("not enough memory to read a"), -1u) << allowed;
+  }
+}
+
+TEST_F(CaseFiles, AskedForStrictStatesReportUnknownOnes) {
+  Put(std::string(INDICATOR) + "Named\tReal\nhuge\t1\n" + [] {
+    std::string rows;
+    for (int i = 0; i < 300; ++i) rows += "huge\t2\n";
+    return rows;
+  }());
+  CaseReader reader;
+  reader.statesSetting = ERR_ADD_NEW;
+  const std::vector<node_bn> wanted{named, real};
+  ASSERT_FALSE(reader.Open(file->name, net.get(), wanted));
+  CaseRow row;
+  row.states.resize(2);
+  row.values.resize(2);
+  EXPECT_EQ(reader.Next(&row), CaseReader::Result::Row);
+  EXPECT_EQ(row.states[0], UNDEF_STATE);
+  EXPECT_EQ(row.values[1], 1);
+  EXPECT_EQ(Complaints(),
+            "5 2084 error reading file 'cases.cas':  Unknown value 'huge' for 'Named' on line 4 of file "
+            "'cases.cas'\n");
+  while (reader.Next(&row) == CaseReader::Result::Row) {
+  }
+  const std::string all300 = Complaints();
+  EXPECT_EQ(std::count(all300.begin(), all300.end(), '\n'), 100);
+  EXPECT_NE(all300.find("on line 103 of file"), -1u);
+  EXPECT_NE(all300.find("4 2084 error reading file 'cases.cas':  more entries of this kind"), -1u);
+}
+
+// Damaged files are read to their end, in rows or in refusals, without harm.
+TEST_F(CaseFiles, SurviveMutations) {
+  std::string whole = std::string(INDICATOR) + "IDnum\tNumCases\tNamed\tNumbered\tLeveled\tBoth\tRanged\tReal\n";
+  for (int i = 0; i < 20; ++i) whole += std::to_string(i) + "\t1.5\thigh\t2\t#2\tmany\t0.5\t-2.25e3\n";
+  const char* pieces[] = {"\t", "\n", "\r",   "*",     "@",     "#",
+                          "//", "/*", "*/",   "IDnum", "Named", "999999999999999999999",
+                          "-",  "e",  "~->[", "\xff",  " "};
+  Random random(4711);
+  int numRows = 0;
+  for (int trial = 0; trial < 1000; ++trial) {
+    std::string text = whole;
+    for (int edit = random.Between(1, 6); edit > 0; --edit) {
+      const auto at = static_cast<std::size_t>(random.Below(static_cast<int>(text.size())));
+      switch (random.Below(5)) {
+        case 0:
+          text.erase(at, static_cast<std::size_t>(random.Between(1, 30)));
+          break;
+        case 1:
+          text[at] = static_cast<char>(random.Below(256));
+          break;
+        case 2:
+          text.insert(at, pieces[random.Below(static_cast<int>(std::size(pieces)))]);
+          break;
+        case 3:
+          text.insert(at, text.substr(at / 2, static_cast<std::size_t>(random.Between(1, 60))));
+          break;
+        default:
+          text.resize(at);
+      }
+      if (text.empty()) text = "x";
+    }
+    SCOPED_TRACE(trial);
+    Put(text);
+    long position = FIRST_CASE;
+    for (int i = 0; i < 200 && position != NO_MORE_CASES; ++i) {
+      ReadCase_bn(&position, file, all, nullptr, nullptr);
+      if (!Reports(5).empty()) break;
+      ++numRows;
+      if (position >= 0) position = NEXT_CASE;
+    }
+    CaseFileRevisesProbs_bn(file, all, 0, 1);
+    ClearErrors_ns(env, 6);
+  }
+  EXPECT_GT(numRows, 3000);
+  RetractAllFindings_bn(net.get());
+}
+
+}  // namespace
+}  // namespace bravic::testing
