@@ -20,44 +20,23 @@ namespace bravic {
 
 namespace {
 
-// How far a count may fall below its share of the base before it counts as unlearning too much.
-double LowerBound(double count) {
-  return BaseExperience_bn - 0.000002 * std::max(1.0, std::fabs(count));
+// Whether a row may lose so much of one count: the count stays, and the row keeps its states' shares of the base.
+// experience: what the row stood for when it was last rounded to floats.
+bool MayLose(const double* counts, int numstates, statetype state, double loss, double experience) {
+  const double rounding = 0.000002 * std::max(1.0, experience);
+  double sum = 0;
+  for (int k = 0; k < numstates; ++k) sum += counts[k];
+  return counts[state] - loss >= -rounding && sum - loss >= numstates * (BaseExperience_bn - rounding);
 }
 
 bool TakesPart(const bnode& node) {
-  return node.kind == NATURE_NODE && node.numstates > 0;
+  return TagOf(&node) != STUB_TAG && node.kind == NATURE_NODE && node.numstates > 0;
 }
 
 Failure TableMemory(int number, double nbytes, const bnode& node) {
   char purpose[100];
   std::snprintf(purpose, sizeof purpose, "to make full probability table for node '%s'", node.name);
   return FailMemory(number, nbytes, purpose);
-}
-
-// A table of uniform rows, and experience where there is none; both may fail and are then nothing.
-Failure MakeLearnable(node_bn node) {
-  const long long rows = NumRows(*node);
-  const std::size_t numrows = static_cast<std::size_t>(rows > 0 ? rows : 0);
-  const std::size_t size = numrows * static_cast<std::size_t>(node->numstates);
-  const bool fresh = !node->probs && !node->determin && !node->determinv;
-  if (!fresh)
-    if (Failure failure = MakeProbs(node)) return failure;
-  if (!fresh && node->numcases) return nullptr;
-  Block<float> numcases = TryMakeBlock<float>(numrows);
-  if (!numcases) return TableMemory(-2137, static_cast<double>(numrows) * sizeof(float), *node);
-  Block<float> probs = TryMakeBlock<float>(size);
-  if (!probs) return TableMemory(-2183, static_cast<double>(size) * sizeof(float), *node);
-  std::fill_n(numcases.get(), numrows, static_cast<float>(node->numstates * BaseExperience_bn));
-  if (fresh)
-    std::fill_n(probs.get(), size, static_cast<float>(1.0 / node->numstates));
-  else
-    std::copy_n(node->probs, size, probs.get());
-  Relation relation;
-  relation.probs = probs.release();
-  relation.numcases = numcases.release();
-  InstallRelation(node, relation);
-  return nullptr;
 }
 
 double ExperienceOf(const bnode& node, long long row) {
@@ -75,40 +54,67 @@ Failure UnlearnedTooMuch(int number, double degree, const bnode& node) {
               node.name);
 }
 
+bool HasTable(const bnode& node) {
+  return node.probs || node.determin || node.determinv;
+}
+
+// A table that a single case can revise: uniform rows where there is none, and experience. Both may fail and are then
+// nothing.
+Failure MakeLearnable(node_bn node) {
+  const long long rows = NumRows(*node);
+  const std::size_t numrows = static_cast<std::size_t>(rows > 0 ? rows : 0);
+  const std::size_t size = numrows * static_cast<std::size_t>(node->numstates);
+  if (node->probs && node->numcases && !node->determin && !node->determinv) return nullptr;
+  Block<float> probs = TryMakeBlock<float>(size);
+  if (!probs) return TableMemory(-2183, static_cast<double>(size) * sizeof(float), *node);
+  Block<float> numcases = TryMakeBlock<float>(numrows);
+  if (!numcases) return TableMemory(-2137, static_cast<double>(numrows) * sizeof(float), *node);
+  if (node->probs && node->numcases)
+    std::copy_n(node->numcases, numrows, numcases.get());
+  else
+    std::fill_n(numcases.get(), numrows, static_cast<float>(node->numstates * BaseExperience_bn));
+  if (node->probs)
+    std::copy_n(node->probs, size, probs.get());
+  else
+    std::fill_n(probs.get(), size, static_cast<float>(1.0 / node->numstates));
+  Relation relation;
+  relation.probs = probs.release();
+  relation.numcases = numcases.release();
+  InstallRelation(node, relation);
+  return nullptr;
+}
+
 Failure LearnOne(node_bn node, double degree) {
   Vector<statetype> states;
   for (node_bn member : Family(*node)) {
-    if (member->evidence < 0 || TagOf(member) == STUB_TAG) return nullptr;
+    if (TagOf(member) == STUB_TAG || member->evidence < 0) return nullptr;
     states.push_back(member->evidence);
   }
-  if (Failure failure = MakeLearnable(node)) return failure;
+  if (HasTable(*node))
+    if (Failure failure = MakeProbs(node)) return failure;
   const long long at = RowIndex(*node, states.data());
   const int numstates = node->numstates;
-  const float* old = node->probs + at * numstates;
-  if (old[0] == IMPOS_PROB) return nullptr;
-  const bool undefined = IsUndefinedRow(old, numstates);
-  const double experience = undefined ? numstates * BaseExperience_bn : ExperienceOf(*node, at);
+  const float* old = node->probs ? node->probs + at * numstates : nullptr;
+  if (old && old[0] == IMPOS_PROB) return nullptr;
+  const bool uniform = !old || IsUndefinedRow(old, numstates);
+  const double experience = uniform ? numstates * BaseExperience_bn : ExperienceOf(*node, at);
   const double after = experience + degree;
-  const double share = experience > 0 ? degree / experience : degree;
-  Vector<float> row(static_cast<std::size_t>(numstates));
-  double sum = share;
-  for (int k = 0; k < numstates; ++k) sum += undefined ? 1.0 / numstates : static_cast<double>(old[k]);
-  if (experience <= 0) sum = share;
   const statetype found = states.back();
-  for (int k = 0; k < numstates; ++k) {
-    double entry = experience <= 0 ? 0 : undefined ? 1.0 / numstates : static_cast<double>(old[k]);
-    if (k == found) entry += share;
-    row[static_cast<std::size_t>(k)] = static_cast<float>(entry / sum);
-  }
-  // An entry that should be 0 may come out below it by the rounding of the experience.
-  float& entry = row[static_cast<std::size_t>(found)];
-  if (entry < 0 && static_cast<double>(entry) * after > -0.000002 * experience) entry = 0;
-  const bool tooMuch =
-      degree < 0 && (after < numstates * (BaseExperience_bn - 0.000002 * std::max(1.0, experience)) || entry < 0);
-  if (tooMuch || !(sum > 0)) return UnlearnedTooMuch(-2190, degree, *node);
+  Vector<double> counts(static_cast<std::size_t>(numstates));
+  for (int k = 0; k < numstates; ++k)
+    counts[static_cast<std::size_t>(k)] = experience * (uniform ? 1.0 / numstates : static_cast<double>(old[k]));
+  if (degree < 0 && !MayLose(counts.data(), numstates, found, -degree, experience))
+    return UnlearnedTooMuch(-2190, degree, *node);
+  double& count = counts[static_cast<std::size_t>(found)];
+  count = std::max(count + degree, 0.0);
+  double sum = 0;
+  for (double c : counts) sum += c;
+  if (Failure failure = MakeLearnable(node)) return failure;
+  Vector<float> row(static_cast<std::size_t>(numstates));
+  for (std::size_t k = 0; k < row.size(); ++k) row[k] = static_cast<float>(sum > 0 ? counts[k] / sum : 1.0 / numstates);
   RowChange change;
   change.probs = row.data();
-  change.experience = after;
+  change.experience = std::max(after, 0.0);
   if (SetRow(node, states.data(), change) < 0) return Fail(-2190, "couldn't revise the table of node '%s'", node->name);
   return nullptr;
 }
@@ -156,7 +162,7 @@ Failure StartCounter(node_bn node, Counter& counter) {
     stride *= static_cast<std::size_t>(parents[i]->numstates);
   }
   counter.changed.assign(stride, 0);
-  if (!node->probs && !node->determin && !node->determinv) {
+  if (!HasTable(*node)) {
     std::fill_n(counter.counts.get(), counter.size, BaseExperience_bn);
     return nullptr;
   }
@@ -216,7 +222,7 @@ Failure FinishCounter(Counter& counter) {
       else if (sum > 0)
         entry = static_cast<float>(counts[k] / sum);
       else
-        entry = old ? old[k] : UNDEF_PROB;
+        entry = static_cast<float>(1.0 / node->numstates);
     }
   }
   Relation relation;
@@ -259,15 +265,19 @@ bool CountCase(Vector<Counter>& counters, const statetype* states, double weight
   if (weight < 0) {
     for (const Counter& counter : counters) {
       if (!PlaceOf(counter, states, &place)) continue;
-      double count = counter.counts[place.entry];
-      if (count <= IMPOSSIBLE_COUNT || count + weight >= LowerBound(count)) continue;
+      const std::size_t numstates = static_cast<std::size_t>(counter.node->numstates);
+      const double* row = counter.counts.get() + place.row * numstates;
+      const statetype own = static_cast<statetype>(place.entry - place.row * numstates);
+      const double experience = ExperienceOf(*counter.node, static_cast<long long>(place.row));
+      if (row[own] <= IMPOSSIBLE_COUNT || MayLose(row, counter.node->numstates, own, -weight, experience)) continue;
       *failed = &counter;
       return false;
     }
   }
   for (Counter& counter : counters) {
     if (!PlaceOf(counter, states, &place) || counter.counts[place.entry] <= IMPOSSIBLE_COUNT) continue;
-    counter.counts[place.entry] += weight;
+    double& count = counter.counts[place.entry];
+    count = std::max(count + weight, 0.0);
     counter.changed[place.row] = 1;
   }
   return true;
@@ -323,7 +333,9 @@ void FadeTable(node_bn node, double degree) {
   if (!failure) {
     for (std::size_t i = 0; i < counter.size; ++i)
       if (counter.counts[i] >= 0) counter.counts[i] = counter.counts[i] * (1 - degree) + BaseExperience_bn * degree;
-    std::fill(counter.changed.begin(), counter.changed.end(), static_cast<unsigned char>(1));
+    const int numstates = node->numstates;
+    for (std::size_t row = 0; row < counter.changed.size(); ++row)
+      counter.changed[row] = !IsUndefinedRow(node->probs + row * static_cast<std::size_t>(numstates), numstates);
     UndoGroup group(UNDO_GROUP, node->innet);
     failure = FinishCounter(counter);
   }

@@ -1,0 +1,396 @@
+// Learning from cases against a model that only counts.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+
+#include "Win_Face/Interaction.h"
+#include "support/files.h"
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+constexpr char INDICATOR[] = "// ~->[CASE-1]->~\n\n";
+constexpr statetype MISSING = -1;
+
+std::size_t RowOf(node_bn node, const std::map<node_bn, statetype>& states) {
+  std::size_t row = 0;
+  for (node_bn parent : Nodes(GetNodeParents_bn(node)))
+    row = row * static_cast<std::size_t>(NumStates(parent)) + static_cast<std::size_t>(states.at(parent));
+  return row;
+}
+
+// The counts of every node's table, in the order of the table.
+class Counts {
+ public:
+  explicit Counts(const std::vector<node_bn>& nodes) : nodes_(nodes) {
+    for (node_bn node : nodes) {
+      std::vector<double>& counts = counts_[node];
+      const bool hasTable = HasRelation_bn(node);
+      std::vector<node_bn> parents = Nodes(GetNodeParents_bn(node));
+      std::vector<statetype> states(parents.size() + 1, 0);
+      do {
+        double experience = GetNodeExperience_bn(node, states.data());
+        if (!hasTable || experience < 0) experience = NumStates(node) * BaseExperience_bn;
+        for (int k = 0; k < NumStates(node); ++k)
+          counts.push_back(experience * (hasTable ? static_cast<double>(GetNodeProbs_bn(node, states.data())[k])
+                                                  : 1.0 / NumStates(node)));
+      } while (NextConfiguration(parents, states));
+    }
+  }
+
+  void Learn(const std::map<node_bn, statetype>& states, double weight) {
+    for (node_bn node : nodes_) {
+      bool whole = states.at(node) != MISSING;
+      for (node_bn parent : Nodes(GetNodeParents_bn(node))) whole = whole && states.at(parent) != MISSING;
+      if (!whole) continue;
+      const std::size_t at = RowOf(node, states) * static_cast<std::size_t>(NumStates(node));
+      counts_[node][at + static_cast<std::size_t>(states.at(node))] += weight;
+    }
+  }
+  void Fade(node_bn node, double degree) {
+    for (double& count : counts_[node]) count += (BaseExperience_bn - count) * degree;
+  }
+
+  void ExpectTables(double tolerance = 2e-6) const {
+    for (node_bn node : nodes_) {
+      std::vector<node_bn> parents = Nodes(GetNodeParents_bn(node));
+      std::vector<statetype> states(parents.size() + 1, 0);
+      const double* count = counts_.at(node).data();
+      do {
+        double sum = 0;
+        for (int k = 0; k < NumStates(node); ++k) sum += count[k];
+        EXPECT_NEAR(GetNodeExperience_bn(node, states.data()), sum, tolerance * sum) << GetNodeName_bn(node);
+        for (int k = 0; k < NumStates(node); ++k, ++count)
+          EXPECT_NEAR(GetNodeProbs_bn(node, states.data())[k], *count / sum, tolerance) << GetNodeName_bn(node);
+      } while (NextConfiguration(parents, states));
+    }
+  }
+
+ private:
+  std::vector<node_bn> nodes_;
+  std::map<node_bn, std::vector<double>> counts_;
+};
+
+class Learning : public LibraryTest {
+ protected:
+  void TearDown() override {
+    BaseExperience_bn = 1;
+    LibraryTest::TearDown();
+  }
+  // Learns the file from those nodes and frees the list.
+  void LearnFile(const std::string& path, const std::vector<node_bn>& nodes, double degree) {
+    nodelist_bn list = List(nodes);
+    filespec_ns file = FileNamed_ns(path.c_str(), env);
+    CaseFileRevisesProbs_bn(file, list, 0, degree);
+    FreeFileSpec_ns(file);
+    FreeNodeList_bn(list);
+  }
+  void LearnCase(const std::vector<node_bn>& nodes, double degree) {
+    nodelist_bn list = List(nodes);
+    CaseRevisesProbs_bn(list, 0, degree);
+    FreeNodeList_bn(list);
+  }
+  nodelist_bn List(const std::vector<node_bn>& nodes) {
+    nodelist_bn list = NewNodeList_bn(static_cast<int>(nodes.size()), env);
+    for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list, static_cast<int>(i), nodes[i]);
+    return list;
+  }
+  // A -> B with a table of B's; neither has experience.
+  Net Pair() {
+    Net net(NewNet_bn("Pair", env));
+    AddNode(net, "A", {"yes", "no"}, {}, {0.5f, 0.5f});
+    AddNode(net, "B", {"x", "y", "z"}, {"A"}, {0.2f, 0.3f, 0.5f, 1, 0, 0});
+    return net;
+  }
+  std::string Write(const std::string& text) {
+    WriteWhole(directory.Path("cases.cas"), INDICATOR + text);
+    return directory.Path("cases.cas");
+  }
+  static double Experience(node_bn node, statetype parent = 0) { return GetNodeExperience_bn(node, &parent); }
+
+  TemporaryDirectory directory;
+};
+
+using Row = std::map<node_bn, statetype>;
+
+TEST_F(Learning, AgreesWithCounting) {
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    BaseExperience_bn = random.Chance(0.5) ? 1 : 0.25;
+    RandomNetOptions options;
+    options.maxNodes = 8;
+    Net net = RandomNet(env, random, options);
+    std::vector<node_bn> nodes = Nodes(net), listed;
+    for (node_bn node : nodes) {
+      if (random.Chance(0.3)) DeleteNodeRelation_bn(node);
+      std::vector<statetype> wild(8, EVERY_STATE);
+      if (HasRelation_bn(node) && random.Chance(0.5)) SetNodeExperience_bn(node, wild.data(), 4 + 20 * random.Share());
+      if (random.Chance(0.8)) listed.push_back(node);
+    }
+    if (listed.empty()) listed.push_back(nodes[0]);
+    Counts counts(listed);
+    const Counts start = counts;
+    for (node_bn node : nodes) ASSERT_EQ(Reports(), "") << GetNodeName_bn(node);
+
+    // Two files, with and without weights, columns in any order, each learned with a degree of its own.
+    const double degrees[] = {1, 0.5};
+    std::vector<std::string> paths;
+    std::vector<std::pair<Row, double>> cases;
+    for (int f = 0; f < 2; ++f) {
+      std::vector<node_bn> columns = nodes;
+      for (std::size_t i = columns.size(); i > 1; --i)
+        std::swap(columns[i - 1], columns[static_cast<std::size_t>(random.Below(static_cast<int>(i)))]);
+      std::string text = INDICATOR + std::string(f ? "NumCases" : "Stranger");
+      for (node_bn node : columns) text += "\t" + std::string(GetNodeName_bn(node));
+      for (int i = 0; i < 200; ++i) {
+        const int freq = random.Between(0, 3);
+        text += "\n" + std::to_string(freq);
+        Row row;
+        for (node_bn node : columns) {
+          row[node] = random.Chance(0.1) ? MISSING : random.Below(NumStates(node));
+          text += row[node] == MISSING ? "\t*" : "\t#" + std::to_string(row[node]);
+        }
+        cases.emplace_back(row, (f ? freq : 1) * degrees[f]);
+      }
+      paths.push_back(directory.Path("cases" + std::to_string(f)));
+      WriteWhole(paths.back(), text + "\n");
+    }
+    for (const auto& [row, weight] : cases) counts.Learn(row, weight);
+    for (int f = 0; f < 2; ++f) LearnFile(paths[static_cast<std::size_t>(f)], listed, degrees[f]);
+    counts.ExpectTables();
+
+    // The same again, and a part of it case by case.
+    for (int f = 0; f < 2; ++f) LearnFile(paths[static_cast<std::size_t>(f)], listed, degrees[f]);
+    for (const auto& [row, weight] : cases) counts.Learn(row, weight);
+    for (std::size_t i = 0; i < 20; ++i) {
+      RetractAllFindings_bn(net.get());
+      for (const auto& [node, state] : cases[i].first) {
+        if (state != MISSING) EnterFinding_bn(node, state);
+      }
+      ClearErrors_ns(env, 6);  // a root without parents may hold the state impossible
+      Row found;
+      for (node_bn node : nodes) found[node] = std::max(GetNodeFinding_bn(node), MISSING);
+      for (auto& [node, state] : found)
+        if (state < 0 || GetNodeFinding_bn(node) < 0) state = MISSING;
+      LearnCase(listed, 0.75);
+      counts.Learn(found, 0.75);
+      LearnCase(listed, -0.25);
+      counts.Learn(found, -0.25);
+      LearnCase(listed, -0.5);
+      counts.Learn(found, -0.5);
+    }
+    counts.ExpectTables();
+
+    // What is unlearned leaves what was there.
+    for (int round = 0; round < 2; ++round)
+      for (int f = 0; f < 2; ++f) LearnFile(paths[static_cast<std::size_t>(f)], listed, -degrees[f]);
+    start.ExpectTables(1e-3);  // some hundred cases were rounded to floats
+    EXPECT_EQ(Reports(), "");
+  }
+}
+
+TEST_F(Learning, OfOneCaseMovesOneRow) {
+  Net net = Pair();
+  node_bn a = Named(net, "A"), b = Named(net, "B");
+  EnterFinding_bn(a, 0);
+  LearnCase({a, b}, 1);
+  EXPECT_FLOAT_EQ(GetTable(a)[0], 2.0f / 3);
+  EXPECT_EQ(Experience(a), 3);
+  EXPECT_EQ(GetTable(b), (std::vector<float>{0.2f, 0.3f, 0.5f, 1, 0, 0}));  // B was not seen
+  EXPECT_EQ(Experience(b), undef_dbl_ns);
+  EnterFinding_bn(b, 0);
+  EXPECT_EQ(GetNodeFinding_bn(a), 0);
+  LearnCase({b}, 3);
+  EXPECT_FLOAT_EQ(GetTable(b)[0], 0.6f);
+  EXPECT_EQ(GetTable(b)[3], 1);
+  EXPECT_EQ(Experience(b, 0), 6);
+  EXPECT_EQ(Experience(b, 1), 3);
+  EXPECT_EQ(GetNodeFinding_bn(b), 0);
+
+  // One step each, both tables together.
+  LearnCase({a, b}, 1);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(Experience(a), 3);
+  EXPECT_EQ(Experience(b, 0), 6);
+}
+
+TEST_F(Learning, TakesNoMoreThanWasGiven) {
+  Net net = Pair();
+  node_bn a = Named(net, "A"), b = Named(net, "B");
+  DeleteNodeRelation_bn(a);
+  EnterFinding_bn(a, 1);
+  EnterFinding_bn(b, 2);
+  LearnCase({a, b}, -1);
+  EXPECT_EQ(
+      Reports(),
+      "5 2190 CaseRevisesProbs_bn: Attempt to unlearn (degree = -1) more cases than were learned, for node 'A'\n");
+  EXPECT_EQ(HasRelation_bn(a), 0);
+  EXPECT_EQ(Experience(b), undef_dbl_ns);
+  LearnCase({a}, 2);
+  LearnCase({a, b}, -1);
+  EXPECT_EQ(
+      Reports(),
+      "5 2190 CaseRevisesProbs_bn: Attempt to unlearn (degree = -1) more cases than were learned, for node 'B'\n");
+  EXPECT_EQ(Experience(a), 3);
+  EXPECT_EQ(Experience(b), undef_dbl_ns);
+
+  // The row's share of the base stays, whichever of its states are taken away.
+  LearnFile(Write("A\tB\nyes\tx\nno\tx\nno\ty\nyes\tz\n"), {a}, -0.5);
+  EXPECT_EQ(Reports(),
+            "5 2189 CaseFileRevisesProbs_bn: Attempt to unlearn (degree = -0.5) more cases than were learned, for "
+            "node 'A' (at case 3)\n");
+  EXPECT_EQ(Experience(a), 2);
+  EXPECT_EQ(GetTable(a), (std::vector<float>{0.25f, 0.75f}));
+  // So does what was not there of one state.
+  LearnFile(Write("A\nno\nno\nno\nyes\n"), {a}, 1);
+  LearnFile(Write("A\nyes\nyes\n"), {a}, -1);
+  EXPECT_EQ(Reports(),
+            "5 2189 CaseFileRevisesProbs_bn: Attempt to unlearn (degree = -1) more cases than were learned, for "
+            "node 'A' (at case 2)\n");
+  EXPECT_EQ(Experience(a), 5);
+}
+
+TEST_F(Learning, WithoutBaseStartsFromNothing) {
+  BaseExperience_bn = 0;
+  Net net(NewNet_bn("Fresh", env));
+  node_bn a = AddNode(net, "A", {"yes", "no"}), b = AddNode(net, "B", {"x", "y"}, {"A"});
+  const std::string path = Write("A\tB\nyes\tx\nyes\ty\nyes\ty\nyes\ty\n");
+  LearnFile(path, {a, b}, 1);
+  EXPECT_EQ(GetTable(a), (std::vector<float>{1, 0}));
+  EXPECT_EQ(GetTable(b), (std::vector<float>{0.25f, 0.75f, 0.5f, 0.5f}));
+  EXPECT_EQ(Experience(b, 0), 4);
+  EXPECT_EQ(Experience(b, 1), 0);
+  LearnFile(path, {a, b}, -1);
+  EXPECT_EQ(GetTable(b), (std::vector<float>{0.5f, 0.5f, 0.5f, 0.5f}));
+  EXPECT_EQ(Experience(a), 0);
+  EnterFinding_bn(a, 0);
+  LearnCase({a}, 1);
+  EXPECT_EQ(GetTable(a), (std::vector<float>{1, 0}));
+  LearnCase({a}, -1);
+  EXPECT_EQ(GetTable(a), (std::vector<float>{0.5f, 0.5f}));
+}
+
+TEST_F(Learning, PassesOverWhatCannotLearn) {
+  Net net = Pair();
+  node_bn a = Named(net, "A"), b = Named(net, "B");
+  node_bn decision = AddNode(net, "D", {"go", "stay"});
+  SetNodeKind_bn(decision, DECISION_NODE);
+  SetNodeFuncValue_bn(a, nullptr, 1);
+  LearnFile(Write("A\tB\tD\nno\ty\tgo\nno\t*\tgo\nmaybe\tx\tgo\n*\tx\tgo\n"), {decision, a, b}, 1);
+  EXPECT_EQ(HasRelation_bn(decision), 0);
+  EXPECT_FLOAT_EQ(GetTable(a)[1], 4.0f / 4);  // a function of weight 2 and two cases that agree
+  EXPECT_EQ(Experience(a), 4);
+  EXPECT_FLOAT_EQ(GetTable(b)[4], 0.25f);
+  EXPECT_EQ(Experience(b, 0), 3);
+  EXPECT_EQ(Experience(b, 1), 4);
+  LearnFile(Write("B\nx\n"), {b}, 1);  // the parent has no column
+  EXPECT_EQ(Experience(b, 1), 4);
+  EXPECT_EQ(Reports(), "");
+}
+
+TEST_F(Learning, KeepsWhatCameBeforeABadRow) {
+  Net net = Pair();
+  node_bn a = Named(net, "A");
+  LearnFile(Write("IDnum\tA\n1\tyes\n2\tyes\n3\n4\tyes\n"), {a}, 1);
+  EXPECT_EQ(Experience(a), 4);
+  const std::string complaint = Reports();
+  EXPECT_NE(complaint.find("Too few entries in case 3 on line 6 of file"), std::string::npos) << complaint;
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(Experience(a), undef_dbl_ns);
+}
+
+TEST_F(Learning, StopsWhenTheHostSaysSo) {
+  Net net = Pair();
+  std::string text = "A\n";
+  for (int i = 0; i < 5000; ++i) text += "yes\n";
+  const std::string path = Write(text);
+  SetWaitClock([] {
+    static long seconds = 0;
+    return ++seconds;
+  });
+  SetProgressCallback_ns(
+      [](void*, const char* what, double done, double) { return what[0] == 'I' && done > 0.5 ? 1 : 0; }, nullptr, env);
+  LearnFile(path, {Named(net, "A")}, 1);
+  SetProgressCallback_ns(nullptr, nullptr, env);
+  SetWaitClock(nullptr);
+  EXPECT_EQ(Experience(Named(net, "A")), 2 + 3072);
+  EXPECT_EQ(Reports(),
+            "4 2191 CaseFileRevisesProbs_bn: Only 3072 cases were incorporated before action was halted (61%).\n\n");
+}
+
+TEST_F(Learning, FadesTowardTheBase) {
+  Net net = Pair();
+  node_bn a = Named(net, "A"), b = Named(net, "B");
+  Counts counts({b});
+  FadeProbs_bn(b, 0);
+  EXPECT_EQ(Experience(b), undef_dbl_ns);
+  for (double degree : {0.25, 0.5, 1.0}) {
+    FadeProbs_bn(b, degree);
+    counts.Fade(b, degree);
+    counts.ExpectTables();
+  }
+  FadeProbs_bn(b, 1.5);
+  FadeProbs_bn(b, -0.1);
+  FadeProbs_bn(nullptr, 0.5);
+  DeleteNodeRelation_bn(a);
+  FadeProbs_bn(a, 0.5);
+  BaseExperience_bn = -1;
+  FadeProbs_bn(b, 0.5);
+  EXPECT_EQ(Reports(),
+            "5 5516 FadeProbs_bn: Argument 'degree' is 1.5, but it should be within 0 to 1 inclusive\n"
+            "5 5516 FadeProbs_bn: Argument 'degree' is -0.1, but it should be within 0 to 1 inclusive\n"
+            "5 5105 FadeProbs_bn: NULL passed for node_bn\n"
+            "5 5518 FadeProbs_bn: Node 'A' doesnt have any probability table\n"
+            "5 5517 FadeProbs_bn: Global variable 'BaseExperience_bn' is negative (it is -1)\n");
+}
+
+TEST_F(Learning, LeavesRowsNotGivenAlone) {
+  Net net(NewNet_bn("Rows", env));
+  AddNode(net, "A", {"yes", "no"});
+  node_bn b = AddNode(net, "B", {"x", "y"}, {"A"});
+  const statetype no = 1, yes = 0;
+  const float row[] = {0.25f, 0.75f};
+  SetNodeProbs_bn(b, &no, row);
+  const float missing = GetNodeProbs_bn(b, &yes)[0];
+  FadeProbs_bn(b, 0.5);
+  EXPECT_EQ(GetNodeProbs_bn(b, &yes)[0], missing);
+  EXPECT_FLOAT_EQ(GetNodeProbs_bn(b, &no)[0], 0.375f);
+  LearnFile(Write("A\tB\nno\tx\n"), {b}, 1);
+  EXPECT_EQ(GetNodeProbs_bn(b, &yes)[0], missing);
+  LearnFile(Write("A\tB\nyes\tx\n"), {b}, 1);
+  EXPECT_FLOAT_EQ(GetNodeProbs_bn(b, &yes)[0], 2.0f / 3);
+}
+
+TEST_F(Learning, ChecksItsArguments) {
+  Net net = Pair();
+  filespec_ns absent = FileNamed_ns(directory.Path("absent").c_str(), env);
+  nodelist_bn nodes = GetNetNodes_bn(net.get());
+  CaseRevisesProbs_bn(nullptr, 0, 1);
+  CaseRevisesProbs_bn(nodes, 2, 1);
+  CaseRevisesProbs_bn(nodes, 0, HUGE_VAL);
+  CaseFileRevisesProbs_bn(nullptr, nodes, 0, 1);
+  CaseFileRevisesProbs_bn(absent, nullptr, 0, 1);
+  CaseFileRevisesProbs_bn(absent, nodes, 1, 1);
+  EXPECT_EQ(Reports(),
+            "5 5110 CaseRevisesProbs_bn: NULL passed for the nodelist_bn\n"
+            "5 5540 CaseRevisesProbs_bn: Argument 'updating' is not 0 (it is 2)\n"
+            "5 5545 CaseRevisesProbs_bn: Argument 'degree' is not a finite number (it is inf)\n"
+            "5 5103 CaseFileRevisesProbs_bn: NULL passed for filespec_ns\n"
+            "5 5110 CaseFileRevisesProbs_bn: NULL passed for the nodelist_bn\n"
+            "5 5539 CaseFileRevisesProbs_bn: Argument 'updating' is not 0 (it is 1)\n");
+  CaseFileRevisesProbs_bn(absent, nodes, 0, 1);
+  EXPECT_EQ(Reports(), "5 2115 CaseFileRevisesProbs_bn: File '" + directory.Path("absent") + "' does not exist\n");
+  ArgumentChecking_ns(23, env);
+  CaseRevisesProbs_bn(nullptr, 0, 1);
+  CaseFileRevisesProbs_bn(absent, nullptr, 0, 1);
+  EXPECT_EQ(RandomCase_bn(nullptr, 0, 1), 0);
+  ArgumentChecking_ns(25, env);
+  FreeFileSpec_ns(absent);
+}
+
+}  // namespace
+}  // namespace bravic::testing
