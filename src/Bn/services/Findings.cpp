@@ -78,7 +78,7 @@ static void PutFinding(UndoRecord* undo, node_bn node, statetype state, double v
 
 void StoreFinding(node_bn node, statetype state, double value, float* likelihood) {
   bool strengthened = (state != UNDEF_STATE && KnowsNothing(*node)) || (likelihood && !HasFinding(*node));
-  PutFinding(NewUndo(UNDO_FINDING, nullptr), node, state, value, likelihood, strengthened);
+  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, strengthened);
 }
 
 static void ChangeFinding(node_bn node, statetype state, double value, float* likelihood, bool strengthened) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "Basic/Random.h"
 #include "Bn/model/Condition.h"
@@ -15,6 +16,8 @@
 namespace bravic {
 
 namespace {
+
+inline constexpr double LEVEL_TOLERANCE = 1e-5;
 
 // One node of the sampling order with what a draw needs at hand.
 struct Step {
@@ -33,12 +36,12 @@ struct SampleOrder {
   Vector<double> values;
 };
 
-Step::Source SourceOf(node_bn node) {
-  if (node->determin) return Step::States;
-  if (node->determinv) return Step::Values;
-  if (!node->probs) return Step::NoTable;
-  Failure failure = MakeProbs(node);
-  return failure ? Step::NoTable : Step::Probs;
+Failure FindSource(node_bn node, Step& step) {
+  step.source = node->determin    ? Step::States
+                : node->determinv ? Step::Values
+                : node->probs     ? Step::Probs
+                                  : Step::NoTable;
+  return step.source == Step::Probs ? MakeProbs(node) : nullptr;
 }
 
 Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
@@ -50,6 +53,7 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     open.pop_back();
     if (node->mark == mark) continue;
     node->mark = mark;
+    node->scratch = -1;
     for (node_bn parent : node->preds)
       if (TagOf(parent) != STUB_TAG) open.push_back(parent);
   }
@@ -59,7 +63,7 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     Step step;
     step.node = node;
     step.numstates = node->numstates;
-    step.source = SourceOf(node);
+    if (Failure failure = FindSource(node, step)) return failure;
     std::size_t stride = 1;
     step.parents.resize(static_cast<std::size_t>(node->preds.num));
     step.stride.resize(step.parents.size());
@@ -77,7 +81,10 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     }
     order.steps.push_back(std::move(step));
   }
-  for (node_bn node : nodes) order.listed.push_back(node->scratch);
+  for (node_bn node : nodes) {
+    if (TagOf(node) == STUB_TAG) return Fail(-2098, "'%s' is no node but the place of a missing parent", node->name);
+    order.listed.push_back(node->scratch);
+  }
   order.states.assign(order.steps.size(), UNDEF_STATE);
   order.values.assign(order.steps.size(), UNDEF_DBL);
   return nullptr;
@@ -104,9 +111,11 @@ double ValueWithin(const bnode& node, statetype state) {
 }
 
 bool IsRejected(const bnode& node, statetype state, double value) {
-  if (node.evidence >= 0 && state != node.evidence && state >= 0) return true;
+  if (state < 0 && (node.evidence >= 0 || node.likelihood)) state = StateOfValue(node, value, LEVEL_TOLERANCE);
+  if (node.evidence >= 0 && state != node.evidence) return true;
   if (node.discrete != DISCRETE && node.value != UNDEF_DBL && value != node.value) return true;
-  if (!node.likelihood || state < 0) return false;
+  if (!node.likelihood) return false;
+  if (state < 0) return true;
   // A likelihood is met with the probability that it gives the state, relative to its largest entry.
   float largest = *std::max_element(node.likelihood, node.likelihood + node.numstates);
   float entry = node.likelihood[state];
@@ -120,7 +129,7 @@ int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
     const std::size_t parent = static_cast<std::size_t>(step.parents[i]);
     statetype state = order.states[parent];
     if (state < 0) {
-      state = StateOfValue(*order.steps[parent].node, order.values[parent], 1e-5);
+      state = StateOfValue(*order.steps[parent].node, order.values[parent], LEVEL_TOLERANCE);
       if (state < 0) return ReportImpossible(step, order);
     }
     row += static_cast<std::size_t>(state) * step.stride[i];
@@ -203,6 +212,13 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
 
 namespace {
 
+bool FileHasText(const char* filename) {
+  std::FILE* file = std::fopen(filename, "rb");
+  const bool hasText = file && std::fgetc(file) != EOF;
+  if (file) std::fclose(file);
+  return hasText;
+}
+
 struct GenerateFile {
   CaseWriter writer;
   Vector<int> columns;  // place in the order of each column, -1 without a node
@@ -213,16 +229,15 @@ Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, 
   AppendPlan plan;
   if (options.append)
     if (Failure failure = PlanAppend(filename, nodes[0]->innet, nodes, &plan)) return failure;
-  if (plan.isCaseFile) {
-    for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
-    for (node_bn node : plan.columns) file.columns.push_back(node ? node->scratch : -1);
-    if (file.writer.Append(filename, plan.columns, plan.withId, plan.withFreq)) return nullptr;
-    return Fail(-2100, "couldn't open file for appending cases '%s'", filename);
-  }
-  file.columns = order.listed;
-  if (file.writer.Create(filename, nodes, options.firstid >= 0, options.freq != 0)) return nullptr;
-  return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", filename)
-                        : Fail(-2079, "Couldn't open file for writing cases '%s'", filename);
+  if (!plan.isCaseFile && options.append && FileHasText(filename))
+    return Fail(-2100, "couldn't open file for appending cases '%.400s'", filename);
+  if (!plan.isCaseFile) plan.columns = NewColumns(nodes, options.firstid >= 0, options.freq != 0);
+  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
+  for (const PlannedColumn& column : plan.columns) file.columns.push_back(column.node ? column.node->scratch : -1);
+  if (plan.isCaseFile ? file.writer.Append(filename, plan.columns) : file.writer.Create(filename, plan.columns))
+    return nullptr;
+  return options.append ? Fail(-2100, "couldn't open file for appending cases '%.400s'", filename)
+                        : Fail(-2079, "Couldn't open file for writing cases '%.400s'", filename);
 }
 
 int WriteDraws(SampleOrder& order, GenerateFile& file, const GenerateOptions& options, WaitScope& wait) {
@@ -295,7 +310,7 @@ extern "C" long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double 
     ReportError(-5541, "argument 'method' is not 0 (it is %d)", method);
     return SAMPLE_ERROR;
   }
-  return RandomCase(Entries(*nodes), maxdraws);
+  return RandomCase(nodes ? Entries(*nodes) : std::span<const node_bn>(), maxdraws);
 }
 
 extern "C" int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
@@ -311,5 +326,6 @@ extern "C" int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, fi
     ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
     return SAMPLE_ERROR;
   }
-  return GenerateCases(Entries(*nodes), file, {numcases, firstid, freq, append != 0});
+  return GenerateCases(nodes ? Entries(*nodes) : std::span<const node_bn>(), file,
+                       {numcases, firstid, freq, append != 0});
 }

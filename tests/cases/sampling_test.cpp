@@ -1,0 +1,314 @@
+// Random cases: how a draw becomes a state, what is thrown away, and files of drawn cases.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "Basic/Random.h"
+#include "Bn/model/Tables.h"
+#include "Bn/services/Sample.h"
+#include "Win_Face/Interaction.h"
+#include "support/files.h"
+#include "support/library.h"
+#include "support/nets.h"
+
+namespace bravic::testing {
+namespace {
+
+constexpr int NONE = -8;
+constexpr char INDICATOR[] = "// ~->[CASE-1]->~\n\n";
+
+class Sampling : public LibraryTest {
+ protected:
+  int Generate(const Net& net, long numcases, long firstid = -1, double freq = 0, bool append = false) {
+    filespec_ns file = FileNamed_ns(Path().c_str(), env);
+    const int code = GenerateCases_bn(GetNetNodes_bn(net.get()), numcases, file, firstid, freq, append);
+    FreeFileSpec_ns(file);
+    return code;
+  }
+  std::string Path() { return directory.Path("drawn.cas"); }
+  std::size_t NumLines() {
+    const std::string text = ReadWhole(Path());
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  }
+  long Draw(const Net& net, double maxdraws = 1) { return RandomCase_bn(GetNetNodes_bn(net.get()), 0, maxdraws); }
+
+  TemporaryDirectory directory;
+};
+
+TEST_F(Sampling, SubtractsProbabilitiesFromTheDraw) {
+  // Every row is met by the draw as it stands: float by float, the first remainder below 0 decides.
+  Net net(NewNet_bn("One", env));
+  node_bn node = AddNode(net, "A", {"a", "b", "c", "d"});
+  std::unique_ptr<RandomState, void (*)(RandomState*)> twin(NewRandomState(5), FreeRandomState);
+  SeedRandom_ns(5, env);
+  Random random(17);
+  int seen[4] = {};
+  for (int i = 0; i < 2000; ++i) {
+    const float u = DrawReal(twin.get());
+    std::vector<float> row;
+    int expected;
+    if (i % 2) {  // the draw falls exactly on the boundary between the first state and the second
+      row = {u, (1 - u) / 2, (1 - u) / 2, 0};
+      expected = 1;
+    } else {
+      row = RandomRow(random, 4, 0.2);
+      float rest = u;
+      for (expected = 0; expected < 3 && !((rest -= row[static_cast<std::size_t>(expected)]) < 0);) ++expected;
+    }
+    SetNodeProbs_bn(node, nullptr, row.data());
+    RetractAllFindings_bn(net.get());
+    ASSERT_EQ(Draw(net), 0);
+    ASSERT_EQ(GetNodeFinding_bn(node), expected) << u;
+    ++seen[expected];
+  }
+  for (int count : seen) EXPECT_GT(count, 50);
+}
+
+TEST_F(Sampling, FollowsFunctionsLevelsAndIntervals) {
+  Net net(NewNet_bn("Sorts", env));
+  node_bn a = AddNode(net, "A", {"low", "high"}, {}, {0.5f, 0.5f});
+  node_bn copy = AddNode(net, "Copy", {"low", "high"}, {"A"});
+  node_bn leveled = AddNode(net, "Leveled", {"one", "ten"}, {"Copy"}, {1, 0, 0, 1});
+  const double levels[] = {1, 10};
+  SetNodeLevels_bn(leveled, 2, levels);
+  node_bn ranged = NewNode_bn("Ranged", 0, net.get());
+  const double bounds[] = {0, 2, 3};
+  SetNodeLevels_bn(ranged, 2, bounds);
+  AddLink_bn(leveled, ranged);
+  SetTable(ranged, {1, 0, 0, 1});
+  node_bn real = NewNode_bn("Real", 0, net.get());
+  SetNodeLevels_bn(real, 2, bounds);
+  AddLink_bn(ranged, real);
+  node_bn last = AddNode(net, "Last", {"x", "y"}, {"Real"}, {1, 0, 0, 1});
+  for (statetype s = 0; s < 2; ++s) {
+    SetNodeFuncValue_bn(copy, &s, s);
+    SetNodeFuncValue_bn(real, &s, s ? 2.5 : 1.5);
+  }
+  ASSERT_EQ(Reports(), "");
+  SeedRandom_ns(3, env);
+  double sum[2] = {}, least[2] = {9, 9}, most[2] = {};
+  int count[2] = {};
+  for (int i = 0; i < 4000; ++i) {
+    RetractAllFindings_bn(net.get());
+    ASSERT_EQ(Draw(net), 0);
+    const int s = GetNodeFinding_bn(a);
+    ASSERT_EQ(GetNodeFinding_bn(copy), s);
+    ASSERT_EQ(GetNodeValue_bn(leveled), levels[s]);
+    ASSERT_EQ(GetNodeFinding_bn(ranged), s);
+    ASSERT_EQ(GetNodeValue_bn(real), s ? 2.5 : 1.5);
+    ASSERT_EQ(GetNodeFinding_bn(last), s);
+    const double value = GetNodeValue_bn(ranged);
+    sum[s] += value;
+    least[s] = std::min(least[s], value);
+    most[s] = std::max(most[s], value);
+    ++count[s];
+  }
+  for (int s = 0; s < 2; ++s) {
+    EXPECT_GE(least[s], bounds[s]);
+    EXPECT_LT(most[s], bounds[s + 1]);
+    EXPECT_LT(least[s], bounds[s] + 0.02);
+    EXPECT_GT(most[s], bounds[s + 1] - 0.02);
+    EXPECT_NEAR(sum[s] / count[s], (bounds[s] + bounds[s + 1]) / 2, 0.05);
+  }
+}
+
+// Draws whose findings hold have the distribution of the findings.
+TEST_F(Sampling, ThrowsAwayWhatDisagreesWithFindings) {
+  Net net = ChestClinic(env);
+  node_bn dysp = Named(net, "dysp"), smoke = Named(net, "smoke"), bronc = Named(net, "bronc");
+  CompileNet_bn(net.get());
+  Observe(net, "dysp", "yes");
+  const float likelihood[] = {0.25f, 1};
+  EnterNodeLikelihood_bn(smoke, likelihood);
+  const double expected = static_cast<double>(Belief(net, "bronc", "yes"));
+  SeedRandom_ns(11, env);
+  nodelist_bn list = NewNodeList_bn(1, env);
+  SetNthNode_bn(list, 0, bronc);
+  AddNodeToList_bn(smoke, list, 1);
+  AddNodeToList_bn(dysp, list, 2);
+  int numYes = 0;
+  constexpr int NUM_DRAWS = 20000;
+  for (int i = 0; i < NUM_DRAWS; ++i) {
+    ASSERT_EQ(RandomCase_bn(list, 0, 1e9), 0);
+    ASSERT_EQ(GetNodeFinding_bn(dysp), 0);
+    numYes += GetNodeFinding_bn(bronc) == 0;
+    RetractNodeFindings_bn(bronc);
+    RetractNodeFindings_bn(smoke);
+    EnterNodeLikelihood_bn(smoke, likelihood);
+  }
+  EXPECT_NEAR(numYes, expected * NUM_DRAWS, 4 * std::sqrt(NUM_DRAWS * expected * (1 - expected)));
+  EXPECT_EQ(GetNodeFinding_bn(Named(net, "lung")), NONE);  // drawn, but not listed
+  FreeNodeList_bn(list);
+}
+
+TEST_F(Sampling, GivesUpAfterTheLastDraw) {
+  Net net(NewNet_bn("Impossible", env));
+  node_bn a = AddNode(net, "A", {"yes", "no"}, {}, {0.5f, 0.5f});
+  node_bn b = AddNode(net, "B", {"yes", "no"}, {"A"}, {0, 1, 0, 1});
+  EnterFinding_bn(b, 0);
+  EXPECT_EQ(Draw(net, 0.99), NO_MORE_CASES);
+  EXPECT_EQ(GetNodeFinding_bn(b), 0);
+  EXPECT_EQ(GetNodeFinding_bn(a), NONE);
+  EXPECT_EQ(Draw(net, -5), NO_MORE_CASES);
+  EXPECT_EQ(GetNodeFinding_bn(a), NONE);
+  SetUndoDepth_bn(5, net.get());
+  EXPECT_EQ(Draw(net, 3.7), NO_MORE_CASES);
+  EXPECT_EQ(GetNodeFinding_bn(b), 1);  // the last draw
+  EXPECT_GE(GetNodeFinding_bn(a), 0);
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(GetNodeFinding_bn(b), 0);
+  EXPECT_EQ(GetNodeFinding_bn(a), NONE);
+  SetUndoDepth_bn(1, net.get());
+}
+
+TEST_F(Sampling, ReportsWhatItCannotDraw) {
+  Net net(NewNet_bn("Lacking", env));
+  node_bn a = AddNode(net, "A", {"yes", "no"}, {}, {0, 1});
+  node_bn b = AddNode(net, "B", {"yes", "no"}, {"A"});
+  EXPECT_EQ(RandomCase_bn(GetNetNodes_bn(net.get()), 1, 1), -1);
+  EXPECT_EQ(RandomCase_bn(nullptr, 0, 1), -1);
+  EXPECT_LT(Draw(net, 5), 0);
+  EXPECT_LT(Generate(net, 5), 0);
+  EXPECT_EQ(Reports(),
+            "5 5541 RandomCase_bn: Argument 'method' is not 0 (it is 1)\n"
+            "5 5110 RandomCase_bn: NULL passed for the nodelist_bn\n"
+            "5 2139 RandomCase_bn: Distribution missing for node 'B'\n"
+            "5 2101 GenerateCases_bn: Distribution missing for node 'B'\n");
+  EXPECT_EQ(ReadWhole(Path()), std::string(INDICATOR) + "A\tB\n");
+  // Of a function, then of probabilities.
+  const statetype no = 1, yes = 0;
+  SetFunctionState(b, &yes, 0);
+  SetFunctionState(b, &no, IMPOS_STATE);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(Draw(net, 5), -11);
+    EXPECT_EQ(Reports(), "5 2102 RandomCase_bn: Parent conditions declared \"impossible\" have occured: A=no\n");
+    if (round > 0) break;
+    const float some[] = {0.5f, 0.5f}, impossible[] = {IMPOS_PROB, IMPOS_PROB};
+    SetNodeProbs_bn(b, &yes, some);
+    SetNodeProbs_bn(b, &no, impossible);
+  }
+  EXPECT_EQ(GetNodeFinding_bn(a), NONE);
+
+  // A cycle counts only where something drawn depends on it.
+  Net cyclic(NewNet_bn("Cyclic", env));
+  AddNode(cyclic, "Free", {"yes", "no"}, {}, {1, 0});
+  AddNode(cyclic, "X", {"yes", "no"});
+  AddNode(cyclic, "Y", {"yes", "no"}, {"X", "Free"});
+  AddLink_bn(Named(cyclic, "Y"), Named(cyclic, "X"));
+  ClearErrors_ns(env, 6);
+  EXPECT_EQ(Draw(cyclic), -1);
+  EXPECT_EQ(Generate(cyclic, 1), -1);
+  EXPECT_EQ(Reports(),
+            "5 5542 RandomCase_bn: Can't generate case because there is a directed cycle in the network\n"
+            "5 2138 GenerateCases_bn: Can't generate cases because there is a directed cycle in the network\n");
+  nodelist_bn list = NewNodeList_bn(1, env);
+  SetNthNode_bn(list, 0, Named(cyclic, "Free"));
+  EXPECT_EQ(RandomCase_bn(list, 0, 1), 0);
+  FreeNodeList_bn(list);
+}
+
+TEST_F(Sampling, WritesFiles) {
+  Net net(NewNet_bn("Sure", env));
+  AddNode(net, "A", {"yes", "no"}, {}, {0, 1});
+  EXPECT_EQ(Generate(net, 2), 0);
+  EXPECT_EQ(ReadWhole(Path()), std::string(INDICATOR) + "A\nno\nno\n");
+  EXPECT_EQ(Generate(net, 2, 5, 0.5), 0);
+  EXPECT_EQ(Generate(net, 1, 0, 0, true), 0);
+  EXPECT_EQ(Generate(net, 1, -1, 2, true), 0);
+  EXPECT_EQ(ReadWhole(Path()),
+            std::string(INDICATOR) + "IDnum\tNumCases\tA\n5\t0.5\tno\n6\t0.5\tno\n0\t1\tno\n-1\t2\tno\n");
+  // Columns of an older file stay; another file is not added to.
+  WriteWhole(Path(), std::string(INDICATOR) + "Other\tA\tNumCases\n");
+  EXPECT_EQ(Generate(net, 1, 3, 0, true), 0);
+  EXPECT_EQ(ReadWhole(Path()), std::string(INDICATOR) + "Other\tA\tNumCases\n*\tno\t1\n");
+  WriteWhole(Path(), "notes\n");
+  EXPECT_EQ(Generate(net, 1, 3, 0, true), -1);
+  EXPECT_EQ(ReadWhole(Path()), "notes\n");
+  EXPECT_EQ(Generate(net, -1), -1);
+  EXPECT_EQ(Generate(net, 1, 0, -1), -1);
+  EXPECT_EQ(Reports(), "5 2100 GenerateCases_bn: Couldn't open file for appending cases '" + Path() +
+                           "'\n5 5546 GenerateCases_bn: Argument 'numcases' is less than 0 (it is -1)\n"
+                           "5 5547 GenerateCases_bn: Argument 'freq' is less than 0 (it is -1)\n");
+}
+
+TEST_F(Sampling, TellsTheShareAccepted) {
+  Net net(NewNet_bn("Coin", env));
+  node_bn a = AddNode(net, "A", {"yes", "no"}, {}, {0.25f, 0.75f});
+  EnterFinding_bn(a, 0);
+  SeedRandom_ns(9, env);
+  EXPECT_EQ(Generate(net, 50), 0);
+  EXPECT_EQ(NumLines(), 53u);
+  // The same draws made here.
+  std::unique_ptr<RandomState, void (*)(RandomState*)> twin(NewRandomState(9), FreeRandomState);
+  int numDraws = 0;
+  for (int accepted = 0; accepted < 50; ++numDraws) accepted += DrawReal(twin.get()) < 0.25f;
+  char ratio[40];
+  std::snprintf(ratio, sizeof ratio, "%g", 5000.0 / numDraws);
+  EXPECT_EQ(Reports(2), "2 2192 GenerateCases_bn: Acceptance ratio = " + std::string(ratio) + "%\n\n");
+  RetractAllFindings_bn(net.get());
+  EXPECT_EQ(Generate(net, 50), 0);
+  EXPECT_EQ(Reports(2), "");
+
+  // Where nobody can be asked, too many rejections cancel; what was written stays.
+  SetNodeProbs_bn(a, nullptr, std::vector<float>{0.001f, 0.999f}.data());
+  EnterFinding_bn(a, 0);
+  EXPECT_EQ(Generate(net, 100), -1);
+  EXPECT_GT(NumLines(), 3u);
+  EXPECT_LT(NumLines(), 50u);
+  EXPECT_EQ(Reports(2), "");
+}
+
+TEST_F(Sampling, StopsWhenTheHostSaysSo) {
+  Net net = ChestClinic(env);
+  SetWaitClock([] {
+    static long seconds = 0;
+    return ++seconds;
+  });
+  SetProgressCallback_ns(
+      [](void*, const char* what, double done, double) { return what[0] == 'G' && done > 0.5 ? 1 : 0; }, nullptr, env);
+  EXPECT_EQ(Generate(net, 100000), -1);
+  SetProgressCallback_ns(nullptr, nullptr, env);
+  SetWaitClock(nullptr);
+  EXPECT_GT(NumLines(), 50000u);
+  EXPECT_LT(NumLines(), 60000u);
+}
+
+// Tables learned from drawn cases: no row may differ from the net's more than chance allows.
+TEST_F(Sampling, IsUndoneByLearning) {
+  Net net = ChestClinic(env);
+  SeedRandom_ns(20, env);
+  ASSERT_EQ(Generate(net, 100000), 0);
+  std::vector<std::vector<float>> tables;
+  for (node_bn node : Nodes(net)) {
+    tables.push_back(GetTable(node));
+    DeleteNodeRelation_bn(node);
+  }
+  BaseExperience_bn = 0;
+  filespec_ns file = FileNamed_ns(Path().c_str(), env);
+  CaseFileRevisesProbs_bn(file, GetNetNodes_bn(net.get()), 0, 1);
+  FreeFileSpec_ns(file);
+  BaseExperience_bn = 1;
+  for (std::size_t i = 0; i < tables.size(); ++i) {
+    node_bn node = Nodes(net)[i];
+    std::vector<node_bn> parents = Nodes(GetNodeParents_bn(node));
+    std::vector<statetype> states(parents.size() + 1, 0);
+    const float* expected = tables[i].data();
+    do {
+      const double n = GetNodeExperience_bn(node, states.data());
+      const float* row = GetNodeProbs_bn(node, states.data());
+      double chiSquare = 0;
+      for (int k = 0; k < NumStates(node) && n > 0; ++k) {
+        const double p = static_cast<double>(expected[k]), difference = static_cast<double>(row[k]) - p;
+        if (p == 0)
+          EXPECT_EQ(row[k], 0);
+        else
+          chiSquare += n * difference * difference / p;
+      }
+      EXPECT_LT(chiSquare, 12.1) << GetNodeName_bn(node);  // 0.05 % with one degree of freedom
+      expected += NumStates(node);
+    } while (NextConfiguration(parents, states));
+  }
+}
+
+}  // namespace
+}  // namespace bravic::testing
