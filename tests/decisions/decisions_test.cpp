@@ -415,6 +415,22 @@ TEST_F(DecisionsTest, WhatCannotBeAbsorbedSaysWhy) {
 // The n-th request to the heap fails, for every n: the policies are found all the same or the net is as it was.
 int requestsLeft;
 
+TEST_F(DecisionsTest, LeavesALinkAsItIsWithoutMemoryForItsTables) {
+  Net net(NewNet_bn("Wide", env));
+  node_bn cause = NewNode_bn("cause", 50, net.get()), effect = NewNode_bn("effect", 60, net.get());
+  AddLink_bn(cause, effect);
+  const std::vector<float> flat(60, 1.0f / 60);
+  const statetype every = EVERY_STATE;
+  SetNodeProbs_bn(cause, nullptr, std::vector<float>(50, 0.02f).data());
+  SetNodeProbs_bn(effect, &every, flat.data());
+  SetHeapGate([](std::size_t nbytes) { return nbytes < 10000; });
+  EXPECT_EQ(ReverseLink_bn(cause, effect), -2);
+  SetHeapGate(nullptr);
+  EXPECT_EQ(Reports(), "5 2267 ReverseLink_bn: Probability table removed due to lack of memory\n");
+  EXPECT_EQ(Nodes(GetNodeParents_bn(effect)), std::vector<node_bn>{cause});
+  EXPECT_TRUE(HasRelation_bn(cause) && HasRelation_bn(effect));
+}
+
 TEST_F(DecisionsTest, FailingAllocationsLeaveTheNetWhole) {
   Net net = ReadExample("oil_wildcatter.dne");
   const std::string before = FileText(net);

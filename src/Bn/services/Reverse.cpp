@@ -240,17 +240,19 @@ int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParent
   Relation newParent, newChild;
   Block<float> childTable, parentTable;
   long long rows = NumConfigurations(united);
-  if (a.table && b.table && rows > 0) {
+  if (a.table && b.table && rows != 0) {
     if (sortParents) std::copy(united.begin(), united.end(), parentsOfParent.begin());
-    std::size_t childSize = static_cast<std::size_t>(rows) * static_cast<std::size_t>(b.numstates);
-    std::size_t parentSize = childSize * static_cast<std::size_t>(a.numstates);
     // With a utility node among its parents the parent's rows cannot be indexed, so it keeps no table.
-    bool wanted = !dropParentTable && !b.utility;
-    childTable = TryMakeBlock<float>(childSize);
-    if (wanted) parentTable = TryMakeBlock<float>(parentSize);
+    const bool wanted = !dropParentTable && !b.utility;
+    constexpr double MAX_ENTRIES = 0x1p60;
+    const bool countable = rows > 0 && static_cast<double>(rows) * b.numstates * a.numstates < MAX_ENTRIES;
+    if (countable) {
+      const std::size_t childSize = static_cast<std::size_t>(rows) * static_cast<std::size_t>(b.numstates);
+      childTable = TryMakeBlock<float>(childSize);
+      if (wanted) parentTable = TryMakeBlock<float>(childSize * static_cast<std::size_t>(a.numstates));
+    }
     if (!childTable || (wanted && !parentTable)) {
-      Post(FailMemory(-2267, static_cast<double>(childSize + (wanted ? parentSize : 0)) * sizeof(float),
-                      "to reverse a link"));
+      ReportError(-2267, "probability table removed due to lack of memory");
       return REVERSAL_NO_MEMORY;
     }
     MakeTables(parent, child, a, b, united, childTable.get(), parentTable.get());
