@@ -34,6 +34,20 @@ bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull
   return true;
 }
 
+// An entry of a vector of parent states that is not allowed there.
+struct StateFault {
+  const bnode& child;
+  const bnode& parent;
+  statetype state;
+  int position;
+};
+
+bool Refuse(int number, const StateFault& fault, const char* what) {
+  ReportError(number, "vector of states (for parents of '%s') contains %s (%d) for node '%s' at position %d",
+              fault.child.name, what, fault.state, fault.parent.name, fault.position);
+  return false;
+}
+
 }  // namespace
 
 bool NetCall::Check(net_bn net) {
@@ -170,15 +184,11 @@ bool NetCall::CheckParentStates(node_bn node, const statetype* parentstates, uns
                   node->name, state, i, parent.name, parent.numstates);
       return false;
     }
-    const bool special = state == UNDEF_STATE || state == IMPOS_STATE || state == EVERY_STATE;
-    const int number = state == UNDEF_STATE ? -5125 : state == IMPOS_STATE ? -5127 : special ? -5136 : -5129;
-    const char* what = state == UNDEF_STATE   ? "an undefined entry"
-                       : state == IMPOS_STATE ? "an \"impossible condition\" indicator"
-                       : special              ? "an \"wildcard\" indicator"
-                                              : "a negative entry";
-    ReportError(number, "vector of states (for parents of '%s') contains %s (%d) for node '%s' at position %d",
-                node->name, what, state, parent.name, i);
-    return false;
+    const StateFault fault{*node, parent, state, i};
+    if (state == UNDEF_STATE) return Refuse(-5125, fault, "an undefined entry");
+    if (state == IMPOS_STATE) return Refuse(-5127, fault, "an \"impossible condition\" indicator");
+    if (state == EVERY_STATE) return Refuse(-5136, fault, "an \"wildcard\" indicator");
+    return Refuse(-5129, fault, "a negative entry");
   }
   return true;
 }
