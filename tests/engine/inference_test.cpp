@@ -266,6 +266,73 @@ TEST_F(InferenceTest, StampMovesWithEveryChangeAndOnlyThen) {
   EXPECT_NE(inference.Stamp(), stamp);
 }
 
+int requestsGranted = 0;
+bool GrantSome(std::size_t nbytes) {
+  return nbytes < 1000 || requestsGranted-- > 0;
+}
+
+TEST_F(InferenceTest, FailsCleanlyAtAnyRequestForATable) {
+  // Every table is larger than what the gate lets pass without counting.
+  const std::vector<float> prior(400, 1.0f / 400), step(160000, 1.0f / 400);
+  const Model model = ChainModel(4, prior, step);
+  const Compiled compiled(model);
+  Inference& inference = *compiled.inference;
+  const std::size_t used = MemoryUsed();
+  Status status = Status::NoMemory;
+  int granted = 0;
+  for (; status == Status::NoMemory && granted < 20; ++granted) {
+    requestsGranted = granted;
+    SetHeapGate(GrantSome);
+    int failed = -1;
+    status = inference.AllocatePotentials(&failed);
+    SetHeapGate(nullptr);
+    EXPECT_EQ(failed >= 0, status == Status::NoMemory);
+    if (status != Status::NoMemory) break;
+    EXPECT_EQ(MemoryUsed(), used);
+    EXPECT_EQ(inference.Propagate(), Status::NoMemory);
+  }
+  EXPECT_EQ(granted, 5) << "three cliques and two separators";
+  ASSERT_EQ(status, Status::Done);
+  ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+  EXPECT_EQ(inference.Propagate(), Status::Done);
+  EXPECT_NEAR(inference.Probability(), 1, 1e-6);
+}
+
+TEST_F(InferenceTest, ReadsSeparatorsOfAnySize) {
+  // Two cliques that share two nodes of 300 states.
+  Model model;
+  model.numstates = {300, 300, 2, 2};
+  model.parents = {{}, {}, {0, 1}, {0, 1}};
+  model.children = {{2, 3}, {2, 3}, {}, {}};
+  Random random(3);
+  model.tables.resize(4);
+  for (int i = 0; i < 4; ++i) RandomTable(model, i, random, 0);
+  const Compiled compiled(model);
+  Inference& inference = *compiled.inference;
+  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+  ASSERT_EQ(inference.FillPotentials([&](int i) { return model.Table(i); }), Status::Done);
+  for (int round = 0; round < 4; ++round) {
+    Findings findings(4);
+    inference.ClearFinding(0);
+    inference.SetState(2, round % 2);
+    findings[2] = {round % 2 == 0 ? 1.0 : 0.0, round % 2 == 0 ? 0.0 : 1.0};
+    if (round == 3) {
+      inference.SetState(0, 7);
+      findings[0].assign(300, 0.0);
+      findings[0][7] = 1;
+    }
+    const Joint joint = Enumerate(model, findings);
+    std::vector<std::vector<float>> beliefs;
+    for (int states : model.numstates) beliefs.emplace_back(static_cast<std::size_t>(states));
+    ASSERT_EQ(inference.Propagate(), Status::Done);
+    EXPECT_NEAR(inference.Probability(), joint.total, 1e-6 * joint.total);
+    ASSERT_TRUE(inference.AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }));
+    for (std::size_t i = 0; i < 4; ++i)
+      for (std::size_t k = 0; k < beliefs[i].size(); ++k)
+        ASSERT_NEAR(beliefs[i][k], joint.marginals[i][k] / joint.total, 1e-6);
+  }
+}
+
 TEST_F(InferenceTest, RefusesATableTooLarge) {
   Model model;
   for (int i = 0; i < 5; ++i) {

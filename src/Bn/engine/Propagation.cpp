@@ -198,7 +198,7 @@ bool Scale(const Number* entries, std::size_t size, float* to, int* exponent, do
   return true;
 }
 
-// entries[i] /= against[offset(i)], 0 where that is 0; answers whether any was.
+// Each entry divided by its counterpart, 0 where that is 0; answers whether any was.
 template <class Number>
 bool Divide(Number* entries, std::size_t size, const float* against) {
   bool zero = false;
@@ -231,16 +231,13 @@ bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide,
   if (divide) {
     const Message& against = messages[At(m ^ 1)];
     message.exponent -= against.exponent;
-    const float* divisors = against.probs;
-    if (against.numFixed < numFixed) {
-      // The part of it that agrees with the findings.
-      slice.clear();
-      slice.reserve(size);
-      ForEachFree(separator.variables, against.fixedAt,
-                  [&](std::size_t index) { slice.push_back(against.probs[index]); });
-      divisors = slice.data();
-    }
-    message.rests = target.wide ? Divide(target.wide, size, divisors) : Divide(target.narrow, size, divisors);
+    if (against.numFixed == numFixed)
+      message.rests =
+          target.wide ? Divide(target.wide, size, against.probs) : Divide(target.narrow, size, against.probs);
+    else if (target.wide)
+      message.rests = DivideSlice(target.wide, separator.variables, against);
+    else
+      message.rests = DivideSlice(target.narrow, separator.variables, against);
   }
   int exponent = 0;
   double least = 1;
@@ -367,14 +364,56 @@ bool Inference::Impl::MarginalOf(const double* table, std::span<const int> varia
   return Normalize(marginal.data(), to);
 }
 
+// The same without room for the separator's belief: a pass over one message with the other as factor.
+bool Inference::Impl::ReadLargeSeparator(int s, std::span<const int> nodes, const BeliefPlace& out) {
+  const SeparatorState& separator = separators[At(s)];
+  bool good = true;
+  for (int node : nodes) {
+    float* belief = out(node);
+    if (!belief || findings[At(node)].state != FREE) continue;
+    PassShape shape;
+    int axes = 0;
+    for (int v : separator.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;
+    shape.Clear(axes);
+    const float* tables[2];
+    for (int way = 0; way < 2; ++way) {
+      const Message& message = messages[2 * At(s) + At(way)];
+      int* strides = way == 0 ? shape.Strides(0) : shape.AddFactor();
+      tables[way] = message.probs;
+      int stride = 1;
+      for (std::size_t k = separator.variables.size(); k-- > 0;) {
+        const int v = separator.variables[k];
+        if (message.fixedAt[k] != FREE) continue;
+        if (axisOf[At(v)] == FREE) {
+          tables[way] += findings[At(v)].state * stride;
+        } else {
+          strides[axisOf[At(v)]] = stride;
+          shape.sizes[At(axisOf[At(v)])] = numstates[At(v)];
+        }
+        stride *= numstates[At(v)];
+      }
+    }
+    shape.AddTarget()[axisOf[At(node)]] = 1;
+    PassPlan plan;
+    MakePlan(shape, &plan);
+    if (arena.size() < plan.arena) arena.resize(plan.arena);
+    marginal.assign(At(numstates[At(node)]), 0.0);
+    const PassTarget target{marginal.data(), nullptr};
+    RunPlan(plan, *kernels, tables[0], tables + 1, &target, arena.data(), maximize);
+    good &= Normalize(marginal.data(), {belief, marginal.size()});
+  }
+  return good;
+}
+
 // Both messages are valid: their product is the separator's belief.
 bool Inference::Impl::ReadSeparator(int s, std::span<const int> nodes, const BeliefPlace& out) {
   const SeparatorState& separator = separators[At(s)];
   const Message& one = messages[2 * At(s)];
   const Message& other = messages[2 * At(s) + 1];
+  const std::size_t size = FreeSize(separator.variables);
+  if (size > WIDE_TARGET) return ReadLargeSeparator(s, nodes, out);
   int numKnown = 0;
   for (int v : separator.variables) numKnown += findings[At(v)].state != FREE;
-  const std::size_t size = FreeSize(separator.variables);
   joint.resize(size);
   std::size_t i = 0;
   if (one.numFixed == numKnown)

@@ -140,7 +140,7 @@ struct Inference::Impl {
   Vector<PassTarget> targets;
   Vector<Vector<double>> sums;
   Vector<double> joint, marginal;
-  Vector<float> slice, fillTables;
+  Vector<float> fillTables;
   PassShape fillShape;
   PassPlan fillPlan;
   Vector<int> outward, path, cursor, work, cameFrom, outgoing, axisOf;
@@ -182,6 +182,7 @@ struct Inference::Impl {
   std::size_t FreeSize(std::span<const int> variables) const;
   Outcome Sweep(int clique, int source, const BeliefPlace& out);
   bool ReadSeparator(int separator, std::span<const int> nodes, const BeliefPlace& out);
+  bool ReadLargeSeparator(int separator, std::span<const int> nodes, const BeliefPlace& out);
   bool MarginalOf(const double* table, std::span<const int> variables, int node, std::span<float> to);
   bool Normalize(const double* from, std::span<float> to) const;
   bool WidePass(int clique, int exceptLink, std::span<const int> variables, Block<WideNumber>* to);
@@ -220,6 +221,20 @@ struct Inference::Impl {
         at[k] = 0;
       }
     }
+  }
+
+  // Entries over what is free of the variables, each divided by its counterpart in a message that leaves more free;
+  // 0 where that is 0. Answers whether any was.
+  template <class Number>
+  bool DivideSlice(Number* entries, std::span<const int> variables, const Message& against) const {
+    bool zero = false;
+    ForEachFree(variables, against.fixedAt, [&](std::size_t index) {
+      const float divisor = against.probs[index];
+      zero |= divisor == 0;
+      *entries = divisor == 0 ? 0 : *entries / static_cast<Number>(divisor);
+      ++entries;
+    });
+    return zero;
   }
 };
 
