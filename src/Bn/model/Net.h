@@ -27,7 +27,9 @@ Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span
 void DeleteNode(node_bn node);  // group 5010: children keep a placeholder
 Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_bn* copies);
 
-node_bn FindNode(net_bn net, const char* name);   // NULL when there is none
+node_bn FindInTable(const NameTable& table, const char* name);  // NULL when there is none
+void EnterInTable(NameTable& table, node_bn node);              // whose name no node of the table has
+node_bn FindNode(net_bn net, const char* name);                 // NULL when there is none
 void RenameInTable(node_bn node, char* newname);  // takes the new name, frees nothing; keeps the name table right
 void EnterNodeName(net_bn net, node_bn node);
 void RemoveNodeName(net_bn net, node_bn node);

@@ -99,19 +99,25 @@ void CountUp(net_bn net, std::string_view stem, long number, char* buffer) {
 
 }  // namespace
 
-node_bn FindNode(net_bn net, const char* name) {
-  const NameTable& table = net->names;
+node_bn FindInTable(const NameTable& table, const char* name) {
   return name && table.size ? table.slots[FindSlot(table, name, HashOf(name))].node : nullptr;
 }
 
-void EnterNodeName(net_bn net, node_bn node) {
-  NameTable& table = net->names;
+void EnterInTable(NameTable& table, node_bn node) {
   if (2 * (table.num + 1) > table.size) Grow(table);
   const unsigned hash = HashOf(node->name);
   NameSlot& slot = table.slots[FindSlot(table, node->name, hash)];
   if (!BRAVIC_ASSERT_TEXT(!slot.node, "nn != -1")) return;
   slot = {hash, node};
   ++table.num;
+}
+
+node_bn FindNode(net_bn net, const char* name) {
+  return FindInTable(net->names, name);
+}
+
+void EnterNodeName(net_bn net, node_bn node) {
+  EnterInTable(net->names, node);
 }
 
 void RemoveNodeName(net_bn net, node_bn node) {

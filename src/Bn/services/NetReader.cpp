@@ -296,7 +296,7 @@ void FinishEntry(NetReader& reader, NodeEntry& entry) {
 bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement& at) {
   for (int i = 0; i < range.count; i++) {
     const std::string_view word = reader.words[static_cast<std::size_t>(range.first + i)];
-    const node_bn found = FindEntry(reader, word, 0);
+    const node_bn found = FindEntry(reader, word);
     if (found && !found->isdefine && TagOf(found) == BNODE_TAG) continue;
     if (found && found->isdefine) {
       ReadError(reader, -1077, "a DEFINED %s '%s' appears in the `%s` list of %s '%s', line %ld", format::NODE_WORD,
@@ -337,7 +337,7 @@ void SetElimOrder(NetReader& reader) {
   if (!reader.hasElimOrder || !CheckNames(reader, reader.elimOrder, reader.elimOrderAt, at)) return;
   nodelist_rec order;
   for (int i = 0; i < reader.elimOrder.count; i++) {
-    Append(order, FindEntry(reader, reader.words[static_cast<std::size_t>(reader.elimOrder.first + i)], 0));
+    Append(order, FindEntry(reader, reader.words[static_cast<std::size_t>(reader.elimOrder.first + i)]));
   }
   if (CheckElimOrder(reader, order, at)) SetNetElimOrder(reader.net, &order);
   ClearList(order);
@@ -399,8 +399,8 @@ void FreeBlock(NetReader& reader) {
   reader.entries.clear();
   FreeNet(reader.net);
   reader.net = nullptr;
-  if (reader.table) FreeSymbolTable(reader.table);
-  reader.table = nullptr;
+  Free(reader.names.slots);
+  reader.names = {};
 }
 
 void ReadNetBlock(NetReader& reader) {
@@ -412,7 +412,6 @@ void ReadNetBlock(NetReader& reader) {
     return AbandonStatement(reader);
   }
   reader.net = NewNetRecord(name, currentEnviron);
-  reader.table = NewSymbolTable(211, "names of a net file", true, true, 0.5, 2.0);
   reader.words.clear();
   std::fill(std::begin(reader.stated), std::end(reader.stated), false);
   reader.hasElimOrder = false;

@@ -8,14 +8,10 @@
 #pragma once
 
 #include "Basic/InputChannel.h"
-#include "Basic/SymbolTable.h"
 #include "Bn/model/Net.h"
 #include "Bn/services/NetFormat.h"
 
 namespace bravic {
-
-// Kinds of names in the reader's table.
-enum NameKind : int { NODE_ENTRY = 1, PARAM_ENTRY, DEFINE_ENTRY };
 
 struct NameRange {
   int first = 0, count = 0;  // in NetReader::words
@@ -53,7 +49,7 @@ struct NetReader {
   // The net block at hand.
   net_bn net = nullptr;  // owned
   Vector<NodeEntry> entries;
-  SymbolTable* table = nullptr;    // names of all entries; the value is the node
+  NameTable names;                 // of all entries
   Vector<std::string_view> words;  // names of lists that are resolved later, in the channel's text
   bool stated[NUM_NET_FIELDS] = {};
   NameRange elimOrder;
@@ -113,7 +109,7 @@ void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine);
 bool LinkParents(NetReader& reader, NodeEntry& entry, bool final);
 void ReadInputs(NetReader& reader, NodeEntry& entry);
 void InheritRelation(NodeEntry& entry);  // tables and link names, once all parents are linked
-node_bn FindEntry(const NetReader& reader, std::string_view word, int kind);  // kind 0: any
+node_bn FindEntry(const NetReader& reader, std::string_view word);
 
 // TableReader.cpp. The channel stands behind the "=", the node's parents are linked. On success the node owns the
 // table and the channel stands before the statement's ";".

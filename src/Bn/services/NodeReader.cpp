@@ -344,8 +344,8 @@ bool ReadInherits(NetReader& reader, bnode& node, const char* keyword) {
   for (;;) {
     const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
     if (!word.empty()) {
-      node_bn define = FindEntry(reader, word, DEFINE_ENTRY);
-      if (!define) {
+      node_bn define = FindEntry(reader, word);
+      if (!define || !define->isdefine) {
         ReadError(reader, -1047,
                   "declaration of %s '%s' tries to inherit from %s '%.*s' before it is defined, on line %ld", keyword,
                   node.name, format::NODE_WORD, QuoteLength(word), word.data(), LineNow(reader));
@@ -378,7 +378,7 @@ node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam) {
   }
   char name[MAX_NAME_LEN + 1];
   if (!ReadBlockName(reader, format::NET_WORD, reader.net->name, name)) return nullptr;
-  if (FindEntry(reader, name, 0)) {
+  if (FindEntry(reader, name)) {
     ReadError(reader, -1012, "duplicate %s name '%s' of %s '%s', line %ld", keyword, name, format::NET_WORD,
               reader.net->name, LineNow(reader));
     return nullptr;
@@ -414,10 +414,10 @@ bool LinkFault(NetReader& reader, const NodeEntry& entry, std::string_view word,
 
 }  // namespace
 
-node_bn FindEntry(const NetReader& reader, std::string_view word, int kind) {
+node_bn FindEntry(const NetReader& reader, std::string_view word) {
   char name[MAX_NAME_LEN + 1];
   LegalName(word, name);
-  return static_cast<node_bn>(FindValue(reader.table, name, kind));
+  return FindInTable(reader.names, name);
 }
 
 void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine) {
@@ -426,7 +426,7 @@ void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine) {
   node_bn node = ReadHead(reader, keyword, isparam);
   if (!node) return AbandonStatement(reader);
   node->isdefine = isdefine;
-  InsertName(reader.table, node->name, isdefine ? DEFINE_ENTRY : isparam ? PARAM_ENTRY : NODE_ENTRY, node, false);
+  EnterInTable(reader.names, node);
   reader.entries.push_back({});
   NodeEntry& entry = reader.entries.back();
   entry.node = node;
@@ -452,7 +452,7 @@ bool LinkParents(NetReader& reader, NodeEntry& entry, bool final) {
   bool known = true;
   for (std::size_t i = 0; i < count && known; i++) {
     const std::string_view word = reader.words[static_cast<std::size_t>(entry.parents.first) + i];
-    family[i] = FindEntry(reader, word, 0);
+    family[i] = FindEntry(reader, word);
     if (!family[i]) {
       known = final && LinkFault(reader, entry, word, NODE_FIELD_NAMES[NODE_PARENTS], entry.parentsAt);
     } else if (family[i]->isdefine && final) {
