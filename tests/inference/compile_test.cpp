@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Basic/Memory.h"
+#include "Win_Face/Interaction.h"
 #include "support/library.h"
 #include "support/nets.h"
 
@@ -110,6 +111,51 @@ TEST_F(Compiling, HaltsTheSearchWhenTheHostAsks) {
   SetProgressCallback_ns(nullptr, nullptr, env);
   EXPECT_GE(calls, 1);
   EXPECT_EQ(Order(net).size(), 60u);
+}
+
+long clockNow;
+
+// Halts the operation of that name.
+int BRAVIC_CALL HaltNamed(void* name, const char* what, double, double) {
+  return std::string(what) == static_cast<const char*>(name);
+}
+
+class HaltedCompiling : public Compiling {
+ protected:
+  void SetUp() override {
+    Compiling::SetUp();
+    clockNow = 0;
+    SetWaitClock([] { return ++clockNow; });
+  }
+  void TearDown() override {
+    SetWaitClock(nullptr);
+    Compiling::TearDown();
+  }
+};
+
+TEST_F(HaltedCompiling, GoesOnWithTheOrderFoundSoFar) {
+  Net net = ChestClinic(env);
+  char what[] = "Finding Elimination Order";
+  SetProgressCallback_ns(HaltNamed, what, env);
+  CompileNet_bn(net.get());
+  SetProgressCallback_ns(nullptr, nullptr, env);
+  EXPECT_EQ(Reports(),
+            "4 2295 CompileNet_bn: Resulting elimination order will be poor because only 1 nodes of it were found "
+            "before action was halted.\n\n");
+  EXPECT_EQ(Order(net), Names({"asia", "tub", "smoke", "lung", "either", "xray", "bronc", "dysp"}));
+  EXPECT_NEAR(Belief(net, "dysp", "yes"), 0.4359706, 1e-6);
+}
+
+TEST_F(HaltedCompiling, LeavesNothingAndCanBeDoneAgain) {
+  Net net = ChestClinic(env);
+  char what[] = "Compiling net";
+  SetProgressCallback_ns(HaltNamed, what, env);
+  CompileNet_bn(net.get());
+  SetProgressCallback_ns(nullptr, nullptr, env);
+  EXPECT_EQ(Reports(), "5 2074 CompileNet_bn: Compiling aborted\n");
+  EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
+  CompileNet_bn(net.get());
+  EXPECT_NEAR(Belief(net, "dysp", "yes"), 0.4359706, 1e-6);
 }
 
 TEST_F(Compiling, RefusesWhatIsNoBeliefNet) {
