@@ -218,12 +218,23 @@ unsigned long long Inference::Stamp() const {
 }
 
 double Inference::Bytes() const {
-  double entries = 0;
-  if (impl_->allocated) {
-    for (const CliqueState& clique : impl_->cliques) entries += static_cast<double>(clique.size);
-    for (const SeparatorState& separator : impl_->separators) entries += 2 * static_cast<double>(separator.size);
+  double bytes = 0;
+  auto addPasses = [&](const PassCache& cache) {
+    for (const PreparedPass& pass : cache.passes)
+      bytes += static_cast<double>(
+          sizeof pass + pass.plan.tables.size() * sizeof(PassPlan::Table) +
+          (pass.plan.pool.size() + pass.plan.prefixStrides.size() + pass.shape.strides.size()) * sizeof(int));
+  };
+  for (const CliqueState& clique : impl_->cliques) {
+    if (impl_->allocated) bytes += static_cast<double>(clique.size) * sizeof(float);
+    addPasses(clique.sweep);
+    addPasses(clique.read);
+    for (const Link& link : clique.links) addPasses(link.send);
   }
-  return entries * sizeof(float);
+  if (impl_->allocated)
+    for (const SeparatorState& separator : impl_->separators)
+      bytes += 2 * static_cast<double>(separator.size) * sizeof(float);
+  return bytes;
 }
 
 }  // namespace bravic::engine

@@ -612,16 +612,17 @@ bool Inference::FamilyMarginal(int node, std::span<float> out) {
   std::fill(out.begin(), out.end(), 0.0f);
   if (Propagate() != Status::Done) return false;
   const int c = impl.tree->home[At(node)];
-  Vector<int> family(impl.parents[At(node)].begin(), impl.parents[At(node)].end());
+  Vector<int>& family = impl.family;
+  family.assign(impl.parents[At(node)].begin(), impl.parents[At(node)].end());
   family.push_back(node);
   if (!impl.wide) impl.wide = impl.Collect(c) != Outcome::GOOD;
   const double* sums = impl.wide ? impl.WideSumOnto(c, family) : impl.SumOnto(c, -2 - node, family);
   if (!sums) return false;
   // The sums are dense over the free variables; the rest of the table stays 0.
-  Vector<float> normalized(impl.FreeSize(family));
-  const bool good = impl.Normalize(sums, normalized);
+  impl.normalized.resize(impl.FreeSize(family));
+  const bool good = impl.Normalize(sums, impl.normalized);
   std::size_t i = 0;
-  impl.ForEachFree(family, {}, [&](std::size_t index) { out[index] = normalized[i++]; });
+  impl.ForEachFree(family, {}, [&](std::size_t index) { out[index] = impl.normalized[i++]; });
   return good;
 }
 

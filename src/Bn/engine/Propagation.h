@@ -140,7 +140,8 @@ struct Inference::Impl {
   Vector<PassTarget> targets;
   Vector<Vector<double>> sums;
   Vector<double> joint, marginal;
-  Vector<float> fillTables;
+  Vector<float> fillTables, normalized;
+  Vector<int> family;
   PassShape fillShape;
   PassPlan fillPlan;
   Vector<int> outward, path, cursor, work, cameFrom, outgoing, axisOf;
