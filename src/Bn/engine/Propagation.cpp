@@ -612,7 +612,7 @@ bool Inference::FamilyMarginal(int node, std::span<float> out) {
   std::fill(out.begin(), out.end(), 0.0f);
   if (Propagate() != Status::Done) return false;
   const int c = impl.tree->home[At(node)];
-  Vector<int>& family = impl.family;
+  Vector<int>& family = impl.familyNodes;
   family.assign(impl.parents[At(node)].begin(), impl.parents[At(node)].end());
   family.push_back(node);
   if (!impl.wide) impl.wide = impl.Collect(c) != Outcome::GOOD;

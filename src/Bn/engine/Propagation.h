@@ -141,7 +141,7 @@ struct Inference::Impl {
   Vector<Vector<double>> sums;
   Vector<double> joint, marginal;
   Vector<float> fillTables, normalized;
-  Vector<int> family;
+  Vector<int> familyNodes;
   PassShape fillShape;
   PassPlan fillPlan;
   Vector<int> outward, path, cursor, work, cameFrom, outgoing, axisOf;
