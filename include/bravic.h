@@ -489,7 +489,8 @@ BRAVIC_API long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double 
 
 /* Turns the link around, keeping the joint distribution: both nodes end up with the parents of both. The host must
    see to it that the link exists and that no cycle arises.
-   Answers 0; -2 when memory ran out. 2145 and 2147 warn that tables were lost because one was missing. */
+   Answers 0; -2 when memory ran out (2267), -1 for nodes of two nets (2016), both with nothing changed. 2145 and
+   2147 warn that tables were lost because one was missing. */
 BRAVIC_API int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child);
 
 /* Gives every decision node of the net the function table that makes the expected utility largest. nodes: any nodes

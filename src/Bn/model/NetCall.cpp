@@ -13,6 +13,11 @@ bool Passes(Failure failure) {
   return false;
 }
 
+// A node that was deleted is kept for undo, but belongs to no net.
+bool IsNodeOrStub(node_bn node) {
+  return IsLiveBlock(node) && (TagOf(node) == BNODE_TAG || TagOf(node) == STUB_TAG) && node->innet;
+}
+
 bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull) {
   node_bn node = list.ar[index];
   if (!node) {
@@ -20,7 +25,7 @@ bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull
     ReportError(-5120, "node list passed contains a NULL (entry %d)", index);
     return false;
   }
-  if (TagOf(node) != BNODE_TAG && TagOf(node) != STUB_TAG) {
+  if (!IsNodeOrStub(node)) {
     char ordinal[24];
     ReportError(-5145, "node list passed contains a damaged or freed node (the %s one)", Ordinal(index, ordinal));
     return false;
@@ -28,7 +33,7 @@ bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull
   if (!*net) *net = node->innet;
   if (node->innet != *net) {
     ReportError(-5121, "node list passed contains nodes from 2 different nets ('%s' and '%s')", (*net)->name,
-                node->innet ? node->innet->name : "");
+                node->innet->name);
     return false;
   }
   return true;
@@ -56,7 +61,7 @@ bool NetCall::Check(net_bn net) {
     ReportError(-5104, "NULL passed for net_bn");
     return false;
   }
-  if (TagOf(net) != BNET_TAG) {
+  if (!IsLiveBlock(net) || TagOf(net) != BNET_TAG) {
     ReportError(-5143, "damaged or freed net_bn passed");
     return false;
   }
@@ -69,7 +74,7 @@ bool NetCall::CheckAnyNode(node_bn node) {
     ReportError(-5105, "NULL passed for node_bn");
     return false;
   }
-  if (TagOf(node) != BNODE_TAG && TagOf(node) != STUB_TAG) {
+  if (!IsNodeOrStub(node)) {
     ReportError(-5144, "damaged or freed node_bn passed");
     return false;
   }
@@ -77,11 +82,10 @@ bool NetCall::CheckAnyNode(node_bn node) {
 }
 
 bool NetCall::Check(node_bn node) {
-  if (Basic() && node && TagOf(node) == STUB_TAG) {
-    ReportError(-5138, "parent placeholder (disconnected) node passed for node_bn");
-    return false;
-  }
-  return CheckAnyNode(node);
+  if (!CheckAnyNode(node)) return false;
+  if (!Basic() || TagOf(node) != STUB_TAG) return true;
+  ReportError(-5138, "parent placeholder (disconnected) node passed for node_bn");
+  return false;
 }
 
 bool NetCall::Check(nodelist_bn list, unsigned allow) {
@@ -121,6 +125,12 @@ bool NetCall::CheckNameUnused(const char* name, net_bn net, node_bn except) {
   node_bn user = FindNode(net, name);
   if (!user || user == except) return true;
   ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, net->name);
+  return false;
+}
+
+bool NetCall::CheckSameNet(node_bn parent, node_bn child) {
+  if (!Basic() || parent->innet == child->innet) return true;
+  ReportError(-2016, "New parents are not a list of nodes from node's net");
   return false;
 }
 

@@ -344,15 +344,10 @@ bool IsAncestor(node_bn ancestor, node_bn node) {
 
 using namespace bravic;
 
-static bool CheckSameNet(node_bn parent, node_bn child) {
-  if (!NetCall::Basic() || parent->innet == child->innet) return true;
-  ReportError(-2016, "New parents are not a list of nodes from node's net");
-  return false;
-}
-
 int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child) {
   NetCall call("AddLink_bn");
-  if (!call.HasReserve(-5134) || !call.Check(parent) || !call.Check(child) || !CheckSameNet(parent, child)) return -1;
+  if (!call.HasReserve(-5134) || !call.Check(parent) || !call.Check(child) || !call.CheckSameNet(parent, child))
+    return -1;
   return AddLink(parent, child);
 }
 
@@ -365,6 +360,6 @@ int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child) {
 void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent) {
   NetCall call("SwitchNodeParent_bn");
   if (!call.HasReserve(-5135) || !call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return;
-  if (!call.Check(newparent) || !CheckSameNet(newparent, child)) return;
+  if (!call.Check(newparent) || !call.CheckSameNet(newparent, child)) return;
   if (Failure failure = SwitchParent(linkindex, child, newparent)) Post(std::move(failure));
 }

@@ -280,7 +280,9 @@ using namespace bravic;
 
 extern "C" int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
   NetCall call("ReverseLink_bn");
-  if (!call.HasReserve(-5135) || !call.Check(parent) || !call.Check(child)) return -1;
+  if (!call.HasReserve(-5135) || !call.Check(parent) || !call.Check(child) || !call.CheckSameNet(parent, child)) {
+    return -1;
+  }
   // Goes ahead whatever TestReversal would say: a host that needs its conditions ensures them itself.
   return ReverseLink(parent, child, false, false);
 }
