@@ -28,4 +28,7 @@ void AddCheck(Program& program);
 void AddCompile(Program& program);
 void AddDecide(Program& program);
 void AddFormat(Program& program);
+void AddLearn(Program& program);
 void AddMpe(Program& program);
+void AddSample(Program& program);
+void AddScore(Program& program);

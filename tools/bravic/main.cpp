@@ -21,7 +21,9 @@ int main(int argc, char** argv) {
   program.app.description("Belief networks and decision networks at the command line.");
   program.app.require_subcommand(1);
   program.app.set_version_flag("--version", Version);
-  for (auto* add : {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddMpe}) add(program);
+  for (auto* add :
+       {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddLearn, AddMpe, AddSample, AddScore})
+    add(program);
   try {
     program.app.parse(argc, argv);
     Session session;
