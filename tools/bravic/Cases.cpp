@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int OUT_OF_BOUNDS = -2086;
+constexpr int OUT_OF_BOUNDS = 2086;
 constexpr char STANDARD[] = "-";
 
 std::string FreshPath(const fs::path& folder, const std::string& stem) {

@@ -15,7 +15,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr int NUM_BINS = 10;
 // What the library says of findings that contradict the net or each other.
-constexpr int CONTRADICTIONS[] = {-3315, -3302, -3312, -2078, -777};
+constexpr int CONTRADICTIONS[] = {3315, 3302, 3312, 2078, 777};
 
 struct Options {
   std::string net, cases;
