@@ -1,0 +1,151 @@
+// Times what is done with files of cases: learning every table of a net, drawing cases into a file. Beside learning
+// stands the rate at which the same file is merely read and split at its tabs, and beside each time a checksum of what
+// came out, which must not change between builds.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "bravic.h"
+
+namespace {
+
+constexpr int SEED = 20;
+
+environ_ns env;
+
+[[noreturn]] void Fail(const std::string& what) {
+  report_ns error = GetError_ns(env, 5, nullptr);
+  std::fprintf(stderr, "%s: %s\n", what.c_str(), error ? ErrorMessage_ns(error) : "failed");
+  std::exit(1);
+}
+
+struct Subject {
+  std::string path;
+  long numcases;
+  net_bn net;
+  filespec_ns cases;
+  std::string casesPath;
+
+  Subject(const std::string& netPath, long count) : path(netPath), numcases(count) {
+    filespec_ns file = FileNamed_ns(path.c_str(), env);
+    net = ReadNet_bn(file, 0);
+    FreeFileSpec_ns(file);
+    if (!net || GetError_ns(env, 5, nullptr)) Fail(path);
+    casesPath = (std::filesystem::temp_directory_path() / ("bench_cases." + std::to_string(std::rand()))).string();
+    cases = FileNamed_ns(casesPath.c_str(), env);
+  }
+  ~Subject() {
+    FreeNet_bn(net);
+    FreeFileSpec_ns(cases);
+    std::filesystem::remove(casesPath);
+  }
+  Subject(const Subject&) = delete;
+  Subject& operator=(const Subject&) = delete;
+
+  void Draw() const {
+    SeedRandom_ns(SEED, env);
+    if (GenerateCases_bn(GetNetNodes_bn(net), numcases, cases, -1, 0, 0) != 0) Fail(path);
+  }
+  std::int64_t NumBytes() const { return static_cast<std::int64_t>(std::filesystem::file_size(casesPath)); }
+  double SumOfTables() const {
+    double sum = 0;
+    nodelist_bn nodes = GetNetNodes_bn(net);
+    for (int i = 0; i < LengthNodeList_bn(nodes); ++i) {
+      const std::vector<statetype> first(static_cast<std::size_t>(LengthNodeList_bn(nodes)), 0);
+      sum += static_cast<double>(GetNodeProbs_bn(NthNode_bn(nodes, i), first.data())[0]) +
+             GetNodeExperience_bn(NthNode_bn(nodes, i), first.data());
+    }
+    return sum;
+  }
+};
+
+void Report(benchmark::State& state, const Subject& subject, double checksum) {
+  state.SetBytesProcessed(state.iterations() * subject.NumBytes());
+  state.SetItemsProcessed(state.iterations() * subject.numcases);  // cases
+  state.counters["checksum"] = checksum;
+}
+
+void Sample(benchmark::State& state, const std::string& path, long numcases) {
+  const Subject subject(path, numcases);
+  for (auto _ : state) subject.Draw();
+  Report(state, subject, static_cast<double>(subject.NumBytes()));
+}
+
+void Learn(benchmark::State& state, const std::string& path, long numcases) {
+  const Subject subject(path, numcases);
+  subject.Draw();
+  double checksum = 0;
+  for (auto _ : state) {
+    CaseFileRevisesProbs_bn(subject.cases, GetNetNodes_bn(subject.net), 0, 1);
+    if (GetError_ns(env, 5, nullptr)) Fail(path);
+    if (checksum == 0) checksum = subject.SumOfTables();
+  }
+  Report(state, subject, checksum);
+}
+
+void ReadAndSplit(benchmark::State& state, const std::string& path, long numcases) {
+  const Subject subject(path, numcases);
+  subject.Draw();
+  std::vector<char> buffer(256 * 1024);
+  std::size_t numEntries = 0;
+  for (auto _ : state) {
+    std::FILE* file = std::fopen(subject.casesPath.c_str(), "rb");
+    numEntries = 0;
+    for (std::size_t got; (got = std::fread(buffer.data(), 1, buffer.size(), file)) > 0;) {
+      const char* end = buffer.data() + got;
+      for (const char* p = buffer.data(); p < end; ++p) numEntries += *p == '\t' || *p == '\n';
+    }
+    std::fclose(file);
+  }
+  Report(state, subject, static_cast<double>(numEntries));
+}
+
+void Register(const std::filesystem::path& path, long numcases) {
+  if (!std::filesystem::exists(path)) {
+    std::fprintf(stderr, "no net %s: skipped\n", path.c_str());
+    return;
+  }
+  const struct {
+    const char* name;
+    void (*run)(benchmark::State&, const std::string&, long);
+  } benches[] = {{"learn", Learn}, {"read_and_split", ReadAndSplit}, {"sample", Sample}};
+  for (const auto& bench : benches) {
+    const std::string name = path.stem().string() + "/" + bench.name + "/" + std::to_string(numcases);
+    benchmark::RegisterBenchmark(name.c_str(), [run = bench.run, file = path.string(),
+                                                numcases](benchmark::State& state) { run(state, file, numcases); })
+        ->Unit(benchmark::kMillisecond)
+        ->ComputeStatistics("min", [](const std::vector<double>& v) { return *std::min_element(v.begin(), v.end()); });
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  char message[MESG_LEN_ns];
+  env = NewBravicEnviron_bn();
+  if (InitBravic_bn(env, message) < 0) Fail(message);
+  std::filesystem::path nets = BRAVIC_SOURCE_DIR "/../shared/nets";
+  std::vector<char*> arguments;
+  for (int i = 0; i < argc; ++i) {
+    if (std::strncmp(argv[i], "--nets=", 7) == 0) {
+      nets = argv[i] + 7;
+    } else {
+      arguments.push_back(argv[i]);
+    }
+  }
+  Register(std::filesystem::path(BRAVIC_SOURCE_DIR) / "examples/nets/chest_clinic.dne", 1000000);
+  Register(nets / "alarm.dne", 1000000);
+  Register(nets / "munin4.dne", 20000);
+  int count = static_cast<int>(arguments.size());
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  CloseBravic_bn(env, message);
+  return 0;
+}
