@@ -214,6 +214,32 @@ TEST_F(Compiling, RefusesACliqueTooLargeToHold) {
   EXPECT_NEAR(GetNodeBeliefs_bn(nodes[0])[999], 0.001, 1e-8);
 }
 
+int largeRequestsLeft;
+
+// Of requests for large tables only the first so many come off: the potential alone, then also the copy of the node's
+// table from which it is filled.
+TEST_F(Compiling, IsRefusedWithoutRoomForTheTables) {
+  Net net(NewNet_bn("Wide", env));
+  node_bn cause = NewNode_bn("Cause", 50, net.get()), effect = NewNode_bn("Effect", 60, net.get());
+  AddLink_bn(cause, effect);
+  Uniform(cause);
+  Uniform(effect);
+  for (int n = 0;; ++n) {
+    ASSERT_LE(n, 2);
+    largeRequestsLeft = n;
+    SetHeapGate([](std::size_t nbytes) { return nbytes < 12000 || largeRequestsLeft-- > 0; });
+    CompileNet_bn(net.get());
+    SetHeapGate(nullptr);
+    if (largeRequestsLeft >= 0) break;
+    EXPECT_EQ(Reports(),
+              "5 2009 CompileNet_bn: Couldn't compile net because not enough memory for the potential table of clique "
+              "[Cause,Effect] (11.7188 K bytes needed)\n");
+    EXPECT_EQ(CaseProbability_bn(net.get()), -1);
+    Reports();
+  }
+  EXPECT_NEAR(GetNodeBeliefs_bn(effect)[59], 1.0 / 60, 1e-8);
+}
+
 int requestsLeft;
 bool gateRefused;
 bool RefuseOne(std::size_t) {

@@ -89,8 +89,9 @@ class Inference {
   Status AllocatePotentials(int* failedClique);
   void DropPotentials();
   // table(i) answers node i's table [parent configurations x numstates], or NULL for a node without one (a factor
-  // of 1). Rows of the impossible marker (any negative entry) weigh 0. Multiplies every table into its home.
-  Status FillPotentials(const std::function<const float*(int node)>& table);
+  // of 1). Rows of the impossible marker (any negative entry) weigh 0. Multiplies every table into its home. NoMemory
+  // names the clique whose tables there was no room to copy; the potentials are then to be dropped.
+  Status FillPotentials(const std::function<const float*(int node)>& table, int* failedClique = nullptr);
   // Node i's table alone was changed: remakes what depends on it.
   Status RefillHome(int node, const std::function<const float*(int node)>& table);
 

@@ -110,7 +110,6 @@ Status Inference::AllocatePotentials(int* failedClique) {
   if (impl.allocated) return Status::Done;
   // Tables are read and written a vector at a time.
   auto allocate = [&](Block<float>* block, double entries) {
-    if (!(entries < MAX_TABLE_ENTRIES)) return false;
     const std::size_t size = static_cast<std::size_t>(entries);
     *block = TryMakeBlock<float>(size + KERNEL_SLACK);
     if (*block) std::fill_n(block->get() + size, KERNEL_SLACK, 0.0f);
@@ -118,7 +117,8 @@ Status Inference::AllocatePotentials(int* failedClique) {
   };
   for (std::size_t c = 0; c < impl.cliques.size(); ++c) {
     CliqueState& clique = impl.cliques[c];
-    bool good = allocate(&clique.potential, impl.tree->cliques[c].size);
+    bool good =
+        impl.tree->cliques[c].size < MAX_TABLE_ENTRIES && allocate(&clique.potential, impl.tree->cliques[c].size);
     if (good) clique.size = static_cast<std::size_t>(impl.tree->cliques[c].size);
     for (const Link& link : clique.links) {
       SeparatorState& separator = impl.separators[At(link.separator)];
@@ -150,7 +150,13 @@ void Inference::DropPotentials() {
   impl.InvalidateAll();
 }
 
-void Inference::Impl::FillClique(int c, const std::function<const float*(int)>& table) {
+std::size_t Inference::Impl::TableSize(int node) const {
+  std::size_t size = At(numstates[At(node)]);
+  for (int parent : parents[At(node)]) size *= At(numstates[At(parent)]);
+  return size;
+}
+
+bool Inference::Impl::FillClique(int c, const std::function<const float*(int)>& table) {
   CliqueState& clique = cliques[At(c)];
   const int axes = static_cast<int>(clique.variables.size());
   fillShape.Clear(axes);
@@ -161,8 +167,12 @@ void Inference::Impl::FillClique(int c, const std::function<const float*(int)>& 
     fillShape.Strides(0)[a] = clique.strides[At(a)];
   }
   // Each table is copied, for the slack behind it and to make rows of the impossible marker 0.
-  Vector<std::size_t> begins;
-  fillTables.clear();
+  std::size_t room = 0;
+  for (int node : clique.homed) room += TableSize(node) + KERNEL_SLACK;
+  const Block<float> tables = TryMakeBlock<float>(room);
+  if (!tables) return false;
+  float* free = tables.get();
+  factors.clear();
   clique.low = 0;
   for (int node : clique.homed) {
     const float* rows = table(node);
@@ -179,28 +189,31 @@ void Inference::Impl::FillClique(int c, const std::function<const float*(int)>& 
       place(family[k], size);
       size *= numstates[At(family[k])];
     }
-    const std::size_t begin = fillTables.size();
-    begins.push_back(begin);
-    fillTables.insert(fillTables.end(), rows, rows + size);
-    fillTables.resize(fillTables.size() + KERNEL_SLACK, 0.0f);
+    float* const begin = free;
+    factors.push_back(begin);
+    free = std::copy(rows, rows + size, free);
+    free = std::fill_n(free, KERNEL_SLACK, 0.0f);
     float least = 1;
     for (int i = 0; i < size; ++i)
       if (rows[i] > 0) least = std::min(least, rows[i]);
     clique.low += std::ilogb(least);
-    for (float* row = fillTables.data() + begin; row < fillTables.data() + begin + size; row += own)
+    for (float* row = begin; row < begin + size; row += own)
       if (std::any_of(row, row + own, [](float x) { return x < 0; })) std::fill(row, row + own, 0.0f);
   }
-  factors.clear();
-  for (std::size_t begin : begins) factors.push_back(fillTables.data() + begin);
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
   RunProduct(fillPlan, *kernels, clique.potential.get(), factors.data(), arena.data());
+  return true;
 }
 
-Status Inference::FillPotentials(const std::function<const float*(int)>& table) {
+Status Inference::FillPotentials(const std::function<const float*(int)>& table, int* failedClique) {
   Impl& impl = *impl_;
   if (!impl.allocated) return Status::NoMemory;
-  for (std::size_t c = 0; c < impl.cliques.size(); ++c) impl.FillClique(static_cast<int>(c), table);
+  for (int c = 0; c < static_cast<int>(impl.cliques.size()); ++c) {
+    if (impl.FillClique(c, table)) continue;
+    if (failedClique) *failedClique = c;
+    return Status::NoMemory;
+  }
   impl.InvalidateAll();
   impl.filled = true;
   return Status::Done;
@@ -210,7 +223,7 @@ Status Inference::RefillHome(int node, const std::function<const float*(int)>& t
   Impl& impl = *impl_;
   if (!impl.filled) return Status::NoMemory;
   const int c = impl.tree->home[At(node)];
-  impl.FillClique(c, table);
+  if (!impl.FillClique(c, table)) return Status::NoMemory;
   impl.Changed(c);
   return Status::Done;
 }

@@ -140,7 +140,7 @@ struct Inference::Impl {
   Vector<PassTarget> targets;
   Vector<Vector<double>> sums;
   Vector<double> joint, marginal;
-  Vector<float> fillTables, normalized;
+  Vector<float> normalized;
   Vector<int> familyNodes;
   PassShape fillShape;
   PassPlan fillPlan;
@@ -163,7 +163,8 @@ struct Inference::Impl {
   void ChooseLayouts();
   void OrderVariables(int clique);
   void FullShape(const CliqueState& clique, std::span<const int> variables, PassShape* shape);
-  void FillClique(int clique, const std::function<const float*(int)>& table);
+  std::size_t TableSize(int node) const;
+  bool FillClique(int clique, const std::function<const float*(int)>& table);  // false for want of memory
 
   // Passes.
   void DescribeLayout(CliqueState* clique) const;

@@ -124,7 +124,9 @@ static Failure FillPotentials(CompiledNet& compiled) {
       return FailPotential(compiled, failedClique);
     }
     if (Failure failure = PrepareTables(compiled)) return failure;
-    if (compiled.inference->FillPotentials(tableOf) != Status::Done) return FailPotential(compiled, -1);
+    if (compiled.inference->FillPotentials(tableOf, &failedClique) != Status::Done) {
+      return FailPotential(compiled, failedClique);
+    }
     compiled.staleFindings.Reset(compiled.nodes.size());
     for (std::size_t i = 0; i < compiled.nodes.size(); ++i) {
       const bnode& node = *compiled.nodes[i];
