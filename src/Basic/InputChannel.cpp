@@ -127,11 +127,11 @@ Failure InputChannel::SetPosition(long position) {
 }
 
 long InputChannel::LineOf(std::size_t offset) const {
-  if (offset < countedTo_) countedTo_ = 0, countedLine_ = 1;
-  for (std::size_t i = countedTo_; i < offset; i++) {
-    if (text_[i] == '\n' || (text_[i] == '\r' && !(i + 1 < text_.size() && text_[i + 1] == '\n'))) countedLine_++;
-  }
-  countedTo_ = offset;
+  const auto endsLine = [&](std::size_t i) {
+    return text_[i] == '\n' || (text_[i] == '\r' && !(i + 1 < text_.size() && text_[i + 1] == '\n'));
+  };
+  for (; countedTo_ < offset; countedTo_++) countedLine_ += endsLine(countedTo_);
+  for (; countedTo_ > offset; countedTo_--) countedLine_ -= endsLine(countedTo_ - 1);
   return countedLine_;
 }
 
