@@ -412,6 +412,19 @@ TEST_F(DecisionsTest, WhatCannotBeAbsorbedSaysWhy) {
   EXPECT_NE(Reports().find("5562"), std::string::npos);
 }
 
+TEST_F(DecisionsTest, ADoubleLinkWouldCloseACycle) {
+  Net net(NewNet_bn("Twice", env));
+  node_bn cause = NewNode_bn("Cause", 2, net.get()), effect = NewNode_bn("Effect", 2, net.get());
+  AddLink_bn(cause, effect);
+  AddLink_bn(cause, effect);
+  Reports();
+  AbsorbNodes_bn(MakeList({cause}, env).release());
+  EXPECT_EQ(
+      Reports(),
+      "5 2059 AbsorbNodes_bn: Can't absorb nature node 'Cause', because link to 'Effect' it would form a directed "
+      "cycle\n");
+}
+
 // The n-th request to the heap fails, for every n: the policies are found all the same or the net is as it was.
 int requestsLeft;
 

@@ -30,8 +30,10 @@ bool HasDoubleParent(const bnode& node) {
   return false;
 }
 
-// Whether a directed path leads from one node to the other that does not use the direct link between them.
+// Whether a directed path leads from one node to the other that does not use the direct link between them. A second
+// direct link is one.
 bool HasOtherPath(node_bn from, node_bn to) {
+  if (std::count(to->preds.begin(), to->preds.end(), from) > 1) return true;
   int mark = NewMark();
   Vector<node_bn> open;
   from->mark = mark;
