@@ -45,7 +45,7 @@ Failure FindSource(node_bn node, Step& step) {
 }
 
 Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
-  net_bn net = nodes[0]->innet;
+  const std::span<const node_bn> ordered = OrderedNodes(nodes[0]->innet);  // before marking: ordering marks too
   const int mark = NewMark();
   Vector<node_bn> open(nodes.begin(), nodes.end());
   while (!open.empty()) {
@@ -57,7 +57,7 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     for (node_bn parent : node->preds)
       if (TagOf(parent) != STUB_TAG) open.push_back(parent);
   }
-  for (node_bn node : OrderedNodes(net)) {
+  for (node_bn node : ordered) {
     if (node->mark != mark) continue;
     node->scratch = static_cast<int>(order.steps.size());
     Step step;
