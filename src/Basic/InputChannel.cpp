@@ -276,11 +276,11 @@ double InputChannel::ReadReal(std::string_view text, bool* good) {
   return *good ? value : 0;
 }
 
-long InputChannel::ReadInteger(std::string_view text, bool* good) {
+int InputChannel::ReadInteger(std::string_view text, bool* good) {
   long long value = 0;
-  *good = ParseInteger(text, base, &value) && value >= LONG_MIN && value <= LONG_MAX;
+  *good = ParseInteger(text, base, &value) && value >= INT_MIN && value <= INT_MAX;
   if (!*good) Report(ILLEGAL_NUMBER, text);
-  return *good ? static_cast<long>(value) : 0;
+  return *good ? static_cast<int>(value) : 0;
 }
 
 // Groups are balanced by two counters: a "}" that closes a brace ends whatever parentheses were left open within it.

@@ -77,8 +77,8 @@ class InputChannel {
   std::string_view ReadWord(std::string_view terminators, int maxchars, int* ended);
   // A word that may be a number: "-" and the word after it are one.
   std::string_view ReadNumberText(std::string_view terminators);
-  double ReadReal(std::string_view text, bool* good);   // with the special words
-  long ReadInteger(std::string_view text, bool* good);  // in the current base
+  double ReadReal(std::string_view text, bool* good);  // with the special words
+  int ReadInteger(std::string_view text, bool* good);  // in the current base
   // Passes over the rest of a statement, up to the next ";" or "}" outside groups and quotes.
   void SkipStatement();
 

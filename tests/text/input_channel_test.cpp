@@ -159,14 +159,22 @@ TEST_F(InputChannelTest, ReadsIntegersInTheCurrentBase) {
     const char* text;
     int base;
     bool good;
-    long value;
+    int value;
   } rows[] = {
-      {"12", 10, true, 12},        {"-7", 10, true, -7},
-      {"", 10, true, 0},           {"inf", 10, true, INT_MAX},
-      {"-inf", 10, true, INT_MIN}, {"12a", 10, false, 0},
-      {"ff", 16, true, 255},       {"-0x1F", 16, true, -31},
-      {"ff", 10, false, 0},        {"99999999999999999999", 10, false, 0},
-      {"1.0", 10, false, 0},       {"--1", 10, false, 0},
+      {"12", 10, true, 12},
+      {"-7", 10, true, -7},
+      {"", 10, true, 0},
+      {"inf", 10, true, INT_MAX},
+      {"-inf", 10, true, INT_MIN},
+      {"12a", 10, false, 0},
+      {"ff", 16, true, 255},
+      {"-0x1F", 16, true, -31},
+      {"ff", 10, false, 0},
+      {"99999999999999999999", 10, false, 0},
+      {"1.0", 10, false, 0},
+      {"--1", 10, false, 0},
+      {"2147483648", 10, false, 0},
+      {"-2147483648", 10, true, INT_MIN},
   };
   for (const auto& row : rows) {
     InputChannel in;
@@ -219,7 +227,12 @@ TEST_F(InputChannelTest, TellsWhyAFileCannotBeRead) {
   testing::TemporaryDirectory directory;
   InputChannel in;
   EXPECT_EQ(InputChannel::OpenFile(directory.Path("none").c_str(), &in)->number, -2012);
-  EXPECT_EQ(InputChannel::OpenFile(directory.Path().c_str(), &in)->number, -2015);
+#if defined(_WIN32)
+  constexpr int DIRECTORY = -2014;  // is not even opened
+#else
+  constexpr int DIRECTORY = -2015;
+#endif
+  EXPECT_EQ(InputChannel::OpenFile(directory.Path().c_str(), &in)->number, DIRECTORY);
   testing::WriteWhole(directory.Path("empty"), "");
   EXPECT_FALSE(InputChannel::OpenFile(directory.Path("empty").c_str(), &in));
   EXPECT_EQ(in.Next(), END_OF_INPUT);

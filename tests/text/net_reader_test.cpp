@@ -126,8 +126,7 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithStatements) {
       {"eqncontext = 1;", "5 1131 Cannot yet parse `eqncontext` field of bnet\n"},
       {"numdimensions = 3a;", "5 187 illegal number '3a' in `numdimensions` statement of bnet 't', line 3\n"},
       {"numdimensions = 3000000000;",
-       "5 183 number 3000000000 too large (must be less than 2147483647) in `numdimensions` statement of bnet 't', "
-       "line 3\n"},
+       "5 187 illegal number '3000000000' in `numdimensions` statement of bnet 't', line 3\n"},
       {"colour = {red; green;};", "4 1005 unknown data field: 'colour' in bnet 't', line 3\n"},
       {", locked = TRUE;", "5 1004 unexpected punctuation ',' in bnet 't', line 3\n"},
       {"define = node a {};", "5 1044 unexpected punctuation '=' in bnet 't', line 3\n"},

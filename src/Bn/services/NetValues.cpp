@@ -15,9 +15,8 @@ constexpr std::size_t CONTEXT_LEN = 160;
 constexpr int FEW_NAMES = 16;  // up to here duplicates are looked for pair by pair
 
 // Reports what the channel found wrong with the value of a statement.
-bool ValueFault(NetReader& reader, const Statement& at, int number, std::string_view word = {}, long count = 0,
-                long bound = 0) {
-  reader.in.Report(number, word, count, bound);
+bool ValueFault(NetReader& reader, const Statement& at, int number, std::string_view word = {}, long count = 0) {
+  reader.in.Report(number, word, count);
   char context[CONTEXT_LEN];
   FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
   ReportFault(reader, context);
@@ -149,11 +148,9 @@ bool ReadBoolean(NetReader& reader, const Statement& at, int* value) {
 bool ReadInt(NetReader& reader, const Statement& at, int* value) {
   const std::string_view word = reader.in.ReadNumberText(format::PUNCTUATION);
   bool good;
-  const long number = reader.in.ReadInteger(word, &good);
+  const int number = reader.in.ReadInteger(word, &good);
   if (!good || word.empty()) return ValueFault(reader, at, ILLEGAL_NUMBER, word);
-  if (number > INT_MAX) return ValueFault(reader, at, NUMBER_TOO_LARGE, word, number, INT_MAX);
-  if (number < INT_MIN) return ValueFault(reader, at, ILLEGAL_NUMBER, word);
-  *value = static_cast<int>(number);
+  *value = number;
   return true;
 }
 
