@@ -83,17 +83,28 @@ bool DirectoryExists(const char* path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+// Systems that are not of the NT family have no replacing move.
 Rename ReplaceFile(const char* from, const char* to) {
-  return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) ? Rename::Done : Rename::Failed;
+  if (MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING)) return Rename::Done;
+  if (GetLastError() != ERROR_CALL_NOT_IMPLEMENTED) return Rename::Failed;
+  return (DeleteFileA(to) || GetLastError() == ERROR_FILE_NOT_FOUND) && MoveFileA(from, to) ? Rename::Done
+                                                                                            : Rename::Failed;
 }
 
 FileKind KindOfFile(const char* path) {
   const DWORD attributes = GetFileAttributesA(path);
   if (attributes == INVALID_FILE_ATTRIBUTES) return FileKind::Absent;
   if (attributes & FILE_ATTRIBUTE_DIRECTORY) return FileKind::Directory;
-  return attributes & FILE_ATTRIBUTE_DEVICE ? FileKind::Other : FileKind::Regular;
+  // Devices such as "NUL" show only once they are opened. A file that another program keeps closed is regular.
+  const HANDLE file =
+      CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return FileKind::Regular;
+  const DWORD type = GetFileType(file);
+  CloseHandle(file);
+  return type == FILE_TYPE_CHAR || type == FILE_TYPE_PIPE ? FileKind::Other : FileKind::Regular;
 }
 
+// Links belong to newer systems than the library asks for; there the new file takes the link's place.
 Block<char> LinkTarget(const char*) {
   return nullptr;
 }
@@ -110,12 +121,21 @@ bool IsWriteProtected(const char* path) {
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY);
 }
 
-void CopyPermissions(const char*, const char*) {}
+// Who may use a file follows from its folder.
+void CopyPermissions(const char* from, const char* to) {
+  const DWORD attributes = GetFileAttributesA(from);
+  if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesA(to, attributes);
+}
 
 bool IsPathSeparator(char c) {
   return c == '/' || c == '\\' || c == ':';
 }
 
 }  // namespace bravic
+
+// The library does nothing of its own when it is loaded or unloaded.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD, LPVOID) {
+  return TRUE;
+}
 
 #endif

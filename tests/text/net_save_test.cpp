@@ -125,7 +125,35 @@ TEST_F(NetSaveTest, DamagedNetIsNotWritten) {
   EXPECT_THAT(FilesIn(directory_.Path()), ElementsAre("net.dne"));
 }
 
-#if !defined(_WIN32)
+TEST_F(NetSaveTest, WriteProtectedFile) {
+  const Net net = ChestClinic(env);
+  fs::permissions(path_, static_cast<fs::perms>(0444));
+  const std::string name = directory_.Path("Err0001.dne");
+  EXPECT_EQ(Save(net),
+            "5 2018 WriteNet_bn: Couldn't update file '" + path_ + "', new version saved as '" + name + "'\n");
+  EXPECT_EQ(ReadWhole(path_), OLD);
+  EXPECT_TRUE(IsSaved(name));
+  fs::permissions(path_, static_cast<fs::perms>(0644));
+}
+
+TEST_F(NetSaveTest, DirectoryInThePlaceOfTheFile) {
+  const Net net = ChestClinic(env);
+  const std::string path = directory_.Path("folder");
+  fs::create_directory(path);
+  EXPECT_THAT(Save(net, path), StartsWith("5 2018 "));
+  EXPECT_TRUE(fs::is_directory(path));
+  EXPECT_TRUE(IsSaved(directory_.Path("Err0001.dne")));
+}
+
+#if defined(_WIN32)
+
+TEST_F(NetSaveTest, DevicesAreWrittenToInPlace) {
+  const Net net = ChestClinic(env);
+  EXPECT_EQ(Save(net, "NUL"), "");
+  EXPECT_FALSE(fs::exists("Err0001.dne"));
+}
+
+#else
 
 TEST_F(NetSaveTest, LinksStayAndPermissionsAreKept) {
   const Net net = ChestClinic(env);
@@ -144,25 +172,6 @@ TEST_F(NetSaveTest, LinksStayAndPermissionsAreKept) {
   EXPECT_TRUE(IsSaved(target));
   EXPECT_EQ(fs::status(target).permissions(), static_cast<fs::perms>(0640));
   EXPECT_THAT(FilesIn(directory_.Path("there")), ElementsAre("target.dne"));
-}
-
-TEST_F(NetSaveTest, WriteProtectedFile) {
-  const Net net = ChestClinic(env);
-  fs::permissions(path_, static_cast<fs::perms>(0444));
-  const std::string name = directory_.Path("Err0001.dne");
-  EXPECT_EQ(Save(net),
-            "5 2018 WriteNet_bn: Couldn't update file '" + path_ + "', new version saved as '" + name + "'\n");
-  EXPECT_EQ(ReadWhole(path_), OLD);
-  EXPECT_TRUE(IsSaved(name));
-}
-
-TEST_F(NetSaveTest, DirectoryInThePlaceOfTheFile) {
-  const Net net = ChestClinic(env);
-  const std::string path = directory_.Path("folder");
-  fs::create_directory(path);
-  EXPECT_THAT(Save(net, path), StartsWith("5 2018 "));
-  EXPECT_TRUE(fs::is_directory(path));
-  EXPECT_TRUE(IsSaved(directory_.Path("Err0001.dne")));
 }
 
 TEST_F(NetSaveTest, NoFileCanBeMade) {

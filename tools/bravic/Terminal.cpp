@@ -1,5 +1,6 @@
 #include "Terminal.h"
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -9,6 +10,7 @@
 
 #ifdef _WIN32
 #include <io.h>
+#include <windows.h>
 #else
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -25,7 +27,7 @@ volatile std::sig_atomic_t interrupted = 0;
 struct {
   std::string what;
   Clock::time_point start;
-  bool drawn = false;
+  int drawn = 0;  // characters
 } bar;
 
 bool IsTerminal(int descriptor) {
@@ -48,7 +50,12 @@ bool OutputIsTerminal() {
 }
 
 int TerminalWidth() {
-#ifndef _WIN32
+#ifdef _WIN32
+  CONSOLE_SCREEN_BUFFER_INFO console;
+  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &console)) {
+    return console.srWindow.Right - console.srWindow.Left;  // a line of the whole width would wrap
+  }
+#else
   winsize size{};
   if (ioctl(1, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
 #endif
@@ -98,17 +105,18 @@ int BRAVIC_CALL ShowProgressBar(void*, const char* what, double done, double tot
   if (IsTerminal(2) && (elapsed >= 1 || bar.drawn)) {
     constexpr int WIDTH = 30;
     const int filled = done <= 0 ? 0 : done >= 1 ? WIDTH : static_cast<int>(done * WIDTH);
-    std::fprintf(stderr, "\r%s [%s%s] %3.0f%%", what, std::string(static_cast<std::size_t>(filled), '#').c_str(),
-                 std::string(static_cast<std::size_t>(WIDTH - filled), ' ').c_str(), done * 100);
-    if (total_seconds > elapsed) std::fprintf(stderr, ", %.0f s left ", total_seconds - elapsed);
+    int length =
+        std::fprintf(stderr, "\r%s [%s%s] %3.0f%%", what, std::string(static_cast<std::size_t>(filled), '#').c_str(),
+                     std::string(static_cast<std::size_t>(WIDTH - filled), ' ').c_str(), done * 100);
+    if (total_seconds > elapsed) length += std::fprintf(stderr, ", %.0f s left ", total_seconds - elapsed);
     std::fflush(stderr);
-    bar.drawn = true;
+    bar.drawn = std::max(bar.drawn, length);
   }
   return Interrupted();
 }
 
 void EndProgressBar() {
-  if (bar.drawn) std::fprintf(stderr, "\r\033[K");
-  bar.drawn = false;
+  if (bar.drawn > 0) std::fprintf(stderr, "\r%*s\r", bar.drawn, "");
+  bar.drawn = 0;
   bar.what.clear();
 }

@@ -1,8 +1,8 @@
 // bravic format: a net file rewritten in the library's own form.
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <random>
 
 #include "Commands.h"
 
@@ -18,19 +18,21 @@ void Setup(CLI::App* command, Options* options) {
       ->type_name("OUT");
 }
 
-// A file that is gone at the end of the scope.
-struct TemporaryFile {
+// A folder of this process's own, gone at the end of the scope.
+struct TemporaryFolder {
   std::filesystem::path path;
-  TemporaryFile() {
-    std::string name = (std::filesystem::temp_directory_path() / "bravic-XXXXXX").string();
-    const int descriptor = mkstemp(name.data());
-    if (descriptor < 0) throw Refusal("can't make a temporary file in " + path.parent_path().string());
-    std::fclose(fdopen(descriptor, "w"));
-    path = name;
+  TemporaryFolder() {
+    const auto base = std::filesystem::temp_directory_path();
+    std::random_device random;
+    std::error_code error;
+    do path = base / ("bravic-" + std::to_string(random()));
+    while (!std::filesystem::create_directory(path, error) && !error);
+    if (error) throw Refusal("can't make a temporary folder in " + base.string() + ": " + error.message());
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all, error);
   }
-  ~TemporaryFile() {
+  ~TemporaryFolder() {
     std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    std::filesystem::remove_all(path, ignored);
   }
 };
 
@@ -40,9 +42,10 @@ int Run(const Options& options, Session& session) {
     session.Write(net, options.output);
     return 0;
   }
-  const TemporaryFile file;
-  session.Write(net, file.path.string());
-  std::cout << std::ifstream(file.path, std::ios::binary).rdbuf() << std::flush;
+  const TemporaryFolder folder;
+  const auto file = folder.path / "net.dne";
+  session.Write(net, file.string());
+  std::cout << std::ifstream(file, std::ios::binary).rdbuf() << std::flush;
   return std::cout ? 0 : 1;
 }
 
