@@ -2,12 +2,19 @@
    must also be found in capitals in the shared library, at the same address. */
 #define _POSIX_C_SOURCE 200112L
 #include <ctype.h>
-#include <dlfcn.h>
 #include <math.h>
 #include <stdio.h>
 #include <string.h>
 
 #include "bravic.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#define EXPORTED(name) GetProcAddress(GetModuleHandleA("Bravic.dll"), name)
+#else
+#include <dlfcn.h>
+#define EXPORTED(name) dlsym(RTLD_DEFAULT, name)
+#endif
 
 static int failures = 0;
 
@@ -27,7 +34,7 @@ static void CheckCapitals(const char *list) {
   while (fscanf(file, "%99s", name) == 1) {
     for (i = 0; name[i]; ++i) capitals[i] = (char)toupper((unsigned char)name[i]);
     capitals[i] = '\0';
-    if (!dlsym(RTLD_DEFAULT, capitals) || dlsym(RTLD_DEFAULT, capitals) != dlsym(RTLD_DEFAULT, name)) {
+    if (!EXPORTED(capitals) || EXPORTED(capitals) != EXPORTED(name)) {
       printf("not exported in both spellings: %s\n", name);
       ++failures;
     }
