@@ -8,6 +8,7 @@
 #include "support/files.h"
 #include "support/library.h"
 #include "support/nets.h"
+#include "support/progress.h"
 
 namespace bravic::testing {
 namespace {
@@ -312,8 +313,8 @@ TEST_F(Learning, StopsWhenTheHostSaysSo) {
     static long seconds = 0;
     return ++seconds;
   });
-  SetProgressCallback_ns(
-      [](void*, const char* what, double done, double) { return what[0] == 'I' && done > 0.5 ? 1 : 0; }, nullptr, env);
+  char operation = 'I';
+  SetProgressCallback_ns(HaltHalfway, &operation, env);
   LearnFile(path, {Named(net, "A")}, 1);
   SetProgressCallback_ns(nullptr, nullptr, env);
   SetWaitClock(nullptr);

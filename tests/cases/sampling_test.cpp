@@ -10,6 +10,7 @@
 #include "support/files.h"
 #include "support/library.h"
 #include "support/nets.h"
+#include "support/progress.h"
 
 namespace bravic::testing {
 namespace {
@@ -264,8 +265,8 @@ TEST_F(Sampling, StopsWhenTheHostSaysSo) {
     static long seconds = 0;
     return ++seconds;
   });
-  SetProgressCallback_ns(
-      [](void*, const char* what, double done, double) { return what[0] == 'G' && done > 0.5 ? 1 : 0; }, nullptr, env);
+  char operation = 'G';
+  SetProgressCallback_ns(HaltHalfway, &operation, env);
   EXPECT_EQ(Generate(net, 100000), -1);
   SetProgressCallback_ns(nullptr, nullptr, env);
   SetWaitClock(nullptr);
