@@ -74,11 +74,10 @@ TEST_F(VectorsTest, AcceptedOrRefusedInTheirWords) {
     SetNodeProbs_bn(node, nullptr, c.probs.data());
     ArgumentChecking_ns(25, env);
     EXPECT_EQ(HasRelation_bn(node), c.accepted);
-    EXPECT_EQ(Reports(), c.accepted
-                             ? ""
-                             : std::string("5 3072 SetNodeProbs_bn: Can't change the probabilities of node 'A', "
-                                           "because new vector ") +
-                                   c.text + "\n");
+    EXPECT_EQ(Reports(), c.accepted ? ""
+                                    : std::string("5 3072 SetNodeProbs_bn: Can't change the probabilities of node 'A', "
+                                                  "because new vector ") +
+                                          c.text + "\n");
     DeleteNodeRelation_bn(node);
   }
 }
