@@ -29,10 +29,21 @@ bool HasStateFinding(const bnode& node) {
   return node.evidence >= 0;
 }
 
-// Without anything downstream that could matter: no utility node, no finding.
+// Without anything downstream that could matter: no utility node, no finding. The net may have cycles.
 bool IsBarren(node_bn node) {
-  if (node->kind == UTILITY_NODE || HasFinding(*node)) return false;
-  return std::all_of(node->succs.begin(), node->succs.end(), IsBarren);
+  const int mark = NewMark();
+  node->mark = mark;
+  for (Vector<node_bn> open{node}; !open.empty();) {
+    node_bn next = open.back();
+    open.pop_back();
+    if (next->kind == UTILITY_NODE || HasFinding(*next)) return false;
+    for (node_bn child : next->succs) {
+      if (child->mark == mark) continue;
+      child->mark = mark;
+      open.push_back(child);
+    }
+  }
+  return true;
 }
 
 Vector<node_bn> ChildrenInOrder(node_bn node) {
