@@ -232,10 +232,13 @@ void MostProbable(benchmark::State& state, const std::string& path) {
   SetNetFindMPE_bn(subject.net, 0);
 }
 
+std::filesystem::path TemporaryNet() {
+  return std::filesystem::temp_directory_path() / ("bench_" + std::to_string(std::random_device{}()) + ".dne");
+}
+
 void Save(benchmark::State& state, const std::string& path) {
   Subject& subject = SubjectOf(path);
-  const auto copy =
-      std::filesystem::temp_directory_path() / ("bench_" + std::to_string(std::random_device{}()) + ".dne");
+  const auto copy = TemporaryNet();
   filespec_ns file = FileNamed_ns(copy.string().c_str(), env);
   for (auto _ : state) WriteNet_bn(subject.net, file);
   MustBeFine(path);
@@ -243,6 +246,23 @@ void Save(benchmark::State& state, const std::string& path) {
   state.SetBytesProcessed(state.iterations() * size);
   state.counters["checksum"] = static_cast<double>(size);
   FreeFileSpec_ns(file);
+  std::filesystem::remove(copy);
+}
+
+// What reading and writing a file costs in itself.
+void CopyFile(benchmark::State& state, const std::string& path) {
+  const auto copy = TemporaryNet();
+  std::vector<char> block(1 << 16);
+  for (auto _ : state) {
+    std::FILE* from = std::fopen(path.c_str(), "rb");
+    std::FILE* to = std::fopen(copy.string().c_str(), "wb");
+    for (std::size_t n; (n = std::fread(block.data(), 1, block.size(), from)) > 0;) std::fwrite(block.data(), 1, n, to);
+    std::fclose(from);
+    std::fclose(to);
+  }
+  const auto size = static_cast<std::int64_t>(std::filesystem::file_size(copy));
+  state.SetBytesProcessed(state.iterations() * size);
+  state.counters["checksum"] = static_cast<double>(size);
   std::filesystem::remove(copy);
 }
 
@@ -283,6 +303,7 @@ void Register(const std::filesystem::path& path) {
                  {"change_one", ChangeOneFinding},
                  {"mpe", MostProbable},
                  {"save", Save},
+                 {"copy_file", CopyFile},
                  {"memory_multiply", Multiply},
                  {"memory_sum", Sum}};
   for (const auto& bench : benches) {
