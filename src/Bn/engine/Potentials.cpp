@@ -51,7 +51,10 @@ void Inference::Impl::OrderVariables(int c) {
   for (const Link& link : clique.links)
     for (int v : separators[At(link.separator)].variables) ++shared[At(v)];
   Vector<int> order = best;
-  std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return shared[At(a)] < shared[At(b)]; });
+  // Sorted in place, equals in the order they had: std::stable_sort would take memory that nobody counts.
+  auto isLess = [&](int a, int b) { return shared[At(a)] < shared[At(b)]; };
+  for (auto next = order.begin(); next != order.end(); ++next)
+    std::rotate(std::upper_bound(order.begin(), next, *next, isLess), next, next + 1);
   for (bool better = true; better && tries > 0;) {
     better = false;
     const double price = cost(order);
@@ -81,8 +84,10 @@ void Inference::Impl::OrderVariables(int c) {
 void Inference::Impl::ChooseLayouts() {
   Vector<int> bySize(cliques.size());
   std::iota(bySize.begin(), bySize.end(), 0);
-  std::stable_sort(bySize.begin(), bySize.end(),
-                   [&](int a, int b) { return tree->cliques[At(a)].size > tree->cliques[At(b)].size; });
+  std::sort(bySize.begin(), bySize.end(), [&](int a, int b) {
+    const double sizeA = tree->cliques[At(a)].size, sizeB = tree->cliques[At(b)].size;
+    return sizeA != sizeB ? sizeA > sizeB : a < b;
+  });
   Vector<unsigned char> settled(separators.size(), 0);
   for (int c : bySize) {
     CliqueState& clique = cliques[At(c)];
