@@ -199,5 +199,23 @@ TEST_F(UndoWalkTest, EveryChangeIsTakenBackAndMadeAgain) {
   EXPECT_GT(numRecorded, 400);
 }
 
+// A placeholder that stands in two places of a node is owned once.
+TEST_F(UndoWalkTest, ANodeWithOnePlaceholderTwiceIsDeletedOnce) {
+  Net net(NewNet_bn("Twice", env));
+  node_bn parent = NewNode_bn("parent", 2, net.get()), child = NewNode_bn("child", 2, net.get());
+  AddLink_bn(parent, child);
+  AddLink_bn(parent, child);
+  DeleteNode_bn(parent);
+  EXPECT_EQ(NthNode_bn(GetNodeParents_bn(child), 0), NthNode_bn(GetNodeParents_bn(child), 1));
+  DeleteNode_bn(child);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(LengthNodeList_bn(GetNodeParents_bn(child)), 2);
+  DeleteNode_bn(child);
+  net.reset();
+  EXPECT_EQ(Reports(),
+            "4 3208 AddLink_bn: Connecting node 'parent' to node 'child' results in multiple links between "
+            "the same two nodes\n");
+}
+
 }  // namespace
 }  // namespace bravic::testing

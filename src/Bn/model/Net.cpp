@@ -281,7 +281,8 @@ void DeleteNode(node_bn node) {
   DisconnectChildren(node);
   Vector<node_bn> stubs;
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) == STUB_TAG && !IsStubUsed(parent, node)) stubs.push_back(parent);
+    if (TagOf(parent) != STUB_TAG || IsStubUsed(parent, node)) continue;
+    if (std::find(stubs.begin(), stubs.end(), parent) == stubs.end()) stubs.push_back(parent);
   }
   if (Failure failure = RemoveNodesFromNet(net, {&node, 1}, stubs)) Post(std::move(failure));
 }
