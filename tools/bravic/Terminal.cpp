@@ -11,6 +11,8 @@
 #ifdef _WIN32
 #include <io.h>
 #include <windows.h>
+// Needs what the line above declares.
+#include <psapi.h>
 #else
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -72,7 +74,9 @@ bool TerminalShowsBlocks() {
 
 long long PeakMemoryKilobytes() {
 #ifdef _WIN32
-  return -1;
+  PROCESS_MEMORY_COUNTERS counters;
+  if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters)) return -1;
+  return static_cast<long long>(counters.PeakWorkingSetSize / 1024);
 #else
   rusage usage{};
   return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<long long>(usage.ru_maxrss) : -1;
