@@ -108,8 +108,8 @@ struct Subject {
 };
 
 // Only the net being timed is held.
+std::unique_ptr<Subject> subject;
 Subject& SubjectOf(const std::string& path) {
-  static std::unique_ptr<Subject> subject;
   if (!subject || subject->path != path) {
     subject.reset();
     subject = std::make_unique<Subject>(path);
@@ -292,7 +292,21 @@ void Sum(benchmark::State& state, const std::string& path) {
   Report(state, entries, 0);
 }
 
+// Decision networks are not compiled.
+bool IsBeliefNet(const std::string& path) {
+  filespec_ns file = FileNamed_ns(path.c_str(), env);
+  net_bn net = ReadNet_bn(file, 0);
+  FreeFileSpec_ns(file);
+  MustBeFine(path);
+  const std::vector<node_bn> nodes = Nodes(GetNetNodes_bn(net));
+  const bool answer =
+      std::all_of(nodes.begin(), nodes.end(), [](node_bn node) { return GetNodeKind_bn(node) == NATURE_NODE; });
+  FreeNet_bn(net);
+  return answer;
+}
+
 void Register(const std::filesystem::path& path) {
+  if (!IsBeliefNet(path.string())) return;
   const struct {
     const char* name;
     void (*run)(benchmark::State&, const std::string&);
@@ -349,6 +363,7 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
   benchmark::RunSpecifiedBenchmarks();
+  subject.reset();
   CloseBravic_bn(env, message);
   return 0;
 }
