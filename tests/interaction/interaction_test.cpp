@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,8 @@ class InteractionTest : public LibraryTest {
     LibraryTest::TearDown();
   }
   static void Type(const char* text) {
-    const std::string path = ::testing::TempDir() + "bravic_typed";
+    // Tests run beside each other.
+    const std::string path = ::testing::TempDir() + "bravic_typed_" + std::to_string(std::random_device{}());
     std::FILE* file = std::fopen(path.c_str(), "w");
     std::fputs(text, file);
     std::fclose(file);

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <functional>
+#include <random>
 
 #include "Basic/Memory.h"
 #include "Bn/model/Attributes.h"
@@ -117,7 +118,7 @@ TEST_F(ChecksTest, AUserMayPassAnIncompleteTable) {
   DeleteNodeRelation_bn(Named(net, "xray"));
   HasUserInteraction_ns(1, env);
   for (const char* typed : {"y", "n"}) {
-    const std::string path = ::testing::TempDir() + "bravic_readiness";
+    const std::string path = ::testing::TempDir() + "bravic_readiness_" + std::to_string(std::random_device{}());
     std::FILE* file = std::fopen(path.c_str(), "w");
     std::fputs(typed, file);
     std::fclose(file);
