@@ -6,6 +6,7 @@
 #include "Bn/engine/Engine.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/NetCall.h"
+#include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Bn/services/Absorb.h"
@@ -38,20 +39,6 @@ Failure FindUtility(std::span<const node_bn> nodes, node_bn* utility) {
   return *utility ? nullptr : Fail(-2262, "there is no utility node");
 }
 
-bool LeadsTo(node_bn from, node_bn to) {
-  int mark = NewMark();
-  Vector<node_bn> open{from};
-  while (!open.empty()) {
-    node_bn node = open.back();
-    open.pop_back();
-    if (node == to) return true;
-    if (node->mark == mark) continue;
-    node->mark = mark;
-    open.insert(open.end(), node->succs.begin(), node->succs.end());
-  }
-  return false;
-}
-
 // Decisions come in node order. Each must know every earlier one and all that the earlier one knew.
 Failure CheckNoForgetting(std::span<const node_bn> decisions) {
   int missing = 0;
@@ -61,7 +48,7 @@ Failure CheckNoForgetting(std::span<const node_bn> decisions) {
     if (missing++ == 0) from = parent, to = decision;
   };
   for (std::size_t i = 1; i < decisions.size(); ++i) {
-    if (!LeadsTo(decisions[i - 1], decisions[i]))
+    if (!IsAncestor(decisions[i - 1], decisions[i]))
       return Fail(-2265, "its decisions are not totally ordered (no directed path leads from '%s' to '%s')",
                   decisions[i - 1]->name, decisions[i]->name);
     for (std::size_t k = 0; k < i; ++k) {
