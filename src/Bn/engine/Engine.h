@@ -45,6 +45,8 @@ struct Order {
 // remaining neighbours lie in a recorded larger set costs 0.
 Order FindOrder(const Graph& moral, std::span<const int> numstates, const ProgressFunction& progress);
 double OrderCost(const Graph& moral, std::span<const int> numstates, std::span<const int> order);
+// The best of some quick greedy orders, the same on every machine; without nodes when none costs less than the limit.
+Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit);
 // Searches beyond it for at most the given seconds and answers the best order seen (start: an order to beat, or
 // empty). Halted early keeps the best so far.
 Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,

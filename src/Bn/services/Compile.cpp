@@ -58,6 +58,14 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   Vector<int> order = EliminationOrder(net, graph, moral);
   Owned<CompiledNet> compiled = MakeOwned<CompiledNet>();
   compiled->tree = engine::BuildTree(moral, graph.numstates, graph.parents, order);
+  // A tree to compute with whose tables are well smaller than those of the net's own order, where one is found.
+  constexpr double ENTRIES_WORTH_SEARCHING = 16384;
+  if (compiled->tree.totalSize > ENTRIES_WORTH_SEARCHING) {
+    const engine::Order quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize);
+    if (!quick.nodes.empty()) {
+      compiled->smallerTree = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
+    }
+  }
   if (Failure failure = CheckGoingOn(wait, 0.6)) return failure;
   compiled->nodes = std::move(graph.nodes);
   compiled->numstates = std::move(graph.numstates);
@@ -72,11 +80,11 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
 
 static constexpr std::size_t MAX_MEMBERS_TEXT = 100;
 
-static Failure FailPotential(const CompiledNet& compiled, int clique) {
+static Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique) {
   char members[MAX_MEMBERS_TEXT + 1] = "";
   double nbytes = 0;
   if (clique >= 0) {
-    const engine::Clique& failed = compiled.tree.cliques[Position(clique)];
+    const engine::Clique& failed = tree.cliques[Position(clique)];
     nbytes = failed.size * sizeof(float);
     std::size_t length = 0;
     for (std::size_t k = 0; k < failed.members.size(); ++k) {
@@ -118,14 +126,21 @@ static Failure FillPotentials(CompiledNet& compiled) {
     const bnode& node = *compiled.nodes[Position(i)];
     return node.kind == UTILITY_NODE ? nullptr : node.probs;
   };
+  const engine::JunctionTree& tree = compiled.ComputingTree();
   if (!compiled.filled) {
-    compiled.inference = engine::Inference::Make(compiled.tree, compiled.numstates, compiled.parents);
+    // What is refused does not depend on the tree that happens to be found.
+    for (std::size_t c = 0; c < compiled.tree.cliques.size(); ++c) {
+      if (!(compiled.tree.cliques[c].size < engine::MAX_TABLE_ENTRIES)) {
+        return FailPotential(compiled, compiled.tree, static_cast<int>(c));
+      }
+    }
+    compiled.inference = engine::Inference::Make(tree, compiled.numstates, compiled.parents);
     if (compiled.inference->AllocatePotentials(&failedClique) != Status::Done) {
-      return FailPotential(compiled, failedClique);
+      return FailPotential(compiled, tree, failedClique);
     }
     if (Failure failure = PrepareTables(compiled)) return failure;
     if (compiled.inference->FillPotentials(tableOf, &failedClique) != Status::Done) {
-      return FailPotential(compiled, failedClique);
+      return FailPotential(compiled, tree, failedClique);
     }
     compiled.staleFindings.Reset(compiled.nodes.size());
     for (std::size_t i = 0; i < compiled.nodes.size(); ++i) {
@@ -136,7 +151,7 @@ static Failure FillPotentials(CompiledNet& compiled) {
     if (Failure failure = PrepareTables(compiled)) return failure;
     for (int i : compiled.staleTables.members) {
       if (compiled.inference->RefillHome(i, tableOf) != Status::Done) {
-        return FailPotential(compiled, compiled.tree.home[Position(i)]);
+        return FailPotential(compiled, tree, tree.home[Position(i)]);
       }
     }
   }
