@@ -86,16 +86,14 @@ class Inference {
   Inference();
   ~Inference();
 
-  // Potentials: room for every clique, then each clique's product of the tables that have their home there.
-  // NoMemory names the clique that could not be had.
+  // Room for every clique's potential, separator and scratch. NoMemory names the clique that could not be had.
   Status AllocatePotentials(int* failedClique);
   void DropPotentials();
   // table(i) answers node i's table [parent configurations x numstates], or NULL for a node without one (a factor
-  // of 1). Rows of the impossible marker (any negative entry) weigh 0. Multiplies every table into its home. NoMemory
-  // names the clique whose tables there was no room to copy; the potentials are then to be dropped.
-  Status FillPotentials(const std::function<const float*(int node)>& table, int* failedClique = nullptr);
-  // Node i's table alone was changed: remakes what depends on it.
-  Status RefillHome(int node, const std::function<const float*(int node)>& table);
+  // of 1). Rows of the impossible marker (any negative entry) weigh 0. Potentials are multiplied together where they
+  // are first needed, so what the tables are made of must outlive the use of the potentials.
+  void SetTables(std::function<const float*(int node)> table);
+  void TableChanged(int node);
 
   // Findings. A vector of numstates non-negative weights, copied; state findings are cheaper as states. Nothing is
   // propagated; messages that the change reaches become stale. Entering what is already there changes nothing.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 #include "Bn/engine/Propagation.h"
 
@@ -113,6 +114,12 @@ void Inference::Impl::ChooseLayouts() {
 Status Inference::AllocatePotentials(int* failedClique) {
   Impl& impl = *impl_;
   if (impl.allocated) return Status::Done;
+  double tables = 0;
+  for (const CliqueState& clique : impl.cliques) {
+    double room = 0;
+    for (int node : clique.homed) room += static_cast<double>(impl.TableSize(node) + KERNEL_SLACK);
+    tables = std::max(tables, room);
+  }
   // Tables are read and written a vector at a time.
   auto allocate = [&](Block<float>* block, double entries) {
     const std::size_t size = static_cast<std::size_t>(entries);
@@ -122,8 +129,9 @@ Status Inference::AllocatePotentials(int* failedClique) {
   };
   for (std::size_t c = 0; c < impl.cliques.size(); ++c) {
     CliqueState& clique = impl.cliques[c];
-    bool good =
-        impl.tree->cliques[c].size < MAX_TABLE_ENTRIES && allocate(&clique.potential, impl.tree->cliques[c].size);
+    if (!impl.tableRoom && tables < 2 * MAX_TABLE_ENTRIES) allocate(&impl.tableRoom, tables);
+    bool good = impl.tableRoom && impl.tree->cliques[c].size < MAX_TABLE_ENTRIES &&
+                allocate(&clique.potential, impl.tree->cliques[c].size);
     if (good) clique.size = static_cast<std::size_t>(impl.tree->cliques[c].size);
     for (const Link& link : clique.links) {
       SeparatorState& separator = impl.separators[At(link.separator)];
@@ -151,7 +159,9 @@ void Inference::DropPotentials() {
   Impl& impl = *impl_;
   for (CliqueState& clique : impl.cliques) clique.potential.reset();
   for (SeparatorState& separator : impl.separators) separator.tables.reset();
-  impl.allocated = impl.filled = false;
+  impl.tableRoom.reset();
+  impl.tableOf = nullptr;
+  impl.allocated = false;
   impl.InvalidateAll();
 }
 
@@ -161,7 +171,7 @@ std::size_t Inference::Impl::TableSize(int node) const {
   return size;
 }
 
-bool Inference::Impl::FillClique(int c, const std::function<const float*(int)>& table) {
+void Inference::Impl::FillClique(int c) {
   CliqueState& clique = cliques[At(c)];
   const int axes = static_cast<int>(clique.variables.size());
   fillShape.Clear(axes);
@@ -172,15 +182,11 @@ bool Inference::Impl::FillClique(int c, const std::function<const float*(int)>& 
     fillShape.Strides(0)[a] = clique.strides[At(a)];
   }
   // Each table is copied, for the slack behind it and to make rows of the impossible marker 0.
-  std::size_t room = 0;
-  for (int node : clique.homed) room += TableSize(node) + KERNEL_SLACK;
-  const Block<float> tables = TryMakeBlock<float>(room);
-  if (!tables) return false;
-  float* free = tables.get();
+  float* free = tableRoom.get();
   factors.clear();
   clique.low = 0;
   for (int node : clique.homed) {
-    const float* rows = table(node);
+    const float* rows = tableOf(node);
     if (!rows) continue;
     int* strides = fillShape.AddFactor();
     auto place = [&](int v, int stride) {
@@ -208,29 +214,20 @@ bool Inference::Impl::FillClique(int c, const std::function<const float*(int)>& 
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
   RunProduct(fillPlan, *kernels, clique.potential.get(), factors.data(), arena.data());
-  return true;
+  clique.filled = true;
 }
 
-Status Inference::FillPotentials(const std::function<const float*(int)>& table, int* failedClique) {
+void Inference::SetTables(std::function<const float*(int)> table) {
   Impl& impl = *impl_;
-  if (!impl.allocated) return Status::NoMemory;
-  for (int c = 0; c < static_cast<int>(impl.cliques.size()); ++c) {
-    if (impl.FillClique(c, table)) continue;
-    if (failedClique) *failedClique = c;
-    return Status::NoMemory;
-  }
+  impl.tableOf = std::move(table);
+  for (CliqueState& clique : impl.cliques) clique.filled = false;
   impl.InvalidateAll();
-  impl.filled = true;
-  return Status::Done;
 }
 
-Status Inference::RefillHome(int node, const std::function<const float*(int)>& table) {
-  Impl& impl = *impl_;
-  if (!impl.filled) return Status::NoMemory;
-  const int c = impl.tree->home[At(node)];
-  if (!impl.FillClique(c, table)) return Status::NoMemory;
-  impl.Changed(c);
-  return Status::Done;
+void Inference::TableChanged(int node) {
+  const int c = impl_->tree->home[At(node)];
+  impl_->cliques[At(c)].filled = false;
+  impl_->Changed(c);
 }
 
 }  // namespace bravic::engine

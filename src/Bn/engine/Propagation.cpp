@@ -139,6 +139,7 @@ void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::sp
 
 void Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
   const CliqueState& clique = cliques[At(c)];
+  if (!clique.filled) FillClique(c);
   factors.assign(1, clique.potential.get());
   for (std::size_t k = 0; k < clique.links.size(); ++k)
     if (static_cast<int>(k) != exceptLink) factors.push_back(messages[At(clique.links[k].in)].probs);
@@ -514,7 +515,7 @@ Status Inference::Impl::PropagateInFloats() {
 Status Inference::Propagate() {
   Impl& impl = *impl_;
   if (impl.propagated) return impl.status;
-  if (!impl.filled) return Status::NoMemory;
+  if (!impl.allocated || !impl.tableOf) return Status::NoMemory;
   impl.propagated = true;
   impl.total = impl.cliques.empty() ? 1 : 0;
   impl.totalExponent = 0;

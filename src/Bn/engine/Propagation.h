@@ -81,6 +81,7 @@ struct CliqueState {
   Vector<int> entered;  // nodes whose findings are entered here
   Vector<int> alone;    // variables of no other clique
   Block<float> potential;
+  bool filled = false;
   std::size_t size = 1;
   int low = 0;                // no positive entry of the potential is below 2^low
   unsigned layoutNumber = 1;  // moves with every change of layout
@@ -119,7 +120,9 @@ struct Inference::Impl {
   Vector<int> readAt;                           // [node] smallest separator that holds it, or -1
   Vector<Vector<int>> cliquesOf, separatorsOf;  // [node]
   Vector<int> parentClique, depth;              // with the first clique as root
-  bool laidOut = false, allocated = false, filled = false;
+  bool laidOut = false, allocated = false;
+  std::function<const float*(int)> tableOf;
+  Block<float> tableRoom;  // for the tables of one clique
   bool maximize = false;
   int numWeighted = 0;
 
@@ -164,7 +167,7 @@ struct Inference::Impl {
   void OrderVariables(int clique);
   void FullShape(const CliqueState& clique, std::span<const int> variables, PassShape* shape);
   std::size_t TableSize(int node) const;
-  bool FillClique(int clique, const std::function<const float*(int)>& table);  // false for want of memory
+  void FillClique(int clique);
 
   // Passes.
   void DescribeLayout(CliqueState* clique) const;

@@ -37,6 +37,7 @@ WideNumber Plus(WideNumber a, WideNumber b) {
 // Sums onto the free ones of the variables, all messages but that of exceptLink being there; false without memory.
 bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const int> variables, Block<WideNumber>* to) {
   const CliqueState& clique = cliques[At(c)];
+  if (!clique.filled) FillClique(c);
   PassShape shape;
   int axes = 0;
   for (int v : clique.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;

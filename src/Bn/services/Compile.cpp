@@ -120,12 +120,6 @@ static Failure PrepareTables(const CompiledNet& compiled) {
 
 // Fills the potentials anew, or only those whose tables changed since they were filled.
 static Failure FillPotentials(CompiledNet& compiled) {
-  using engine::Status;
-  int failedClique = -1;
-  auto tableOf = [&](int i) -> const float* {
-    const bnode& node = *compiled.nodes[Position(i)];
-    return node.kind == UTILITY_NODE ? nullptr : node.probs;
-  };
   const engine::JunctionTree& tree = compiled.ComputingTree();
   if (!compiled.filled) {
     // What is refused does not depend on the tree that happens to be found.
@@ -135,13 +129,15 @@ static Failure FillPotentials(CompiledNet& compiled) {
       }
     }
     compiled.inference = engine::Inference::Make(tree, compiled.numstates, compiled.parents);
-    if (compiled.inference->AllocatePotentials(&failedClique) != Status::Done) {
+    int failedClique = -1;
+    if (compiled.inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
       return FailPotential(compiled, tree, failedClique);
     }
     if (Failure failure = PrepareTables(compiled)) return failure;
-    if (compiled.inference->FillPotentials(tableOf, &failedClique) != Status::Done) {
-      return FailPotential(compiled, tree, failedClique);
-    }
+    compiled.inference->SetTables([&compiled](int i) -> const float* {
+      const bnode& node = *compiled.nodes[Position(i)];
+      return node.kind == UTILITY_NODE ? nullptr : node.probs;
+    });
     compiled.staleFindings.Reset(compiled.nodes.size());
     for (std::size_t i = 0; i < compiled.nodes.size(); ++i) {
       const bnode& node = *compiled.nodes[i];
@@ -149,11 +145,7 @@ static Failure FillPotentials(CompiledNet& compiled) {
     }
   } else {
     if (Failure failure = PrepareTables(compiled)) return failure;
-    for (int i : compiled.staleTables.members) {
-      if (compiled.inference->RefillHome(i, tableOf) != Status::Done) {
-        return FailPotential(compiled, tree, tree.home[Position(i)]);
-      }
-    }
+    for (int i : compiled.staleTables.members) compiled.inference->TableChanged(i);
   }
   compiled.staleTables.Reset(compiled.nodes.size());
   compiled.filled = true;

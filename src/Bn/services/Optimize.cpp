@@ -172,13 +172,11 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
   Block<float> marginal = TryMakeBlock<float>(static_cast<std::size_t>(rows));
   if (!marginal || inference->AllocatePotentials(&failedClique) != engine::Status::Done)
     return FailMemory(-2009, tree.totalSize * sizeof(float), "for an expected utility");
-  auto table = [&](int i) -> const float* {
+  inference->SetTables([&](int i) -> const float* {
     std::size_t at = static_cast<std::size_t>(i);
     if (problem.policies[at]) return problem.policies[at].get();
     return nodes[at]->kind == UTILITY_NODE ? nullptr : nodes[at]->probs;
-  };
-  if (inference->FillPotentials(table) != engine::Status::Done)
-    return FailMemory(-2009, tree.totalSize * sizeof(float), "for an expected utility");
+  });
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if (nodes[i]->evidence >= 0 && nodes[i]->kind != UTILITY_NODE)
       inference->SetState(static_cast<int>(i), nodes[i]->evidence);
