@@ -78,7 +78,7 @@ class History {
         for (int k = 0; k < 2; ++k) {
           const int node = random_.Below(model_.NumNodes());
           std::vector<float> belief(marginals[static_cast<std::size_t>(node)].size(), -1.0f);
-          EXPECT_TRUE(Engine().Beliefs(node, belief));
+          EXPECT_EQ(Engine().Belief(node, belief), Status::Done);
           Compare(belief, marginals[static_cast<std::size_t>(node)]);
         }
         break;
@@ -164,7 +164,7 @@ TEST_F(InferenceTest, LongChainOfRareEventsKeepsItsProbability) {
   ASSERT_EQ(inference.Propagate(), Status::Done);
   EXPECT_NEAR(inference.Probability() / std::ldexp(1.0, -599), 1, 1e-6);
   std::vector<float> belief(2);
-  ASSERT_TRUE(inference.Beliefs(300, belief));
+  ASSERT_EQ(inference.Belief(300, belief), Status::Done);
   EXPECT_FLOAT_EQ(belief[0], 0.25f);
 }
 
@@ -195,13 +195,13 @@ TEST_F(InferenceTest, WeightsTooSmallForFloatsComeBack) {
     ASSERT_EQ(inference.Propagate(), Status::Done);
     EXPECT_NEAR(inference.LogProbability(), whole, 1e-4);
     std::vector<float> belief(2);
-    EXPECT_TRUE(inference.Beliefs(0, belief));
+    EXPECT_EQ(inference.Belief(0, belief), Status::Done);
     EXPECT_NEAR(belief[1], std::exp(second - whole), 1e-5);
     std::vector<std::vector<float>> beliefs(model.numstates.size(), std::vector<float>(2));
     EXPECT_TRUE(inference.AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }));
     EXPECT_EQ(beliefs[0], belief);
     inference.ClearFinding(80);
-    EXPECT_TRUE(inference.Beliefs(80, belief));
+    EXPECT_EQ(inference.Belief(80, belief), Status::Done);
     EXPECT_NEAR(belief[1], 0.5, impossible ? 1e-6 : 1e-2);
     for (int i = 1; i <= features; ++i) inference.ClearFinding(i);
     ASSERT_EQ(inference.Propagate(), Status::Done);
@@ -226,7 +226,7 @@ TEST_F(InferenceTest, ManyWeakFindingsOfOneNodeStayConsistent) {
   ASSERT_EQ(inference.Propagate(), Status::Done);
   EXPECT_NEAR(inference.LogProbability(), std::log(4.5) - 60 * std::log(10), 1e-5);
   std::vector<float> belief(3);
-  EXPECT_TRUE(inference.Beliefs(2, belief));
+  EXPECT_EQ(inference.Belief(2, belief), Status::Done);
   EXPECT_NEAR(belief[1], 8.0 / 9, 1e-6);
   EXPECT_EQ(belief[2], 0);
   inference.SetLikelihood(0, std::vector<float>{0, 0, 1});

@@ -73,7 +73,8 @@ struct JunctionTree {
 JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::span<const Vector<int>> parents,
                        std::span<const int> order);
 
-enum class Status { Done, Inconsistent, NoMemory, Aborted };
+// Vanished: a belief is 0 throughout although the findings are possible, for want of numbers small enough.
+enum class Status { Done, Inconsistent, Vanished, NoMemory };
 
 // A clique of 2^29 - 1 entries or more is refused.
 inline constexpr double MAX_TABLE_ENTRIES = 536870911.0;
@@ -108,10 +109,15 @@ class Inference {
   double Probability() const;     // may underflow to 0
   double LogProbability() const;  // natural log
 
-  // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), after a Propagate that
-  // was Done. Distributes what it needs. Answers the normalizer's sign: false when everything was 0.
-  bool Beliefs(int node, std::span<float> out);
-  // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
+  // Whether the findings are possible together, without their probability where that would cost more.
+  Status Check();
+
+  // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
+  Status Belief(int node, std::span<float> out);
+  // Whether single beliefs since the last change have taken so much that all at once would have been cheaper.
+  bool SweepPays() const;
+  // All of them in one sweep, cheaper than one by one, after a Propagate that was Done: out(i) answers where node i's
+  // belief goes, or NULL. False when one was 0 throughout.
   bool AllBeliefs(const std::function<float*(int node)>& out);
   // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
   bool FamilyMarginal(int node, std::span<float> out);

@@ -28,6 +28,13 @@ void Inference::Impl::Build() {
   cliquesOf.resize(n);
   separatorsOf.resize(n);
   findings.resize(n);
+  children.resize(n);
+  for (std::size_t i = 0; i < n; ++i)
+    for (int parent : parents[i]) children[At(parent)].push_back(static_cast<int>(i));
+  tableFacts.resize(n);
+  parentsVisited.assign(n, 0);
+  childrenVisited.assign(n, 0);
+  targetAt.assign(n, 0);
   entry.assign(n, -1);
   readAt.assign(n, -1);
   axisOf.assign(n, -1);
@@ -130,6 +137,7 @@ void Inference::Impl::Changed(int clique) {
 
 void Inference::Impl::Forget() {
   propagated = wide = false;
+  spent = 0;
   Vector<Block<WideNumber>>().swap(wideMessages);
   ++stamp;
 }
@@ -153,6 +161,22 @@ void Inference::Impl::ForgetState(int node) {
   }
 }
 
+void Inference::Impl::SetChecked(int node, bool checked) {
+  Finding& finding = findings[At(node)];
+  if (finding.state == FREE && !finding.weighted) checked = true;
+  if (finding.checked == checked) return;
+  finding.checked = checked;
+  if (checked)
+    unchecked.erase(std::find(unchecked.begin(), unchecked.end(), node));
+  else
+    unchecked.push_back(node);
+}
+
+void Inference::Impl::CheckedAll() {
+  for (int node : unchecked) findings[At(node)].checked = true;
+  unchecked.clear();
+}
+
 void Inference::Impl::SetFinding(int node, int state, std::span<const float> weights, double scale) {
   Finding& finding = findings[At(node)];
   if (finding.state != FREE && finding.state != state) ForgetState(node);
@@ -166,6 +190,7 @@ void Inference::Impl::SetFinding(int node, int state, std::span<const float> wei
   for (float w : weights)
     if (w > 0) finding.low = std::min(finding.low, std::ilogb(w));
   if (finding.weighted) finding.weights.resize(weights.size() + KERNEL_SLACK, 0.0f);
+  SetChecked(node, false);
   Changed(entry[At(node)]);
 }
 

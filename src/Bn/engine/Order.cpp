@@ -6,14 +6,11 @@
 #include <limits>
 
 #include "Bn/engine/Engine.h"
+#include "Bn/engine/Numbers.h"
 
 namespace bravic::engine {
 
 namespace {
-
-std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 // Leaves are nodes in list order; every inner place holds the winner of its two, the left one on equal costs.
 class Tournament {

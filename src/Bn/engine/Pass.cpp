@@ -11,14 +11,10 @@ constexpr int MAX_ROW = 512;            // merged rows grow no longer
 constexpr int BLOCK_ENTRIES = 2048;     // 8 KB of products
 constexpr int ADDS_BETWEEN_FOLDS = 64;  // floats added up before they go into a double
 
-std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // The axes with neighbours joined that every table steps through alike.
 struct Merged {
   int numAxes = 0, numTables = 0;
-  int sizes[64];
+  int sizes[MAX_PASS_AXES];
   Vector<int> strides;  // [table][axis], numAxes apart from each other
 
   int Stride(int table, int axis) const { return strides[At(table * numAxes + axis)]; }
@@ -26,7 +22,7 @@ struct Merged {
 
 void Merge(const PassShape& shape, Merged* merged) {
   const int tables = 1 + shape.numFactors + shape.numTargets;
-  int from[64];  // the fastest original axis of each merged one
+  int from[MAX_PASS_AXES];  // the fastest original axis of each merged one
   int count = 0;
   for (int a = 0; a < shape.numAxes; ++a) {
     const int size = shape.sizes[At(a)];
@@ -175,7 +171,7 @@ Split ChooseSplit(const Merged& merged, int numFactors) {
 // Steps through the states of some axes, the last fastest, keeping an offset.
 template <class Visit>
 void StepThrough(const Merged& merged, const int* axes, const int* strides, int count, Visit visit) {
-  int at[64] = {};
+  int at[MAX_PASS_AXES] = {};
   int offset = 0;
   for (;;) {
     visit(offset);
@@ -199,7 +195,7 @@ void DescribeTable(const Merged& merged, const Split& split, int t, bool target,
     plan->prefixStrides.push_back(merged.Stride(t, a));
     if (merged.Stride(t, a) != 0) table.lastPrefix = a;
   }
-  int axes[64], strides[64];
+  int axes[MAX_PASS_AXES], strides[MAX_PASS_AXES];
   // Rows: where each begins, and which are told apart.
   const bool byDistinct = target || table.kind == Kind::SPREAD;
   int numBlockAxes = 0, distinct = 1;
@@ -230,7 +226,7 @@ void DescribeTable(const Merged& merged, const Split& split, int t, bool target,
   plan->arena += At(distinct) * At(plan->paddedLength);
   if (table.kind == Kind::WHOLE_ROWS) return;
   // Lanes: for a factor in their order, for a target those of one entry together.
-  int own[64], rest[64], numRest = 0, lane[64], step = 1;
+  int own[MAX_PASS_AXES], rest[MAX_PASS_AXES], numRest = 0, lane[MAX_PASS_AXES], step = 1;
   numOwn = 0;
   for (int a = merged.numAxes; a-- > split.row;) {
     lane[a] = step;
@@ -542,7 +538,7 @@ void RunPlainly(const PassShape& shape, const float* potential, const float* con
   const int numFactors = shape.numFactors, numTargets = shape.numTargets, tables = 1 + numFactors + numTargets;
   // The fastest axis is run through a table at a time, the others entry by entry.
   const int inner = shape.numAxes - 1, length = inner >= 0 ? shape.sizes[At(inner)] : 1;
-  int at[64] = {}, few[2 * FEW_TABLES] = {};
+  int at[MAX_PASS_AXES] = {}, few[2 * FEW_TABLES] = {};
   Vector<int> many(tables > FEW_TABLES ? At(2 * tables) : 0, 0);
   int* const offsets = many.empty() ? few : many.data();
   int* const steps = offsets + tables;

@@ -15,8 +15,12 @@
 
 #include "Basic/Memory.h"
 #include "Bn/engine/Kernels.h"
+#include "Bn/engine/Numbers.h"
 
 namespace bravic::engine {
+
+// Potentials that fit memory have fewer variables of two states or more.
+inline constexpr int MAX_PASS_AXES = 64;
 
 // Strides are in entries, 0 for an axis that the table does not have. Tables are numbered: the factors, then the
 // targets; table 0 is the potential, factor and target alike being kept as rows of strides.
@@ -91,6 +95,7 @@ void MakePlan(const PassShape& shape, PassPlan* plan);
 // What MakePlan's plan would cost, without making it.
 double PlanCost(const PassShape& shape);
 
+// Without a potential (NULL, strides 0) the factors alone are multiplied.
 void RunPlan(PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
              const PassTarget* targets, float* arena, bool maximize);
 // The product alone: to takes the place of the potential, which is not read; its rows must be dense.

@@ -171,6 +171,11 @@ std::size_t Inference::Impl::TableSize(int node) const {
   return size;
 }
 
+void ZeroImpossibleRows(float* table, int size, int numstates) {
+  for (float* row = table; row < table + size; row += numstates)
+    if (std::any_of(row, row + numstates, [](float x) { return x < 0; })) std::fill_n(row, numstates, 0.0f);
+}
+
 void Inference::Impl::FillClique(int c) {
   CliqueState& clique = cliques[At(c)];
   const int axes = static_cast<int>(clique.variables.size());
@@ -208,8 +213,7 @@ void Inference::Impl::FillClique(int c) {
     for (int i = 0; i < size; ++i)
       if (rows[i] > 0) least = std::min(least, rows[i]);
     clique.low += std::ilogb(least);
-    for (float* row = begin; row < begin + size; row += own)
-      if (std::any_of(row, row + own, [](float x) { return x < 0; })) std::fill(row, row + own, 0.0f);
+    ZeroImpossibleRows(begin, size, own);
   }
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
@@ -221,12 +225,16 @@ void Inference::SetTables(std::function<const float*(int)> table) {
   Impl& impl = *impl_;
   impl.tableOf = std::move(table);
   for (CliqueState& clique : impl.cliques) clique.filled = false;
+  for (TableFacts& facts : impl.tableFacts) facts.known = false;
+  for (std::size_t i = 0; i < impl.findings.size(); ++i) impl.SetChecked(static_cast<int>(i), false);
   impl.InvalidateAll();
 }
 
 void Inference::TableChanged(int node) {
   const int c = impl_->tree->home[At(node)];
   impl_->cliques[At(c)].filled = false;
+  impl_->tableFacts[At(node)].known = false;
+  for (std::size_t i = 0; i < impl_->findings.size(); ++i) impl_->SetChecked(static_cast<int>(i), false);
   impl_->Changed(c);
 }
 

@@ -7,16 +7,6 @@
 
 namespace bravic::engine {
 
-namespace {
-
-int Exponent(double x) {
-  int exponent;
-  std::frexp(x, &exponent);
-  return exponent;
-}
-
-}  // namespace
-
 std::size_t Inference::Impl::FreeSize(std::span<const int> variables) const {
   std::size_t size = 1;
   for (int v : variables)
@@ -502,34 +492,49 @@ Outcome Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
   return Outcome::GOOD;
 }
 
-Status Inference::Impl::PropagateInFloats() {
+Status Inference::Impl::PropagateInFloats(int node, std::span<float> to) {
   const Outcome collected = Collect(pivot);
   if (collected == Outcome::ZERO) return Status::Inconsistent;
   if (collected == Outcome::DOUBTFUL) return PropagateWide();
-  total = *SumOnto(pivot, -1, {});
+  const bool isAsked = node >= 0;
+  const double* table = isAsked ? SumOnto(pivot, node, std::span<const int>(&node, 1)) : SumOnto(pivot, -1, {});
+  total = *table;
+  for (std::size_t s = 1; s < to.size(); ++s) total = maximize ? std::max(total, table[s]) : total + table[s];
   totalExponent = IncomingExponent(pivot, -1);
   if (Judge(pivot, -1, total, nullptr) == Outcome::DOUBTFUL) return PropagateWide();
-  return total > 0 ? Status::Done : Status::Inconsistent;
+  if (!(total > 0)) return Status::Inconsistent;
+  if (isAsked) Normalize(table, to);
+  return Status::Done;
+}
+
+// Together with the belief of a node that the pivot holds, unless wide numbers are needed (-1: without).
+Status Inference::Impl::Propagate(int node, std::span<float> to) {
+  if (propagated) return status;
+  if (!allocated || !tableOf) return Status::NoMemory;
+  propagated = true;
+  total = cliques.empty() ? 1 : 0;
+  totalExponent = 0;
+  status = cliques.empty() ? Status::Done : PropagateInFloats(node, to);
+  for (std::size_t i = 0; i < findings.size() && numWeighted > 0; ++i) {
+    if (!findings[i].weighted) continue;
+    total *= findings[i].scale;
+    if (!(total > 0)) return status = Status::Inconsistent;
+    const int exponent = Exponent(total);
+    total = std::ldexp(total, -exponent);
+    totalExponent += exponent;
+  }
+  if (status == Status::Done) CheckedAll();
+  return status;
 }
 
 Status Inference::Propagate() {
-  Impl& impl = *impl_;
-  if (impl.propagated) return impl.status;
-  if (!impl.allocated || !impl.tableOf) return Status::NoMemory;
-  impl.propagated = true;
-  impl.total = impl.cliques.empty() ? 1 : 0;
-  impl.totalExponent = 0;
-  impl.status = impl.cliques.empty() ? Status::Done : impl.PropagateInFloats();
-  if (impl.numWeighted == 0) return impl.status;
-  for (const Finding& finding : impl.findings) {
-    if (!finding.weighted) continue;
-    impl.total *= finding.scale;
-    if (!(impl.total > 0)) return impl.status = Status::Inconsistent;
-    const int exponent = Exponent(impl.total);
-    impl.total = std::ldexp(impl.total, -exponent);
-    impl.totalExponent += exponent;
-  }
-  return impl.status;
+  return impl_->Propagate(-1, {});
+}
+
+Status Inference::Check() {
+  Status answer = Status::Done;
+  if (impl_->propagated || impl_->unchecked.empty()) return impl_->propagated ? impl_->status : Status::Done;
+  return impl_->Ask(-1, {}, &answer) ? answer : Propagate();
 }
 
 double Inference::Probability() const {
@@ -557,14 +562,24 @@ bool Inference::Impl::Read(int node, std::span<float> to) {
   return sum && Normalize(sum, to);
 }
 
-bool Inference::Beliefs(int node, std::span<float> out) {
+Status Inference::Belief(int node, std::span<float> out) {
   Impl& impl = *impl_;
   const int state = impl.findings[At(node)].state;
   std::fill(out.begin(), out.end(), 0.0f);
-  if (Propagate() != Status::Done) return false;
-  if (state == FREE && out.size() > 1) return impl.Read(node, out);
-  out[At(std::max(state, 0))] = 1;
-  return true;
+  if (state != FREE || out.size() == 1) {
+    const Status status = Check();
+    if (status == Status::Done) out[At(std::max(state, 0))] = 1;
+    return status;
+  }
+  Status answer = Status::Done;
+  if (impl.propagated && impl.status != Status::Done) return impl.status;
+  if (impl.Ask(node, out, &answer)) return answer;
+  if (!impl.propagated) {
+    impl.pivot = impl.CliqueForReading(node);
+    answer = impl.Propagate(node, out);
+    if (answer != Status::Done || !impl.wide) return answer;
+  }
+  return impl.Read(node, out) ? Status::Done : Status::Vanished;
 }
 
 bool Inference::AllBeliefs(const std::function<float*(int)>& out) {

@@ -4,31 +4,21 @@
 
 #include <cstdint>
 
+#include "Bn/engine/Elimination.h"
 #include "Bn/engine/Engine.h"
 #include "Bn/engine/Pass.h"
 
 namespace bravic::engine {
-
-inline std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 65536;  // larger targets are summed in floats
 inline constexpr double PLAIN_ENTRIES = 12;        // smaller passes go entry by entry,
 inline constexpr double PLAIN_AT_FIRST = 160;      // and these until they come again
 
-// Numbers below 2^-126 lose bits or vanish.
-inline constexpr int SMALLEST_EXPONENT = -126;
-inline constexpr double NO_LOSS = -1e9;
-
 struct WideNumber {
   double mantissa = 0;  // 0, or in [0.5, 1)
   long long exponent = 0;
 };
-
-// What became of a pass: its sums hold, are all 0, or may be wrong for want of range.
-enum class Outcome { GOOD, ZERO, DOUBTFUL };
 
 // A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
 struct Message {
@@ -100,17 +90,30 @@ struct SeparatorState {
 
 struct Finding {
   int state = FREE;
+  bool checked = true;  // known to be possible together with all others that are
   bool weighted = false;
   Vector<float> weights;  // largest entry 1, then slack
   double scale = 1;
   int low = 0;  // exponent of the smallest positive weight
 };
 
+// What matters of a node's table beside its numbers.
+struct TableFacts {
+  bool known = false;
+  bool informs = false;   // rows do not sum to 1, so that it says something of the parents by itself
+  int low = 0;            // no positive entry is below 2^low
+  Vector<float> cleaned;  // with impossible rows 0, where there are any
+};
+
+// Sets rows of the impossible marker to 0.
+void ZeroImpossibleRows(float* table, int size, int numstates);
+
 using BeliefPlace = std::function<float*(int node)>;
 
 struct Inference::Impl {
   const JunctionTree* tree = nullptr;
   std::span<const Vector<int>> parents;
+  Vector<Vector<int>> children;
   Vector<int> numstates;
   Vector<CliqueState> cliques;
   Vector<SeparatorState> separators;
@@ -125,6 +128,7 @@ struct Inference::Impl {
   Block<float> tableRoom;  // for the tables of one clique
   bool maximize = false;
   int numWeighted = 0;
+  Vector<int> unchecked;  // nodes whose findings are not checked
 
   bool propagated = false;
   Status status = Status::Done;
@@ -132,9 +136,17 @@ struct Inference::Impl {
   double total = 0;
   long long totalExponent = 0;
   unsigned long long stamp = 1;
+  double spent = 0;  // nanoseconds, estimated, on single beliefs since the last change
 
   bool wide = false;  // the findings need the range of wide numbers
   Vector<Block<WideNumber>> wideMessages;
+
+  // Single questions.
+  Vector<TableFacts> tableFacts;
+  Elimination elimination;
+  unsigned visitNumber = 0;
+  Vector<unsigned> parentsVisited, childrenVisited, targetAt;  // [node] the latest visit
+  Vector<int> visits, relevant, questions;
 
   // Scratch.
   const Kernels* kernels = &BestKernels();
@@ -162,6 +174,16 @@ struct Inference::Impl {
   void ForgetState(int node);
   void SetFinding(int node, int state, std::span<const float> weights, double scale);
 
+  void SetChecked(int node, bool checked);
+  void CheckedAll();
+
+  // Single questions.
+  const TableFacts& FactsOf(int node);
+  void FindRelevant(std::span<const int> targets);
+  int GatherFactors(int node);
+  double TreeCost(int node, double limit);
+  bool Ask(int node, std::span<float> to, Status* answer);
+
   // Layouts and potentials.
   void ChooseLayouts();
   void OrderVariables(int clique);
@@ -181,7 +203,8 @@ struct Inference::Impl {
   Outcome Judge(int clique, int exceptLink, double largest, Message* made) const;
   Outcome MakeMessage(int clique, int link);
   Outcome Collect(int clique);
-  Status PropagateInFloats();
+  Status PropagateInFloats(int node, std::span<float> to);
+  Status Propagate(int node, std::span<float> to);
   const double* SumOnto(int clique, int key, std::span<const int> nodes);
   long long IncomingExponent(int clique, int exceptLink) const;
   std::size_t FreeSize(std::span<const int> variables) const;
@@ -202,7 +225,7 @@ struct Inference::Impl {
   // index in a table over those of them that fixedAt leaves free (all when it is empty).
   template <class Visit>
   void ForEachFree(std::span<const int> variables, std::span<const int> fixedAt, Visit visit) const {
-    int sizes[64], strides[64], at[64] = {}, count = 0, stride = 1;
+    int sizes[MAX_PASS_AXES], strides[MAX_PASS_AXES], at[MAX_PASS_AXES] = {}, count = 0, stride = 1;
     std::size_t index = 0;
     for (std::size_t k = variables.size(); k-- > 0;) {
       const int v = variables[k];

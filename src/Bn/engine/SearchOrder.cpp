@@ -13,29 +13,16 @@
 #include <utility>
 
 #include "Bn/engine/Engine.h"
+#include "Bn/engine/Numbers.h"
 
 namespace bravic::engine {
 
 namespace {
 
-std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 // Adjacency is kept as bits, so larger graphs are left to the plain search.
 constexpr int MAX_SEARCH_NODES = 16384;
 
 enum class Measure { STATE_SPACE, FILL, WEIGHTED_FILL, FILL_OF_SPACE, NUM_MEASURES };
-
-// The library's own differ between platforms in the last bit, and an order must not.
-double BinaryLogarithm(double x) {
-  int exponent;
-  const double m = std::frexp(x, &exponent);
-  // By the series of the area tangent, good to 1e-7 in [0.5, 1).
-  const double t = (m - 0.70710678118654752) / (m + 0.70710678118654752), u = t * t;
-  return exponent - 0.5 +
-         t * (2.8853900817779268 + u * (0.96179669392597560 + u * (0.57707801635558536 + u * 0.4121985831111324)));
-}
 
 class RandomStream {
  public:

@@ -4,14 +4,11 @@
 #include <algorithm>
 
 #include "Bn/engine/Engine.h"
+#include "Bn/engine/Numbers.h"
 
 namespace bravic::engine {
 
 namespace {
-
-std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 Vector<Vector<int>> FilledGraph(const Graph& moral, std::span<const int> order) {
   const std::size_t n = order.size();

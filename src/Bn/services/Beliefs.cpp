@@ -83,27 +83,77 @@ static void MarkContradicted(net_bn net) {
   net->findingsApplied = net->beliefsCurrent = false;
 }
 
-int UpdateBeliefs(net_bn net, bool printing) {
-  if (net->beliefsCurrent) return BELIEFS_UPDATED;
+// Whether a host that has read so many beliefs is likely to read most of them, or has made them dearer one by one than
+// one sweep over the tree.
+static bool WorthAll(const CompiledNet& compiled) {
+  int n = static_cast<int>(compiled.nodes.size());
+  return compiled.numRead > n / 4 || compiled.numReadBefore > n / 2 || compiled.inference->SweepPays();
+}
+
+// The node's belief, or all of them.
+static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) {
+  unsigned long long stamp = compiled.inference->Stamp();
+  if (compiled.readStamp != stamp) {
+    compiled.readStamp = stamp;
+    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
+    compiled.allKnown = false;
+  }
+  ++compiled.numRead;
+  if (!compiled.allKnown && WorthAll(compiled)) {
+    engine::Status status = compiled.inference->Propagate();
+    if (status != engine::Status::Done) return status;
+    compiled.allKnown = compiled.inference->AllBeliefs([&](int other) -> float* {
+      node_bn to = compiled.nodes[static_cast<std::size_t>(other)];
+      return to->kind == NATURE_NODE ? BeliefVector(to) : nullptr;
+    });
+  }
+  if (compiled.allKnown) return engine::Status::Done;
+  return compiled.inference->Belief(i, {BeliefVector(node), static_cast<std::size_t>(node->numstates)});
+}
+
+// The engine's probability of the findings that it has been given.
+static void TakeProbability(net_bn net) {
+  CompiledNet& compiled = *net->compiled;
+  compiled.logProbability = compiled.inference->LogProbability();
+  net->caseprob = compiled.inference->Probability();
+  compiled.probabilityKnown = true;
+}
+
+// Hands the findings over, so that the engine can be asked.
+static bool PrepareUpdate(net_bn net, bool printing) {
   if (!net->potentialsMade) {
     ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
-    return BELIEFS_FAILED;
+    return false;
   }
   CompiledNet& compiled = *net->compiled;
   if (!net->findingsApplied) {
     net->caseprob = 1.0;
     compiled.logProbability = 0;
+    compiled.probabilityKnown = true;
     net->findingsApplied = true;
+  }
+  // What the new findings are compared with, where nobody has asked for it yet.
+  if (printing && !compiled.probabilityKnown && compiled.inference->Propagate() == engine::Status::Done) {
+    TakeProbability(net);
   }
   HandOverFindings(net);
   compiled.inference->SetMaximize(net->findmpe != 0);
-  switch (compiled.inference->Propagate()) {
+  return true;
+}
+
+static int FinishUpdate(net_bn net, engine::Status status) {
+  switch (status) {
     case engine::Status::Done:
-      break;
+      net->beliefsCurrent = true;
+      return BELIEFS_UPDATED;
     case engine::Status::Inconsistent:
       ReportError(-2078, "according to this model, the evidence entered is inconsistent");
       MarkContradicted(net);
       net->caseprob = 0;
+      return BELIEFS_CONTRADICTED;
+    case engine::Status::Vanished:
+      ReportError(-777, "according to this model, the evidence entered is inconsistent");
+      MarkContradicted(net);
       return BELIEFS_CONTRADICTED;
     default: {
       Failure failure = FailMemory(-2009, 0, "for the messages of the junction tree");
@@ -113,19 +163,26 @@ int UpdateBeliefs(net_bn net, bool printing) {
       return BELIEFS_FAILED;
     }
   }
+}
+
+int UpdateBeliefs(net_bn net, bool printing) {
+  if (net->beliefsCurrent) return BELIEFS_UPDATED;
+  printing = printing && UserOutput();
+  if (!PrepareUpdate(net, printing)) return BELIEFS_FAILED;
+  CompiledNet& compiled = *net->compiled;
+  int result = FinishUpdate(net, printing ? compiled.inference->Propagate() : compiled.inference->Check());
+  if (result != BELIEFS_UPDATED) return result;
   double before = compiled.logProbability;
-  compiled.logProbability = compiled.inference->LogProbability();
-  net->caseprob = compiled.inference->Probability();
-  net->beliefsCurrent = true;
-  if (printing && UserOutput()) {
-    if (net->findmpe) {
-      PrintMostProbable(net);
-    } else {
-      PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
-                  100 * std::exp(compiled.logProbability - before), 100 * net->caseprob);
-    }
+  compiled.probabilityKnown = false;
+  if (!printing) return result;
+  TakeProbability(net);
+  if (net->findmpe) {
+    PrintMostProbable(net);
+  } else {
+    PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
+                100 * std::exp(compiled.logProbability - before), 100 * net->caseprob);
   }
-  return BELIEFS_UPDATED;
+  return result;
 }
 
 void AutoUpdate(net_bn net) {
@@ -137,53 +194,33 @@ void AutoUpdate(net_bn net) {
   }
 }
 
-// Whether a host that has read so many beliefs is likely to read most of them. One sweep over the tree costs about
-// half of what all cost one by one.
-static bool WorthAll(const CompiledNet& compiled) {
-  int n = static_cast<int>(compiled.nodes.size());
-  return compiled.numRead > n / 4 || (compiled.numRead > 1 && compiled.numReadBefore > n / 2);
-}
-
-static bool ComputeAll(CompiledNet& compiled) {
-  return compiled.inference->AllBeliefs([&](int i) -> float* {
-    node_bn node = compiled.nodes[static_cast<std::size_t>(i)];
-    return node->kind == NATURE_NODE ? BeliefVector(node) : nullptr;
-  });
-}
-
-static bool ComputeBelief(CompiledNet& compiled, node_bn node, int i) {
-  unsigned long long stamp = compiled.inference->Stamp();
-  if (compiled.readStamp != stamp) {
-    compiled.readStamp = stamp;
-    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
-    compiled.allKnown = false;
-  }
-  ++compiled.numRead;
-  if (!compiled.allKnown && WorthAll(compiled)) compiled.allKnown = ComputeAll(compiled);
-  return compiled.allKnown ||
-         compiled.inference->Beliefs(i, {BeliefVector(node), static_cast<std::size_t>(node->numstates)});
-}
-
 const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
-  if (!net->beliefsCurrent && UpdateBeliefs(net, false) < 0) return nullptr;
-  CompiledNet& compiled = *net->compiled;
-  unsigned long long stamp = compiled.inference->Stamp();
-  if (node->beliefStamp == stamp) return node->belief;
-  int i = CompiledIndex(*node);
   // What takes no part in the propagation keeps the vector that it has.
-  if (i < 0 || node->kind != NATURE_NODE) return BeliefVector(node);
-  if (!ComputeBelief(compiled, node, i)) {
-    ReportError(-777, "according to this model, the evidence entered is inconsistent");
-    MarkContradicted(net);
-    return nullptr;
+  int i = CompiledIndex(*node);
+  if (i < 0 || node->kind != NATURE_NODE) return UpdateBeliefs(net, false) < 0 ? nullptr : BeliefVector(node);
+  if (net->beliefsCurrent && node->beliefStamp == net->compiled->inference->Stamp()) return node->belief;
+  if (!net->beliefsCurrent) {
+    if (!PrepareUpdate(net, false)) return nullptr;
+    net->compiled->probabilityKnown = false;
   }
+  CompiledNet& compiled = *net->compiled;
+  if (FinishUpdate(net, ComputeBelief(compiled, node, i)) != BELIEFS_UPDATED) return nullptr;
   // A probability too small for a normal float would read as possible and yet have lost its digits.
   for (int s = 0; s < node->numstates; ++s) {
     if (node->belief[s] < std::numeric_limits<float>::min()) node->belief[s] = 0;
   }
-  node->beliefStamp = stamp;
+  node->beliefStamp = compiled.inference->Stamp();
   return node->belief;
+}
+
+double CaseProbability(net_bn net) {
+  int result = UpdateBeliefs(net, false);
+  if (result == BELIEFS_UPDATED && !net->compiled->probabilityKnown) {
+    result = FinishUpdate(net, net->compiled->inference->Propagate());
+    if (result == BELIEFS_UPDATED) TakeProbability(net);
+  }
+  return result == BELIEFS_UPDATED ? net->caseprob : result == BELIEFS_CONTRADICTED ? 0.0 : -1.0;
 }
 
 }  // namespace bravic
@@ -206,8 +243,7 @@ int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node) {
 double BRAVIC_CALL CaseProbability_bn(net_bn net) {
   NetCall call("CaseProbability_bn");
   if (!call.HasReserve(-5134) || !call.Check(net)) return -1.0;
-  int result = UpdateBeliefs(net, false);
-  return result == BELIEFS_UPDATED ? net->caseprob : result == BELIEFS_CONTRADICTED ? 0.0 : -1.0;
+  return CaseProbability(net);
 }
 
 statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {

@@ -166,6 +166,7 @@ static Failure MakePotentials(net_bn net) {
   }
   net->caseprob = 1.0;
   compiled.logProbability = 0;
+  compiled.probabilityKnown = true;
   net->potentialsMade = true;
   return nullptr;
 }

@@ -37,10 +37,11 @@ struct CompiledNet {
   engine::JunctionTree tree;         // by the net's elimination order: what hosts are told of
   engine::JunctionTree smallerTree;  // to compute with; without cliques where none was found
   Owned<engine::Inference> inference;
-  bool filled = false;        // the engine holds potentials, those of staleTables aside
-  StaleSet staleTables;       // nodes whose table changed since
-  StaleSet staleFindings;     // nodes whose finding the engine has not been given yet
-  double logProbability = 0;  // natural logarithm that belongs to the net's caseprob
+  bool filled = false;           // the engine holds potentials, those of staleTables aside
+  StaleSet staleTables;          // nodes whose table changed since
+  StaleSet staleFindings;        // nodes whose finding the engine has not been given yet
+  double logProbability = 0;     // natural logarithm that belongs to the net's caseprob
+  bool probabilityKnown = true;  // whether both are those of the findings that the engine has
   // Which beliefs are read between two changes of the engine's numbers, so that many are computed in one sweep.
   unsigned long long readStamp = 0;    // the engine's stamp that the following are about
   int numRead = 0, numReadBefore = 0;  // nodes read under this stamp, and under the one before

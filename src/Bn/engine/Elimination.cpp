@@ -1,0 +1,345 @@
+#include "Bn/engine/Elimination.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace bravic::engine {
+
+namespace {
+
+constexpr int SMALLEST_WIDE_EXPONENT = -1000;
+constexpr double MAX_ENTRIES = 1 << 22;  // of one product
+constexpr double MAX_STORED = 1 << 20;   // of all tables made
+constexpr double PLANNED_ENTRIES = 1024;
+constexpr double WORTH_A_SECOND_ORDER = 20000;  // nanoseconds
+
+template <class Visit>
+void ForEachBit(const std::uint64_t* row, int words, Visit visit) {
+  for (int w = 0; w < words; ++w)
+    for (std::uint64_t bits = row[w]; bits != 0; bits &= bits - 1) visit(w * 64 + std::countr_zero(bits));
+}
+
+}  // namespace
+
+void Elimination::Clear() {
+  sizes_.clear();
+  logs_.clear();
+  factors_.clear();
+  axes_.clear();
+  firstAxisOf_.clear();
+}
+
+int Elimination::AddVariable(int numstates) {
+  sizes_.push_back(numstates);
+  firstAxisOf_.push_back(-1);
+  return static_cast<int>(sizes_.size()) - 1;
+}
+
+void Elimination::AddFactor(const float* table, int first, int size, int low) {
+  factors_.push_back({table, first, size, static_cast<int>(axes_.size()), 0, low, NO_LOSS, false, false});
+}
+
+void Elimination::AddAxis(int variable, int stride) {
+  const int axis = static_cast<int>(axes_.size()), factor = static_cast<int>(factors_.size()) - 1;
+  axes_.push_back({variable, stride, factor, firstAxisOf_[At(variable)]});
+  firstAxisOf_[At(variable)] = axis;
+  ++factors_.back().numAxes;
+}
+
+double Elimination::SpaceOf(const std::uint64_t* row, int variable) const {
+  double space = sizes_[At(variable)];
+  ForEachBit(row, words_, [&](int w) { space *= sizes_[At(w)]; });
+  return space;
+}
+
+// The weight of the edges that the elimination would add.
+double Elimination::FillOf(const std::uint64_t* row) const {
+  double fill = 0;
+  ForEachBit(row, words_, [&](int a) {
+    const std::uint64_t* others = rows_.data() + At(a * words_);
+    double missing = 0;
+    for (int w = 0; w < words_; ++w)
+      for (std::uint64_t bits = row[w] & ~others[w]; bits != 0; bits &= bits - 1)
+        missing += logs_[At(w * 64 + std::countr_zero(bits))];
+    fill += (missing - logs_[At(a)]) * logs_[At(a)];
+  });
+  return fill;
+}
+
+// Greedy; answers the cost.
+double Elimination::Order(int keep, Measure measure, Vector<Bucket>* buckets, Vector<int>* neighbours) {
+  const int n = static_cast<int>(sizes_.size());
+  buckets->clear();
+  neighbours->clear();
+  rows_ = moral_;
+  keys_.resize(At(n));
+  remaining_.clear();
+  auto row = [&](int v) { return rows_.data() + At(v * words_); };
+  auto updateKey = [&](int v) { keys_[At(v)] = measure == Measure::SPACE ? SpaceOf(row(v), v) : FillOf(row(v)); };
+  for (int v = 0; v < n; ++v) {
+    if (v == keep) continue;
+    remaining_.push_back(v);
+    updateKey(v);
+  }
+  double cost = 0, stored = 0;
+  while (!remaining_.empty()) {
+    std::size_t best = 0;
+    for (std::size_t i = 1; i < remaining_.size(); ++i)
+      if (keys_[At(remaining_[i])] < keys_[At(remaining_[best])]) best = i;
+    const int v = remaining_[best];
+    remaining_.erase(remaining_.begin() + static_cast<std::ptrdiff_t>(best));
+    const int first = static_cast<int>(neighbours->size());
+    ForEachBit(row(v), words_, [&](int w) { neighbours->push_back(w); });
+    const int count = static_cast<int>(neighbours->size()) - first;
+    buckets->push_back({v, first, count});
+    const double space = measure == Measure::SPACE ? keys_[At(v)] : SpaceOf(row(v), v);
+    stored += space / sizes_[At(v)] + KERNEL_SLACK;
+    if (space > MAX_ENTRIES || stored > MAX_STORED) return std::numeric_limits<double>::infinity();
+    cost += 150 + (space < PLANNED_ENTRIES ? 3 * space : 2000 + space);
+    for (int k = 0; k < count; ++k) {
+      const int a = (*neighbours)[At(first + k)];
+      std::uint64_t* to = row(a);
+      for (int w = 0; w < words_; ++w) to[w] |= row(v)[w];
+      to[a / 64] &= ~(std::uint64_t{1} << (a % 64));
+      to[v / 64] &= ~(std::uint64_t{1} << (v % 64));
+    }
+    for (int k = 0; k < count; ++k) updateKey((*neighbours)[At(first + k)]);
+    if (measure == Measure::SPACE || count < 2) continue;
+    // Elsewhere an edge less is to fill.
+    for (int k = 0; k < count; ++k) ForEachBit(row((*neighbours)[At(first + k)]), words_, [&](int b) { updateKey(b); });
+  }
+  return cost;
+}
+
+double Elimination::Plan(int keep) {
+  const int n = static_cast<int>(sizes_.size());
+  keep_ = keep;
+  if (n > MAX_VARIABLES) return std::numeric_limits<double>::infinity();
+  words_ = std::max(1, (n + 63) / 64);
+  moral_.assign(At(n * words_), 0);
+  std::uint64_t scope[MAX_VARIABLES / 64];
+  for (const Factor& factor : factors_) {
+    std::fill_n(scope, words_, 0);
+    for (int k = 0; k < factor.numAxes; ++k) {
+      const int v = axes_[At(factor.firstAxis + k)].variable;
+      scope[v / 64] |= std::uint64_t{1} << (v % 64);
+    }
+    for (int k = 0; k < factor.numAxes; ++k) {
+      const int v = axes_[At(factor.firstAxis + k)].variable;
+      std::uint64_t* row = moral_.data() + At(v * words_);
+      for (int w = 0; w < words_; ++w) row[w] |= scope[w];
+    }
+  }
+  for (int v = 0; v < n; ++v) moral_[At(v * words_ + v / 64)] &= ~(std::uint64_t{1} << (v % 64));
+  double cost = Order(keep, Measure::SPACE, &buckets_, &neighbours_);
+  if (cost > WORTH_A_SECOND_ORDER) {
+    logs_.clear();
+    for (int size : sizes_) logs_.push_back(BinaryLogarithm(size));
+    const double other = Order(keep, Measure::FILL, &otherBuckets_, &otherNeighbours_);
+    if (other < cost) {
+      cost = other;
+      buckets_.swap(otherBuckets_);
+      neighbours_.swap(otherNeighbours_);
+    }
+  }
+  return cost;
+}
+
+// Sums that big findings have made doubtful.
+Outcome Elimination::Judge(double largest, double loss) const {
+  if (!(largest > 0)) return loss > NO_LOSS ? Outcome::DOUBTFUL : Outcome::ZERO;
+  return loss - Exponent(largest) > -30 ? Outcome::DOUBTFUL : Outcome::GOOD;
+}
+
+// sums_ = the sum over the bucket's variable of the product of its inputs, entry by entry, in the order of its
+// neighbours.
+void Elimination::SumEntries(const Bucket& bucket) {
+  const int numInputs = static_cast<int>(inputs_.size()), numAxes = bucket.numNeighbours;
+  const int states = sizes_[At(bucket.variable)];
+  // [axis][input] strides, those of the bucket's variable last.
+  Vector<int>& strides = shape_.strides;
+  strides.assign(At((numAxes + 1) * numInputs), 0);
+  tables_.clear();
+  for (int i = 0; i < numInputs; ++i) {
+    const Factor& factor = factors_[At(inputs_[At(i)])];
+    tables_.push_back(factor.table + factor.first);
+    for (int k = 0; k < factor.numAxes; ++k) {
+      const Axis& axis = axes_[At(factor.firstAxis + k)];
+      int at = numAxes;
+      if (axis.variable != bucket.variable)
+        for (at = 0; neighbours_[At(bucket.firstNeighbour + at)] != axis.variable;) ++at;
+      strides[At(at * numInputs + i)] += axis.stride;
+    }
+  }
+  const int* own = strides.data() + numAxes * numInputs;
+  const float** tables = tables_.data();
+  const int fastest = numAxes - 1;
+  const int length = numAxes > 0 ? sizes_[At(neighbours_[At(bucket.firstNeighbour + fastest)])] : 1;
+  const int* inner = strides.data() + std::max(fastest, 0) * numInputs;
+  int at[MAX_PASS_AXES] = {};
+  double* out = sums_.data();
+  for (;;) {
+    for (int j = 0; j < length; ++j) {
+      double sum = 0;
+      for (int s = 0; s < states; ++s) {
+        double product = static_cast<double>(tables[0][j * inner[0] + s * own[0]]);
+        for (int i = 1; i < numInputs; ++i) product *= static_cast<double>(tables[i][j * inner[i] + s * own[i]]);
+        sum += product;
+      }
+      *out++ = sum;
+    }
+    int axis = fastest;
+    for (;;) {
+      if (axis <= 0) return;
+      --axis;
+      const int size = sizes_[At(neighbours_[At(bucket.firstNeighbour + axis)])];
+      const bool wraps = ++at[axis] == size;
+      const int moves = wraps ? 1 - size : 1;
+      const int* step = strides.data() + axis * numInputs;
+      for (int i = 0; i < numInputs; ++i) tables[i] += moves * step[i];
+      if (!wraps) break;
+      at[axis] = 0;
+    }
+  }
+}
+
+// The same in vectors.
+void Elimination::SumByPlan(const Bucket& bucket, const Kernels& kernels) {
+  const int numAxes = bucket.numNeighbours + 1;
+  // The variable to be summed is the slowest axis, so that rows are whole.
+  shape_.Clear(numAxes);
+  shape_.sizes[0] = sizes_[At(bucket.variable)];
+  position_[At(bucket.variable)] = 0;
+  for (int k = 1; k < numAxes; ++k) {
+    const int v = neighbours_[At(bucket.firstNeighbour + k - 1)];
+    shape_.sizes[At(k)] = sizes_[At(v)];
+    position_[At(v)] = k;
+  }
+  tables_.clear();
+  std::size_t room = 0;
+  for (int f : inputs_)
+    if (!factors_[At(f)].padded) room += At(factors_[At(f)].size) + KERNEL_SLACK;
+  if (padding_.size() < room) padding_.resize(room);
+  float* free = padding_.data();
+  for (int input : inputs_) {
+    const Factor& factor = factors_[At(input)];
+    int* strides = shape_.AddFactor();
+    for (int k = 0; k < factor.numAxes; ++k) {
+      const Axis& axis = axes_[At(factor.firstAxis + k)];
+      strides[position_[At(axis.variable)]] += axis.stride;
+    }
+    if (factor.padded) {
+      tables_.push_back(factor.table + factor.first);
+      continue;
+    }
+    tables_.push_back(free + factor.first);
+    free = std::copy_n(factor.table, factor.size, free);
+    free = std::fill_n(free, KERNEL_SLACK, 0.0f);
+  }
+  int* strides = shape_.AddTarget();
+  int stride = 1;
+  for (int k = numAxes; k-- > 1;) {
+    strides[k] = stride;
+    stride *= shape_.sizes[At(k)];
+  }
+  MakePlan(shape_, &plan_);
+  if (arena_.size() < plan_.arena) arena_.resize(plan_.arena);
+  std::fill(sums_.begin(), sums_.end(), 0.0);
+  const PassTarget target{sums_.data(), nullptr};
+  RunPlan(plan_, kernels, nullptr, tables_.data(), &target, arena_.data(), false);
+}
+
+Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
+  inputs_.clear();
+  int low = 0;
+  double loss = NO_LOSS;
+  for (int a = firstAxisOf_[At(bucket.variable)]; a >= 0; a = axes_[At(a)].next) {
+    Factor& factor = factors_[At(axes_[At(a)].factor)];
+    if (factor.used) continue;
+    factor.used = true;
+    inputs_.push_back(axes_[At(a)].factor);
+    low += factor.low;
+    loss = std::max(loss, factor.loss);
+  }
+  // A variable of no table is summed to a constant.
+  if (inputs_.empty()) return Outcome::GOOD;
+  std::size_t size = 1;
+  for (int k = 0; k < bucket.numNeighbours; ++k) size *= At(sizes_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
+  const int states = sizes_[At(bucket.variable)];
+  if (low < SMALLEST_WIDE_EXPONENT) loss = std::max<double>(loss, SMALLEST_WIDE_EXPONENT);
+  sums_.resize(size);
+  // Products of floats may be too small for a float where those of doubles are not.
+  if (static_cast<double>(size) * states >= PLANNED_ENTRIES && low > SMALLEST_EXPONENT)
+    SumByPlan(bucket, kernels);
+  else
+    SumEntries(bucket);
+  double largest = 0, least = std::numeric_limits<double>::max();
+  for (double sum : sums_) {
+    largest = std::max(largest, sum);
+    if (sum > 0) least = std::min(least, sum);
+  }
+  if (!(largest > 0) || size == 1) return Judge(largest, loss);
+  // What each input lost counts once, and for every state.
+  const int exponent = Exponent(largest);
+  if (loss > NO_LOSS) loss += Exponent(states * static_cast<double>(inputs_.size())) - exponent;
+  Factor made = {
+      store_.data() + stored_, 0, static_cast<int>(size), static_cast<int>(axes_.size()), 0, 0, loss, true, false};
+  made.low = Exponent(least) - exponent - 1;
+  if (made.low < SMALLEST_EXPONENT) made.loss = std::max<double>(loss, SMALLEST_EXPONENT);
+  const double scale = std::ldexp(1.0, -exponent);
+  float* to = store_.data() + stored_;
+  for (double sum : sums_) *to++ = static_cast<float>(sum * scale);
+  std::fill_n(to, KERNEL_SLACK, 0.0f);
+  stored_ += size + KERNEL_SLACK;
+  factors_.push_back(made);
+  int stride = 1;
+  for (int k = bucket.numNeighbours; k-- > 0;) {
+    const int v = neighbours_[At(bucket.firstNeighbour + k)];
+    AddAxis(v, stride);
+    stride *= sizes_[At(v)];
+  }
+  return Outcome::GOOD;
+}
+
+Outcome Elimination::Run(const Kernels& kernels, double* to) {
+  const int n = static_cast<int>(sizes_.size());
+  position_.assign(At(n), n);
+  for (std::size_t i = 0; i < buckets_.size(); ++i) position_[At(buckets_[i].variable)] = static_cast<int>(i);
+  // In a table that is left the variable to be eliminated next is the slowest.
+  std::size_t room = 0;
+  for (const Bucket& bucket : buckets_) {
+    const auto begin = neighbours_.begin() + bucket.firstNeighbour, end = begin + bucket.numNeighbours;
+    std::sort(begin, end, [&](int a, int b) { return position_[At(a)] < position_[At(b)]; });
+    std::size_t size = 1;
+    for (auto v = begin; v != end; ++v) size *= At(sizes_[At(*v)]);
+    room += size + KERNEL_SLACK;
+  }
+  if (store_.size() < room) store_.resize(room);
+  stored_ = 0;
+  Outcome outcome = Outcome::GOOD;
+  double loss = NO_LOSS;
+  for (const Bucket& bucket : buckets_) {
+    outcome = Eliminate(bucket, kernels);
+    if (outcome != Outcome::GOOD) return outcome;
+  }
+  // What is left holds the kept variable or nothing.
+  const int states = keep_ >= 0 ? sizes_[At(keep_)] : 1;
+  double largest = 0;
+  for (int s = 0; s < states; ++s) {
+    double product = 1;
+    for (const Factor& factor : factors_) {
+      if (factor.used) continue;
+      int stride = 0;
+      for (int k = 0; k < factor.numAxes; ++k) stride += axes_[At(factor.firstAxis + k)].stride;
+      product *= static_cast<double>(factor.table[factor.first + s * stride]);
+      loss = std::max(loss, factor.loss);
+    }
+    largest = std::max(largest, product);
+    if (keep_ >= 0) to[s] = product;
+  }
+  return Judge(largest, loss);
+}
+
+}  // namespace bravic::engine

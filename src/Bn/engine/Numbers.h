@@ -1,0 +1,37 @@
+// Small things that several parts of the engine count with.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+
+namespace bravic::engine {
+
+inline std::size_t At(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+// Floats below 2^-126 lose bits or vanish.
+inline constexpr int SMALLEST_EXPONENT = -126;
+// Of a table whose entries are exact but for rounding, as binary logarithm of what they may have lost.
+inline constexpr double NO_LOSS = -1e9;
+
+// Whether sums hold, are all 0, or may be wrong for want of range.
+enum class Outcome { GOOD, ZERO, DOUBTFUL };
+
+inline int Exponent(double x) {
+  int exponent;
+  std::frexp(x, &exponent);
+  return exponent;
+}
+
+// To about 1e-7. The library's own differ between platforms in the last bit, and what is decided by it must not.
+inline double BinaryLogarithm(double x) {
+  int exponent;
+  const double m = std::frexp(x, &exponent);
+  // By the series of the area tangent in [0.5, 1).
+  const double t = (m - 0.70710678118654752) / (m + 0.70710678118654752), u = t * t;
+  return exponent - 0.5 +
+         t * (2.8853900817779268 + u * (0.96179669392597560 + u * (0.57707801635558536 + u * 0.4121985831111324)));
+}
+
+}  // namespace bravic::engine
