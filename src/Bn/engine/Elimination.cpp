@@ -12,8 +12,8 @@ namespace {
 constexpr int SMALLEST_WIDE_EXPONENT = -1000;
 constexpr double MAX_ENTRIES = 1 << 22;  // of one product
 constexpr double MAX_STORED = 1 << 20;   // of all tables made
-constexpr double PLANNED_ENTRIES = 1024;
-constexpr double WORTH_A_SECOND_ORDER = 20000;  // nanoseconds
+constexpr double PLANNED_ENTRIES = 4096;
+constexpr double WORTH_A_SECOND_ORDER = 200000;  // nanoseconds
 
 template <class Visit>
 void ForEachBit(const std::uint64_t* row, int words, Visit visit) {
@@ -68,52 +68,79 @@ double Elimination::FillOf(const std::uint64_t* row) const {
   return fill;
 }
 
-// Greedy; answers the cost.
-double Elimination::Order(int keep, Measure measure, Vector<Bucket>* buckets, Vector<int>* neighbours) {
+// Greedy; answers the cost, infinity when it passes the limit.
+double Elimination::Order(int keep, Measure measure, double limit, Vector<Bucket>* buckets, Vector<int>* neighbours) {
   const int n = static_cast<int>(sizes_.size());
   buckets->clear();
   neighbours->clear();
   rows_ = moral_;
-  keys_.resize(At(n));
-  remaining_.clear();
+  tournament_.Reset(n);
+  leaves_.clear();
   auto row = [&](int v) { return rows_.data() + At(v * words_); };
-  auto updateKey = [&](int v) { keys_[At(v)] = measure == Measure::SPACE ? SpaceOf(row(v), v) : FillOf(row(v)); };
-  for (int v = 0; v < n; ++v) {
-    if (v == keep) continue;
-    remaining_.push_back(v);
-    updateKey(v);
-  }
+  // Variables with a single neighbour go first, at the least that any order can pay for them.
+  auto key = [&](int v) {
+    const std::uint64_t* bits = row(v);
+    bool isLeaf = true, one = false;
+    for (int w = 0; w < words_ && isLeaf; ++w) {
+      if (bits[w] == 0) continue;
+      isLeaf = !one && (bits[w] & (bits[w] - 1)) == 0;
+      one = true;
+    }
+    if (isLeaf) leaves_.push_back(v);
+    return measure == Measure::SPACE ? SpaceOf(row(v), v) : FillOf(row(v));
+  };
+  gone_.assign(At(n), 0);
+  for (int v = 0; v < n; ++v)
+    if (v != keep) tournament_.Place(v, key(v));
+  tournament_.BuildAll();
   double cost = 0, stored = 0;
-  while (!remaining_.empty()) {
-    std::size_t best = 0;
-    for (std::size_t i = 1; i < remaining_.size(); ++i)
-      if (keys_[At(remaining_[i])] < keys_[At(remaining_[best])]) best = i;
-    const int v = remaining_[best];
-    remaining_.erase(remaining_.begin() + static_cast<std::ptrdiff_t>(best));
+  for (;;) {
+    int v = -1;
+    while (v < 0 && !leaves_.empty()) {
+      if (!gone_[At(leaves_.back())]) v = leaves_.back();
+      leaves_.pop_back();
+    }
+    if (v < 0) v = tournament_.Best();
+    if (v < 0) return cost;
+    tournament_.Remove(v);
+    gone_[At(v)] = 1;
     const int first = static_cast<int>(neighbours->size());
     ForEachBit(row(v), words_, [&](int w) { neighbours->push_back(w); });
     const int count = static_cast<int>(neighbours->size()) - first;
     buckets->push_back({v, first, count});
-    const double space = measure == Measure::SPACE ? keys_[At(v)] : SpaceOf(row(v), v);
+    const double space = measure == Measure::SPACE ? tournament_.Cost(v) : SpaceOf(row(v), v);
     stored += space / sizes_[At(v)] + KERNEL_SLACK;
-    if (space > MAX_ENTRIES || stored > MAX_STORED) return std::numeric_limits<double>::infinity();
-    cost += 150 + (space < PLANNED_ENTRIES ? 3 * space : 2000 + space);
+    cost += 180 + (space < PLANNED_ENTRIES ? 3 * space : 2000 + space);
+    if (space > MAX_ENTRIES || stored > MAX_STORED || cost > limit) return std::numeric_limits<double>::infinity();
+    const int* around = neighbours->data() + first;
+    filled_.clear();
     for (int k = 0; k < count; ++k) {
-      const int a = (*neighbours)[At(first + k)];
+      const int a = around[k];
       std::uint64_t* to = row(a);
-      for (int w = 0; w < words_; ++w) to[w] |= row(v)[w];
-      to[a / 64] &= ~(std::uint64_t{1} << (a % 64));
       to[v / 64] &= ~(std::uint64_t{1} << (v % 64));
+      for (int w = 0; w < words_; ++w) {
+        std::uint64_t more = row(v)[w] & ~to[w];
+        if (w == a / 64) more &= ~(std::uint64_t{1} << (a % 64));
+        if (more == 0) continue;
+        to[w] |= more;
+        if (measure == Measure::SPACE) continue;
+        for (; more != 0; more &= more - 1)
+          if (const int b = w * 64 + std::countr_zero(more); a < b) filled_.push_back({a, b});
+      }
     }
-    for (int k = 0; k < count; ++k) updateKey((*neighbours)[At(first + k)]);
-    if (measure == Measure::SPACE || count < 2) continue;
-    // Elsewhere an edge less is to fill.
-    for (int k = 0; k < count; ++k) ForEachBit(row((*neighbours)[At(first + k)]), words_, [&](int b) { updateKey(b); });
+    for (int k = 0; k < count; ++k)
+      if (around[k] != keep) tournament_.Change(around[k], key(around[k]));
+    // Elsewhere an edge less is to fill for those that see both ends of a new one.
+    for (const auto& [a, b] : filled_)
+      for (int w = 0; w < words_; ++w)
+        for (std::uint64_t both = row(a)[w] & row(b)[w]; both != 0; both &= both - 1) {
+          const int c = w * 64 + std::countr_zero(both);
+          if (c != keep && !(row(v)[c / 64] >> (c % 64) & 1)) tournament_.Change(c, FillOf(row(c)));
+        }
   }
-  return cost;
 }
 
-double Elimination::Plan(int keep) {
+double Elimination::Plan(int keep, double limit) {
   const int n = static_cast<int>(sizes_.size());
   keep_ = keep;
   if (n > MAX_VARIABLES) return std::numeric_limits<double>::infinity();
@@ -133,11 +160,11 @@ double Elimination::Plan(int keep) {
     }
   }
   for (int v = 0; v < n; ++v) moral_[At(v * words_ + v / 64)] &= ~(std::uint64_t{1} << (v % 64));
-  double cost = Order(keep, Measure::SPACE, &buckets_, &neighbours_);
-  if (cost > WORTH_A_SECOND_ORDER) {
+  double cost = Order(keep, Measure::SPACE, 4 * limit, &buckets_, &neighbours_);
+  if (cost > WORTH_A_SECOND_ORDER && cost < std::numeric_limits<double>::infinity()) {
     logs_.clear();
     for (int size : sizes_) logs_.push_back(BinaryLogarithm(size));
-    const double other = Order(keep, Measure::FILL, &otherBuckets_, &otherNeighbours_);
+    const double other = Order(keep, Measure::FILL, std::min(cost, limit), &otherBuckets_, &otherNeighbours_);
     if (other < cost) {
       cost = other;
       buckets_.swap(otherBuckets_);
@@ -153,31 +180,16 @@ Outcome Elimination::Judge(double largest, double loss) const {
   return loss - Exponent(largest) > -30 ? Outcome::DOUBTFUL : Outcome::GOOD;
 }
 
-// sums_ = the sum over the bucket's variable of the product of its inputs, entry by entry, in the order of its
-// neighbours.
-void Elimination::SumEntries(const Bucket& bucket) {
-  const int numInputs = static_cast<int>(inputs_.size()), numAxes = bucket.numNeighbours;
+// Of so many inputs (0: any number) whose tables and strides are ready.
+template <int INPUTS>
+void Elimination::SumEntriesOf(const Bucket& bucket) {
+  const int numInputs = INPUTS > 0 ? INPUTS : static_cast<int>(inputs_.size()), numAxes = bucket.numNeighbours;
   const int states = sizes_[At(bucket.variable)];
-  // [axis][input] strides, those of the bucket's variable last.
-  Vector<int>& strides = shape_.strides;
-  strides.assign(At((numAxes + 1) * numInputs), 0);
-  tables_.clear();
-  for (int i = 0; i < numInputs; ++i) {
-    const Factor& factor = factors_[At(inputs_[At(i)])];
-    tables_.push_back(factor.table + factor.first);
-    for (int k = 0; k < factor.numAxes; ++k) {
-      const Axis& axis = axes_[At(factor.firstAxis + k)];
-      int at = numAxes;
-      if (axis.variable != bucket.variable)
-        for (at = 0; neighbours_[At(bucket.firstNeighbour + at)] != axis.variable;) ++at;
-      strides[At(at * numInputs + i)] += axis.stride;
-    }
-  }
-  const int* own = strides.data() + numAxes * numInputs;
+  const int* own = shape_.strides.data() + numAxes * numInputs;
   const float** tables = tables_.data();
   const int fastest = numAxes - 1;
   const int length = numAxes > 0 ? sizes_[At(neighbours_[At(bucket.firstNeighbour + fastest)])] : 1;
-  const int* inner = strides.data() + std::max(fastest, 0) * numInputs;
+  const int* inner = shape_.strides.data() + std::max(fastest, 0) * numInputs;
   int at[MAX_PASS_AXES] = {};
   double* out = sums_.data();
   for (;;) {
@@ -197,11 +209,44 @@ void Elimination::SumEntries(const Bucket& bucket) {
       const int size = sizes_[At(neighbours_[At(bucket.firstNeighbour + axis)])];
       const bool wraps = ++at[axis] == size;
       const int moves = wraps ? 1 - size : 1;
-      const int* step = strides.data() + axis * numInputs;
+      const int* step = shape_.strides.data() + axis * numInputs;
       for (int i = 0; i < numInputs; ++i) tables[i] += moves * step[i];
       if (!wraps) break;
       at[axis] = 0;
     }
+  }
+}
+
+// sums_ = the sum over the bucket's variable of the product of its inputs, entry by entry, in the order of its
+// neighbours.
+void Elimination::SumEntries(const Bucket& bucket) {
+  const int numInputs = static_cast<int>(inputs_.size()), numAxes = bucket.numNeighbours;
+  // [axis][input] strides, those of the bucket's variable last.
+  Vector<int>& strides = shape_.strides;
+  strides.assign(At((numAxes + 1) * numInputs), 0);
+  tables_.clear();
+  for (int i = 0; i < numInputs; ++i) {
+    const Factor& factor = factors_[At(inputs_[At(i)])];
+    tables_.push_back(factor.table + factor.first);
+    for (int k = 0; k < factor.numAxes; ++k) {
+      const Axis& axis = axes_[At(factor.firstAxis + k)];
+      int at = numAxes;
+      if (axis.variable != bucket.variable)
+        for (at = 0; neighbours_[At(bucket.firstNeighbour + at)] != axis.variable;) ++at;
+      strides[At(at * numInputs + i)] += axis.stride;
+    }
+  }
+  switch (numInputs) {
+    case 1:
+      return SumEntriesOf<1>(bucket);
+    case 2:
+      return SumEntriesOf<2>(bucket);
+    case 3:
+      return SumEntriesOf<3>(bucket);
+    case 4:
+      return SumEntriesOf<4>(bucket);
+    default:
+      return SumEntriesOf<0>(bucket);
   }
 }
 
@@ -288,7 +333,7 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
       store_.data() + stored_, 0, static_cast<int>(size), static_cast<int>(axes_.size()), 0, 0, loss, true, false};
   made.low = Exponent(least) - exponent - 1;
   if (made.low < SMALLEST_EXPONENT) made.loss = std::max<double>(loss, SMALLEST_EXPONENT);
-  const double scale = std::ldexp(1.0, -exponent);
+  const double scale = PowerOfTwo(std::clamp(-exponent, -1022, 1023));
   float* to = store_.data() + stored_;
   for (double sum : sums_) *to++ = static_cast<float>(sum * scale);
   std::fill_n(to, KERNEL_SLACK, 0.0f);

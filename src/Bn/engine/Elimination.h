@@ -7,9 +7,11 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "Basic/Memory.h"
 #include "Bn/engine/Pass.h"
+#include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
 
@@ -23,8 +25,8 @@ class Elimination {
   void AddAxis(int variable, int stride);
 
   // Chooses the order of elimination that leaves one variable (-1: none) and answers what Run would cost, in
-  // nanoseconds; infinity when there is no room for it.
-  double Plan(int keep);
+  // nanoseconds; infinity when there is no room for it, or when it looks like far more than the limit.
+  double Plan(int keep, double limit);
   // to: the kept variable's table, up to a factor. Without one only the outcome counts.
   Outcome Run(const Kernels& kernels, double* to);
 
@@ -49,11 +51,13 @@ class Elimination {
   };
   enum class Measure { SPACE, FILL };
 
-  double Order(int keep, Measure measure, Vector<Bucket>* buckets, Vector<int>* neighbours);
+  double Order(int keep, Measure measure, double limit, Vector<Bucket>* buckets, Vector<int>* neighbours);
   double SpaceOf(const std::uint64_t* row, int variable) const;
   double FillOf(const std::uint64_t* row) const;
   Outcome Eliminate(const Bucket& bucket, const Kernels& kernels);
   void SumEntries(const Bucket& bucket);
+  template <int INPUTS>
+  void SumEntriesOf(const Bucket& bucket);
   void SumByPlan(const Bucket& bucket, const Kernels& kernels);
   Outcome Judge(double largest, double loss) const;
 
@@ -67,8 +71,10 @@ class Elimination {
   Vector<Bucket> buckets_, otherBuckets_;
   Vector<int> neighbours_, otherNeighbours_;
   Vector<int> position_;  // [variable] in the order
-  Vector<double> keys_;
-  Vector<int> remaining_;
+  Tournament tournament_;
+  Vector<int> leaves_;
+  Vector<unsigned char> gone_;
+  Vector<std::pair<int, int>> filled_;
   // While it runs.
   Vector<int> inputs_;  // factors of the bucket
   Vector<double> sums_;

@@ -1,8 +1,10 @@
 // Small things that several parts of the engine count with.
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 
 namespace bravic::engine {
 
@@ -18,10 +20,18 @@ inline constexpr double NO_LOSS = -1e9;
 // Whether sums hold, are all 0, or may be wrong for want of range.
 enum class Outcome { GOOD, ZERO, DOUBTFUL };
 
+// Of a positive number: the e with x in [2^(e-1), 2^e).
 inline int Exponent(double x) {
+  const int field = static_cast<int>(std::bit_cast<std::uint64_t>(x) >> 52);
+  if (field > 0) return field - 1022;
   int exponent;
   std::frexp(x, &exponent);
   return exponent;
+}
+
+// For exponents of normal numbers.
+inline double PowerOfTwo(int exponent) {
+  return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
 }
 
 // To about 1e-7. The library's own differ between platforms in the last bit, and what is decided by it must not.

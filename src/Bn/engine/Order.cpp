@@ -6,51 +6,16 @@
 #include <limits>
 
 #include "Bn/engine/Engine.h"
-#include "Bn/engine/Numbers.h"
+#include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
 
 namespace {
 
-// Leaves are nodes in list order; every inner place holds the winner of its two, the left one on equal costs.
-class Tournament {
- public:
-  explicit Tournament(std::size_t n) {
-    while (width_ < n) width_ *= 2;
-    cost_.assign(n, std::numeric_limits<double>::infinity());
-    winner_.assign(2 * width_, -1);
-    for (std::size_t i = 0; i < n; ++i) winner_[width_ + i] = static_cast<int>(i);
-  }
-  double Cost(int node) const { return cost_[At(node)]; }
-  int Best() const { return winner_[1]; }
-  void Place(int node, double cost) { cost_[At(node)] = cost; }
-  void BuildAll() {
-    for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
-  }
-  void Change(int node, double cost) {
-    cost_[At(node)] = cost;
-    for (std::size_t place = (width_ + At(node)) / 2; place > 0; place /= 2) Play(place);
-  }
-  void Remove(int node) {
-    winner_[width_ + At(node)] = -1;
-    for (std::size_t place = (width_ + At(node)) / 2; place > 0; place /= 2) Play(place);
-  }
-
- private:
-  void Play(std::size_t place) {
-    const int left = winner_[2 * place], right = winner_[2 * place + 1];
-    winner_[place] = left < 0 || (right >= 0 && cost_[At(right)] < cost_[At(left)]) ? right : left;
-  }
-
-  std::size_t width_ = 1;
-  Vector<double> cost_;
-  Vector<int> winner_;
-};
-
 // The remaining graph during elimination, and the recorded sets of neighbours of eliminated nodes.
-class Elimination {
+class RemainingGraph {
  public:
-  Elimination(const Graph& moral, std::span<const int> numstates)
+  RemainingGraph(const Graph& moral, std::span<const int> numstates)
       : numstates_(numstates), neighbours_(At(moral.NumNodes())), setsOf_(At(moral.NumNodes())) {
     const std::size_t n = neighbours_.size();
     isolated_.assign(n, 0);
@@ -126,8 +91,9 @@ Order FindOrder(const Graph& moral, std::span<const int> numstates, const Progre
     order.cost = OrderCost(moral, numstates, order.nodes);
     return order;
   }
-  Elimination graph(moral, numstates);
-  Tournament tournament(At(n));
+  RemainingGraph graph(moral, numstates);
+  Tournament tournament;
+  tournament.Reset(n);
   for (int i = 0; i < n; ++i) tournament.Place(i, graph.Cost(i));
   tournament.BuildAll();
   Vector<unsigned char> done(At(n), 0);

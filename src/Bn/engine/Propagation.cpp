@@ -184,7 +184,7 @@ bool Scale(const Number* entries, std::size_t size, float* to, int* exponent, do
   if (!(largest > 0)) return false;
   *exponent = Exponent(static_cast<double>(largest));
   *least = static_cast<double>(smallest);
-  const double scale = std::ldexp(1.0, -*exponent);
+  const double scale = PowerOfTwo(std::clamp(-*exponent, -1022, 1023));
   for (std::size_t i = 0; i < size; ++i) to[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
   return true;
 }

@@ -15,10 +15,11 @@ namespace bravic::engine {
 namespace {
 
 // In nanoseconds, from measurements on one machine; only the proportions matter.
-constexpr double MESSAGE_COST = 250, NEW_LAYOUT_COST = 2000, ENTRY_COST = 1.2, FILL_COST = 0.8;
+constexpr double MESSAGE_COST = 250, NEW_LAYOUT_COST = 600, ENTRY_COST = 0.9, FILL_COST = 0.8;
 constexpr double SMALL_COST = 2500;
-constexpr double VISIT_COST = 25, QUESTION_COST = 1000;
-constexpr int MAX_VARIABLES = 400;
+constexpr double VISIT_COST = 45, QUESTION_COST = 1000;
+constexpr int FEW_VARIABLES = 150, MAX_VARIABLES = 250;
+constexpr double LOOKED_AHEAD = 20000, HUGE_COST = 1e15;
 constexpr double UNNORMALIZED = 1e-5;
 
 }  // namespace
@@ -172,8 +173,11 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
   FindRelevant(questions);
   if (relevant.size() > At(MAX_VARIABLES)) return false;
   const int kept = GatherFactors(asked);
-  const double cost = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size()) + elimination.Plan(kept);
-  if (!(cost < std::numeric_limits<double>::infinity()) || TreeCost(asked, cost) < cost) return false;
+  // Looking through the whole tree for what is out of date costs as much as a small question.
+  double limit = TreeCost(asked, relevant.size() < At(FEW_VARIABLES) ? LOOKED_AHEAD : HUGE_COST);
+  if (limit >= LOOKED_AHEAD && relevant.size() < At(FEW_VARIABLES)) limit = HUGE_COST;
+  const double cost = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size()) + elimination.Plan(kept, limit);
+  if (cost >= limit || (limit == HUGE_COST && cost > LOOKED_AHEAD && TreeCost(asked, cost) < cost)) return false;
   marginal.assign(isAsked ? to.size() : 1, 0.0);
   switch (elimination.Run(*kernels, marginal.data())) {
     case Outcome::GOOD:

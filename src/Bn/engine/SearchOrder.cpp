@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "Bn/engine/Engine.h"
-#include "Bn/engine/Numbers.h"
+#include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
 
@@ -46,7 +46,6 @@ class Run {
  public:
   Run(const Graph& moral, std::span<const int> numstates)
       : moral_(moral), n_(moral.NumNodes()), words_((At(n_) + 63) / 64) {
-    while (width_ < At(n_)) width_ *= 2;
     for (int s : numstates) sizes_.push_back(std::max(1, s));
     for (double s : sizes_) logs_.push_back(BinaryLogarithm(s));
     adjacent_.assign(At(n_) * words_, 0);
@@ -55,8 +54,6 @@ class Run {
     pristine_ = adjacent_;
     lists_.resize(At(n_));
     setsOf_.resize(At(n_));
-    key_.resize(At(n_));
-    winner_.resize(2 * width_);
     touched_.assign(At(n_), -1);
     gone_.resize(At(n_));
   }
@@ -67,7 +64,7 @@ class Run {
     order->clear();
     double cost = 0;
     for (int step = 0; step < n_; ++step) {
-      const int best = winner_[1];
+      const int best = tournament_.Best();
       order->push_back(best);
       cost += Eliminate(best, step);
       if (cost > limit) return std::numeric_limits<double>::infinity();
@@ -86,15 +83,14 @@ class Run {
     setSize_.clear();
     std::fill(gone_.begin(), gone_.end(), 0);
     std::fill(touched_.begin(), touched_.end(), -1);
-    std::fill(winner_.begin(), winner_.end(), -1);
+    tournament_.Reset(n_);
     for (int i = 0; i < n_; ++i) {
       auto list = moral_.Neighbours(i);
       lists_[At(i)].assign(list.begin(), list.end());
       setsOf_[At(i)].clear();
-      winner_[width_ + At(i)] = i;
     }
-    for (int i = 0; i < n_; ++i) key_[At(i)] = Key(i);
-    for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
+    for (int i = 0; i < n_; ++i) tournament_.Place(i, Key(i));
+    tournament_.BuildAll();
   }
 
   double Key(int node) const {
@@ -125,16 +121,6 @@ class Run {
     }
   }
 
-  void Play(std::size_t place) {
-    const int left = winner_[2 * place], right = winner_[2 * place + 1];
-    winner_[place] = left < 0 || (right >= 0 && key_[At(right)] < key_[At(left)]) ? right : left;
-  }
-
-  void Update(int node) {
-    key_[At(node)] = Key(node);
-    for (std::size_t place = (width_ + At(node)) / 2; place > 0; place /= 2) Play(place);
-  }
-
   // Answers the state space of the clique made, 0 when it lies in an earlier one.
   double Eliminate(int node, int step) {
     const Vector<int>& around = lists_[At(node)];
@@ -146,8 +132,7 @@ class Run {
       setSize_[At(set)] = 0;
     }
     gone_[At(node)] = 1;
-    winner_[width_ + At(node)] = -1;
-    for (std::size_t place = (width_ + At(node)) / 2; place > 0; place /= 2) Play(place);
+    tournament_.Remove(node);
     for (int a : around) {
       Vector<int>& list = lists_[At(a)];
       *std::find(list.begin(), list.end(), node) = list.back();
@@ -170,7 +155,7 @@ class Run {
       setSize_.push_back(around.size());
     }
     auto update = [&](int a) {
-      if (touched_[At(a)] != step) touched_[At(a)] = step, Update(a);
+      if (touched_[At(a)] != step) touched_[At(a)] = step, tournament_.Change(a, Key(a));
     };
     for (int a : around) update(a);
     if (measure_ != Measure::STATE_SPACE) {
@@ -191,15 +176,15 @@ class Run {
   const Graph& moral_;
   const int n_;
   const std::size_t words_;
-  std::size_t width_ = 1;
+  Tournament tournament_;
   Measure measure_ = Measure::STATE_SPACE;
   std::span<const double> bias_;
-  Vector<double> sizes_, logs_, key_;
+  Vector<double> sizes_, logs_;
   Vector<std::uint64_t> pristine_, adjacent_;
   Vector<Vector<int>> lists_, setsOf_;
   Vector<std::size_t> setSize_;
   Vector<std::pair<int, int>> filled_;
-  Vector<int> winner_, touched_;
+  Vector<int> touched_;
   Vector<unsigned char> gone_;
 };
 

@@ -1,0 +1,54 @@
+// Which of many numbers is the least, kept while single numbers change.
+#pragma once
+
+#include <limits>
+
+#include "Basic/Memory.h"
+#include "Bn/engine/Numbers.h"
+
+namespace bravic::engine {
+
+// Leaves are players in order; every inner place holds the winner of its two, the left one of equals.
+class Tournament {
+ public:
+  // n players, all of them out.
+  void Reset(int n) {
+    width_ = 1;
+    while (width_ < At(n)) width_ *= 2;
+    cost_.resize(At(n));
+    winner_.assign(2 * width_, -1);
+  }
+  double Cost(int player) const { return cost_[At(player)]; }
+  int Best() const { return winner_[1]; }  // -1 when all are out
+  // Takes part from the next BuildAll on.
+  void Place(int player, double cost) {
+    cost_[At(player)] = cost;
+    winner_[width_ + At(player)] = player;
+  }
+  void BuildAll() {
+    for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
+  }
+  void Change(int player, double cost) {
+    cost_[At(player)] = cost;
+    PlayAbove(player);
+  }
+  void Remove(int player) {
+    winner_[width_ + At(player)] = -1;
+    PlayAbove(player);
+  }
+
+ private:
+  void Play(std::size_t place) {
+    const int left = winner_[2 * place], right = winner_[2 * place + 1];
+    winner_[place] = left < 0 || (right >= 0 && cost_[At(right)] < cost_[At(left)]) ? right : left;
+  }
+  void PlayAbove(int player) {
+    for (std::size_t place = (width_ + At(player)) / 2; place > 0; place /= 2) Play(place);
+  }
+
+  std::size_t width_ = 1;
+  Vector<double> cost_;
+  Vector<int> winner_;
+};
+
+}  // namespace bravic::engine
