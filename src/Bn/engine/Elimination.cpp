@@ -193,15 +193,24 @@ void Elimination::SumEntriesOf(const Bucket& bucket) {
   int at[MAX_PASS_AXES] = {};
   double* out = sums_.data();
   for (;;) {
-    for (int j = 0; j < length; ++j) {
-      double sum = 0;
-      for (int s = 0; s < states; ++s) {
-        double product = static_cast<double>(tables[0][j * inner[0] + s * own[0]]);
-        for (int i = 1; i < numInputs; ++i) product *= static_cast<double>(tables[i][j * inner[i] + s * own[i]]);
-        sum += product;
+    // The longer loop goes inside, where its steps do not wait for each other.
+    auto product = [&](int j, int s) {
+      double entry = static_cast<double>(tables[0][j * inner[0] + s * own[0]]);
+      for (int i = 1; i < numInputs; ++i) entry *= static_cast<double>(tables[i][j * inner[i] + s * own[i]]);
+      return entry;
+    };
+    if (length < 4) {
+      for (int j = 0; j < length; ++j) {
+        double sum = 0;
+        for (int s = 0; s < states; ++s) sum += product(j, s);
+        out[j] = sum;
       }
-      *out++ = sum;
+    } else {
+      std::fill_n(out, length, 0.0);
+      for (int s = 0; s < states; ++s)
+        for (int j = 0; j < length; ++j) out[j] += product(j, s);
     }
+    out += length;
     int axis = fastest;
     for (;;) {
       if (axis <= 0) return;
@@ -320,11 +329,8 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
     SumByPlan(bucket, kernels);
   else
     SumEntries(bucket);
-  double largest = 0, least = std::numeric_limits<double>::max();
-  for (double sum : sums_) {
-    largest = std::max(largest, sum);
-    if (sum > 0) least = std::min(least, sum);
-  }
+  double largest, least;
+  FindRange(sums_.data(), size, &largest, &least);
   if (!(largest > 0) || size == 1) return Judge(largest, loss);
   // What each input lost counts once, and for every state.
   const int exponent = Exponent(largest);

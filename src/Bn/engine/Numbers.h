@@ -1,10 +1,12 @@
 // Small things that several parts of the engine count with.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace bravic::engine {
 
@@ -32,6 +34,25 @@ inline int Exponent(double x) {
 // For exponents of normal numbers.
 inline double PowerOfTwo(int exponent) {
   return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
+}
+
+// The largest of numbers none of which is negative, and the smallest that is not 0.
+template <class Number>
+void FindRange(const Number* numbers, std::size_t size, Number* largest, Number* least) {
+  constexpr std::size_t LANES = 4;  // that do not wait for each other
+  constexpr Number NONE = std::numeric_limits<Number>::max();
+  Number high[LANES] = {}, low[LANES] = {NONE, NONE, NONE, NONE};
+  std::size_t i = 0;
+  auto take = [&](std::size_t lane) {
+    const Number x = numbers[i + lane], positive = x > 0 ? x : NONE;
+    high[lane] = high[lane] < x ? x : high[lane];
+    low[lane] = positive < low[lane] ? positive : low[lane];
+  };
+  for (; i + LANES <= size; i += LANES)
+    for (std::size_t lane = 0; lane < LANES; ++lane) take(lane);
+  for (; i < size; ++i) take(0);
+  *largest = std::max(std::max(high[0], high[1]), std::max(high[2], high[3]));
+  *least = std::min(std::min(low[0], low[1]), std::min(low[2], low[3]));
 }
 
 // To about 1e-7. The library's own differ between platforms in the last bit, and what is decided by it must not.

@@ -174,12 +174,8 @@ namespace {
 // Scales to a largest entry in [0.5, 1) and answers what the entries were; false when all are 0.
 template <class Number>
 bool Scale(const Number* entries, std::size_t size, float* to, int* exponent, double* mostly, double* least) {
-  constexpr Number HUGE_NUMBER = std::numeric_limits<Number>::max();
-  Number largest = 0, smallest = HUGE_NUMBER;
-  for (std::size_t i = 0; i < size; ++i) {
-    largest = std::max(largest, entries[i]);
-    smallest = std::min(smallest, entries[i] > 0 ? entries[i] : HUGE_NUMBER);
-  }
+  Number largest, smallest;
+  FindRange(entries, size, &largest, &smallest);
   *mostly = static_cast<double>(largest);
   if (!(largest > 0)) return false;
   *exponent = Exponent(static_cast<double>(largest));
@@ -285,6 +281,7 @@ Outcome Inference::Impl::MakeMessage(int c, int k) {
 
 // Makes every message into the clique valid, deepest first, as long as all goes well.
 Outcome Inference::Impl::Collect(int root) {
+  sinceTree = lookAgain = 0;
   // path: cliques from the root down to the one looked at; cursor: the link of each looked at next.
   path.assign(1, root);
   cursor.assign(1, 0);

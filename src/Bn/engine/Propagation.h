@@ -136,7 +136,9 @@ struct Inference::Impl {
   double total = 0;
   long long totalExponent = 0;
   unsigned long long stamp = 1;
-  double spent = 0;  // nanoseconds, estimated, on single beliefs since the last change
+  // Nanoseconds, estimated, on single questions: since the last change, and since the tree was used; when the latter
+  // should be thought about.
+  double spent = 0, sinceTree = 0, lookAgain = 0;
 
   bool wide = false;  // the findings need the range of wide numbers
   Vector<Block<WideNumber>> wideMessages;
@@ -181,7 +183,9 @@ struct Inference::Impl {
   const TableFacts& FactsOf(int node);
   void FindRelevant(std::span<const int> targets);
   int GatherFactors(int node);
+  double PassCost(int clique) const;
   double TreeCost(int node, double limit);
+  double WayCost(int node);
   bool Ask(int node, std::span<float> to, Status* answer);
 
   // Layouts and potentials.

@@ -15,9 +15,9 @@ namespace bravic::engine {
 namespace {
 
 // In nanoseconds, from measurements on one machine; only the proportions matter.
-constexpr double MESSAGE_COST = 250, NEW_LAYOUT_COST = 600, ENTRY_COST = 0.9, FILL_COST = 0.8;
-constexpr double SMALL_COST = 2500;
-constexpr double VISIT_COST = 45, QUESTION_COST = 1000;
+constexpr double MESSAGE_COST = 120, NEW_LAYOUT_COST = 250, ENTRY_COST = 0.9, FILL_COST = 0.8;
+constexpr double SMALL_COST = 1500;
+constexpr double QUESTION_COST = 1000, VISIT_COST = 45, VARIABLE_COST = 180;
 constexpr int FEW_VARIABLES = 150, MAX_VARIABLES = 250;
 constexpr double LOOKED_AHEAD = 20000, HUGE_COST = 1e15;
 constexpr double UNNORMALIZED = 1e-5;
@@ -127,6 +127,14 @@ int Inference::Impl::GatherFactors(int node) {
   return kept;
 }
 
+double Inference::Impl::PassCost(int c) const {
+  const CliqueState& clique = cliques[At(c)];
+  double size = 1;
+  for (int v : clique.variables)
+    if (findings[At(v)].state == FREE) size *= numstates[At(v)];
+  return MESSAGE_COST + ENTRY_COST * size + (clique.filled ? 0 : FILL_COST * static_cast<double>(clique.size));
+}
+
 // What messages would take to be made before the belief can be read from the tree, as far as the limit.
 double Inference::Impl::TreeCost(int node, double limit) {
   int target = pivot;
@@ -136,12 +144,7 @@ double Inference::Impl::TreeCost(int node, double limit) {
     target = CliqueForReading(node);
   }
   auto passCost = [&](int c, const PassCache& cache) {
-    const CliqueState& clique = cliques[At(c)];
-    double size = 1;
-    for (int v : clique.variables)
-      if (findings[At(v)].state == FREE) size *= numstates[At(v)];
-    return MESSAGE_COST + ENTRY_COST * size + (clique.filled ? 0 : FILL_COST * static_cast<double>(clique.size)) +
-           (cache.layout == clique.layoutNumber ? 0 : NEW_LAYOUT_COST);
+    return PassCost(c) + (cache.layout == cliques[At(c)].layoutNumber ? 0 : NEW_LAYOUT_COST);
   };
   double cost = passCost(target, cliques[At(target)].read);
   work.assign(1, target);
@@ -159,6 +162,14 @@ double Inference::Impl::TreeCost(int node, double limit) {
   return cost;
 }
 
+// What messages from the latest change to where the belief is read would take in a tree that is up to date.
+double Inference::Impl::WayCost(int node) {
+  FindWay(pivot, node >= 0 ? CliqueForReading(node) : pivot);
+  double cost = 0;
+  for (int c : path) cost += PassCost(c);
+  return cost;
+}
+
 // Whether the findings are possible and, where the node is not known, its belief; false leaves it to the tree. The
 // answer is Done or Inconsistent.
 bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
@@ -172,12 +183,21 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
     if (v != asked) questions.push_back(v);
   FindRelevant(questions);
   if (relevant.size() > At(MAX_VARIABLES)) return false;
+  const double looking = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size());
+  const double atLeast = looking + VARIABLE_COST * static_cast<double>(relevant.size());
+  if (TreeCost(asked, atLeast) < atLeast) return false;
   const int kept = GatherFactors(asked);
   // Looking through the whole tree for what is out of date costs as much as a small question.
   double limit = TreeCost(asked, relevant.size() < At(FEW_VARIABLES) ? LOOKED_AHEAD : HUGE_COST);
   if (limit >= LOOKED_AHEAD && relevant.size() < At(FEW_VARIABLES)) limit = HUGE_COST;
-  const double cost = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size()) + elimination.Plan(kept, limit);
+  const double cost = looking + elimination.Plan(kept, limit);
   if (cost >= limit || (limit == HUGE_COST && cost > LOOKED_AHEAD && TreeCost(asked, cost) < cost)) return false;
+  // A tree brought up to date once may serve questions to come at less.
+  sinceTree += cost;
+  if (sinceTree > lookAgain) {
+    lookAgain = 2 * sinceTree;
+    if (TreeCost(asked, sinceTree) < sinceTree && WayCost(asked) < cost / 2) return false;
+  }
   marginal.assign(isAsked ? to.size() : 1, 0.0);
   switch (elimination.Run(*kernels, marginal.data())) {
     case Outcome::GOOD:
@@ -198,11 +218,8 @@ bool Inference::SweepPays() const {
   const Impl& impl = *impl_;
   if (!(impl.spent > SMALL_COST)) return false;
   double cost = 0;
-  for (const CliqueState& clique : impl.cliques) {
-    double size = 1;
-    for (int v : clique.variables)
-      if (impl.findings[At(v)].state == FREE) size *= impl.numstates[At(v)];
-    cost += 2 * MESSAGE_COST + 2 * ENTRY_COST * size;
+  for (std::size_t c = 0; c < impl.cliques.size(); ++c) {
+    cost += 2 * impl.PassCost(static_cast<int>(c));
     if (cost > impl.spent) return false;
   }
   return true;
