@@ -13,7 +13,12 @@ constexpr int SMALLEST_WIDE_EXPONENT = -1000;
 constexpr double MAX_ENTRIES = 1 << 22;  // of one product
 constexpr double MAX_STORED = 1 << 20;   // of all tables made
 constexpr double PLANNED_ENTRIES = 4096;
-constexpr double WORTH_A_SECOND_ORDER = 200000;  // nanoseconds
+// In nanoseconds, from measurements on one machine; only the proportions matter.
+constexpr double BUCKET_COST = 180, SINGLE_ENTRY_COST = 2, PLAN_COST = 3000, ENTRY_COST = 0.7;
+
+constexpr std::uint64_t Bit(int v) {
+  return std::uint64_t{1} << (v % 64);
+}
 
 template <class Visit>
 void ForEachBit(const std::uint64_t* row, int words, Visit visit) {
@@ -48,128 +53,103 @@ void Elimination::AddAxis(int variable, int stride) {
   ++factors_.back().numAxes;
 }
 
-double Elimination::SpaceOf(const std::uint64_t* row, int variable) const {
-  double space = sizes_[At(variable)];
-  ForEachBit(row, words_, [&](int w) { space *= sizes_[At(w)]; });
-  return space;
+// The weight of those in one row but not in another.
+double Elimination::WeightBeyond(const std::uint64_t* row, const std::uint64_t* other) const {
+  double weight = 0;
+  for (int w = 0; w < words_; ++w)
+    for (std::uint64_t bits = row[w] & ~other[w]; bits != 0; bits &= bits - 1)
+      weight += logs_[At(w * 64 + std::countr_zero(bits))];
+  return weight;
 }
 
-// The weight of the edges that the elimination would add.
-double Elimination::FillOf(const std::uint64_t* row) const {
-  double fill = 0;
-  ForEachBit(row, words_, [&](int a) {
-    const std::uint64_t* others = rows_.data() + At(a * words_);
-    double missing = 0;
-    for (int w = 0; w < words_; ++w)
-      for (std::uint64_t bits = row[w] & ~others[w]; bits != 0; bits &= bits - 1)
-        missing += logs_[At(w * 64 + std::countr_zero(bits))];
-    fill += (missing - logs_[At(a)]) * logs_[At(a)];
-  });
-  return fill;
-}
-
-// Greedy; answers the cost, infinity when it passes the limit.
-double Elimination::Order(int keep, Measure measure, double limit, Vector<Bucket>* buckets, Vector<int>* neighbours) {
+void Elimination::MakeMoralGraph() {
   const int n = static_cast<int>(sizes_.size());
-  buckets->clear();
-  neighbours->clear();
-  rows_ = moral_;
-  tournament_.Reset(n);
-  leaves_.clear();
-  auto row = [&](int v) { return rows_.data() + At(v * words_); };
-  // Variables with a single neighbour go first, at the least that any order can pay for them.
-  auto key = [&](int v) {
-    const std::uint64_t* bits = row(v);
-    bool isLeaf = true, one = false;
-    for (int w = 0; w < words_ && isLeaf; ++w) {
-      if (bits[w] == 0) continue;
-      isLeaf = !one && (bits[w] & (bits[w] - 1)) == 0;
-      one = true;
-    }
-    if (isLeaf) leaves_.push_back(v);
-    return measure == Measure::SPACE ? SpaceOf(row(v), v) : FillOf(row(v));
-  };
-  gone_.assign(At(n), 0);
-  for (int v = 0; v < n; ++v)
-    if (v != keep) tournament_.Place(v, key(v));
-  tournament_.BuildAll();
-  double cost = 0, stored = 0;
-  for (;;) {
-    int v = -1;
-    while (v < 0 && !leaves_.empty()) {
-      if (!gone_[At(leaves_.back())]) v = leaves_.back();
-      leaves_.pop_back();
-    }
-    if (v < 0) v = tournament_.Best();
-    if (v < 0) return cost;
-    tournament_.Remove(v);
-    gone_[At(v)] = 1;
-    const int first = static_cast<int>(neighbours->size());
-    ForEachBit(row(v), words_, [&](int w) { neighbours->push_back(w); });
-    const int count = static_cast<int>(neighbours->size()) - first;
-    buckets->push_back({v, first, count});
-    const double space = measure == Measure::SPACE ? tournament_.Cost(v) : SpaceOf(row(v), v);
-    stored += space / sizes_[At(v)] + KERNEL_SLACK;
-    cost += 180 + (space < PLANNED_ENTRIES ? 3 * space : 2000 + space);
-    if (space > MAX_ENTRIES || stored > MAX_STORED || cost > limit) return std::numeric_limits<double>::infinity();
-    const int* around = neighbours->data() + first;
-    filled_.clear();
-    for (int k = 0; k < count; ++k) {
-      const int a = around[k];
-      std::uint64_t* to = row(a);
-      to[v / 64] &= ~(std::uint64_t{1} << (v % 64));
-      for (int w = 0; w < words_; ++w) {
-        std::uint64_t more = row(v)[w] & ~to[w];
-        if (w == a / 64) more &= ~(std::uint64_t{1} << (a % 64));
-        if (more == 0) continue;
-        to[w] |= more;
-        if (measure == Measure::SPACE) continue;
-        for (; more != 0; more &= more - 1)
-          if (const int b = w * 64 + std::countr_zero(more); a < b) filled_.push_back({a, b});
-      }
-    }
-    for (int k = 0; k < count; ++k)
-      if (around[k] != keep) tournament_.Change(around[k], key(around[k]));
-    // Elsewhere an edge less is to fill for those that see both ends of a new one.
-    for (const auto& [a, b] : filled_)
-      for (int w = 0; w < words_; ++w)
-        for (std::uint64_t both = row(a)[w] & row(b)[w]; both != 0; both &= both - 1) {
-          const int c = w * 64 + std::countr_zero(both);
-          if (c != keep && !(row(v)[c / 64] >> (c % 64) & 1)) tournament_.Change(c, FillOf(row(c)));
-        }
-  }
-}
-
-double Elimination::Plan(int keep, double limit) {
-  const int n = static_cast<int>(sizes_.size());
-  keep_ = keep;
-  if (n > MAX_VARIABLES) return std::numeric_limits<double>::infinity();
   words_ = std::max(1, (n + 63) / 64);
-  moral_.assign(At(n * words_), 0);
+  rows_.assign(At(n * words_), 0);
   std::uint64_t scope[MAX_VARIABLES / 64];
   for (const Factor& factor : factors_) {
     std::fill_n(scope, words_, 0);
     for (int k = 0; k < factor.numAxes; ++k) {
       const int v = axes_[At(factor.firstAxis + k)].variable;
-      scope[v / 64] |= std::uint64_t{1} << (v % 64);
+      scope[v / 64] |= Bit(v);
     }
     for (int k = 0; k < factor.numAxes; ++k) {
-      const int v = axes_[At(factor.firstAxis + k)].variable;
-      std::uint64_t* row = moral_.data() + At(v * words_);
+      std::uint64_t* row = RowOf(axes_[At(factor.firstAxis + k)].variable);
       for (int w = 0; w < words_; ++w) row[w] |= scope[w];
     }
   }
-  for (int v = 0; v < n; ++v) moral_[At(v * words_ + v / 64)] &= ~(std::uint64_t{1} << (v % 64));
-  double cost = Order(keep, Measure::SPACE, 4 * limit, &buckets_, &neighbours_);
-  if (cost > WORTH_A_SECOND_ORDER && cost < std::numeric_limits<double>::infinity()) {
-    logs_.clear();
-    for (int size : sizes_) logs_.push_back(BinaryLogarithm(size));
-    const double other = Order(keep, Measure::FILL, std::min(cost, limit), &otherBuckets_, &otherNeighbours_);
-    if (other < cost) {
-      cost = other;
-      buckets_.swap(otherBuckets_);
-      neighbours_.swap(otherNeighbours_);
+  for (int v = 0; v < n; ++v) RowOf(v)[v / 64] &= ~Bit(v);
+}
+
+// Greedy by the weight of the edges that an elimination would add, which is kept up to date edge by edge. An edge
+// weighs the product of the logarithms of its ends' numbers of states.
+double Elimination::Plan(int keep, double limit) {
+  const int n = static_cast<int>(sizes_.size());
+  keep_ = keep;
+  buckets_.clear();
+  neighbours_.clear();
+  if (n > MAX_VARIABLES) return std::numeric_limits<double>::infinity();
+  MakeMoralGraph();
+  logs_.clear();
+  for (int size : sizes_) logs_.push_back(BinaryLogarithm(size));
+  fill_.resize(At(n));
+  tournament_.Reset(n);
+  for (int v = 0; v < n; ++v) {
+    // Each missing edge is met from both ends.
+    double missing = 0;
+    ForEachBit(RowOf(v), words_,
+               [&](int a) { missing += logs_[At(a)] * (WeightBeyond(RowOf(v), RowOf(a)) - logs_[At(a)]); });
+    fill_[At(v)] = missing / 2;
+    if (v != keep) tournament_.Place(v, fill_[At(v)]);
+  }
+  tournament_.BuildAll();
+  touchedAt_.assign(At(n), -1);
+  double cost = 0, stored = 0;
+  for (int v = tournament_.Best(); v >= 0; v = tournament_.Best()) {
+    tournament_.Remove(v);
+    std::uint64_t* const own = RowOf(v);
+    const int first = static_cast<int>(neighbours_.size()), step = static_cast<int>(buckets_.size());
+    double space = sizes_[At(v)];
+    ForEachBit(own, words_, [&](int a) {
+      neighbours_.push_back(a);
+      space *= sizes_[At(a)];
+    });
+    const int count = static_cast<int>(neighbours_.size()) - first;
+    buckets_.push_back({v, first, count});
+    stored += space / sizes_[At(v)] + KERNEL_SLACK;
+    cost += BUCKET_COST + (space < PLANNED_ENTRIES ? SINGLE_ENTRY_COST * space : PLAN_COST + ENTRY_COST * space);
+    if (space > MAX_ENTRIES || stored > MAX_STORED || cost > limit) return std::numeric_limits<double>::infinity();
+    touched_.clear();
+    auto touch = [&](int a) {
+      if (touchedAt_[At(a)] != step) touchedAt_[At(a)] = step, touched_.push_back(a);
+    };
+    const int* around = neighbours_.data() + first;
+    for (int k = 0; k < count; ++k) {
+      const int a = around[k];
+      RowOf(a)[v / 64] &= ~Bit(v);
+      fill_[At(a)] -= logs_[At(v)] * WeightBeyond(RowOf(a), own);
+      touch(a);
     }
+    for (int k = 0; k < count; ++k) {
+      const int a = around[k];
+      for (int j = 0; j < k; ++j) {
+        const int b = around[j];
+        if (RowOf(a)[b / 64] & Bit(b)) continue;
+        const double edge = logs_[At(a)] * logs_[At(b)];
+        for (int w = 0; w < words_; ++w) {
+          for (std::uint64_t both = RowOf(a)[w] & RowOf(b)[w]; both != 0; both &= both - 1) {
+            const int c = w * 64 + std::countr_zero(both);
+            fill_[At(c)] -= edge;
+            touch(c);
+          }
+        }
+        fill_[At(a)] += logs_[At(b)] * WeightBeyond(RowOf(a), RowOf(b));
+        fill_[At(b)] += logs_[At(a)] * WeightBeyond(RowOf(b), RowOf(a));
+        RowOf(a)[b / 64] |= Bit(b);
+        RowOf(b)[a / 64] |= Bit(a);
+      }
+    }
+    for (int a : touched_) tournament_.Change(a, fill_[At(a)]);
   }
   return cost;
 }

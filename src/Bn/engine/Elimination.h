@@ -7,7 +7,6 @@
 
 #include <cstdint>
 #include <span>
-#include <utility>
 
 #include "Basic/Memory.h"
 #include "Bn/engine/Pass.h"
@@ -49,11 +48,9 @@ class Elimination {
     int variable;
     int firstNeighbour, numNeighbours;  // in neighbours_, the next to be eliminated first once the order is known
   };
-  enum class Measure { SPACE, FILL };
-
-  double Order(int keep, Measure measure, double limit, Vector<Bucket>* buckets, Vector<int>* neighbours);
-  double SpaceOf(const std::uint64_t* row, int variable) const;
-  double FillOf(const std::uint64_t* row) const;
+  std::uint64_t* RowOf(int variable) { return rows_.data() + variable * words_; }
+  void MakeMoralGraph();
+  double WeightBeyond(const std::uint64_t* row, const std::uint64_t* other) const;
   Outcome Eliminate(const Bucket& bucket, const Kernels& kernels);
   void SumEntries(const Bucket& bucket);
   template <int INPUTS>
@@ -66,15 +63,14 @@ class Elimination {
   Vector<double> logs_;
   Vector<Factor> factors_;
   Vector<Axis> axes_;
-  Vector<int> firstAxisOf_;             // [variable] index into axes_, or -1
-  Vector<std::uint64_t> moral_, rows_;  // [variable][word] neighbours
-  Vector<Bucket> buckets_, otherBuckets_;
-  Vector<int> neighbours_, otherNeighbours_;
+  Vector<int> firstAxisOf_;     // [variable] index into axes_, or -1
+  Vector<std::uint64_t> rows_;  // [variable][word] neighbours left, as bits
+  Vector<double> fill_;         // [variable]
+  Vector<Bucket> buckets_;
+  Vector<int> neighbours_;
   Vector<int> position_;  // [variable] in the order
   Tournament tournament_;
-  Vector<int> leaves_;
-  Vector<unsigned char> gone_;
-  Vector<std::pair<int, int>> filled_;
+  Vector<int> touched_, touchedAt_;
   // While it runs.
   Vector<int> inputs_;  // factors of the bucket
   Vector<double> sums_;

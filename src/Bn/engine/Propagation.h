@@ -139,6 +139,7 @@ struct Inference::Impl {
   // Nanoseconds, estimated, on single questions: since the last change, and since the tree was used; when the latter
   // should be thought about.
   double spent = 0, sinceTree = 0, lookAgain = 0;
+  double patience = 1;
 
   bool wide = false;  // the findings need the range of wide numbers
   Vector<Block<WideNumber>> wideMessages;

@@ -192,11 +192,15 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
   if (limit >= LOOKED_AHEAD && relevant.size() < At(FEW_VARIABLES)) limit = HUGE_COST;
   const double cost = looking + elimination.Plan(kept, limit);
   if (cost >= limit || (limit == HUGE_COST && cost > LOOKED_AHEAD && TreeCost(asked, cost) < cost)) return false;
-  // A tree brought up to date once may serve questions to come at less.
+  // A tree brought up to date once may serve questions to come at less. Where it did not, it has to wait longer.
   sinceTree += cost;
   if (sinceTree > lookAgain) {
     lookAgain = 2 * sinceTree;
-    if (TreeCost(asked, sinceTree) < sinceTree && WayCost(asked) < cost / 2) return false;
+    const double ready = sinceTree / patience;
+    if (TreeCost(asked, ready) < ready && WayCost(asked) < cost / 2) {
+      patience *= 2;
+      return false;
+    }
   }
   marginal.assign(isAsked ? to.size() : 1, 0.0);
   switch (elimination.Run(*kernels, marginal.data())) {
