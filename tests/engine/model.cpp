@@ -23,6 +23,7 @@ void RandomTable(Model& model, int node, Random& random, double zeros) {
       sum += table[row + s];
     }
     if (sum == 0) table[row] = 1, sum = 1;
+    if (random.Share() < zeros / 5) sum = -sum;  // the mark of an impossible row
     for (std::size_t s = 0; s < states; ++s) table[row + s] = static_cast<float>(table[row + s] / sum);
   }
 }
@@ -64,7 +65,9 @@ void ForEachConfiguration(const Model& model, const Findings& findings, Visit vi
       for (int parent : model.parents[i])
         row = row * static_cast<std::size_t>(model.numstates[static_cast<std::size_t>(parent)]) +
               static_cast<std::size_t>(state[static_cast<std::size_t>(parent)]);
-      p *= model.tables[i][row * static_cast<std::size_t>(model.numstates[i]) + static_cast<std::size_t>(state[i])];
+      const float entry =
+          model.tables[i][row * static_cast<std::size_t>(model.numstates[i]) + static_cast<std::size_t>(state[i])];
+      p *= std::max(0.0f, entry);
       if (!findings[i].empty()) p *= findings[i][static_cast<std::size_t>(state[i])];
     }
     visit(state, p);

@@ -114,6 +114,10 @@ class Inference {
 
   // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
   Status Belief(int node, std::span<float> out);
+  // How single beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always
+  // in one way where it serves.
+  enum class Way { CHEAPEST, MESSAGES, ELIMINATION };
+  void SetWay(Way way);
   // Whether single beliefs since the last change have taken so much that all at once would have been cheaper.
   bool SweepPays() const;
   // All of them in one sweep, cheaper than one by one, after a Propagate that was Done: out(i) answers where node i's

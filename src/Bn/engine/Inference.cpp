@@ -172,7 +172,13 @@ void Inference::Impl::SetChecked(int node, bool checked) {
     unchecked.push_back(node);
 }
 
+void Inference::Impl::ForgetChecks() {
+  tablesChecked = false;
+  for (std::size_t i = 0; i < findings.size(); ++i) SetChecked(static_cast<int>(i), false);
+}
+
 void Inference::Impl::CheckedAll() {
+  tablesChecked = true;
   for (int node : unchecked) findings[At(node)].checked = true;
   unchecked.clear();
 }

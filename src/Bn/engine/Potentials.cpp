@@ -226,7 +226,7 @@ void Inference::SetTables(std::function<const float*(int)> table) {
   impl.tableOf = std::move(table);
   for (CliqueState& clique : impl.cliques) clique.filled = false;
   for (TableFacts& facts : impl.tableFacts) facts.known = false;
-  for (std::size_t i = 0; i < impl.findings.size(); ++i) impl.SetChecked(static_cast<int>(i), false);
+  impl.ForgetChecks();
   impl.InvalidateAll();
 }
 
@@ -234,7 +234,7 @@ void Inference::TableChanged(int node) {
   const int c = impl_->tree->home[At(node)];
   impl_->cliques[At(c)].filled = false;
   impl_->tableFacts[At(node)].known = false;
-  for (std::size_t i = 0; i < impl_->findings.size(); ++i) impl_->SetChecked(static_cast<int>(i), false);
+  impl_->ForgetChecks();
   impl_->Changed(c);
 }
 

@@ -530,7 +530,8 @@ Status Inference::Propagate() {
 
 Status Inference::Check() {
   Status answer = Status::Done;
-  if (impl_->propagated || impl_->unchecked.empty()) return impl_->propagated ? impl_->status : Status::Done;
+  if (impl_->propagated) return impl_->status;
+  if (impl_->unchecked.empty() && impl_->tablesChecked) return Status::Done;
   return impl_->Ask(-1, {}, &answer) ? answer : Propagate();
 }
 

@@ -128,7 +128,8 @@ struct Inference::Impl {
   Block<float> tableRoom;  // for the tables of one clique
   bool maximize = false;
   int numWeighted = 0;
-  Vector<int> unchecked;  // nodes whose findings are not checked
+  Vector<int> unchecked;       // nodes whose findings are not checked
+  bool tablesChecked = false;  // to be possible by themselves
 
   bool propagated = false;
   Status status = Status::Done;
@@ -145,6 +146,7 @@ struct Inference::Impl {
   Vector<Block<WideNumber>> wideMessages;
 
   // Single questions.
+  Way chosenWay = Way::CHEAPEST;
   Vector<TableFacts> tableFacts;
   Elimination elimination;
   unsigned visitNumber = 0;
@@ -178,15 +180,18 @@ struct Inference::Impl {
   void SetFinding(int node, int state, std::span<const float> weights, double scale);
 
   void SetChecked(int node, bool checked);
+  void ForgetChecks();
   void CheckedAll();
 
   // Single questions.
   const TableFacts& FactsOf(int node);
+  bool TablesAreSure();
   void FindRelevant(std::span<const int> targets);
   int GatherFactors(int node);
   double PassCost(int clique) const;
   double TreeCost(int node, double limit);
   double WayCost(int node);
+  bool TreeWouldPay(int node, double cost);
   bool Ask(int node, std::span<float> to, Status* answer);
 
   // Layouts and potentials.

@@ -52,6 +52,13 @@ const TableFacts& Inference::Impl::FactsOf(int node) {
   return facts;
 }
 
+// Impossible rows can leave nothing possible at all, which only the whole of the tables can tell.
+bool Inference::Impl::TablesAreSure() {
+  for (std::size_t i = 0; i < tableFacts.size() && !tablesChecked; ++i)
+    if (FactsOf(static_cast<int>(i)).informs) return false;
+  return tablesChecked = true;
+}
+
 // The nodes whose tables matter to the targets, which are taken as not known, in relevant.
 void Inference::Impl::FindRelevant(std::span<const int> targets_) {
   relevant.clear();
@@ -170,52 +177,62 @@ double Inference::Impl::WayCost(int node) {
   return cost;
 }
 
-// Whether the findings are possible and, where the node is not known, its belief; false leaves it to the tree. The
-// answer is Done or Inconsistent.
+// A tree brought up to date once may serve questions to come at less. Where it did not, it has to wait longer.
+bool Inference::Impl::TreeWouldPay(int node, double cost) {
+  sinceTree += cost;
+  if (sinceTree <= lookAgain) return false;
+  lookAgain = 2 * sinceTree;
+  const double ready = sinceTree / patience;
+  if (TreeCost(node, ready) >= ready || WayCost(node) >= cost / 2) return false;
+  patience *= 2;
+  return true;
+}
+
+// The belief of a node that is not known (-1: none) and whether the findings are possible: Done or Inconsistent. False
+// leaves it to the tree.
 bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
-  if (maximize || wide) return false;
-  const bool isAsked = node >= 0 && findings[At(node)].state == FREE && numstates[At(node)] > 1;
-  const int asked = isAsked ? node : -1;
-  if (TreeCost(asked, SMALL_COST) < SMALL_COST) return false;
+  if (maximize || wide || chosenWay == Way::MESSAGES) return false;
+  if (!tablesChecked && !TablesAreSure()) return false;
+  const bool compares = chosenWay == Way::CHEAPEST;
+  const bool isAsked = node >= 0;
+  if (!isAsked && unchecked.empty()) {
+    *answer = Status::Done;
+    return true;
+  }
+  if (compares && TreeCost(node, SMALL_COST) < SMALL_COST) return false;
   questions.clear();
   if (isAsked) questions.push_back(node);
-  for (int v : unchecked)
-    if (v != asked) questions.push_back(v);
+  questions.insert(questions.end(), unchecked.begin(), unchecked.end());
   FindRelevant(questions);
   if (relevant.size() > At(MAX_VARIABLES)) return false;
   const double looking = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size());
   const double atLeast = looking + VARIABLE_COST * static_cast<double>(relevant.size());
-  if (TreeCost(asked, atLeast) < atLeast) return false;
-  const int kept = GatherFactors(asked);
+  if (compares && TreeCost(node, atLeast) < atLeast) return false;
+  const int kept = GatherFactors(node);
   // Looking through the whole tree for what is out of date costs as much as a small question.
-  double limit = TreeCost(asked, relevant.size() < At(FEW_VARIABLES) ? LOOKED_AHEAD : HUGE_COST);
-  if (limit >= LOOKED_AHEAD && relevant.size() < At(FEW_VARIABLES)) limit = HUGE_COST;
+  double limit = HUGE_COST;
+  if (compares) {
+    const bool few = relevant.size() < At(FEW_VARIABLES);
+    limit = TreeCost(node, few ? LOOKED_AHEAD : HUGE_COST);
+    if (few && limit >= LOOKED_AHEAD) limit = HUGE_COST;
+  }
   const double cost = looking + elimination.Plan(kept, limit);
-  if (cost >= limit || (limit == HUGE_COST && cost > LOOKED_AHEAD && TreeCost(asked, cost) < cost)) return false;
-  // A tree brought up to date once may serve questions to come at less. Where it did not, it has to wait longer.
-  sinceTree += cost;
-  if (sinceTree > lookAgain) {
-    lookAgain = 2 * sinceTree;
-    const double ready = sinceTree / patience;
-    if (TreeCost(asked, ready) < ready && WayCost(asked) < cost / 2) {
-      patience *= 2;
-      return false;
-    }
-  }
+  if (cost >= limit) return false;
+  if (compares && cost > LOOKED_AHEAD && limit == HUGE_COST && TreeCost(node, cost) < cost) return false;
+  if (compares && TreeWouldPay(node, cost)) return false;
   marginal.assign(isAsked ? to.size() : 1, 0.0);
-  switch (elimination.Run(*kernels, marginal.data())) {
-    case Outcome::GOOD:
-      CheckedAll();
-      if (isAsked) Normalize(marginal.data(), to);
-      spent += cost;
-      *answer = Status::Done;
-      return true;
-    case Outcome::ZERO:
-      *answer = Status::Inconsistent;
-      return true;
-    default:
-      return false;
-  }
+  const Outcome outcome = elimination.Run(*kernels, marginal.data());
+  if (outcome == Outcome::DOUBTFUL) return false;
+  *answer = outcome == Outcome::ZERO ? Status::Inconsistent : Status::Done;
+  if (outcome == Outcome::ZERO) return true;
+  CheckedAll();
+  spent += cost;
+  if (isAsked) Normalize(marginal.data(), to);
+  return true;
+}
+
+void Inference::SetWay(Way way) {
+  impl_->chosenWay = way;
 }
 
 bool Inference::SweepPays() const {

@@ -1,0 +1,179 @@
+// Variable elimination against the product of all tables, summed entry by entry.
+#include "Bn/engine/Elimination.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "support/library.h"
+#include "support/random.h"
+
+namespace bravic::testing {
+namespace {
+
+using engine::Elimination;
+using engine::Outcome;
+using EliminationTest = LibraryTest;
+
+struct Table {
+  std::vector<int> variables, strides;
+  std::vector<float> entries;
+  int first = 0, low = 0;
+};
+
+struct Problem {
+  std::vector<int> sizes;
+  std::vector<Table> tables;
+};
+
+// Tables as the engine hands them over: axes in any order, some of the axes of the table left out at one state.
+Problem RandomProblem(Random& random, double zeros, double smallest) {
+  Problem problem;
+  const int n = 1 + random.Below(8);
+  double configurations = 1;
+  for (int v = 0; v < n; ++v) {
+    problem.sizes.push_back(configurations > 4e4 ? 2 : 2 + random.Below(9));
+    configurations *= problem.sizes.back();
+  }
+  for (int t = 0; t <= n; ++t) {
+    Table table;
+    int size = 1;
+    for (int k = random.Below(7); k > 0; --k) {
+      const int v = random.Below(n);
+      if (std::find(table.variables.begin(), table.variables.end(), v) != table.variables.end()) continue;
+      const int states = problem.sizes[static_cast<std::size_t>(v)];
+      if (random.Below(6) == 0) {
+        table.first += random.Below(states) * size;
+      } else {
+        table.variables.push_back(v);
+        table.strides.push_back(size);
+      }
+      size *= states;
+    }
+    for (int i = 0; i < size; ++i) {
+      const double entry = random.Share() < zeros ? 0 : std::pow(smallest, random.Share());
+      table.entries.push_back(static_cast<float>(entry));
+    }
+    table.low = static_cast<int>(std::floor(std::log2(smallest))) - 1;
+    problem.tables.push_back(table);
+  }
+  return problem;
+}
+
+std::vector<double> SumOnto(const Problem& problem, int keep) {
+  std::vector<double> sums(keep < 0 ? 1 : static_cast<std::size_t>(problem.sizes[static_cast<std::size_t>(keep)]));
+  std::vector<int> state(problem.sizes.size(), 0);
+  for (;;) {
+    double product = 1;
+    for (const Table& table : problem.tables) {
+      int index = table.first;
+      for (std::size_t k = 0; k < table.variables.size(); ++k)
+        index += state[static_cast<std::size_t>(table.variables[k])] * table.strides[k];
+      product *= static_cast<double>(table.entries[static_cast<std::size_t>(index)]);
+    }
+    sums[keep < 0 ? 0 : static_cast<std::size_t>(state[static_cast<std::size_t>(keep)])] += product;
+    std::size_t v = 0;
+    while (v < state.size() && ++state[v] == problem.sizes[v]) state[v++] = 0;
+    if (v == state.size()) return sums;
+  }
+}
+
+TEST_F(EliminationTest, SumsAsTheWholeProduct) {
+  Random random(5);
+  Elimination elimination;
+  int planned = 0, doubtful = 0;
+  for (int round = 0; round < 200; ++round) {
+    SCOPED_TRACE(round);
+    const double smallest = round % 3 ? 0.01 : round % 2 ? 1e-12 : 1e-30;
+    const Problem problem = RandomProblem(random, round % 4 ? 0 : 0.3, smallest);
+    elimination.Clear();
+    for (int size : problem.sizes) elimination.AddVariable(size);
+    for (const Table& table : problem.tables) {
+      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()), table.low);
+      for (std::size_t k = 0; k < table.variables.size(); ++k)
+        elimination.AddAxis(table.variables[k], table.strides[k]);
+    }
+    const int keep = random.Below(static_cast<int>(problem.sizes.size()) + 1) - 1;
+    const double cost = elimination.Plan(keep, 1e12);
+    ASSERT_LT(cost, 1e12);
+    planned += cost > 6000;
+    const std::vector<double> expected = SumOnto(problem, keep);
+    double whole = 0, got = 0;
+    for (double sum : expected) whole += sum;
+    std::vector<double> sums(expected.size(), -1);
+    const Outcome outcome = elimination.Run(engine::KernelsNumber(random.Below(engine::NumKernels())), sums.data());
+    doubtful += outcome == Outcome::DOUBTFUL;
+    if (outcome == Outcome::DOUBTFUL) continue;
+    ASSERT_EQ(outcome == Outcome::GOOD, whole > 0);
+    if (whole == 0 || keep < 0) continue;
+    for (double sum : sums) got += sum;
+    for (std::size_t s = 0; s < sums.size(); ++s) EXPECT_NEAR(sums[s] / got, expected[s] / whole, 2e-6);
+  }
+  EXPECT_GT(planned, 30) << "large passes among them";
+  EXPECT_LT(doubtful, 100);
+}
+
+// Products too small for a float, of factors that are not.
+TEST_F(EliminationTest, KeepsProductsThatFloatsCannotHold) {
+  Random random(6);
+  constexpr int STATES = 20, SIZE = STATES * STATES * STATES;
+  std::vector<float> tables[2];
+  std::vector<double> expected(STATES, 0.0);
+  for (auto& table : tables)
+    for (int i = 0; i < SIZE; ++i) table.push_back(static_cast<float>(1e-25 * (0.1 + random.Share())));
+  Elimination elimination;
+  for (int v = 0; v < 3; ++v) elimination.AddVariable(STATES);
+  for (const auto& table : tables) {
+    elimination.AddFactor(table.data(), 0, SIZE, -87);
+    for (int v = 0, stride = SIZE / STATES; v < 3; ++v, stride /= STATES) elimination.AddAxis(v, stride);
+  }
+  double whole = 0, got = 0;
+  for (std::size_t i = 0; i < SIZE; ++i) {
+    const double product = static_cast<double>(tables[0][i]) * static_cast<double>(tables[1][i]);
+    expected[i / (STATES * STATES)] += product;
+    whole += product;
+  }
+  ASSERT_TRUE(std::isfinite(elimination.Plan(0, 1e12)));
+  std::vector<double> sums(STATES, -1);
+  ASSERT_EQ(elimination.Run(engine::BestKernels(), sums.data()), Outcome::GOOD);
+  for (double sum : sums) got += sum;
+  for (std::size_t s = 0; s < STATES; ++s) EXPECT_NEAR(sums[s] / got, expected[s] / whole, 1e-6);
+}
+
+// What a table that was left has lost beside its largest entry may be all that counts in the end.
+TEST_F(EliminationTest, DoubtsWhatRestsOnLostEntries) {
+  const std::vector<float> rare = {1, 1e-25f, 1, 1e-25f}, contrary = {0, 0, 1, 1}, mild = {1, 1, 1, 1};
+  for (const auto& last : {contrary, mild}) {
+    Elimination elimination;
+    for (int v = 0; v < 3; ++v) elimination.AddVariable(2);
+    for (int k = 0; k < 2; ++k) {
+      elimination.AddFactor(rare.data(), 0, 4, -84);
+      elimination.AddAxis(0, 2);
+      elimination.AddAxis(1, 1);
+    }
+    elimination.AddFactor(last.data(), 0, 4, 0);
+    elimination.AddAxis(1, 2);
+    elimination.AddAxis(2, 1);
+    ASSERT_TRUE(std::isfinite(elimination.Plan(2, 1e12)));
+    double sums[2];
+    EXPECT_EQ(elimination.Run(engine::BestKernels(), sums), last[0] > 0 ? Outcome::GOOD : Outcome::DOUBTFUL);
+  }
+}
+
+TEST_F(EliminationTest, RefusesWhatHasNoRoom) {
+  Elimination elimination;
+  const std::vector<float> ones(64, 1.0f);
+  for (int v = 0; v < 40; ++v) elimination.AddVariable(8);
+  for (int a = 0; a < 40; ++a) {
+    for (int b = 0; b < a; ++b) {
+      elimination.AddFactor(ones.data(), 0, 64, 0);
+      elimination.AddAxis(a, 8);
+      elimination.AddAxis(b, 1);
+    }
+  }
+  EXPECT_FALSE(std::isfinite(elimination.Plan(0, 1e30)));
+}
+
+}  // namespace
+}  // namespace bravic::testing
