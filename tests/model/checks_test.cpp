@@ -9,29 +9,22 @@
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
-#include "support/library.h"
-#include "support/nets.h"
+#include "support/net_fixture.h"
 
 namespace bravic::testing {
 namespace {
 
-class ChecksTest : public LibraryTest {
+class ChecksTest : public NetTest {
  protected:
   void SetUp() override {
-    LibraryTest::SetUp();
+    NetTest::SetUp();
     net = ChestClinic(env);
-  }
-  void TearDown() override {
-    net.reset();
-    LibraryTest::TearDown();
   }
   std::string Verdict(Purpose purpose, int mode, bool wrap = false) {
     const nodelist_rec& nodes = OrderedNodes(net.get());
     const Failure failure = CheckReadiness(Entries(nodes), wrap, purpose, mode, wrap ? net.get() : nullptr);
     return failure ? std::to_string(failure->number) + " " + failure->mesg : "";
   }
-
-  Net net;
 };
 
 TEST_F(ChecksTest, AFitNetPassesInEveryMode) {
@@ -39,6 +32,8 @@ TEST_F(ChecksTest, AFitNetPassesInEveryMode) {
     EXPECT_EQ(Verdict(Purpose::Compile, mode), "");
     EXPECT_EQ(Verdict(Purpose::Optimize, mode), "");
   }
+  net = Chain(env, 20000, 2);  // searched without recursion
+  EXPECT_EQ(Verdict(Purpose::Compile, 0), "");
 }
 
 TEST_F(ChecksTest, FaultsInTheirWords) {
@@ -90,18 +85,6 @@ TEST_F(ChecksTest, FaultsInTheirWords) {
   }
 }
 
-TEST_F(ChecksTest, TheLinkNamedLiesOnTheCycle) {
-  AddLink_bn(Named(net, "either"), Named(net, "smoke"));
-  Reports(0);
-  const std::string verdict = Verdict(Purpose::Compile, 2);
-  const std::string links[] = {"smoke -> lung", "lung -> either", "either -> smoke"};
-  bool found = false;
-  for (const std::string& link : links) {
-    found = found || verdict == "-2228 there is a cycle (containing link " + link + ")";
-  }
-  EXPECT_TRUE(found) << verdict;
-}
-
 TEST_F(ChecksTest, AParentLeftOutAndTheWrappedText) {
   node_bn lung = Named(net, "lung");
   const Failure failure = CheckReadiness({&lung, 1}, true, Purpose::Optimize, 2, nullptr);
@@ -132,11 +115,6 @@ TEST_F(ChecksTest, AUserMayPassAnIncompleteTable) {
   }
   HasUserInteraction_ns(0, env);
   EXPECT_EQ(Verdict(Purpose::Compile, 1), "-2229 node 'asia' doesn't have a relation table");
-}
-
-TEST_F(ChecksTest, ALongChainIsNoCycle) {
-  net = Chain(env, 20000, 2);
-  EXPECT_EQ(Verdict(Purpose::Compile, 0), "");
 }
 
 // Each damage is mended again, so that the net can be freed.
@@ -203,23 +181,6 @@ TEST_F(ChecksTest, DamagedRecordsAreNoticed) {
   EXPECT_EQ(CheckNetConsistency(net.get())->number, -2305);
   net->numEvidence--;
   EXPECT_EQ(CheckNetConsistency(net.get()), nullptr);
-}
-
-TEST_F(ChecksTest, WorkingNetsAreConsistentAtEveryStep) {
-  ArgumentChecking_ns(26, env);
-  Random random(7);
-  for (int i = 0; i < 5; i++) {
-    Net made = RandomNet(env, random);
-    for (node_bn node : Nodes(made)) {
-      SetNodeTitle_bn(node, "t");
-      if (Nodes(made).size() > 2) DeleteNode_bn(node);
-      UndoLastChange_bn(made.get());
-    }
-  }
-  AddLink_bn(Named(net, "dysp"), Named(net, "asia"));
-  EXPECT_EQ(Reports(5), "");
-  Reports(0);
-  ArgumentChecking_ns(25, env);
 }
 
 }  // namespace

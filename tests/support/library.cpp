@@ -1,5 +1,7 @@
 #include "support/library.h"
 
+#include <regex>
+
 #include "Basic/Memory.h"
 #include "Bn/model/Tables.h"
 
@@ -35,6 +37,28 @@ std::string LibraryTest::Reports(int danger) {
   }
   ClearErrors_ns(env, 6);
   return all;
+}
+
+std::string LibraryTest::Gist(int danger) {
+  return GistOf(Reports(danger));
+}
+
+std::string GistOf(const std::string& reports) {
+  static const std::regex tokens(
+      R"([A-Za-z]+'[a-z]+|'[^']*'|`[^`]*`|\[[^\]]*\]|-?\d[\w.+-]*|\w+_(?:bn|ns)\b|[A-Z_]{3,}\b|\w+|\n)");
+  static const std::regex kept(R"((['`])(.*)\1|(\[.*|-?\d.*|\w+_[bn][ns]|[A-Z_]{3,}))");
+  std::string gist;
+  std::smatch parts;
+  for (std::sregex_iterator at(reports.begin(), reports.end(), tokens), end; at != end; ++at) {
+    const std::string token = at->str();
+    if (token == "\n") {
+      gist += ";";
+    } else if (std::regex_match(token, parts, kept)) {
+      gist += (gist.empty() ? "" : " ") + parts.str(2) + parts.str(3);
+    }
+  }
+  if (!gist.empty()) gist.pop_back();
+  return gist;
 }
 
 }  // namespace bravic::testing

@@ -19,11 +19,16 @@ class LibraryTest : public ::testing::Test {
 
   // Every report of at least that danger, oldest first, one per line as "danger number text", and clears all.
   std::string Reports(int danger = 3);
+  // The same joined by "; ", of each text only what is computed: the names of functions, what stands between quotes
+  // or brackets, words in capitals and numbers.
+  std::string Gist(int danger = 3);
 
   environ_ns env = nullptr;
 
  private:
   std::size_t usedBefore_ = 0;
 };
+
+std::string GistOf(const std::string& reports);
 
 }  // namespace bravic::testing

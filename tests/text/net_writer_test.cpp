@@ -3,150 +3,26 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 
 #include "Basic/Text.h"
-#include "Bn/model/Attributes.h"
 #include "Bn/model/Tables.h"
 #include "Bn/services/NetWriter.h"
-#include "support/files.h"
-#include "support/library.h"
+#include "support/net_fixture.h"
 #include "support/rich_net.h"
 
 namespace bravic::testing {
 namespace {
 
-class NetWriterTest : public LibraryTest {
+class NetWriterTest : public NetTest {
  protected:
   void TearDown() override {
     printOptions = {};
-    LibraryTest::TearDown();
+    NetTest::TearDown();
   }
-
-  std::string Written(const Net& net) {
-    const std::string path = directory_.Path("written.dne");
-    const filespec_ns file = FileNamed_ns(path.c_str(), env);
-    WriteNet_bn(net.get(), file);
-    FreeFileSpec_ns(file);
-    return ReadWhole(path);
-  }
-  Net Read(const std::string& text) {
-    const std::string path = directory_.Path("read.dne");
-    WriteWhole(path, text);
-    return ReadFrom(path);
-  }
-  Net ReadFrom(const std::string& path) {
-    const filespec_ns file = FileNamed_ns(path.c_str(), env);
-    Net net(ReadNet_bn(file, 0));
-    FreeFileSpec_ns(file);
-    return net;
-  }
-
- private:
-  TemporaryDirectory directory_;
 };
 
-void SetRows(node_bn node, const std::vector<std::vector<float>>& rows) {
-  const auto parents = Nodes(GetNodeParents_bn(node));
-  std::vector<statetype> states(parents.size() + 1, 0);
-  for (const auto& row : rows) {
-    SetNodeProbs_bn(node, states.data(), row.data());
-    NextConfiguration(parents, states);
-  }
-}
-
-void Link(const Net& net, const char* parent, const char* child) {
-  AddLink_bn(Named(net, parent), Named(net, child));
-}
-
-// A net with something in every statement that is ever written.
-Net Rain(environ_ns env) {
-  Net net(NewNet_bn("Rain", env));
-  AddNode(net, "season", {"dry", "wet"}, {}, {0.6f, 0.4f});
-  NewNode_bn("temp", 0, net.get());
-  const double bounds[] = {-inf_dbl_ns, 0, 20, inf_dbl_ns};
-  SetNodeLevels_bn(Named(net, "temp"), 3, bounds);
-  for (const char* name : {"rain", "umbrella", "plan"}) NewNode_bn(name, 2, net.get());
-  NewNode_bn("profit", 0, net.get());
-  for (const char* name : {"news", "gone", "orphan"}) NewNode_bn(name, 2, net.get());
-  Link(net, "season", "rain");
-  Link(net, "temp", "rain");
-  Link(net, "rain", "umbrella");
-  Link(net, "plan", "profit");
-  Link(net, "umbrella", "profit");
-  Link(net, "gone", "orphan");
-
-  SetMeasure(Named(net, "season"), ORDINAL);
-  SetNodeTitle_bn(Named(net, "season"), "Season");
-
-  const node_bn temp = Named(net, "temp");
-  SetNodeUnits(temp, "C");
-  EnterNodeValue_bn(temp, 12.5);
-
-  const node_bn rain = Named(net, "rain");
-  const double levels[] = {0, 1.5};
-  SetNodeLevels_bn(rain, 2, levels);
-  SetLinkName_bn(rain, 0, "when");
-  SetRows(rain, {{0.9f, 0.1f},
-                 {UNDEF_PROB, UNDEF_PROB},
-                 {1.0f / 3, 2.0f / 3},
-                 {IMPOS_PROB, IMPOS_PROB},
-                 {0.00001f, 0.99999f},
-                 {0, 1}});
-  const statetype first[] = {0, 0}, fifth[] = {1, 1};
-  SetNodeExperience_bn(rain, first, 10);
-  SetNodeExperience_bn(rain, fifth, 2.5);
-
-  const node_bn umbrella = Named(net, "umbrella");
-  SetNodeStateName_bn(umbrella, 0, "take");
-  SetNodeStateName_bn(umbrella, 1, "leave");
-  SetNodeFuncValue_bn(umbrella, first, 1);
-  SetNodeFuncValue_bn(umbrella, fifth, 0);
-
-  const node_bn plan = Named(net, "plan");
-  SetNodeKind_bn(plan, DECISION_NODE);
-  SetNodeStateName_bn(plan, 0, "stay");
-  SetNodeStateName_bn(plan, 1, "go");
-
-  const node_bn profit = Named(net, "profit");
-  SetNodeKind_bn(profit, UTILITY_NODE);
-  const statetype second[] = {0, 1};
-  SetNodeFuncValue_bn(profit, first, 10);
-  SetNodeFuncValue_bn(profit, second, -3.5);
-  SetNodeFuncValue_bn(profit, fifth, 1e9);
-
-  const node_bn news = Named(net, "news");
-  const float likelihood[] = {0.25f, 1};
-  EnterNodeLikelihood_bn(news, likelihood);
-  SetNodeComment_bn(news, "none");
-  news->author = DupText("Ann");
-  news->whochanged = DupText("Bob");
-  news->locked = 1;
-
-  const node_bn gone = Named(net, "gone"), orphan = Named(net, "orphan");
-  SetNodeStateName_bn(gone, 0, "y");
-  SetNodeStateName_bn(gone, 1, "n");
-  SetRows(orphan, {{0.5f, 0.5f}, {0.25f, 0.75f}});
-  const statetype every[] = {EVERY_STATE};
-  SetNodeExperience_bn(orphan, every, 3);
-  DeleteNode_bn(gone);
-
-  net->numdimensions = 2;
-  SetNetTitle_bn(net.get(), "Rain \"and\" shine");
-  SetNetComment_bn(net.get(),
-                   "First line\nThe second line is longer than one line of a file may be, so that it is broken.\n"
-                   "  A tab:\t and a backslash: \\");
-  net->author = DupText("Ann");
-  net->whochanged = DupText("Bob");
-  net->whenchanged = 1000000000;
-  net->locked = 1;
-  net->backcomments = DupText("(a, b)");
-  nodelist_bn order = DupNodeList_bn(GetNetNodes_bn(net.get()));
-  SetNetElimOrder_bn(net.get(), order);
-  FreeNodeList_bn(order);
-  SetNetAutoUpdate_bn(net.get(), 1);
-  return net;
-}
-
+// Something in every statement that is ever written.
 const char RAIN_TEXT[] = R"(// ~->[DNET-1]->~
 
 bnet Rain {
@@ -273,58 +149,41 @@ ElimOrder = (season, temp, rain, umbrella, plan, profit, news, orphan);
 )";
 
 TEST_F(NetWriterTest, WritesEveryStatement) {
-  const Net net = Rain(env);
-  EXPECT_EQ(Reports(), "");
-  EXPECT_EQ(Written(net), RAIN_TEXT);
   EXPECT_EQ(Written(Read(RAIN_TEXT)), RAIN_TEXT);
+  EXPECT_EQ(Reports(), "");
 }
 
 // The same net in the forms that the printing options give it, in lines that each option changes.
 TEST_F(NetWriterTest, PrintingOptions) {
-  using ::testing::HasSubstr;
-  const Net net = Rain(env);
-  printOptions.tableComments = false;
-  EXPECT_THAT(Written(net), HasSubstr("\tprobs = \n"
-                                      "\t\t(((.9, .1),(@undef, @undef),(.33333334, .6666667)),\n"
-                                      "\t\t((@imposs, @imposs),(1e-05, .99999),(0, 1)));\n"));
-  printOptions.flatTables = true;
-  EXPECT_THAT(Written(net), HasSubstr("\tfunctable = \n\t\t(10, -3.5,\n\t\t@undef, 1e+09);\n"));
-  printOptions = {};
-  printOptions.extraNetIndent = true;
-  EXPECT_THAT(Written(net), HasSubstr("bnet Rain {\n\tnumdimensions = 2;\n"));
-  EXPECT_THAT(Written(net), HasSubstr("\n\n\tnode news {\n\t\tkind = NATURE;\n"));
-  EXPECT_THAT(Written(net), HasSubstr("\n\t\t};\n\tElimOrder = ("));
-  printOptions = {};
-  printOptions.indentClosingBrace = false;
-  EXPECT_THAT(Written(net), HasSubstr("\n};\n\nnode news"));
-  printOptions = {};
-  printOptions.hexNumbers = true;
-  EXPECT_THAT(Written(net), HasSubstr("// ~->[DNET-1]->~\n\nHexNumbers = TRUE;\n\nbnet Rain {\n"));
-  EXPECT_THAT(Written(net), HasSubstr("whenchanged = 3b9aca00;\n"));
-  printOptions = {};
-  printOptions.derivedCounts = true;
-  EXPECT_THAT(Written(net), HasSubstr("\tparents = (rain);\n\tchildren = (profit);\n"));
-  EXPECT_THAT(Written(net), HasSubstr("\twhenchanged = "));
-  printOptions = {};
-  printOptions.version = 7;
-  EXPECT_EQ(Written(net).substr(0, 18), "// ~->[DNET-7]->~\n");
-  printOptions = {};
-  printOptions.omitLastProb = 1;
-  EXPECT_THAT(Written(net), HasSubstr("\t\t(((0.9),       // dry temp<0C\n"));
-}
-
-TEST_F(NetWriterTest, EveryOptionReadsBackToTheSameNet) {
-  const Net net = Rain(env);
-  for (int option = 0; option < 7; option++) {
+  const struct {
+    std::function<void()> set;
+    std::vector<const char*> lines;
+    bool readsBack = true;
+  } rows[] = {
+      {[] { printOptions.tableComments = false; },
+       {"\tprobs = \n\t\t(((.9, .1),(@undef, @undef),(.33333334, .6666667)),\n"
+        "\t\t((@imposs, @imposs),(1e-05, .99999),(0, 1)));\n"}},
+      {[] { printOptions.tableComments = false, printOptions.flatTables = true; },
+       {"\tfunctable = \n\t\t(10, -3.5,\n\t\t@undef, 1e+09);\n"}},
+      {[] { printOptions.flatTables = true; }, {"bnet Rain {"}},
+      {[] { printOptions.extraNetIndent = true; },
+       {"bnet Rain {\n\tnumdimensions = 2;\n", "\n\n\tnode news {\n\t\tkind = NATURE;\n", "\n\t\t};\n\tElimOrder = ("}},
+      {[] { printOptions.indentClosingBrace = false; }, {"\n};\n\nnode news"}},
+      {[] { printOptions.hexNumbers = true; },
+       {"// ~->[DNET-1]->~\n\nHexNumbers = TRUE;\n\nbnet Rain {\n", "whenchanged = 3b9aca00;\n"}},
+      {[] { printOptions.derivedCounts = true; },
+       {"\tparents = (rain);\n\tchildren = (profit);\n", "\twhenchanged = "}},
+      {[] { printOptions.version = 7; }, {"// ~->[DNET-7]->~\n"}, false},
+      {[] { printOptions.omitLastProb = 1; }, {"\t\t(((0.9),       // dry temp<0C\n"}, false},
+  };
+  net = Read(RAIN_TEXT);
+  At("news")->whenchanged = 1000000000;
+  for (const auto& row : rows) {
+    row.set();
+    const std::string written = Written(net);
     printOptions = {};
-    printOptions.tableComments = option < 3;
-    printOptions.flatTables = option == 1 || option == 4;
-    printOptions.extraNetIndent = option == 2;
-    printOptions.hexNumbers = option == 5;
-    printOptions.derivedCounts = option == 6;
-    const Net copy = Read(Written(net));
-    printOptions = {};
-    EXPECT_EQ(Written(copy), RAIN_TEXT) << "option " << option;
+    for (const char* line : row.lines) EXPECT_THAT(written, ::testing::HasSubstr(line));
+    if (row.readsBack) EXPECT_EQ(Written(Read(written)), RAIN_TEXT) << written;
   }
 }
 
@@ -449,6 +308,7 @@ TEST_F(NetWriterTest, NetFilesComeBackTheSame) {
     SCOPED_TRACE(path);
     const Net net = ReadFrom(path);
     ASSERT_TRUE(net);
+    EXPECT_EQ(Reports(), "");
     const std::string first = Written(net);
     const Net copy = Read(first);
     ASSERT_TRUE(copy);
@@ -485,35 +345,24 @@ TEST_F(NetWriterTest, DefineNodesStay) {
   EXPECT_EQ(Reports(), "");
 }
 
-TEST_F(NetWriterTest, BeliefsOnlyWhileTheyHold) {
-  const Net net(NewNet_bn("Beliefs", env));
-  const node_bn node = AddNode(net, "coin", {"heads", "tails"}, {}, {0.25f, 0.75f});
-  EXPECT_EQ(Written(net).find("belief"), std::string::npos);
-  CompileNet_bn(net.get());
-  GetNodeBeliefs_bn(node);
-  const std::string text = Written(net);
-  EXPECT_THAT(text, ::testing::HasSubstr("\tbelief = (0.25, 0.75);\n"));
-  const Net copy = Read(text);
-  EXPECT_EQ(Written(copy), text);
-  EnterFinding_bn(Named(copy, "coin"), 0);
-  EXPECT_EQ(Written(copy).find("belief"), std::string::npos);
-  SetNodeProbs_bn(node, nullptr, std::vector<float>{0.5f, 0.5f}.data());
-  EXPECT_EQ(Written(net).find("belief"), std::string::npos);
-  EXPECT_EQ(Reports(), "");
-}
-
 // Beliefs are worked out when they are asked for; those of an earlier state of the findings are not written.
 TEST_F(NetWriterTest, BeliefsAreThoseOfTheFindings) {
-  const Net net = ChestClinic(env);
+  net = ChestClinic(env);
   CompileNet_bn(net.get());
-  for (const char* name : {"tub", "xray"}) GetNodeBeliefs_bn(Named(net, name));
+  for (const char* name : {"tub", "xray"}) GetNodeBeliefs_bn(At(name));
   Observe(net, "xray", "yes");
-  GetNodeBeliefs_bn(Named(net, "xray"));
+  GetNodeBeliefs_bn(At("xray"));
   const std::string text = Written(net);
   char belief[64];
   std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", static_cast<double>(Belief(net, "tub", "yes")));
   EXPECT_THAT(text, ::testing::HasSubstr(belief));
   EXPECT_THAT(text, ::testing::HasSubstr("\tevidence = yes;\n\tbelief = (1, 0);\n"));
+  Net copy = Read(text);
+  EXPECT_EQ(Written(copy), text);
+  EnterFinding_bn(Named(copy, "asia"), 0);
+  EXPECT_EQ(Written(copy).find("belief"), std::string::npos);
+  SetNodeProbs_bn(At("asia"), nullptr, std::vector<float>{0.5f, 0.5f}.data());
+  EXPECT_EQ(Written(net).find("belief"), std::string::npos);
 }
 
 // A table of counts is written as probabilities and the counts as experience.

@@ -1,0 +1,43 @@
+#include "support/net_fixture.h"
+
+namespace bravic::testing {
+
+node_bn NetTest::New(const char* name, int numstates, std::initializer_list<node_bn> parents) {
+  node_bn node = NewNode_bn(name, numstates, net.get());
+  for (node_bn parent : parents) AddLink_bn(parent, node);
+  return node;
+}
+
+nodelist_bn NetTest::List(const std::vector<node_bn>& nodes) {
+  nodelist_bn list = NewNodeList_bn(static_cast<int>(nodes.size()), env);
+  for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list, static_cast<int>(i), nodes[i]);
+  return list;
+}
+
+std::string NetTest::Written(net_bn which) {
+  const std::string path = directory.Path("written.dne");
+  filespec_ns file = FileNamed_ns(path.c_str(), env);
+  WriteNet_bn(which, file);
+  FreeFileSpec_ns(file);
+  return ReadWhole(path);
+}
+
+Net NetTest::ReadFrom(const std::string& path, int options) {
+  filespec_ns file = FileNamed_ns(path.c_str(), env);
+  Net read(ReadNet_bn(file, options));
+  FreeFileSpec_ns(file);
+  return read;
+}
+
+Net NetTest::Read(const std::string& text, int options) {
+  WriteWhole(directory.Path("x.dne"), text);
+  return ReadFrom(directory.Path("x.dne"), options);
+}
+
+std::string Names(const std::vector<node_bn>& nodes) {
+  std::string names;
+  for (node_bn node : nodes) names += std::string(names.empty() ? "" : " ") + GetNodeName_bn(node);
+  return names;
+}
+
+}  // namespace bravic::testing
