@@ -31,7 +31,7 @@ Failure NoMemoryForTable(const bnode& node, int width) {
   for (node_bn parent : Entries(node.preds)) nbytes *= parent->numstates;
   char purpose[128];
   FormatText(purpose, sizeof purpose, "to make a table for node '%.40s'", OrEmpty(node.name));
-  return FailMemory(-2286, nbytes, purpose);
+  return FailMemory(NO_MEMORY_FOR_TABLE, nbytes, purpose);
 }
 
 // The state that the function tables give for a row. A value that is no state's is warned of once.

@@ -392,7 +392,11 @@ int SetFunctionState(node_bn node, const statetype* parentstates, statetype stat
   }
   if (node->probs) {
     Block<float> row = TryMakeBlock<float>(Size(node->numstates));
-    if (!row) return -1;
+    if (!row) {
+      Post(FailMemory(NO_MEMORY_FOR_TABLE, node->numstates * static_cast<double>(sizeof(float)),
+                      "to change a row of a table"));
+      return -1;
+    }
     FillFunctionRow(row.get(), node->numstates, state);
     change.probs = row.get();
     return SetRow(node, parentstates, change);

@@ -80,6 +80,7 @@ struct Factor {
   const float* table = nullptr;  // NULL: the node has none
   int numstates = 1;             // 1 for a utility table
   bool utility = false;
+  bool lacksMemory = false;  // the node has one, but there is no room for it in this form
 
   // A row of the impossible marker weighs nothing; utilities may be negative.
   double Weight(std::size_t i) const {
@@ -98,7 +99,9 @@ bool HasEntry(const float* table, long long n, float entry) {
 Factor FactorOf(node_bn node) {
   Factor factor;
   factor.numstates = node->numstates;
-  if (IsProbsComplete(node) && !MakeProbs(node)) {
+  const Failure failure = MakeProbs(node);
+  factor.lacksMemory = failure && failure->number == NO_MEMORY_FOR_TABLE;
+  if (!failure && IsProbsComplete(node)) {
     factor.table = node->probs;
   } else if (node->kind == UTILITY_NODE && !node->probs && node->determinv) {
     factor.numstates = 1;
@@ -217,6 +220,11 @@ void WarnMissingTables(const bnode& parent, const Factor& a, const bnode& child,
   }
 }
 
+int ReversalWithoutMemory() {
+  ReportError(-2267, "probability table removed due to lack of memory");
+  return REVERSAL_NO_MEMORY;
+}
+
 void SortByNodeOrder(std::span<node_bn> nodes) {
   std::sort(nodes.begin(), nodes.end(), [](node_bn x, node_bn y) { return x->index < y->index; });
 }
@@ -228,6 +236,7 @@ int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParent
   net_bn net = child->innet;
   if (sortParents) OrderedNodes(net);
   Factor a = FactorOf(parent), b = FactorOf(child);
+  if (a.lacksMemory || b.lacksMemory) return ReversalWithoutMemory();
   if (!a.table || !b.table) WarnMissingTables(*parent, a, *child, b);
 
   Vector<node_bn> united;
@@ -254,8 +263,7 @@ int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParent
       if (wanted) parentTable = TryMakeBlock<float>(childSize * static_cast<std::size_t>(a.numstates));
     }
     if (!childTable || (wanted && !parentTable)) {
-      ReportError(-2267, "probability table removed due to lack of memory");
-      return REVERSAL_NO_MEMORY;
+      return ReversalWithoutMemory();
     }
     MakeTables(parent, child, a, b, united, childTable.get(), parentTable.get());
   }
