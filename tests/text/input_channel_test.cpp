@@ -73,7 +73,7 @@ TEST_F(InputChannelTest, ReadsWordsUpToPunctuationSpaceAndComments) {
   }
 }
 
-TEST_F(InputChannelTest, ReadsTextUpToATerminator) {
+TEST_F(InputChannelTest, ReadsTextUpToATerminatorAndKeepsTheFirstError) {
   InputChannel in;
   in.OpenString("ab /*c*/\td;rest");
   int ended;
@@ -81,9 +81,16 @@ TEST_F(InputChannelTest, ReadsTextUpToATerminator) {
   EXPECT_EQ(ended, ';');
   EXPECT_EQ(in.ReadText(";|", &ended), "rest");
   EXPECT_EQ(ended, END_OF_INPUT);
+  bool good;
+  in.ReadInteger("z", &good);
   char text[200];
   EXPECT_STREQ(ParseErrorText(in.fault, " here", text, sizeof text),
                "missing character (one of ';|').  It was expected somewhere on or after line 1 here");
+  InputChannel other;
+  other.OpenString("");
+  other.ReadInteger(std::string(50, 'z'), &good);
+  EXPECT_EQ(ParseErrorText(other.fault, "", text, sizeof text),
+            "illegal number '" + std::string(40, 'z') + "', line 1");
 }
 
 TEST_F(InputChannelTest, FindsAFixedTextOutsideComments) {
@@ -149,16 +156,6 @@ TEST_F(InputChannelTest, ReadsIntegersInTheCurrentBase) {
     EXPECT_EQ(good, row.good) << row.text;
     EXPECT_EQ(in.parseState, row.good ? 0 : -187) << row.text;
   }
-}
-
-TEST_F(InputChannelTest, KeepsOnlyTheFirstErrorCutTo40Characters) {
-  InputChannel in;
-  in.OpenString("");
-  bool good;
-  in.ReadInteger(std::string(50, 'z'), &good);
-  in.Report(UNTERMINATED_QUOTE);
-  char text[200];
-  EXPECT_EQ(ParseErrorText(in.fault, "", text, sizeof text), "illegal number '" + std::string(40, 'z') + "', line 1");
 }
 
 TEST_F(InputChannelTest, CountsLinesOfAllKindsForwardsAndBackwards) {

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <string>
 
 #include "Basic/OutputChannel.h"
@@ -44,29 +43,14 @@ std::string ShortestByTrying(float value) {
   return text;
 }
 
-TEST(NumberText, ShortestFloats) {
+TEST(NumberText, ShortestFloatsReadBackAndAreShortest) {
   const std::pair<float, const char*> rows[] = {
-      {0.0f, "0"},
-      {-0.0f, "-0"},
-      {0.25f, "0.25"},
-      {0.0001f, "0.0001"},
-      {0.00001f, "1e-05"},
-      {1.0f / 3, "0.33333334"},
-      {123456.7f, "123456.7"},
-      {100000000.0f, "100000000"},
-      {1e9f, "1e+09"},
-      {std::numeric_limits<float>::max(), "3.4028235e+38"},
-      {std::numeric_limits<float>::denorm_min(), "1e-45"},
-      {-std::numeric_limits<float>::infinity(), "-inf"},
-  };
+      {0.0f, "0"},         {-0.0f, "-0"},   {0.0001f, "0.0001"},     {0.00001f, "1e-05"},  {1.0f / 3, "0.33333334"},
+      {1e8f, "100000000"}, {1e9f, "1e+09"}, {123456.7f, "123456.7"}, {-HUGE_VALF, "-inf"}, {1e-45f, "1e-45"}};
   for (const auto& [value, text] : rows) EXPECT_EQ(Shortest(value), text);
   EXPECT_EQ(Shortest(1.0 / 3), "0.3333333333333333");
-  EXPECT_EQ(Shortest(-1.794104925012291e308), "-1.794104925012291e+308");
-}
-
-TEST(NumberText, ShortestFloatsReadBackAndAreShortest) {
   Random random(20);
-  for (int i = 0; i < 200000; i++) {
+  for (int i = 0; i < 100000; i++) {
     float value;
     switch (i % 4) {
       case 0:
@@ -116,7 +100,6 @@ class OutputChannelTest : public ::testing::Test {
   void TearDown() override { StopMemory(); }
 };
 
-// What goes through the channel in pieces of every size comes out as one text, in a file and in memory.
 TEST_F(OutputChannelTest, KeepsEveryByteInOrder) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("out.txt");
@@ -139,11 +122,9 @@ TEST_F(OutputChannelTest, KeepsEveryByteInOrder) {
     std::snprintf(number, sizeof number, "%d%g", -i, i / 8.0);
     expected += piece + '|' + std::string(static_cast<std::size_t>(i % 700), ' ') + number;
   }
-  EXPECT_TRUE(memory.Close());
+  EXPECT_TRUE(memory.Close() && file.Close());
   EXPECT_TRUE(memory.Text() == expected);
-  EXPECT_TRUE(file.Close());
   EXPECT_TRUE(ReadWhole(path) == expected);
-
   ASSERT_TRUE(file.OpenFile(path.c_str(), OutputChannel::Mode::Append));
   file.Put("more");
   EXPECT_TRUE(file.Close());
@@ -193,22 +174,19 @@ TEST_F(OutputChannelTest, AFailureSticksAndShowsAtClose) {
 
 TEST_F(OutputChannelTest, WithoutMemoryForABuffer) {
   const TemporaryDirectory directory;
-  const std::string path = directory.Path("out.txt"), piece(5000, 'y');
+  const std::string path = directory.Path("out.txt"), piece(15000, 'y');
   SetHeapGate([](std::size_t) { return false; });
   OutputChannel file, memory;
-  const bool opened = file.OpenFile(path.c_str(), OutputChannel::Mode::Replace);
-  file.Put(piece);
-  const bool closed = file.Close();
+  file.OpenFile(path.c_str(), OutputChannel::Mode::Replace);
   memory.OpenMemory();
+  file.Put(piece);
   memory.Put("short");
   const bool fits = memory.Text() == "short";
-  for (int i = 0; i < 3; i++) memory.Put(piece);
-  const bool kept = memory.Close();
+  memory.Put(piece);
+  const bool closed = file.Close(), kept = memory.Close();
   SetHeapGate(nullptr);
-  EXPECT_TRUE(opened && closed);
+  EXPECT_TRUE(closed && fits && !kept);
   EXPECT_EQ(ReadWhole(path), piece);
-  EXPECT_TRUE(fits);
-  EXPECT_FALSE(kept);
   EXPECT_EQ(memory.Text(), "");
 }
 
