@@ -1,10 +1,8 @@
 // Case files: what is written, what is read back, what is refused with which words.
-#include <algorithm>
 #include <cstring>
 
-#include "Basic/Memory.h"
 #include "Basic/OutputChannel.h"
-#include "Bn/services/CaseReader.h"
+#include "support/mutated.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {
@@ -333,64 +331,32 @@ TEST_F(CaseFiles, MayHaveRowsLongerThanTheBuffer) {
   }
 }
 
-TEST_F(CaseFiles, AskedForStrictStatesReportUnknownOnes) {
-  Put(std::string(INDICATOR) + "Named\tReal\nhuge\t1\n" + [] {
-    std::string rows;
-    for (int i = 0; i < 300; ++i) rows += "huge\t2\n";
-    return rows;
-  }());
-  CaseReader reader;
-  reader.statesSetting = ERR_ADD_NEW;
-  const std::vector<node_bn> wanted{named, real};
-  ASSERT_FALSE(reader.Open(file->name, net.get(), wanted));
-  CaseRow row;
-  row.states.resize(2);
-  row.values.resize(2);
-  EXPECT_EQ(reader.Next(&row), CaseReader::Result::Row);
-  EXPECT_EQ(row.states[0], UNDEF_STATE);
-  EXPECT_EQ(row.values[1], 1);
-  EXPECT_EQ(Complaints(), "5 2084 cases.cas huge Named 4 cases.cas");
-  while (reader.Next(&row) == CaseReader::Result::Row) {
-  }
-  const std::string all300 = Reports();
-  EXPECT_EQ(std::count(all300.begin(), all300.end(), '\n'), 100);
-  EXPECT_NE(all300.find("on line 103 of file"), -1u);
-  EXPECT_NE(all300.find("4 2084 error reading file 'cases.cas':  more entries of this kind"), -1u);
-}
-
 // Damaged files are read to their end, in rows or in refusals, without harm.
 TEST_F(CaseFiles, SurviveMutations) {
   std::string whole = std::string(INDICATOR) + "IDnum\tNumCases\tNamed\tNumbered\tLeveled\tBoth\tRanged\tReal\n";
   for (int i = 0; i < 20; ++i) whole += std::to_string(i) + "\t1.5\thigh\t2\t#2\tmany\t0.5\t-2.25e3\n";
-  const char* pieces[] = {"\t", "\n", "\r",   "*",     "@",     "#",
-                          "//", "/*", "*/",   "IDnum", "Named", "999999999999999999999",
-                          "-",  "e",  "~->[", "\xff",  " "};
+  const std::vector<const char*> pieces = {"\t",
+                                           "\n",
+                                           "\r",
+                                           "*",
+                                           "@",
+                                           "#",
+                                           "//",
+                                           "/*",
+                                           "*/",
+                                           "IDnum",
+                                           "-",
+                                           "e",
+                                           "~->[",
+                                           "Named",
+                                           " ",
+                                           "\xff",
+                                           "999999999999999999999"};
   Random random(4711);
   int numRows = 0;
   for (int trial = 0; trial < 1000; ++trial) {
-    std::string text = whole;
-    for (int edit = random.Between(1, 6); edit > 0; --edit) {
-      const auto at = static_cast<std::size_t>(random.Below(static_cast<int>(text.size())));
-      switch (random.Below(5)) {
-        case 0:
-          text.erase(at, static_cast<std::size_t>(random.Between(1, 30)));
-          break;
-        case 1:
-          text[at] = static_cast<char>(random.Below(256));
-          break;
-        case 2:
-          text.insert(at, pieces[random.Below(static_cast<int>(std::size(pieces)))]);
-          break;
-        case 3:
-          text.insert(at, text.substr(at / 2, static_cast<std::size_t>(random.Between(1, 60))));
-          break;
-        default:
-          text.resize(at);
-      }
-      if (text.empty()) text = "x";
-    }
     SCOPED_TRACE(trial);
-    Put(text);
+    Put(Mutated(whole, pieces, random));
     long position = FIRST_CASE;
     for (int i = 0; i < 200 && position != NO_MORE_CASES; ++i) {
       ReadCase_bn(&position, file, all, nullptr, nullptr);
