@@ -30,6 +30,7 @@ class UndoWalkTest : public NetTest {
     NetTest::TearDown();
   }
   std::string Look();
+  std::vector<double> Beliefs();
   const char* Change(Random& random);  // answers which kind it was
   void Walk(std::uint64_t seed);
 
@@ -73,11 +74,27 @@ std::string UndoWalkTest::Look() {
   return look;
 }
 
+// Of all nodes, and the probability of the findings; none while the net is not compiled.
+std::vector<double> UndoWalkTest::Beliefs() {
+  std::vector<double> all = {CaseProbability_bn(net.get())};
+  if (all[0] <= 0) return {};
+  for (node_bn node : Nodes(net)) {
+    const probtype* belief = GetNodeBeliefs_bn(node);
+    for (int state = 0; state < NumStates(node); ++state) all.push_back(static_cast<double>(belief[state]));
+  }
+  return all;
+}
+
 const char* UndoWalkTest::Change(Random& random) {
   if (Nodes(net).size() < 4) return NewNode_bn(nullptr, random.Below(4), net.get()), "a first node";
   const Changes changes(net, random, directory.Path("cases.cas"), env);
   const int kind = random.Below(changes.NumKinds());
   changes.Make(kind);
+  if (changes.IsSetting(kind)) {
+    const int sequence = UndoSequence(net.get());
+    changes.Make(kind);
+    EXPECT_EQ(UndoSequence(net.get()), sequence) << changes.Name(kind) << ": a value already there is no change";
+  }
   return changes.Name(kind);
 }
 
@@ -96,7 +113,7 @@ void UndoWalkTest::Walk(std::uint64_t seed) {
     std::string kind = "a step back or forth";
     if (random.Chance(0.6)) {
       if (compiles && random.Chance(0.3)) CompileNet_bn(net.get());
-      const double probability = CaseProbability_bn(net.get());
+      const std::vector<double> beliefs = Beliefs();
       const int before = UndoSequence(net.get());
       kind = Change(random);
       const std::string after = Look();
@@ -105,9 +122,11 @@ void UndoWalkTest::Walk(std::uint64_t seed) {
       ASSERT_LE(numRecords, 1u) << "one step for one call: " << kind;
       ASSERT_EQ(Difference(Look(), seen[at]), "")
           << "after " << numRecords << " undone in step " << step << ", " << kind;
-      if (numRecords > 0 && probability >= 0) {
-        CompileNet_bn(net.get());
-        ASSERT_NEAR(CaseProbability_bn(net.get()), probability, 1e-6) << "in step " << step << ", " << kind;
+      if (numRecords > 0 && !beliefs.empty()) {
+        if (CaseProbability_bn(net.get()) < 0) CompileNet_bn(net.get());
+        const std::vector<double> now = Beliefs();
+        ASSERT_EQ(now.size(), beliefs.size()) << "in step " << step << ", " << kind;
+        for (std::size_t i = 0; i < now.size(); ++i) ASSERT_NEAR(now[i], beliefs[i], 1e-5) << "after undo of " << kind;
       }
       if (numRecords > 0) seen.resize(at + 1);
       for (std::size_t i = 0; i < numRecords; ++i) {
@@ -141,6 +160,44 @@ TEST_F(UndoWalkTest, ComesBackToWhatItSaw) {
     Walk(seed);
   }
   EXPECT_GT(numRecorded, 400);
+}
+
+TEST_F(UndoWalkTest, ByDefaultOneStepIsKept) {
+  New("A");
+  New("B");
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 0);
+  EXPECT_EQ(Nodes(net).size(), 1u);
+  EXPECT_EQ(RedoLastChange_bn(net.get()), 1);
+  EXPECT_EQ(RedoLastChange_bn(net.get()), 0);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  New("C");
+  EXPECT_EQ(RedoLastChange_bn(net.get()), 0) << "a new change empties the redo stack";
+}
+
+TEST_F(UndoWalkTest, ALowerDepth) {
+  int number = 0;
+  const auto fill = [&](int depth) {
+    SetUndoDepth_bn(depth, net.get());
+    for (int i = 0; i < 5; ++i) SetNodeTitle_bn(At("A"), std::to_string(number++).c_str());
+  };
+  const auto numKept = [&] {
+    int num = 0;
+    while (UndoLastChange_bn(net.get()) == 1) ++num;
+    return num;
+  };
+  New("A");
+  EXPECT_EQ(SetUndoDepth_bn(-1, net.get()), 1);
+  fill(4);
+  EXPECT_EQ(SetUndoDepth_bn(2, net.get()), 4);
+  EXPECT_EQ(numKept(), 0) << "a lower depth above 0 frees every record";
+  fill(4);
+  EXPECT_EQ(SetUndoDepth_bn(0, net.get()), 4);
+  EXPECT_EQ(numKept(), 4) << "at depth 0 the records within the old depth stay";
+  EXPECT_EQ(RedoLastChange_bn(net.get()), 1);
+  SetNodeTitle_bn(At("A"), "unrecorded");
+  EXPECT_EQ(numKept(), 0) << "after an unrecorded change they no longer fit";
+  EXPECT_EQ(RedoLastChange_bn(net.get()), 0);
 }
 
 // Without recording nothing is kept but the net.

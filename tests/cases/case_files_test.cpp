@@ -300,20 +300,6 @@ TEST_F(CaseFiles, AreNotWrittenWhereTheyCannotBe) {
   }
 }
 
-TEST_F(CaseFiles, ReplaceAllFindingsInOneStep) {
-  Put(std::string(INDICATOR) + "Named\nhigh\n");
-  EnterFinding_bn(named, 0);
-  EnterFinding_bn(numbered, 1);
-  EnterFindingNot_bn(both, 0);
-  SetNodeKind_bn(both, ASSUME_NODE);
-  SetUndoDepth_bn(5, net.get());
-  Read(FIRST_CASE);
-  EXPECT_EQ(Findings(), "#2 - - - - -");
-  UndoLastChange_bn(net.get());
-  EXPECT_EQ(Findings(), "#0 #1 - #1 - -");
-  SetUndoDepth_bn(1, net.get());
-}
-
 TEST_F(CaseFiles, MayHaveRowsLongerThanTheBuffer) {
   const std::string row = "high\t" + std::string(700000, 'x') + "\t";
   Put(INDICATOR + ("Named\tStranger\tReal\n" + row) + "1\n" + row + "2\n");

@@ -184,30 +184,6 @@ TEST_F(Learning, AgreesWithCounting) {
   }
 }
 
-TEST_F(Learning, OfOneCaseMovesOneRow) {
-  Pair();
-  EnterFinding_bn(a, 0);
-  LearnCase({a, b}, 1);
-  EXPECT_FLOAT_EQ(GetTable(a)[0], 2.0f / 3);
-  EXPECT_EQ(Experience(a), 3);
-  EXPECT_EQ(GetTable(b), (std::vector<float>{0.2f, 0.3f, 0.5f, 1, 0, 0}));  // B was not seen
-  EXPECT_EQ(Experience(b), undef_dbl_ns);
-  EnterFinding_bn(b, 0);
-  EXPECT_EQ(GetNodeFinding_bn(a), 0);
-  LearnCase({b}, 3);
-  EXPECT_FLOAT_EQ(GetTable(b)[0], 0.6f);
-  EXPECT_EQ(GetTable(b)[3], 1);
-  EXPECT_EQ(Experience(b, 0), 6);
-  EXPECT_EQ(Experience(b, 1), 3);
-  EXPECT_EQ(GetNodeFinding_bn(b), 0);
-
-  // One step each, both tables together.
-  LearnCase({a, b}, 1);
-  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
-  EXPECT_EQ(Experience(a), 3);
-  EXPECT_EQ(Experience(b, 0), 6);
-}
-
 TEST_F(Learning, TakesNoMoreThanWasGiven) {
   Pair();
   DeleteNodeRelation_bn(a);

@@ -263,30 +263,6 @@ TEST_F(TablesTest, DeterminismLooksAtAsManyEntriesAsThereAreRows) {
   EXPECT_EQ(IsNodeDeterministic_bn(node), 1);
 }
 
-TEST_F(TablesTest, CompletenessNamesTheFirstGap) {
-  node_bn a = New("A", 2), b = New("B", 3), node = New("C", 2, {a, b});
-  long long row = 0;
-  EXPECT_FALSE(IsRelationComplete(node, &row));
-  EXPECT_EQ(row, -1);
-  const float half[] = {0.5f, 0.5f};
-  SetNodeProbs_bn(node, States{EVERY_STATE, EVERY_STATE}.data(), half);
-  EXPECT_TRUE(IsProbsComplete(node));
-  const float missing[] = {UNDEF_PROB, 0.5f};
-  SetNodeProbs_bn(node, States{1, 2}.data(), missing);
-  EXPECT_FALSE(IsProbsComplete(node));
-  EXPECT_FALSE(IsRelationComplete(node, &row));
-  EXPECT_EQ(row, 5);
-  States states(2);
-  RowStates(*node, row, states.data());
-  EXPECT_EQ(states, (States{1, 2}));
-  DeleteNodeRelation_bn(node);
-  SetNodeFuncValue_bn(node, States{EVERY_STATE, 0}.data(), 1);
-  EXPECT_FALSE(IsRelationComplete(node, &row));
-  EXPECT_EQ(row, 1);
-  SetNodeFuncValue_bn(node, States{EVERY_STATE, EVERY_STATE}.data(), 1);
-  EXPECT_TRUE(IsRelationComplete(node, &row));
-}
-
 TEST_F(TablesTest, TablesThatCannotBeBuiltAnswerOnes) {
   node_bn node = New("A", 3);
   SetNodeFuncValue_bn(node, nullptr, 1);

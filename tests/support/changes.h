@@ -19,10 +19,12 @@ class Changes {
   const char* Name(int kind) const { return kinds_[static_cast<std::size_t>(kind)].first; }
   // One that a failure leaves as far as it got; all of it is one step back.
   static bool IsGradual(int kind) { return kind < NUM_GRADUAL; }
+  // One that is no change when it is made again.
+  bool IsSetting(int kind) const { return kind >= NumKinds() - NUM_SETTINGS; }
   void Make(int kind) const { kinds_[static_cast<std::size_t>(kind)].second(); }
 
  private:
-  static constexpr int NUM_GRADUAL = 4;
+  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 12;
 
   nodelist_bn list_, one_;
   filespec_ns cases_;

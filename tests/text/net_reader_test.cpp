@@ -226,138 +226,101 @@ TEST_F(NetReaderTest, GoesOnBehindABadStatement) {
   EXPECT_EQ(GetNodeExperience_bn(Named(net, "c"), states), 3);
 }
 
-TEST_F(NetReaderTest, GroupsStandForAllTheConfigurationsBelowThem) {
-  const std::vector<float> h(12, 0.5f), byA = {1, 0, 1, 0, 1, 0, 0, 1, 0, 1, 0, 1};
-  const std::vector<float> byB = {1, 0, 0, 1, .5f, .5f, 1, 0, 0, 1, .5f, .5f};
-  const std::vector<float> all = {.1f, .9f, .2f, .8f, .3f, .7f, .4f, .6f, .5f, .5f, .6f, .4f};
-  const struct {
-    const char* table;
-    const std::vector<float>& rows;
-  } rows[] = {
-      {"probs = (0.5, 0.5)", h},
-      {"probs = ((0.5, 0.5))", h},
-      {"probs = (((0.5, 0.5)))", h},
-      {"probs = ((1, 0), (0, 1))", byA},
-      {"probs = (((1, 0)), (0, 1))", byA},
-      {"probs = (((1, 0), (0, 1), (0.5, 0.5)))", byB},
-      {"probs = (1, 0, 1, 0, 1, 0, 0, 1, 0, 1, 0, 1)", byA},
-      {"probs = // a comment; with (marks)\n(((.1, /* c */ .9), // row\n (2e-1, 0.80000000), (0.3,+.7)), ((.4, .6),\n"
-       "(.5,0.5),(0.6000,0.4)))//\n",
+TEST_F(NetReaderTest, TextsOfOneMeaningGiveOneNet) {
+  const std::string halves = "((0.5, 0.5), (0.5, 0.5), (0.5, 0.5))", mnh = "((1, 0), (0, 1), (0.5, 0.5))",
+                    byA = Child("probs = (((1, 0), (1, 0), (1, 0)), ((0, 1), (0, 1), (0, 1)))"),
+                    byB = Child("probs = (" + mnh + ", " + mnh + ")"),
+                    all = Child("probs = (((.1, .9), (.2, .8), (.3, .7)), ((.4, .6), (.5, .5), (.6, .4)))"),
+                    function = Child("functable = ((m, m, m), (n, n, n))"),
+                    special = Child("probs = ((@imposs, @imposs), (@undef, @undef))");
+  const std::pair<std::string, std::string> rows[] = {
+      {Child("probs = (0.5, 0.5)"), Child("probs = (" + halves + ", " + halves + ")")},
+      {Child("probs = ((0.5, 0.5))"), Child("probs = (0.5, 0.5)")},
+      {Child("probs = (((0.5, 0.5)))"), Child("probs = (0.5, 0.5)")},
+      {Child("probs = ((1, 0), (0, 1))"), byA},
+      {Child("probs = (((1, 0)), (0, 1))"), byA},
+      {Child("probs = (1, 0, 1, 0, 1, 0, 0, 1, 0, 1, 0, 1)"), byA},
+      {Child("probs = (((1, 0), (0, 1), (0.5, 0.5)))"), byB},
+      {Child("probs = // a comment; with (marks)\n(((.1, /* c */ .9), // row\n (2e-1, 0.80000000), (0.3,+.7)), ((.4, "
+             ".6),\n(.5,0.5),(0.6000,0.4)))//\n"),
        all},
-      {"functable = n", {}},
-      {"functable = (m, n)", {}},
-      {"functable = ((m, #0, m), (n))", {}},
-      {"functable = (m, (n, n, n))", {}},
-      {"functable = (m, m, m, n, n, n)", {}},
+      {Child("functable = n"), Child("functable = ((n, n, n), (n, n, n))")},
+      {Child("functable = (m, n)"), function},
+      {Child("functable = ((m, #0, m), (n))"), function},
+      {Child("functable = (m, (n, n, n))"), function},
+      {Child("functable = (m, m, m, n, n, n)"), function},
+      {Child("probs = ((@imposs, x), (@undef, ?))"), special},
+      {Child("numcases = ((1, @undef, 2.5), 0)"), Child("numcases = ((1, ?, 2.5), (0, 0, 0))")},
+      {"node c {discrete = TRUE; states = (m, n); parents = (b, a); inputs = (u, );};\n" + std::string(A) + B,
+       std::string(B) + A + "node c {discrete = TRUE; states = (m, n); inputs = (u, ); parents = (b, a);};"},
+      {"ElimOrder = (a); " + std::string(A), A + std::string("ElimOrder = (a);")},
+      {"title = \"one\\n\\\n\t\ttwo\\\r\n \\ three\"; backcomments = (u,v);",
+       "title = \"one\\ntwo three\"; backcomments = (u, v);"},
+      {Lone("discrete = DISCRETE; states = (x, y); levels = (3, 4); evidence = y;"),
+       Lone("discrete = TRUE; numstates = 2; states = (x, y); levels = (3, 4); evidence = #1; value = 4;")},
+      {Lone("discrete = FALSE; levels = (- inf, 0, 1.5, INFinity); value = 1;"),
+       Lone("discrete = FALSE; levels = (-inf, 0, 1.5, inf); value = 1;")},
   };
-  for (const auto& row : rows) {
-    const Net net = ReadNet(Child(row.table));
-    EXPECT_EQ(Found(), "") << row.table;
-    if (!row.rows.empty()) {
-      EXPECT_EQ(GetTable(Named(net, "c")), row.rows) << row.table;
-      continue;
-    }
-    const node_bn c = Named(net, "c");
-    for (int i = 0; i < 6; i++) {
-      const statetype states[] = {i / 3, i % 3};
-      EXPECT_EQ(GetNodeFuncValue_bn(c, states), i / 3 || std::string_view(row.table) == "functable = n") << row.table;
-    }
+  for (const auto& [text, same] : rows) {
+    EXPECT_EQ(Written(ReadNet(text)), Written(ReadNet(same))) << text;
+    EXPECT_EQ(Found(), "") << text;
   }
+  EXPECT_EQ(GetTable(Named(ReadNet(all), "c")),
+            (std::vector<float>{.1f, .9f, .2f, .8f, .3f, .7f, .4f, .6f, .5f, .5f, .6f, .4f}));
+  const std::string head = "// ~->[DNET-1]->~\n", ten = "bnet t {node a {discrete = TRUE; numstates = ";
+  for (const char* hex : {"HexNumbers; ", "HexNumbers = TRUE; "}) {
+    EXPECT_EQ(Written(Read(head + hex + ten + "10;};};")), Written(Read(head + ten + "16;};};"))) << hex;
+  }
+  EXPECT_EQ(Written(Read(head + "bnet first {};" + ten + "10;};};")),
+            Written(Read(head + "HexNumbers = FALSE;" + ten + "10;};};")))
+      << "the last net of a file is answered";
 }
 
-TEST_F(NetReaderTest, ReadsEscapesAndSpecialEntries) {
-  const Net net = ReadNet(Child("probs = ((@imposs, x), (@undef, ?)); numcases = ((1, @undef, 2.5), 0)"));
-  const std::vector<float> rows = GetTable(Named(net, "c"));
-  EXPECT_EQ(std::vector<float>(rows.begin(), rows.begin() + 6), std::vector<float>(6, IMPOS_PROB));
-  EXPECT_EQ(std::vector<float>(rows.begin() + 6, rows.end()), std::vector<float>(6, UNDEF_PROB));
-  const statetype second[] = {0, 1}, third[] = {0, 2};
-  const node_bn c = Named(net, "c");
-  EXPECT_EQ(GetNodeExperience_bn(c, second), undef_dbl_ns);
-  EXPECT_EQ(GetNodeExperience_bn(c, third), 2.5);
-  const Net utility = ReadNet(std::string(A) +
-                              "node u {kind = UTILITY; discrete = FALSE; parents = (a); functable = "
-                              "(-inf, @undef);};");
-  EXPECT_EQ(Named(utility, "u")->determinv[0], -HUGE_VALF);
-  EXPECT_EQ(Named(utility, "u")->determinv[1], UNDEF_PROB);
-}
-
-TEST_F(NetReaderTest, ResolvesNamesOfLaterNodes) {
-  const Net net = ReadNet(
-      "ElimOrder = (c, b, a); node c {discrete = TRUE; states = (m, n); inputs = (u, ); parents = (b, a); "
-      "probs = (((1, 0), (0, 1)));};\n" +
-      std::string(A) + B);
-  EXPECT_EQ(Found(), "");
-  const node_bn c = Named(net, "c"), b = Named(net, "b");
-  EXPECT_EQ(GetTable(Named(net, "c")), (std::vector<float>{1, 0, 0, 1, 1, 0, 0, 1, 1, 0, 0, 1}));
-  EXPECT_EQ(Nodes(GetNodeChildren_bn(b)), std::vector<node_bn>{c});
-  EXPECT_STREQ(GetLinkName_bn(c, 0), "u");
-  EXPECT_EQ(NthNode_bn(GetNetElimOrder_bn(net.get()), 2), Named(net, "a"));
-  EXPECT_EQ(Nodes(net), (std::vector<node_bn>{b, Named(net, "a"), c}));
-}
-
-TEST_F(NetReaderTest, KeepsTheOrderOfAFileThatListsParentsFirst) {
-  const Net net = ReadNet(std::string(A) + "node z {};" + B + Child("").substr(std::strlen(A) + std::strlen(B)) +
-                          "node y {states = (v, w); parents = (z, a);};");
+// Nodes stay in their order in a file that lists parents first.
+TEST_F(NetReaderTest, NodesAndTheirParentsAreFoundWhereverTheyStand) {
+  const Net listed = ReadNet(std::string(A) + "node z {};" + B + Child("").substr(std::strlen(A) + std::strlen(B)) +
+                             "node y {states = (v, w); parents = (z, a);};");
   Found();
-  std::string order;
-  for (node_bn node : Nodes(net)) order += GetNodeName_bn(node);
-  EXPECT_EQ(order, "azbcy");
+  EXPECT_EQ(Names(Nodes(listed)), "a z b c y");
+  const Net inherited = ReadNet(
+      "define node d {discrete = TRUE; states = (x, y); inputs = (u); parents = (b); probs = ((1, 0), (0, 1), (1, 0));"
+      "};\nnode c (d) {};\n" +
+      std::string(B));
+  EXPECT_EQ(Found(), "");
+  const node_bn b = Named(inherited, "b"), c = Named(inherited, "c");
+  EXPECT_EQ(Nodes(GetNodeChildren_bn(b)), std::vector<node_bn>{c});
+  EXPECT_EQ(GetTable(c), (std::vector<float>{1, 0, 0, 1, 1, 0}));
+  EXPECT_STREQ(GetLinkName_bn(c, 0), "u");
+  DeleteNode_bn(b);
+  EXPECT_EQ(inherited->defines.ar[0]->preds.num, 0);
 }
 
 TEST_F(NetReaderTest, ReadsTheFieldsOfNetsAndNodes) {
-  const Net net = ReadNet(
-      "title = \"A \\\"title\\\" \\\\\"; comment = \"one\\n\\\n\t\ttwo\\\r\n \\ three\"; autoupdate = TRUE; "
-      "whenchanged = "
-      "4000000000; backcomments = (u,v);\n"
+  const Net read = ReadNet(
+      "title = \"A \\\"title\\\" \\\\\"; autoupdate = TRUE; whenchanged = 4000000000;\n"
       "node a {kind = DECISION; discrete = FALSE; measure = RATIO; chance = GAUSSIAN; states = (low, , high); levels = "
-      "(- inf, 0, 1.5, inf); units = \"mg\"; value = 1; author = \"me\"; locked = TRUE;};\n"
+      "(-inf, 0, 1.5, inf); value = 1; locked = TRUE;};\n"
       "node b {discrete = TRUE; states = (x, y); levels = (3, 4); evidence = y; belief = (.5, .5);};\n"
-      "node c {discrete = DISCRETE; states = (x, y, z); likelihood = (1, 0, 0.5);};\n"
-      "node d {discrete = TRUE; numstates = 4; evidence = #3;};\n");
+      "node c {discrete = TRUE; states = (x, y, z); likelihood = (1, 0, 0.5);};\n");
   EXPECT_EQ(Found(), "");
-  EXPECT_STREQ(GetNetTitle_bn(net.get()), "A \"title\" \\");
-  EXPECT_STREQ(GetNetComment_bn(net.get()), "one\ntwo three");
-  EXPECT_EQ(net->autoupdate, 1);
-  EXPECT_EQ(net->whenchanged, 4000000000u);
-  EXPECT_STREQ(net->backcomments, "(u, v)");
-  const node_bn a = Named(net, "a"), b = Named(net, "b"), c = Named(net, "c");
-  EXPECT_EQ(std::vector<int>({a->kind, a->discrete, a->measure, a->chance, a->numstates, a->locked}),
-            (std::vector<int>{DECISION_NODE, CONTINUOUS, RATIO, GAUSSIAN, 3, 1}));
+  EXPECT_STREQ(GetNetTitle_bn(read.get()), "A \"title\" \\");
+  EXPECT_EQ(read->autoupdate, 1);
+  EXPECT_EQ(read->whenchanged, 4000000000u);
+  const node_bn a = Named(read, "a"), b = Named(read, "b");
+  EXPECT_EQ(std::vector<int>({a->kind, a->discrete, a->measure, a->chance, a->numstates, a->locked, a->evidence}),
+            (std::vector<int>{DECISION_NODE, CONTINUOUS, RATIO, GAUSSIAN, 3, 1, 1}));
   EXPECT_EQ(std::vector<double>(a->levels, a->levels + 4), (std::vector<double>{-inf_dbl_ns, 0, 1.5, inf_dbl_ns}));
   EXPECT_STREQ(GetNodeStateName_bn(a, 1), "");
-  EXPECT_STREQ(a->units, "mg");
-  EXPECT_EQ(GetNodeValue_bn(a), 1);
-  EXPECT_EQ(a->evidence, 1);
   EXPECT_EQ(GetNodeFinding_bn(b), 1);
   EXPECT_EQ(GetNodeValue_bn(b), 4);
   EXPECT_EQ(b->belief[1], 1);
-  EXPECT_EQ(GetNodeLikelihood_bn(c)[2], 0.5f);
-  EXPECT_EQ(GetNodeFinding_bn(Named(net, "d")), 3);
-  EXPECT_EQ(net->numEvidence, 3);
-  EXPECT_EQ(net->numLikelihood, 1);
-  EXPECT_FALSE(net->dirty);
-  EXPECT_EQ(UndoSequence(net.get()), 0);
-}
-
-TEST_F(NetReaderTest, ReadsHexadecimalIntegers) {
-  const struct {
-    const char* head;
-    int numstates;
-  } rows[] = {{"HexNumbers;", 16}, {"HexNumbers = TRUE;", 16}, {"HexNumbers = FALSE;", 10}, {"", 10}};
-  for (const auto& row : rows) {
-    const Net net = Read("// ~->[DNET-1]->~\n" + std::string(row.head) +
-                         "bnet t {node a {discrete = TRUE; numstates = "
-                         "10; probs = (1,0,0,0,0,0,0,0,0,0" +
-                         (row.numstates == 16 ? ",0,0,0,0,0,0" : "") + ");};};");
-    EXPECT_EQ(Found(), "") << row.head;
-    EXPECT_EQ(GetNodeNumberStates_bn(Named(net, "a")), row.numstates) << row.head;
-  }
-}
-
-TEST_F(NetReaderTest, TheLastNetOfAFileIsAnswered) {
-  const Net net = Read("// ~->[DNET-1]->~\nbnet first {" + std::string(A) + "}; bnet last {" + B + "};");
-  EXPECT_STREQ(GetNetName_bn(net.get()), "last");
-  EXPECT_EQ(LengthNodeList_bn(GetNetNodes_bn(net.get())), 1);
+  EXPECT_EQ(GetNodeLikelihood_bn(Named(read, "c"))[2], 0.5f);
+  EXPECT_EQ(read->numEvidence, 2);
+  EXPECT_EQ(read->numLikelihood, 1);
+  EXPECT_FALSE(read->dirty);
+  EXPECT_EQ(UndoSequence(read.get()), 0);
+  const Net utility = ReadNet(Lone("kind = UTILITY; discrete = FALSE; functable = -inf;"));
+  EXPECT_EQ(Named(utility, "a")->determinv[0], -HUGE_VALF);
 }
 
 TEST_F(NetReaderTest, NodesInheritFromDefineNodes) {
@@ -382,32 +345,6 @@ TEST_F(NetReaderTest, NodesInheritFromDefineNodes) {
     EXPECT_STREQ(GetNodeStateName_bn(c, 1), "z");
     EXPECT_EQ(c->fields[NODE_STATES], FIELD_READ);
   }
-}
-
-TEST_F(NetReaderTest, InheritedParentsBecomeTheNodesOwn) {
-  const Net net = ReadNet(
-      "define node d {discrete = TRUE; states = (x, y); inputs = (u); parents = (b); probs = ((1, 0), (0, "
-      "1), (1, 0));};\nnode c (d) {};\n" +
-      std::string(B));
-  EXPECT_EQ(Found(), "");
-  const node_bn b = Named(net, "b"), c = Named(net, "c");
-  EXPECT_EQ(Nodes(GetNodeChildren_bn(b)), std::vector<node_bn>{c});
-  EXPECT_EQ(GetTable(Named(net, "c")), (std::vector<float>{1, 0, 0, 1, 1, 0}));
-  EXPECT_STREQ(GetLinkName_bn(c, 0), "u");
-  DeleteNode_bn(b);
-  EXPECT_EQ(net->defines.ar[0]->preds.num, 0);
-}
-
-TEST_F(NetReaderTest, PlaceholdersStandForMissingParents) {
-  const Net net = ReadNet(
-      "param gone {discrete = TRUE; states = (x, y);};\n"
-      "node c {discrete = TRUE; states = (m, n); parents = (gone); probs = ((1, 0), (0, 1));};");
-  EXPECT_EQ(Found(), "");
-  EXPECT_EQ(LengthNodeList_bn(GetNetNodes_bn(net.get())), 1);
-  EXPECT_EQ(NodeNamed_bn("gone", net.get()), nullptr);
-  const node_bn parent = NthNode_bn(GetNodeParents_bn(Named(net, "c")), 0);
-  EXPECT_EQ(TagOf(parent), STUB_TAG);
-  EXPECT_STREQ(GetNodeStateName_bn(parent, 1), "y");
 }
 
 }  // namespace
