@@ -46,7 +46,8 @@ struct Order {
 Order FindOrder(const Graph& moral, std::span<const int> numstates, const ProgressFunction& progress);
 double OrderCost(const Graph& moral, std::span<const int> numstates, std::span<const int> order);
 // The best of some quick greedy orders, the same on every machine; without nodes when none costs less than the limit.
-Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit);
+// effort: nanoseconds, about, that an entry of the tree is worth.
+Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit, double effort);
 // Searches beyond it for at most the given seconds and answers the best order seen (start: an order to beat, or
 // empty). Halted early keeps the best so far.
 Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,
@@ -114,15 +115,14 @@ class Inference {
 
   // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
   Status Belief(int node, std::span<float> out);
-  // How single beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always
-  // in one way where it serves.
-  enum class Way { CHEAPEST, MESSAGES, ELIMINATION };
+  // How beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always by the
+  // messages of the tree, or always without it where that is possible.
+  enum class Way { CHEAPEST, TREE, WITHOUT_TREE };
   void SetWay(Way way);
   // Whether single beliefs since the last change have taken so much that all at once would have been cheaper.
   bool SweepPays() const;
-  // All of them in one sweep, cheaper than one by one, after a Propagate that was Done: out(i) answers where node i's
-  // belief goes, or NULL. False when one was 0 throughout.
-  bool AllBeliefs(const std::function<float*(int node)>& out);
+  // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
+  Status AllBeliefs(const std::function<float*(int node)>& out);
   // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
   bool FamilyMarginal(int node, std::span<float> out);
 

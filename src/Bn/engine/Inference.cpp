@@ -262,6 +262,7 @@ double Inference::Bytes() const {
     addPasses(clique.read);
     for (const Link& link : clique.links) addPasses(link.send);
   }
+  for (const auto& model : impl_->reducedModels) bytes += model->inference->Bytes();
   if (impl_->allocated)
     for (const SeparatorState& separator : impl_->separators)
       bytes += 2 * static_cast<double>(separator.size) * sizeof(float);

@@ -512,16 +512,24 @@ Status Inference::Impl::Propagate(int node, std::span<float> to) {
   total = cliques.empty() ? 1 : 0;
   totalExponent = 0;
   status = cliques.empty() ? Status::Done : PropagateInFloats(node, to);
+  ScaleTotal();
+  if (status == Status::Done) CheckedAll();
+  return status;
+}
+
+// Likelihoods are entered with a largest weight of 1.
+void Inference::Impl::ScaleTotal() {
   for (std::size_t i = 0; i < findings.size() && numWeighted > 0; ++i) {
     if (!findings[i].weighted) continue;
     total *= findings[i].scale;
-    if (!(total > 0)) return status = Status::Inconsistent;
+    if (!(total > 0)) {
+      status = Status::Inconsistent;
+      return;
+    }
     const int exponent = Exponent(total);
     total = std::ldexp(total, -exponent);
     totalExponent += exponent;
   }
-  if (status == Status::Done) CheckedAll();
-  return status;
 }
 
 Status Inference::Propagate() {
@@ -580,9 +588,10 @@ Status Inference::Belief(int node, std::span<float> out) {
   return impl.Read(node, out) ? Status::Done : Status::Vanished;
 }
 
-bool Inference::AllBeliefs(const std::function<float*(int)>& out) {
+Status Inference::AllBeliefs(const std::function<float*(int)>& out) {
   Impl& impl = *impl_;
-  if (Propagate() != Status::Done) return false;
+  const bool isReduced = impl.allocated && impl.tableOf && impl.SweepReduced(out);
+  if (const Status status = Propagate(); status != Status::Done) return status;
   const std::size_t n = impl.findings.size();
   for (std::size_t i = 0; i < n; ++i) {
     const int state = impl.findings[i].state;
@@ -592,7 +601,9 @@ bool Inference::AllBeliefs(const std::function<float*(int)>& out) {
     std::fill_n(belief, impl.numstates[i], 0.0f);
     belief[std::max(state, 0)] = 1;
   }
-  // Outward from where messages were collected.
+  if (isReduced) return Status::Done;
+  // Outward from where messages are collected.
+  if (!impl.wide && !impl.cliques.empty()) impl.wide = impl.Collect(impl.pivot) != Outcome::GOOD;
   impl.outward.clear();
   impl.cameFrom.clear();
   if (!impl.wide && !impl.cliques.empty()) {
@@ -618,7 +629,7 @@ bool Inference::AllBeliefs(const std::function<float*(int)>& out) {
     float* belief = out(static_cast<int>(i));
     if (belief) good &= impl.Read(static_cast<int>(i), {belief, At(impl.numstates[i])});
   }
-  return good;
+  return good ? Status::Done : Status::Vanished;
 }
 
 bool Inference::FamilyMarginal(int node, std::span<float> out) {

@@ -108,6 +108,17 @@ struct TableFacts {
 // Sets rows of the impossible marker to 0.
 void ZeroImpossibleRows(float* table, int size, int numstates);
 
+// The model without the nodes that are known.
+struct ReducedModel {
+  Vector<unsigned char> known;  // [node]; such a node has one state here and is nobody's parent
+  Vector<int> numstates;
+  Vector<Vector<int>> parents;
+  JunctionTree tree;
+  Vector<Vector<float>> tables;  // [node] what agrees with the findings, or empty where that is all
+  Owned<Inference> inference;
+  double cost = 0;  // of a sweep, in nanoseconds, estimated
+};
+
 using BeliefPlace = std::function<float*(int node)>;
 
 struct Inference::Impl {
@@ -152,6 +163,10 @@ struct Inference::Impl {
   unsigned visitNumber = 0;
   Vector<unsigned> parentsVisited, childrenVisited, targetAt;  // [node] the latest visit
   Vector<int> visits, relevant, questions;
+
+  // Reduced models, the latest made last, and how far from enough the gain of others was.
+  Vector<Owned<ReducedModel>> reducedModels;
+  double reducingPatience = 1;
 
   // Scratch.
   const Kernels* kernels = &BestKernels();
@@ -214,7 +229,12 @@ struct Inference::Impl {
   Outcome MakeMessage(int clique, int link);
   Outcome Collect(int clique);
   Status PropagateInFloats(int node, std::span<float> to);
+  void ScaleTotal();
   Status Propagate(int node, std::span<float> to);
+  double SweepCost() const;
+  ReducedModel* FindReduced(double limit);
+  void HandToReduced(ReducedModel* model);
+  bool SweepReduced(const BeliefPlace& out);
   const double* SumOnto(int clique, int key, std::span<const int> nodes);
   long long IncomingExponent(int clique, int exceptLink) const;
   std::size_t FreeSize(std::span<const int> variables) const;

@@ -191,7 +191,7 @@ bool Inference::Impl::TreeWouldPay(int node, double cost) {
 // The belief of a node that is not known (-1: none) and whether the findings are possible: Done or Inconsistent. False
 // leaves it to the tree.
 bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
-  if (maximize || wide || chosenWay == Way::MESSAGES) return false;
+  if (maximize || wide || chosenWay == Way::TREE) return false;
   if (!tablesChecked && !TablesAreSure()) return false;
   const bool compares = chosenWay == Way::CHEAPEST;
   const bool isAsked = node >= 0;

@@ -210,7 +210,7 @@ void Neighbourhood(const Graph& moral, int centre, int count, Vector<int>* nodes
 
 }  // namespace
 
-Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit) {
+Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit, double effort) {
   const int n = moral.NumNodes();
   Order best;
   best.cost = limit;
@@ -221,7 +221,7 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
   Vector<double> bias(At(n), 0.0);
   constexpr Measure MEASURES[] = {Measure::FILL_OF_SPACE, Measure::WEIGHTED_FILL, Measure::FILL};
   // A try takes about two microseconds a node, a propagation two nanoseconds an entry.
-  for (int round = 0; round < 3 || (round < 64 && round * 2000.0 * n < best.cost / 4); ++round) {
+  for (int round = 0; round < 3 || (round < 64 && round * 2000.0 * n < best.cost * effort); ++round) {
     if (round >= 3)
       for (double& b : bias) b = 0.3 * random.Noise();
     if (!(run.Try(MEASURES[round % 3], bias, best.cost, &order) < best.cost)) continue;

@@ -100,12 +100,12 @@ static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) 
   }
   ++compiled.numRead;
   if (!compiled.allKnown && WorthAll(compiled)) {
-    engine::Status status = compiled.inference->Propagate();
-    if (status != engine::Status::Done) return status;
-    compiled.allKnown = compiled.inference->AllBeliefs([&](int other) -> float* {
+    engine::Status status = compiled.inference->AllBeliefs([&](int other) -> float* {
       node_bn to = compiled.nodes[static_cast<std::size_t>(other)];
       return to->kind == NATURE_NODE ? BeliefVector(to) : nullptr;
     });
+    compiled.allKnown = status == engine::Status::Done;
+    if (!compiled.allKnown && status != engine::Status::Vanished) return status;
   }
   if (compiled.allKnown) return engine::Status::Done;
   return compiled.inference->Belief(i, {BeliefVector(node), static_cast<std::size_t>(node->numstates)});

@@ -61,7 +61,7 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   // A tree to compute with whose tables are well smaller than those of the net's own order, where one is found.
   constexpr double ENTRIES_WORTH_SEARCHING = 16384;
   if (compiled->tree.totalSize > ENTRIES_WORTH_SEARCHING) {
-    const engine::Order quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize);
+    const engine::Order quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize, 0.25);
     if (!quick.nodes.empty()) {
       compiled->smallerTree = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
     }
