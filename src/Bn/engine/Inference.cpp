@@ -188,6 +188,7 @@ void Inference::Impl::SetFinding(int node, int state, std::span<const float> wei
   if (finding.state != FREE && finding.state != state) ForgetState(node);
   if ((finding.state == FREE) != (state == FREE) || finding.weighted == weights.empty()) LayoutChanged(node);
   numWeighted += static_cast<int>(!weights.empty()) - static_cast<int>(finding.weighted);
+  numKnown += static_cast<int>(state != FREE) - static_cast<int>(finding.state != FREE);
   finding.state = state;
   finding.weighted = !weights.empty();
   finding.scale = scale;

@@ -400,16 +400,16 @@ bool Inference::Impl::ReadSeparator(int s, std::span<const int> nodes, const Bel
   const Message& other = messages[2 * At(s) + 1];
   const std::size_t size = FreeSize(separator.variables);
   if (size > WIDE_TARGET) return ReadLargeSeparator(s, nodes, out);
-  int numKnown = 0;
-  for (int v : separator.variables) numKnown += findings[At(v)].state != FREE;
+  int numFixed = 0;
+  for (int v : separator.variables) numFixed += findings[At(v)].state != FREE;
   joint.resize(size);
   std::size_t i = 0;
-  if (one.numFixed == numKnown)
+  if (one.numFixed == numFixed)
     for (; i < size; ++i) joint[i] = one.probs[i];
   else
     ForEachFree(separator.variables, one.fixedAt, [&](std::size_t index) { joint[i++] = one.probs[index]; });
   i = 0;
-  if (other.numFixed == numKnown)
+  if (other.numFixed == numFixed)
     for (; i < size; ++i) joint[i] *= other.probs[i];
   else
     ForEachFree(separator.variables, other.fixedAt, [&](std::size_t index) { joint[i++] *= other.probs[index]; });

@@ -138,9 +138,9 @@ struct Inference::Impl {
   std::function<const float*(int)> tableOf;
   Block<float> tableRoom;  // for the tables of one clique
   bool maximize = false;
-  int numWeighted = 0;
-  Vector<int> unchecked;       // nodes whose findings are not checked
-  bool tablesChecked = false;  // to be possible by themselves
+  int numKnown = 0, numWeighted = 0;  // nodes with a state finding, with a likelihood
+  Vector<int> unchecked;              // nodes whose findings are not checked
+  bool tablesChecked = false;         // to be possible by themselves
 
   bool propagated = false;
   Status status = Status::Done;

@@ -110,10 +110,9 @@ void Inference::Impl::HandToReduced(ReducedModel* model) {
 
 // All beliefs and the probability of the findings; false leaves them to the tree.
 bool Inference::Impl::SweepReduced(const BeliefPlace& out) {
-  if (wide || chosenWay == Way::TREE || (propagated && status != Status::Done)) return false;
+  if (numKnown == 0 || wide || chosenWay == Way::TREE || (propagated && status != Status::Done)) return false;
   const double limit = chosenWay == Way::CHEAPEST ? WORTH_IT * SweepCost() : std::numeric_limits<double>::infinity();
   if (limit < WORTH_A_LOOK) return false;
-  if (std::none_of(findings.begin(), findings.end(), [](const Finding& f) { return f.state != FREE; })) return false;
   ReducedModel* model = FindReduced(limit);
   if (!model) return false;
   HandToReduced(model);
