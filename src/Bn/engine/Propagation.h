@@ -206,6 +206,7 @@ struct Inference::Impl {
   double PassCost(int clique) const;
   double TreeCost(int node, double limit);
   double WayCost(int node);
+  bool TreeServes(int node, double cost);
   bool TreeWouldPay(int node, double cost);
   bool Ask(int node, std::span<float> to, Status* answer);
 

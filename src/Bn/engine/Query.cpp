@@ -19,6 +19,7 @@ constexpr double MESSAGE_COST = 120, NEW_LAYOUT_COST = 250, ENTRY_COST = 0.9, FI
 constexpr double SMALL_COST = 1500;
 constexpr double QUESTION_COST = 1000, VISIT_COST = 45, VARIABLE_COST = 180;
 constexpr int FEW_VARIABLES = 150, MAX_VARIABLES = 250;
+constexpr double CATCHING_UP = 5;
 constexpr double LOOKED_AHEAD = 20000, HUGE_COST = 1e15;
 constexpr double UNNORMALIZED = 1e-5;
 
@@ -177,6 +178,13 @@ double Inference::Impl::WayCost(int node) {
   return cost;
 }
 
+// Whether messages would take less than the cost, or would once the tree is up to date and that is not far away.
+bool Inference::Impl::TreeServes(int node, double cost) {
+  const bool isNear = cost < LOOKED_AHEAD && 1.5 * WayCost(node) < cost;
+  const double limit = isNear ? CATCHING_UP * cost : cost;
+  return TreeCost(node, limit) < limit;
+}
+
 // A tree brought up to date once may serve questions to come at less. Where it did not, it has to wait longer.
 bool Inference::Impl::TreeWouldPay(int node, double cost) {
   sinceTree += cost;
@@ -207,7 +215,7 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
   if (relevant.size() > At(MAX_VARIABLES)) return false;
   const double looking = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size());
   const double atLeast = looking + VARIABLE_COST * static_cast<double>(relevant.size());
-  if (compares && TreeCost(node, atLeast) < atLeast) return false;
+  if (compares && TreeServes(node, atLeast)) return false;
   const int kept = GatherFactors(node);
   // Looking through the whole tree for what is out of date costs as much as a small question.
   double limit = HUGE_COST;
@@ -218,8 +226,7 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
   }
   const double cost = looking + elimination.Plan(kept, limit);
   if (cost >= limit) return false;
-  if (compares && cost > LOOKED_AHEAD && limit == HUGE_COST && TreeCost(node, cost) < cost) return false;
-  if (compares && TreeWouldPay(node, cost)) return false;
+  if (compares && (TreeServes(node, cost) || TreeWouldPay(node, cost))) return false;
   marginal.assign(isAsked ? to.size() : 1, 0.0);
   const Outcome outcome = elimination.Run(*kernels, marginal.data());
   if (outcome == Outcome::DOUBTFUL) return false;
