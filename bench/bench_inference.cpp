@@ -193,16 +193,16 @@ void UpdateWithFindings(benchmark::State& state, const std::string& path) {
   Report(state, subject.entries, Checksum(subject, [&] { return subject.ReadAllBeliefs(); }));
 }
 
-// With the findings of a set entered, one more finding moves from node to node, and one belief is read.
-void ChangeOneFinding(benchmark::State& state, const std::string& path) {
-  Subject& subject = SubjectOf(path);
+// One finding moves from node to node, and one belief is read each time; other findings stay.
+void ChangeOneBesides(benchmark::State& state, const std::string& path, const Findings& others) {
+  Subject& subject = *::subject;
   const Findings& all = subject.cases[0];
-  const std::size_t numFixed = subject.sets[0].size();
+  const std::size_t numFixed = others.size();
   std::mt19937 random(SEED);
   std::uniform_int_distribution<std::size_t> moving(numFixed, all.size() - 1), any(0, all.size() - 1);
   std::vector<std::pair<Finding, node_bn>> steps(256);
   for (auto& step : steps) step = {all[moving(random)], all[any(random)].node};
-  Enter(subject.sets[0]);
+  Enter(others);
   std::size_t next = 0;
   const auto change = [&] {
     const auto& [finding, asked] = steps[next++ % steps.size()];
@@ -217,6 +217,15 @@ void ChangeOneFinding(benchmark::State& state, const std::string& path) {
   for (int i = 0; i < 32; ++i) sum += change();
   MustBeFine(path);
   Report(state, subject.entries, sum);
+}
+
+void ChangeOne(benchmark::State& state, const std::string& path) {
+  SubjectOf(path);
+  ChangeOneBesides(state, path, {});
+}
+
+void ChangeOneOfMany(benchmark::State& state, const std::string& path) {
+  ChangeOneBesides(state, path, SubjectOf(path).sets[0]);
 }
 
 void MostProbable(benchmark::State& state, const std::string& path) {
@@ -314,7 +323,8 @@ void Register(const std::filesystem::path& path) {
                  {"compile", Compile},
                  {"update_none", UpdateWithoutFindings},
                  {"update_10", UpdateWithFindings},
-                 {"change_one", ChangeOneFinding},
+                 {"change_one", ChangeOne},
+                 {"change_one_of_11", ChangeOneOfMany},
                  {"mpe", MostProbable},
                  {"save", Save},
                  {"copy_file", CopyFile},

@@ -287,7 +287,8 @@ BRAVIC_API int BRAVIC_CALL SetNetName_bn(net_bn net, const char *name);
    (3001) */
 BRAVIC_API int BRAVIC_CALL SetNetAutoUpdate_bn(net_bn net, int autoupdate);
 
-/* The order in which compiling eliminates nodes; it decides the sizes of the cliques. order: every node of the net
+/* The order in which compiling eliminates nodes; it decides the sizes of the cliques (where quick searches find none
+   whose tables are well smaller, also of those that are computed with). order: every node of the net
    (but those of kind ASSUME_NODE) once (5570, 5571, 5122). Copied. The net has to be compiled anew. */
 BRAVIC_API int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order);
 
@@ -514,7 +515,8 @@ BRAVIC_API int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, fi
                                             double freq, int append);
 
 /* Answers a text with a line per clique: its number, the cliques it is joined to, its size in table entries and its
-   members; and the total size. Belongs to the net until the next call. */
+   members; and the total size. It is the tree of the net's elimination order; beliefs may be computed over a smaller
+   one. Belongs to the net until the next call. */
 BRAVIC_API const char *BRAVIC_CALL JunctionTreeReport_bn(net_bn net);
 
 /* findmpe: 1 makes beliefs those of the most probable configuration: the largest entry of each node's is 1, and

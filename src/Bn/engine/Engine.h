@@ -2,10 +2,13 @@
 // nothing of names, records or files and could be lifted out and used alone.
 //
 //   Graph           the moral graph, neighbours in the order given
-//   Order           elimination order: greedy search by state space, or the cost of a given one
+//   Order           elimination orders: greedy search by state space, quick and long searches for better ones, the
+//                   cost of a given one
 //   JunctionTree    fill-in, maximum cardinality search, cliques, links, homes (Lauritzen & Spiegelhalter 1988;
 //                   Tarjan & Yannakakis 1984)
-//   Inference       potentials, findings, messages, beliefs (lazy collect and distribute over the tree)
+//   Inference       findings and beliefs, by messages over the tree or, where that is cheaper, without it: a single
+//                   belief by eliminating what is left of the part that matters to it, all beliefs by a model in
+//                   which the known nodes are cut out
 #pragma once
 
 #include <functional>
