@@ -94,19 +94,6 @@ TEST_F(RandomTest, BoundedIntegersFollowThreeRules) {
   for (int i = 0; i < 1000; ++i) EXPECT_LT(UniformBelowByInteger(INT_MAX), INT_MAX);
 }
 
-TEST_F(RandomTest, RealsKeepTheirRangeAndMean) {
-  SeedRandom(9);
-  double sum = 0, exponentials = 0;
-  for (int i = 0; i < 100000; ++i) {
-    const double drawn = DrawUniform(-3, 5);
-    ASSERT_TRUE(-3 <= drawn && drawn < 5);
-    sum += drawn;
-    exponentials += DrawExponential();
-  }
-  EXPECT_NEAR(sum / 100000, 1, 0.05);
-  EXPECT_NEAR(exponentials / 100000, 1, 0.02);
-}
-
 TEST_F(RandomTest, SubsetsAndPatternsAreFair) {
   SeedRandom(3);
   std::map<std::pair<int, int>, int> pairs;

@@ -1,6 +1,7 @@
 // Learning from cases against a model that only counts.
 #include <cmath>
 #include <map>
+#include <numeric>
 
 #include "Win_Face/Interaction.h"
 #include "support/net_fixture.h"
@@ -12,39 +13,35 @@ namespace {
 constexpr char INDICATOR[] = "// ~->[CASE-1]->~\n\n";
 constexpr statetype MISSING = -1;
 
-std::size_t RowOf(node_bn node, const std::map<node_bn, statetype>& states) {
-  std::size_t row = 0;
-  for (node_bn parent : Nodes(GetNodeParents_bn(node)))
-    row = row * static_cast<std::size_t>(NumStates(parent)) + static_cast<std::size_t>(states.at(parent));
-  return row;
-}
-
 // The counts of every node's table, in the order of the table.
 class Counts {
  public:
-  explicit Counts(const std::vector<node_bn>& nodes) : nodes_(nodes) {
+  explicit Counts(const std::vector<node_bn>& nodes) {
     for (node_bn node : nodes) {
       std::vector<double>& counts = counts_[node];
       const bool hasTable = HasRelation_bn(node);
-      std::vector<node_bn> parents = Nodes(GetNodeParents_bn(node));
-      std::vector<statetype> states(parents.size() + 1, 0);
-      do {
-        double experience = GetNodeExperience_bn(node, states.data());
+      ForEachRow(node, [&](const statetype* states) {
+        double experience = GetNodeExperience_bn(node, states);
         if (!hasTable || experience < 0) experience = NumStates(node) * BaseExperience_bn;
-        for (int k = 0; k < NumStates(node); ++k)
-          counts.push_back(experience * (hasTable ? static_cast<double>(GetNodeProbs_bn(node, states.data())[k])
-                                                  : 1.0 / NumStates(node)));
-      } while (NextConfiguration(parents, states));
+        for (int k = 0; k < NumStates(node); ++k) {
+          const probtype* row = GetNodeProbs_bn(node, states);
+          counts.push_back(experience * (hasTable ? static_cast<double>(row[k]) : 1.0 / NumStates(node)));
+        }
+      });
     }
   }
 
   void Learn(const std::map<node_bn, statetype>& states, double weight) {
-    for (node_bn node : nodes_) {
-      bool whole = states.at(node) != MISSING;
-      for (node_bn parent : Nodes(GetNodeParents_bn(node))) whole = whole && states.at(parent) != MISSING;
-      if (!whole) continue;
-      const std::size_t at = RowOf(node, states) * static_cast<std::size_t>(NumStates(node));
-      counts_[node][at + static_cast<std::size_t>(states.at(node))] += weight;
+    for (auto& [node, counts] : counts_) {
+      std::size_t at = 0;
+      bool whole = true;
+      auto family = Nodes(GetNodeParents_bn(node));
+      family.push_back(node);
+      for (node_bn member : family) {
+        whole = whole && states.at(member) != MISSING;
+        at = at * static_cast<std::size_t>(NumStates(member)) + static_cast<std::size_t>(states.at(member));
+      }
+      if (whole) counts[at] += weight;
     }
   }
   void Fade(node_bn node, double degree) {
@@ -52,22 +49,19 @@ class Counts {
   }
 
   void ExpectTables(double tolerance = 2e-6) const {
-    for (node_bn node : nodes_) {
-      std::vector<node_bn> parents = Nodes(GetNodeParents_bn(node));
-      std::vector<statetype> states(parents.size() + 1, 0);
-      const double* count = counts_.at(node).data();
-      do {
-        double sum = 0;
-        for (int k = 0; k < NumStates(node); ++k) sum += count[k];
-        EXPECT_NEAR(GetNodeExperience_bn(node, states.data()), sum, tolerance * sum) << GetNodeName_bn(node);
-        for (int k = 0; k < NumStates(node); ++k, ++count)
-          EXPECT_NEAR(GetNodeProbs_bn(node, states.data())[k], *count / sum, tolerance) << GetNodeName_bn(node);
-      } while (NextConfiguration(parents, states));
+    for (const auto& [node, counts] : counts_) {
+      const double* count = counts.data();
+      ForEachRow(node, [&, node = node](const statetype* states) {
+        const double* end = count + NumStates(node);
+        const double sum = std::accumulate(count, end, 0.0);
+        EXPECT_NEAR(GetNodeExperience_bn(node, states), sum, tolerance * sum) << GetNodeName_bn(node);
+        for (const probtype* prob = GetNodeProbs_bn(node, states); count < end; ++count, ++prob)
+          EXPECT_NEAR(*prob, *count / sum, tolerance) << GetNodeName_bn(node);
+      });
     }
   }
 
  private:
-  std::vector<node_bn> nodes_;
   std::map<node_bn, std::vector<double>> counts_;
 };
 

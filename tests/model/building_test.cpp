@@ -1,6 +1,5 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
 #include <cstring>
-#include <map>
 
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
@@ -20,22 +19,6 @@ class BuildingTest : public NetTest {
     }
   }
 };
-
-TEST_F(BuildingTest, NewNodesAreLinkedInTheOrderAsked) {
-  node_bn a = New("A"), b = New("B", 0), c = New("C", 3);
-  EXPECT_EQ(a->preds.ar[0], a);
-  EXPECT_EQ(GetNodeDiscrete_bn(b), 0);
-  EXPECT_EQ(GetNodeDiscrete_bn(c), 1);
-  EXPECT_STREQ(GetNodeStateName_bn(c, 2), "");
-  EXPECT_EQ(AddLink_bn(a, c), 0);
-  EXPECT_EQ(AddLink_bn(b, c), 1);
-  EXPECT_EQ(Names(GetNodeParents_bn(c)), "A B");
-  EXPECT_EQ(Names(GetNodeChildren_bn(a)), "C");
-  EXPECT_EQ(DeleteLink_bn(0, c), 0);
-  EXPECT_EQ(Names(GetNodeParents_bn(c)), "B");
-  EXPECT_EQ(Names(GetNodeChildren_bn(a)), "");
-  EXPECT_EQ(c->preds.ar[1], c);
-}
 
 TEST_F(BuildingTest, FreshNamesByMethod) {
   const std::string longest(30, 'x');
@@ -66,29 +49,6 @@ TEST_F(BuildingTest, FreshNamesByMethod) {
   }
   FreshName("A", net.get(), 1, name);
   EXPECT_STREQ(name, "A1") << "every letter is in use";
-}
-
-TEST_F(BuildingTest, EveryNameIsFoundAmongMany) {
-  Random random(3);
-  std::map<std::string, node_bn> named;
-  for (int step = 0; step < 3000; ++step) {
-    const std::string name = "n" + std::to_string(random.Below(900));
-    const auto at = named.find(name);
-    ASSERT_EQ(Named(net, name), at == named.end() ? nullptr : at->second) << name << " in step " << step;
-    if (at == named.end()) {
-      named[name] = New(name.c_str());
-    } else if (random.Chance(0.5)) {
-      DeleteNode_bn(at->second);
-      named.erase(at);
-    } else {
-      const std::string other = name + "x" + std::to_string(step);
-      EXPECT_EQ(SetNodeName_bn(at->second, other.c_str()), 0);
-      named[other] = at->second;
-      named.erase(at);
-    }
-  }
-  for (const auto& [name, node] : named) EXPECT_EQ(Named(net, name), node) << name;
-  EXPECT_EQ(Nodes(net).size(), named.size());
 }
 
 TEST_F(BuildingTest, NodesAreHandedOutParentsFirstByComponent) {
@@ -217,19 +177,6 @@ TEST_F(BuildingTest, CopiesWithinANetKeepTheirOtherParents) {
   EXPECT_EQ(Gist(), "5 5509 DuplicateNodes_bn 3");
   EXPECT_EQ(Nodes(other).size(), 2u);
   for (nodelist_bn made : {list, copies, moved}) FreeNodeList_bn(made);
-}
-
-TEST_F(BuildingTest, ALargeNetIsNamedAndOrdered) {
-  constexpr int NUM = 5000;
-  std::vector<node_bn> nodes;
-  for (int i = 0; i < NUM; ++i) nodes.push_back(New(nullptr));
-  for (int i = 1; i < NUM; ++i) AddLink_bn(nodes[static_cast<std::size_t>(i / 2)], nodes[static_cast<std::size_t>(i)]);
-  EXPECT_STREQ(GetNodeName_bn(nodes.back()), "N5000");
-  const auto ordered = Nodes(net);
-  ASSERT_EQ(ordered.size(), nodes.size());
-  for (node_bn node : ordered) {
-    for (node_bn parent : Nodes(GetNodeParents_bn(node))) ASSERT_LT(parent->index, node->index);
-  }
 }
 
 }  // namespace

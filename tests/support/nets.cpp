@@ -27,23 +27,19 @@ bool NextConfiguration(const std::vector<node_bn>& nodes, std::vector<statetype>
 }
 
 void SetTable(node_bn node, const std::vector<float>& rows) {
-  auto parents = Nodes(GetNodeParents_bn(node));
-  std::vector<statetype> states(parents.size() + 1, 0);
   const float* row = rows.data();
-  do {
-    SetNodeProbs_bn(node, states.data(), row);
+  ForEachRow(node, [&](const statetype* states) {
+    SetNodeProbs_bn(node, states, row);
     row += NumStates(node);
-  } while (NextConfiguration(parents, states));
+  });
 }
 
 std::vector<float> GetTable(node_bn node) {
-  auto parents = Nodes(GetNodeParents_bn(node));
-  std::vector<statetype> states(parents.size() + 1, 0);
   std::vector<float> rows;
-  do {
-    const float* row = GetNodeProbs_bn(node, states.data());
+  ForEachRow(node, [&](const statetype* states) {
+    const float* row = GetNodeProbs_bn(node, states);
     rows.insert(rows.end(), row, row + NumStates(node));
-  } while (NextConfiguration(parents, states));
+  });
   return rows;
 }
 
@@ -108,11 +104,9 @@ std::vector<float> RandomRow(Random& random, int numstates, double zeros) {
 }
 
 void RandomTable(node_bn node, Random& random, double zeros) {
-  auto parents = Nodes(GetNodeParents_bn(node));
-  std::vector<statetype> states(parents.size() + 1, 0);
-  do {
-    SetNodeProbs_bn(node, states.data(), RandomRow(random, NumStates(node), zeros).data());
-  } while (NextConfiguration(parents, states));
+  ForEachRow(node, [&](const statetype* states) {
+    SetNodeProbs_bn(node, states, RandomRow(random, NumStates(node), zeros).data());
+  });
 }
 
 Net RandomNet(environ_ns env, Random& random, const RandomNetOptions& options) {

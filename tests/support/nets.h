@@ -31,6 +31,16 @@ std::vector<float> GetTable(node_bn node);
 // Steps a configuration of the nodes to the next, last node fastest; false after the last.
 bool NextConfiguration(const std::vector<node_bn>& nodes, std::vector<statetype>& states);
 
+// Visits each row of the node's table by the states of its parents.
+template <class Visit>
+void ForEachRow(node_bn node, Visit visit) {
+  const auto parents = Nodes(GetNodeParents_bn(node));
+  std::vector<statetype> states(parents.size() + 1, 0);
+  do {
+    visit(static_cast<const statetype*>(states.data()));
+  } while (NextConfiguration(parents, states));
+}
+
 void Observe(const Net& net, const char* node, const char* state);
 float Belief(const Net& net, const char* node, const char* state);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 #include "Basic/Text.h"
@@ -20,18 +21,11 @@ std::string RandomName(Random& random) {
 }
 
 float RandomNumber(Random& random) {
-  switch (random.Below(5)) {
-    case 0:
-      return static_cast<float>(random.Between(-100, 100));
-    case 1:
-      return static_cast<float>(random.Share());
-    case 2:
-      return static_cast<float>((random.Share() - 0.5) * std::pow(10.0, random.Between(-36, 37)));
-    case 3:
-      return random.Chance(0.5) ? 0 : std::numeric_limits<float>::max();
-    default:
-      return static_cast<float>(random.Between(-10000, 10000)) / 64;
-  }
+  const double numbers[] = {static_cast<double>(random.Between(-100, 100)), random.Share(),
+                            (random.Share() - 0.5) * std::pow(10.0, random.Between(-36, 37)),
+                            random.Chance(0.5) ? 0 : static_cast<double>(std::numeric_limits<float>::max()),
+                            random.Between(-10000, 10000) / 64.0};
+  return static_cast<float>(numbers[random.Below(5)]);
 }
 
 void Replace(char*& field, const std::string& text) {
@@ -65,69 +59,40 @@ void GiveLevels(node_bn node, Random& random) {
 
 template <class Change>
 void ForSomeRows(node_bn node, Random& random, double share, Change change) {
-  auto parents = Nodes(GetNodeParents_bn(node));
-  std::vector<statetype> states(parents.size() + 1, 0);
-  do {
-    if (random.Chance(share)) change(states.data());
-  } while (NextConfiguration(parents, states));
+  ForEachRow(node, [&](const statetype* states) {
+    if (random.Chance(share)) change(states);
+  });
 }
 
 void ChangeTables(node_bn node, Random& random) {
-  switch (random.Below(5)) {
-    case 0:  // a function in place of probabilities
-      DeleteNodeRelation_bn(node);
-      ForSomeRows(node, random, random.Chance(0.5) ? 1 : 0.7, [&](const statetype* row) {
-        SetNodeFuncValue_bn(node, row,
-                            node->discrete == DISCRETE ? random.Below(node->numstates) : RandomNumber(random));
-      });
-      break;
-    case 1:
-      DeleteNodeRelation_bn(node);
-      break;
-    case 2: {  // rows that are missing or impossible
-      for (const float marker : {UNDEF_PROB, IMPOS_PROB}) {
-        const std::vector<float> markers(static_cast<std::size_t>(node->numstates), marker);
-        ForSomeRows(node, random, 0.3, [&](const statetype* row) { SetNodeProbs_bn(node, row, markers.data()); });
-      }
-      break;
+  const int what = random.Below(5);
+  if (what < 2) DeleteNodeRelation_bn(node);
+  if (what == 0) {  // a function in place of probabilities
+    ForSomeRows(node, random, random.Chance(0.5) ? 1 : 0.7, [&](const statetype* row) {
+      SetNodeFuncValue_bn(node, row, node->discrete == DISCRETE ? random.Below(node->numstates) : RandomNumber(random));
+    });
+  } else if (what == 2) {  // rows that are missing or impossible
+    for (const float marker : {UNDEF_PROB, IMPOS_PROB}) {
+      const std::vector<float> markers(static_cast<std::size_t>(node->numstates), marker);
+      ForSomeRows(node, random, 0.3, [&](const statetype* row) { SetNodeProbs_bn(node, row, markers.data()); });
     }
-    default:
-      break;
   }
-  switch (random.Below(4)) {
-    case 0: {
-      const double experience = random.Between(1, 1000);
-      ForSomeRows(node, random, 1, [&](const statetype* row) { SetNodeExperience_bn(node, row, experience); });
-      break;
-    }
-    case 1:
-      ForSomeRows(node, random, 0.8, [&](const statetype* row) {
-        SetNodeExperience_bn(node, row, std::fabs(static_cast<double>(RandomNumber(random))));
-      });
-      break;
-    default:
-      break;
+  if (random.Chance(0.5)) {
+    const double experience = random.Chance(0.5) ? random.Between(1, 1000) : 0;
+    ForSomeRows(node, random, experience > 0 ? 1 : 0.8, [&](const statetype* row) {
+      SetNodeExperience_bn(node, row,
+                           experience > 0 ? experience : std::fabs(static_cast<double>(RandomNumber(random))));
+    });
   }
   if (random.Chance(0.2)) IsNodeDeterministic_bn(node);
 }
 
 void EnterSomething(node_bn node, Random& random) {
   if (node->numstates == 0) return;
-  switch (random.Below(6)) {
-    case 0:
-      EnterFinding_bn(node, random.Below(node->numstates));
-      break;
-    case 1: {
-      std::vector<float> likelihood = RandomRow(random, node->numstates, 0.2);
-      EnterNodeLikelihood_bn(node, likelihood.data());
-      break;
-    }
-    case 2:
-      if (node->levels) EnterNodeValue_bn(node, node->levels[0] + 0.125);
-      break;
-    default:
-      break;
-  }
+  const int what = random.Below(6);
+  if (what == 0) EnterFinding_bn(node, random.Below(node->numstates));
+  if (what == 1) EnterNodeLikelihood_bn(node, RandomRow(random, node->numstates, 0.2).data());
+  if (what == 2 && node->levels) EnterNodeValue_bn(node, node->levels[0] + 0.125);
 }
 
 void AddRealNode(const Net& net, Random& random, int number) {
@@ -149,30 +114,16 @@ void AddRealNode(const Net& net, Random& random, int number) {
 std::string RandomText(Random& random) {
   std::string text;
   for (int words = random.Below(random.Chance(0.3) ? 60 : 6); words >= 0; --words) {
-    switch (random.Below(14)) {
-      case 0:
-        text += "\"quoted\" \\ ";
-        break;
-      case 1:
-        text += "\n  \t";
-        break;
-      case 2:
-        text += "\r\n";
-        break;
-      case 3:
-        text +=
-            "gr\xC3\xBC\xC3\x9F"
-            "e \xE2\x82\xAC ";
-        break;
-      case 4:
-        text += std::string(static_cast<std::size_t>(random.Below(150)), random.Chance(0.5) ? ' ' : 'x');
-        break;
-      case 5:
-        text += "// not /* a comment; } ( ";
-        break;
-      default:
-        text += RandomName(random) + ' ';
-    }
+    const std::string pieces[] = {
+        "\"quoted\" \\ ",
+        "\n  \t",
+        "\r\n",
+        "gr\xC3\xBC\xC3\x9F\x65 \xE2\x82\xAC ",
+        std::string(static_cast<std::size_t>(random.Below(150)), random.Chance(0.5) ? ' ' : 'x'),
+        "// not /* a comment; } ( ",
+    };
+    const auto piece = static_cast<std::size_t>(random.Below(14));
+    text += piece < std::size(pieces) ? pieces[piece] : RandomName(random) + ' ';
   }
   return text;
 }
