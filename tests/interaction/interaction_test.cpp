@@ -4,13 +4,13 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"
 #include "Win_Face/Platform.h"
+#include "support/files.h"
 #include "support/library.h"
 
 namespace bravic::testing {
@@ -37,15 +37,6 @@ class InteractionTest : public LibraryTest {
     SetWaitClock(nullptr);
     RequestAbort(false);
     LibraryTest::TearDown();
-  }
-  static void Type(const char* text) {
-    // Tests run beside each other.
-    const std::string path = ::testing::TempDir() + "bravic_typed_" + std::to_string(std::random_device{}());
-    std::FILE* file = std::fopen(path.c_str(), "w");
-    std::fputs(text, file);
-    std::fclose(file);
-    ASSERT_NE(std::freopen(path.c_str(), "r", stdin), nullptr);
-    std::remove(path.c_str());
   }
 };
 

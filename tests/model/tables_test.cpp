@@ -31,42 +31,34 @@ struct PlainTables {
 };
 
 struct PlainModel {
-  std::vector<int> radix;  // states of the parents
-  int numstates = 0;
+  node_bn node;
   PlainTables tables;
 
   std::size_t NumRows() const {
-    std::size_t n = 1;
-    for (int r : radix) n *= static_cast<std::size_t>(r);
+    std::size_t n = 0;
+    ForEachRow(node, [&](const statetype*) { n++; });
     return n;
-  }
-  States Configuration(std::size_t row) const {
-    States states(radix.size());
-    for (std::size_t i = radix.size(); i-- > 0;) {
-      states[i] = static_cast<int>(row % static_cast<std::size_t>(radix[i]));
-      row /= static_cast<std::size_t>(radix[i]);
-    }
-    return states;
   }
   template <class Change>
   void AtAgreeing(const States& states, Change change) {
-    for (std::size_t row = 0; row < NumRows(); row++) {
-      const States here = Configuration(row);
+    std::size_t row = 0;
+    ForEachRow(node, [&](const statetype* here) {
       bool agrees = true;
-      for (std::size_t i = 0; i < here.size(); i++)
+      for (std::size_t i = 0; i + 1 < states.size(); i++)
         agrees = agrees && (states[i] == EVERY_STATE || states[i] == here[i]);
       if (agrees) change(row);
-    }
+      row++;
+    });
   }
   Row OneHot(double state) const {
-    Row row(static_cast<std::size_t>(numstates), state < 0 ? UNDEF_PROB : 0.0f);
+    Row row(static_cast<std::size_t>(NumStates(node)), state < 0 ? UNDEF_PROB : 0.0f);
     if (state >= 0) row[static_cast<std::size_t>(state)] = 1;
     return row;
   }
   void SetProbs(const States& states, const Row& row) {
     std::vector<Row> probs = tables.probs;
     if (probs.empty()) {
-      probs.assign(NumRows(), Row(static_cast<std::size_t>(numstates), UNDEF_PROB));
+      probs.assign(NumRows(), OneHot(UNDEF_STATE));
       for (std::size_t r = 0; r < tables.function.size(); r++) probs[r] = OneHot(tables.function[r]);
     }
     const std::vector<Row> before = probs;
@@ -90,23 +82,23 @@ struct PlainModel {
   }
 };
 
-void ExpectSame(node_bn node, const PlainModel& model) {
+void ExpectSame(const PlainModel& model) {
   const PlainTables& tables = model.tables;
+  const node_bn node = model.node;
   ASSERT_EQ(HasRelation_bn(node), !tables.probs.empty() || !tables.function.empty());
-  for (std::size_t row = 0; row < model.NumRows(); row++) {
-    const States states = model.Configuration(row);
+  std::size_t row = 0;
+  ForEachRow(node, [&](const statetype* states) {
     SCOPED_TRACE("row " + std::to_string(row));
-    if (!tables.function.empty()) ASSERT_EQ(GetNodeFuncValue_bn(node, states.data()), tables.function[row]);
-    ASSERT_EQ(GetNodeExperience_bn(node, states.data()),
-              tables.experience.empty() ? UNDEF_DBL : tables.experience[row]);
-    const probtype* probs = GetNodeProbs_bn(node, states.data());
-    if (!HasRelation_bn(node)) {
-      ASSERT_EQ(probs, nullptr);
-      continue;
+    if (!tables.function.empty()) ASSERT_EQ(GetNodeFuncValue_bn(node, states), tables.function[row]);
+    ASSERT_EQ(GetNodeExperience_bn(node, states), tables.experience.empty() ? UNDEF_DBL : tables.experience[row]);
+    const probtype* probs = GetNodeProbs_bn(node, states);
+    ASSERT_EQ(probs != nullptr, HasRelation_bn(node) != 0);
+    if (probs) {
+      const Row expected = tables.probs.empty() ? model.OneHot(tables.function[row]) : tables.probs[row];
+      ASSERT_EQ(Row(probs, probs + NumStates(node)), expected);
     }
-    const Row expected = tables.probs.empty() ? model.OneHot(tables.function[row]) : tables.probs[row];
-    ASSERT_EQ(Row(probs, probs + model.numstates), expected);
-  }
+    row++;
+  });
 }
 
 TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
@@ -115,24 +107,22 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(seed);
     net.reset(NewNet_bn("Test", env));
-    PlainModel model;
-    model.numstates = random.Between(1, 4);
-    node_bn node = New("Child", model.numstates);
-    for (int i = random.Below(4); i-- > 0;) {
-      model.radix.push_back(random.Between(1, 4));
-      AddLink_bn(NewNode_bn(nullptr, model.radix.back(), net.get()), node);
-    }
+    node_bn node = New("Child", random.Between(1, 4));
+    for (int i = random.Below(4); i-- > 0;) AddLink_bn(New(nullptr, random.Between(1, 4)), node);
+    PlainModel model{node, {}};
     std::vector<std::pair<int, PlainTables>> history;  // undo sequence and what held then
     for (int step = 0; step < 120; step++) {
       SCOPED_TRACE("step " + std::to_string(step));
       const PlainTables before = model.tables;
       const int sequence = UndoSequence(net.get());
       States states;
-      for (int radix : model.radix) states.push_back(random.Chance(0.25) ? EVERY_STATE : random.Below(radix));
+      for (node_bn parent : Nodes(GetNodeParents_bn(node))) {
+        states.push_back(random.Chance(0.25) ? EVERY_STATE : random.Below(NumStates(parent)));
+      }
       states.push_back(0);
       const int what = random.Below(10);
       if (what < 4) {
-        const Row row = RandomRow(random, model.numstates, 0.3);
+        const Row row = RandomRow(random, NumStates(node), 0.3);
         SetNodeProbs_bn(node, states.data(), row.data());
         model.SetProbs(states, row);
       } else if (what < 6) {
@@ -140,7 +130,7 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
         SetNodeExperience_bn(node, states.data(), experience);
         model.SetExperience(states, experience);
       } else if (what < 9) {
-        const int state = random.Below(model.numstates);
+        const int state = random.Below(NumStates(node));
         SetNodeFuncValue_bn(node, states.data(), state);
         model.SetFunction(states, state);
       } else if (random.Chance(0.5)) {
@@ -149,7 +139,7 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
       }
       ASSERT_EQ(Reports(0), "");
       // Reading derives tables, which must make no difference to what follows.
-      if (random.Chance(0.5)) ExpectSame(node, model);
+      if (random.Chance(0.5)) ExpectSame(model);
       ASSERT_EQ(UndoSequence(net.get()) != sequence, model.tables != before) << "one record exactly when it changed";
       if (model.tables != before) history.push_back({sequence, before});
       if (random.Chance(0.3) && !history.empty()) {
@@ -157,11 +147,11 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
         const PlainTables now = std::exchange(model.tables, tables);
         const int newest = UndoSequence(net.get());
         UndoTo(net.get(), at);
-        ExpectSame(node, model);
+        ExpectSame(model);
         model.tables = now;
         RedoTo(net.get(), newest + 1);
       }
-      ExpectSame(node, model);
+      ExpectSame(model);
       if (HasFatalFailure()) return;
     }
   }

@@ -1,6 +1,7 @@
 #include "support/files.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -33,6 +34,12 @@ std::string ReadWhole(const std::string& path) {
 
 void WriteWhole(const std::string& path, std::string_view text) {
   std::ofstream(path, std::ios::binary) << text;
+}
+
+void Type(const std::string& text) {
+  const TemporaryDirectory directory;  // tests run beside each other
+  WriteWhole(directory.Path("typed"), text);
+  if (!std::freopen(directory.Path("typed").c_str(), "r", stdin)) std::abort();
 }
 
 std::vector<std::string> FilesIn(const std::string& directory) {

@@ -23,6 +23,7 @@ class TemporaryDirectory {
 
 std::string ReadWhole(const std::string& path);  // empty when there is no such file
 void WriteWhole(const std::string& path, std::string_view text);
+void Type(const std::string& text);                              // in place of the keyboard, until the next such text
 std::vector<std::string> FilesIn(const std::string& directory);  // names, sorted
 // Paths of the benchmark nets that machines of ours keep beside the checkout; empty elsewhere.
 std::vector<std::string> BenchmarkNets();
