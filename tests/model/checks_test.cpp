@@ -62,9 +62,9 @@ TEST_F(ChecksTest, FaultsByTheirNumbers) {
     SCOPED_TRACE(c.structure + c.compile);
     all += Verdict(Purpose::Compile, 0) + "\n";
     const std::string compile = c.compile == same ? c.structure : c.compile;
-    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, 2) + "\n"), c.structure);
-    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, 0) + "\n"), compile);
-    EXPECT_EQ(GistOf(Verdict(Purpose::Optimize, 0) + "\n"), c.optimize == same ? compile : c.optimize);
+    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, 2)), c.structure);
+    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, 0)), compile);
+    EXPECT_EQ(GistOf(Verdict(Purpose::Optimize, 0)), c.optimize == same ? compile : c.optimize);
   }
   for (const char* said :
        {"(containing link xray -> xray)", "(e.g., missing either=no, bronc=yes)", "(e.g., missing its only row)"}) {

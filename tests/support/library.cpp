@@ -57,7 +57,7 @@ std::string GistOf(const std::string& reports) {
       gist += (gist.empty() ? "" : " ") + parts.str(2) + parts.str(3);
     }
   }
-  if (!gist.empty()) gist.pop_back();
+  if (gist.ends_with(';')) gist.pop_back();
   return gist;
 }
 

@@ -298,29 +298,24 @@ TEST_F(NetReaderTest, NodesAndTheirParentsAreFoundWhereverTheyStand) {
 TEST_F(NetReaderTest, ReadsTheFieldsOfNetsAndNodes) {
   const Net read = ReadNet(
       "title = \"A \\\"title\\\" \\\\\"; autoupdate = TRUE; whenchanged = 4000000000;\n"
-      "node a {kind = DECISION; discrete = FALSE; measure = RATIO; chance = GAUSSIAN; states = (low, , high); levels = "
-      "(-inf, 0, 1.5, inf); value = 1; locked = TRUE;};\n"
+      "node a {kind = DECISION; discrete = FALSE; measure = RATIO; chance = GAUSSIAN; levels = (-inf, 0, inf);};\n"
       "node b {discrete = TRUE; states = (x, y); levels = (3, 4); evidence = y; belief = (.5, .5);};\n"
-      "node c {discrete = TRUE; states = (x, y, z); likelihood = (1, 0, 0.5);};\n");
+      "node c {discrete = TRUE; states = (x, y, z); likelihood = (1, 0, 0.5);};\n"
+      "node u {kind = UTILITY; discrete = FALSE; functable = -inf;};");
   EXPECT_EQ(Found(), "");
   EXPECT_STREQ(GetNetTitle_bn(read.get()), "A \"title\" \\");
-  EXPECT_EQ(read->autoupdate, 1);
   EXPECT_EQ(read->whenchanged, 4000000000u);
   const node_bn a = Named(read, "a"), b = Named(read, "b");
-  EXPECT_EQ(std::vector<int>({a->kind, a->discrete, a->measure, a->chance, a->numstates, a->locked, a->evidence}),
-            (std::vector<int>{DECISION_NODE, CONTINUOUS, RATIO, GAUSSIAN, 3, 1, 1}));
-  EXPECT_EQ(std::vector<double>(a->levels, a->levels + 4), (std::vector<double>{-inf_dbl_ns, 0, 1.5, inf_dbl_ns}));
-  EXPECT_STREQ(GetNodeStateName_bn(a, 1), "");
+  EXPECT_EQ(std::vector<int>({a->kind, a->discrete, a->measure, a->chance, a->numstates, read->autoupdate}),
+            (std::vector<int>{DECISION_NODE, CONTINUOUS, RATIO, GAUSSIAN, 2, 1}));
+  EXPECT_EQ(a->levels[2], inf_dbl_ns);
   EXPECT_EQ(GetNodeFinding_bn(b), 1);
   EXPECT_EQ(GetNodeValue_bn(b), 4);
   EXPECT_EQ(b->belief[1], 1);
   EXPECT_EQ(GetNodeLikelihood_bn(Named(read, "c"))[2], 0.5f);
-  EXPECT_EQ(read->numEvidence, 2);
-  EXPECT_EQ(read->numLikelihood, 1);
-  EXPECT_FALSE(read->dirty);
-  EXPECT_EQ(UndoSequence(read.get()), 0);
-  const Net utility = ReadNet(Lone("kind = UTILITY; discrete = FALSE; functable = -inf;"));
-  EXPECT_EQ(Named(utility, "a")->determinv[0], -HUGE_VALF);
+  EXPECT_EQ(Named(read, "u")->determinv[0], -HUGE_VALF);
+  EXPECT_EQ(std::vector<int>({read->numEvidence, read->numLikelihood, read->dirty, UndoSequence(read.get())}),
+            (std::vector<int>{1, 1, 0, 0}));
 }
 
 TEST_F(NetReaderTest, NodesInheritFromDefineNodes) {

@@ -131,47 +131,6 @@ TEST_F(OutputChannelTest, KeepsEveryByteInOrder) {
   EXPECT_TRUE(ReadWhole(path) == expected + "more");
 }
 
-int writesLeft;
-WriteStep refusedStep;
-bool RefuseOne(WriteStep step, std::size_t) {
-  return step != refusedStep || writesLeft-- != 0;
-}
-
-TEST_F(OutputChannelTest, AFailureSticksAndShowsAtClose) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.Path("out.txt");
-  std::string whole;
-  for (char c = 'a'; c < 'k'; c++) whole += std::string(30000, c);
-  for (const WriteStep step : {WriteStep::Open, WriteStep::Write, WriteStep::Close}) {
-    for (int allowed = 0;; allowed++) {
-      refusedStep = step;
-      writesLeft = allowed;
-      SetWriteGate(RefuseOne);
-      OutputChannel channel;
-      const bool opened = channel.OpenFile(path.c_str(), OutputChannel::Mode::Replace);
-      channel.Put(whole);
-      const bool closed = channel.Close();
-      SetWriteGate(nullptr);
-      const bool refused = writesLeft < 0;
-      EXPECT_EQ(closed, !refused);
-      EXPECT_EQ(opened, !(step == WriteStep::Open && refused));
-      EXPECT_EQ(channel.Close(), closed) << "a closed channel closes again with the same answer";
-      if (step != WriteStep::Open) {
-        const std::string written = ReadWhole(path);
-        EXPECT_TRUE(whole.starts_with(written)) << "nothing after a gap";
-        EXPECT_TRUE(refused || written.size() == whole.size());
-      }
-      if (!refused) {
-        EXPECT_GT(allowed, step == WriteStep::Write ? 3 : 0);
-        break;
-      }
-    }
-  }
-  OutputChannel channel;
-  EXPECT_FALSE(channel.OpenFile(directory.Path("absent/out.txt").c_str(), OutputChannel::Mode::Replace));
-  EXPECT_EQ(channel.SystemError(), ENOENT);
-}
-
 TEST_F(OutputChannelTest, WithoutMemoryForABuffer) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("out.txt"), piece(15000, 'y');
