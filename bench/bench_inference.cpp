@@ -200,7 +200,7 @@ void ChangeOneBesides(benchmark::State& state, const std::string& path, const Fi
   const std::size_t numFixed = others.size();
   std::mt19937 random(SEED);
   std::uniform_int_distribution<std::size_t> moving(numFixed, all.size() - 1), any(0, all.size() - 1);
-  std::vector<std::pair<Finding, node_bn>> steps(256);
+  std::vector<std::pair<Finding, node_bn>> steps(8192);
   for (auto& step : steps) step = {all[moving(random)], all[any(random)].node};
   Enter(others);
   std::size_t next = 0;

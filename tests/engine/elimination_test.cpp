@@ -88,9 +88,10 @@ TEST_F(EliminationTest, SumsAsTheWholeProduct) {
     const double smallest = round % 3 ? 0.01 : round % 2 ? 1e-12 : 1e-30;
     const Problem problem = RandomProblem(random, round % 4 ? 0 : 0.3, smallest);
     elimination.Clear();
-    for (int size : problem.sizes) elimination.AddVariable(size);
+    for (int v = 0; v < static_cast<int>(problem.sizes.size()); ++v)
+      elimination.AddVariable(v, problem.sizes[static_cast<std::size_t>(v)]);
     for (const Table& table : problem.tables) {
-      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()), table.low);
+      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()), table.low, {});
       for (std::size_t k = 0; k < table.variables.size(); ++k)
         elimination.AddAxis(table.variables[k], table.strides[k]);
     }
@@ -123,9 +124,9 @@ TEST_F(EliminationTest, KeepsProductsThatFloatsCannotHold) {
   for (auto& table : tables)
     for (int i = 0; i < SIZE; ++i) table.push_back(static_cast<float>(1e-25 * (0.1 + random.Share())));
   Elimination elimination;
-  for (int v = 0; v < 3; ++v) elimination.AddVariable(STATES);
+  for (int v = 0; v < 3; ++v) elimination.AddVariable(v, STATES);
   for (const auto& table : tables) {
-    elimination.AddFactor(table.data(), 0, SIZE, -87);
+    elimination.AddFactor(table.data(), 0, SIZE, -87, {});
     for (int v = 0, stride = SIZE / STATES; v < 3; ++v, stride /= STATES) elimination.AddAxis(v, stride);
   }
   double whole = 0, got = 0;
@@ -146,13 +147,13 @@ TEST_F(EliminationTest, DoubtsWhatRestsOnLostEntries) {
   const std::vector<float> rare = {1, 1e-25f, 1, 1e-25f}, contrary = {0, 0, 1, 1}, mild = {1, 1, 1, 1};
   for (const auto& last : {contrary, mild}) {
     Elimination elimination;
-    for (int v = 0; v < 3; ++v) elimination.AddVariable(2);
+    for (int v = 0; v < 3; ++v) elimination.AddVariable(v, 2);
     for (int k = 0; k < 2; ++k) {
-      elimination.AddFactor(rare.data(), 0, 4, -84);
+      elimination.AddFactor(rare.data(), 0, 4, -84, {});
       elimination.AddAxis(0, 2);
       elimination.AddAxis(1, 1);
     }
-    elimination.AddFactor(last.data(), 0, 4, 0);
+    elimination.AddFactor(last.data(), 0, 4, 0, {});
     elimination.AddAxis(1, 2);
     elimination.AddAxis(2, 1);
     ASSERT_TRUE(std::isfinite(elimination.Plan(2, 1e12)));
@@ -164,10 +165,10 @@ TEST_F(EliminationTest, DoubtsWhatRestsOnLostEntries) {
 TEST_F(EliminationTest, RefusesWhatHasNoRoom) {
   Elimination elimination;
   const std::vector<float> ones(64, 1.0f);
-  for (int v = 0; v < 40; ++v) elimination.AddVariable(8);
+  for (int v = 0; v < 40; ++v) elimination.AddVariable(v, 8);
   for (int a = 0; a < 40; ++a) {
     for (int b = 0; b < a; ++b) {
-      elimination.AddFactor(ones.data(), 0, 64, 0);
+      elimination.AddFactor(ones.data(), 0, 64, 0, {});
       elimination.AddAxis(a, 8);
       elimination.AddAxis(b, 1);
     }

@@ -13,6 +13,8 @@ constexpr int SMALLEST_WIDE_EXPONENT = -1000;
 constexpr double MAX_ENTRIES = 1 << 22;  // of one product
 constexpr double MAX_STORED = 1 << 20;   // of all tables made
 constexpr double PLANNED_ENTRIES = 4096;
+constexpr int WORTH_REMEMBERING = 24;  // variables
+constexpr double SAME_SHARE = 0.75, SAME_COST = 1.3;
 // In nanoseconds, from measurements on one machine; only the proportions matter.
 constexpr double BUCKET_COST = 180, SINGLE_ENTRY_COST = 2, PLAN_COST = 3000, ENTRY_COST = 0.7;
 
@@ -28,22 +30,32 @@ void ForEachBit(const std::uint64_t* row, int words, Visit visit) {
 
 }  // namespace
 
+void Elimination::Forget() {
+  kept_.clear();
+  keptAxes_.clear();
+  numKeptEntries_ = 0;
+  numKept_ = 0;
+  isFull_ = false;
+}
+
 void Elimination::Clear() {
   sizes_.clear();
+  ids_.clear();
   logs_.clear();
   factors_.clear();
   axes_.clear();
   firstAxisOf_.clear();
 }
 
-int Elimination::AddVariable(int numstates) {
+int Elimination::AddVariable(int id, int numstates) {
   sizes_.push_back(numstates);
+  ids_.push_back(id);
   firstAxisOf_.push_back(-1);
   return static_cast<int>(sizes_.size()) - 1;
 }
 
-void Elimination::AddFactor(const float* table, int first, int size, int low) {
-  factors_.push_back({table, first, size, static_cast<int>(axes_.size()), 0, low, NO_LOSS, false, false});
+void Elimination::AddFactor(const float* table, int first, int size, int low, const Key& key) {
+  factors_.push_back({table, first, size, static_cast<int>(axes_.size()), 0, low, NO_LOSS, false, false, key});
 }
 
 void Elimination::AddAxis(int variable, int stride) {
@@ -81,56 +93,54 @@ void Elimination::MakeMoralGraph() {
   for (int v = 0; v < n; ++v) RowOf(v)[v / 64] &= ~Bit(v);
 }
 
+// Puts the variable next in the order; false when there is no room for what it would leave, or the cost passes the
+// limit.
+bool Elimination::Record(int v) {
+  const int first = static_cast<int>(neighbours_.size());
+  double space = sizes_[At(v)];
+  ForEachBit(RowOf(v), words_, [&](int a) {
+    neighbours_.push_back(a);
+    space *= sizes_[At(a)];
+  });
+  buckets_.push_back({v, first, static_cast<int>(neighbours_.size()) - first});
+  numStored_ += space / sizes_[At(v)] + KERNEL_SLACK;
+  cost_ += BUCKET_COST + (space < PLANNED_ENTRIES ? SINGLE_ENTRY_COST * space : PLAN_COST + ENTRY_COST * space);
+  return space <= MAX_ENTRIES && numStored_ <= MAX_STORED && cost_ <= limit_;
+}
+
 // Greedy by the weight of the edges that an elimination would add, which is kept up to date edge by edge. An edge
-// weighs the product of the logarithms of its ends' numbers of states.
-double Elimination::Plan(int keep, double limit) {
+// weighs the product of the logarithms of its ends' numbers of states. onlyNew: variables of the last order are left.
+bool Elimination::OrderGreedily(bool onlyNew) {
   const int n = static_cast<int>(sizes_.size());
-  keep_ = keep;
-  buckets_.clear();
-  neighbours_.clear();
-  if (n > MAX_VARIABLES) return std::numeric_limits<double>::infinity();
-  MakeMoralGraph();
-  logs_.clear();
-  for (int size : sizes_) logs_.push_back(BinaryLogarithm(size));
-  fill_.resize(At(n));
+  fill_.assign(At(n), 0.0);
   tournament_.Reset(n);
   for (int v = 0; v < n; ++v) {
+    if (v == keep_ || (onlyNew && position_[At(v)] >= 0)) continue;
     // Each missing edge is met from both ends.
     double missing = 0;
     ForEachBit(RowOf(v), words_,
                [&](int a) { missing += logs_[At(a)] * (WeightBeyond(RowOf(v), RowOf(a)) - logs_[At(a)]); });
     fill_[At(v)] = missing / 2;
-    if (v != keep) tournament_.Place(v, fill_[At(v)]);
+    tournament_.Place(v, fill_[At(v)]);
   }
   tournament_.BuildAll();
   touchedAt_.assign(At(n), -1);
-  double cost = 0, stored = 0;
   for (int v = tournament_.Best(); v >= 0; v = tournament_.Best()) {
     tournament_.Remove(v);
-    std::uint64_t* const own = RowOf(v);
-    const int first = static_cast<int>(neighbours_.size()), step = static_cast<int>(buckets_.size());
-    double space = sizes_[At(v)];
-    ForEachBit(own, words_, [&](int a) {
-      neighbours_.push_back(a);
-      space *= sizes_[At(a)];
-    });
-    const int count = static_cast<int>(neighbours_.size()) - first;
-    buckets_.push_back({v, first, count});
-    stored += space / sizes_[At(v)] + KERNEL_SLACK;
-    cost += BUCKET_COST + (space < PLANNED_ENTRIES ? SINGLE_ENTRY_COST * space : PLAN_COST + ENTRY_COST * space);
-    if (space > MAX_ENTRIES || stored > MAX_STORED || cost > limit) return std::numeric_limits<double>::infinity();
+    const int step = static_cast<int>(buckets_.size());
+    if (!Record(v)) return false;
     touched_.clear();
     auto touch = [&](int a) {
       if (touchedAt_[At(a)] != step) touchedAt_[At(a)] = step, touched_.push_back(a);
     };
-    const int* around = neighbours_.data() + first;
-    for (int k = 0; k < count; ++k) {
+    const int* around = neighbours_.data() + buckets_.back().firstNeighbour;
+    for (int k = 0; k < buckets_.back().numNeighbours; ++k) {
       const int a = around[k];
       RowOf(a)[v / 64] &= ~Bit(v);
-      fill_[At(a)] -= logs_[At(v)] * WeightBeyond(RowOf(a), own);
+      fill_[At(a)] -= logs_[At(v)] * WeightBeyond(RowOf(a), RowOf(v));
       touch(a);
     }
-    for (int k = 0; k < count; ++k) {
+    for (int k = 0; k < buckets_.back().numNeighbours; ++k) {
       const int a = around[k];
       for (int j = 0; j < k; ++j) {
         const int b = around[j];
@@ -151,7 +161,66 @@ double Elimination::Plan(int keep, double limit) {
     }
     for (int a : touched_) tournament_.Change(a, fill_[At(a)]);
   }
-  return cost;
+  return true;
+}
+
+// New variables first, then those of the last order as they stood there; false when they are not much the same, or
+// when that costs more.
+bool Elimination::OrderAsBefore() {
+  const int n = static_cast<int>(sizes_.size());
+  int numSame = 0;
+  position_.resize(At(n));
+  for (int v = 0; v < n; ++v) {
+    position_[At(v)] = At(ids_[At(v)]) < lastPosition_.size() ? lastPosition_[At(ids_[At(v)])] : -1;
+    numSame += position_[At(v)] >= 0;
+  }
+  if (numSame < SAME_SHARE * n || numSame < SAME_SHARE * static_cast<double>(lastIds_.size())) return false;
+  if (!OrderGreedily(true)) return false;
+  touched_.clear();
+  for (int v = 0; v < n; ++v)
+    if (v != keep_ && position_[At(v)] >= 0) touched_.push_back(v);
+  std::sort(touched_.begin(), touched_.end(), [&](int a, int b) { return position_[At(a)] < position_[At(b)]; });
+  for (int v : touched_) {
+    if (!Record(v)) return false;
+    const int* around = neighbours_.data() + buckets_.back().firstNeighbour;
+    for (int k = 0; k < buckets_.back().numNeighbours; ++k) {
+      const int a = around[k];
+      for (int w = 0; w < words_; ++w) RowOf(a)[w] |= RowOf(v)[w];
+      RowOf(a)[a / 64] &= ~Bit(a);
+      RowOf(a)[v / 64] &= ~Bit(v);
+    }
+  }
+  return cost_ <= SAME_COST * lastCost_;
+}
+
+double Elimination::Plan(int keep, double limit) {
+  constexpr double NEVER = std::numeric_limits<double>::infinity();
+  const int n = static_cast<int>(sizes_.size());
+  keep_ = keep;
+  limit_ = limit;
+  logs_.clear();
+  for (int size : sizes_) logs_.push_back(BinaryLogarithm(size));
+  if (n > MAX_VARIABLES) return NEVER;
+  auto start = [&] {
+    buckets_.clear();
+    neighbours_.clear();
+    cost_ = numStored_ = 0;
+    MakeMoralGraph();
+  };
+  start();
+  if (n >= WORTH_REMEMBERING) {
+    if (OrderAsBefore()) return cost_;
+    start();
+  }
+  if (!OrderGreedily(false)) return NEVER;
+  if (n < WORTH_REMEMBERING) return cost_;
+  for (int id : lastIds_) lastPosition_[At(id)] = -1;
+  lastIds_ = ids_;
+  lastPosition_.resize(std::max(lastPosition_.size(), At(*std::max_element(ids_.begin(), ids_.end())) + 1), -1);
+  for (int v = 0; v < n; ++v) lastPosition_[At(ids_[At(v)])] = n;
+  for (int i = 0; i < static_cast<int>(buckets_.size()); ++i) lastPosition_[At(ids_[At(buckets_[At(i)].variable)])] = i;
+  lastCost_ = cost_;
+  return cost_;
 }
 
 // Sums that big findings have made doubtful.
@@ -285,10 +354,38 @@ void Elimination::SumByPlan(const Bucket& bucket, const Kernels& kernels) {
   RunPlan(plan_, kernels, nullptr, tables_.data(), &target, arena_.data(), false);
 }
 
+// The place of what is kept under the key, or the free one for it; NULL when there is none.
+Elimination::Kept* Elimination::PlaceFor(const Key& key) {
+  if (capacity_ == 0 || isFull_) return nullptr;
+  if (!keptEntries_) keptEntries_ = TryMakeBlock<float>(capacity_);
+  if (!keptEntries_) return nullptr;
+  if (kept_.empty()) kept_.resize(PLACES);
+  for (std::size_t place = key.low % PLACES;; place = (place + 1) % PLACES)
+    if (kept_[place].size == 0 || kept_[place].key == key) return &kept_[place];
+}
+
+// The axes stand as when the table was made.
+bool Elimination::TakeKept(const Bucket& bucket, const Kept& kept) {
+  if (kept.numAxes != bucket.numNeighbours) return false;
+  if (kept.size == 1) return true;
+  factors_.push_back({keptEntries_.get() + kept.begin, 0, kept.size, static_cast<int>(axes_.size()), 0, kept.low,
+                      kept.loss, true, false, kept.key});
+  int stride = 1;
+  for (int k = kept.numAxes; k-- > 0;) {
+    int at = bucket.firstNeighbour + k;
+    const int id = keptAxes_[At(kept.firstAxis + k)];
+    for (at = bucket.firstNeighbour; ids_[At(neighbours_[At(at)])] != id;) ++at;
+    AddAxis(neighbours_[At(at)], stride);
+    stride *= sizes_[At(neighbours_[At(at)])];
+  }
+  return true;
+}
+
 Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   inputs_.clear();
   int low = 0;
   double loss = NO_LOSS;
+  Key key;
   for (int a = firstAxisOf_[At(bucket.variable)]; a >= 0; a = axes_[At(a)].next) {
     Factor& factor = factors_[At(axes_[At(a)].factor)];
     if (factor.used) continue;
@@ -296,9 +393,15 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
     inputs_.push_back(axes_[At(a)].factor);
     low += factor.low;
     loss = std::max(loss, factor.loss);
+    // In whatever order they come.
+    key.high += factor.key.high;
+    key.low += factor.key.low;
   }
   // A variable of no table is summed to a constant.
   if (inputs_.empty()) return Outcome::GOOD;
+  key.Mix(static_cast<std::uint64_t>(ids_[At(bucket.variable)]));
+  Kept* const place = PlaceFor(key);
+  if (place && place->size > 0 && TakeKept(bucket, *place)) return Outcome::GOOD;
   std::size_t size = 1;
   for (int k = 0; k < bucket.numNeighbours; ++k) size *= At(sizes_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
   const int states = sizes_[At(bucket.variable)];
@@ -311,19 +414,32 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
     SumEntries(bucket);
   double largest, least;
   FindRange(sums_.data(), size, &largest, &least);
-  if (!(largest > 0) || size == 1) return Judge(largest, loss);
+  // A table to be kept is followed by its slack like any other.
+  const std::size_t room = size == 1 ? 0 : size + KERNEL_SLACK;
+  bool keeps = place && place->size == 0 && loss == NO_LOSS;
+  if (keeps && (numKeptEntries_ + room > capacity_ || At(2 * numKept_) > PLACES)) {
+    isFull_ = true;
+    keeps = false;
+  }
+  if (!(largest > 0) || size == 1) {
+    if (keeps && largest > 0) {
+      *place = {key, 0, 1, 0, bucket.numNeighbours, 0, NO_LOSS};
+      ++numKept_;
+    }
+    return Judge(largest, loss);
+  }
   // What each input lost counts once, and for every state.
   const int exponent = Exponent(largest);
   if (loss > NO_LOSS) loss += Exponent(states * static_cast<double>(inputs_.size())) - exponent;
-  Factor made = {
-      store_.data() + stored_, 0, static_cast<int>(size), static_cast<int>(axes_.size()), 0, 0, loss, true, false};
+  float* const begin = keeps ? keptEntries_.get() + numKeptEntries_ : store_.data() + stored_;
+  (keeps ? numKeptEntries_ : stored_) += room;
+  Factor made = {begin, 0, static_cast<int>(size), static_cast<int>(axes_.size()), 0, 0, loss, true, false, key};
   made.low = Exponent(least) - exponent - 1;
   if (made.low < SMALLEST_EXPONENT) made.loss = std::max<double>(loss, SMALLEST_EXPONENT);
   const double scale = PowerOfTwo(std::clamp(-exponent, -1022, 1023));
-  float* to = store_.data() + stored_;
+  float* to = begin;
   for (double sum : sums_) *to++ = static_cast<float>(sum * scale);
   std::fill_n(to, KERNEL_SLACK, 0.0f);
-  stored_ += size + KERNEL_SLACK;
   factors_.push_back(made);
   int stride = 1;
   for (int k = bucket.numNeighbours; k-- > 0;) {
@@ -331,10 +447,22 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
     AddAxis(v, stride);
     stride *= sizes_[At(v)];
   }
+  if (!keeps) return Outcome::GOOD;
+  *place = {key,
+            static_cast<std::size_t>(begin - keptEntries_.get()),
+            made.size,
+            static_cast<int>(keptAxes_.size()),
+            bucket.numNeighbours,
+            made.low,
+            made.loss};
+  for (int k = 0; k < bucket.numNeighbours; ++k)
+    keptAxes_.push_back(ids_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
+  ++numKept_;
   return Outcome::GOOD;
 }
 
 Outcome Elimination::Run(const Kernels& kernels, double* to) {
+  if (isFull_) Forget();
   const int n = static_cast<int>(sizes_.size());
   position_.assign(At(n), n);
   for (std::size_t i = 0; i < buckets_.size(); ++i) position_[At(buckets_[i].variable)] = static_cast<int>(i);

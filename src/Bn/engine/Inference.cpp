@@ -194,6 +194,7 @@ void Inference::Impl::SetFinding(int node, int state, std::span<const float> wei
   finding.scale = scale;
   finding.weights.assign(weights.begin(), weights.end());
   finding.low = 0;
+  finding.serial = ++lastSerial;
   for (float w : weights)
     if (w > 0) finding.low = std::min(finding.low, std::ilogb(w));
   if (finding.weighted) finding.weights.resize(weights.size() + KERNEL_SLACK, 0.0f);

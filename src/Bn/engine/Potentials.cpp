@@ -151,6 +151,8 @@ Status Inference::AllocatePotentials(int* failedClique) {
   }
   if (!impl.laidOut) impl.ChooseLayouts();
   impl.laidOut = true;
+  // A small part of what the tree takes, or little enough.
+  impl.elimination.Keep(static_cast<std::size_t>(std::clamp(impl.tree->totalSize / 16, 16384.0, 1048576.0)));
   impl.allocated = true;
   return Status::Done;
 }
@@ -230,6 +232,7 @@ void Inference::SetTables(std::function<const float*(int)> table) {
   impl.tableOf = std::move(table);
   for (CliqueState& clique : impl.cliques) clique.filled = false;
   for (TableFacts& facts : impl.tableFacts) facts.known = false;
+  impl.elimination.Forget();
   impl.ForgetChecks();
   impl.InvalidateAll();
 }
@@ -238,6 +241,7 @@ void Inference::TableChanged(int node) {
   const int c = impl_->tree->home[At(node)];
   impl_->cliques[At(c)].filled = false;
   impl_->tableFacts[At(node)].known = false;
+  impl_->elimination.Forget();
   impl_->ForgetChecks();
   impl_->Changed(c);
 }

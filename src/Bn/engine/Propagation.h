@@ -94,7 +94,8 @@ struct Finding {
   bool weighted = false;
   Vector<float> weights;  // largest entry 1, then slack
   double scale = 1;
-  int low = 0;  // exponent of the smallest positive weight
+  int low = 0;               // exponent of the smallest positive weight
+  std::uint64_t serial = 0;  // of the weights: never the same for others
 };
 
 // What matters of a node's table beside its numbers.
@@ -139,8 +140,9 @@ struct Inference::Impl {
   Block<float> tableRoom;  // for the tables of one clique
   bool maximize = false;
   int numKnown = 0, numWeighted = 0;  // nodes with a state finding, with a likelihood
-  Vector<int> unchecked;              // nodes whose findings are not checked
-  bool tablesChecked = false;         // to be possible by themselves
+  std::uint64_t lastSerial = 1ull << 40;
+  Vector<int> unchecked;       // nodes whose findings are not checked
+  bool tablesChecked = false;  // to be possible by themselves
 
   bool propagated = false;
   Status status = Status::Done;

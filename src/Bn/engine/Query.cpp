@@ -104,7 +104,7 @@ int Inference::Impl::GatherFactors(int node) {
   auto isFree = [&](int v) { return findings[At(v)].state == FREE && numstates[At(v)] > 1; };
   for (int v : relevant) {
     if (!isFree(v)) continue;
-    axisOf[At(v)] = elimination.AddVariable(numstates[At(v)]);
+    axisOf[At(v)] = elimination.AddVariable(v, numstates[At(v)]);
     if (v == node) kept = axisOf[At(v)];
   }
   for (int v : relevant) {
@@ -119,7 +119,17 @@ int Inference::Impl::GatherFactors(int node) {
         if (state != FREE) first += state * stride;
         stride *= numstates[At(family[k])];
       }
-      elimination.AddFactor(table, first, stride, facts.low);
+      // The numbers follow from the table, from what is known of its family, and from where that begins.
+      Elimination::Key key;
+      key.Mix(static_cast<std::uint64_t>(v));
+      key.Mix(static_cast<std::uint64_t>(first));
+      std::uint64_t known = finding.state != FREE;
+      for (std::size_t k = 0; k < family.size(); ++k) {
+        known = 2 * known + (findings[At(family[k])].state != FREE);
+        if (k % 32 == 31) key.Mix(known), known = 0;
+      }
+      key.Mix(known);
+      elimination.AddFactor(table, first, stride, facts.low, key);
       if (isFree(v)) elimination.AddAxis(axisOf[At(v)], 1);
       stride = own;
       for (std::size_t k = family.size(); k-- > 0;) {
@@ -128,7 +138,9 @@ int Inference::Impl::GatherFactors(int node) {
       }
     }
     if (finding.weighted) {
-      elimination.AddFactor(finding.weights.data(), 0, numstates[At(v)], finding.low);
+      Elimination::Key key;
+      key.Mix(finding.serial);
+      elimination.AddFactor(finding.weights.data(), 0, numstates[At(v)], finding.low, key);
       if (isFree(v)) elimination.AddAxis(axisOf[At(v)], 1);
     }
   }
