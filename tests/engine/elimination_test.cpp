@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <vector>
 
 #include "support/library.h"
@@ -113,6 +115,70 @@ TEST_F(EliminationTest, SumsAsTheWholeProduct) {
   }
   EXPECT_GT(planned, 30) << "large passes among them";
   EXPECT_LT(doubtful, 100);
+}
+
+// Long rows of questions about much the same tables, by one that keeps what it makes and by a new one each time.
+TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
+  constexpr int NUM = 40;
+  Random random(7);
+  std::vector<int> sizes;
+  std::vector<Table> tables;
+  for (int v = 0; v < NUM; ++v) {
+    sizes.push_back(2 + random.Below(3));
+    Table table;
+    int size = 1;
+    for (int w = v; w >= 0 && w > v - 6; w -= 1 + random.Below(3)) {
+      table.variables.push_back(w);
+      table.strides.push_back(size);
+      size *= sizes[static_cast<std::size_t>(w)];
+    }
+    for (int i = 0; i < size; ++i) table.entries.push_back(static_cast<float>(random.Below(8) ? random.Share() : 0));
+    table.low = -40;
+    tables.push_back(table);
+  }
+  for (std::size_t capacity : {500, 100000}) {
+    Elimination keeping;
+    keeping.Keep(capacity);
+    for (int question = 0; question < 300; ++question) {
+      SCOPED_TRACE(question);
+      // Now and then a variable is known, and a table left out.
+      const int known = random.Below(2 * NUM), left = random.Below(2 * NUM);
+      int keep = random.Below(NUM);
+      if (keep == known) keep = (keep + 1) % NUM;
+      Elimination fresh;
+      double sums[2][4] = {};
+      Outcome outcomes[2];
+      for (Elimination* elimination : {&keeping, &fresh}) {
+        elimination->Clear();
+        std::vector<int> numbers(NUM, -1);
+        for (int v = 0; v < NUM; ++v)
+          if (v != known)
+            numbers[static_cast<std::size_t>(v)] = elimination->AddVariable(v, sizes[static_cast<std::size_t>(v)]);
+        for (int t = 0; t < NUM; ++t) {
+          if (t == left) continue;
+          const Table& table = tables[static_cast<std::size_t>(t)];
+          const auto at = std::find(table.variables.begin(), table.variables.end(), known);
+          const int first =
+              at == table.variables.end() ? 0 : table.strides[static_cast<std::size_t>(at - table.variables.begin())];
+          Elimination::Key key;
+          key.Mix(static_cast<std::uint64_t>(t));
+          key.Mix(static_cast<std::uint64_t>(at == table.variables.end() ? -1 : known));
+          elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()), table.low, key);
+          for (std::size_t k = 0; k < table.variables.size(); ++k)
+            if (table.variables[k] != known)
+              elimination->AddAxis(numbers[static_cast<std::size_t>(table.variables[k])], table.strides[k]);
+        }
+        const int which = elimination == &fresh;
+        ASSERT_LT(elimination->Plan(numbers[static_cast<std::size_t>(keep)], 1e12), 1e12);
+        outcomes[which] = elimination->Run(engine::BestKernels(), sums[which]);
+      }
+      ASSERT_EQ(outcomes[0], outcomes[1]);
+      if (outcomes[0] != Outcome::GOOD) continue;
+      const double whole = std::accumulate(sums[0], sums[0] + 4, 0.0),
+                   other = std::accumulate(sums[1], sums[1] + 4, 0.0);
+      for (int s = 0; s < 4; ++s) EXPECT_NEAR(sums[0][s] / whole, sums[1][s] / other, 2e-6);
+    }
+  }
 }
 
 // Products too small for a float, of factors that are not.

@@ -14,7 +14,7 @@ constexpr double MAX_ENTRIES = 1 << 22;  // of one product
 constexpr double MAX_STORED = 1 << 20;   // of all tables made
 constexpr double PLANNED_ENTRIES = 4096;
 constexpr int WORTH_REMEMBERING = 24;  // variables
-constexpr double SAME_SHARE = 0.75, SAME_COST = 1.3;
+constexpr double SAME_SHARE = 0.75, SAME_COST = 2;
 // In nanoseconds, from measurements on one machine; only the proportions matter.
 constexpr double BUCKET_COST = 180, SINGLE_ENTRY_COST = 2, PLAN_COST = 3000, ENTRY_COST = 0.7;
 
