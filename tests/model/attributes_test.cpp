@@ -29,6 +29,45 @@ class AttributesTest : public NetTest {
   node_bn a = nullptr, b = nullptr, real = nullptr;
 };
 
+TEST_F(AttributesTest, SettersAnswerWhetherTheyHaveChangedAnything) {
+  const double levels[] = {0, 1, 2};
+  const char* const names[] = {"x", nullptr, "low"};
+  const std::function<int()> setters[] = {
+      [&] { return SetNetName_bn(net.get(), "Other"); },
+      [&] { return SetNetAutoUpdate_bn(net.get(), 1); },
+      [&] { return SetNetTitle_bn(net.get(), "A \"title\"\n"); },
+      [&] { return SetNetComment_bn(net.get(), "x"); },
+      [&] { return SetNetComment_bn(net.get(), nullptr); },
+      [&] { return SetNodeName_bn(a, "A2"); },
+      [&] { return SetNodeKind_bn(a, DECISION_NODE); },
+      [&] { return SetMeasure(a, RATIO); },
+      [&] { return SetNodeUnits(a, "mg"); },
+      [&] { return SetNodeStateName_bn(a, 1, "on"); },
+      [&] { return SetStateNames(b, names); },
+      [&] { return SetStateNames(b, nullptr); },
+      [&] { return SetLinkName_bn(b, 1, "second"); },
+      [&] { return SetLinkNames(b, nullptr); },
+      [&] { return SetNodeLevels_bn(b, 3, levels); },
+      [&] { return SetNodeLevels_bn(b, 3, nullptr); },
+      [&] { return SetNodeLevels_bn(real, 2, levels); },
+      [&] { return SetNodeTitle_bn(b, "t"); },
+      [&] { return SetNodeComment_bn(b, "c"); },
+  };
+  for (const auto& set : setters) {
+    SCOPED_TRACE(&set - setters);
+    const std::string before = Written(net);
+    EXPECT_EQ(set(), 0);
+    const std::string after = Written(net);
+    EXPECT_NE(after, before);
+    EXPECT_EQ(set(), 1);
+    EXPECT_EQ(Written(net), after);
+    EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+    EXPECT_EQ(Written(net), before);
+    EXPECT_EQ(RedoLastChange_bn(net.get()), 1);
+  }
+  EXPECT_EQ(At("A2"), a);
+}
+
 TEST_F(AttributesTest, DefaultLinkNamesAreFoundAndTaken) {
   EXPECT_STREQ(GetLinkName_bn(b, 1), "Arg1");
   EXPECT_EQ(LinkNamed_bn("Arg1", b), 1);
