@@ -33,6 +33,8 @@ std::string ReadWhole(const std::string& path) {
 }
 
 void WriteWhole(const std::string& path, std::string_view text) {
+  // A file that is cut to nothing is flushed to the disk when it is closed, a new one is not.
+  if (!fs::is_symlink(path)) fs::remove(path);
   std::ofstream(path, std::ios::binary) << text;
 }
 

@@ -1,5 +1,7 @@
 #include "support/net_fixture.h"
 
+#include "Bn/services/NetWriter.h"
+
 namespace bravic::testing {
 
 node_bn NetTest::New(const char* name, int numstates, std::initializer_list<node_bn> parents) {
@@ -15,11 +17,12 @@ nodelist_bn NetTest::List(const std::vector<node_bn>& nodes) {
 }
 
 std::string NetTest::Written(net_bn which) {
-  const std::string path = directory.Path("written.dne");
-  filespec_ns file = FileNamed_ns(path.c_str(), env);
-  WriteNet_bn(which, file);
-  FreeFileSpec_ns(file);
-  return ReadWhole(path);
+  OutputChannel out;
+  out.OpenMemory();
+  Post(PrepareNet(which));
+  PrintNet(which, printOptions, out);
+  out.Close();
+  return std::string(out.Text());
 }
 
 Net NetTest::ReadFrom(const std::string& path, int options) {

@@ -21,7 +21,7 @@ class NetTest : public LibraryTest {
   node_bn New(const char* name, int numstates = 2, std::initializer_list<node_bn> parents = {});
   node_bn At(const char* name) { return Named(net, name); }
   nodelist_bn List(const std::vector<node_bn>& nodes);  // to be freed by the caller
-  std::string Written(net_bn which);                    // what WriteNet_bn makes of it
+  std::string Written(net_bn which);                    // what WriteNet_bn makes of it, without a file
   std::string Written(const Net& which) { return Written(which.get()); }
   Net ReadFrom(const std::string& path, int options = 0);
   Net Read(const std::string& text, int options = 0);

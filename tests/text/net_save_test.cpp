@@ -47,7 +47,7 @@ class NetSaveTest : public NetTest {
 TEST_F(NetSaveTest, TakesTheOldFilesPlace) {
   net->dirty = true;
   EXPECT_EQ(Save(net), "");
-  EXPECT_TRUE(IsSaved(path_));
+  EXPECT_EQ(ReadWhole(path_), Written(net));
   EXPECT_THAT(FilesIn(directory.Path()), ElementsAre("net.dne"));
   EXPECT_FALSE(net->dirty);
   EXPECT_STREQ(net->filename, path_.c_str());
