@@ -68,20 +68,20 @@ TEST(Environment, IsOverOnceClosed) {
 
 TEST(Environment, RefusesWhatIsNone) {
   short wrong[40] = {NODELIST_TAG};
-  const auto bad = reinterpret_cast<environ_ns>(wrong);
-  EXPECT_EQ(Start(nullptr, -1), "Attempt to start Bravic with a NULL environment");
-  EXPECT_EQ(Start(bad, -1), "Attempt to start Bravic with the wrong type of environment (or a damaged one)");
-  EXPECT_EQ(Close(nullptr, -1), "Attempt to close Bravic with a NULL environment");
-  EXPECT_EQ(Close(bad, -1), "Attempt to close Bravic with the wrong type of environment (or a damaged one)");
-  EXPECT_EQ(InitBravic_bn(nullptr, nullptr), -1);
-  EXPECT_EQ(CloseBravic_bn(bad, nullptr), -1);
-  const char* version = "untouched";
-  CaptureStderr();
-  EXPECT_EQ(GetBravicVersion_bn(bad, &version), 0);
-  EXPECT_EQ(ArgumentChecking_ns(24, nullptr), -1);
-  EXPECT_EQ(GetCapturedStderr(), Framed("GetBravicVersion_bn: NULL or damaged environ_ns passed (error 5527)") +
-                                     Framed("ArgumentChecking_ns: NULL or damaged environ_ns passed (error 5527)"));
-  EXPECT_STREQ(version, "untouched");
+  for (const auto bad : {environ_ns{}, reinterpret_cast<environ_ns>(wrong)}) {
+    const std::string what = bad ? "the wrong type of environment (or a damaged one)" : "a NULL environment";
+    EXPECT_EQ(Start(bad, -1), "Attempt to start Bravic with " + what);
+    EXPECT_EQ(Close(bad, -1), "Attempt to close Bravic with " + what);
+    EXPECT_EQ(InitBravic_bn(bad, nullptr), -1);
+    EXPECT_EQ(CloseBravic_bn(bad, nullptr), -1);
+    const char* version = "untouched";
+    CaptureStderr();
+    EXPECT_EQ(GetBravicVersion_bn(bad, &version), 0);
+    EXPECT_EQ(ArgumentChecking_ns(24, bad), -1);
+    EXPECT_EQ(GetCapturedStderr(), Framed("GetBravicVersion_bn: NULL or damaged environ_ns passed (error 5527)") +
+                                       Framed("ArgumentChecking_ns: NULL or damaged environ_ns passed (error 5527)"));
+    EXPECT_STREQ(version, "untouched");
+  }
 }
 
 TEST(Environment, IsTheOnlyOne) {

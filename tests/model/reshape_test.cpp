@@ -1,25 +1,13 @@
 // A change of parents against a row-by-row model of what becomes of the tables.
-#include <map>
+#include <algorithm>
 
 #include "Bn/model/Net.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/UndoRecord.h"
-#include "support/library.h"
-#include "support/nets.h"
+#include "support/net_fixture.h"
 
 namespace bravic::testing {
 namespace {
-
-// A node's rows by the states of its parents, a parent being known by its node and occurrence.
-using Slot = std::pair<node_bn, int>;
-using Setting = std::map<Slot, statetype>;
-
-std::vector<Slot> Slots(const std::vector<node_bn>& parents) {
-  std::vector<Slot> slots;
-  std::map<node_bn, int> seen;
-  for (node_bn parent : parents) slots.push_back({parent, seen[parent]++});
-  return slots;
-}
 
 struct Rows {
   std::vector<float> probs, numcases, determinv;
@@ -49,27 +37,27 @@ std::size_t NumRowsOver(const std::vector<node_bn>& parents) {
   return num;
 }
 
-std::size_t RowOf(const std::vector<node_bn>& parents, const Setting& setting) {
-  std::size_t row = 0;
-  for (const Slot& slot : Slots(parents)) {
-    row = row * static_cast<std::size_t>(NumStates(slot.first)) + static_cast<std::size_t>(setting.at(slot));
+// The state of a parent before in a row of the parents after: its own there, or the one held for a parent removed.
+statetype StateBefore(const std::vector<node_bn>& before, std::size_t i, const std::vector<node_bn>& after,
+                      const std::vector<statetype>& states) {
+  auto occurrence = std::count(before.begin(), before.begin() + static_cast<std::ptrdiff_t>(i), before[i]);
+  for (std::size_t k = 0; k < after.size(); ++k) {
+    if (after[k] == before[i] && occurrence-- == 0) return states[k];
   }
-  return row;
+  return before[i]->state39;
 }
 
-// Each new row is the old row in which the kept parents have the same states and the removed ones their held state.
 Rows Expected(const Rows& old, const std::vector<node_bn>& before, const std::vector<node_bn>& after, int numstates) {
   Rows rows;
   std::vector<statetype> states(after.size(), 0);
-  const auto slots = Slots(after);
   do {
-    Setting setting;
-    for (const Slot& slot : Slots(before)) setting[slot] = slot.first->state39;
-    for (std::size_t k = 0; k < slots.size(); ++k) setting[slots[k]] = states[k];
-    const std::size_t row = RowOf(before, setting), n = static_cast<std::size_t>(numstates);
-    if (!old.probs.empty()) {
-      rows.probs.insert(rows.probs.end(), old.probs.data() + row * n, old.probs.data() + (row + 1) * n);
+    std::size_t row = 0;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      row = row * static_cast<std::size_t>(NumStates(before[i])) +
+            static_cast<std::size_t>(StateBefore(before, i, after, states));
     }
+    const std::size_t n = static_cast<std::size_t>(numstates);
+    rows.probs.insert(rows.probs.end(), old.probs.data() + row * n, old.probs.data() + (row + 1) * n);
     if (!old.numcases.empty()) rows.numcases.push_back(old.numcases[row]);
     if (!old.determin.empty()) rows.determin.push_back(old.determin[row]);
     if (!old.determinv.empty()) rows.determinv.push_back(old.determinv[row]);
@@ -77,18 +65,18 @@ Rows Expected(const Rows& old, const std::vector<node_bn>& before, const std::ve
   return rows;
 }
 
-using ReshapeTest = LibraryTest;
+using ReshapeTest = NetTest;
 
 TEST_F(ReshapeTest, TablesFollowAnyChangeOfParents) {
   Random random(20250101);
   for (int round = 0; round < 300; ++round) {
-    Net net(NewNet_bn("Test", env));
+    net.reset(NewNet_bn("Test", env));
     std::vector<node_bn> pool;
     for (int i = 0; i < 6; ++i) {
-      pool.push_back(NewNode_bn(nullptr, random.Between(1, 4), net.get()));
+      pool.push_back(New(nullptr, random.Between(1, 4)));
       pool.back()->state39 = random.Below(NumStates(pool.back()));
     }
-    node_bn node = NewNode_bn("Node", random.Between(1, 3), net.get());
+    node_bn node = New("Node", random.Between(1, 3));
     const auto draw = [&] {
       std::vector<node_bn> parents;
       for (node_bn parent : pool) {
@@ -114,10 +102,9 @@ TEST_F(ReshapeTest, TablesFollowAnyChangeOfParents) {
 }
 
 TEST_F(ReshapeTest, TablesThatCannotBeHadAreLeftAbsent) {
-  Net net(NewNet_bn("Test", env));
-  node_bn node = NewNode_bn("Child", 2, net.get());
+  node_bn node = New("Child");
   std::vector<node_bn> parents;
-  for (int i = 0; i < 3; ++i) parents.push_back(NewNode_bn(nullptr, 1 << 30, net.get()));
+  for (int i = 0; i < 3; ++i) parents.push_back(New(nullptr, 1 << 30));
   ReplaceTables(nullptr, node, Filled<float>(2, 0), Filled<float>(1, 7), nullptr, nullptr, 1);
   EXPECT_EQ(ChangeParents(node, parents, {}, false), PARENTS_TABLES_LOST);
   EXPECT_EQ(GetNodeParents_bn(node)->num, 3);
