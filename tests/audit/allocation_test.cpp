@@ -65,7 +65,7 @@ class AllocationTest : public NetTest {
     return Written(net) + ReadWhole(directory.Path("cases.cas")) + Reports();
   }
   // Calls while request n fails, and what follows from that; at -1 nothing fails.
-  void Fail(long n, bool away, const std::function<void()>& call) {
+  void Starve(long n, bool away, const std::function<void()>& call) {
     requestsLeft = n;
     reserveStaysAway = away;
     failed = false;
@@ -73,7 +73,7 @@ class AllocationTest : public NetTest {
     call();
     SetHeapGate(nullptr);
     running = std::exchange(currentFunction, nullptr);
-    bravic::Free(Allocate(1));  // the reserve is taken again
+    Free(Allocate(1));  // the reserve is taken again
     ASSERT_TRUE(HasReserve());
     SetMemoryState(MEMORY_NORMAL);
   }
@@ -97,7 +97,7 @@ TEST_F(AllocationTest, EveryChangeIsMadeOrLeftAndSaid) {
           SCOPED_TRACE(changes.Name(kind) + (" of seed " + std::to_string(seed)) + ", request " + std::to_string(n));
           Reports(0);
           if (n < 0) before = Look();
-          Fail(n, away, [&] { changes.Make(kind); });
+          Starve(n, away, [&] { changes.Make(kind); });
           reached = n < 0 || failed;
           const std::string reports = Reports(5), look = Look();
           // A second function of the call may have found the reserve gone, and left its name set.
@@ -139,7 +139,7 @@ TEST_F(AllocationTest, UndoAndRedo) {
       const std::string after = Look();
       for (long n = 0, unfailed = 0; unfailed < 4; ++n) {  // the same record, back and forth
         int done = 0;
-        Fail(n / 2, n % 4 > 1, [&] { done = n % 2 ? RedoLastChange_bn(net.get()) : UndoLastChange_bn(net.get()); });
+        Starve(n / 2, n % 4 > 1, [&] { done = n % 2 ? RedoLastChange_bn(net.get()) : UndoLastChange_bn(net.get()); });
         unfailed = failed ? 0 : unfailed + 1;
         Reports(0);
         ASSERT_EQ(done, 1);
@@ -164,7 +164,7 @@ TEST_F(AllocationTest, BeliefsAreRightOrNotAnswered) {
       EnterFindingNot_bn(At("rain"), 2);
       SetNetFindMPE_bn(net.get(), mpe);
       bool updated = false;
-      Fail(n, away, [&] {
+      Starve(n, away, [&] {
         CompileNet_bn(net.get());
         updated = CaseProbability_bn(net.get()) >= 0;
       });
@@ -195,32 +195,32 @@ TEST_F(AllocationTest, BeliefsAreRightOrNotAnswered) {
 }
 
 TEST_F(AllocationTest, ReadingAndWritingANet) {
-  for (const std::string& text : {SEASON + ROOF, SEASON + UMBRELLA}) {
-    net = Read(text);
+  for (int round = 0; round < 4; ++round) {
+    const bool away = round % 2 != 0;
+    net = Read(SEASON + (round < 2 ? ROOF : UMBRELLA));
     const std::string whole = Written(net), path = directory.Path("net.dne");
     filespec_ns file = FileNamed_ns(path.c_str(), env);
-    for (bool reached = true, away = false; reached || !away; away = !away) {
-      static long n;
-      n = reached ? n + !away : n;
+    bool reached = true;
+    for (long n = 0; reached; ++n) {
+      SCOPED_TRACE("request " + std::to_string(n));
       WriteWhole(path, "the old file");
-      Fail(n, away, [&] { WriteNet_bn(net.get(), file); });
-      const bool written = Reports(5).empty();
-      ASSERT_EQ(ReadWhole(path), written ? whole : "the old file") << "request " << n;
+      Starve(n, away, [&] { WriteNet_bn(net.get(), file); });
       reached = failed;
+      ASSERT_EQ(ReadWhole(path), Reports(5).empty() ? whole : "the old file");
       WriteWhole(path, whole);
       const std::size_t used = MemoryUsed();
       Net copy;
-      Fail(n, away, [&] { copy.reset(ReadNet_bn(file, 0)); });
+      Starve(n, away, [&] { copy.reset(ReadNet_bn(file, 0)); });
       reached |= failed;
-      if (Reports(5).empty()) ASSERT_EQ(Written(copy), whole) << "request " << n;
+      if (Reports(5).empty()) ASSERT_EQ(Written(copy), whole);
       if (copy) {
         ArgumentChecking_ns(26, env);
-        ASSERT_STREQ(GetNetName_bn(copy.get()), "Weather") << "request " << n;
+        ASSERT_STREQ(GetNetName_bn(copy.get()), "Weather");
         ArgumentChecking_ns(25, env);
       }
       Reports(0);
       copy.reset();
-      ASSERT_EQ(MemoryUsed(), used) << "request " << n;
+      ASSERT_EQ(MemoryUsed(), used);
     }
     FreeFileSpec_ns(file);
   }
@@ -232,7 +232,7 @@ TEST_F(AllocationTest, ExpectedUtility) {
   const double right = GetExpectedUtility_bn(net.get());
   for (long n = 0; n == 0 || failed; ++n) {
     double utility = 0;
-    Fail(n, n % 2 != 0, [&] { utility = GetExpectedUtility_bn(net.get()); });
+    Starve(n, n % 2 != 0, [&] { utility = GetExpectedUtility_bn(net.get()); });
     if (Reports(5).empty()) ASSERT_EQ(utility, right);
   }
 }
