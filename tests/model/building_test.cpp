@@ -86,15 +86,22 @@ TEST_F(BuildingTest, ADeletedParentLeavesAPlaceholder) {
   node_bn a = New("A"), b = New("B", 3), c = New("C", 2, {a, b}), d = New("D", 2, {a});
   SetTable(c, {0.1f, 0.9f, 0.2f, 0.8f, 0.3f, 0.7f, 0.4f, 0.6f, 0.5f, 0.5f, 0.6f, 0.4f});
   const auto table = GetTable(c);
+  const double levels[] = {1, 2};
+  SetNodeStateName_bn(a, 1, "last");
+  SetNodeLevels_bn(a, 2, levels);
   DeleteNode_bn(a);
   ASSERT_EQ(Names(GetNodeParents_bn(c)), "A B");
-  EXPECT_EQ(GetNodeNumberStates_bn(NthNode_bn(GetNodeParents_bn(c), 0)), 2);
+  node_bn stub = NthNode_bn(GetNodeParents_bn(c), 0);
+  EXPECT_EQ(GetNodeNumberStates_bn(stub), 2);
+  EXPECT_STREQ(GetNodeStateName_bn(stub, 1), "last");
+  EXPECT_EQ(GetNodeLevel_bn(stub, 1), 2);
   EXPECT_EQ(GetTable(c), table);
   EXPECT_EQ(At("A"), nullptr);
   EXPECT_EQ(Names(Nodes(net)), "B C D");
   EXPECT_STREQ(GetLinkName_bn(c, 0), "Arg0");
 
-  SwitchNodeParent_bn(0, c, New("A", 2));
+  SetNodeLevels_bn(New("A"), 2, levels);
+  SwitchNodeParent_bn(0, c, At("A"));
   EXPECT_EQ(Names(GetNodeChildren_bn(At("A"))), "C");
   EXPECT_EQ(GetTable(c), table);
   EXPECT_EQ(net->stubs.num, 1);
@@ -153,6 +160,8 @@ TEST_F(BuildingTest, CopiesWithinANetKeepTheirOtherParents) {
   node_bn a = New("A"), b = New("B2", 2, {a}), c = New("C", 2, {b, a});
   SetTable(c, {0.1f, 0.9f, 0.2f, 0.8f, 0.3f, 0.7f, 0.4f, 0.6f});
   SetNodeTitle_bn(c, "a title");
+  c->measure = ORDINAL;
+  SetNodeStateName_bn(c, 1, "last");
   nodelist_bn list = List({c, b});
   nodelist_bn copies = DuplicateNodes_bn(list, net.get());
   EXPECT_EQ(Names(copies), "C1 B3");
@@ -161,6 +170,8 @@ TEST_F(BuildingTest, CopiesWithinANetKeepTheirOtherParents) {
   EXPECT_EQ(Names(GetNodeChildren_bn(a)), "B2 C C1 B3");
   EXPECT_EQ(GetTable(copy), GetTable(c));
   EXPECT_STREQ(GetNodeTitle_bn(copy), "a title");
+  EXPECT_STREQ(GetNodeStateName_bn(copy, 1), "last");
+  EXPECT_EQ(copy->measure, ORDINAL);
 
   Net other(NewNet_bn("Other", env));
   nodelist_bn moved = DuplicateNodes_bn(list, other.get());
