@@ -273,5 +273,70 @@ TEST(Tree, HomesAreTheSmallestCliquesThatHoldTheFamily) {
   }
 }
 
+TEST(Tree, MergedIsStillAJunctionTree) {
+  Random random(12);
+  int numMerged = 0;
+  for (int round = 0; round < 60; ++round) {
+    SCOPED_TRACE(round);
+    const Model model = RandomModel(random, {1, 30, 1, 5, 3, 1e12, 0});
+    const Compiled compiled(model);
+    const JunctionTree merged = engine::MergeSmallCliques(compiled.tree);
+    numMerged += static_cast<int>(compiled.tree.cliques.size() - merged.cliques.size());
+    ASSERT_EQ(merged.separators.size() + 1, merged.cliques.size());
+    double total = 0;
+    std::vector<NodeSet> cliques;
+    for (const engine::Clique& clique : merged.cliques) {
+      cliques.emplace_back(clique.members.begin(), clique.members.end());
+      EXPECT_EQ(cliques.back().size(), clique.members.size());
+      EXPECT_EQ(clique.size, Product(cliques.back(), model.numstates));
+      total += clique.size;
+    }
+    EXPECT_EQ(merged.totalSize, total);
+    EXPECT_LE(total, compiled.tree.totalSize + 96.0 * static_cast<double>(compiled.tree.cliques.size()));
+    // As many separators hold a node as cliques do, less one, only if its cliques hang together.
+    std::vector<int> surplus(model.numstates.size(), 0);
+    for (const NodeSet& clique : cliques)
+      for (int v : clique) ++surplus[static_cast<std::size_t>(v)];
+    for (std::size_t s = 0; s < merged.separators.size(); ++s) {
+      const engine::Separator& separator = merged.separators[s];
+      for (int v : separator.members) {
+        --surplus[static_cast<std::size_t>(v)];
+        for (int side : separator.cliques) EXPECT_TRUE(cliques[static_cast<std::size_t>(side)].count(v));
+      }
+      for (int side : separator.cliques) {
+        const engine::Clique& clique = merged.cliques[static_cast<std::size_t>(side)];
+        const auto at = std::find(clique.separators.begin(), clique.separators.end(), static_cast<int>(s));
+        ASSERT_NE(at, clique.separators.end());
+        const auto k = static_cast<std::size_t>(at - clique.separators.begin());
+        EXPECT_EQ(clique.neighbours[k] + side, separator.cliques[0] + separator.cliques[1]);
+      }
+    }
+    for (int left : surplus) EXPECT_EQ(left, 1);
+    for (std::size_t i = 0; i < model.parents.size(); ++i) {
+      const NodeSet& home = cliques[static_cast<std::size_t>(merged.home[i])];
+      EXPECT_TRUE(home.count(static_cast<int>(i)));
+      for (int parent : model.parents[i]) EXPECT_TRUE(home.count(parent));
+    }
+  }
+  EXPECT_GT(numMerged, 100);
+}
+
+TEST(Order, QuickOneBeatsItsLimitOrIsNone) {
+  Random random(13);
+  int numBetter = 0;
+  for (int round = 0; round < 40; ++round) {
+    SCOPED_TRACE(round);
+    const Model model = RandomModel(random, {4, 40, 2, 6, 4, 1e30, 0});
+    const Compiled compiled(model);
+    const engine::Order quick = engine::QuickOrder(compiled.moral, model.numstates, compiled.order.cost, 1);
+    if (quick.nodes.empty()) continue;
+    ++numBetter;
+    EXPECT_EQ(std::set<int>(quick.nodes.begin(), quick.nodes.end()).size(), model.numstates.size());
+    EXPECT_EQ(quick.cost, engine::OrderCost(compiled.moral, model.numstates, quick.nodes));
+    EXPECT_LT(quick.cost, compiled.order.cost);
+  }
+  EXPECT_GT(numBetter, 10);
+}
+
 }  // namespace
 }  // namespace bravic::testing

@@ -61,7 +61,7 @@ ReducedModel* Inference::Impl::FindReduced(double limit) {
     reducingPatience *= 2;
     return nullptr;
   }
-  model->tree = BuildTree(moral, model->numstates, model->parents, order.nodes);
+  model->tree = MergeSmallCliques(BuildTree(moral, model->numstates, model->parents, order.nodes));
   model->inference = Inference::Make(model->tree, model->numstates, model->parents);
   int failed;
   if (model->inference->AllocatePotentials(&failed) != Status::Done) return nullptr;

@@ -168,4 +168,62 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
   return tree;
 }
 
+JunctionTree MergeSmallCliques(const JunctionTree& tree) {
+  constexpr double STEPS[] = {0, 16, 32, 64, 96};  // entries that a merger may add, the cheapest mergers first
+  const std::size_t n = tree.cliques.size();
+  Vector<int> into(n);
+  Vector<double> size(n);
+  for (std::size_t c = 0; c < n; ++c) {
+    into[c] = static_cast<int>(c);
+    size[c] = tree.cliques[c].size;
+  }
+  auto find = [&](int c) {
+    while (into[At(c)] != c) c = into[At(c)] = into[At(into[At(c)])];
+    return c;
+  };
+  for (double step : STEPS) {
+    for (const Separator& separator : tree.separators) {
+      const int a = find(separator.cliques[0]), b = find(separator.cliques[1]);
+      // What two neighbours share is their separator.
+      const double joint = size[At(a)] / separator.size * size[At(b)];
+      if (a == b || !(joint - size[At(a)] - size[At(b)] <= step)) continue;
+      into[At(std::max(a, b))] = std::min(a, b);
+      size[At(std::min(a, b))] = joint;
+    }
+  }
+  JunctionTree merged;
+  merged.number = tree.number;
+  merged.home = tree.home;
+  Vector<int> place(n, -1);
+  for (std::size_t c = 0; c < n; ++c) {
+    if (into[c] != static_cast<int>(c)) continue;
+    place[c] = static_cast<int>(merged.cliques.size());
+    merged.cliques.emplace_back();
+    merged.cliques.back().size = size[c];
+    merged.totalSize += size[c];
+  }
+  for (std::size_t c = 0; c < n; ++c) {
+    const int to = place[At(find(static_cast<int>(c)))];
+    for (int member : tree.cliques[c].members) {
+      Vector<int>& members = merged.cliques[At(to)].members;
+      if (std::find(members.begin(), members.end(), member) == members.end()) members.push_back(member);
+    }
+  }
+  for (int& home : merged.home)
+    if (home >= 0) home = place[At(find(home))];
+  for (const Separator& separator : tree.separators) {
+    const int a = place[At(find(separator.cliques[0]))], b = place[At(find(separator.cliques[1]))];
+    if (a == b) continue;
+    const int index = static_cast<int>(merged.separators.size());
+    merged.separators.push_back(separator);
+    merged.separators.back().cliques[0] = a;
+    merged.separators.back().cliques[1] = b;
+    merged.cliques[At(a)].neighbours.push_back(b);
+    merged.cliques[At(a)].separators.push_back(index);
+    merged.cliques[At(b)].neighbours.push_back(a);
+    merged.cliques[At(b)].separators.push_back(index);
+  }
+  return merged;
+}
+
 }  // namespace bravic::engine

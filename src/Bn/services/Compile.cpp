@@ -58,14 +58,14 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   Vector<int> order = EliminationOrder(net, graph, moral);
   Owned<CompiledNet> compiled = MakeOwned<CompiledNet>();
   compiled->tree = engine::BuildTree(moral, graph.numstates, graph.parents, order);
-  // A tree to compute with whose tables are well smaller than those of the net's own order, where one is found.
+  // To compute with: the tree of another order, where one is found whose tables are well smaller.
   constexpr double ENTRIES_WORTH_SEARCHING = 16384;
+  engine::Order quick;
   if (compiled->tree.totalSize > ENTRIES_WORTH_SEARCHING) {
-    const engine::Order quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize, 0.25);
-    if (!quick.nodes.empty()) {
-      compiled->smallerTree = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
-    }
+    quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize, 0.25);
   }
+  compiled->computingTree = engine::MergeSmallCliques(
+      quick.nodes.empty() ? compiled->tree : engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes));
   if (Failure failure = CheckGoingOn(wait, 0.6)) return failure;
   compiled->nodes = std::move(graph.nodes);
   compiled->numstates = std::move(graph.numstates);
@@ -120,7 +120,7 @@ static Failure PrepareTables(const CompiledNet& compiled) {
 
 // Fills the potentials anew, or only those whose tables changed since they were filled.
 static Failure FillPotentials(CompiledNet& compiled) {
-  const engine::JunctionTree& tree = compiled.ComputingTree();
+  const engine::JunctionTree& tree = compiled.computingTree;
   if (!compiled.filled) {
     // What is refused does not depend on the tree that happens to be found.
     for (std::size_t c = 0; c < compiled.tree.cliques.size(); ++c) {

@@ -34,8 +34,8 @@ struct CompiledNet {
   Vector<node_bn> nodes;  // not owned
   Vector<int> numstates;
   Vector<Vector<int>> parents;
-  engine::JunctionTree tree;         // by the net's elimination order: what hosts are told of
-  engine::JunctionTree smallerTree;  // to compute with; without cliques where none was found
+  engine::JunctionTree tree;  // by the net's elimination order: what hosts are told of
+  engine::JunctionTree computingTree;
   Owned<engine::Inference> inference;
   bool filled = false;           // the engine holds potentials, those of staleTables aside
   StaleSet staleTables;          // nodes whose table changed since
@@ -46,8 +46,6 @@ struct CompiledNet {
   unsigned long long readStamp = 0;    // the engine's stamp that the following are about
   int numRead = 0, numReadBefore = 0;  // nodes read under this stamp, and under the one before
   bool allKnown = false;               // every belief vector is right for the stamp
-
-  const engine::JunctionTree& ComputingTree() const { return smallerTree.cliques.empty() ? tree : smallerTree; }
 };
 
 // The index that the engine knows the node by, or -1 when its net has no junction tree or it is not part of it.
