@@ -77,8 +77,8 @@ struct JunctionTree {
 JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::span<const Vector<int>> parents,
                        std::span<const int> order);
 
-// The same tree with neighbouring cliques made one where that adds few entries: a message less is worth some dozens of
-// them.
+// The same tree with neighbouring cliques made one where that adds few entries: a message less is worth about a hundred
+// of them.
 JunctionTree MergeSmallCliques(const JunctionTree& tree);
 
 // Vanished: a belief is 0 throughout although the findings are possible, for want of numbers small enough.

@@ -169,7 +169,7 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
 }
 
 JunctionTree MergeSmallCliques(const JunctionTree& tree) {
-  constexpr double STEPS[] = {0, 16, 32, 64, 96};  // entries that a merger may add, the cheapest mergers first
+  constexpr double STEPS[] = {0, 16, 32, 64, 128, 200};  // entries that a merger may add, the cheapest mergers first
   const std::size_t n = tree.cliques.size();
   Vector<int> into(n);
   Vector<double> size(n);
