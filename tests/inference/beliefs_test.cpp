@@ -151,6 +151,13 @@ TEST_F(Beliefs, AreAnnouncedOnlyToAPerson) {
     Observe(net, "smoke", "yes");
     SetNetFindMPE_bn(net.get(), 1);
     Observe(net, "dysp", "yes");
+    // What came before counts although its probability was never asked for.
+    Net quiet = ChestClinic(env);
+    CompileNet_bn(quiet.get());
+    Observe(quiet, "smoke", "yes");
+    GetNodeBeliefs_bn(Named(quiet, "xray"));
+    SetNetAutoUpdate_bn(quiet.get(), 1);
+    Observe(quiet, "bronc", "yes");
     std::string printed = ::testing::internal::GetCapturedStdout();
     EXPECT_EQ(printed, !interaction ? ""
                                     : "Probability of new evidence = 100 %, of all evidence = 100 %.\n"
@@ -160,7 +167,8 @@ TEST_F(Beliefs, AreAnnouncedOnlyToAPerson) {
                                       "Probability of new evidence = 66.6667 %, of all evidence = 30 %.\n"
                                       "Probability of new evidence = 75 %, of all evidence = 22.5 %.\n"
                                       "Probability of new evidence = 30 %, of all evidence = 30 %.\n"
-                                      "The probability of the most probable configuration is 20.1117 %.\n");
+                                      "The probability of the most probable configuration is 20.1117 %.\n"
+                                      "Probability of new evidence = 60 %, of all evidence = 30 %.\n");
   }
   HasUserInteraction_ns(0, env);
 }
