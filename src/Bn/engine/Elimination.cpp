@@ -359,8 +359,8 @@ Elimination::Kept* Elimination::PlaceFor(const Key& key) {
   if (capacity_ == 0 || isFull_) return nullptr;
   if (!keptEntries_) keptEntries_ = TryMakeBlock<float>(capacity_);
   if (!keptEntries_) return nullptr;
-  if (kept_.empty()) kept_.resize(PLACES);
-  for (std::size_t place = key.low % PLACES;; place = (place + 1) % PLACES)
+  if (kept_.empty()) kept_.resize(std::clamp<std::size_t>(std::bit_ceil(capacity_ / 32), 1024, 8192));
+  for (std::size_t place = key.low % kept_.size();; place = (place + 1) % kept_.size())
     if (kept_[place].size == 0 || kept_[place].key == key) return &kept_[place];
 }
 
@@ -417,7 +417,7 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   // A table to be kept is followed by its slack like any other.
   const std::size_t room = size == 1 ? 0 : size + KERNEL_SLACK;
   bool keeps = place && place->size == 0 && loss == NO_LOSS;
-  if (keeps && (numKeptEntries_ + room > capacity_ || At(2 * numKept_) > PLACES)) {
+  if (keeps && (numKeptEntries_ + room > capacity_ || At(2 * numKept_) > kept_.size())) {
     isFull_ = true;
     keeps = false;
   }

@@ -85,7 +85,6 @@ class Elimination {
     int low = 0;
     double loss = 0;
   };
-  static constexpr std::size_t PLACES = 1 << 13;
 
   std::uint64_t* RowOf(int variable) { return rows_.data() + variable * words_; }
   void MakeMoralGraph();
