@@ -360,7 +360,7 @@ Elimination::Kept* Elimination::PlaceFor(const Key& key) {
   if (!keptEntries_) keptEntries_ = TryMakeBlock<float>(capacity_);
   if (!keptEntries_) return nullptr;
   if (kept_.empty()) kept_.resize(std::clamp<std::size_t>(std::bit_ceil(capacity_ / 32), 1024, 8192));
-  for (std::size_t place = key.low % kept_.size();; place = (place + 1) % kept_.size())
+  for (std::size_t place = static_cast<std::size_t>(key.low) % kept_.size();; place = (place + 1) % kept_.size())
     if (kept_[place].size == 0 || kept_[place].key == key) return &kept_[place];
 }
 
