@@ -1,29 +1,18 @@
 // Times what is done with files of cases: learning every table of a net, drawing cases into a file. Beside learning
 // stands the rate at which the same file is merely read and split at its tabs, and beside each time a checksum of what
 // came out, which must not change between builds.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include "bravic.h"
+#include "bench.h"
 
 namespace {
 
 constexpr int SEED = 20;
-
-environ_ns env;
-
-[[noreturn]] void Fail(const std::string& what) {
-  report_ns error = GetError_ns(env, 5, nullptr);
-  std::fprintf(stderr, "%s: %s\n", what.c_str(), error ? ErrorMessage_ns(error) : "failed");
-  std::exit(1);
-}
 
 struct Subject {
   std::string path;
@@ -127,25 +116,11 @@ void Register(const std::filesystem::path& path, long numcases) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char message[MESG_LEN_ns];
-  env = NewBravicEnviron_bn();
-  if (InitBravic_bn(env, message) < 0) Fail(message);
-  std::filesystem::path nets = BRAVIC_SOURCE_DIR "/../shared/nets";
-  std::vector<char*> arguments;
-  for (int i = 0; i < argc; ++i) {
-    if (std::strncmp(argv[i], "--nets=", 7) == 0) {
-      nets = argv[i] + 7;
-    } else {
-      arguments.push_back(argv[i]);
-    }
-  }
-  Register(std::filesystem::path(BRAVIC_SOURCE_DIR) / "examples/nets/chest_clinic.dne", 1000000);
-  Register(nets / "alarm.dne", 1000000);
-  Register(nets / "munin4.dne", 20000);
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  CloseBravic_bn(env, message);
-  return 0;
+  const int result = RunBenchmarks(argc, argv, [](const std::filesystem::path& nets) {
+    Register(std::filesystem::path(BRAVIC_SOURCE_DIR) / "examples/nets/chest_clinic.dne", 1000000);
+    Register(nets / "alarm.dne", 1000000);
+    Register(nets / "munin4.dne", 20000);
+  });
+  CloseEnvironment();
+  return result;
 }

@@ -3,8 +3,6 @@
 //
 // Beside each time stand the time per entry of the junction tree's cliques (to be compared with the plain passes over
 // as much memory, "multiply" and "sum") and a checksum of the results, which must not change between builds.
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -15,19 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "bravic.h"
+#include "bench.h"
 
 namespace {
 
 constexpr int NUM_SETS = 8, FINDINGS_PER_SET = 10, SEED = 20;
-
-environ_ns env;
-
-[[noreturn]] void Fail(const std::string& what) {
-  report_ns error = GetError_ns(env, 5, nullptr);
-  std::fprintf(stderr, "%s: %s\n", what.c_str(), error ? ErrorMessage_ns(error) : "failed");
-  std::exit(1);
-}
 
 void MustBeFine(const std::string& what) {
   if (GetError_ns(env, 5, nullptr)) Fail(what);
@@ -355,25 +345,11 @@ void RegisterFolder(const std::filesystem::path& folder) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char message[MESG_LEN_ns];
-  env = NewBravicEnviron_bn();
-  if (InitBravic_bn(env, message) < 0) Fail(message);
-  std::filesystem::path nets = BRAVIC_SOURCE_DIR "/../shared/nets";
-  std::vector<char*> arguments;
-  for (int i = 0; i < argc; ++i) {
-    if (std::strncmp(argv[i], "--nets=", 7) == 0) {
-      nets = argv[i] + 7;
-    } else {
-      arguments.push_back(argv[i]);
-    }
-  }
-  RegisterFolder(BRAVIC_SOURCE_DIR "/examples/nets");
-  RegisterFolder(nets);
-  int count = static_cast<int>(arguments.size());
-  benchmark::Initialize(&count, arguments.data());
-  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
-  benchmark::RunSpecifiedBenchmarks();
+  const int result = RunBenchmarks(argc, argv, [](const std::filesystem::path& nets) {
+    RegisterFolder(BRAVIC_SOURCE_DIR "/examples/nets");
+    RegisterFolder(nets);
+  });
   subject.reset();
-  CloseBravic_bn(env, message);
-  return 0;
+  CloseEnvironment();
+  return result;
 }

@@ -365,20 +365,17 @@ Elimination::Kept* Elimination::PlaceFor(const Key& key) {
 }
 
 // The axes stand as when the table was made.
-bool Elimination::TakeKept(const Bucket& bucket, const Kept& kept) {
-  if (kept.numAxes != bucket.numNeighbours) return false;
-  if (kept.size == 1) return true;
+void Elimination::TakeKept(const Bucket& bucket, const Kept& kept) {
+  if (kept.size == 1) return;
   factors_.push_back({keptEntries_.get() + kept.begin, 0, kept.size, static_cast<int>(axes_.size()), 0, kept.low,
                       kept.loss, true, false, kept.key});
   int stride = 1;
   for (int k = kept.numAxes; k-- > 0;) {
-    int at = bucket.firstNeighbour + k;
-    const int id = keptAxes_[At(kept.firstAxis + k)];
-    for (at = bucket.firstNeighbour; ids_[At(neighbours_[At(at)])] != id;) ++at;
-    AddAxis(neighbours_[At(at)], stride);
-    stride *= sizes_[At(neighbours_[At(at)])];
+    const int* variable = neighbours_.data() + bucket.firstNeighbour;
+    while (ids_[At(*variable)] != keptAxes_[At(kept.firstAxis + k)]) ++variable;
+    AddAxis(*variable, stride);
+    stride *= sizes_[At(*variable)];
   }
-  return true;
 }
 
 Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
@@ -401,7 +398,10 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   if (inputs_.empty()) return Outcome::GOOD;
   key.Mix(static_cast<std::uint64_t>(ids_[At(bucket.variable)]));
   Kept* const place = PlaceFor(key);
-  if (place && place->size > 0 && TakeKept(bucket, *place)) return Outcome::GOOD;
+  if (place && place->size > 0) {
+    TakeKept(bucket, *place);
+    return Outcome::GOOD;
+  }
   std::size_t size = 1;
   for (int k = 0; k < bucket.numNeighbours; ++k) size *= At(sizes_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
   const int states = sizes_[At(bucket.variable)];
@@ -416,7 +416,7 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   FindRange(sums_.data(), size, &largest, &least);
   // A table to be kept is followed by its slack like any other.
   const std::size_t room = size == 1 ? 0 : size + KERNEL_SLACK;
-  bool keeps = place && place->size == 0 && loss == NO_LOSS;
+  bool keeps = place && loss == NO_LOSS;
   if (keeps && (numKeptEntries_ + room > capacity_ || At(2 * numKept_) > kept_.size())) {
     isFull_ = true;
     keeps = false;

@@ -93,7 +93,7 @@ class Elimination {
   bool OrderGreedily(bool onlyNew);
   bool OrderAsBefore();
   Kept* PlaceFor(const Key& key);
-  bool TakeKept(const Bucket& bucket, const Kept& kept);
+  void TakeKept(const Bucket& bucket, const Kept& kept);
   Outcome Eliminate(const Bucket& bucket, const Kernels& kernels);
   void SumEntries(const Bucket& bucket);
   template <int INPUTS>

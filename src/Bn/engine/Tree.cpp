@@ -186,7 +186,7 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree) {
       const int a = find(separator.cliques[0]), b = find(separator.cliques[1]);
       // What two neighbours share is their separator.
       const double joint = size[At(a)] / separator.size * size[At(b)];
-      if (a == b || !(joint - size[At(a)] - size[At(b)] <= step)) continue;
+      if (a == b || !(joint - size[At(a)] - size[At(b)] <= step) || !(joint < MAX_TABLE_ENTRIES)) continue;
       into[At(std::max(a, b))] = std::min(a, b);
       size[At(std::min(a, b))] = joint;
     }

@@ -1,5 +1,6 @@
 #include "Bn/services/Compile.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "Basic/Text.h"
@@ -64,8 +65,13 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   if (compiled->tree.totalSize > ENTRIES_WORTH_SEARCHING) {
     quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize, 0.25);
   }
-  compiled->computingTree = engine::MergeSmallCliques(
-      quick.nodes.empty() ? compiled->tree : engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes));
+  engine::JunctionTree other;
+  if (!quick.nodes.empty()) other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
+  // Smaller altogether, it may still have a clique too large for a table.
+  bool serves = !other.cliques.empty() && std::ranges::all_of(other.cliques, [](const engine::Clique& clique) {
+    return clique.size < engine::MAX_TABLE_ENTRIES;
+  });
+  compiled->computingTree = engine::MergeSmallCliques(serves ? other : compiled->tree);
   if (Failure failure = CheckGoingOn(wait, 0.6)) return failure;
   compiled->nodes = std::move(graph.nodes);
   compiled->numstates = std::move(graph.numstates);

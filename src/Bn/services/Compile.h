@@ -34,8 +34,8 @@ struct CompiledNet {
   Vector<node_bn> nodes;  // not owned
   Vector<int> numstates;
   Vector<Vector<int>> parents;
-  engine::JunctionTree tree;  // by the net's elimination order: what hosts are told of
-  engine::JunctionTree computingTree;
+  engine::JunctionTree tree;           // by the net's elimination order: what hosts are told of
+  engine::JunctionTree computingTree;  // what potentials and messages stand on
   Owned<engine::Inference> inference;
   bool filled = false;           // the engine holds potentials, those of staleTables aside
   StaleSet staleTables;          // nodes whose table changed since
