@@ -262,23 +262,6 @@ TEST_F(InferenceTest, ManyWeakFindingsOfOneNodeStayConsistent) {
   EXPECT_EQ(inference.Propagate(), Status::Inconsistent);
 }
 
-TEST_F(InferenceTest, ScaleOfALikelihoodCounts) {
-  const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
-  const Compiled compiled(model);
-  Inference& inference = *compiled.inference;
-  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
-  inference.SetTables([&](int i) { return model.Table(i); });
-  inference.SetLikelihood(1, std::vector<float>{3, 3});
-  ASSERT_EQ(inference.Propagate(), Status::Done);
-  EXPECT_DOUBLE_EQ(inference.Probability(), 3);
-  inference.SetLikelihood(1, std::vector<float>{1e-30f, 1e-30f});
-  inference.SetLikelihood(2, std::vector<float>{1e-30f, 3e-30f});
-  ASSERT_EQ(inference.Propagate(), Status::Done);
-  EXPECT_NEAR(inference.Probability() / 2e-60, 1, 1e-6);
-  inference.SetLikelihood(2, std::vector<float>{0, 0});
-  EXPECT_EQ(inference.Propagate(), Status::Inconsistent);
-}
-
 TEST_F(InferenceTest, StampMovesWithEveryChangeAndOnlyThen) {
   const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
   const Compiled compiled(model);
