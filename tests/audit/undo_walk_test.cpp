@@ -25,10 +25,6 @@ std::string Difference(const std::string& is, const std::string& was) {
 
 class UndoWalkTest : public NetTest {
  protected:
-  void TearDown() override {
-    SetUndoDepth_bn(1, net.get());
-    NetTest::TearDown();
-  }
   std::string Look();
   std::vector<double> Beliefs();
   const char* Change(Random& random);  // answers which kind it was
@@ -163,6 +159,9 @@ TEST_F(UndoWalkTest, ComesBackToWhatItSaw) {
 }
 
 TEST_F(UndoWalkTest, ByDefaultOneStepIsKept) {
+  SetUndoDepth_bn(5, net.get());
+  TearDown();
+  SetUp();
   New("A");
   New("B");
   EXPECT_EQ(UndoLastChange_bn(net.get()), 1);

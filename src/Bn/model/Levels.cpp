@@ -121,6 +121,7 @@ int SetDiscrete(node_bn node, int discrete) {
   const bool levelsGo = discrete == DISCRETE || node->discrete == DISCRETE;
   DropTablesByLevels(undo, node);
   Replace(undo, node->discrete, discrete);
+  Replace(undo, node->chance, UNKNOWN_CHANCE);
   bool findingChanged = false;
   if (levelsGo) {
     if (node->levels) ReplaceBlock(undo, node->levels, static_cast<double*>(nullptr));

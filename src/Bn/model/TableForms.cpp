@@ -98,6 +98,7 @@ Failure MakeProbs(node_bn node) {
   bool warned = false;
   for (long long r = 0; r < rows; r++) FillFunctionRow(&probs[Size(r * n)], n, FunctionState(*node, r, &warned));
   node->probs = probs.release();
+  node->probsokay = -1;
   node->normalized = 1;
   return nullptr;
 }
