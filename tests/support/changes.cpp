@@ -43,6 +43,7 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"fade", [=] { FadeProbs_bn(node, 0.25); }},
       {"copy", [=, this] { small ? FreeNodeList_bn(DuplicateNodes_bn(list_, net)) : void(); }},
       {"new", [=] { NewNode_bn(few > 1 ? name.c_str() : nullptr, few, net); }},
+      {"find order", [=] { FindElimOrder_bn(net, 0); }},
       {"delete", [=] { grown ? DeleteNode_bn(node) : void(); }},
       {"link", [=] { numparents < 3 ? AddLink_bn(other, node) : 0; }},
       {"link again", [=] { numparents < 4 ? AddLink_bn(other, node) : 0; }},
@@ -69,6 +70,9 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"levels", [=] { SetNodeLevels_bn(node, GetNodeDiscrete_bn(node) ? numstates : few, levels.data()); }},
       {"order", [=] { SetNetElimOrder_bn(net, GetNetNodes_bn(net)); }},
       {"net name", [=] { SetNetName_bn(net, name.c_str()); }},
+      {"net comment", [=] { SetNetComment_bn(net, few > 0 ? name.c_str() : nullptr); }},
+      {"most probable", [=] { SetNetFindMPE_bn(net, few > 1); }},
+      {"auto-update", [=] { SetNetAutoUpdate_bn(net, few > 1); }},
       {"net title", [=] { SetNetTitle_bn(net, name.c_str()); }},
       {"net user data", [=] { SetNetUserData_bn(net, 0, few > 0 ? node : nullptr); }},
   };

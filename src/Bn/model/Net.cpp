@@ -344,6 +344,7 @@ void NotifyChange(net_bn net, node_bn node, ChangeCode code) {
 }
 
 void StartModel() {
+  StartUndo();
   RegisterType(BNET_TAG, "bnet", sizeof(bnet), [](void* net) { FreeNet(static_cast<net_bn>(net)); });
   RegisterType(BNODE_TAG, "bnode", sizeof(bnode), [](void* node) { DeleteNode(static_cast<node_bn>(node)); });
   RegisterType(STUB_TAG, "stub", sizeof(bnode), nullptr);

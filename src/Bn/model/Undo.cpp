@@ -13,7 +13,9 @@ namespace {
 
 constexpr int FIRST_SEQUENCE = 1, WARN_SEQUENCE = 2047483647, LAST_SEQUENCE = 2147483547;
 
-int depthLimit = 1;
+constexpr int FIRST_DEPTH = 1;
+
+int depthLimit = FIRST_DEPTH;
 int undoCounter = FIRST_SEQUENCE;
 UndoGroup* innermostGroup = nullptr;
 
@@ -78,6 +80,10 @@ UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node) {
   }
   UndoGroup::Begin(net);
   return MakeRecord(code, net, node);
+}
+
+void StartUndo() {
+  depthLimit = FIRST_DEPTH;
 }
 
 bool UndoRecording() {

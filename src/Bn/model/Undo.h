@@ -47,6 +47,7 @@ enum UndoCode : int {
   UNDO_GROUP = 5990
 };
 
+void StartUndo();  // settings as they are before any host has changed them
 bool UndoRecording();
 int UndoDepth();
 int SetUndoDepth(int depth, net_bn net);  // previous depth; -1 only asks

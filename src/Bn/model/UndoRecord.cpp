@@ -151,12 +151,14 @@ void SwapEdits(UndoRecord* undo) {
 // What the hooks have to be told once everything is in its place.
 struct Effects {
   bool structure = false, propagation = false;
-  Vector<node_bn> kinds, tables, findings;
+  Vector<node_bn> tables, findings;
 };
 
 void NoteEffects(const UndoRecord* undo, Effects& effects) {
-  if (undo->structural || undo->code == UNDO_REVERSE) effects.structure = true;
-  if (undo->code == UNDO_KIND || undo->code == UNDO_DISCRETE) effects.kinds.push_back(undo->node);
+  // What compiling goes by: the graph, the order, and what the nodes are.
+  const UndoCode code = undo->code;
+  effects.structure = effects.structure || undo->structural || code == UNDO_REVERSE || code == UNDO_ELIM_ORDER ||
+                      code == UNDO_KIND || code == UNDO_DISCRETE;
   if (undo->code == UNDO_FIND_MPE) effects.propagation = true;
   bool table = false, finding = false;
   for (const HeldValue& value : undo->values) {
@@ -211,7 +213,6 @@ void RaiseHooks(net_bn net, const Effects& effects) {
   } else if (effects.propagation) {
     net->findingsApplied = net->beliefsCurrent = false;
   }
-  for (node_bn node : effects.kinds) NotifyChange(net, node, ChangeCode::Kind);
   for (node_bn node : effects.tables) {
     if (node->innet) TableRestored(node);
   }
