@@ -39,14 +39,12 @@ for writes in sample format; do
       test "$(readlink link)-$(stat -c %a new)-$(wc -l <new)" = "new-640-$($writes | wc -l)"
   done
   mkfifo fifo
-  cat fifo >through.txt &
+  timeout 30 cat fifo >through.txt &
   wants "$writes to a pipe" $writes -o fifo
   wait $!
   wants "$writes: the pipe stays and has it all" eval "[ -p fifo ] && cmp through.txt <($writes)"
   rm -f fifo
   wants "$writes to /dev/stdout" eval "$writes -o /dev/stdout | cmp - <($writes)"
-  wants "$writes to a device" $writes -o /dev/null
-  wants "$writes: the device stays" test -c /dev/null
   ln -sf circle circle
   wants "$writes to links in a circle" answers 1 $writes -o circle
   wants "$writes to a folder" answers 1 $writes -o "$work"
@@ -55,7 +53,6 @@ for writes in sample format; do
   wants "$writes to a protected file" answers 1 $writes -o kept
   wants "$writes: the protected file stays" cmp kept chest_clinic.dne
   rm -f kept Err*
-  wants "$writes to a full device" answers 1 $writes -o /dev/full
   wants "$writes into a full device" answers 1 eval "$writes >/dev/full"
   wants "$writes into closed output" answers 1 eval "$writes >&-"
 done

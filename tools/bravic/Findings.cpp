@@ -81,18 +81,22 @@ void AddFindingOptions(Command* command, FindingOptions* options) {
   add("--not", &options->nots, "NODE=STATE", "the node is not in the state");
   add("--likelihood", &options->likelihoods, "NODE=X,X,...", "the likelihood of each state of the node");
   add("--value", &options->values, "NODE=X", "the node's value (for nodes with levels)");
-  command->Add({.names = "--no-stored-findings",
-                .help = "leave the findings aside that the net file holds",
-                .value = &options->leaveStored});
+  AddStoredFindingsOption(command, &options->leaveStored);
+}
+
+void AddStoredFindingsOption(Command* command, bool* leave) {
+  command->Add(
+      {.names = "--no-stored-findings", .help = "leave the findings aside that the net file holds", .value = leave});
+}
+
+void TakeStoredFindings(bool leave, const Net& net, Session& session) {
+  if (!leave) return TellStoredFindings(net);
+  for (node_bn node : Nodes(net)) RetractNodeFindings_bn(node);
+  session.Check();
 }
 
 void EnterFindings(const FindingOptions& options, const Net& net, Session& session) {
-  if (options.leaveStored) {
-    for (node_bn node : Nodes(net)) RetractNodeFindings_bn(node);
-    session.Check();
-  } else {
-    TellStoredFindings(net);
-  }
+  TakeStoredFindings(options.leaveStored, net, session);
   for (const auto& assignment : options.states) {
     const auto [name, state] = Split(assignment);
     node_bn node = FindNode(name, net);

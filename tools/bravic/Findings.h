@@ -13,6 +13,10 @@ struct FindingOptions {
 };
 
 void AddFindingOptions(Command* command, FindingOptions* options);
+// Among them: whether to leave aside the findings that the net holds.
+void AddStoredFindingsOption(Command* command, bool* leave);
+// Retracts them, or says which there are.
+void TakeStoredFindings(bool leave, const Net& net, Session& session);
 void EnterFindings(const FindingOptions& options, const Net& net, Session& session);
 
 // How a node's finding bears on one of its states.

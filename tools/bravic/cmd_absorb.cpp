@@ -1,12 +1,13 @@
 // bravic absorb: nodes taken out of a net, the joint distribution of the rest kept.
 #include "Commands.h"
+#include "Findings.h"
 
 namespace {
 
 struct Options {
   std::string net, output;
   std::vector<std::string> nodes;
-  bool force = false;
+  bool force = false, leaveStored = false;
 };
 
 void Setup(Command* command, Options* options) {
@@ -19,11 +20,13 @@ void Setup(Command* command, Options* options) {
                 .value = &options->output,
                 .required = true,
                 .file = true});
+  AddStoredFindingsOption(command, &options->leaveStored);
   command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
 }
 
 int Run(const Options& options, Session& session) {
   const Net net = session.Read(options.net);
+  TakeStoredFindings(options.leaveStored, net, session);
   std::vector<node_bn> nodes;
   for (const std::string& name : options.nodes) nodes.push_back(FindNode(name, net));
   AbsorbNodes_bn(MakeList(nodes, session).release());
