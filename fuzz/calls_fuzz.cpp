@@ -1,6 +1,9 @@
 // Interprets bytes as calls of the interface on two nets: a byte picks the operation, those after it its arguments.
 // After each, the nets are sound; where the byte asks for it, they are as they were when the call was refused. At the
-// end they can be saved, taken back and made again, and their beliefs are right.
+// end they can be saved, taken back and made again, and their beliefs are right. With BRAVIC_FUZZ_TRACE set the
+// operations are printed.
+#include <cstdio>
+#include <cstdlib>
 #include <iterator>
 
 #include "Bn/model/Records.h"
@@ -307,6 +310,7 @@ std::string BothLooks(const Machine& m) {
 }
 
 void Run(Machine& m) {
+  static const bool tracing = std::getenv("BRAVIC_FUZZ_TRACE");
   for (int which : {0, 1}) Begin(m, which);
   SetUndoDepth_bn(UNDO_DEPTH, m.Now());
   for (int i = 0; i < MAX_OPERATIONS && !m.bytes.Empty(); ++i) {
@@ -315,11 +319,13 @@ void Run(Machine& m) {
     const Operation& operation = OPERATIONS[number % static_cast<int>(std::size(OPERATIONS))];
     const bool watched = pick >= 192 && !operation.gradual;
     const std::string before = watched ? BothLooks(m) : "";
+    if (tracing) std::fprintf(stderr, "net %d: %s\n", m.at, operation.name);
     operation.make(m);
-    const std::string errors = watched ? Errors() : "";
+    const std::string errors = watched || tracing ? Errors() : "";
+    if (tracing) std::fprintf(stderr, "%s", errors.c_str());
     ForgetErrors();
     for (const Net& net : m.nets) CheckSound(net);
-    if (errors.empty()) continue;
+    if (!watched || errors.empty()) continue;
     const std::string after = BothLooks(m);
     if (after != before)
       Fail(std::string("refused, and changed: ") + operation.name, errors + Difference(after, before));
