@@ -152,6 +152,22 @@ void ReadCase(Machine& m) {
   FreeNodeList_bn(list);
 }
 
+void Reverse(Machine& m) {
+  const node_bn node = m.Node();
+  const nodelist_bn parents = node ? GetNodeParents_bn(node) : nullptr;
+  if (!parents || LengthNodeList_bn(parents) == 0 || !m.HasRoom(m.at)) return;
+  const Kept joint(m.nets[m.at]);
+  ReverseLink_bn(NthNode_bn(parents, m.Link(node)), node);
+  joint.Check(m.nets[m.at]);
+}
+
+void Absorb(Machine& m) {
+  if (!m.HasRoom(m.at)) return;
+  const Kept joint(m.nets[m.at]);
+  AbsorbNodes_bn(m.List());
+  joint.Check(m.nets[m.at]);
+}
+
 template <class Call>
 void WithList(Machine& m, Call call) {
   const nodelist_bn list = m.List();
@@ -188,17 +204,8 @@ const Operation OPERATIONS[] = {
     {"unlink", false, [](Machine& m) { WithNode(m, [&](node_bn node) { DeleteLink_bn(m.Link(node), node); }); }},
     {"switch", false,
      [](Machine& m) { WithNode(m, [&](node_bn node) { SwitchNodeParent_bn(m.Link(node), node, m.Node()); }); }},
-    {"reverse", true,
-     [](Machine& m) {
-       WithNode(m, [&](node_bn node) {
-         const nodelist_bn parents = GetNodeParents_bn(node);
-         if (LengthNodeList_bn(parents) > 0 && m.HasRoom(m.at)) ReverseLink_bn(NthNode_bn(parents, m.Link(node)), node);
-       });
-     }},
-    {"absorb", true,
-     [](Machine& m) {
-       if (m.HasRoom(m.at)) AbsorbNodes_bn(m.List());
-     }},
+    {"reverse", true, Reverse},
+    {"absorb", true, Absorb},
     {"optimize", false, [](Machine& m) { WithList(m, [](nodelist_bn list) { OptimizeDecisions_bn(list); }); }},
     {"expected utility", false, [](Machine& m) { GetExpectedUtility_bn(m.Now()); }},
     {"copy", false,

@@ -9,6 +9,7 @@
 
 #include "Basic/Memory.h"
 #include "Bn/model/Checks.h"
+#include "Bn/model/Records.h"
 #include "Bn/model/Tables.h"
 #include "support/joint.h"
 
@@ -243,6 +244,26 @@ void CheckBeliefs(const Net& net) {
     if (!ErrorNumbers().empty()) Fail("reading beliefs", Errors() + Look(net));
   }
   ForgetErrors();
+}
+
+Kept::Kept(const Net& net) {
+  testing::Posterior truth;
+  if (net->numEvidence + net->numLikelihood > 0 || !IsCompiled(net) || !Enumerate(net, &truth)) return;
+  if (std::fabs(truth.probability - 1) > TOLERANCE) return;  // something that was declared impossible can occur
+  for (node_bn node : Nodes(net)) beliefs_[GetNodeName_bn(node)] = truth.belief[node];
+}
+
+void Kept::Check(const Net& net) const {
+  testing::Posterior truth;
+  if (beliefs_.empty() || !ErrorNumbers(4).empty() || !Enumerate(net, &truth) || net->numcycles > 0) return;
+  for (node_bn node : Nodes(net)) {
+    const auto& was = beliefs_.at(GetNodeName_bn(node));
+    for (std::size_t s = 0; s < was.size(); ++s) {
+      if (std::fabs(truth.belief[node][s] - was[s]) <= TOLERANCE) continue;
+      Fail("joint distribution", std::string(GetNodeName_bn(node)) + " is " + Text(truth.belief[node][s]) + "not " +
+                                     Text(was[s]) + "\n" + Look(net));
+    }
+  }
 }
 
 Balance::Balance() : before_((Environment(), MemoryUsed())) {}

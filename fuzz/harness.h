@@ -3,8 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "support/files.h"
 #include "support/nets.h"
@@ -68,6 +70,17 @@ void CheckSaving(const Net& net);
 // Beliefs and the probability of the findings against the enumerated joint distribution, where the net is compiled.
 void CheckBeliefs(const Net& net);
 void CheckBelief(const Net& net, node_bn node);
+
+// The joint distribution of a compiled net without findings, to be kept by what is done next to the net for all nodes
+// that are left; nothing is checked of another net.
+class Kept {
+ public:
+  explicit Kept(const Net& net);
+  void Check(const Net& net) const;
+
+ private:
+  std::map<std::string, std::vector<double>> beliefs_;
+};
 
 // At its end all memory that was taken since its beginning has been given back.
 class Balance {
