@@ -328,7 +328,8 @@ BRAVIC_API int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void *data
 
 /* ---- Node lists ----
    Indices run from 0; 2147483647 stands for the end. Lists may hold NULL and the same node twice, but only the
-   functions of this section accept them so. */
+   functions of this section accept them so. Lists that getters answer belong to their net or node and are not changed by
+   hosts (2410). What is no list, or was freed, is refused by every function (5110). */
 
 /* Answers a list of that length, every entry NULL; NULL on failure (5204 negative, 5205 memory). To be freed by
    FreeNodeList_bn. */

@@ -37,6 +37,8 @@ void RemoveNodeName(net_bn net, node_bn node);
 void FreshName(const char* stem, net_bn net, int method, char* buffer);
 
 const nodelist_rec& OrderedNodes(net_bn net);  // brings the node order up to date first
+const nodelist_rec& PresentNodes(net_bn net);  // as they stand
+void CloseUp(net_bn net);                      // closes the holes that deleted nodes have left in its lists
 // Takes the present order as it stands when every node comes after its parents; false when one does not.
 bool KeepPresentOrder(net_bn net);
 int NewMark();  // a fresh visit label

@@ -85,7 +85,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
 void SortNodes(net_bn net) {
   Vector<node_bn> reached;
   Vector<Subnet> subnets;
-  reached.reserve(static_cast<std::size_t>(net->nodes.num));
+  reached.reserve(static_cast<std::size_t>(PresentNodes(net).num));
   const int mark = NewMark();
   for (node_bn node : net->nodes) {
     if (node->mark == mark) continue;
@@ -121,6 +121,7 @@ const nodelist_rec& OrderedNodes(net_bn net) {
 
 // There are no slices then: components may lie in one another.
 bool KeepPresentOrder(net_bn net) {
+  CloseUp(net);
   Renumber(net->nodes);
   for (node_bn node : net->nodes) {
     for (node_bn parent : Entries(node->preds)) {

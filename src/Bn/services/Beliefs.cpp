@@ -43,7 +43,7 @@ statetype LargestState(const float* belief, int numstates, int* ties) {
 static double ConfigurationProbability(net_bn net) {
   double product = 1;
   Vector<statetype> states;
-  for (node_bn node : net->nodes) {
+  for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE || !node->probs) continue;
     states.clear();
     for (node_bn parent : Entries(node->preds)) states.push_back(parent->state39);
@@ -56,7 +56,7 @@ static double ConfigurationProbability(net_bn net) {
 
 static void PrintMostProbable(net_bn net) {
   int allTies = 0;
-  for (node_bn node : net->nodes) {
+  for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE) continue;
     const float* belief = CurrentBelief(node);
     if (!belief || node->numstates == 0) return;

@@ -283,7 +283,7 @@ void RetractAllFindings(net_bn net) {
     UndoGroup group(UNDO_ALL_FINDINGS, net);
     int autoupdate = net->autoupdate;
     net->autoupdate = 0;
-    for (node_bn node : net->nodes) {
+    for (node_bn node : PresentNodes(net)) {
       if (net->numEvidence + net->numLikelihood == 0) break;
       if (node->kind != ASSUME_NODE) RetractFinding(node);
     }
