@@ -14,6 +14,7 @@
 
 #include "Basic/Memory.h"
 #include "Bn/engine/Pass.h"
+#include "Bn/engine/Range.h"
 #include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
@@ -45,15 +46,15 @@ class Elimination {
   void Clear();
   // id: the same for the same variable in all questions, from 0. Answers its number in this one.
   int AddVariable(int id, int numstates);
-  // A factor begins at table + first and ends before table + size; no positive entry is below 2^low. Entries are
-  // within [0, 1] and must stay until Run is over. Axes of the factor follow; it may have none.
-  void AddFactor(const float* table, int first, int size, int low, const Key& key);
+  // A factor begins at table + first and ends before table + size. Entries are within [0, 1] and must stay until Run is
+  // over. Axes of the factor follow; it may have none.
+  void AddFactor(const float* table, int first, int size, const Range& range, const Key& key);
   void AddAxis(int variable, int stride);
 
   // Chooses the order of elimination that leaves one variable (-1: none) and answers what Run would cost, in
   // nanoseconds; infinity when there is no room for it, or when it looks like far more than the limit.
   double Plan(int keep, double limit);
-  // to: the kept variable's table, up to a factor. Without one only the outcome counts.
+  // to: the kept variable's table, up to a factor, each entry to be relied on. Without one only the outcome counts.
   Outcome Run(const Kernels& kernels, double* to);
 
  private:
@@ -62,8 +63,7 @@ class Elimination {
   struct Factor {
     const float* table;
     int first, size, firstAxis, numAxes;
-    int low;      // exponent of the smallest positive entry
-    double loss;  // binary logarithm of what any entry may have lost
+    Range range;
     bool padded;  // entries beyond its end may be read
     bool used;
     Key key;
@@ -82,8 +82,7 @@ class Elimination {
     std::size_t begin = 0;
     int size = 0;  // 0: a free place; 1: a positive number that need not be known
     int firstAxis = 0, numAxes = 0;
-    int low = 0;
-    double loss = 0;
+    Range range;
   };
 
   std::uint64_t* RowOf(int variable) { return rows_.data() + variable * words_; }
@@ -99,7 +98,7 @@ class Elimination {
   template <int INPUTS>
   void SumEntriesOf(const Bucket& bucket);
   void SumByPlan(const Bucket& bucket, const Kernels& kernels);
-  Outcome Judge(double largest, double loss) const;
+  Outcome MultiplyRest(double* to);
 
   int words_ = 1, keep_ = -1;
   Vector<int> sizes_, ids_;  // [variable]
