@@ -221,6 +221,7 @@ void Inference::Impl::FillClique(int c) {
     FindRange(begin, At(size), &largest, &least);
     if (least < 1) clique.low += std::ilogb(least);
   }
+  if (watch->Halts(static_cast<double>(clique.size))) return;
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
   RunProduct(fillPlan, *kernels, clique.potential.get(), factors.data(), arena.data());

@@ -129,6 +129,7 @@ void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::sp
 
 void Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
   const CliqueState& clique = cliques[At(c)];
+  if (watch->Halts(static_cast<double>(clique.size) + PASS_ENTRIES)) return;
   if (!clique.filled) FillClique(c);
   factors.assign(1, clique.potential.get());
   for (std::size_t k = 0; k < clique.links.size(); ++k)

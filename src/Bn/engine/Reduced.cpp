@@ -93,6 +93,7 @@ void Inference::Impl::HandToReduced(ReducedModel* model) {
     ForEachFree(familyNodes, {}, [&](std::size_t index) { table.push_back(from[index]); });
   }
   Inference& inference = *model->inference;
+  inference.impl_->watch = watch;
   inference.SetMaximize(maximize);
   inference.SetTables([this, model](int node) {
     const Vector<float>& table = model->tables[At(node)];

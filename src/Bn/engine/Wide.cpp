@@ -85,6 +85,7 @@ bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const int> varia
   const int numTables = static_cast<int>(tables.size());
   Vector<int> at(At(axes), 0), offsets(At(numTables + 2), 0);
   for (;;) {
+    if (watch->Halts(1)) return false;
     WideNumber product = Scaled(potential[offsets[0]], 0);
     for (int t = 0; t < numTables && product.mantissa > 0; ++t)
       product = Times(product, tables[At(t)][offsets[At(t + 1)]]);
