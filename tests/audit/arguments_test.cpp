@@ -531,6 +531,7 @@ TEST_F(ArgumentsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return Say(SetNetFindMPE_bn(net.get(), -1)); }, "3001 SetNetFindMPE_bn Test -1 0 1", "-1"},
       {[&] { return Say(SetUndoDepth_bn(-2, net.get())); }, "5581 SetUndoDepth_bn depth -2 -1 0 2147483647", "-1"},
       {[&] { return SetNodeExperience_bn(node, states, -1), ""; }, "5506 SetNodeExperience_bn experience node -1", ""},
+      {[&] { return SetNodeExperience_bn(bare, states, 1), ""; }, "2431 SetNodeExperience_bn bare", ""},
       {[&] { return SetNodeFuncValue_bn(node, states, 3.9), ""; }, "5508 SetNodeFuncValue_bn val 3 0 2 node 3", ""},
       {[&] { return SetNodeFuncValue_bn(node, states, -1e300), ""; },
        "5508 SetNodeFuncValue_bn val -2147483647 0 2 node 3", ""},

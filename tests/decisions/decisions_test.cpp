@@ -90,6 +90,17 @@ TEST_F(DecisionsTest, ReversalWithoutTablesWarnsAndTurnsTheLink) {
   EXPECT_EQ(Nodes(GetNodeParents_bn(a)), std::vector<node_bn>{b});
 }
 
+TEST_F(DecisionsTest, ALostTableIsMissed) {
+  node_bn a = AddNode(net, "A", {"a0", "a1"}, {}, {1, 0}), b = New("B", 2, {a});
+  EXPECT_TRUE(IsNodeDeterministic_bn(a));
+  ReverseLink_bn(a, b);
+  Reports();
+  EXPECT_FALSE(IsNodeDeterministic_bn(a));
+  SetTable(b, {0.5f, 0.5f});
+  CompileNet_bn(net.get());
+  EXPECT_EQ(Gist(), "5 2229 CompileNet_bn Test A");
+}
+
 // Absorbing nature nodes with and without findings leaves the joint of the others, given the findings.
 TEST_F(DecisionsTest, AbsorptionKeepsTheJointOfTheRest) {
   for (int seed = 1; seed <= 150; ++seed) {
