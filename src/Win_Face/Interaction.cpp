@@ -177,9 +177,9 @@ Failure FailHalted() {
 
 bool LongWork::Look() {
   lookAt_ = done_ + BETWEEN_LOOKS;
-  if (!wait_) wait_.emplace(what_, showing_);
+  if (!wait_) Begin();
   constexpr double ALMOST_ALL = 0.99;
-  return wait_->Progress(std::min(done_ / std::max(total_, 1.0), ALMOST_ALL));
+  return wait_->Progress(total_ > 0 ? std::min(done_ / total_, ALMOST_ALL) : share_);
 }
 
 void EndWait(Wait* wait) {

@@ -42,11 +42,13 @@ class WaitScope {
 };
 
 // Work in small steps, of which only some look at the clock. Its wait begins with the first of those, so that what is
-// over at once costs nothing.
+// over at once costs nothing. A unit of work takes some nanoseconds.
 class LongWork {
  public:
-  // total: units of work in all, about; a unit takes some nanoseconds. what must outlive it.
+  // what must outlive it. total: units in all, about; 0 where the share done is told from time to time.
   LongWork(const char* what, double total, Showing showing) : what_(what), total_(total), showing_(showing) {}
+  void Begin() { wait_.emplace(what_, showing_); }  // the wait, at once
+  void SetShare(double share) { share_ = share; }
   // True once it is halted.
   bool Halts(double units) {
     done_ += units;
@@ -59,7 +61,7 @@ class LongWork {
   bool Look();
 
   const char* what_;
-  double total_, done_ = 0, lookAt_ = BETWEEN_LOOKS;
+  double total_, share_ = 0, done_ = 0, lookAt_ = BETWEEN_LOOKS;
   Showing showing_;
   std::optional<WaitScope> wait_;
 };

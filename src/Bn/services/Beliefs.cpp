@@ -200,8 +200,9 @@ int UpdateBeliefs(net_bn net, bool printing) {
   printing = printing && UserOutput();
   if (!PrepareUpdate(net, printing)) return BELIEFS_FAILED;
   CompiledNet& compiled = *net->compiled;
-  int result = FinishUpdate(net, printing ? Propagate(compiled, Showing::Always)
-                                   : AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); }));
+  int result =
+      FinishUpdate(net, printing ? Propagate(compiled, Showing::Always)
+                                 : AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); }));
   if (result != BELIEFS_UPDATED) return result;
   double before = compiled.logProbability;
   compiled.probabilityKnown = false;
