@@ -27,7 +27,7 @@
               freed; a placeholder), 5110 (list NULL), 5119 to 5122 and 5145 (a list's entries), 5103 and 5141 (file
               NULL; damaged or freed), 5100, 5101 and 5139 (environment NULL; not started; damaged: these three are
               written to the standard error stream), 5114 (called from the progress callback, where only the error
-              functions work), 5134 or 5135 (the memory reserve is spent).
+              functions work), 5134 or 5135 (the memory reserve is spent), 2450 (halted).
    Ownership. Handles belong to the library until they are freed as told below. Strings, vectors and lists answered
               by functions whose names begin with Get belong to the net or node and stay valid until it is next
               changed; the host must not change or free them. What a host passes in is copied.
@@ -511,7 +511,9 @@ BRAVIC_API int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env);
 
 /* Writes a case file of random cases drawn from the net given its findings. numcases: how many; firstid: the first
    identification number, negative for none; freq: every row's frequency, 0 for none; append: 1 adds to the file.
-   Answers 0; negative on failure or when halted (5546, 5547, 2138, 2100 to 2102); the rows written stay. */
+   Draws that disagree with the findings are thrown away; but where the net is compiled and fewer than one in 40 would
+   agree, each case is drawn so that it does, in the same time whatever the findings are.
+   Answers 0; negative on failure or when halted (5546, 5547, 2138, 2100 to 2102, 2450, 2451); the rows written stay. */
 BRAVIC_API int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
                                             double freq, int append);
 

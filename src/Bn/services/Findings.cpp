@@ -8,6 +8,7 @@
 #include "Bn/model/Attributes.h"
 #include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
+#include "Bn/model/Undo.h"
 #include "Bn/model/UndoRecord.h"
 #include "Bn/services/Beliefs.h"
 #include "Bn/services/Compile.h"
@@ -299,12 +300,14 @@ using namespace bravic;
 void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state) {
   NetCall call("EnterFinding_bn");
   if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
+  const TakenBackIfHalted change(node->innet);
   EnterState(node, state, true);
 }
 
 void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state) {
   NetCall call("EnterFindingNot_bn");
   if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
+  const TakenBackIfHalted change(node->innet);
   Vector<float> weights(static_cast<std::size_t>(node->numstates), 1.0f);
   if (state >= 0 && state < node->numstates) weights[static_cast<std::size_t>(state)] = 0;
   EnterLikelihood(node, weights.data(), true);
@@ -317,12 +320,14 @@ void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood
     ReportError(-5514, "argument 'likelihood' is NULL");
     return;
   }
+  const TakenBackIfHalted change(node->innet);
   EnterLikelihood(node, likelihood, true);
 }
 
 void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value) {
   NetCall call("EnterNodeValue_bn");
   if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  const TakenBackIfHalted change(node->innet);
   EnterValue(node, value, true);
 }
 
@@ -365,11 +370,13 @@ double BRAVIC_CALL GetNodeValue_bn(node_bn node) {
 void BRAVIC_CALL RetractNodeFindings_bn(node_bn node) {
   NetCall call("RetractNodeFindings_bn");
   if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  const TakenBackIfHalted change(node->innet);
   RetractFinding(node);
 }
 
 void BRAVIC_CALL RetractAllFindings_bn(net_bn net) {
   NetCall call("RetractAllFindings_bn");
   if (!call.HasReserve(-5135) || !call.Check(net)) return;
+  const TakenBackIfHalted change(net);
   RetractAllFindings(net);
 }
