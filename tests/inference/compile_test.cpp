@@ -95,6 +95,11 @@ TEST_F(Compiling, StoresTheOrderItFound) {
   EXPECT_NE(std::string(JunctionTreeReport_bn(star.get())).find("Total state space = 12\n"), std::string::npos);
   EXPECT_EQ(UndoLastChange_bn(star.get()), 1);
   EXPECT_EQ(Order(star), Names({"Hub", "S", "T", "U"}));
+  for (const char* total : {"Total state space = 16\n", "Total state space = 12\n"}) {
+    CompileNet_bn(star.get());
+    EXPECT_NE(std::string(JunctionTreeReport_bn(star.get())).find(total), std::string::npos);
+    RedoLastChange_bn(star.get());
+  }
 }
 
 int BRAVIC_CALL HaltAlways(void* calls, const char*, double, double) {

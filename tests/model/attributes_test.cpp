@@ -32,6 +32,7 @@ class AttributesTest : public NetTest {
 TEST_F(AttributesTest, SettersAnswerWhetherTheyHaveChangedAnything) {
   const double levels[] = {0, 1, 2};
   const char* const names[] = {"x", nullptr, "low"};
+  a->chance = INVERTABLE;
   const std::function<int()> setters[] = {
       [&] { return SetNetName_bn(net.get(), "Other"); },
       [&] { return SetNetAutoUpdate_bn(net.get(), 1); },

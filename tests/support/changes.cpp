@@ -59,6 +59,7 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"value", [=] { EnterNodeValue_bn(node, 1.5); }},
       {"retract", [=] { RetractNodeFindings_bn(node); }},
       {"retract all", [=] { RetractAllFindings_bn(net); }},
+      {"find order", [=] { FindElimOrder_bn(net, 0); }},
       {"name", [=] { SetNodeName_bn(node, name.c_str()); }},
       {"title", [=] { SetNodeTitle_bn(node, name.c_str()); }},
       {"comment", [=] { SetNodeComment_bn(node, few > 0 ? name.c_str() : nullptr); }},
@@ -70,6 +71,9 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"order", [=] { SetNetElimOrder_bn(net, GetNetNodes_bn(net)); }},
       {"net name", [=] { SetNetName_bn(net, name.c_str()); }},
       {"net title", [=] { SetNetTitle_bn(net, name.c_str()); }},
+      {"net comment", [=] { SetNetComment_bn(net, few > 0 ? name.c_str() : nullptr); }},
+      {"auto-update", [=] { SetNetAutoUpdate_bn(net, few % 2); }},
+      {"most probable", [=] { SetNetFindMPE_bn(net, few % 2); }},
       {"net user data", [=] { SetNetUserData_bn(net, 0, few > 0 ? node : nullptr); }},
   };
 }

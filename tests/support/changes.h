@@ -24,7 +24,7 @@ class Changes {
   void Make(int kind) const { kinds_[static_cast<std::size_t>(kind)].second(); }
 
  private:
-  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 12;
+  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 15;
 
   nodelist_bn list_, one_;
   filespec_ns cases_;

@@ -236,6 +236,6 @@ nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes) {
 
 void BRAVIC_CALL FreeNodeList_bn(nodelist_bn nodes) {
   NetCall call("FreeNodeList_bn");
-  if (!nodes || (call.Lists() && !CheckFreeable(nodes))) return;
+  if (!nodes || call.IsRefused() || (call.Lists() && !CheckFreeable(nodes))) return;
   FreeList(nodes);
 }

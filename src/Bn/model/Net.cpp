@@ -330,7 +330,6 @@ void NotifyChange(net_bn net, node_bn node, ChangeCode code) {
       GraphChanged(net);
       break;
     case ChangeCode::Kind:
-      if (node) node->chance = UNKNOWN_CHANCE;
       GraphRestored(net);
       break;
     case ChangeCode::TablesLost:
@@ -349,6 +348,7 @@ void StartModel() {
   RegisterType(STUB_TAG, "stub", sizeof(bnode), nullptr);
   RegisterType(NODELIST_TAG, "bndlist", sizeof(nodelist_rec), [](void*) {});
   RegisterType(UNDO_TAG, "bnundo", sizeof(UndoRecord), nullptr);
+  StartUndo();
   undef_dbl_ns = UNDEF_DBL;
   inf_dbl_ns = INF_DBL;
   prototypeNode = NewPrototype();

@@ -42,8 +42,8 @@ bool KeepPresentOrder(net_bn net);
 int NewMark();  // a fresh visit label
 
 // Tells what depends on a net that it was changed. Graph, Added and Removed do what GraphChanged does, Kind (the kind,
-// the discreteness) uncompiles the net and forgets the node's caches, TablesLost and Table do what TableChanged does,
-// Finding calls its hook. The numbers are those of the change.
+// the discreteness) what GraphRestored does, TablesLost and Table what TableChanged does, Finding calls its hook. The
+// numbers are those of the change.
 enum class ChangeCode { Graph = 0, Kind = 2, Added = 3, TablesLost = 5, Removed = 6, Table = 7, Finding = 8 };
 void NotifyChange(net_bn net, node_bn node, ChangeCode code);
 // The graph or the node set changed: node order and elimination order go, and the net is uncompiled.

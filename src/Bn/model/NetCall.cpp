@@ -56,6 +56,7 @@ bool Refuse(int number, const StateFault& fault, const char* what) {
 }  // namespace
 
 bool NetCall::Check(net_bn net) {
+  if (IsRefused()) return false;
   if (!Basic()) return true;
   if (!net) {
     ReportError(-5104, "NULL passed for net_bn");
@@ -69,6 +70,7 @@ bool NetCall::Check(net_bn net) {
 }
 
 bool NetCall::CheckAnyNode(node_bn node) {
+  if (IsRefused()) return false;
   if (!Basic()) return true;
   if (!node) {
     ReportError(-5105, "NULL passed for node_bn");
@@ -89,6 +91,7 @@ bool NetCall::Check(node_bn node) {
 }
 
 bool NetCall::Check(nodelist_bn list, unsigned allow) {
+  if (IsRefused()) return false;
   if (Basic() && (!list || TagOf(list) != NODELIST_TAG)) {
     ReportError(-5110, "NULL passed for the nodelist_bn");
     return false;

@@ -97,8 +97,6 @@ bool ReshapeTables(UndoRecord* undo, node_bn node, std::span<const node_bn> newp
   statetype* determin = reshape(node->determin, 1);
   float* determinv = reshape(node->determinv, 1);
   ReplaceTables(undo, node, probs, numcases, determin, determinv, node->normalized);
-  node->probsokay = -1;
-  node->chance = UNKNOWN_CHANCE;
   return fine;
 }
 

@@ -13,7 +13,9 @@ namespace {
 
 constexpr int FIRST_SEQUENCE = 1, WARN_SEQUENCE = 2047483647, LAST_SEQUENCE = 2147483547;
 
-int depthLimit = 1;
+constexpr int DEFAULT_DEPTH = 1;
+
+int depthLimit = DEFAULT_DEPTH;
 int undoCounter = FIRST_SEQUENCE;
 UndoGroup* innermostGroup = nullptr;
 
@@ -193,6 +195,10 @@ void FreeUndo(net_bn net) {
 
 void UnrecordedChange(net_bn net) {
   FreeUndo(net);
+}
+
+void StartUndo() {
+  depthLimit = DEFAULT_DEPTH;
 }
 
 }  // namespace bravic

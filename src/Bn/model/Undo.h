@@ -91,6 +91,7 @@ void RedoTo(net_bn net, int sequence);
 bool UndoLast(net_bn net);
 bool RedoLast(net_bn net);
 void FreeUndo(net_bn net);
+void StartUndo();  // the depth as it is before a host sets it
 // A change that is not recorded (recording off): what is kept on both stacks no longer fits and is freed.
 void UnrecordedChange(net_bn net);
 

@@ -13,12 +13,6 @@ HeldValue& Hold(UndoRecord* undo, HeldValue::Form form, void* field) {
   return undo->values.back();
 }
 
-// The caches of a node's tables are held with the tables, since a restored table has its old answers.
-void HoldCaches(UndoRecord* undo, node_bn node) {
-  Hold(undo, HeldValue::INT, &node->probsokay).index = node->probsokay;
-  Hold(undo, HeldValue::INT, &node->chance).index = node->chance;
-}
-
 // A row's four parts as they lie in a ROW block.
 struct RowBlock {
   int normalized;
@@ -151,20 +145,33 @@ void SwapEdits(UndoRecord* undo) {
 // What the hooks have to be told once everything is in its place.
 struct Effects {
   bool structure = false, propagation = false;
-  Vector<node_bn> kinds, tables, findings;
+  Vector<node_bn> tables, findings;
 };
 
 void NoteEffects(const UndoRecord* undo, Effects& effects) {
-  if (undo->structural || undo->code == UNDO_REVERSE) effects.structure = true;
-  if (undo->code == UNDO_KIND || undo->code == UNDO_DISCRETE) effects.kinds.push_back(undo->node);
-  if (undo->code == UNDO_FIND_MPE) effects.propagation = true;
+  switch (undo->code) {
+    case UNDO_REVERSE:
+    case UNDO_KIND:
+    case UNDO_DISCRETE:
+    case UNDO_ELIM_ORDER:
+      effects.structure = true;
+      break;
+    case UNDO_FIND_MPE:
+      effects.propagation = true;
+      break;
+    default:
+      effects.structure = effects.structure || undo->structural;
+  }
   bool table = false, finding = false;
   for (const HeldValue& value : undo->values) {
     if (value.form == HeldValue::NUM_STATES) effects.structure = true;
-    if (value.form == HeldValue::ROW || (undo->node && value.field == &undo->node->probsokay)) table = true;
+    if (value.form == HeldValue::ROW || (undo->node && value.field == &undo->node->normalized)) table = true;
     if (value.form == HeldValue::FINDING) finding = true;
   }
-  if (table) effects.tables.push_back(undo->node);
+  if (table) {
+    undo->node->probsokay = -1;
+    effects.tables.push_back(undo->node);
+  }
   if (finding) effects.findings.push_back(undo->node);
 }
 
@@ -211,7 +218,6 @@ void RaiseHooks(net_bn net, const Effects& effects) {
   } else if (effects.propagation) {
     net->findingsApplied = net->beliefsCurrent = false;
   }
-  for (node_bn node : effects.kinds) NotifyChange(net, node, ChangeCode::Kind);
   for (node_bn node : effects.tables) {
     if (node->innet) TableRestored(node);
   }
@@ -313,10 +319,9 @@ void ReplaceNumStates(UndoRecord* undo, node_bn node, int numstates) {
 
 void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases, statetype* determin, float* determinv,
                    int normalized) {
-  if (undo) {
-    undo->node = node;
-    HoldCaches(undo, node);
-  }
+  if (undo) undo->node = node;
+  Replace(undo, node->chance, UNKNOWN_CHANCE);
+  node->probsokay = -1;
   // Even none for none is held: a table made meanwhile from the others has to go when the record is applied.
   const auto replace = [&](auto*& field, auto* table) {
     if (!table || table != field) ReplaceBlock(undo, field, table);
@@ -331,8 +336,8 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
 void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   if (!undo) return;
   undo->node = node;
-  undo->values.reserve(undo->values.size() + 3);  // rows are set by the million
-  HoldCaches(undo, node);
+  undo->values.reserve(undo->values.size() + 2);  // rows are set by the million
+  Hold(undo, HeldValue::INT, &node->chance).index = node->chance;
   const auto r = static_cast<std::size_t>(index);
   const auto n = static_cast<std::size_t>(node->numstates);
   auto* row = static_cast<RowBlock*>(AllocateCleared(1, sizeof(RowBlock) + n * sizeof(float)));
