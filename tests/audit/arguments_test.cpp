@@ -491,7 +491,7 @@ TEST_F(ArgumentsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
        25},
       {[&] { return Say(GetNodeProbs_bn(node, wild)); }, "5136 GetNodeProbs_bn node -5 cause 0", "1", 25},
       {[&] { return SetNodeProbs_bn(node, states, nullptr), ""; }, "5113 SetNodeProbs_bn NULL", ""},
-      {[&] { return SetNodeProbs_bn(node, states, negative), ""; }, "5133 SetNodeProbs_bn 1", "", 25},
+      {[&] { return SetNodeProbs_bn(node, states, negative), ""; }, "5133 SetNodeProbs_bn 1 node 1", "", 25},
       {[&] { return SetNodeProbs_bn(bare, states, row), ""; }, "5504 SetNodeProbs_bn bare", ""},
       {[&] { return SetNodeProbs_bn(childOfReal, states, row), ""; }, "5123 SetNodeProbs_bn child bare", "", 25},
       {[&] { return Say(GetNetUserData_bn(net.get(), 1)); }, "5201 GetNetUserData_bn kind 1 0", "NULL"},
