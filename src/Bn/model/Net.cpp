@@ -151,6 +151,7 @@ void FreeNet(net_bn net) {
   }
   ClearList(net->elimorder);
   Free(net->names.slots);
+  Free(net->defineNames.slots);
   for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,
                      net->filename, net->casefilename}) {
     Free(text);

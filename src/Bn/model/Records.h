@@ -208,6 +208,7 @@ struct bnet {
   int orderstate = bravic::ORDER_UNKNOWN;
   bool keepsbeliefs = false;                    // every node has a belief vector
   bravic::NameTable names;                      // placeholders are never found by name
+  bravic::NameTable defineNames;                // of define-nodes: taken, but not to be found
   nodelist_rec elimorder;                       // num -1: none set
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
   char freshStem[32] = {};                      // the stem last counted up, and where its count may begin
