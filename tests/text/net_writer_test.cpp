@@ -134,6 +134,43 @@ TEST_F(NetWriterTest, DefineNodesStay) {
   EXPECT_EQ(Reports(), "");
 }
 
+TEST_F(NetWriterTest, NamesOfDefineNodesAreTaken) {
+  net = Read("// ~->[DNET-1]->~\nbnet t {define node N1 {}; define node b1 {}; node b {states = (x, y);};};");
+  EXPECT_EQ(NewNode_bn("b1", 2, net.get()), nullptr);
+  EXPECT_EQ(SetNodeName_bn(At("b"), "N1"), -1);
+  EXPECT_EQ(Gist(), "5 5512 NewNode_bn b1 t; 5 5512 SetNodeName_bn N1 t");
+  NewNode_bn(nullptr, 2, net.get());
+  nodelist_bn list = List({At("b")});
+  FreeNodeList_bn(DuplicateNodes_bn(list, net.get()));
+  FreeNodeList_bn(list);
+  EXPECT_EQ(Names(Nodes(net)), "b N2 b2");
+}
+
+// Placeholders of deleted nodes that had all the same name, each of which is another one in the file.
+TEST_F(NetWriterTest, PlaceholdersOfOneNameGetNumbers) {
+  constexpr int NUM = 4000;
+  for (int i = 0; i < NUM; i++) {
+    node_bn parent = New("a");
+    New(("c" + std::to_string(i)).c_str(), 2, {parent});
+    DeleteNode_bn(parent);
+  }
+  const std::string text = Written(net);
+  EXPECT_THAT(text, ::testing::HasSubstr("\nparam a {"));
+  EXPECT_THAT(text, ::testing::HasSubstr("\nparam a3999 {"));
+  EXPECT_EQ(Written(Read(text)), text);
+}
+
+TEST_F(NetWriterTest, NumbersOfStatesFollowTheBase) {
+  net = Read(
+      "// ~->[DNET-1]->~\nbnet t {node a {numstates = 20;}; node b {parents = (a); states = (x); numcases = 1;};};");
+  EnterFinding_bn(At("a"), 17);
+  printOptions.hexNumbers = true;
+  const std::string text = Written(net);
+  EXPECT_THAT(text, ::testing::HasSubstr("numstates = 14;"));
+  EXPECT_THAT(text, ::testing::HasSubstr("evidence = #11;"));
+  EXPECT_EQ(GetNodeFinding_bn(Named(Read(text), "a")), 17);
+}
+
 // Beliefs are worked out when they are asked for; those of an earlier state of the findings are not written.
 TEST_F(NetWriterTest, BeliefsAreThoseOfTheFindings) {
   net = ChestClinic(env);
