@@ -112,8 +112,9 @@ void FreeNet(net_bn net) {
     ClearList(*list);
   }
   ClearList(net->elimorder);
-  for (void* block : {static_cast<void*>(net->names.slots), static_cast<void*>(net->freshStems),
-                      static_cast<void*>(net->nodeHoles.counts), static_cast<void*>(net->stubHoles.counts)}) {
+  for (void* block : {static_cast<void*>(net->names.slots), static_cast<void*>(net->defineNames.slots),
+                      static_cast<void*>(net->freshStems), static_cast<void*>(net->nodeHoles.counts),
+                      static_cast<void*>(net->stubHoles.counts)}) {
     Free(block);
   }
   for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,

@@ -137,8 +137,7 @@ bool NetCall::Check(nodelist_bn list, unsigned allow) {
 
 bool NetCall::CheckNameUnused(const char* name, net_bn net, node_bn except) {
   if (!Lists()) return true;
-  node_bn user = FindNode(net, name);
-  if (!user || user == except) return true;
+  if (!IsNameTaken(net, name) || (except && FindNode(net, name) == except)) return true;
   ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, net->name);
   return false;
 }

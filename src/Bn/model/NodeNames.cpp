@@ -42,7 +42,7 @@ void Grow(NameTable& table) {
 }
 
 bool IsFree(net_bn net, const char* name) {
-  return !FindNode(net, name);
+  return !IsNameTaken(net, name);
 }
 
 // The next letter of the same case that no node uses; 0 when the walk comes round to where it began.
@@ -123,6 +123,10 @@ void EnterInTable(NameTable& table, node_bn node) {
 
 node_bn FindNode(net_bn net, const char* name) {
   return FindInTable(net->names, name);
+}
+
+bool IsNameTaken(net_bn net, const char* name) {
+  return FindNode(net, name) || FindInTable(net->defineNames, name);
 }
 
 void EnterNodeName(net_bn net, node_bn node) {

@@ -119,19 +119,24 @@ void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> old
   }
 }
 
-// Kept parents keep their link names, added ones get the default.
+// Kept parents keep their link names, added ones get the default unless a link has that name already.
 void UpdateLinkNames(UndoRecord* undo, node_bn node, std::span<const node_bn> newparents,
                      std::span<const int> inverse) {
   if (!node->inputs) return;
   auto** names = static_cast<char**>(AllocateCleared(newparents.size(), sizeof(char*)));
-  bool any = false;
+  const std::span<char*> all(names, newparents.size());
   char buffer[LINK_NAME_LEN];
-  for (std::size_t k = 0; k < newparents.size(); ++k) {
-    names[k] = inverse[k] >= 0 ? DupText(node->inputs[inverse[k]])
-                               : DupText(DefaultLinkName(*newparents[k], static_cast<int>(k), buffer));
-    any = any || *OrEmpty(names[k]);
+  for (std::size_t k = 0; k < all.size(); ++k) {
+    if (inverse[k] >= 0) names[k] = DupText(node->inputs[inverse[k]]);
   }
-  if (!any) {
+  for (std::size_t k = 0; k < all.size(); ++k) {
+    if (inverse[k] >= 0) continue;
+    const char* name = DefaultLinkName(*newparents[k], static_cast<int>(k), buffer);
+    if (std::none_of(all.begin(), all.end(), [&](const char* other) { return EqualText(other, name); })) {
+      names[k] = DupText(name);
+    }
+  }
+  if (std::none_of(all.begin(), all.end(), [](const char* name) { return *OrEmpty(name) != 0; })) {
     FreeTexts(names);
     names = nullptr;
   }

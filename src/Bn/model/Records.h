@@ -226,6 +226,7 @@ struct bnet {
   bool keepsbeliefs = false;                    // every node has a belief vector
   bravic::Holes nodeHoles, stubHoles;
   bravic::NameTable names;                      // placeholders are never found by name
+  bravic::NameTable defineNames;                // of define-nodes: taken, but not to be found
   nodelist_rec elimorder;                       // num -1: none set
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
   bravic::FreshStem* freshStems = nullptr;      // [NUM_FRESH_STEMS] owned: stems counted up, by their hash; or NULL

@@ -160,6 +160,9 @@ static Failure CheckWeights(node_bn node, std::span<const float> weights) {
     }
   }
   if (AllZero(weights)) return Fail(-3303, "likelihood consists of all zeroes");
+  if (node->discrete == CONTINUOUS && !node->levels) {
+    return Fail(-2433, "likelihood is for a node that is continuous without any range levels defined");
+  }
   if (node->kind == ASSUME_NODE) return Fail(-3304, "likelihood findings are not allowed for ASSUME nodes");
   return nullptr;
 }

@@ -205,7 +205,14 @@ void KeepAsFindings(std::span<const node_bn> nodes, const SampleOrder& order) {
   UndoGroup group(UNDO_ALL_FINDINGS, nodes[0]->innet);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     const std::size_t at = static_cast<std::size_t>(order.listed[i]);
-    StoreFinding(nodes[i], order.states[at], order.values[at], nullptr);
+    statetype state = order.states[at];
+    double value = order.values[at];
+    // A function's value has its place among the levels like any other, and is no finding beyond them.
+    if (state < 0 && value != UNDEF_DBL) {
+      state = StateOfValue(*nodes[i], value, LEVEL_TOLERANCE);
+      if (!IsWithinBounds(*nodes[i], value)) value = UNDEF_DBL;
+    }
+    StoreFinding(nodes[i], state, value, nullptr);
   }
 }
 
