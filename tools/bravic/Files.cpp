@@ -178,7 +178,8 @@ InputFile::InputFile(const std::string& path) : name_(path) {
   std::error_code failure;
   const fs::file_status status = fs::status(path, failure);
   const bool standard = IsStandard(path);
-  if (!standard && (!fs::exists(status) || fs::is_regular_file(status) || fs::is_directory(status))) return;
+  if (!standard && fs::is_directory(status)) throw Refusal("'" + path + "' is a folder");
+  if (!standard && (!fs::exists(status) || fs::is_regular_file(status))) return;
   static bool standardWasRead = false;
   if (standard && standardWasRead) throw Refusal("the standard input can be read only once");
   standardWasRead |= standard;
