@@ -104,7 +104,7 @@ bool Machine::HasRoom(int which, double factor) const {
     const auto parents = Nodes(GetNodeParents_bn(node));
     if (parents.size() > MAX_PARENTS) return false;
     for (node_bn parent : parents) {
-      if (GetNodeKind_bn(parent) == DISCONNECT_NODE) factor *= std::max(NumStates(parent), 1);
+      if (IsPlaceholder(parent)) factor *= std::max(NumStates(parent), 1);
     }
   }
   return factor <= MAX_CONFIGURATIONS && nodes.size() <= MAX_NODES;

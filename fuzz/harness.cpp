@@ -94,8 +94,9 @@ void AddNode(std::string& look, node_bn node) {
   look += "\n  parents ";
   int link = 0;
   for (node_bn parent : Nodes(GetNodeParents_bn(node))) {
-    const bool gone = GetNodeKind_bn(parent) == DISCONNECT_NODE;
-    look += std::string(GetLinkName_bn(node, link++)) + (gone ? ":gone " : ":") + GetNodeName_bn(parent) + " ";
+    // A placeholder whose name is in use again gets a fresh one in a file.
+    look += std::string(GetLinkName_bn(node, link++)) + ":" +
+            (IsPlaceholder(parent) ? std::to_string(NumStates(parent)) : GetNodeName_bn(parent)) + " ";
   }
   AddTables(look, node);
   look += "\n  finding " + std::to_string(GetNodeFinding_bn(node)) + " " + Text(GetNodeValue_bn(node)) +
@@ -244,6 +245,10 @@ void CheckBeliefs(const Net& net) {
     if (!ErrorNumbers().empty()) Fail("reading beliefs", Errors() + Look(net));
   }
   ForgetErrors();
+}
+
+bool IsPlaceholder(node_bn node) {
+  return TagOf(node) == STUB_TAG;
 }
 
 Kept::Kept(const Net& net) {

@@ -60,6 +60,7 @@ class Quickly {
   int before_;
 };
 
+bool IsPlaceholder(node_bn node);
 // All that a host can read of a net, but for beliefs and orders.
 std::string Look(const Net& net);
 std::string Difference(const std::string& is, const std::string& was);  // where they begin to differ

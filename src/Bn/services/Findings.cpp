@@ -227,8 +227,9 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
   const char* units = node.units ? node.units : "";
   if (!IsWithinBounds(node, value)) {
     const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
-    return value < lowest ? Fail(-3308, "new value %g is less than lowest allowable (%g%s)", value, lowest, units)
-                          : Fail(-3309, "new value %g is higher than highest allowable (%g%s)", value, highest, units);
+    return value < lowest
+               ? Fail(-3308, "new value %g is less than lowest allowable (%g%.40s)", value, lowest, units)
+               : Fail(-3309, "new value %g is higher than highest allowable (%g%.40s)", value, highest, units);
   }
   *state = StateOfValue(node, value, VALUE_TOLERANCE);
   if (*state != UNDEF_STATE || node.discrete != DISCRETE) return nullptr;
@@ -236,8 +237,8 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
   for (statetype s = 1; s < node.numstates; ++s) {
     if (std::fabs(value - node.levels[s]) < std::fabs(value - node.levels[nearest])) nearest = s;
   }
-  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%s)", value,
-              nearest, node.levels[nearest], units);
+  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%.40s)",
+              value, nearest, node.levels[nearest], units);
 }
 
 static Failure CheckValue(node_bn node, double value, bool accumulate, statetype* state) {
