@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Bn/model/Tables.h"
+#include "Bn/services/Likelihood.h"
 #include "Bn/services/NodeReader.h"
 
 namespace bravic {
@@ -158,7 +159,8 @@ bool ReadVector(NodeBlock& block, NodeField field, int number) {
               block.node.name, LineNow(block.reader));
     return false;
   }
-  const auto bad = [](double entry) { return !(entry >= 0 && entry <= 3.4e38); };
+  const double most = field == NODE_LIKELIHOOD ? 1.7e308 : 3.4e38;
+  const auto bad = [&](double entry) { return !(entry >= 0 && entry <= most); };
   if (std::any_of(numbers.begin(), numbers.end(), bad)) return BadValue(block, field, "an illegal number");
   return true;
 }
@@ -175,7 +177,7 @@ bool ReadLikelihood(NodeBlock& block) {
   if (!ReadVector(block, NODE_LIKELIHOOD, -1093)) return false;
   const auto& numbers = block.reader.numbers;
   if (numbers.empty() || node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) return true;
-  const auto isNonZero = [](double entry) { return static_cast<float>(entry) != 0; };
+  const auto isNonZero = [](double entry) { return entry != 0; };
   const auto nonZero = std::count_if(numbers.begin(), numbers.end(), isNonZero);
   if (nonZero == 0) return BadValue(block, NODE_LIKELIHOOD, "likelihood consists of all zeroes");
   if (nonZero == 1 && numbers.size() > 1) {
@@ -184,7 +186,7 @@ bool ReadLikelihood(NodeBlock& block) {
     if (node.discrete == DISCRETE && node.levels) node.value = node.levels[node.evidence];
     return true;
   }
-  node.likelihood = MakeVector(numbers);
+  node.likelihood = MakeLikelihood(numbers).release();
   return true;
 }
 
