@@ -432,8 +432,8 @@ BRAVIC_API void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state);
 /* The node is not in the state. (5106; 3304 to 3307) */
 BRAVIC_API void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state);
 
-/* likelihood [number of states]: how probable the observation is in each state of the node, 0 or more; copied.
-   (5514; 3303 to 3307) */
+/* likelihood [number of states]: how probable the observation is in each state of the node, 0 or more; copied. Several
+   multiply, whatever becomes of the range of floats. (5514; 3303 to 3307, 3318) */
 BRAVIC_API void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype *likelihood);
 
 /* The node has the value: a continuous node with intervals is then in the state whose interval holds it (closed
@@ -464,8 +464,13 @@ BRAVIC_API const probtype *BRAVIC_CALL GetNodeBeliefs_bn(node_bn node);
 BRAVIC_API int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node);
 
 /* Answers the probability of all findings together, after bringing the beliefs up to date; 0.0 when the findings
-   contradict each other, -1.0 on other failures (2077 ...). */
+   contradict each other, -1.0 on other failures (2077 ...). Right to a part in 100,000; what is smaller than the
+   smallest normal double is answered as that, 2.2e-308. */
 BRAVIC_API double BRAVIC_CALL CaseProbability_bn(net_bn net);
+
+/* Answers the natural logarithm of the probability of all findings together, however small that is; -inf_dbl_ns when
+   the findings contradict each other (2078), undef_dbl_ns on other failures (2077 ...). */
+BRAVIC_API double BRAVIC_CALL CaseLogProbability_bn(net_bn net);
 
 /* ---- Net files ---- */
 

@@ -157,6 +157,7 @@ std::vector<OpenCall<net_bn>> ArgumentsTest::NetCalls() {
       {"CompileNet_bn", [](net_bn it) { return CompileNet_bn(it), ""; }, ""},
       {"RetractAllFindings_bn", [](net_bn it) { return RetractAllFindings_bn(it), ""; }, ""},
       {"CaseProbability_bn", [](net_bn it) { return Say(CaseProbability_bn(it)); }, "-1"},
+      {"CaseLogProbability_bn", [](net_bn it) { return Say(CaseLogProbability_bn(it)); }, "undefined"},
       {"WriteNet_bn", [this](net_bn it) { return WriteNet_bn(it, file), ""; }, ""},
       {"JunctionTreeReport_bn", [](net_bn it) { return Say(JunctionTreeReport_bn(it)); }, "error"},
       {"SetNetFindMPE_bn", [](net_bn it) { return Say(SetNetFindMPE_bn(it, 1)); }, "-1"},

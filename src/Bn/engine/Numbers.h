@@ -92,6 +92,12 @@ void FindRange(const Number* numbers, std::size_t size, Number* largest, Number*
   *least = std::min(std::min(low[0], low[1]), std::min(low[2], low[3]));
 }
 
+// Spread over [0.5, 1).
+inline double SpreadFactor(int i) {
+  const double turns = 0.6180339887498949 * (i + 1);
+  return 0.5 + 0.5 * (turns - std::floor(turns));
+}
+
 // To about 1e-7. The library's own differ between platforms in the last bit, and what is decided by it must not.
 inline double BinaryLogarithm(double x) {
   int exponent;

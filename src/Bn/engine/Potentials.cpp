@@ -162,6 +162,10 @@ Status Inference::AllocatePotentials(int* failedClique) {
       return Status::NoMemory;
     }
   }
+  constexpr std::ptrdiff_t MANY = 100;
+  impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(), [](const CliqueState& clique) {
+                           return clique.potential != nullptr;
+                         }) >= MANY;
   if (!impl.laidOut) impl.ChooseLayouts();
   impl.laidOut = true;
   // A small part of what the tree takes, or little enough.
@@ -257,6 +261,20 @@ int Inference::Impl::ShapeTables(int c) {
   return low;
 }
 
+// The node's table times a factor, each row normalized before it is rounded; answers the end.
+template <class Number>
+Number* Inference::Impl::CopyScaled(int node, double factor, Number* to) const {
+  const float* rows = tableOf(node);
+  const int own = numstates[At(node)];
+  for (std::size_t size = TableSize(node); size > 0; size -= At(own), rows += own) {
+    double scale;
+    ScaleOf(node, rows, &scale);
+    scale *= factor;
+    for (int s = 0; s < own; ++s) *to++ = scale == 0 ? 0 : static_cast<Number>(scale * static_cast<double>(rows[s]));
+  }
+  return to;
+}
+
 // In doubles, of tables normalized in doubles; false without memory. Cliques that are not small go back to floats when
 // these hold all.
 bool Inference::Impl::FillExactly(int c) {
@@ -271,15 +289,9 @@ bool Inference::Impl::FillExactly(int c) {
   double* free = tableDoubles.data();
   exactFactors.clear();
   for (int node : clique.homed) {
-    const float* rows = tableOf(node);
-    if (!rows) continue;
+    if (!tableOf(node)) continue;
     exactFactors.push_back(free);
-    const int own = numstates[At(node)];
-    for (std::size_t size = TableSize(node); size > 0; size -= At(own), rows += own) {
-      double scale;
-      ScaleOf(node, rows, &scale);
-      for (int s = 0; s < own; ++s) *free++ = scale == 0 ? 0 : scale * static_cast<double>(rows[s]);
-    }
+    free = CopyScaled(node, 1, free);
   }
   int* strides = fillShape.AddTarget();
   std::copy(clique.strides.begin(), clique.strides.end(), strides);
@@ -292,31 +304,40 @@ bool Inference::Impl::FillExactly(int c) {
   clique.range = {0, low < DOUBLE_FLOOR ? DOUBLE_FLOOR + 16 : NO_LOSS};
   if (largest > 0) clique.range.low = std::min(0, Exponent(least) - 1);
   if (clique.potential && clique.range.low >= FLOAT_FLOOR && clique.range.lost == NO_LOSS) {
-    for (std::size_t i = 0; i < clique.size; ++i) clique.potential[i] = static_cast<float>(clique.exact[i]);
+    const double scale = spreadsRounding ? SpreadFactor(c) : 1;
+    for (std::size_t i = 0; i < clique.size; ++i) clique.potential[i] = static_cast<float>(scale * clique.exact[i]);
     clique.exact.reset();
+    clique.unscale = 1 / scale;
   }
   return true;
 }
 
 void Inference::Impl::FillFloats(int c) {
   CliqueState& clique = cliques[At(c)];
-  const int low = ShapeTables(c);
+  int low = ShapeTables(c);
   std::copy(clique.strides.begin(), clique.strides.end(), fillShape.Strides(0));
   // Each table is copied, for the slack behind it.
   float* free = tableRoom.get();
   factors.clear();
+  clique.unscale = 1;
   for (int node : clique.homed) {
     const float* rows = tableOf(node);
     if (!rows) continue;
     const TableFacts& facts = FactsOf(node);
     factors.push_back(free);
-    free = std::copy_n(facts.cleaned.empty() ? rows : facts.cleaned.data(), TableSize(node), free);
+    if (spreadsRounding) {
+      free = CopyScaled(node, SpreadFactor(node), free);
+      clique.unscale /= SpreadFactor(node);
+    } else {
+      free = std::copy_n(facts.cleaned.empty() ? rows : facts.cleaned.data(), TableSize(node), free);
+    }
     free = std::fill_n(free, KERNEL_SLACK, 0.0f);
   }
   if (watch->Halts(static_cast<double>(clique.size))) return;
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
   RunProduct(fillPlan, *kernels, clique.potential.get(), factors.data(), arena.data());
+  if (spreadsRounding) low -= static_cast<int>(factors.size());
   clique.range = {low, low < FLOAT_FLOOR ? FLOAT_FLOOR + 16 : NO_LOSS};
 }
 

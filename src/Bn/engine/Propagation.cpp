@@ -171,6 +171,7 @@ void Inference::Impl::RunInDoubles(PreparedPass* pass, int c, int exceptLink) {
     else
       floats += by;
   }
+  passUnscale = clique.exact ? 1 : clique.unscale;
   const double* const* from = exactFactors.data();
   if (clique.exact)
     RunPlainly(pass->shape, from[0], from + 1, targets.data(), maximize);
@@ -193,8 +194,13 @@ int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
     return targets[0].narrow ? FLOAT_FLOOR : DOUBLE_FLOOR;
   }
   factors.assign(1, clique.potential.get());
-  for (std::size_t k = 0; k < clique.links.size(); ++k)
-    if (static_cast<int>(k) != exceptLink) factors.push_back(messages[At(clique.links[k].in)].floats);
+  passUnscale = clique.unscale;
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    factors.push_back(message.floats);
+    passUnscale *= message.unscale;
+  }
   if (numWeighted > 0)
     for (int node : clique.entered)
       if (findings[At(node)].weighted) factors.push_back(findings[At(node)].floats.data());
@@ -233,12 +239,11 @@ long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {
 
 namespace {
 
-// Scales by 2^-exponent.
 template <class Number>
-void Scale(const Number* entries, std::size_t size, int exponent, const Message& to) {
-  const double scale = PowerOfTwo(std::clamp(-exponent, -1022, 1023));
+void Scale(const Number* entries, std::size_t size, double scale, const Message& to) {
   if (to.probs)
     for (std::size_t i = 0; i < size; ++i) to.probs[i] = static_cast<double>(entries[i]) * scale;
+  scale /= to.unscale;
   if (to.floats)
     for (std::size_t i = 0; i < size; ++i) to.floats[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
 }
@@ -280,6 +285,7 @@ void Inference::Impl::StoreVacuous(int m) {
   const std::size_t size = FreeSize(separators[At(m / 2)].variables);
   if (message.probs) std::fill_n(message.probs, size, 1.0);
   if (message.floats) std::fill_n(message.floats, size, 1.0f);
+  message.unscale = 1;
   message.exponent = 0;
   message.range = {};
   message.vacuous = message.valid = true;
@@ -307,11 +313,13 @@ Outcome Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divi
     const Outcome outcome = Judge(static_cast<double>(largest), lost);
     message.valid = outcome == Outcome::GOOD;
     if (!message.valid) return outcome;
-    const int exponent = Exponent(static_cast<double>(largest));
-    Scale(entries, size, exponent, message);
+    const int exponent = Exponent(static_cast<double>(largest) * passUnscale);
+    message.unscale = spreadsRounding && message.probs ? 1 / SpreadFactor(m) : 1;
+    Scale(entries, size, passUnscale * PowerOfTwo(std::clamp(-exponent, -1022, 1023)), message);
     message.exponent += exponent;
     const int floor = message.probs ? DOUBLE_FLOOR : FLOAT_FLOOR;
-    message.range = StoredRange(static_cast<double>(least), exponent, lost, floor);
+    message.range = StoredRange(static_cast<double>(least), Exponent(static_cast<double>(largest)), lost, floor);
+    message.range.low -= 2 * spreadsRounding;
     return outcome;
   };
   return target.wide ? store(target.wide) : store(target.narrow);
@@ -613,6 +621,7 @@ Status Inference::Impl::PropagateInFloats(int node, std::span<float> to) {
   if (outcome == Outcome::DOUBTFUL) return PropagateWide();
   if (outcome == Outcome::ZERO) return Status::Inconsistent;
   if (isAsked) Normalize(table, to);
+  total *= passUnscale;
   return Status::Done;
 }
 

@@ -24,6 +24,7 @@ struct Message {
   // for large separators, floats where all that read them are small cliques.
   double* probs = nullptr;
   float* floats = nullptr;
+  double unscale = 1;      // probs are floats * unscale
   long long exponent = 0;  // the weights are probs * 2^exponent, all that lies behind it included
   bool valid = false;
   bool rests = false;    // on the opposite message's zeros
@@ -75,6 +76,7 @@ struct CliqueState {
   // The potential: floats, or doubles where the clique is small or floats cannot hold it.
   Block<float> potential;
   Block<double> exact;
+  double unscale = 1;  // the weights are potential * unscale
   bool filled = false;
   enum class Homed : unsigned char { UNKNOWN, PROPER, INFORMING } homedTables = Homed::UNKNOWN;  // of the nodes homed
   std::size_t size = 1;
@@ -152,6 +154,9 @@ struct Inference::Impl {
   Vector<Vector<int>> cliquesOf, separatorsOf;  // [node]
   Vector<int> parentClique, depth;              // with the first clique as root
   bool laidOut = false, allocated = false;
+  // Whether floats are scaled by factors of their own, so that many alike are not all rounded the same way.
+  bool spreadsRounding = false;
+  double passUnscale = 1;  // by which the sums of the latest pass are to be multiplied
   std::function<const float*(int)> tableOf;
   const ReducedModel* cutAs = nullptr;  // the model that this computes, where known nodes are cut out of another
   Block<float> tableRoom;               // for the tables of one clique
@@ -243,6 +248,8 @@ struct Inference::Impl {
   std::size_t TableSize(int node) const;
   bool HomedAreProper(int clique);
   int ShapeTables(int clique);
+  template <class Number>
+  Number* CopyScaled(int node, double factor, Number* to) const;
   bool FillExactly(int clique);
   void FillFloats(int clique);
   void FillClique(int clique);

@@ -112,7 +112,7 @@ bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const WideTarget
     WideNumber product = {0.5, 1};
     if (hasPotential) {
       const std::size_t i = first + At(offsets[0]);
-      product = ToWide(clique.exact ? clique.exact[i] : static_cast<double>(clique.potential[i]));
+      product = ToWide(clique.exact ? clique.exact[i] : clique.unscale * static_cast<double>(clique.potential[i]));
     }
     for (std::size_t t = 0; t < numTables && product.mantissa > 0; ++t) product = product * tables[t][offsets[t + 1]];
     if (!(product.mantissa > 0)) continue;

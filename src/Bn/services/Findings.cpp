@@ -12,6 +12,7 @@
 #include "Bn/model/UndoRecord.h"
 #include "Bn/services/Beliefs.h"
 #include "Bn/services/Compile.h"
+#include "Bn/services/Likelihood.h"
 
 namespace bravic {
 
@@ -28,11 +29,6 @@ static bool AllEqual(std::span<const float> weights) {
 
 static bool AllZero(std::span<const float> weights) {
   return std::all_of(weights.begin(), weights.end(), [](float weight) { return weight == 0; });
-}
-
-// 0 only when one of them is.
-static float Product(float a, float b) {
-  return a > 0 && b > 0 ? std::max(a * b, std::numeric_limits<float>::denorm_min()) : 0;
 }
 
 bool HasFinding(const bnode& node) {
@@ -188,8 +184,8 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
   if (!likelihood) return accumulate ? 1 : EnterState(node, UNDEF_STATE, false);
   std::span<const float> weights = Weights(likelihood, *node);
   if (Failure failure = CheckWeights(node, weights)) return RefuseLikelihood(node, std::move(failure));
-  if (!accumulate && node->likelihood &&
-      (likelihood == node->likelihood || std::memcmp(likelihood, node->likelihood, weights.size_bytes()) == 0)) {
+  if (!accumulate && node->likelihood && !IsBeyondFloats(*node) &&
+      std::memcmp(likelihood, node->likelihood, weights.size_bytes()) == 0) {
     return 1;
   }
   if (accumulate && node->evidence != UNDEF_STATE) {
@@ -198,10 +194,12 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
     return RefuseLikelihood(node, Fail(-3306, "likelihood is inconsistent with previous finding (%s) for this node",
                                        StateText(*node, node->evidence, name)));
   }
-  Block<float> stored = MakeBlock<float>(weights.size());
-  std::copy(weights.begin(), weights.end(), stored.get());
-  if (accumulate && node->likelihood) {
-    for (std::size_t s = 0; s < weights.size(); ++s) stored[s] = Product(stored[s], node->likelihood[s]);
+  Block<float> stored;
+  if (!accumulate || !node->likelihood) {
+    stored = MakeBlock<float>(weights.size());
+    std::copy(weights.begin(), weights.end(), stored.get());
+  } else {
+    stored = MakeLikelihood(CombinedWeights(*node, weights));
     if (AllZero({stored.get(), weights.size()})) {
       return RefuseLikelihood(
           node, Fail(-3307, "likelihood is inconsistent with previous negative or likelihood findings for this node"));

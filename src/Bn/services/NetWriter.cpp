@@ -51,6 +51,15 @@ void NetPrinter::PutNodeNames(const nodelist_rec& nodes) {
   out.Put(')');
 }
 
+void NetPrinter::PutNumbers(std::span<const double> numbers) {
+  out.Put('(');
+  for (std::size_t i = 0; i < numbers.size(); i++) {
+    if (i) out.Put(", ");
+    out.PutShortest(numbers[i]);
+  }
+  out.Put(')');
+}
+
 void NetPrinter::PutNumbers(const float* numbers, int count, bool exact) {
   out.Put('(');
   for (int i = 0; i < count; i++) {

@@ -3,6 +3,8 @@
 // the old file. docs/net-format.md describes the format.
 #pragma once
 
+#include <span>
+
 #include "Basic/OutputChannel.h"
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
@@ -38,6 +40,7 @@ struct NetPrinter {
   void PutNames(const char* const* names, int count);  // NULL entries are empty items
   void PutNodeNames(const nodelist_rec& nodes);
   void PutNumbers(const float* numbers, int count, bool exact);  // digits that read back, or six
+  void PutNumbers(std::span<const double> numbers);              // digits that read back
   void PutText(const char* text);                                // quoted, in lines
   // A state's name, or "#" and its number in the buffer of 16.
   const char* StateWord(const bnode& node, statetype state, char* buffer) const;

@@ -4,6 +4,7 @@
 
 #include "Bn/model/Tables.h"
 #include "Bn/services/Compile.h"
+#include "Bn/services/Likelihood.h"
 #include "Bn/services/NetWriter.h"
 
 namespace bravic {
@@ -373,7 +374,10 @@ void PrintField(NetPrinter& printer, const bnode& node, int field) {
       printer.PutNumber(node.value);
       break;
     case NODE_LIKELIHOOD:
-      printer.PutNumbers(node.likelihood, node.numstates, true);
+      if (IsBeyondFloats(node))
+        printer.PutNumbers(LikelihoodNumbers(node));
+      else
+        printer.PutNumbers(node.likelihood, node.numstates, true);
       break;
     case NODE_BELIEF:
       printer.PutNumbers(node.belief, node.numstates, false);

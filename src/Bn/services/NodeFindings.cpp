@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "Bn/model/Tables.h"
+#include "Bn/services/Likelihood.h"
 #include "Bn/services/NodeReader.h"
 
 namespace bravic {
@@ -66,14 +67,14 @@ bool ReadLikelihood(NodeBlock& block, FindingRead* finding) {
   if (!ReadVector(block, NODE_LIKELIHOOD)) return false;
   const auto& numbers = block.reader.numbers;
   if (numbers.empty()) return true;
-  const auto isNonZero = [](double entry) { return static_cast<float>(entry) != 0; };
+  const auto isNonZero = [](double entry) { return entry != 0; };
   const auto nonZero = std::count_if(numbers.begin(), numbers.end(), isNonZero);
   if (nonZero == 0) return BadValue(block, NODE_LIKELIHOOD, "likelihood consists of all zeroes");
   if (nonZero == 1 && numbers.size() > 1) {
     const auto place = std::find_if(numbers.begin(), numbers.end(), isNonZero);
     SetState(block.node, static_cast<statetype>(place - numbers.begin()), finding);
   } else {
-    finding->likelihood.reset(MakeVector(numbers));
+    finding->likelihood = MakeLikelihood(numbers);
   }
   return true;
 }
@@ -111,9 +112,9 @@ bool TakeFinding(const bnode& node, const bnode& define, FindingRead* finding) {
   if (node.numstates != define.numstates || !IsDiscretized(node)) return false;
   if (define.evidence != UNDEF_STATE) return SetState(node, define.evidence, finding), true;
   if (!define.likelihood) return false;
-  const auto count = static_cast<std::size_t>(node.numstates);
-  finding->likelihood = MakeBlock<float>(count);
-  std::copy_n(define.likelihood, count, finding->likelihood.get());
+  const std::size_t size = BlockSize(define.likelihood) / sizeof(float);  // with what stands behind the floats
+  finding->likelihood = MakeBlock<float>(size);
+  std::copy_n(define.likelihood, size, finding->likelihood.get());
   return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "Bn/model/Tables.h"
 #include "Bn/services/NodeReader.h"
@@ -84,7 +85,8 @@ bool ReadVector(NodeBlock& block, NodeField field) {
     return false;
   }
   constexpr double BEYOND_FLOATS = 3.4028235677973366e38;  // what is below it rounds to the largest float at most
-  const auto bad = [](double entry) { return !(entry >= 0 && entry < BEYOND_FLOATS); };
+  const double beyond = field == NODE_LIKELIHOOD ? std::numeric_limits<double>::infinity() : BEYOND_FLOATS;
+  const auto bad = [&](double entry) { return !(entry >= 0 && entry < beyond); };
   if (std::any_of(numbers.begin(), numbers.end(), bad)) return BadValue(block, field, "an illegal number");
   return true;
 }

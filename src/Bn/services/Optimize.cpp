@@ -11,6 +11,7 @@
 #include "Bn/model/Undo.h"
 #include "Bn/services/Absorb.h"
 #include "Bn/services/Findings.h"
+#include "Bn/services/Likelihood.h"
 
 namespace bravic {
 
@@ -181,8 +182,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
     if (nodes[i]->evidence >= 0 && nodes[i]->kind != UTILITY_NODE)
       inference->SetState(static_cast<int>(i), nodes[i]->evidence);
     else if (nodes[i]->likelihood)
-      inference->SetLikelihood(static_cast<int>(i),
-                               {nodes[i]->likelihood, static_cast<std::size_t>(nodes[i]->numstates)});
+      inference->SetLikelihood(static_cast<int>(i), LikelihoodWeights(*nodes[i]));
   }
   if (inference->Propagate() != engine::Status::Done ||
       !inference->FamilyMarginal(utility->scratch, {marginal.get(), static_cast<std::size_t>(rows)}))
