@@ -74,8 +74,8 @@ void TakeAttributes(const std::string& path, const std::string& old) {
 #else
   struct stat status;
   if (stat(old.c_str(), &status) == 0) {
-    if (chown(path.c_str(), status.st_uid, status.st_gid) != 0) errno = 0;  // allowed to few
-    if (chmod(path.c_str(), status.st_mode & 07777) != 0) Fail("set the permissions of", path);
+    const bool sameOwner = chown(path.c_str(), status.st_uid, status.st_gid) == 0;  // allowed to few
+    if (chmod(path.c_str(), status.st_mode & (sameOwner ? 07777 : 0777)) != 0) Fail("set the permissions of", path);
   } else {
     const mode_t mask = umask(0);
     umask(mask);
