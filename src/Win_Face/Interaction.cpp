@@ -1,5 +1,6 @@
 #include "Win_Face/Interaction.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,7 @@ struct Wait {
   double estimate;   // of the total, seconds; 0 when unknown
   double lastShown;  // calendar seconds of the last line and the last look for an abort
   char* message;     // owned
+  Showing showing;
   bool announced;
   bool progressed;  // a percentage line was printed
 };
@@ -32,6 +34,7 @@ constexpr std::size_t LINE_LEN = 1024;
 Wait** Waits_fc = nullptr;  // innermost last
 int NumWaiting_fc = 0;
 int showProgress = 0;
+unsigned numHalts = 0;
 long (*waitClock)() = CalendarSeconds;
 progress_ns hostProgress = nullptr;
 void* hostData = nullptr;
@@ -69,7 +72,7 @@ void Announce(Wait* wait) {
   } else if (wait->estimate != 0) {
     FormatText(time, sizeof time, " %.1f Mins", wait->estimate / SECONDS_PER_MINUTE);
   }
-  if (!showProgress || !*time) return;
+  if (!showProgress || wait->showing == Showing::Never || (!*time && wait->showing != Showing::Always)) return;
   PrintToUser("\n");
   Indent(wait->level);
   PrintToUser("Waiting%s: %s.\n", time, wait->message);
@@ -120,12 +123,13 @@ int ShowInternalError(int number, const char* text) {
 
 }  // namespace
 
-Wait* StartWait(double estimatedSeconds, const char* format, ...) {
+Wait* StartWait(Showing showing, double estimatedSeconds, const char* format, ...) {
   auto* wait = static_cast<Wait*>(AllocateCleared(1, sizeof(Wait)));
   wait->parent = NumWaiting_fc ? Waits_fc[NumWaiting_fc - 1] : nullptr;
   wait->level = wait->parent ? wait->parent->level + 1 : 0;
   wait->startTime = wait->lastShown = static_cast<double>(waitClock());
   wait->estimate = estimatedSeconds;
+  wait->showing = showing;
   char message[LINE_LEN] = "Operation in progress ..";
   if (format) {
     std::va_list arguments;
@@ -151,13 +155,31 @@ bool ReportProgress(Wait* wait, double fraction, double remainingSeconds) {
   } else if (fraction > 0) {
     wait->estimate = elapsed / fraction;
   }
-  if (fraction > 0 && now - wait->lastShown >= SHORTEST_BETWEEN_LINES && showProgress) {
+  if (fraction > 0 && now - wait->lastShown >= SHORTEST_BETWEEN_LINES && showProgress &&
+      wait->showing != Showing::Never) {
     Indent(wait->level);
     PrintToUser("%5.1f %% done.\r", fraction * 100);
     wait->progressed = true;
   }
   wait->lastShown = now;
-  return HostHalts(*wait, fraction) || UserAborts();
+  const bool halts = HostHalts(*wait, fraction) || UserAborts();
+  numHalts += halts;
+  return halts;
+}
+
+unsigned NumHalts() {
+  return numHalts;
+}
+
+Failure FailHalted() {
+  return Fail(HALTED, "%s was halted", currentFunction ? currentFunction : "a long operation");
+}
+
+bool LongWork::Look() {
+  lookAt_ = done_ + BETWEEN_LOOKS;
+  if (!wait_) Begin();
+  constexpr double ALMOST_ALL = 0.99;
+  return wait_->Progress(total_ > 0 ? std::min(done_ / total_, ALMOST_ALL) : share_);
 }
 
 void EndWait(Wait* wait) {

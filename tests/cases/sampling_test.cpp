@@ -1,11 +1,14 @@
 // Random cases: how a draw becomes a state, what is thrown away, and files of drawn cases.
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <sstream>
 
 #include "Basic/Random.h"
 #include "Bn/model/Tables.h"
 #include "Bn/services/Sample.h"
 #include "Win_Face/Interaction.h"
+#include "support/joint.h"
 #include "support/net_fixture.h"
 #include "support/progress.h"
 
@@ -189,7 +192,7 @@ TEST_F(Sampling, WritesFiles) {
   WriteWhole(Path(), "notes\n");
   EXPECT_EQ(Generate(net, 1, 3, 0, true), -1);
   EXPECT_EQ(ReadWhole(Path()), "notes\n");
-  EXPECT_EQ(Gist(), "5 2100 GenerateCases_bn " + Path());
+  EXPECT_EQ(Gist(), "4 2472 GenerateCases_bn " + Path() + " Test 1; 5 2475 GenerateCases_bn " + Path());
 }
 
 TEST_F(Sampling, TellsTheShareAccepted) {
@@ -213,9 +216,59 @@ TEST_F(Sampling, TellsTheShareAccepted) {
   SetNodeProbs_bn(a, nullptr, std::vector<float>{0.001f, 0.999f}.data());
   EnterFinding_bn(a, 0);
   EXPECT_EQ(Generate(net, 100), -1);
-  EXPECT_GT(NumLines(), 3u);
-  EXPECT_LT(NumLines(), 50u);
-  EXPECT_EQ(Reports(2), "");
+  const std::size_t numWritten = NumLines() - 3;
+  EXPECT_GT(numWritten, 0u);
+  EXPECT_LT(numWritten, 47u);
+  EXPECT_EQ(Gist(2), "5 2451 GenerateCases_bn " + std::to_string(numWritten) + " 4001");
+}
+
+// Compiled, findings that few draws would meet cost nothing more; the cases are distributed as the beliefs say.
+TEST_F(Sampling, DrawsExactlyWhereFindingsAreRare) {
+  constexpr long NUM_CASES = 3000;
+  int numTried = 0;
+  for (std::uint64_t seed = 1; numTried < 25; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random(seed);
+    net = RandomNet(env, random, {3, 8, 2, 4, 3, 30000, 0.1});
+    CompileNet_bn(net.get());
+    Weights weights;
+    for (node_bn node : Nodes(net)) {
+      std::vector<float> row = RandomRow(random, NumStates(node), 0.3);
+      if (!random.Chance(0.5)) continue;
+      for (float& weight : row) weight = random.Chance(0.5) ? weight * 1e-6f : weight;
+      EnterNodeLikelihood_bn(node, row.data());
+      const probtype* entered = GetNodeLikelihood_bn(node);
+      const float largest = *std::max_element(entered, entered + NumStates(node));
+      for (int s = 0; s < NumStates(node); ++s) weights[node].push_back(double(entered[s]) / double(largest));
+    }
+    Reports();
+    const Posterior posterior = Enumerate(net.get(), weights);
+    if (posterior.probability <= 0 || posterior.probability >= 1.0 / 40) continue;
+    ++numTried;
+    SeedRandom_ns(static_cast<int>(seed), env);
+    ASSERT_EQ(Generate(net, NUM_CASES), 0);
+    ASSERT_EQ(Reports(1), "");
+    std::map<std::string, std::map<std::string, int>> counts;  // node, state
+    std::istringstream file(ReadWhole(Path()));
+    std::string line, cell;
+    std::vector<std::string> names;
+    while (std::getline(file, line)) {
+      std::istringstream cells(line);
+      if (line.empty() || line.rfind("//", 0) == 0) continue;
+      const bool isHeader = names.empty();
+      for (std::size_t i = 0; std::getline(cells, cell, '\t'); ++i)
+        isHeader ? names.push_back(cell) : void(++counts[names[i]][cell]);
+    }
+    for (node_bn node : Nodes(net)) {
+      for (int s = 0; s < NumStates(node); ++s) {
+        const double p = posterior.belief.at(node)[std::size_t(s)];
+        const char* name = GetNodeStateName_bn(node, s);
+        const int count = counts[GetNodeName_bn(node)][*name ? name : std::to_string(s)];
+        EXPECT_NEAR(count, p * NUM_CASES, 5 * std::sqrt(p * (1 - p) * NUM_CASES) + 3) << GetNodeName_bn(node) << s;
+        if (p == 0) EXPECT_EQ(count, 0);
+      }
+    }
+  }
 }
 
 TEST_F(Sampling, StopsWhenTheHostSaysSo) {
@@ -229,6 +282,7 @@ TEST_F(Sampling, StopsWhenTheHostSaysSo) {
   EXPECT_EQ(Generate(net, 100000), -1);
   SetProgressCallback_ns(nullptr, nullptr, env);
   SetWaitClock(nullptr);
+  EXPECT_EQ(Gist(), "5 2450 GenerateCases_bn");
   EXPECT_GT(NumLines(), 50000u);
   EXPECT_LT(NumLines(), 60000u);
 }

@@ -52,23 +52,23 @@ TEST_F(InteractionTest, WaitsAnnounceTheirTimeAndEnd) {
   };
   for (const auto& row : rows) {
     CaptureStdout();
-    EndWait(StartWait(row.estimate, "Sorting %d", 7));
+    EndWait(StartWait(Showing::WithEstimate, row.estimate, "Sorting %d", 7));
     EXPECT_EQ(GetCapturedStdout(), row.printed);
   }
   ShowProgress_ns(0, env);
   CaptureStdout();
-  EndWait(StartWait(45, "quiet"));
+  EndWait(StartWait(Showing::WithEstimate, 45, "quiet"));
   ShowProgress_ns(1, env);
   HasUserInteraction_ns(0, env);
-  EndWait(StartWait(45, "quiet"));
+  EndWait(StartWait(Showing::WithEstimate, 45, "quiet"));
   EXPECT_EQ(GetCapturedStdout(), "");
 }
 
 TEST_F(InteractionTest, NestedWaitsAreIndentedAndEndInOrder) {
   Type("");  // the failed assertions ask
   CaptureStdout();
-  Wait* outer = StartWait(10, "Outer");
-  Wait* inner = StartWait(10, nullptr);
+  Wait* outer = StartWait(Showing::WithEstimate, 10, "Outer");
+  Wait* inner = StartWait(Showing::WithEstimate, 10, nullptr);
   now += 2;
   EXPECT_FALSE(ReportProgress(outer, 0.5, 0)) << "not the innermost";
   EXPECT_FALSE(ReportProgress(inner, 0.5, 0));
@@ -81,7 +81,7 @@ TEST_F(InteractionTest, NestedWaitsAreIndentedAndEndInOrder) {
 }
 
 TEST_F(InteractionTest, ProgressIsPrintedOnceASecond) {
-  Wait* wait = StartWait(0, "x");
+  Wait* wait = StartWait(Showing::WithEstimate, 0, "x");
   CaptureStdout();
   ReportProgress(wait, 0.1, 0);
   now += 1;
@@ -128,8 +128,12 @@ TEST_F(InteractionTest, TheHostSeesProgressAndCanHalt) {
     now += 1;
     seen.answer = 1;
     EXPECT_TRUE(wait.Progress(0));
-    now += 1;
     SetProgressCallback_ns(nullptr, nullptr, env);
+    EXPECT_TRUE(wait.Progress(0.7)) << "once halted it stays so";
+  }
+  {
+    WaitScope wait("learning");
+    now += 1;
     EXPECT_FALSE(wait.Progress(0.7));
     RequestAbort(true);
     now += 1;

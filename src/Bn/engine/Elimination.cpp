@@ -396,6 +396,7 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   std::size_t size = 1;
   for (int k = 0; k < bucket.numNeighbours; ++k) size *= At(sizes_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
   const int states = sizes_[At(bucket.variable)];
+  if (interrupt_ && interrupt_->Halts(static_cast<double>(size) * states)) return Outcome::DOUBTFUL;
   sums_.resize(size);
   // Products of floats may be too small for a float where those of doubles are not.
   if (static_cast<double>(size) * states >= PLANNED_ENTRIES && range.StaysAbove(FLOAT_FLOOR))

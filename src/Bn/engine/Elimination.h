@@ -13,6 +13,7 @@
 #include <span>
 
 #include "Basic/Memory.h"
+#include "Bn/engine/Interrupt.h"
 #include "Bn/engine/Pass.h"
 #include "Bn/engine/Range.h"
 #include "Bn/engine/Tournament.h"
@@ -54,6 +55,8 @@ class Elimination {
   // Chooses the order of elimination that leaves one variable (-1: none) and answers what Run would cost, in
   // nanoseconds; infinity when there is no room for it, or when it looks like far more than the limit.
   double Plan(int keep, double limit);
+  // Who may halt it; the outcome is DOUBTFUL then.
+  void Watch(Interrupt* interrupt) { interrupt_ = interrupt; }
   // to: the kept variable's table, up to a factor, each entry to be relied on. Without one only the outcome counts.
   Outcome Run(const Kernels& kernels, double* to);
 
@@ -100,6 +103,7 @@ class Elimination {
   void SumByPlan(const Bucket& bucket, const Kernels& kernels);
   Outcome MultiplyRest(double* to);
 
+  Interrupt* interrupt_ = nullptr;
   int words_ = 1, keep_ = -1;
   Vector<int> sizes_, ids_;  // [variable]
   Vector<double> logs_;

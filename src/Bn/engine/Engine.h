@@ -83,7 +83,8 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
 JunctionTree MergeSmallCliques(const JunctionTree& tree);
 
 // Vanished: a belief is 0 throughout although the findings are possible, for want of numbers small enough.
-enum class Status { Done, Inconsistent, Vanished, NoMemory };
+// Halted: by the progress function; what was asked for is unknown.
+enum class Status { Done, Inconsistent, Vanished, NoMemory, Halted };
 
 // A clique of 2^29 - 1 entries or more is refused.
 inline constexpr double MAX_TABLE_ENTRIES = 536870911.0;
@@ -138,6 +139,12 @@ class Inference {
   Status AllBeliefs(const std::function<float*(int node)>& out);
   // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
   bool FamilyMarginal(int node, std::span<float> out);
+
+  // A question that may take long goes between these: while it runs the function is told of the progress and may halt
+  // it. sweeps: how often every clique is passed over, about. FinishLong answers whether it was halted; all that was
+  // computed is forgotten then, findings and tables stay.
+  void StartLong(const ProgressFunction& progress, int sweeps);
+  bool FinishLong();
 
   // Changes whenever any belief may have changed; never 0. Lets a caller keep answers.
   unsigned long long Stamp() const;

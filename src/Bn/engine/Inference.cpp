@@ -264,6 +264,20 @@ void Inference::SetMaximize(bool on) {
   impl_->InvalidateAll();
 }
 
+void Inference::StartLong(const ProgressFunction& progress, int sweeps) {
+  const double entries = impl_->tree->totalSize + PASS_ENTRIES * static_cast<double>(impl_->cliques.size());
+  impl_->interrupt.Start(progress, sweeps * entries);
+}
+
+bool Inference::FinishLong() {
+  const bool halted = impl_->interrupt.halted;
+  impl_->interrupt.Start(nullptr, 1);
+  if (!halted) return false;
+  impl_->reducedModels.clear();
+  impl_->InvalidateAll();
+  return true;
+}
+
 unsigned long long Inference::Stamp() const {
   return impl_->stamp;
 }

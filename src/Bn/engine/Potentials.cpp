@@ -333,6 +333,7 @@ void Inference::Impl::FillFloats(int c) {
     }
     free = std::fill_n(free, KERNEL_SLACK, 0.0f);
   }
+  if (watch->Halts(static_cast<double>(clique.size))) return;
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
   RunProduct(fillPlan, *kernels, clique.potential.get(), factors.data(), arena.data());

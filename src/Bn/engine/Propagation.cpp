@@ -182,6 +182,7 @@ void Inference::Impl::RunInDoubles(PreparedPass* pass, int c, int exceptLink) {
 // Answers the floor of the numbers that were computed with.
 int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
   const CliqueState& clique = cliques[At(c)];
+  if (watch->Halts(static_cast<double>(clique.size) + PASS_ENTRIES)) return DOUBLE_FLOOR;
   if (pass->plain && pass->runs > 0 && ++pass->runs > 2) {
     MakePlan(pass->shape, &pass->plan);
     pass->plain = false;

@@ -6,6 +6,7 @@
 
 #include "Bn/engine/Elimination.h"
 #include "Bn/engine/Engine.h"
+#include "Bn/engine/Interrupt.h"
 #include "Bn/engine/Pass.h"
 #include "Bn/engine/Range.h"
 
@@ -190,6 +191,9 @@ struct Inference::Impl {
   // Reduced models, the latest made last, and how far from enough the gain of others was.
   Vector<Owned<ReducedModel>> reducedModels;
   double reducingPatience = 1;
+
+  Interrupt interrupt;
+  Interrupt* watch = &interrupt;  // that of the model around this one, where there is one
 
   // Scratch.
   const Kernels* kernels = &BestKernels();

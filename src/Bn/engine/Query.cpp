@@ -241,6 +241,7 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
   if (cost >= limit) return false;
   if (compares && (TreeServes(node, cost) || TreeWouldPay(node, cost))) return false;
   marginal.assign(isAsked ? to.size() : 1, 0.0);
+  elimination.Watch(watch);
   const Outcome outcome = elimination.Run(*kernels, marginal.data());
   if (outcome == Outcome::DOUBTFUL) return false;
   *answer = outcome == Outcome::ZERO ? Status::Inconsistent : Status::Done;

@@ -106,6 +106,7 @@ void Inference::Impl::HandToReduced(ReducedModel* model) {
   }
   Inference& inference = *model->inference;
   inference.impl_->cutAs = model;
+  inference.impl_->watch = watch;
   inference.SetMaximize(maximize);
   inference.SetTables([this, model](int node) {
     const Vector<float>& table = model->tables[At(node)];

@@ -108,6 +108,7 @@ bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const WideTarget
   const std::size_t numTables = tables.size();
   Vector<int> at(At(axes), 0), offsets(1 + numTables + wideTargets.size(), 0);
   do {
+    if (watch->Halts(1)) return false;
     WideNumber product = {0.5, 1};
     if (hasPotential) {
       const std::size_t i = first + At(offsets[0]);

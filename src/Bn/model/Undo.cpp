@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 #include "Basic/Errors.h"
 #include "Basic/Text.h"
 #include "Bn/model/NetCall.h"
 #include "Bn/model/UndoRecord.h"
+#include "Win_Face/Interaction.h"
 
 namespace bravic {
 namespace {
@@ -18,6 +20,7 @@ constexpr int DEFAULT_DEPTH = 1;
 int depthLimit = DEFAULT_DEPTH;
 int undoCounter = FIRST_SEQUENCE;
 UndoGroup* innermostGroup = nullptr;
+bool takingBack = false;
 
 int NextSequence() {
   if (undoCounter >= LAST_SEQUENCE) {
@@ -163,6 +166,40 @@ PrivateUndo::~PrivateUndo() {
   innermostGroup = outer_;
 }
 
+// A sublevel above 0 keeps the stacks from being trimmed.
+TakenBackIfHalted::TakenBackIfHalted(net_bn net)
+    : net_(net), undo_(net->undo), redo_(net->redo), depth_(depthLimit), halts_(NumHalts()) {
+  net->redo = nullptr;
+  ++net->sublevel;
+  depthLimit = std::max(depthLimit, 1);
+}
+
+TakenBackIfHalted::~TakenBackIfHalted() {
+  --net_->sublevel;
+  depthLimit = depth_;
+  if (NumHalts() != halts_) TakeBack();
+  std::swap(net_->redo, redo_);
+  FreeStack(redo_);
+  if (net_->undo != undo_) Settle();
+}
+
+void TakenBackIfHalted::TakeBack() {
+  takingBack = true;
+  while (net_->undo != undo_) MoveTop(net_->undo, net_->redo);
+  takingBack = false;
+}
+
+// What recording the change would have done at once.
+void TakenBackIfHalted::Settle() {
+  if (!UndoRecording()) return UnrecordedChange(net_);
+  CutStack(net_->undo, depthLimit);
+  FreeStack(net_->redo);
+}
+
+bool IsTakingBack() {
+  return takingBack;
+}
+
 int UndoSequence(net_bn net) {
   return net->undo ? net->undo->sequence : 0;
 }
@@ -205,16 +242,27 @@ void StartUndo() {
 
 using namespace bravic;
 
+// A step whose update was halted is taken back.
+static int StepUnlessHalted(net_bn net, bool (*step)(net_bn), bool (*back)(net_bn)) {
+  const unsigned halts = NumHalts();
+  const bool done = step(net);
+  if (NumHalts() == halts) return done;
+  takingBack = true;
+  back(net);
+  takingBack = false;
+  return -1;
+}
+
 int BRAVIC_CALL UndoLastChange_bn(net_bn net) {
   NetCall call("UndoLastChange_bn");
   if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
-  return UndoLast(net);
+  return StepUnlessHalted(net, UndoLast, RedoLast);
 }
 
 int BRAVIC_CALL RedoLastChange_bn(net_bn net) {
   NetCall call("RedoLastChange_bn");
   if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
-  return RedoLast(net);
+  return StepUnlessHalted(net, RedoLast, UndoLast);
 }
 
 int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net) {

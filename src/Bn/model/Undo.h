@@ -85,6 +85,26 @@ class PrivateUndo {
   int sublevel_, depth_;
   UndoGroup* outer_;
 };
+// Changes of the net within its scope are taken back at its end where something in it was halted; net and stacks are
+// then as they were. Not within groups.
+class TakenBackIfHalted {
+ public:
+  explicit TakenBackIfHalted(net_bn net);
+  ~TakenBackIfHalted();
+  TakenBackIfHalted(const TakenBackIfHalted&) = delete;
+  TakenBackIfHalted& operator=(const TakenBackIfHalted&) = delete;
+
+ private:
+  void TakeBack();
+  void Settle();
+
+  net_bn net_;
+  UndoRecord *undo_, *redo_;
+  int depth_;
+  unsigned halts_;
+};
+// While changes are taken back nothing is brought up to date after them.
+bool IsTakingBack();
 int UndoSequence(net_bn net);  // of the newest record, 0 when there is none
 void UndoTo(net_bn net, int sequence);
 void RedoTo(net_bn net, int sequence);

@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
+#include "Bn/model/Undo.h"
 #include "Bn/services/Compile.h"
 #include "Win_Face/Interaction.h"
 
@@ -43,7 +46,7 @@ statetype LargestState(const float* belief, int numstates, int* ties) {
 static double ConfigurationProbability(net_bn net) {
   double product = 1;
   Vector<statetype> states;
-  for (node_bn node : net->nodes) {
+  for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE || !node->probs) continue;
     states.clear();
     for (node_bn parent : Entries(node->preds)) states.push_back(parent->state39);
@@ -56,7 +59,7 @@ static double ConfigurationProbability(net_bn net) {
 
 static void PrintMostProbable(net_bn net) {
   int allTies = 0;
-  for (node_bn node : net->nodes) {
+  for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE) continue;
     const float* belief = CurrentBelief(node);
     if (!belief || node->numstates == 0) return;
@@ -90,6 +93,23 @@ static bool WorthAll(const CompiledNet& compiled) {
   return compiled.numRead > n / 4 || compiled.numReadBefore > n / 2 || compiled.inference->SweepPays();
 }
 
+// A question to the engine, which may take long. sweeps: how often it passes over the tree.
+template <class Question>
+static engine::Status AskEngine(CompiledNet& compiled, int sweeps, Showing showing, Question question) {
+  std::optional<WaitScope> wait;  // begun where it is worth one
+  const auto progress = [&wait, showing](double fraction) {
+    if (!wait) wait.emplace("Updating beliefs", showing);
+    return wait->Progress(fraction);
+  };
+  compiled.inference->StartLong(std::ref(progress), sweeps);
+  const engine::Status status = question();
+  return compiled.inference->FinishLong() ? engine::Status::Halted : status;
+}
+
+static engine::Status Propagate(CompiledNet& compiled, Showing showing) {
+  return AskEngine(compiled, 1, showing, [&] { return compiled.inference->Propagate(); });
+}
+
 // The node's belief, or all of them.
 static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) {
   unsigned long long stamp = compiled.inference->Stamp();
@@ -100,15 +120,19 @@ static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) 
   }
   ++compiled.numRead;
   if (!compiled.allKnown && WorthAll(compiled)) {
-    engine::Status status = compiled.inference->AllBeliefs([&](int other) -> float* {
+    // What is right already stays as it is, whatever becomes of the rest.
+    const auto place = [&](int other) -> float* {
       node_bn to = compiled.nodes[static_cast<std::size_t>(other)];
-      return to->kind == NATURE_NODE ? BeliefVector(to) : nullptr;
-    });
+      return to->kind == NATURE_NODE && to->beliefStamp != stamp ? BeliefVector(to) : nullptr;
+    };
+    engine::Status status =
+        AskEngine(compiled, 2, Showing::Never, [&] { return compiled.inference->AllBeliefs(place); });
     compiled.allKnown = status == engine::Status::Done;
     if (!compiled.allKnown && status != engine::Status::Vanished) return status;
   }
   if (compiled.allKnown) return engine::Status::Done;
-  return compiled.inference->Belief(i, {BeliefVector(node), static_cast<std::size_t>(node->numstates)});
+  const std::span<float> belief(BeliefVector(node), static_cast<std::size_t>(node->numstates));
+  return AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Belief(i, belief); });
 }
 
 // The engine's probability of the findings that it has been given.
@@ -134,12 +158,15 @@ static bool PrepareUpdate(net_bn net, bool printing) {
     net->findingsApplied = true;
   }
   // What the new findings are compared with, where nobody has asked for it yet.
-  if (printing && !compiled.probabilityKnown && compiled.inference->Propagate() == engine::Status::Done) {
-    TakeProbability(net);
+  engine::Status before = engine::Status::Done;
+  if (printing && !compiled.probabilityKnown) {
+    before = Propagate(compiled, Showing::Always);
+    if (before == engine::Status::Done) TakeProbability(net);
   }
   HandOverFindings(net);
   compiled.inference->SetMaximize(net->findmpe != 0);
-  return true;
+  if (before == engine::Status::Halted) Post(FailHalted());
+  return before != engine::Status::Halted;
 }
 
 static int FinishUpdate(net_bn net, engine::Status status) {
@@ -156,6 +183,9 @@ static int FinishUpdate(net_bn net, engine::Status status) {
       ReportError(-777, "according to this model, the evidence entered is inconsistent");
       MarkContradicted(net);
       return BELIEFS_CONTRADICTED;
+    case engine::Status::Halted:
+      Post(FailHalted());
+      return BELIEFS_FAILED;
     default: {
       Failure failure = FailMemory(-2009, 0, "for the messages of the junction tree");
       const char* reason = failure->mesg;
@@ -171,7 +201,9 @@ int UpdateBeliefs(net_bn net, bool printing) {
   printing = printing && UserOutput();
   if (!PrepareUpdate(net, printing)) return BELIEFS_FAILED;
   CompiledNet& compiled = *net->compiled;
-  int result = FinishUpdate(net, printing ? compiled.inference->Propagate() : compiled.inference->Check());
+  int result =
+      FinishUpdate(net, printing ? Propagate(compiled, Showing::Always)
+                                 : AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); }));
   if (result != BELIEFS_UPDATED) return result;
   double before = compiled.logProbability;
   compiled.probabilityKnown = false;
@@ -187,7 +219,7 @@ int UpdateBeliefs(net_bn net, bool printing) {
 }
 
 void AutoUpdate(net_bn net) {
-  if (!net->autoupdate || net->beliefsCurrent) return;
+  if (!net->autoupdate || net->beliefsCurrent || IsTakingBack()) return;
   if (net->potentialsMade) {
     UpdateBeliefs(net, true);
   } else {
@@ -219,7 +251,7 @@ const float* CurrentBelief(node_bn node) {
 static int UpdateProbability(net_bn net) {
   int result = UpdateBeliefs(net, false);
   if (result == BELIEFS_UPDATED && !net->compiled->probabilityKnown) {
-    result = FinishUpdate(net, net->compiled->inference->Propagate());
+    result = FinishUpdate(net, Propagate(*net->compiled, Showing::Never));
     if (result == BELIEFS_UPDATED) TakeProbability(net);
   }
   return result;

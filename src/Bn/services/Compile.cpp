@@ -204,7 +204,7 @@ Failure CompileNet(net_bn net, bool discardTree, bool makePotentials, bool print
 
 void UncompileNet(net_bn net) {
   if (net->compiled) {
-    for (node_bn node : net->nodes) node->compiledIndex = node->homecliq = -1;
+    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
     DeleteObject(net->compiled);
     net->compiled = nullptr;
   }

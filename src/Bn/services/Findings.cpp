@@ -8,6 +8,7 @@
 #include "Bn/model/Attributes.h"
 #include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
+#include "Bn/model/Undo.h"
 #include "Bn/model/UndoRecord.h"
 #include "Bn/services/Beliefs.h"
 #include "Bn/services/Compile.h"
@@ -161,6 +162,9 @@ static Failure CheckWeights(node_bn node, std::span<const float> weights) {
     }
   }
   if (AllZero(weights)) return Fail(-3303, "likelihood consists of all zeroes");
+  if (node->discrete == CONTINUOUS && !node->levels) {
+    return Fail(-2433, "likelihood is for a node that is continuous without any range levels defined");
+  }
   if (node->kind == ASSUME_NODE) return Fail(-3304, "likelihood findings are not allowed for ASSUME nodes");
   return nullptr;
 }
@@ -230,8 +234,9 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
   const char* units = node.units ? node.units : "";
   if (!IsWithinBounds(node, value)) {
     const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
-    return value < lowest ? Fail(-3308, "new value %g is less than lowest allowable (%g%s)", value, lowest, units)
-                          : Fail(-3309, "new value %g is higher than highest allowable (%g%s)", value, highest, units);
+    return value < lowest
+               ? Fail(-3308, "new value %g is less than lowest allowable (%g%.40s)", value, lowest, units)
+               : Fail(-3309, "new value %g is higher than highest allowable (%g%.40s)", value, highest, units);
   }
   *state = StateOfValue(node, value, VALUE_TOLERANCE);
   if (*state != UNDEF_STATE || node.discrete != DISCRETE) return nullptr;
@@ -239,8 +244,8 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
   for (statetype s = 1; s < node.numstates; ++s) {
     if (std::fabs(value - node.levels[s]) < std::fabs(value - node.levels[nearest])) nearest = s;
   }
-  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%s)", value,
-              nearest, node.levels[nearest], units);
+  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%.40s)",
+              value, nearest, node.levels[nearest], units);
 }
 
 static Failure CheckValue(node_bn node, double value, bool accumulate, statetype* state) {
@@ -290,7 +295,7 @@ void RetractAllFindings(net_bn net) {
     UndoGroup group(UNDO_ALL_FINDINGS, net);
     int autoupdate = net->autoupdate;
     net->autoupdate = 0;
-    for (node_bn node : net->nodes) {
+    for (node_bn node : PresentNodes(net)) {
       if (net->numEvidence + net->numLikelihood == 0) break;
       if (node->kind != ASSUME_NODE) RetractFinding(node);
     }
@@ -306,12 +311,14 @@ using namespace bravic;
 void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state) {
   NetCall call("EnterFinding_bn");
   if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
+  const TakenBackIfHalted change(node->innet);
   EnterState(node, state, true);
 }
 
 void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state) {
   NetCall call("EnterFindingNot_bn");
   if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
+  const TakenBackIfHalted change(node->innet);
   Vector<float> weights(static_cast<std::size_t>(node->numstates), 1.0f);
   if (state >= 0 && state < node->numstates) weights[static_cast<std::size_t>(state)] = 0;
   EnterLikelihood(node, weights.data(), true);
@@ -324,12 +331,14 @@ void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood
     ReportError(-5514, "argument 'likelihood' is NULL");
     return;
   }
+  const TakenBackIfHalted change(node->innet);
   EnterLikelihood(node, likelihood, true);
 }
 
 void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value) {
   NetCall call("EnterNodeValue_bn");
   if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  const TakenBackIfHalted change(node->innet);
   EnterValue(node, value, true);
 }
 
@@ -372,11 +381,13 @@ double BRAVIC_CALL GetNodeValue_bn(node_bn node) {
 void BRAVIC_CALL RetractNodeFindings_bn(node_bn node) {
   NetCall call("RetractNodeFindings_bn");
   if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  const TakenBackIfHalted change(node->innet);
   RetractFinding(node);
 }
 
 void BRAVIC_CALL RetractAllFindings_bn(net_bn net) {
   NetCall call("RetractAllFindings_bn");
   if (!call.HasReserve(-5135) || !call.Check(net)) return;
+  const TakenBackIfHalted change(net);
   RetractAllFindings(net);
 }

@@ -228,7 +228,7 @@ extern "C" int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes) {
 extern "C" void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   NetCall call("AbsorbNodes_bn");
   if (call.IsRefused()) return;  // the list may be what the calling operation works on
-  const bool callers = IsLiveBlock(nodes);
+  const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
   if (call.HasReserve(-5135) && call.Check(nodes, NetCall::ALLOW_NONE)) {
     if (!callers)
       ReportError(-5562, "the passed node list should not be freed (or is already freed)");

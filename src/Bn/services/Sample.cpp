@@ -11,7 +11,9 @@
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Bn/services/CaseWriter.h"
+#include "Bn/services/Compile.h"
 #include "Bn/services/Findings.h"
+#include "Bn/services/SampleTree.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
@@ -19,6 +21,8 @@ namespace bravic {
 namespace {
 
 inline constexpr double LEVEL_TOLERANCE = 1e-5;
+inline constexpr double NODE_WORK = 16;  // to sample one
+constexpr int SAMPLE_HALTED = -14;       // within this file
 
 // One node of the sampling order with what a draw needs at hand.
 struct Step {
@@ -123,18 +127,33 @@ bool IsRejected(const bnode& node, statetype state, double value) {
   return entry < largest && !(entry > 0 && DrawReal() * largest < entry);
 }
 
-int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
-  node_bn node = step.node;
-  std::size_t row = 0;
+// The row of the step's tables that the parents' states choose; false where a parent's value is in none of its
+// states, with that reported.
+bool FindRow(const Step& step, const SampleOrder& order, std::size_t* row) {
+  *row = 0;
   for (std::size_t i = 0; i < step.parents.size(); ++i) {
     const std::size_t parent = static_cast<std::size_t>(step.parents[i]);
     statetype state = order.states[parent];
+    if (state < 0) state = StateOfValue(*order.steps[parent].node, order.values[parent], LEVEL_TOLERANCE);
     if (state < 0) {
-      state = StateOfValue(*order.steps[parent].node, order.values[parent], LEVEL_TOLERANCE);
-      if (state < 0) return ReportImpossible(step, order);
+      ReportImpossible(step, order);
+      return false;
     }
-    row += static_cast<std::size_t>(state) * step.stride[i];
+    *row += static_cast<std::size_t>(state) * step.stride[i];
   }
+  return true;
+}
+
+// The level of a state, or a number drawn within its interval.
+double ValueOf(const bnode& node, statetype state) {
+  if (state < 0 || !node.levels) return UNDEF_DBL;
+  return node.discrete == DISCRETE ? node.levels[state] : ValueWithin(node, state);
+}
+
+int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
+  node_bn node = step.node;
+  std::size_t row = 0;
+  if (!FindRow(step, order, &row)) return SAMPLE_IMPOSSIBLE;
   statetype state = UNDEF_STATE;
   double value = UNDEF_DBL;
   switch (step.source) {
@@ -164,15 +183,16 @@ int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
       break;
     }
   }
-  if (state >= 0 && node->levels) value = node->discrete == DISCRETE ? node->levels[state] : ValueWithin(*node, state);
+  if (step.source != Step::Values) value = ValueOf(*node, state);
   order.states[at] = state;
   order.values[at] = value;
   return IsRejected(*node, state, value) ? SAMPLE_REJECTED : SAMPLED;
 }
 
 // All nodes in order, until the first failure; *failed then is its place.
-int DrawCase(SampleOrder& order, std::size_t* failed) {
+int DrawCase(SampleOrder& order, LongWork& work, std::size_t* failed) {
   for (std::size_t at = 0; at < order.steps.size(); ++at) {
+    if (work.Halts(NODE_WORK)) return SAMPLE_HALTED;
     int code = SampleNode(order.steps[at], order, at);
     if (code == SAMPLED) continue;
     *failed = at;
@@ -185,7 +205,14 @@ void KeepAsFindings(std::span<const node_bn> nodes, const SampleOrder& order) {
   UndoGroup group(UNDO_ALL_FINDINGS, nodes[0]->innet);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     const std::size_t at = static_cast<std::size_t>(order.listed[i]);
-    StoreFinding(nodes[i], order.states[at], order.values[at], nullptr);
+    statetype state = order.states[at];
+    double value = order.values[at];
+    // A function's value has its place among the levels like any other, and is no finding beyond them.
+    if (state < 0 && value != UNDEF_DBL) {
+      state = StateOfValue(*nodes[i], value, LEVEL_TOLERANCE);
+      if (!IsWithinBounds(*nodes[i], value)) value = UNDEF_DBL;
+    }
+    StoreFinding(nodes[i], state, value, nullptr);
   }
 }
 
@@ -200,25 +227,22 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
   }
   const double draws = maxdraws >= 1 ? std::floor(maxdraws) : 0;
   if (draws < 1) return SAMPLE_REJECTED;
+  LongWork work("Generating a case", draws * NODE_WORK * static_cast<double>(order.steps.size()), Showing::Always);
   int code = SAMPLE_REJECTED;
   for (double draw = 0; draw < draws && code == SAMPLE_REJECTED; ++draw) {
     std::size_t failed = 0;
-    code = DrawCase(order, &failed);
+    code = DrawCase(order, work, &failed);
     if (code == SAMPLE_NO_TABLE)
       ReportError(-2139, "Distribution missing for node '%s'", order.steps[failed].node->name);
   }
   if (code == SAMPLED || code == SAMPLE_REJECTED) KeepAsFindings(nodes, order);
+  if (code != SAMPLE_HALTED) return code;
+  Post(FailHalted());
+  return SAMPLE_ERROR;
   return code;
 }
 
 namespace {
-
-bool FileHasText(const char* filename) {
-  std::FILE* file = std::fopen(filename, "rb");
-  const bool hasText = file && std::fgetc(file) != EOF;
-  if (file) std::fclose(file);
-  return hasText;
-}
 
 struct GenerateFile {
   CaseWriter writer;
@@ -227,61 +251,132 @@ struct GenerateFile {
 
 Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, const char* filename,
                       const GenerateOptions& options, GenerateFile& file) {
-  AppendPlan plan;
-  if (options.append)
-    if (Failure failure = PlanAppend(filename, nodes[0]->innet, nodes, &plan)) return failure;
-  if (!plan.isCaseFile && options.append && FileHasText(filename))
-    return Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text);
-  if (!plan.isCaseFile) plan.columns = NewColumns(nodes, options.firstid >= 0, options.freq != 0);
+  CasePlan plan;
+  if (Failure failure = PlanCases(filename, nodes, options.append, options.firstid >= 0, options.freq != 0, &plan))
+    return failure;
   for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
   for (const PlannedColumn& column : plan.columns) file.columns.push_back(column.node ? column.node->scratch : -1);
-  if (plan.isCaseFile ? file.writer.Append(filename, plan.columns) : file.writer.Create(filename, plan.columns))
-    return nullptr;
+  if (file.writer.Open(filename, plan)) return nullptr;
   return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text)
                         : Fail(-2079, "Couldn't open file for writing cases '%s'", ShownPath(filename).text);
 }
 
-int WriteDraws(SampleOrder& order, GenerateFile& file, const GenerateOptions& options, WaitScope& wait) {
-  const std::size_t numcolumns = file.columns.size();
-  Vector<statetype> states(numcolumns, UNDEF_STATE);
-  Vector<double> values(numcolumns, UNDEF_DBL);
-  const double freq = options.freq != 0 ? options.freq : 1;
-  double limit = 40.0 * static_cast<double>(options.numcases), attempts = 0;
+// Writes what is drawn, row by row.
+struct Generator {
+  SampleOrder& order;
+  GenerateFile& file;
+  const GenerateOptions& options;
+  LongWork& work;
+  Vector<statetype> states;
+  Vector<double> values;
   long numdone = 0;
-  for (; numdone < options.numcases; ++attempts) {
+
+  bool IsDone() const { return numdone >= options.numcases || file.writer.HasFailed(); }
+  void WriteRow();
+};
+
+void Generator::WriteRow() {
+  states.resize(file.columns.size(), UNDEF_STATE);
+  values.resize(file.columns.size(), UNDEF_DBL);
+  for (std::size_t i = 0; i < file.columns.size(); ++i) {
+    if (file.columns[i] < 0) continue;
+    states[i] = order.states[static_cast<std::size_t>(file.columns[i])];
+    values[i] = order.values[static_cast<std::size_t>(file.columns[i])];
+  }
+  const long id = options.firstid >= 0 ? options.firstid + numdone : -1;
+  file.writer.Row(states.data(), values.data(), id, options.freq != 0 ? options.freq : 1);
+  if (!file.writer.HasFailed()) ++numdone;
+  work.SetShare(static_cast<double>(numdone) / static_cast<double>(options.numcases));
+}
+
+// Forward, until enough draws meet the findings.
+int WriteForwardDraws(Generator& generator) {
+  const long numcases = generator.options.numcases;
+  double limit = 40.0 * static_cast<double>(numcases), attempts = 0;
+  for (; !generator.IsDone(); ++attempts) {
     if (attempts > limit) {
-      if (AskYesNo(true, "Many cases are being rejected. Cancel operation")) return SAMPLE_ERROR;
+      if (AskYesNo(true, "Many cases are being rejected. Cancel operation")) {
+        ReportError(-2451, "generating cases was cancelled, since only %ld of %.0f met the findings", generator.numdone,
+                    attempts);
+        return SAMPLE_ERROR;
+      }
       limit *= 2;
     }
-    if ((static_cast<long long>(attempts) & 63) == 0 && attempts > 0 &&
-        wait.Progress(static_cast<double>(numdone) / static_cast<double>(options.numcases)))
-      return SAMPLE_ERROR;
     std::size_t failed = 0;
-    int code = DrawCase(order, &failed);
+    const int code = DrawCase(generator.order, generator.work, &failed);
     if (code == SAMPLE_REJECTED) continue;
     if (code == SAMPLE_NO_TABLE)
-      ReportError(-2101, "distribution missing for node '%s'", order.steps[failed].node->name);
+      ReportError(-2101, "distribution missing for node '%s'", generator.order.steps[failed].node->name);
     if (code != SAMPLED) return code;
-    for (std::size_t i = 0; i < numcolumns; ++i) {
-      if (file.columns[i] < 0) continue;
-      states[i] = order.states[static_cast<std::size_t>(file.columns[i])];
-      values[i] = order.values[static_cast<std::size_t>(file.columns[i])];
-    }
-    file.writer.Row(states.data(), values.data(), options.firstid >= 0 ? options.firstid + numdone : -1, freq);
-    if (file.writer.HasFailed()) break;
-    ++numdone;
+    generator.WriteRow();
   }
-  if (attempts != static_cast<double>(options.numcases) && !file.writer.HasFailed())
+  if (attempts != static_cast<double>(numcases) && !generator.file.writer.HasFailed())
     ReportDanger(-2192, REPORT_ERR, LOG_DISPLAY, "Acceptance ratio = %g%%\n",
-                 static_cast<double>(options.numcases) * 100 / attempts);
+                 static_cast<double>(numcases) * 100 / attempts);
   return SAMPLED;
+}
+
+// All of the order from the junction tree; what is real-valued follows from the states.
+int TakeDraw(SampleOrder& order, const TreeSampler& sampler) {
+  for (std::size_t at = 0; at < order.steps.size(); ++at) {
+    const Step& step = order.steps[at];
+    if (step.source == Step::Values) {
+      std::size_t row = 0;
+      if (!FindRow(step, order, &row)) return SAMPLE_IMPOSSIBLE;
+      order.states[at] = UNDEF_STATE;
+      order.values[at] = static_cast<double>(step.node->determinv[row]);
+    } else {
+      order.states[at] = sampler.State(*step.node);
+      order.values[at] = ValueOf(*step.node, order.states[at]);
+    }
+    if (step.node->discrete != DISCRETE && step.node->value != UNDEF_DBL) order.values[at] = step.node->value;
+  }
+  return SAMPLED;
+}
+
+int WriteTreeDraws(Generator& generator, TreeSampler& sampler) {
+  while (!generator.IsDone()) {
+    if (generator.work.Halts(NODE_WORK * static_cast<double>(generator.order.steps.size()))) return SAMPLE_HALTED;
+    sampler.Draw();
+    if (const int code = TakeDraw(generator.order, sampler); code != SAMPLED) return code;
+    generator.WriteRow();
+  }
+  return SAMPLED;
+}
+
+// Whether draws from the tree are to be had and worth it.
+bool PrepareTree(const SampleOrder& order, LongWork& work, TreeSampler& sampler) {
+  constexpr double SELDOM = 1.0 / 40;
+  const net_bn net = order.steps[0].node->innet;
+  bool isObserved = false;
+  Vector<node_bn> nodes;
+  for (const Step& step : order.steps) {
+    if (step.source == Step::NoTable || !step.node->probs || CompiledIndex(*step.node) < 0) return false;
+    isObserved = isObserved || HasFinding(*step.node);
+    nodes.push_back(step.node);
+  }
+  return isObserved && net->potentialsMade && sampler.Prepare(net, nodes, work) && sampler.Acceptance() > 0 &&
+         sampler.Acceptance() < SELDOM;
+}
+
+int WriteCases(Generator& generator) {
+  TreeSampler sampler;
+  const bool usesTree = PrepareTree(generator.order, generator.work, sampler);
+  int code = SAMPLE_HALTED;
+  if (!generator.work.IsHalted()) {
+    code = usesTree ? WriteTreeDraws(generator, sampler) : WriteForwardDraws(generator);
+  }
+  if (code != SAMPLE_HALTED) return code;
+  Post(FailHalted());
+  return SAMPLE_ERROR;
 }
 
 }  // namespace
 
 int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const GenerateOptions& options) {
   if (nodes.empty()) return SAMPLED;
-  WaitScope wait("Generating cases");
+  LongWork work("Generating cases", 0, Showing::Always);
+  work.Begin();
   SampleOrder order;
   GenerateFile file;
   if (Failure failure = PrepareOrder(nodes, order)) {
@@ -292,7 +387,8 @@ int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const Genera
     Post(std::move(failure));
     return SAMPLE_ERROR;
   }
-  int code = WriteDraws(order, file, options, wait);
+  Generator generator{order, file, options, work, {}, {}};
+  const int code = WriteCases(generator);
   if (!file.writer.Close()) {
     ReportError(-2120, "couldn't write cases to file '%s'", ShownPath(spec->name).text);
     return SAMPLE_ERROR;
@@ -327,6 +423,7 @@ extern "C" int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, fi
     ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
     return SAMPLE_ERROR;
   }
+  if (NetCall::Basic() && !CheckFinite("freq", freq)) return SAMPLE_ERROR;
   return GenerateCases(nodes ? Entries(*nodes) : std::span<const node_bn>(), file,
                        {numcases, firstid, freq, append != 0});
 }

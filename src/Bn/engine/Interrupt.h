@@ -1,0 +1,38 @@
+// How a long computation lets others look in, and is halted. The passes over tables count what they do; once halted
+// they do nothing any more and leave numbers without meaning, so that whoever asked must forget all that was computed.
+#pragma once
+
+#include <algorithm>
+
+#include "Bn/engine/Engine.h"
+
+namespace bravic::engine {
+
+inline constexpr double PASS_ENTRIES = 100;  // what a pass costs beside its entries
+
+struct Interrupt {
+  static constexpr double BETWEEN_LOOKS = 1 << 18;
+
+  ProgressFunction ask;  // empty: nobody looks
+  double total = 1;      // entries that all of it comes to, about
+  double done = 0, lookAt = BETWEEN_LOOKS;
+  bool halted = false;
+
+  void Start(ProgressFunction whom, double entries) {
+    ask = std::move(whom);
+    total = std::max(entries, 1.0);
+    done = 0;
+    lookAt = BETWEEN_LOOKS;
+    halted = false;
+  }
+  // Whether to leave out this much work, and everything after it.
+  bool Halts(double entries) {
+    constexpr double ALMOST_ALL = 0.99;
+    done += entries;
+    if (halted || done < lookAt || !ask) return halted;
+    lookAt = done + BETWEEN_LOOKS;
+    return halted = ask(std::min(done / total, ALMOST_ALL));
+  }
+};
+
+}  // namespace bravic::engine
