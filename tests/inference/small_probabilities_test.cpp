@@ -62,8 +62,14 @@ TEST_F(SmallProbabilities, OfTwoFindingsInAPair) {
   AddNode(net, "A", {"a", "b"}, {}, {1e-30f, 1});
   AddNode(net, "B", {"a", "b"}, {"A"}, {1e-30f, 1, 0, 1});
   CompileNet_bn(net.get());
-  Observe(net, "A", "a");
+  EXPECT_EQ(Belief(net, "B", "a"), 0);
+  const float only[] = {2, 0};
+  EnterNodeLikelihood_bn(Named(net, "B"), only);
+  EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-60, 1, 1e-5);
+  RetractNodeFindings_bn(Named(net, "B"));
+  EXPECT_EQ(Belief(net, "B", "a"), 0);
   Observe(net, "B", "a");
+  Observe(net, "A", "a");
   EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-60, 1, 1e-5);
   EXPECT_EQ(Belief(net, "A", "a"), 1);
   RetractNodeFindings_bn(Named(net, "A"));

@@ -121,8 +121,10 @@ class Inference {
   double Probability() const;     // may underflow to 0
   double LogProbability() const;  // natural log
 
-  // Whether the findings are possible together, without their probability where that would cost more.
+  // Whether the findings are possible together, without their probability where that would cost more; whether they are
+  // with one more (which takes the place of the node's own, and goes again).
   Status Check();
+  Status CheckState(int node, int state);
 
   // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
   // No probability above 1e-30 is answered as 0.

@@ -407,7 +407,7 @@ bool Inference::Impl::Normalize(const double* from_, std::span<float> to) const 
 
 // The same of weights that may lack so much; false where that could matter.
 bool Inference::Impl::NormalizeSure(const double* from, int lost, std::span<float> to) const {
-  return JudgeEach(from, to.size(), lost) == Outcome::GOOD && Normalize(from, to);
+  return (lost == NO_LOSS || JudgeEach(from, to.size(), lost) == Outcome::GOOD) && Normalize(from, to);
 }
 
 // What SumOnto answers, normalized.
@@ -653,6 +653,20 @@ Status Inference::Check() {
   if (impl_->propagated) return impl_->status;
   if (impl_->unchecked.empty() && impl_->tablesChecked) return Status::Done;
   return impl_->Ask(-1, {}, &answer) ? answer : Propagate();
+}
+
+Status Inference::CheckState(int node, int state) {
+  const Vector<WideNumber> weights = impl_->findings[At(node)].weights;
+  const int before = impl_->findings[At(node)].state;
+  SetState(node, state);
+  const Status status = Check();
+  if (before != FREE)
+    SetState(node, before);
+  else if (!weights.empty())
+    SetLikelihood(node, weights);
+  else
+    ClearFinding(node);
+  return status;
 }
 
 double Inference::Probability() const {
