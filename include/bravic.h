@@ -26,8 +26,8 @@
               Common to all: 5104 and 5143 (net NULL; damaged or freed), 5105, 5144 and 5138 (node NULL; damaged or
               freed; a placeholder), 5110 (list NULL), 5119 to 5122 and 5145 (a list's entries), 5103 and 5141 (file
               NULL; damaged or freed), 5100, 5101 and 5139 (environment NULL; not started; damaged: these three are
-              written to the standard error stream), 5114 (called from within another call, for instance from the
-              progress callback: a warning, the call goes on), 5134 or 5135 (the memory reserve is spent).
+              written to the standard error stream), 5114 (called from the progress callback, where only the error
+              functions work), 5134 or 5135 (the memory reserve is spent).
    Ownership. Handles belong to the library until they are freed as told below. Strings, vectors and lists answered
               by functions whose names begin with Get belong to the net or node and stay valid until it is next
               changed; the host must not change or free them. What a host passes in is copied.
@@ -556,7 +556,8 @@ BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
 
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A
-   non-zero answer halts the operation, which then reports as its own comment says. It must not call the library. */
+   non-zero answer halts the operation, which then reports as its own comment says. From within it only the error
+   functions work; every other call is refused (5114). It is never called from within itself. */
 typedef int(BRAVIC_CALL *progress_ns)(void *data, const char *what, double done, double total_seconds);
 
 /* report: NULL for none. data: handed to it. */

@@ -13,6 +13,9 @@ int checkingLevel = CHECK_LISTS;
 
 namespace {
 
+bool inCallback = false;
+const char* functionBefore;  // of the operation that calls back, as the callback found it
+
 bool RefuseEnvironment(int number, const char* text) {
   PrintFramed(number, text);
   return false;
@@ -45,9 +48,34 @@ constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
 
 }  // namespace
 
-void ApiCall::ComplainOfNesting(const char* function) {
+CallbackScope::CallbackScope() {
+  functionBefore = currentFunction;
+  if (!currentFunction) currentFunction = "a long operation";
+  inCallback = true;
+}
+
+CallbackScope::~CallbackScope() {
+  inCallback = false;
+  currentFunction = functionBefore;
+}
+
+bool RefuseInCallback(const char* function) {
+  if (!inCallback) return false;
   const char* running = currentFunction;
   currentFunction = nullptr;  // the complaint is nobody's error
+  ReportError(-5114, "API function %s is calling API function %s", running, function);
+  currentFunction = running;
+  return true;
+}
+
+void ApiCall::Nest(const char* function, InCallback allowed) {
+  if (inCallback) {
+    around_ = currentFunction;
+    refused_ = allowed == InCallback::Refused && RefuseInCallback(function);
+    return;
+  }
+  const char* running = currentFunction;
+  currentFunction = nullptr;
   ReportWarning(-5114, "API function %s is calling API function %s", running, function);
 }
 
@@ -59,6 +87,7 @@ bool ApiCall::RefuseWithoutReserve(int number) {
 }
 
 bool ApiCall::Check(environ_ns env) {
+  if (refused_) return false;
   if (!Basic()) return true;
   if (!env) return RefuseEnvironment(-5100, "NULL passed for environ_ns");
   if (TagOf(env) != ENVIRON_TAG || env->closed) return RefuseEnvironment(-5139, "damaged or freed environ_ns passed");
@@ -67,6 +96,7 @@ bool ApiCall::Check(environ_ns env) {
 }
 
 bool ApiCall::Check(report_ns report) {
+  if (refused_) return false;
   if (!Basic()) return true;
   if (!report) {
     ReportError(-5102, "NULL passed for report_ns");
@@ -80,6 +110,7 @@ bool ApiCall::Check(report_ns report) {
 }
 
 bool ApiCall::Check(filespec_ns file) {
+  if (refused_) return false;
   if (!Basic()) return true;
   if (!file) {
     ReportError(-5103, "NULL passed for filespec_ns");

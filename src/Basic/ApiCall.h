@@ -1,6 +1,7 @@
 // The call frame of an exported function, as a guard: complains of nesting, sets and clears the current
 // function's name, tests the reserve and offers the argument checks that need no model. Model checks extend it
-// (Bn/model/NetCall.h).
+// (Bn/model/NetCall.h). While the host's progress callback runs, an operation is in the middle of its work: every
+// call but the error functions is refused then, by the first of the checks that it makes.
 #pragma once
 
 #include "Basic/Environ.h"
@@ -8,17 +9,29 @@
 
 namespace bravic {
 
+// What a long operation does around the host's progress callback. One callback at a time.
+class CallbackScope {
+ public:
+  CallbackScope();
+  ~CallbackScope();
+  CallbackScope(const CallbackScope&) = delete;
+  CallbackScope& operator=(const CallbackScope&) = delete;
+};
+// True, with the call reported, while the host's progress callback runs.
+bool RefuseInCallback(const char* function);
+
 class ApiCall {
  public:
+  enum class InCallback { Refused, Allowed };
   // The function's name is spelled as exported in mixed case; static text.
-  explicit ApiCall(const char* function) {
+  explicit ApiCall(const char* function, InCallback inCallback = InCallback::Refused) {
     if (currentFunction) [[unlikely]]
-      ComplainOfNesting(function);
+      Nest(function, inCallback);
     currentFunction = function;
   }
-  // Clears the name, unless HasReserve has failed.
+  // Clears the name, unless HasReserve has failed. Within a callback the name of the operation comes back.
   ~ApiCall() {
-    if (!leaveSet_) currentFunction = nullptr;
+    if (!leaveSet_) currentFunction = around_;
   }
   ApiCall(const ApiCall&) = delete;
   ApiCall& operator=(const ApiCall&) = delete;
@@ -26,7 +39,7 @@ class ApiCall {
   // False, with "not enough free memory to call %s" reported under the number, when the reserve is gone. The
   // function's name is then deliberately left set, so that the next call complains of nesting. Before memory
   // accounting runs: false, with "this function called before InitBravic_bn" written framed.
-  bool HasReserve(int number) { return bravic::HasReserve() || RefuseWithoutReserve(number); }
+  bool HasReserve(int number) { return !refused_ && (bravic::HasReserve() || RefuseWithoutReserve(number)); }
 
   // Handle checks of the basic level; the deep level adds the record's own consistency.
   bool Check(environ_ns env);  // faults are written framed, since they cannot be recorded
@@ -39,12 +52,16 @@ class ApiCall {
   static bool Lists() { return checkingLevel >= CHECK_LISTS; }
   static bool Deep() { return checkingLevel >= CHECK_DEEP; }
 
-  void LeaveNameSet() { leaveSet_ = true; }
+  void LeaveNameSet() { leaveSet_ = !around_; }
+  // In a callback: no check passes.
+  bool IsRefused() const { return refused_; }
 
  private:
-  static void ComplainOfNesting(const char* function);  // leaves the name cleared
+  void Nest(const char* function, InCallback inCallback);
   bool RefuseWithoutReserve(int number);
 
+  const char* around_ = nullptr;  // the function whose callback this call comes from
+  bool refused_ = false;
   bool leaveSet_ = false;
 };
 

@@ -528,44 +528,44 @@ bool ClientNumberInRange(int number) {
 }  // namespace
 
 report_ns BRAVIC_CALL GetError_ns(environ_ns env, int danger, report_ns after) {
-  ApiCall call("GetError_ns");
+  ApiCall call("GetError_ns", ApiCall::InCallback::Allowed);
   if (!call.Check(env) || !DangerInRange(-5534, danger) || (after && !call.Check(after))) return nullptr;
   return OldestError(env, danger, after);
 }
 
 void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger) {
-  ApiCall call("ClearErrors_ns");
+  ApiCall call("ClearErrors_ns", ApiCall::InCallback::Allowed);
   if (!call.Check(env) || !DangerInRange(-5535, danger)) return;
   ClearErrors(env, danger);
 }
 
 void BRAVIC_CALL ClearError_ns(report_ns error) {
-  ApiCall call("ClearError_ns");
+  ApiCall call("ClearError_ns", ApiCall::InCallback::Allowed);
   if (!error || !call.Check(error)) return;
   ClearError(error);
 }
 
 report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char* mesg) {
-  ApiCall call("ReportError_ns");
+  ApiCall call("ReportError_ns", ApiCall::InCallback::Allowed);
   if (!call.Check(env) || !ClientNumberInRange(number) || !DangerInRange(-5563, danger)) return nullptr;
   return ReportText(-number, danger, mesg);
 }
 
 int BRAVIC_CALL ErrorNumber_ns(report_ns error) {
-  ApiCall call("ErrorNumber_ns");
+  ApiCall call("ErrorNumber_ns", ApiCall::InCallback::Allowed);
   if (!error || !call.Check(error)) return 0;
   return error->number < 0 ? -error->number : error->number;
 }
 
 const char* BRAVIC_CALL ErrorMessage_ns(report_ns error) {
-  ApiCall call("ErrorMessage_ns");
+  ApiCall call("ErrorMessage_ns", ApiCall::InCallback::Allowed);
   if (!error) return "";
   if (!call.Check(error)) return "error";
   return MessageWithFunction(error);
 }
 
 int BRAVIC_CALL ErrorDanger_ns(report_ns error) {
-  ApiCall call("ErrorDanger_ns");
+  ApiCall call("ErrorDanger_ns", ApiCall::InCallback::Allowed);
   if (!error) call.LeaveNameSet();
   if (!error || !call.Check(error)) return FALSE_ALERT;
   return error->danger;

@@ -93,8 +93,8 @@ Failure ReadAll(std::FILE* file, Block<char>* block, std::size_t* length) {
 Failure InputChannel::OpenFile(const char* name, InputChannel* channel) {
   OpenedFile file(std::fopen(name, "rb"));
   if (!file) {
-    if (errno == ENOENT) return Fail(-2012, "file '%.400s' does not exist", name);
-    return Fail(-2014, "couldn't open file '%.400s' for %s", name, "reading");
+    if (errno == ENOENT) return Fail(-2012, "file '%s' does not exist", ShownPath(name).text);
+    return Fail(-2014, "couldn't open file '%s' for %s", ShownPath(name).text, "reading");
   }
   Block<char> bytes;
   std::size_t length = 0;

@@ -1,5 +1,6 @@
 #include "Basic/NumberText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -7,7 +8,8 @@
 namespace bravic {
 namespace {
 
-constexpr int DECIMALS = 6;  // of the quick form of small numbers
+constexpr int GENERAL_DIGITS = 6;  // of "%g"
+constexpr int DECIMALS = 6;        // of the quick form of small numbers
 constexpr double DECIMAL_SCALE = 1e6;
 
 char* PrintWord(const char* word, char* to) {
@@ -40,7 +42,7 @@ char* PrintMillionths(unsigned millionths, char* to) {
 
 // The shortest digits, taken from the scientific form "d.ddde-dd" and laid out anew.
 template <class T>
-char* PrintShortestDigits(T value, int maxDigits, char* to) {
+char* PrintShortestDigits(T value, char* to) {
   char text[NUMBER_TEXT_LEN];
   const char* const end = std::to_chars(text, text + sizeof text, value, std::chars_format::scientific).ptr;
   const char* at = text;
@@ -55,7 +57,7 @@ char* PrintShortestDigits(T value, int maxDigits, char* to) {
   int exponent = 0;
   std::from_chars(at, end, exponent);
 
-  if (exponent < -4 || exponent >= maxDigits) {
+  if (exponent < -4 || exponent >= std::max(count, GENERAL_DIGITS)) {
     *to++ = digits[0];
     if (count > 1) *to++ = '.';
     for (int i = 1; i < count; i++) *to++ = digits[i];
@@ -105,12 +107,12 @@ char* PrintShortest(float value, char* to) {
     *to = '0';
     return to + 1;
   }
-  return PrintShortestDigits(value, 9, to);
+  return PrintShortestDigits(value, to);
 }
 
 char* PrintShortest(double value, char* to) {
   if (!std::isfinite(value)) return PrintSpecial(value, to);
-  return PrintShortestDigits(value, 17, to);
+  return PrintShortestDigits(value, to);
 }
 
 }  // namespace bravic

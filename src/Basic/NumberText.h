@@ -11,8 +11,8 @@ inline constexpr std::size_t NUMBER_TEXT_LEN = 40;
 char* PrintInteger(long long value, char* to, int base = 10);
 // As "%.*g" prints it, with 1 to 17 digits; not-a-number and the infinities print as "nan", "inf" and "-inf".
 char* PrintGeneral(double value, int digits, char* to);
-// The fewest digits that read back to the same number, laid out like "%g": with an exponent below 1e-4 and from 1e9
-// (float) or 1e17 (double) on.
+// As "%g" prints it, or the first of "%.7g", "%.8g" ... that reads back to the same number; of a number too small to
+// be normal as many digits as that takes.
 char* PrintShortest(float value, char* to);
 char* PrintShortest(double value, char* to);
 

@@ -48,9 +48,10 @@ void OutputChannel::OpenMemory() {
   inMemory_ = true;
 }
 
-bool OutputChannel::Close() {
+bool OutputChannel::Close(Flush flush) {
   if (!file_) return !failed_;
   WriteOut();
+  if (flush && !failed_ && (!GateAllows(WriteStep::Flush, 0) || !flush(file_))) Fail();
   const bool allowed = GateAllows(WriteStep::Close, 0);
   if (std::fclose(file_) != 0 || !allowed) Fail();
   file_ = nullptr;

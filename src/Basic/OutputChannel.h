@@ -27,7 +27,11 @@ class OutputChannel {
   void OpenMemory();
   // Writes out what is still held and closes; false when anything has failed since the channel was opened. A closed
   // channel closes again with the same answer. What was written into memory stays until the next opening.
-  bool Close();
+  bool Close() { return Close(nullptr); }
+  // The same for a file that has to last: what is still on its way to the disk is sent there first. flush answers
+  // false when that failed, with errno set.
+  using Flush = bool (*)(std::FILE* file);
+  bool Close(Flush flush);
 
   bool HasFailed() const { return failed_; }
   int SystemError() const { return systemError_; }  // errno of the first failure, or 0
@@ -76,8 +80,8 @@ class OutputChannel {
   char spare_[MAX_ROOM];  // the buffer when there is no memory for a larger one, and after a failure
 };
 
-// For fault-injection tests: asked before each opening, write and closing of a file; false makes it fail.
-enum class WriteStep { Open, Write, Close };
+// For fault-injection tests: asked before each opening, write, flush and closing of a file; false makes it fail.
+enum class WriteStep { Open, Write, Flush, Close };
 using WriteGate = bool (*)(WriteStep step, std::size_t nbytes);
 void SetWriteGate(WriteGate gate);
 

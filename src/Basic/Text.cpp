@@ -216,6 +216,22 @@ long TrailingNumber(const char* text, const char** start) {
   return value;
 }
 
+ShownPath::ShownPath(const char* path, std::size_t room) {
+  constexpr std::string_view GAP = "...";
+  const std::size_t length = std::strlen(path);
+  if (length <= room) {
+    std::memcpy(text, path, length + 1);
+    return;
+  }
+  const auto isWithinCharacter = [&](std::size_t i) { return (At(path, i) & 0xC0) == 0x80; };
+  std::size_t head = (room - GAP.size()) / 2, tail = length - (room - GAP.size() - head);
+  while (head > 0 && isWithinCharacter(head)) --head;
+  while (isWithinCharacter(tail)) ++tail;
+  char* at = std::copy_n(path, head, text);
+  at = std::copy(GAP.begin(), GAP.end(), at);
+  std::memcpy(at, path + tail, length - tail + 1);
+}
+
 const char* Ordinal(long n, char* buffer) {
   static constexpr const char* WORDS[] = {"zeroth", "first",   "second", "third", "fourth", "fifth",
                                           "sixth",  "seventh", "eighth", "ninth", "tenth"};

@@ -65,6 +65,12 @@ bool EndsWith(const char* text, const char* suffix);
 long TrailingNumber(const char* text, const char** start);
 // "zeroth", "first" ... "tenth", then "11th", "21st", ...; the buffer holds at least 24 characters.
 const char* Ordinal(long n, char* buffer);
+// A path as messages show it: cut in its middle, never within a character, when it is longer than the room.
+struct ShownPath {
+  static constexpr std::size_t ROOM = 200, MAX_ROOM = 400;  // two paths fit a message, or one long one
+  explicit ShownPath(const char* path, std::size_t room = ROOM);
+  char text[MAX_ROOM + 1];
+};
 inline const char* OrEmpty(const char* text) {
   return text ? text : "";
 }

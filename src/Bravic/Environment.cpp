@@ -59,8 +59,9 @@ environ_ns CreateEnviron() {
   return &env;
 }
 
-// Makes a valid environment the current one.
+// Makes a valid environment the current one; not while a callback runs.
 bool ValidateEnviron(environ_ns env, const char* function) {
+  if (RefuseInCallback(function)) return false;
   if (env && TagOf(env) == ENVIRON_TAG && !env->closed) {
     currentEnviron = env;
     return true;
@@ -189,6 +190,7 @@ void SetStartupBox(StartupBox box) {
 using namespace bravic;
 
 environ_ns BRAVIC_CALL NewBravicEnviron_bn(void) {
+  if (RefuseInCallback("NewBravicEnviron_bn")) return nullptr;
   if (currentEnviron) {
     PrintFramed(-5526, "Attempt to create 2 environments (currently Bravic only supports a single concurrent session)");
     return nullptr;
@@ -198,6 +200,10 @@ environ_ns BRAVIC_CALL NewBravicEnviron_bn(void) {
 
 int BRAVIC_CALL InitBravic_bn(environ_ns env, char* buffer) {
   MessageBuffer mesg(buffer);
+  if (RefuseInCallback("InitBravic_bn")) {
+    mesg.Append("Attempt to start %s from a progress callback", PRODUCT_NAME);
+    return -1;
+  }
   if (!env) {
     mesg.Append("Attempt to start %s with a NULL environment", PRODUCT_NAME);
     return -1;
@@ -215,6 +221,10 @@ int BRAVIC_CALL InitBravic_bn(environ_ns env, char* buffer) {
 
 int BRAVIC_CALL CloseBravic_bn(environ_ns env, char* buffer) {
   MessageBuffer mesg(buffer);
+  if (RefuseInCallback("CloseBravic_bn")) {
+    mesg.Append("Attempt to close %s from a progress callback", PRODUCT_NAME);
+    return -1;
+  }
   if (!env) {
     mesg.Append("Attempt to close %s with a NULL environment", PRODUCT_NAME);
     return -1;

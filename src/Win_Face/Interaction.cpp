@@ -76,13 +76,10 @@ void Announce(Wait* wait) {
   wait->announced = true;
 }
 
-// The host may call the library from its function, which is complained of and clears the running function's name.
 bool HostHalts(const Wait& wait, double fraction) {
   if (!hostProgress) return false;
-  const char* running = currentFunction;
-  const bool halts = hostProgress(hostData, wait.message, fraction, wait.estimate) != 0;
-  currentFunction = running;
-  return halts;
+  const CallbackScope callback;
+  return hostProgress(hostData, wait.message, fraction, wait.estimate) != 0;
 }
 
 // The next of the accepted characters (NULL: any) from the console; -1 when the console has ended.

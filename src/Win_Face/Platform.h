@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 
 #include "Basic/Memory.h"
 
@@ -31,9 +32,15 @@ enum class FileKind { Absent, Regular, Directory, Other };  // Other: a device, 
 enum class Creation { Done, Exists, Failed };
 FileKind KindOfFile(const char* path);
 Block<char> LinkTarget(const char* path);
-Creation CreateNewFile(const char* path);                // empty; never one that is there
-bool IsWriteProtected(const char* path);                 // no one may write it
-void CopyPermissions(const char* from, const char* to);  // as far as the system lets
+// Empty; never one that is there. ownersAlone: nobody else may read it.
+Creation CreateNewFile(const char* path, bool ownersAlone);
+bool IsWriteProtected(const char* path);  // no one may write it
+// The owner, the group and who may do what, as far as the system lets; never more for anybody than before.
+void CopyPermissions(const char* from, const char* to);
+// To the disk itself: what was written to a file (false, with errno set, when that failed), and the names in the
+// directory that holds the path, as far as the system can.
+bool FlushFile(std::FILE* file);
+void FlushDirectoryOf(const char* path);
 bool IsPathSeparator(char c);
 
 }  // namespace bravic

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "Win_Face/Platform.h"
@@ -84,8 +85,8 @@ Block<char> LinkTarget(const char* path) {
   return target;
 }
 
-Creation CreateNewFile(const char* path) {
-  const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+Creation CreateNewFile(const char* path, bool ownersAlone) {
+  const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, ownersAlone ? 0600 : 0666);
   if (file < 0) return errno == EEXIST ? Creation::Exists : Creation::Failed;
   close(file);
   return Creation::Done;
@@ -96,9 +97,35 @@ bool IsWriteProtected(const char* path) {
   return stat(path, &status) == 0 && !(status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH));
 }
 
+// A group that cannot be kept may not do what only the old one might: it is given what everybody may do.
 void CopyPermissions(const char* from, const char* to) {
-  struct stat status;
-  if (stat(from, &status) == 0 && chmod(to, status.st_mode & 07777) != 0) errno = 0;
+  struct stat was, now;
+  if (stat(from, &was) != 0 || stat(to, &now) != 0) return;
+  constexpr auto SAME_OWNER = static_cast<uid_t>(-1);
+  constexpr auto SAME_GROUP = static_cast<gid_t>(-1);
+  const bool owned = now.st_uid == was.st_uid || chown(to, was.st_uid, SAME_GROUP) == 0;
+  const bool grouped = now.st_gid == was.st_gid || chown(to, SAME_OWNER, was.st_gid) == 0;
+  mode_t mode = was.st_mode & (owned && grouped ? 07777 : 0777);
+  if (!grouped) mode = (mode & ~070u) | (mode & 07u) << 3;
+  if (chmod(to, mode) != 0) errno = 0;
+}
+
+bool FlushFile(std::FILE* file) {
+  if (std::fflush(file) != 0) return false;
+  // What is no file on a disk has nothing to flush.
+  return fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS;
+}
+
+void FlushDirectoryOf(const char* path) {
+  std::size_t length = std::strlen(path);
+  while (length > 0 && path[length - 1] != '/') length--;
+  Block<char> directory = MakeBlock<char>(length + 2);
+  std::memcpy(directory.get(), length ? path : ".", length ? length : 1);
+  directory[length ? length : 1] = 0;
+  const int opened = open(directory.get(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (opened < 0) return;
+  if (fsync(opened) != 0) errno = 0;
+  close(opened);
 }
 
 bool IsPathSeparator(char c) {

@@ -2,7 +2,9 @@
 
 #include <windows.h>
 #undef ReplaceFile
+#include <io.h>
 
+#include <cstdio>
 #include <ctime>
 
 #include "Win_Face/Platform.h"
@@ -85,7 +87,7 @@ bool DirectoryExists(const char* path) {
 
 // Systems that are not of the NT family have no replacing move.
 Rename ReplaceFile(const char* from, const char* to) {
-  if (MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING)) return Rename::Done;
+  if (MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return Rename::Done;
   if (GetLastError() != ERROR_CALL_NOT_IMPLEMENTED) return Rename::Failed;
   return (DeleteFileA(to) || GetLastError() == ERROR_FILE_NOT_FOUND) && MoveFileA(from, to) ? Rename::Done
                                                                                             : Rename::Failed;
@@ -109,7 +111,7 @@ Block<char> LinkTarget(const char*) {
   return nullptr;
 }
 
-Creation CreateNewFile(const char* path) {
+Creation CreateNewFile(const char* path, bool) {
   const HANDLE file = CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_FILE_EXISTS ? Creation::Exists : Creation::Failed;
   CloseHandle(file);
@@ -126,6 +128,15 @@ void CopyPermissions(const char* from, const char* to) {
   const DWORD attributes = GetFileAttributesA(from);
   if (attributes != INVALID_FILE_ATTRIBUTES) SetFileAttributesA(to, attributes);
 }
+
+bool FlushFile(std::FILE* file) {
+  if (std::fflush(file) != 0) return false;
+  const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+  return FlushFileBuffers(handle) || GetFileType(handle) != FILE_TYPE_DISK;
+}
+
+// The move itself is written through.
+void FlushDirectoryOf(const char*) {}
 
 bool IsPathSeparator(char c) {
   return c == '/' || c == '\\' || c == ':';

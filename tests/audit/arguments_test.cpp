@@ -10,6 +10,7 @@
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
+#include "Win_Face/Interaction.h"
 #include "support/net_fixture.h"
 #include "support/rich_net.h"
 
@@ -37,7 +38,7 @@ std::string Say(const probtype* vector) {
 
 std::string SayAndFree(nodelist_bn list) {
   const std::string said = Say(list);
-  FreeNodeList_bn(list);
+  if (list) FreeNodeList_bn(list);
   return said;
 }
 
@@ -347,6 +348,59 @@ TEST_F(ArgumentsTest, BadListsAreReported) {
   EXPECT_EQ(Gist(), "5 5110 AbsorbNodes_bn NULL nodelist_bn");
 }
 
+long clockNow = 0;
+
+// Good arguments: what is refused is the moment. The error functions alone work.
+TEST_F(ArgumentsTest, CallsFromAProgressCallbackAreRefused) {
+  nodelist_bn list = List({cause, node});
+  const auto fileCalls = FileCalls();
+  char text[MESG_LEN_ns];
+  std::function<void()> inCallback = [&] {
+    const auto expect = [&](const std::string& said, const char* name, const std::string& answer) {
+      EXPECT_EQ(said, answer) << name;
+      EXPECT_EQ(Gist(1), std::string("5 5114 API Long_bn API ") + name);
+    };
+    for (const auto& call : NetCalls()) expect(call.call(net.get()), call.name, call.answer);
+    for (const auto& call : NodeCalls()) expect(call.call(node), call.name, call.answer);
+    for (const auto& call : ListCalls()) expect(call.call(list), call.name, call.answer);
+    for (const auto& call : fileCalls) expect(call.call(file), call.name, call.answer);
+    FreeNodeList_bn(list);
+    expect("", "FreeNodeList_bn", "");
+    AbsorbNodes_bn(list);
+    expect("", "AbsorbNodes_bn", "");
+    expect(Say(NewBravicEnviron_bn()), "NewBravicEnviron_bn", "NULL");
+    expect(Say(InitBravic_bn(env, text)), "InitBravic_bn", "-1");
+    expect(Say(CloseBravic_bn(env, text)), "CloseBravic_bn", "-1");
+    expect(Say(GetBravicVersion_bn(env, nullptr)), "GetBravicVersion_bn", "0");
+    expect(Say(ArgumentChecking_ns(23, env)), "ArgumentChecking_ns", "-1");
+    expect(Say(SeedRandom_ns(1, env)), "SeedRandom_ns", "-1");
+    expect((SetProgressCallback_ns(nullptr, nullptr, env), ""), "SetProgressCallback_ns", "");
+    EXPECT_EQ(ErrorNumber_ns(ReportError_ns(env, 12, 5, "mine")), 12);
+    EXPECT_EQ(ErrorDanger_ns(nullptr), 1);
+    EXPECT_EQ(Reports(), "5 12 ReportError_ns: Mine\n");
+  };
+  for (const int level : {23, 25}) {
+    ArgumentChecking_ns(level, env);
+    SetWaitClock([] { return ++clockNow; });
+    WaitScope wait("testing");
+    SetProgressCallback_ns(
+        [](void* calls, const char*, double, double) {
+          (*static_cast<std::function<void()>*>(calls))();
+          return 1;
+        },
+        &inCallback, env);
+    currentFunction = "Long_bn";
+    EXPECT_TRUE(wait.Progress(0.5));
+    EXPECT_STREQ(currentFunction, "Long_bn");
+    currentFunction = nullptr;
+    SetWaitClock(nullptr);
+    SetProgressCallback_ns(nullptr, nullptr, env);
+  }
+  ArgumentChecking_ns(25, env);
+  FreeNodeList_bn(list);
+  EXPECT_EQ(Written(net), look);
+}
+
 TEST_F(ArgumentsTest, PlaceholdersInListsHarmNothing) {
   AtEachLevel([&](int) {
     for (const OpenCall<nodelist_bn>& call : ListCalls()) {
@@ -493,6 +547,7 @@ TEST_F(ArgumentsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return Say(SetNetFindMPE_bn(net.get(), -1)); }, "3001 SetNetFindMPE_bn Test -1 0 1", "-1"},
       {[&] { return Say(SetUndoDepth_bn(-2, net.get())); }, "5581 SetUndoDepth_bn depth -2 -1 0 2147483647", "-1"},
       {[&] { return SetNodeExperience_bn(node, states, -1), ""; }, "5506 SetNodeExperience_bn experience node -1", ""},
+      {[&] { return SetNodeExperience_bn(bare, states, 1), ""; }, "2431 SetNodeExperience_bn bare", ""},
       {[&] { return SetNodeFuncValue_bn(node, states, 3.9), ""; }, "5508 SetNodeFuncValue_bn val 3 0 2 node 3", ""},
       {[&] { return SetNodeFuncValue_bn(node, states, -1e300), ""; },
        "5508 SetNodeFuncValue_bn val -2147483647 0 2 node 3", ""},

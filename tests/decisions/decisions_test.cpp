@@ -145,7 +145,7 @@ Diagram RandomDiagram(environ_ns env, Random& random, int numdecisions) {
   std::vector<node_bn> decisions, known, unknown;
   auto isKnown = [&](node_bn node) { return std::find(known.begin(), known.end(), node) != known.end(); };
   for (int i = 0; i <= numdecisions; ++i) {
-    for (int k = random.Between(i == 0, 2); k > 0; --k) {
+    for (int k = random.Between(i == 0, i == numdecisions ? 3 : 2); k > 0; --k) {
       node_bn node = NewNode_bn(("C" + std::to_string(diagram.order.size())).c_str(), 2, net);
       for (node_bn parent : diagram.order)
         if (LengthNodeList_bn(GetNodeParents_bn(node)) < 3 && random.Chance(0.5)) AddLink_bn(parent, node);
@@ -239,6 +239,30 @@ TEST_F(DecisionsTest, PublishedOptima) {
   OptimizeDecisions_bn(GetNetNodes_bn(net.get()));
   Observe(net, "Forecast", "rainy");
   EXPECT_NEAR(GetExpectedUtility_bn(net.get()), 14 / 0.25, 1e-4);
+}
+
+// What follows from a decision alone goes with it, also where it is linked in a circle.
+TEST_F(DecisionsTest, BarrenDescendantsGoWithTheDecision) {
+  for (const int depth : {0, 1}) {
+    for (const bool circle : {false, true}) {
+      net.reset(NewNet_bn("Test", env));
+      SetUndoDepth_bn(depth, net.get());
+      node_bn d = New("D"), x = New("X"), v = New("V", 0, {d}), z1 = New("Z1", 2, {d, x}), z2 = New("Z2", 2, {d, z1});
+      SetNodeKind_bn(d, DECISION_NODE);
+      SetNodeKind_bn(v, UTILITY_NODE);
+      if (circle) AddLink_bn(z2, z1);
+      for (statetype state : {0, 1}) SetNodeFuncValue_bn(v, &state, state);
+      for (node_bn node : {x, z1, z2}) {
+        ForEachRow(node, [node](const statetype* row) { SetNodeProbs_bn(node, row, std::vector{0.5f, 0.5f}.data()); });
+      }
+      Reports();
+      EXPECT_EQ(OptimizeDecisions_bn(GetNetNodes_bn(net.get())), circle ? -2228 : 0);
+      AbsorbNodes_bn(List({d, x, z1, z2}));
+      EXPECT_EQ(Reports() != "", circle);
+      EXPECT_EQ(Nodes(net).size(), circle ? 4 : 1);
+    }
+  }
+  SetUndoDepth_bn(1, net.get());
 }
 
 TEST_F(DecisionsTest, WhatCannotBeSolvedIsRefusedAndUnchanged) {

@@ -1,6 +1,7 @@
 // Entering, accumulating, reading and retracting findings: what is refused, with which words, and what is kept.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <vector>
 
 #include "support/library.h"
@@ -204,6 +205,18 @@ class Values : public Findings {
   }
 };
 
+TEST_F(Values, BoundsHoldWithoutIntervals) {
+  const Net net(NewNet_bn("Bounds", env));
+  node_bn node = NewNode_bn("V", 0, net.get());
+  const double wide[] = {0, 10}, narrow[] = {0, 5};
+  SetNodeLevels_bn(node, 0, wide);
+  for (double value : {11.0, -1.0, 7.0}) EnterNodeValue_bn(node, value);
+  EXPECT_EQ(GistOf(Reports()), "5 3309 EnterNodeValue_bn V 11 10; 5 3308 EnterNodeValue_bn V -1 0");
+  EXPECT_EQ(GetNodeValue_bn(node), 7);
+  SetNodeLevels_bn(node, 0, narrow);
+  EXPECT_EQ(GetNodeValue_bn(node), undef_dbl_ns);
+}
+
 TEST_F(Values, StandForStates) {
   struct Row {
     const char* node;
@@ -227,6 +240,8 @@ TEST_F(Values, StandForStates) {
       {"C", 40.5, NONE,
        "5 3309 EnterNodeValue_bn: Can't change value of node 'C', because new value 40.5 is higher "
        "than highest allowable (40)\n"},
+      {"C", std::nan(""), NONE,
+       "5 2432 EnterNodeValue_bn: Can't change value of node 'C', because the new value is not a number\n"},
   };
   Net net = WithLevels();
   for (const Row& row : rows) {

@@ -136,7 +136,9 @@ TEST_F(InteractionTest, TheHostSeesProgressAndCanHalt) {
     EXPECT_TRUE(wait.Progress(0.7));
   }
   EXPECT_EQ(seen.reports, (std::vector<std::string>{"learning 0.5 4", "learning 0 4"}));
-  EXPECT_EQ(Reports(), "4 5114 API function LongCall_ns is calling API function SeedRandom_ns\n");
+  EXPECT_EQ(Reports(),
+            "5 5114 API function LongCall_ns is calling API function SeedRandom_ns\n"
+            "5 5114 API function a long operation is calling API function SeedRandom_ns\n");
 }
 
 TEST_F(InteractionTest, QuestionsTakeTheirDefaultsAndAnswers) {

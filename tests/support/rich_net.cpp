@@ -142,6 +142,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
       SetNodeKind_bn(node, random.Chance(0.5) ? DECISION_NODE : random.Chance(0.5) ? ASSUME_NODE : ADVERSARY_NODE);
     }
     if (node->numstates > 0) ChangeTables(node, random);
+    if (random.Chance(0.3)) node->chance = random.Chance(0.5) ? INVERTABLE : GAUSSIAN;
     for (int i = 0; i < node->preds.num; i++) {
       if (random.Chance(0.2)) SetLinkName_bn(node, i, ("in" + std::to_string(i)).c_str());
     }

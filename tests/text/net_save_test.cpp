@@ -8,6 +8,7 @@
 #include "support/net_fixture.h"
 
 #if !defined(_WIN32)
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -15,6 +16,7 @@ namespace bravic::testing {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -158,6 +160,42 @@ TEST_F(NetSaveTest, LinksStayAndPermissionsAreKept) {
   EXPECT_TRUE(IsSaved(target));
   EXPECT_EQ(fs::status(target).permissions(), static_cast<fs::perms>(0640));
   EXPECT_THAT(FilesIn(directory.Path("there")), ElementsAre("target.dne"));
+}
+
+TEST_F(NetSaveTest, LinksInACircleAreRefused) {
+  const std::string link = directory.Path("link.dne");
+  fs::create_symlink("other.dne", link);
+  fs::create_symlink("link.dne", directory.Path("other.dne"));
+  EXPECT_THAT(Save(net, link), StartsWith("5 2430 WriteNet_bn: Couldn't save to '" + link));
+  EXPECT_THAT(FilesIn(directory.Path()), ElementsAre("link.dne", "net.dne", "other.dne"));
+}
+
+TEST_F(NetSaveTest, TheOwnerIsKept) {
+  if (geteuid() != 0) GTEST_SKIP() << "nobody else may give files away";
+  ASSERT_EQ(chown(path_.c_str(), 12345, 23456), 0);
+  fs::permissions(path_, static_cast<fs::perms>(04750));
+  EXPECT_EQ(Save(net), "");
+  struct stat status;
+  ASSERT_EQ(stat(path_.c_str(), &status), 0);
+  EXPECT_EQ(std::make_tuple(status.st_uid, status.st_gid, status.st_mode & 07777),
+            std::make_tuple(12345, 23456, 04750));
+}
+
+// A message has room for the path or for its reason.
+TEST_F(NetSaveTest, LongPathsAreCutInTheirMiddle) {
+  std::string folder = directory.Path();
+  for (int i = 0; i < 3; i++) folder += "/" + std::string(200, static_cast<char>('a' + i));
+  fs::create_directories(folder);
+  const std::string file = folder + "/net.dne";
+  EXPECT_EQ(ReadFrom(file), nullptr);
+  EXPECT_THAT(Reports(), AllOf(HasSubstr("5 2012 "), HasSubstr("..."), HasSubstr("/net.dne' does not exist")));
+  const filespec_ns cases = FileNamed_ns(file.c_str(), env);
+  SetWriteGate(RefuseOne);
+  stepsLeft = 1;
+  WriteCase_bn(GetNetNodes_bn(net.get()), cases, -1, -1);
+  SetWriteGate(nullptr);
+  FreeFileSpec_ns(cases);
+  EXPECT_THAT(Reports(), AllOf(StartsWith("5 2120 WriteCase_bn: "), HasSubstr("/net.dne'")));
 }
 
 TEST_F(NetSaveTest, NoFileCanBeMade) {

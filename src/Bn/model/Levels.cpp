@@ -48,8 +48,9 @@ bool PlaceFinding(UndoRecord* undo, node_bn node) {
   }
   if (node->value == UNDEF_DBL) return false;
   const statetype state = StateOfValue(*node, node->value, 0);
-  if (state == node->evidence) return false;
-  ReplaceFinding(undo, node, state, state == UNDEF_STATE ? UNDEF_DBL : node->value, nullptr);
+  const bool fits = IsWithinBounds(*node, node->value);
+  if (fits && state == node->evidence) return false;
+  ReplaceFinding(undo, node, state, fits ? node->value : static_cast<double>(UNDEF_DBL), nullptr);
   return true;
 }
 
@@ -62,7 +63,7 @@ void TellLevelsChanged(node_bn node, bool findingChanged) {
 }
 
 // The tables indexed by the node's states, in records of their own.
-void DropTablesByStates(node_bn node) {
+void DropTablesByStates(node_bn node, int numstates) {
   const bool ownParent = IndexIn(node->preds, node) >= 0;
   for (node_bn child : Entries(node->succs)) {
     if (child != node) InstallRelation(child, {});
@@ -70,7 +71,7 @@ void DropTablesByStates(node_bn node) {
   Relation kept;
   if (node->determinv && !ownParent) {
     kept.determinv = node->determinv;
-    kept.numcases = node->numcases;
+    kept.numcases = numstates > 0 ? node->numcases : nullptr;
   }
   InstallRelation(node, kept);
 }
@@ -158,7 +159,7 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
     const int namesAnswer = names ? SetStateNames(node, names) : 1;
     return levelsAnswer == 0 || namesAnswer == 0 ? 0 : 1;
   }
-  DropTablesByStates(node);
+  DropTablesByStates(node, numstates);
   UndoRecord* undo = NewUndo(UNDO_NUM_STATES, net, node);
   const bool hadFinding = HasFinding(*node);
   const double value = node->value;
@@ -168,7 +169,7 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
   ReplaceTexts(undo, node->states, CopyStateNames(names, numstates));
   if (value != UNDEF_DBL && node->discrete != DISCRETE) {
     const statetype state = StateOfValue(*node, value, 0);
-    if (state != UNDEF_STATE || numstates == 0) ReplaceFinding(undo, node, state, value, nullptr);
+    if (IsWithinBounds(*node, value)) ReplaceFinding(undo, node, state, value, nullptr);
   }
   node->fields[NODE_NUMSTATES] = node->fields[NODE_STATES] = FIELD_READ;
   if (net && inferenceHooks.uncompile) inferenceHooks.uncompile(net);

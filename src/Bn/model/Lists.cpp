@@ -328,6 +328,6 @@ nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes) {
 
 void BRAVIC_CALL FreeNodeList_bn(nodelist_bn nodes) {
   NetCall call("FreeNodeList_bn");
-  if (!nodes || (call.Basic() && !CheckFreeable(nodes))) return;
+  if (!nodes || call.IsRefused() || (call.Basic() && !CheckFreeable(nodes))) return;
   FreeList(nodes);
 }

@@ -71,6 +71,7 @@ bool Refuse(int number, const StateFault& fault, const char* what) {
 }  // namespace
 
 bool NetCall::Check(net_bn net) {
+  if (IsRefused()) return false;
   if (Basic() && !net) {
     ReportError(-5104, "NULL passed for net_bn");
     return false;
@@ -85,6 +86,7 @@ bool NetCall::Check(net_bn net) {
 }
 
 bool NetCall::CheckAnyNode(node_bn node) {
+  if (IsRefused()) return false;
   if (!Basic()) return true;
   if (!node) {
     ReportError(-5105, "NULL passed for node_bn");
@@ -105,6 +107,7 @@ bool NetCall::Check(node_bn node) {
 }
 
 bool NetCall::Check(nodelist_bn list, unsigned allow) {
+  if (IsRefused()) return false;
   const ListPlace place = PlaceOf(list);
   if (place.owner == ListPlace::NET) CloseUp(place.net);
   if (!Basic()) return true;

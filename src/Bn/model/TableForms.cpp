@@ -73,6 +73,12 @@ statetype StateOfValue(const bnode& node, double value, double tolerance) {
   return UNDEF_STATE;
 }
 
+bool IsWithinBounds(const bnode& node, double value) {
+  if (!node.levels || node.discrete == DISCRETE) return true;
+  const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
+  return value >= lowest && value <= highest;
+}
+
 statetype FunctionStateOfValue(const bnode& node, float value) {
   if (value == IMPOS_PROB) return IMPOS_STATE;
   if (value == UNDEF_PROB) return UNDEF_STATE;

@@ -471,6 +471,11 @@ void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype* parentstate
     ReportError(-5506, "argument 'experience' passed for node '%s', is negative (%g)", OrEmpty(node->name), experience);
     return;
   }
+  if (node->numstates <= 0) {
+    ReportError(-2431, "can't give experience to node '%s', because it is not discrete or discretized",
+                OrEmpty(node->name));
+    return;
+  }
   SetExperienceRow(node, parentstates, experience);
 }
 

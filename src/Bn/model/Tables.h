@@ -101,6 +101,8 @@ int SetFunctionValue(node_bn node, const statetype* parentstates, float value);
 // The state of a value by the node's levels: interval of a continuous node, nearest level of a discrete one
 // (within tolerance). UNDEF_STATE outside.
 statetype StateOfValue(const bnode& node, double value, double tolerance);
+// Whether the bounds of a continuous node, if it has any, hold the value; true of any other node.
+bool IsWithinBounds(const bnode& node, double value);
 
 // The same for an entry of determinv, markers included.
 statetype FunctionStateOfValue(const bnode& node, float value);

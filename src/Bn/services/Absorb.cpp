@@ -225,18 +225,36 @@ Failure AbsorbNature(node_bn node) {
   return RemoveNodesFromNet(node->innet, nodes, {});
 }
 
+// The candidates that follow from the decision alone, by way of such, the last in the net's order first.
+Vector<node_bn> BarrenDescendants(node_bn decision, std::span<const Candidate> candidates) {
+  const int candidate = NewMark(), found = NewMark();
+  for (const Candidate& c : candidates) c.node->mark = candidate;
+  Vector<node_bn> descendants, open{decision};
+  while (!open.empty()) {
+    node_bn node = open.back();
+    open.pop_back();
+    for (node_bn child : node->succs) {
+      if (child->mark != candidate || child->kind == UTILITY_NODE) continue;
+      child->mark = found;
+      descendants.push_back(child);
+      open.push_back(child);
+    }
+  }
+  std::sort(descendants.begin(), descendants.end(), [](node_bn x, node_bn y) { return x->index > y->index; });
+  return descendants;
+}
+
 // Leaves that follow from the decision alone tell nothing about its choice.
-Failure RemoveBarrenChildren(node_bn node, std::span<Candidate> candidates, std::size_t* numLeft) {
-  for (node_bn child : ChildrenInOrder(node)) {
-    if (child->kind == UTILITY_NODE || !child->innet) continue;
-    auto at = std::find_if(candidates.begin(), candidates.begin() + static_cast<std::ptrdiff_t>(*numLeft),
-                           [child](const Candidate& c) { return c.node == child; });
-    if (at == candidates.begin() + static_cast<std::ptrdiff_t>(*numLeft)) continue;
-    if (Failure failure = RemoveBarrenChildren(child, candidates, numLeft)) return failure;
-    if (child->succs.num > 0) continue;
-    node_bn nodes[] = {child};
-    if (Failure failure = RemoveNodesFromNet(child->innet, nodes, {})) return failure;
-    *at = candidates[--*numLeft];
+Failure RemoveBarrenDescendants(node_bn decision, std::span<Candidate> candidates, std::size_t* numLeft) {
+  OrderedNodes(decision->innet);
+  for (node_bn node : BarrenDescendants(decision, candidates.first(*numLeft))) {
+    if (node->succs.num > 0) continue;
+    const auto end = candidates.begin() + static_cast<std::ptrdiff_t>(*numLeft);
+    *std::find_if(candidates.begin(), end, [node](const Candidate& c) { return c.node == node; }) =
+        candidates[*numLeft - 1];
+    --*numLeft;
+    node_bn nodes[] = {node};
+    if (Failure failure = RemoveNodesFromNet(node->innet, nodes, {})) return failure;
   }
   return nullptr;
 }
@@ -304,7 +322,7 @@ Failure AbsorbOne(node_bn node, Vector<Policy>* policies, std::span<Candidate> c
   if (node->kind != DECISION_NODE) return AbsorbNature(node);
   if (HasStateFinding(*node)) return RemoveWithSlice(node);
   node_bn utility = UtilityToMaximize(node, nullptr);
-  if (Failure failure = RemoveBarrenChildren(node, candidates, numLeft)) return failure;
+  if (Failure failure = RemoveBarrenDescendants(node, candidates, numLeft)) return failure;
   if (Failure failure = MaximizeDecision(node, utility, policies)) return failure;
   DisconnectChildren(node);  // barren ones that stay keep a placeholder
   node_bn nodes[] = {node};

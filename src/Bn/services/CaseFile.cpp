@@ -48,7 +48,7 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
     open = writer.Create(file->name, plan.columns);
   }
   if (!open) {
-    ReportError(-2079, "Couldn't open file for writing cases '%.400s'", file->name);
+    ReportError(-2079, "Couldn't open file for writing cases '%s'", ShownPath(file->name).text);
     return -1;
   }
   Vector<statetype> states;
@@ -60,7 +60,7 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   long position = plan.isCaseFile ? FileLength(file->name) : writer.HeaderLength();
   writer.Row(states.data(), values.data(), id, freq);
   if (!writer.Close()) {
-    ReportError(-2120, "couldn't write a case to file '%s'", file->name);
+    ReportError(-2120, "couldn't write a case to file '%s'", ShownPath(file->name).text);
     return -1;
   }
   if (net) RememberCaseFile(net, file->name);
@@ -71,13 +71,15 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
 Failure MoveToCase(CaseReader& reader, filespec_ns file, const long* position) {
   if (!position || *position == FIRST_CASE) return nullptr;
   if (*position == NO_MORE_CASES)
-    return Fail(-5524, "called with argument '*case_posn' being NO_MORE_CASES (to read file '%.200s')", file->name);
+    return Fail(-5524, "called with argument '*case_posn' being NO_MORE_CASES (to read file '%s')",
+                ShownPath(file->name).text);
   if (*position == NEXT_CASE) {
     if (file->nextCase < 0 || reader.Seek(file->nextCase)) return nullptr;
-    return Fail(-2128, "couldn't move to next case in file '%.200s' (position %ld)", file->name, file->nextCase);
+    return Fail(-2128, "couldn't move to next case in file '%s' (position %ld)", ShownPath(file->name).text,
+                file->nextCase);
   }
   if (reader.Seek(*position)) return nullptr;
-  return Fail(-2273, "couldn't find that case in file '%.200s' (position %ld)", file->name, *position);
+  return Fail(-2273, "couldn't find that case in file '%s' (position %ld)", ShownPath(file->name).text, *position);
 }
 
 void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow& row) {
@@ -117,8 +119,8 @@ void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, 
     if (position)
       *position = NO_MORE_CASES;
     else
-      Post(reader.Prefixed(
-          Fail(-5525, "file '%.200s' has no cases (and called with argument case_posn = NULL)", file->name)));
+      Post(reader.Prefixed(Fail(-5525, "file '%s' has no cases (and called with argument case_posn = NULL)",
+                                ShownPath(file->name).text)));
     return;
   }
   if (position && *position < 0) *position = reader.RowStart();

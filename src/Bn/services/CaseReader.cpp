@@ -115,7 +115,7 @@ bool CaseReader::NeedLine() {
 Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
   auto* fail = failure->danger < ERROR_ERR ? FailWarning : Fail;
-  return fail(failure->number, "error reading file '%.200s':  %s", filename_, failure->mesg);
+  return fail(failure->number, "error reading file '%s':  %s", ShownPath(filename_).text, failure->mesg);
 }
 
 Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {
@@ -123,8 +123,8 @@ Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_
   filename_ = filename;
   file_ = std::fopen(filename_, "rb");
   if (!file_) {
-    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%.400s' for reading", filename_)
-                                 : Fail(-2115, "file '%.400s' does not exist", filename_);
+    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%s' for reading", ShownPath(filename_).text)
+                                 : Fail(-2115, "file '%s' does not exist", ShownPath(filename_).text);
   }
   Failure failure = OpenAndPlan(net, wanted);
   return Prefixed(trouble_ ? std::move(trouble_) : std::move(failure));
@@ -189,11 +189,13 @@ Failure CaseReader::ReadIndicator() {
 void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
   CaseColumn column;
   if (name == ID_COLUMN) {
-    if (hasId_) Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%.200s'", filename_)));
+    if (hasId_)
+      Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%s'", ShownPath(filename_).text)));
     if (!hasId_) column.kind = CaseColumn::Id;
     hasId_ = true;
   } else if (name == FREQ_COLUMN) {
-    if (hasFreq_) Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%.200s'", filename_)));
+    if (hasFreq_)
+      Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%s'", ShownPath(filename_).text)));
     if (!hasFreq_) column.kind = CaseColumn::Freq;
     hasFreq_ = true;
   } else if (net) {
@@ -205,8 +207,8 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     if (node) {
       for (const CaseColumn& other : columns_)
         if (other.node == node) {
-          Post(Prefixed(
-              FailWarning(-2277, "more than 1 column for variable '%s' in case file '%.200s'", node->name, filename_)));
+          Post(Prefixed(FailWarning(-2277, "more than 1 column for variable '%s' in case file '%s'", node->name,
+                                    ShownPath(filename_).text)));
           node = nullptr;
           break;
         }
@@ -271,7 +273,7 @@ Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) 
   if (blockEnd)
     return Fail(-199, "unterminated comment, starting with '/%c', on line %ld", *blockEnd == '*' ? '*' : '#',
                 LineOf(blockStart));
-  if (columns_.empty()) return Fail(-2117, "case file '%.200s' has no line of column names", filename_);
+  if (columns_.empty()) return Fail(-2117, "case file '%s' has no line of column names", ShownPath(filename_).text);
   firstRow_ = Position();
   return nullptr;
 }
@@ -313,7 +315,7 @@ long CaseReader::LineOf(long position) {
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
   if (rowAtHand_ && rowAtHand_->hasId) std::snprintf(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
-  std::snprintf(buffer, size, "%son line %ld of file '%.200s'", caseText, LineOf(rowStart_), filename_);
+  FormatText(buffer, size, "%son line %ld of file '%s'", caseText, LineOf(rowStart_), ShownPath(filename_).text);
   return buffer;
 }
 

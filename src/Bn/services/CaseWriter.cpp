@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "Basic/Text.h"
 #include "Bn/services/CaseReader.h"
 #include "Bn/services/NetFormat.h"
 #include "Win_Face/Platform.h"
@@ -118,9 +119,9 @@ Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> no
   plan->isCaseFile = true;
   if (reader.EndsInLine())
     return Fail(-2119,
-                "couldn't add a case to file '%.200s', because its last line is not ended by a new-line (it may have "
+                "couldn't add a case to file '%s', because its last line is not ended by a new-line (it may have "
                 "been cut off)",
-                filename);
+                ShownPath(filename).text);
   for (const CaseColumn& column : reader.Columns()) {
     const bool isNode = column.kind == CaseColumn::Node;
     plan->columns.push_back({column.kind == CaseColumn::Id     ? PlannedColumn::Id

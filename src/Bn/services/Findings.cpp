@@ -219,17 +219,12 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
 // The state that a value stands for, in *state; UNDEF_STATE for a node without levels.
 static Failure FindStateOfValue(const bnode& node, double value, statetype* state) {
   *state = UNDEF_STATE;
-  if (!node.levels || node.numstates == 0) return nullptr;
+  if (!node.levels) return nullptr;
   const char* units = node.units ? node.units : "";
-  if (node.discrete != DISCRETE) {
-    double lowest = std::min(node.levels[0], node.levels[node.numstates]);
-    double highest = std::max(node.levels[0], node.levels[node.numstates]);
-    if (!(value >= lowest)) {
-      return Fail(-3308, "new value %g is less than lowest allowable (%g%s)", value, lowest, units);
-    }
-    if (value > highest) {
-      return Fail(-3309, "new value %g is higher than highest allowable (%g%s)", value, highest, units);
-    }
+  if (!IsWithinBounds(node, value)) {
+    const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
+    return value < lowest ? Fail(-3308, "new value %g is less than lowest allowable (%g%s)", value, lowest, units)
+                          : Fail(-3309, "new value %g is higher than highest allowable (%g%s)", value, highest, units);
   }
   *state = StateOfValue(node, value, VALUE_TOLERANCE);
   if (*state != UNDEF_STATE || node.discrete != DISCRETE) return nullptr;
@@ -242,6 +237,7 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
 }
 
 static Failure CheckValue(node_bn node, double value, bool accumulate, statetype* state) {
+  if (std::isnan(value)) return Fail(-2432, "the new value is not a number");
   if (node->discrete == DISCRETE && !node->levels) {
     return Fail(-3317, "the node is discrete without any levels defined");
   }

@@ -17,7 +17,6 @@ namespace bravic {
 namespace {
 
 constexpr int MAX_FILE_ERRORS = 1000;  // reading stops there: such a file is no net
-constexpr int MAX_FILE_NAME_SHOWN = 200;
 
 // The statements of a net that hold their value are read; the others are lists or have no reader.
 constexpr const char* ELIM_ORDER_WORD = "elimorder";
@@ -31,8 +30,7 @@ void ReportPrefixed(NetReader& reader, int number, bool warning, const char* for
   FormatTextV(text, sizeof text, format, arguments);
   const char* first = warning ? "while" : "error";
   if (reader.filename) {
-    FormatText(message, sizeof message, "%s reading file '%.*s':  %s", first, MAX_FILE_NAME_SHOWN, reader.filename,
-               text);
+    FormatText(message, sizeof message, "%s reading file '%s':  %s", first, ShownPath(reader.filename).text, text);
   } else {
     FormatText(message, sizeof message, "%s reading file:  %s", first, text);
   }

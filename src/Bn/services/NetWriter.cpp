@@ -26,7 +26,7 @@ void NetPrinter::PutNumber(double value) {
   } else if (value == INF_DBL || value == -INF_DBL) {
     out.Put(value < 0 ? "-inf" : "inf");
   } else {
-    out.PutGeneral(value);
+    out.PutShortest(value);
   }
 }
 
@@ -48,11 +48,11 @@ void NetPrinter::PutNodeNames(const nodelist_rec& nodes) {
   out.Put(')');
 }
 
-void NetPrinter::PutNumbers(const float* numbers, int count) {
+void NetPrinter::PutNumbers(const float* numbers, int count, bool exact) {
   out.Put('(');
   for (int i = 0; i < count; i++) {
     if (i) out.Put(", ");
-    out.PutGeneral(numbers[i]);
+    exact ? out.PutShortest(numbers[i]) : out.PutGeneral(static_cast<double>(numbers[i]));
   }
   out.Put(')');
 }
@@ -300,7 +300,6 @@ void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& ou
 Failure PrepareNet(net_bn net) {
   OrderedNodes(net);
   for (const node_bn node : net->nodes) {
-    if (net->beliefsCurrent && net->compiled && node->belief) CurrentBelief(node);
     const FunctionForm form = FunctionFormOf(*node);
     if (form != FunctionForm::None) continue;
     // Counts become probabilities; a function that the form of `functable` cannot say becomes probabilities too.

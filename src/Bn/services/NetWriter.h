@@ -34,12 +34,12 @@ struct NetPrinter {
   void Indent(int tabs) { out.PutRepeated('\t', tabs < format::MAX_INDENT ? tabs : format::MAX_INDENT); }
   const char* NameOf(const bnode& node) const;
   void PutInteger(long long value) { out.PutInteger(value, options.hexNumbers ? 16 : 10); }
-  void PutNumber(double value);  // %g; the undefined value and the infinities as words
+  void PutNumber(double value);  // digits that read back; the undefined value and the infinities as words
   void PutBoolean(bool value) { out.Put(value ? format::TRUE_WORD : format::FALSE_WORD); }
   void PutNames(const char* const* names, int count);  // NULL entries are empty items
   void PutNodeNames(const nodelist_rec& nodes);
-  void PutNumbers(const float* numbers, int count);  // six digits
-  void PutText(const char* text);                    // quoted, in lines
+  void PutNumbers(const float* numbers, int count, bool exact);  // digits that read back, or six
+  void PutText(const char* text);                                // quoted, in lines
   void PutState(const bnode& node, statetype state);
   void OpenStatement(const char* field);  // indentation, name, " = "
   void CloseStatement() { out.Put(";\n"); }

@@ -311,10 +311,10 @@ void PrintField(NetPrinter& printer, const bnode& node, int field) {
       printer.PutNumber(node.value);
       break;
     case NODE_LIKELIHOOD:
-      printer.PutNumbers(node.likelihood, node.numstates);
+      printer.PutNumbers(node.likelihood, node.numstates, true);
       break;
     case NODE_BELIEF:
-      printer.PutNumbers(node.belief, node.numstates);
+      printer.PutNumbers(node.belief, node.numstates, false);
       break;
     default:
       ReportError(-2021, "Unable to print a bnode field");

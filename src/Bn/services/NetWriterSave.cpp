@@ -32,15 +32,18 @@ Block<char> Joined(const char* directory, std::size_t length, const char* name) 
 }
 
 // The file that a name stands for: a link stays and the file behind it is replaced, also one that is not there yet.
+// Empty, with an error posted, where links lead in a circle.
 Block<char> FollowLinks(const char* name) {
   Block<char> path = Joined("", 0, name);
-  for (int i = 0; i < MAX_LINKS; i++) {
+  for (int i = 0; i <= MAX_LINKS; i++) {
     Block<char> target = LinkTarget(path.get());
-    if (!target) break;
+    if (!target) return path;
     path =
         IsPathSeparator(target[0]) ? std::move(target) : Joined(path.get(), DirectoryLength(path.get()), target.get());
   }
-  return path;
+  ReportError(-2430, "couldn't save to '%s', because it is a symbolic link that leads in a circle",
+              ShownPath(name).text);
+  return nullptr;
 }
 
 bool DirectoryIsThere(const char* path) {
@@ -49,37 +52,37 @@ bool DirectoryIsThere(const char* path) {
   Block<char> directory = Joined(path, length, "");
   if (DirectoryExists(directory.get())) return true;
   if (length > 1) directory[length - 1] = 0;
-  ReportError(-2187, "Directory '%.400s' doesn't exist", directory.get());
+  ReportError(-2187, "Directory '%s' doesn't exist", ShownPath(directory.get(), ShownPath::MAX_ROOM).text);
   return false;
 }
 
 // An empty file of an unused name in the directory of the path; empty with an error posted.
-Block<char> MakeNewFile(const char* path) {
+Block<char> MakeNewFile(const char* path, bool ownersAlone) {
   const std::size_t length = DirectoryLength(path);
   const Block<char> directory = Joined(path, length, "");
   const std::size_t size = length + sizeof NEW_FILE_PREFIX + sizeof format::NET_EXTENSION + 8;
   Block<char> name = MakeBlock<char>(size);
   for (int number = 1; number < NUM_NEW_FILES; number++) {
     FormatText(name.get(), size, "%s%s%04d%s", directory.get(), NEW_FILE_PREFIX, number, format::NET_EXTENSION);
-    const Creation creation = CreateNewFile(name.get());
+    const Creation creation = CreateNewFile(name.get(), ownersAlone);
     if (creation == Creation::Done) return name;
     if (creation == Creation::Failed) break;
   }
-  ReportError(-2013, "couldn't create new file '%.400s'", name.get());
+  ReportError(-2013, "couldn't create new file '%s'", ShownPath(name.get(), ShownPath::MAX_ROOM).text);
   return nullptr;
 }
 
-bool WriteText(net_bn net, const char* path) {
+bool WriteText(net_bn net, const char* path, OutputChannel::Flush flush) {
   OutputChannel out;
   const report_ns newest = NewestRecord(currentEnviron);
   if (!out.OpenFile(path, OutputChannel::Mode::Replace)) {
-    ReportError(-2012, "couldn't open file '%.400s' for writing", path);
+    ReportError(-2012, "couldn't open file '%s' for writing", ShownPath(path, ShownPath::MAX_ROOM).text);
     return false;
   }
   PrintNet(net, printOptions, out);
-  if (!out.Close()) {
+  if (!out.Close(flush)) {
     const int error = out.SystemError();
-    ReportError(-2014, "couldn't write file '%.300s'%s%.100s%s", path, error ? " (" : "",
+    ReportError(-2014, "couldn't write file '%s'%s%.100s%s", ShownPath(path, 300).text, error ? " (" : "",
                 error ? std::strerror(error) : "", error ? ")" : "");
     return false;
   }
@@ -87,13 +90,16 @@ bool WriteText(net_bn net, const char* path) {
 }
 
 bool ReplaceText(net_bn net, const char* path, FileKind old) {
-  const Block<char> newFile = MakeNewFile(path);
-  if (!newFile || !WriteText(net, newFile.get())) return false;
+  const Block<char> newFile = MakeNewFile(path, old == FileKind::Regular);
+  if (!newFile || !WriteText(net, newFile.get(), FlushFile)) return false;
   if (old == FileKind::Regular) CopyPermissions(path, newFile.get());
+  FlushDirectoryOf(path);
   if (IsWriteProtected(path) || ReplaceFile(newFile.get(), path) == Rename::Failed) {
-    ReportError(-2018, "couldn't update file '%.200s', new version saved as '%.200s'", path, newFile.get());
+    ReportError(-2018, "couldn't update file '%s', new version saved as '%s'", ShownPath(path).text,
+                ShownPath(newFile.get()).text);
     return false;
   }
+  FlushDirectoryOf(path);
   return true;
 }
 
@@ -107,10 +113,10 @@ bool WriteNet(net_bn net, filespec_ns file) {
     return false;
   }
   const Block<char> path = FollowLinks(file->name);
-  if (!DirectoryIsThere(path.get())) return false;
+  if (!path || !DirectoryIsThere(path.get())) return false;
   const FileKind old = KindOfFile(path.get());
   // A device or a pipe cannot be replaced: it is written to.
-  if (old == FileKind::Other ? !WriteText(net, path.get()) : !ReplaceText(net, path.get(), old)) return false;
+  if (old == FileKind::Other ? !WriteText(net, path.get(), nullptr) : !ReplaceText(net, path.get(), old)) return false;
   if (!EqualText(net->filename, file->name)) {
     Free(net->filename);
     net->filename = DupText(file->name);

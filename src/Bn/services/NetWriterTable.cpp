@@ -286,8 +286,8 @@ void PrintExperience(NetPrinter& printer, const bnode& node) {
   const long long numRows = NumRows(node);
   const float* const cases = node.numcases;
   if (std::all_of(cases, cases + numRows, [=](float x) { return x == cases[0]; })) {
-    printer.PutNumber(cases[0] == NO_EXPERIENCE ? UNDEF_DBL : double{cases[0]});
-    return;
+    if (cases[0] == NO_EXPERIENCE) return printer.out.Put(format::UNDEF_ESCAPE);
+    return printer.out.PutShortest(cases[0]);
   }
   PrintTable(printer, {node, numRows, 1, false}, [=](long long row, int, char* to) {
     return cases[row] == NO_EXPERIENCE ? PrintWord(format::UNDEF_ESCAPE, to) : PrintValue(cases[row], to);

@@ -227,6 +227,7 @@ extern "C" int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes) {
 // The list is consumed whatever becomes of the call; one that the library owns was never the caller's to give.
 extern "C" void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   NetCall call("AbsorbNodes_bn");
+  if (call.IsRefused()) return;  // the list may be what the calling operation works on
   const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
   if (call.HasReserve(-5135) && call.Check(nodes, NetCall::ALLOW_NONE)) {
     if (!callers)

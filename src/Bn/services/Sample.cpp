@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "Basic/Random.h"
+#include "Basic/Text.h"
 #include "Bn/model/Condition.h"
 #include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
@@ -230,14 +231,14 @@ Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, 
   if (options.append)
     if (Failure failure = PlanAppend(filename, nodes[0]->innet, nodes, &plan)) return failure;
   if (!plan.isCaseFile && options.append && FileHasText(filename))
-    return Fail(-2100, "couldn't open file for appending cases '%.400s'", filename);
+    return Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text);
   if (!plan.isCaseFile) plan.columns = NewColumns(nodes, options.firstid >= 0, options.freq != 0);
   for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
   for (const PlannedColumn& column : plan.columns) file.columns.push_back(column.node ? column.node->scratch : -1);
   if (plan.isCaseFile ? file.writer.Append(filename, plan.columns) : file.writer.Create(filename, plan.columns))
     return nullptr;
-  return options.append ? Fail(-2100, "couldn't open file for appending cases '%.400s'", filename)
-                        : Fail(-2079, "Couldn't open file for writing cases '%.400s'", filename);
+  return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text)
+                        : Fail(-2079, "Couldn't open file for writing cases '%s'", ShownPath(filename).text);
 }
 
 int WriteDraws(SampleOrder& order, GenerateFile& file, const GenerateOptions& options, WaitScope& wait) {
@@ -293,7 +294,7 @@ int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const Genera
   }
   int code = WriteDraws(order, file, options, wait);
   if (!file.writer.Close()) {
-    ReportError(-2120, "couldn't write cases to file '%s'", spec->name);
+    ReportError(-2120, "couldn't write cases to file '%s'", ShownPath(spec->name).text);
     return SAMPLE_ERROR;
   }
   return code;
