@@ -129,7 +129,9 @@ TEST(Order, WithHubsIsTheGreedyOne) {
     for (int i = 0; i < n; ++i) {
       numstates.push_back(random.Chance(0.02) ? 0 : random.Between(1, 4));
       auto link = [&](int parent) {
-        if (parent < 0 || parent >= i || std::count(parents[std::size_t(i)].begin(), parents[std::size_t(i)].end(), parent)) return;
+        if (parent < 0 || parent >= i ||
+            std::count(parents[std::size_t(i)].begin(), parents[std::size_t(i)].end(), parent))
+          return;
         parents[std::size_t(i)].push_back(parent);
         children[std::size_t(parent)].push_back(i);
       };

@@ -14,8 +14,8 @@ namespace bravic::engine {
 namespace {
 
 // The remaining graph during elimination, and the recorded sets of neighbours of eliminated nodes. Lists of neighbours
-// keep nodes that have been eliminated until they are looked through, and nodes with very many of them have them as bits
-// too, so that a node with many neighbours costs little when one of them goes.
+// keep nodes that have been eliminated until they are looked through, and nodes with very many of them have them as
+// bits too, so that a node with many neighbours costs little when one of them goes.
 class RemainingGraph {
  public:
   RemainingGraph(const Graph& moral, std::span<const int> numstates)
@@ -143,16 +143,16 @@ class RemainingGraph {
 
   std::span<const int> numstates_;
   const std::size_t many_;
-  Vector<Vector<int>> neighbours_;    // eliminated ones among them
-  Vector<Vector<bool>> bits_;         // [node] the same as bits; empty for nodes with fewer than many
-  Vector<std::size_t> degree_;        // remaining neighbours
-  Vector<long long> logs_;            // [node] of the number of states
-  Vector<long long> logSpace_;        // [node] sum over it and its remaining neighbours
-  Vector<int> numEmpty_;              // [node] how many of those have no states
-  Vector<Vector<int>> setsOf_;        // [node] recorded sets that hold it, dropped ones among them
-  Vector<std::size_t> setSize_;       // [set]; 0 once dropped
-  Vector<std::size_t> largestSet_;    // [node] of its sets, perhaps dropped since
-  Vector<unsigned char> isolated_;    // had no neighbour to begin with
+  Vector<Vector<int>> neighbours_;  // eliminated ones among them
+  Vector<Vector<bool>> bits_;       // [node] the same as bits; empty for nodes with fewer than many
+  Vector<std::size_t> degree_;      // remaining neighbours
+  Vector<long long> logs_;          // [node] of the number of states
+  Vector<long long> logSpace_;      // [node] sum over it and its remaining neighbours
+  Vector<int> numEmpty_;            // [node] how many of those have no states
+  Vector<Vector<int>> setsOf_;      // [node] recorded sets that hold it, dropped ones among them
+  Vector<std::size_t> setSize_;     // [set]; 0 once dropped
+  Vector<std::size_t> largestSet_;  // [node] of its sets, perhaps dropped since
+  Vector<unsigned char> isolated_;  // had no neighbour to begin with
   Vector<unsigned char> eliminated_;
   Vector<int> mark_, boundary_, family_;
 };

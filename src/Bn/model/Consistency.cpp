@@ -169,7 +169,9 @@ Failure CheckChildren(net_bn net) {
       parent->mark = mark;
     }
   }
-  const auto lacksOne = [](node_bn parent) { return TagOf(parent) == BNODE_TAG && parent->scratch != parent->succs.num; };
+  const auto lacksOne = [](node_bn parent) {
+    return TagOf(parent) == BNODE_TAG && parent->scratch != parent->succs.num;
+  };
   if (std::none_of(net->nodes.begin(), net->nodes.end(), lacksOne)) return nullptr;
   for (node_bn node : net->nodes) {
     for (node_bn parent : Entries(node->preds)) {
