@@ -328,8 +328,8 @@ TEST_F(ArgumentsTest, BadListsAreReported) {
       Expect([&] { return FreeNodeList_bn(list), ""; },
              isOther ? "5110 FreeNodeList_bn NULL nodelist_bn" : "5562 FreeNodeList_bn", "");
     }
-    Expect([&] { return Say(RemoveNthNode_bn(GetNodeParents_bn(node), 0)); }, "2410 RemoveNthNode_bn node DupNodeList_bn",
-           "NULL");
+    Expect([&] { return Say(RemoveNthNode_bn(GetNodeParents_bn(node), 0)); },
+           "2410 RemoveNthNode_bn node DupNodeList_bn", "NULL");
     Expect([&] { return Say(SetNthNode_bn(GetNodeChildren_bn(cause), 0, node)); },
            "2410 SetNthNode_bn cause DupNodeList_bn", "-2410");
     Expect([&] { return Say(AddNodeToList_bn(node, GetNetNodes_bn(net.get()), 0)); },

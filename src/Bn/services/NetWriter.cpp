@@ -331,7 +331,6 @@ void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& ou
 Failure PrepareNet(net_bn net) {
   OrderedNodes(net);
   for (const node_bn node : net->nodes) {
-    if (net->beliefsCurrent && net->compiled && node->belief) CurrentBelief(node);
     const FunctionForm form = FunctionFormOf(*node);
     if (form != FunctionForm::None) continue;
     // Counts become probabilities; a function that the form of `functable` cannot say becomes probabilities too.
