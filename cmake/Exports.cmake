@@ -41,5 +41,7 @@ function(bravic_export_windows target list)
   add_custom_command(TARGET ${target} POST_BUILD
                      COMMAND ${CMAKE_DLLTOOL} --kill-at --def ${def} --output-lib $<TARGET_LINKER_FILE:${target}>
                      VERBATIM)
-  install(FILES ${def} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  if(BRAVIC_INSTALL)
+    install(FILES ${def} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  endif()
 endfunction()

@@ -1,23 +1,45 @@
-# Header, libraries, the CMake package (Bravic::bravic, Bravic::bravic_static) and the pkg-config file.
+# Header, libraries, the CMake package (Bravic::bravic, Bravic::bravic_static), the pkg-config file and the
+# documentation, in two components: runtime and development.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Bravic)
 
-install(FILES include/bravic.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(TARGETS bravic bravic_static EXPORT BravicTargets
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(EXPORT BravicTargets NAMESPACE Bravic:: DESTINATION ${package_dir})
+install(FILES include/bravic.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(TARGETS ${BRAVIC_LIBRARIES} EXPORT BravicTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(EXPORT BravicTargets NAMESPACE Bravic:: DESTINATION ${package_dir} COMPONENT development)
 
 configure_package_config_file(cmake/BravicConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/BravicConfig.cmake
                               INSTALL_DESTINATION ${package_dir} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/BravicConfigVersion.cmake
                                  COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/BravicConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/BravicConfigVersion.cmake
-        DESTINATION ${package_dir})
+        DESTINATION ${package_dir} COMPONENT development)
 
-# The prefix is worked out from the file's own place, so that the installed tree can be moved.
-file(RELATIVE_PATH PKGCONFIG_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-string(REGEX REPLACE "/$" "" PKGCONFIG_TO_PREFIX "${PKGCONFIG_TO_PREFIX}")
+# The prefix is worked out from the file's own place, so that the installed tree can be moved; where a folder is
+# given by its whole path, it stays as it is.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(PKGCONFIG_PREFIX ${CMAKE_INSTALL_PREFIX})
+  set(PKGCONFIG_LIBDIR ${CMAKE_INSTALL_LIBDIR})
+else()
+  file(RELATIVE_PATH PKGCONFIG_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+  string(REGEX REPLACE "/$" "" PKGCONFIG_PREFIX "\${pcfiledir}/${PKGCONFIG_PREFIX}")
+  set(PKGCONFIG_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+endif()
+set(PKGCONFIG_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(PKGCONFIG_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR})
+endif()
+# Beside a shared library only those who link statically need the C++ library by name.
+set(PKGCONFIG_LIBS_PRIVATE "-lstdc++ -lm")
+if(NOT bravic IN_LIST BRAVIC_LIBRARIES)
+  set(PKGCONFIG_LIBS " -lstdc++ -lm")
+  set(PKGCONFIG_CFLAGS " -DBRAVIC_STATIC")
+endif()
 configure_file(cmake/bravic.pc.in bravic.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bravic.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bravic.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

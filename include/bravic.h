@@ -4,15 +4,24 @@
    enters findings and reads beliefs:
 
      char message[MESG_LEN_ns];
+     net_bn net;
+     report_ns error = NULL;
      environ_ns env = NewBravicEnviron_bn();
-     if (InitBravic_bn(env, message) < 0) ...;
-     net_bn net = ReadNet_bn(FileNamed_ns("clinic.dne", env), 0);
-     CompileNet_bn(net);
-     EnterFinding_bn(NodeNamed_bn("Dyspnea", net), 0);
-     const probtype *beliefs = GetNodeBeliefs_bn(NodeNamed_bn("Bronchitis", net));
-     ...
+     if (!env || InitBravic_bn(env, message) < 0) return 1;
+     net = ReadNet_bn(FileNamed_ns("clinic.dne", env), 0);
+     if (net) {
+       const probtype *beliefs;
+       CompileNet_bn(net);
+       EnterFinding_bn(NodeNamed_bn("Dyspnea", net), 0);
+       beliefs = GetNodeBeliefs_bn(NodeNamed_bn("Bronchitis", net));
+       if (!GetError_ns(env, 5, NULL)) printf("%.4f\n", beliefs[0]);
+     }
+     while ((error = GetError_ns(env, 4, error)) != NULL) fprintf(stderr, "%s\n", ErrorMessage_ns(error));
      FreeNet_bn(net);
      CloseBravic_bn(env, message);
+
+   A handle that is NULL because a call failed is refused by the next one, so that a host may make several calls and
+   ask for errors once.
 
    What holds for every function
    -----------------------------
@@ -31,7 +40,13 @@
    Ownership. Handles belong to the library until they are freed as told below. Strings, vectors and lists answered
               by functions whose names begin with Get belong to the net or node and stay valid until it is next
               changed; the host must not change or free them. What a host passes in is copied.
-   Strings    answered are never NULL: an absent one is "", and "error" when the arguments are at fault.
+   Strings    answered are never NULL: an absent one is "", and "error" when the arguments are at fault. Names are
+              ASCII. Titles, comments and other texts are bytes up to a zero byte and are kept as they are, in files
+              too; UTF-8 is what other programs will expect. Paths go to the system as they are (on Windows in the
+              code page of the process). Numbers have a point in every locale.
+   Limits.    Names 30 characters, paths 4095, messages 511, a line of a case file 64 megabytes, the table of a clique
+              fewer than 536,870,911 entries; else memory. Entries of tables, experience included, are floats: an
+              experience of 16,777,216 grows no more by single cases, though those of one file are counted exactly.
    Threads.   One environment and one calling thread at a time.
    Spelling.  Every function is exported under its name here and under the same name in capitals. */
 #ifndef BRAVIC_H
@@ -194,12 +209,14 @@ BRAVIC_API int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child);
 
 /* Puts newparent in place of the child's parent of that index. It must have the same number of states, and levels
    where the old one had them; the child's tables stay as they are.
-   On failure (5109, 2016, 3201 not compatible) nothing is changed; 3202 and 3210 warn of a cycle and of a double link. */
+   On failure (5109, 2016, 3201 not compatible) nothing is changed; 3202 and 3210 warn of a cycle and of a double
+   link. */
 BRAVIC_API void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent);
 
 /* Copies the nodes, without their findings, into destination, which may be their own net, under new names where
    theirs are in use. A parent that is copied too is replaced by its copy; any other is kept within the same net and
-   becomes a placeholder in another. Answers the list of the copies, in the order given; NULL on failure (5509). To be freed by FreeNodeList_bn. */
+   becomes a placeholder in another. Answers the list of the copies, in the order given; NULL on failure (5509). To be
+   freed by FreeNodeList_bn. */
 BRAVIC_API nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination);
 
 /* Frees the net with its nodes and everything read from them; NULL is ignored. */
@@ -328,7 +345,8 @@ BRAVIC_API int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void *data
 
 /* ---- Node lists ----
    Indices run from 0; 2147483647 stands for the end. Lists may hold NULL and the same node twice, but only the
-   functions of this section accept them so. */
+   functions of this section accept them so. Lists that getters answer belong to their net or node and are not changed by
+   hosts (2410). What is no list, or was freed, is refused by every function (5110). */
 
 /* Answers a list of that length, every entry NULL; NULL on failure (5204 negative, 5205 memory). To be freed by
    FreeNodeList_bn. */
@@ -364,7 +382,8 @@ BRAVIC_API void BRAVIC_CALL FreeNodeList_bn(nodelist_bn nodes);
    row that agrees with the other states. (5112, 5123, 5125, 5127, 5129, 5131, 5136) */
 
 /* Sets a row of probabilities, making the table when there is none. probs [number of states]: from 0 to 1 each, with
-   the sum 1 within 0.000002; copied. (5504 no states, 5113, 5133 not probabilities; 3072) */
+   the sum 1 within 0.000002; copied. (5504 no states, 5113; 5133, 3072 not probabilities: the message names node,
+   row and sum) */
 BRAVIC_API void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype *parentstates, const probtype *probs);
 
 /* Answers the row of probabilities [number of states], from the function table where there is no other; NULL when
@@ -375,7 +394,9 @@ BRAVIC_API const probtype *BRAVIC_CALL GetNodeProbs_bn(node_bn node, const state
 /* The number of cases that a row stands for, 0 or more. (5506) */
 BRAVIC_API void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype *parentstates, double experience);
 
-/* Answers the experience of the row; undef_dbl_ns when it has none, and on failure. */
+/* Answers the experience of the row; undef_dbl_ns on failure and when the row has none: nothing was said or learned
+   of how many cases its probabilities stand for. Learning then takes it for the number of states times
+   BaseExperience_bn. */
 BRAVIC_API double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype *parentstates);
 
 /* The node's value as a function of its parents. value: of a discrete node the number of a state (5508); else a real
@@ -392,7 +413,11 @@ BRAVIC_API void BRAVIC_CALL DeleteNodeRelation_bn(node_bn node);
    alone), 0 otherwise and on failure. */
 BRAVIC_API int BRAVIC_CALL IsNodeDeterministic_bn(node_bn node);
 
-/* ---- Compiling, findings, beliefs ---- */
+/* ---- Compiling, findings, beliefs ----
+   Findings may be entered, changed and retracted at any time, whether the net is compiled or not; the beliefs of a
+   compiled net follow when they are next asked for. They belong to the net: they stay when it is compiled anew and
+   when its tables, links and other nodes change (new levels or another number of states may move or drop those of
+   their node), they are written to files with the net, and are there again when it is read. */
 
 /* Makes the junction tree and its tables, from which beliefs are computed; does nothing when they are there. A change
    of tables keeps the tree; a change of nodes, links or states drops it.
@@ -407,8 +432,8 @@ BRAVIC_API void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state);
 /* The node is not in the state. (5106; 3304 to 3307) */
 BRAVIC_API void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state);
 
-/* likelihood [number of states]: how probable the observation is in each state of the node, 0 or more; copied.
-   (5514; 3303 to 3307) */
+/* likelihood [number of states]: how probable the observation is in each state of the node, 0 or more; copied. Several
+   multiply, whatever becomes of the range of floats. (5514; 3303 to 3307, 3318) */
 BRAVIC_API void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype *likelihood);
 
 /* The node has the value: a continuous node with intervals is then in the state whose interval holds it (closed
@@ -439,12 +464,18 @@ BRAVIC_API const probtype *BRAVIC_CALL GetNodeBeliefs_bn(node_bn node);
 BRAVIC_API int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node);
 
 /* Answers the probability of all findings together, after bringing the beliefs up to date; 0.0 when the findings
-   contradict each other, -1.0 on other failures (2077 ...). */
+   contradict each other, -1.0 on other failures (2077 ...). Right to a part in 100,000; what is smaller than the
+   smallest normal double is answered as that, 2.2e-308. */
 BRAVIC_API double BRAVIC_CALL CaseProbability_bn(net_bn net);
+
+/* Answers the natural logarithm of the probability of all findings together, however small that is; -inf_dbl_ns when
+   the findings contradict each other (2078), undef_dbl_ns on other failures (2077 ...). */
+BRAVIC_API double BRAVIC_CALL CaseLogProbability_bn(net_bn net);
 
 /* ---- Net files ---- */
 
-/* Writes the net as text. The file is replaced only once all is written.
+/* Writes the net as text, its findings included (RetractAllFindings_bn before makes a file without). The form is
+   described in docs/net-format.md. The file is replaced only once all is written.
    On failure the old file stays whole: 2187 (no such directory), 2013, 2018. */
 BRAVIC_API void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file);
 
@@ -453,23 +484,34 @@ BRAVIC_API void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file);
    Answers the net; NULL when nothing could be read. To be freed by FreeNet_bn. */
 BRAVIC_API net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options);
 
-/* ---- Case files, learning, random cases ---- */
+/* ---- Case files, learning, random cases ----
+   A case file is text: a first line "// ~->[CASE-1]->~", a line of node names with tabs between them, then a row for
+   each case with the state (or value) of each node, "*" where it is missing. Columns "IDnum" and "NumCases" number the
+   cases and say how often each occurred. docs/case-format.md describes it in full. A file of which no column is a
+   node of the net is refused (2471); columns of no node and entries of no state are skipped, and a warning says which
+   and how many (2472, 2473). */
 
-/* Appends the findings of the nodes as one row of a case file, which is made when it is not there.
-   nodes: the columns of a new file; idnum: an identification number, -1 for none; freq: how often the case occurred,
-   0 or more, -1 for none. Answers the row's byte offset; -1 on failure (5522, 5523, 2079). */
+/* Appends the findings of the nodes as one row of a case file, which is made when it is not there or empty.
+   nodes: the columns of a new file, none called IDnum or NumCases; idnum: an identification number, -1 for none;
+   freq: how often the case occurred, 0 or more, -1 for none.
+   Answers the row's byte offset; -1 on failure, with the file as it was (5522, 5523, 2477; 2079, 2120 not writable;
+   2119, 2475, 2476 another file than one of cases that rows can be added to; 2474). */
 BRAVIC_API long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq);
 
 /* Reads one row of a case file and makes it the findings of the nodes, in place of all findings of their net.
    caseposn: FIRST_CASE, NEXT_CASE (after the row last read through this file specification) or a byte offset;
    receives the row's offset, or NO_MORE_CASES; NULL reads the first row. nodes: NULL for none. idnum, freq: receive
-   the row's; may be NULL. On failure (2080 to 2088, 2128, 2273, 5524, 5525) the findings are kept. */
+   the row's; -1 where it has none; may be NULL. A bad row (2083, 2085, 2087, 2088, 2118, 2185, 2470) and the end of
+   the file leave the nodes without findings; on other failures (2114, 2115, 2080, 2081, 2117, 2471; 2128, 2273, 5524)
+   nothing changes. */
 BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum,
                                         double *freq);
 
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
-   learns one case. updating: 0 (5540). degree: the weight of the case; negative to unlearn it (5545).
-   2190: more would be unlearned than was learned; nodes before that one keep their new tables. */
+   learns one case. A node without a table of probabilities starts from uniform rows, and so does one with a function
+   table, which it loses. updating: 0 (5540). degree: the weight of the case; negative to unlearn it (5545).
+   2190: a count would fall below 0, or the experience below the number of states times BaseExperience_bn; nodes
+   before that one keep their new tables. */
 BRAVIC_API void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree);
 
 /* The same with every row of a case file, weighted by its frequency. (5539, 5544, 2189, and those of ReadCase_bn.)
@@ -477,7 +519,7 @@ BRAVIC_API void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating,
 BRAVIC_API void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree);
 
 /* Forgets part of what the node has learned. degree: 0 nothing to 1 all (5516), which leaves uniform rows with the
-   base experience. (5517 BaseExperience_bn negative, 5518 no probabilities) */
+   base experience. (5517 BaseExperience_bn negative, 5518 no table of probabilities but perhaps a function) */
 BRAVIC_API void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree);
 
 /* Draws a case from the net's joint distribution given its findings and makes it the findings of the nodes. method:

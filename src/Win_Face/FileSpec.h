@@ -1,5 +1,5 @@
 // File specifications: what FileNamed_ns answers. A specification remembers its name and, for case files, the
-// offset after the case last read; it keeps no file open.
+// offset after the case last read and what its host was warned of; it keeps no file open.
 #pragma once
 
 #include "Basic/Errors.h"
@@ -8,8 +8,11 @@
 
 struct filespec_rec {
   bravic::TagWord tag;
-  char* name;               // owned; as the host gave it
-  long nextCase;            // offset after the case last read, -1 before any
+  char* name;        // owned; as the host gave it
+  long nextCase;     // offset after the case last read, -1 before any
+  bool toldColumns;  // that some of a case file's columns are no node's
+  bool toldUnknown;  // of a first row with entries that name no state; then numUntold counts them
+  long numUntold;
   filespec_ns next, *prev;  // all specifications, so that close frees what hosts leave
 };
 

@@ -157,6 +157,7 @@ std::vector<OpenCall<net_bn>> ArgumentsTest::NetCalls() {
       {"CompileNet_bn", [](net_bn it) { return CompileNet_bn(it), ""; }, ""},
       {"RetractAllFindings_bn", [](net_bn it) { return RetractAllFindings_bn(it), ""; }, ""},
       {"CaseProbability_bn", [](net_bn it) { return Say(CaseProbability_bn(it)); }, "-1"},
+      {"CaseLogProbability_bn", [](net_bn it) { return Say(CaseLogProbability_bn(it)); }, "undefined"},
       {"WriteNet_bn", [this](net_bn it) { return WriteNet_bn(it, file), ""; }, ""},
       {"JunctionTreeReport_bn", [](net_bn it) { return Say(JunctionTreeReport_bn(it)); }, "error"},
       {"SetNetFindMPE_bn", [](net_bn it) { return Say(SetNetFindMPE_bn(it, 1)); }, "-1"},
@@ -314,9 +315,25 @@ TEST_F(ArgumentsTest, BadListsAreReported) {
   nodelist_bn empty = List({node, nullptr}), twins = List({node, node}), mixed = List({node, foreignNode}),
               damaged = List({node, reinterpret_cast<node_bn>(foreign)}), negative = NewNodeList_bn(1, env);
   negative->num = -7;
+  nodelist_bn freed = NewNodeList_bn(1, env);
+  FreeNodeList_bn(freed);
+  void* const wrong[] = {foreign, net.get(), node, file, env, freed, &deleted->succs};
   AtEachLevel([&](int level) {
     ExpectAll<nodelist_bn>(ListCalls(), nullptr, "5110 NULL nodelist_bn", TAKES_NULL);
-    ExpectAll(ListCalls(), reinterpret_cast<nodelist_bn>(foreign), "5110 NULL nodelist_bn");
+    for (void* bad : wrong) {
+      nodelist_bn list = static_cast<nodelist_bn>(bad);
+      ExpectAll(ListCalls(), list, "5110 NULL nodelist_bn");
+      Expect([&] { return AbsorbNodes_bn(list), ""; }, "5110 AbsorbNodes_bn NULL nodelist_bn", "");
+      const bool isOther = bad == net.get() || bad == node || bad == file || bad == env;
+      Expect([&] { return FreeNodeList_bn(list), ""; },
+             isOther ? "5110 FreeNodeList_bn NULL nodelist_bn" : "5562 FreeNodeList_bn", "");
+    }
+    Expect([&] { return Say(RemoveNthNode_bn(GetNodeParents_bn(node), 0)); }, "2410 RemoveNthNode_bn node DupNodeList_bn",
+           "NULL");
+    Expect([&] { return Say(SetNthNode_bn(GetNodeChildren_bn(cause), 0, node)); },
+           "2410 SetNthNode_bn cause DupNodeList_bn", "-2410");
+    Expect([&] { return Say(AddNodeToList_bn(node, GetNetNodes_bn(net.get()), 0)); },
+           "2410 AddNodeToList_bn Test DupNodeList_bn", "something");
     if (level < 25) return;
     ExpectAll(ListCalls(), negative, "5119 -7");
     ExpectAll(ListCalls(), empty, "5120 NULL 1", TAKES_EMPTY_ENTRIES);
@@ -475,7 +492,7 @@ TEST_F(ArgumentsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
        25},
       {[&] { return Say(GetNodeProbs_bn(node, wild)); }, "5136 GetNodeProbs_bn node -5 cause 0", "1", 25},
       {[&] { return SetNodeProbs_bn(node, states, nullptr), ""; }, "5113 SetNodeProbs_bn NULL", ""},
-      {[&] { return SetNodeProbs_bn(node, states, negative), ""; }, "5133 SetNodeProbs_bn 1", "", 25},
+      {[&] { return SetNodeProbs_bn(node, states, negative), ""; }, "5133 SetNodeProbs_bn 1 node 1", "", 25},
       {[&] { return SetNodeProbs_bn(bare, states, row), ""; }, "5504 SetNodeProbs_bn bare", ""},
       {[&] { return SetNodeProbs_bn(childOfReal, states, row), ""; }, "5123 SetNodeProbs_bn child bare", "", 25},
       {[&] { return Say(GetNetUserData_bn(net.get(), 1)); }, "5201 GetNetUserData_bn kind 1 0", "NULL"},
@@ -493,7 +510,7 @@ TEST_F(ArgumentsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return Say(NthNode_bn(list, high)); }, "5212 NthNode_bn index 2147483647 1", "NULL"},
       {[&] { return Say(SetNthNode_bn(list, -1, node)); }, "5213 SetNthNode_bn index 0 -1", "-5213"},
       {[&] { return Say(SetNthNode_bn(list, 1, node)); }, "5214 SetNthNode_bn index 1", "-5214"},
-      {[&] { return FreeNodeList_bn(nodes), ""; }, "5562 FreeNodeList_bn", "", 25},
+      {[&] { return FreeNodeList_bn(nodes), ""; }, "5562 FreeNodeList_bn", ""},
       {[&] { return AbsorbNodes_bn(nodes), ""; }, "5562 AbsorbNodes_bn", "", 25},
       {[&] { return Say(SetNodeKind_bn(node, 6)); }, "5501 SetNodeKind_bn kind node 6 0 5", "-1"},
       {[&] { return Say(SetNodeKind_bn(node, DISCONNECT_NODE)); },

@@ -192,7 +192,7 @@ TEST_F(Sampling, WritesFiles) {
   WriteWhole(Path(), "notes\n");
   EXPECT_EQ(Generate(net, 1, 3, 0, true), -1);
   EXPECT_EQ(ReadWhole(Path()), "notes\n");
-  EXPECT_EQ(Gist(), "5 2100 GenerateCases_bn " + Path());
+  EXPECT_EQ(Gist(), "4 2472 GenerateCases_bn " + Path() + " Test 1; 5 2475 GenerateCases_bn " + Path());
 }
 
 TEST_F(Sampling, TellsTheShareAccepted) {

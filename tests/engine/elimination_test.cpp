@@ -93,7 +93,7 @@ TEST_F(EliminationTest, SumsAsTheWholeProduct) {
     for (int v = 0; v < static_cast<int>(problem.sizes.size()); ++v)
       elimination.AddVariable(v, problem.sizes[static_cast<std::size_t>(v)]);
     for (const Table& table : problem.tables) {
-      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()), table.low, {});
+      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()), {table.low, engine::NO_LOSS}, {});
       for (std::size_t k = 0; k < table.variables.size(); ++k)
         elimination.AddAxis(table.variables[k], table.strides[k]);
     }
@@ -163,7 +163,7 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
           Elimination::Key key;
           key.Mix(static_cast<std::uint64_t>(t));
           key.Mix(static_cast<std::uint64_t>(at == table.variables.end() ? -1 : known));
-          elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()), table.low, key);
+          elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()), {table.low, engine::NO_LOSS}, key);
           for (std::size_t k = 0; k < table.variables.size(); ++k)
             if (table.variables[k] != known)
               elimination->AddAxis(numbers[static_cast<std::size_t>(table.variables[k])], table.strides[k]);
@@ -192,7 +192,7 @@ TEST_F(EliminationTest, KeepsProductsThatFloatsCannotHold) {
   Elimination elimination;
   for (int v = 0; v < 3; ++v) elimination.AddVariable(v, STATES);
   for (const auto& table : tables) {
-    elimination.AddFactor(table.data(), 0, SIZE, -87, {});
+    elimination.AddFactor(table.data(), 0, SIZE, {-87, engine::NO_LOSS}, {});
     for (int v = 0, stride = SIZE / STATES; v < 3; ++v, stride /= STATES) elimination.AddAxis(v, stride);
   }
   double whole = 0, got = 0;
@@ -215,11 +215,11 @@ TEST_F(EliminationTest, DoubtsWhatRestsOnLostEntries) {
     Elimination elimination;
     for (int v = 0; v < 3; ++v) elimination.AddVariable(v, 2);
     for (int k = 0; k < 2; ++k) {
-      elimination.AddFactor(rare.data(), 0, 4, -84, {});
+      elimination.AddFactor(rare.data(), 0, 4, {-84, engine::NO_LOSS}, {});
       elimination.AddAxis(0, 2);
       elimination.AddAxis(1, 1);
     }
-    elimination.AddFactor(last.data(), 0, 4, 0, {});
+    elimination.AddFactor(last.data(), 0, 4, {}, {});
     elimination.AddAxis(1, 2);
     elimination.AddAxis(2, 1);
     ASSERT_TRUE(std::isfinite(elimination.Plan(2, 1e12)));
@@ -234,7 +234,7 @@ TEST_F(EliminationTest, RefusesWhatHasNoRoom) {
   for (int v = 0; v < 40; ++v) elimination.AddVariable(v, 8);
   for (int a = 0; a < 40; ++a) {
     for (int b = 0; b < a; ++b) {
-      elimination.AddFactor(ones.data(), 0, 64, 0, {});
+      elimination.AddFactor(ones.data(), 0, 64, {}, {});
       elimination.AddAxis(a, 8);
       elimination.AddAxis(b, 1);
     }

@@ -303,7 +303,7 @@ TEST_F(InferenceTest, FailsCleanlyAtAnyRequestForATable) {
     EXPECT_EQ(MemoryUsed(), used);
     EXPECT_EQ(inference.Propagate(), Status::NoMemory);
   }
-  EXPECT_EQ(granted, 6) << "three cliques, two separators and the tables of one clique";
+  EXPECT_EQ(granted, 8) << "three cliques, two kinds of numbers in two separators and the tables of one clique";
   ASSERT_EQ(status, Status::Done);
   inference.SetTables([&](int i) { return model.Table(i); });
   EXPECT_EQ(inference.Propagate(), Status::Done);

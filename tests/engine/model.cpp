@@ -109,10 +109,11 @@ std::vector<double> EnumerateFamily(const Model& model, const Findings& findings
   return table;
 }
 
-Compiled::Compiled(const Model& model) {
+Compiled::Compiled(const Model& model, bool merge) {
   moral = engine::MoralGraph(model.parents, model.children);
   order = engine::FindOrder(moral, model.numstates, nullptr);
   tree = engine::BuildTree(moral, model.numstates, model.parents, order.nodes);
+  if (merge) tree = engine::MergeSmallCliques(tree);
   inference = engine::Inference::Make(tree, model.numstates, model.parents);
 }
 

@@ -39,9 +39,9 @@ Joint Enumerate(const Model& model, const Findings& findings);
 // Marginal over the node's parents and itself, unnormalized.
 std::vector<double> EnumerateFamily(const Model& model, const Findings& findings, int node, bool maximize);
 
-// The model compiled: moral graph, searched order, tree and engine.
+// The model compiled: moral graph, searched order, tree (merge: small cliques made one) and engine.
 struct Compiled {
-  explicit Compiled(const Model& model);
+  explicit Compiled(const Model& model, bool merge = false);
   engine::Graph moral;
   engine::Order order;
   engine::JunctionTree tree;

@@ -1,12 +1,13 @@
 #!/bin/bash
 # check.sh CMAKE BUILD SOURCE CC GENERATOR SANITIZERS: installs the build into a fresh tree and there builds and runs
-# examples/hello.c in C89, by the CMake package (shared and static) and by pkg-config.
+# examples/hello.c in C89, by the CMake package (shared and static) and by pkg-config; looks at what else is installed.
 set -euo pipefail
 cmake=$1 build=$2 source=$3 cc=$4 generator=$5 sanitize=${6:+-fsanitize=$6}
 work=$(mktemp -d)
 trap 'cat "$work/log"; rm -rf "$work"' EXIT
 tree=$work/moved
 strict="-std=c89 -pedantic -Wall -Wextra -Werror $sanitize"
+fail() { echo "$1"; exit 1; }
 
 "$cmake" --install "$build" --prefix "$work/tree" >>"$work/log"
 mv "$work/tree" "$tree"
@@ -28,3 +29,23 @@ LD_LIBRARY_PATH=$(pkg-config --variable=libdir bravic) "$work/hello" >"$work/pkg
 grep -q 'no findings' "$work/shared.txt"
 cmp "$work/shared.txt" "$work/static.txt"
 cmp "$work/shared.txt" "$work/pkgconfig.txt"
+
+# The build's folders are not told, and each text is in its place.
+if [ -z "$sanitize" ] && ! grep -q '^CMAKE_BUILD_TYPE:STRING=Debug' "$build/CMakeCache.txt"; then
+  ! grep -rlF "$source" "$tree" || fail 'these know where they were built'
+fi
+for text in doc/bravic/LICENSE doc/bravic/README.md doc/bravic/docs/errors.md; do [ -s "$tree/share/$text" ]; done
+[ -x "$tree/bin/bravic" ] || exit 0
+for text in man/man1/bravic.1 zsh/site-functions/_bravic fish/vendor_completions.d/bravic.fish; do
+  for word in beliefs stored findings; do grep -q "$word" "$tree/share/$text" || fail "no '$word' in $text"; done
+done
+# What bash offers after these words of a command line.
+offered() {
+  bash -c 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _bravic; echo "${COMPREPLY[*]}"' \
+    "$tree/share/bash-completion/completions/bravic" "$@"
+}
+cd "$work/host"
+[ "$(offered bravic be)" = beliefs ]
+[ "$(offered bravic sample x.dne --app)" = --append ]
+[ "$(offered bravic learn hel)" = hello.c ]
+[ "$(offered bravic beliefs x.dne --finding hel)" = '' ]

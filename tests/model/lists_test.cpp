@@ -59,6 +59,39 @@ TEST_F(ListsTest, ALongListShrinksAndBecomesEmpty) {
   EXPECT_EQ(Text(), "B");
 }
 
+// What is remembered of a list is what checking it anew would find.
+TEST_F(ListsTest, AChangedListIsCheckedAnew) {
+  const auto length = [&] { return LengthNodeList_bn(list); };
+  Net other(NewNet_bn("Other", env));
+  node_bn foreign = NewNode_bn("F", 2, other.get());
+  for (const char* name : {"A", "B", "C", "B"}) Add(name, 0);
+  EXPECT_EQ(length(), 4);
+  EXPECT_EQ(SetNthNode_bn(list, 0, foreign), 0);
+  EXPECT_EQ(length(), -1);
+  EXPECT_EQ(Gist(), "5 5121 LengthNodeList_bn 2 Other Test");
+  list->ar[0] = At("A");
+  EXPECT_EQ(length(), 4);
+  EXPECT_EQ(AddNodeToList_bn(foreign, list, 0), foreign);
+  EXPECT_EQ(length(), -1);
+  list->ar[0] = nullptr;
+  node_bn c = At("C");
+  EXPECT_EQ(length(), 5);
+  DeleteNode_bn(c);
+  EXPECT_EQ(length(), -1);
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(length(), 5);
+  EXPECT_EQ(SetNthNode_bn(list, 2, nullptr), 2);
+  DeleteNode_bn(c);
+  EXPECT_EQ(length(), 5) << "it is in no list any more";
+  nodelist_bn copy = DupNodeList_bn(list);
+  EXPECT_EQ(LengthNodeList_bn(copy), 5);
+  FreeNodeList_bn(list);
+  list = copy;
+  net.reset();
+  EXPECT_EQ(length(), -1);
+  Reports();
+}
+
 TEST_F(ListsTest, OnlyAHostsListCanBeFreed) {
   AddLink_bn(At("A"), At("B"));
   nodelist_bn freed = NewNodeList_bn(2, env);

@@ -1,5 +1,7 @@
 // Damaged net files: whatever a file holds, reading it ends, leaves no memory behind, and a net that comes of it is
 // consistent.
+#include <algorithm>
+
 #include "Basic/Memory.h"
 #include "support/mutated.h"
 #include "support/net_fixture.h"
@@ -28,7 +30,10 @@ TEST_F(NetMutationTest, DamagedFilesGiveConsistentNetsOrNone) {
     {
       const Net read = Read(text, random.Below(2));
       numRead += read != nullptr;
-      if (read) GetNetNodes_bn(read.get());
+      if (read) {
+        const std::string first = Written(read);
+        ASSERT_EQ(Written(Read(first, random.Below(2))), first) << text;
+      }
     }
     const std::string reports = Reports(5);
     ASSERT_EQ(reports.find("is damaged"), std::string::npos) << reports << text;
@@ -49,6 +54,16 @@ TEST_F(NetMutationTest, FilesMayEndAnywhere) {
     EXPECT_NE(Reports(5), "") << length;
     ASSERT_EQ(MemoryUsed(), used) << length;
   }
+}
+
+TEST_F(NetMutationTest, ProblemsBeyondAThousandAreCounted) {
+  std::string text = "// ~->[DNET-1]->~\nbnet t {";
+  for (int i = 0; i < 1500; i++) text += "colour = red;\n";
+  EXPECT_EQ(Nodes(Read(text + "node a {states = (x, y);};};")).size(), 1u);
+  const std::string reports = Reports();
+  EXPECT_EQ(std::count(reports.begin(), reports.end(), '\n'), 1001);
+  EXPECT_EQ(reports.substr(0, 7), "4 1005 ");
+  EXPECT_NE(reports.rfind("x.dne':  500 more problems were found"), std::string::npos);
 }
 
 TEST_F(NetMutationTest, DeepNestingAndFloodsOfFaultsEnd) {

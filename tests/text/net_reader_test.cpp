@@ -46,12 +46,14 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithAFile) {
       {"", "5 1033"},
       {"a\n\n// ~->[DNET]->~\n", "5 1033"},
       {"one\ntwo\nthree\n// ~->[DNET-1]->~\nbnet t {};", "5 1033"},
-      {"one\nno\n\n//\ntwo\n// ~->[DNET-1]->~\n", ""},
+      {"one\nno\n\n//\ntwo\n// ~->[DNET-1]->~\n", "5 1162 bnet"},
       {"// ~->[CASE-1]->~\n", "5 1000 DNET CASE"},
       {"// ~->[DNET-2]->~\nbnet t {};", "4 1043 ReadNet_bn"},
       {"// ~->[DNET-1]->~\n bnet t {} x y; bnet u {} }", "5 1011 t 2; 4 1002 x DNET 2; 5 1011 u 2; 5 1001 } DNET 2"},
-      {"// ~->[DNET-1]->~\nfoo {a;} ;\nbar (", "4 1002 foo DNET 2; 4 1002 bar DNET 3; 5 1157 3"},
-      {"// ~->[DNET-1]->~\n= x;", "5 1001 = DNET 2"},
+      {"// ~->[DNET-1]->~\nfoo {a;} ;\nbar (", "4 1002 foo DNET 2; 4 1002 bar DNET 3; 5 1157 3; 5 1162 bnet"},
+      {"// ~->[DNET-1]->~\n= x;", "5 1001 = DNET 2; 5 1162 bnet"},
+      {"// ~->[DNET-1]->~\n) bnet t {};", "5 1001 ) DNET 2"},
+      {"// ~->[DNET-99999999999999999999]->~\nbnet t {};", "4 1043 ReadNet_bn"},
       {"// ~->[DNET-1]->~\nHexNumbers bnet t {};", "5 1157 2"},
       {"// ~->[DNET-1]->~\nbnet t node;", "5 1003 { t 2"},
       {"// ~->[DNET-1]->~\nbnet 2 + {};", "5 1024 name 2  2; 5 1003 { x 2"},
@@ -65,6 +67,8 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithAFile) {
   }
   Read("// ~->[DNET-0]->~\n");
   EXPECT_NE(Reports().find("x.dne has an illegal version number (=0)"), std::string::npos);
+  Read("// ~->[DNET--12345678901234567890]->~\n");
+  EXPECT_NE(Reports().find("(=-12345678901234567890)"), std::string::npos);
   Read("// ~->[DNETS-1]->~\n");
   EXPECT_NE(Reports().find("x.dne is of an unknown type ('DNETS')"), std::string::npos);
 }
@@ -135,6 +139,18 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithStatements) {
       {Lone("levels = (1, 2);\ndiscrete = TRUE; states = (x, y);"), "5 1021 discrete levels a 3"},
       {Lone("discrete = FALSE; levels = (1, two);"), "5 184 two 2th levels a 3"},
       {Lone("discrete = FALSE; levels = (1, @two);"), "5 1090 two"},
+      {Lone("discrete = FALSE; levels = (1, any);"), "5 184 any 2th levels a 3"},
+      {Lone("discrete = FALSE; value = any;"), "5 187 any value a 3"},
+      {Lone("discrete = FALSE; numcases = 3;"), "5 1092 a numcases 3"},
+      {Lone("states = (x, y), (z); kind = NATURE;"), "5 1019 states a 3"},
+      {Lone("states = (x, y); probs = (0, 1); functable = #1;"), "4 1161 probs a functable 3"},
+      {Lone("states = (x, y); functable = #1; probs = (0, 1);"), "4 1161 functable a probs 3"},
+      {Lone("states = (x, y); evidence = x; likelihood = (1, 2);"), "4 1161 evidence a likelihood 3"},
+      {Lone("discrete = FALSE; levels = (1, 2, 3); evidence = #1; value = 1.5;"), "4 1161 evidence a value 3"},
+      {Lone("discrete = FALSE; levels = (1, 2, 3); evidence = #1; value = 2.5; kind = NATURE;"), ""},
+      {"node A_B {}; node c {parents = (A-B);};", "5 181 A-B parents c 3"},
+      {"node A-B {};\nnode c {parents = (A-B, A_B);};", "5 1024 name A-B t 3"},
+      {"node " + std::string("\0x", 2) + " {};", "5 1024 name  t 3"},
       {std::string(A) + "node b {parents = (a); inputs = (u, v);};", "5 1031 1 2 inputs b 4"},
       {std::string(A) + "node b {numparents = 2; parents = (a);};", "5 1032 numparents 2 1 b 4"},
       {"define node d {};\nnode b {parents = (d);};", "5 1038 DEFINED d parents b 4"},
@@ -189,6 +205,7 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithTables) {
       {"probs = ((0.5 0.5), (0.5, 0.5))", "5 1050 probs [a=x, b=any-value] c 5"},
       {"probs = ((0.5, 0.5), (0.5, 0.5)))", "5 1052 probs c 5"},
       {"probs = (0.5, 0.5))", "5 1052 probs c 5"},
+      {"probs = ((0.5, 0.5)), (0.5, 0.5))", "5 1051 1 probs [a=any-value, b=any-value] c 5"},
       {"probs = ((0.5, @half))", "5 1087 half probs [a=x, b=any-value] c 5"},
       {"functable = ((m, n, o), m)", "5 1088 o functable [a=x, b=r] c 5"},
       {"functable = ((m, n, #2), m)", "5 1088 #2 functable [a=x, b=r] c 5"},

@@ -1,26 +1,13 @@
-// The subcommands: each file cmd_*.cpp adds one to the program.
+// The commands: each file cmd_*.cpp adds one to the program.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
-
+#include "CommandLine.h"
 #include "Session.h"
 
-struct Program {
-  CLI::App app;
-  std::function<int(Session&)> run;  // of the subcommand chosen; answers the exit code
-};
-
-// Adds a subcommand with options of its own: setup fills it in, run does the work.
-template <class Options>
-void AddCommand(Program& program, const char* name, const char* help, void (*setup)(CLI::App*, Options*),
-                int (*run)(const Options&, Session&)) {
-  auto options = std::make_shared<Options>();
-  CLI::App* command = program.app.add_subcommand(name, help);
-  setup(command, options.get());
-  command->callback(
-      [&program, options, run] { program.run = [options, run](Session& session) { return run(*options, session); }; });
-}
+// What many commands say in the same words.
+inline constexpr char NET_HELP[] = "net file; - is the standard input";
+inline constexpr char OUT_HELP[] = "write the net to this file; - is the standard output";
+inline constexpr char FORCE_HELP[] = "write over NET even if parts of it could not be read";
 
 void AddAbsorb(Program& program);
 void AddBeliefs(Program& program);

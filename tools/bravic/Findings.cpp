@@ -3,10 +3,12 @@
 #include <charconv>
 #include <utility>
 
+#include "Terminal.h"
+
 namespace {
 
 // Answers of GetNodeFinding_bn besides states.
-constexpr int LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7;
+constexpr int LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7, NO_FINDING = -8;
 
 std::string CheckAssignment(const std::string& text) {
   const auto equals = text.find('=');
@@ -39,43 +41,75 @@ std::vector<probtype> Numbers(const std::string& text) {
   return numbers;
 }
 
+void EnterLikelihood(const std::pair<std::string, std::string>& assignment, const Net& net, Session& session) {
+  const auto& [name, text] = assignment;
+  node_bn node = FindNode(name, net);
+  const auto likelihood = Numbers(text);
+  const auto numstates = static_cast<std::size_t>(GetNodeNumberStates_bn(node));
+  if (likelihood.size() != numstates) {
+    throw Refusal("the likelihood of '" + name + "' has " + std::to_string(likelihood.size()) +
+                  " numbers, but the node has " + std::to_string(numstates) + " states");
+  }
+  EnterNodeLikelihood_bn(node, likelihood.data());
+  session.Check();
+}
+
+// Says which findings came with the net, so that nobody takes them for none.
+void TellStoredFindings(const Net& net) {
+  constexpr int MAX_TOLD = 5;
+  std::string told;
+  int number = 0;
+  for (node_bn node : Nodes(net)) {
+    if (GetNodeNumberStates_bn(node) == 0) continue;
+    const int finding = GetNodeFinding_bn(node);
+    if (finding == NO_FINDING || ++number > MAX_TOLD) continue;
+    told += (told.empty() ? "" : ", ") + std::string(GetNodeName_bn(node));
+    if (finding >= 0) told += "=" + StateText(node, finding);
+  }
+  if (number == 0) return;
+  if (number > MAX_TOLD) told += " and " + std::to_string(number - MAX_TOLD) + " more";
+  Complain("the net holds findings, which count: " + told + " (--no-stored-findings leaves them aside)");
+}
+
 }  // namespace
 
-void AddFindingOptions(CLI::App* command, FindingOptions* options) {
-  const auto add = [&](const char* name, std::vector<std::string>* to, const char* form, const char* help) {
-    command->add_option(name, *to, help)->type_name(form)->allow_extra_args(false)->check(CheckAssignment);
+void AddFindingOptions(Command* command, FindingOptions* options) {
+  const auto add = [&](const char* names, std::vector<std::string>* to, const char* form, const char* help) {
+    command->Add({.names = names, .form = form, .help = help, .value = to, .check = CheckAssignment});
   };
   add("--finding,-f", &options->states, "NODE=STATE", "the node is in the state");
   add("--not", &options->nots, "NODE=STATE", "the node is not in the state");
   add("--likelihood", &options->likelihoods, "NODE=X,X,...", "the likelihood of each state of the node");
   add("--value", &options->values, "NODE=X", "the node's value (for nodes with levels)");
+  AddStoredFindingsOption(command, &options->leaveStored);
+}
+
+void AddStoredFindingsOption(Command* command, bool* leave) {
+  command->Add(
+      {.names = "--no-stored-findings", .help = "leave the findings aside that the net file holds", .value = leave});
+}
+
+void TakeStoredFindings(bool leave, const Net& net, Session& session) {
+  if (!leave) return TellStoredFindings(net);
+  for (node_bn node : Nodes(net)) RetractNodeFindings_bn(node);
+  session.Check();
 }
 
 void EnterFindings(const FindingOptions& options, const Net& net, Session& session) {
+  TakeStoredFindings(options.leaveStored, net, session);
   for (const auto& assignment : options.states) {
     const auto [name, state] = Split(assignment);
     node_bn node = FindNode(name, net);
-    EnterFinding_bn(node, FindState(state, node, session));
+    EnterFinding_bn(node, FindState(state, node));
     session.Check();
   }
   for (const auto& assignment : options.nots) {
     const auto [name, state] = Split(assignment);
     node_bn node = FindNode(name, net);
-    EnterFindingNot_bn(node, FindState(state, node, session));
+    EnterFindingNot_bn(node, FindState(state, node));
     session.Check();
   }
-  for (const auto& assignment : options.likelihoods) {
-    const auto [name, text] = Split(assignment);
-    node_bn node = FindNode(name, net);
-    const auto likelihood = Numbers(text);
-    const auto numstates = static_cast<std::size_t>(GetNodeNumberStates_bn(node));
-    if (likelihood.size() != numstates) {
-      throw Refusal("the likelihood of '" + name + "' has " + std::to_string(likelihood.size()) +
-                    " numbers, but the node has " + std::to_string(numstates) + " states");
-    }
-    EnterNodeLikelihood_bn(node, likelihood.data());
-    session.Check();
-  }
+  for (const auto& assignment : options.likelihoods) EnterLikelihood(Split(assignment), net, session);
   for (const auto& assignment : options.values) {
     const auto [name, text] = Split(assignment);
     EnterNodeValue_bn(FindNode(name, net), Number(text));

@@ -1,17 +1,22 @@
 // The options by which a command line states findings, and entering them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Session.h"
 
 struct FindingOptions {
   std::vector<std::string> states, nots, likelihoods, values;  // each "NODE=..."
+  bool leaveStored = false;                                    // the findings that the net file holds
 };
 
-void AddFindingOptions(CLI::App* command, FindingOptions* options);
+void AddFindingOptions(Command* command, FindingOptions* options);
+// Among them: whether to leave aside the findings that the net holds.
+void AddStoredFindingsOption(Command* command, bool* leave);
+// Retracts them, or says which there are.
+void TakeStoredFindings(bool leave, const Net& net, Session& session);
 void EnterFindings(const FindingOptions& options, const Net& net, Session& session);
 
 // How a node's finding bears on one of its states.

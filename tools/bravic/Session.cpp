@@ -1,13 +1,55 @@
 #include "Session.h"
 
 #include <charconv>
+#include <cstdio>
+#include <cstring>
 
+#include "Files.h"
+#include "Nearest.h"
+#include "NetText.h"
+#include "Signals.h"
 #include "Terminal.h"
+
+namespace {
+
+constexpr int WARNING = 4, ERROR = 5;
+constexpr int OUT_OF_BOUNDS = 2086;
+
+// Without the name of the library's function that it begins with.
+const char* WithoutFunction(const char* message) {
+  const char* colon = std::strstr(message, ": ");
+  if (!colon) return message;
+  const std::string_view name(message, static_cast<std::size_t>(colon - message));
+  const bool isFunction = name.find(' ') == name.npos && (name.ends_with("_bn") || name.ends_with("_ns"));
+  return isFunction ? colon + 2 : message;
+}
+
+std::string Quoted(const std::string& name) {
+  return "'" + name + "'";
+}
+
+// As the comments of net files have it.
+std::string IntervalText(const std::string& name, double low, double high) {
+  const auto text = [](double bound) {
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "%g", bound);
+    return std::string(digits);
+  };
+  if (low == high) return name + "=" + text(low);
+  if (low == -inf_dbl_ns) return name + "<" + text(high);
+  if (high == inf_dbl_ns) return text(low) + "<" + name;
+  return text(low) + "<=" + name + "<" + text(high);
+}
+
+}  // namespace
+
+void Complain(const Message& message) {
+  Complain((message.isError ? "" : "warning: ") + message.text);
+}
 
 Session::Session() : env_(NewBravicEnviron_bn()) {
   char message[MESG_LEN_ns] = "";
   if (InitBravic_bn(env_, message) < 0) throw Refusal(message);
-  WatchInterrupts();
   SetProgressCallback_ns(ShowProgressBar, nullptr, env_);
 }
 
@@ -17,31 +59,45 @@ Session::~Session() {
   CloseBravic_bn(env_, message);
 }
 
-bool Session::TakeMessages(std::vector<std::string>* messages) {
-  EndProgressBar();
-  bool failed = false;
-  for (report_ns report = nullptr; (report = GetError_ns(env_, 4, report));) {
-    const bool error = ErrorDanger_ns(report) >= 5;
-    failed |= error;
-    messages->emplace_back(error ? "" : "warning: ").append(ErrorMessage_ns(report));
+std::string Session::Plain(const char* message) const {
+  std::string text = WithoutFunction(message);
+  for (const auto& [path, shown] : shownNames_) {
+    for (std::size_t at; (at = text.find(path)) != std::string::npos;) text.replace(at, path.size(), shown);
   }
+  return text;
+}
+
+std::vector<Message> Session::TakeMessages() {
+  EndProgressBar();
+  std::vector<Message> messages;
+  for (report_ns report = nullptr; (report = GetError_ns(env_, WARNING, report));)
+    messages.push_back({ErrorDanger_ns(report) >= ERROR, ErrorNumber_ns(report), Plain(ErrorMessage_ns(report))});
   ClearErrors_ns(env_, 6);
-  return failed;
+  messages.insert(messages.end(), own_.begin(), own_.end());
+  own_.clear();
+  return messages;
 }
 
 void Session::Check() {
-  EndProgressBar();
   std::string error;
-  for (report_ns report = nullptr; (report = GetError_ns(env_, 4, report));) {
-    if (ErrorDanger_ns(report) < 5) {
-      Complain("warning: " + std::string(ErrorMessage_ns(report)));
+  for (const Message& message : TakeMessages()) {
+    if (!message.isError) {
+      Complain(message);
     } else if (error.empty()) {
-      error = ErrorMessage_ns(report);
+      error = message.text;
     }
   }
-  ClearErrors_ns(env_, 6);
   if (!error.empty()) throw Refusal(error);
-  if (Interrupted()) throw Refusal("interrupted");
+}
+
+void Session::CheckCases() {
+  for (report_ns report = nullptr; (report = GetError_ns(env_, ERROR, report));) {
+    if (ErrorNumber_ns(report) != OUT_OF_BOUNDS) break;
+    Complain(Message{false, OUT_OF_BOUNDS, Plain(ErrorMessage_ns(report))});
+    ClearError_ns(report);
+    report = nullptr;
+  }
+  Check();
 }
 
 File Session::Named(const std::string& path) {
@@ -50,20 +106,45 @@ File Session::Named(const std::string& path) {
   return file;
 }
 
+File Session::Named(const InputFile& file) {
+  if (file.Path() != file.ShownName()) shownNames_.emplace_back(file.Path(), file.ShownName());
+  return Named(file.Path());
+}
+
 Net Session::ReadAsFarAsPossible(const std::string& path) {
-  return Net(ReadNet_bn(Named(path).get(), 0));
+  const InputFile file(path);
+  Net net(ReadNet_bn(Named(file).get(), 0));
+  if (const int number = net ? NumberOfNets(file.Path()) : 0; number > 1) {
+    own_.push_back(
+        {false, 0,
+         "file " + Quoted(file.ShownName()) + " holds " + std::to_string(number) + " nets; the first is taken"});
+  }
+  if (GetError_ns(env_, WARNING, nullptr) || !own_.empty()) partlyRead_ = IsStandard(path) ? "/dev/stdin" : path;
+  return net;
 }
 
 Net Session::Read(const std::string& path) {
   Net net = ReadAsFarAsPossible(path);
   Check();
-  if (!net) throw Refusal("file '" + path + "' holds no net");
+  if (!net) throw Refusal("file " + Quoted(path) + " holds no net");
   return net;
 }
 
-void Session::Write(const Net& net, const std::string& path) {
-  WriteNet_bn(net.get(), Named(path).get());
+void Session::Write(const Net& net, const std::string& path, bool force) {
+  if (!force && !partlyRead_.empty() && IsSameFile(partlyRead_, path)) {
+    throw Refusal("file " + Quoted(path) +
+                  " was not written: what could not be read of it would be lost (--force writes it all the same)");
+  }
+  if (IsReplaceable(path)) {
+    const SignalsHeld held;  // for the temporary file of the library's own
+    WriteNet_bn(net.get(), Named(path).get());
+    Check();
+    return;
+  }
+  OutputFile output(path);
+  WriteNet_bn(net.get(), Named(output.TemporaryPath()).get());
   Check();
+  output.Finish();
 }
 
 void Session::Compile(const Net& net) {
@@ -86,29 +167,41 @@ NodeList MakeList(std::span<const node_bn> nodes, const Session& session) {
 
 node_bn FindNode(const std::string& name, const Net& net) {
   node_bn node = name.empty() ? nullptr : NodeNamed_bn(name.c_str(), net.get());
-  if (!node) throw Refusal("net '" + std::string(GetNetName_bn(net.get())) + "' has no node named '" + name + "'");
-  return node;
+  if (node) return node;
+  std::vector<std::string> names;
+  for (node_bn other : Nodes(net)) names.emplace_back(GetNodeName_bn(other));
+  throw Refusal("net " + Quoted(GetNetName_bn(net.get())) + " has no node named " + Quoted(name) +
+                DidYouMean(name, names));
 }
 
-statetype FindState(const std::string& name, node_bn node, Session& session) {
+statetype FindState(const std::string& name, node_bn node) {
   const int numstates = GetNodeNumberStates_bn(node);
+  std::vector<std::string> names;
   for (statetype state = 0; state < numstates; ++state) {
     if (name == GetNodeStateName_bn(node, state)) return state;
+    names.push_back(StateText(node, state));
   }
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (name == names[i]) return static_cast<statetype>(i);
+  }
+  const std::string who = "node " + Quoted(GetNodeName_bn(node)) + " has ";
+  if (numstates == 0) throw Refusal(who + "no states");
   const char* first = name.c_str() + (name.starts_with('#') ? 1 : 0);
   const char* last = name.c_str() + name.size();
   statetype state = -1;
   const auto [end, fault] = std::from_chars(first, last, state);
-  if (fault == std::errc() && end == last && state >= 0 && state < numstates) return state;
-  StateNamed_bn(name.c_str(), node);  // for the library's own words on it
-  session.Check();
-  throw Refusal("node '" + std::string(GetNodeName_bn(node)) + "' has no state '" + name + "'");
+  if (first == last || end != last) throw Refusal(who + "no state named " + Quoted(name) + DidYouMean(name, names));
+  if (fault == std::errc() && state >= 0 && state < numstates) return state;
+  throw Refusal(who + std::to_string(numstates) + " states, #0 to #" + std::to_string(numstates - 1) + ", and no " +
+                Quoted(name));
 }
 
 std::string StateText(node_bn node, statetype state) {
-  std::string text = GetNodeStateName_bn(node, state);
-  if (text.empty()) text.append("#").append(std::to_string(state));
-  return text;
+  const std::string name = GetNodeStateName_bn(node, state);
+  if (!name.empty()) return name;
+  if (!GetNodeDiscrete_bn(node) && GetNodeLevel_bn(node, 0) != undef_dbl_ns)
+    return IntervalText(GetNodeName_bn(node), GetNodeLevel_bn(node, state), GetNodeLevel_bn(node, state + 1));
+  return "#" + std::to_string(state);
 }
 
 std::string TitleOf(const Net& net) {

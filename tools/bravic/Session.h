@@ -1,5 +1,5 @@
 // The library as the program sees it: one environment for the run, handles that free themselves, and errors turned
-// into refusals that carry the library's own messages. An interrupt (Ctrl-C) halts the library's long operations.
+// into refusals that carry the library's own messages.
 #pragma once
 
 #include <memory>
@@ -24,6 +24,15 @@ using Net = std::unique_ptr<bnet, FreeHandle>;
 using NodeList = std::unique_ptr<nodelist_rec, FreeHandle>;
 using File = std::unique_ptr<filespec_rec, FreeHandle>;
 
+struct Message {
+  bool isError = false;
+  int number = 0;  // 0 for the program's own
+  std::string text;
+};
+void Complain(const Message& message);
+
+class InputFile;
+
 class Session {
  public:
   Session();  // throws Refusal when the library does not start
@@ -35,18 +44,29 @@ class Session {
 
   // Prints the pending warnings, and throws a Refusal with the first pending error when there is one.
   void Check();
-  // All pending messages, warnings marked as such, oldest first; they are cleared. Answers whether one was an error.
-  bool TakeMessages(std::vector<std::string>* messages);
+  // Check, but that a value out of bounds, which counts as missing, is only complained of.
+  void CheckCases();
+  // All pending messages, oldest first; they are cleared.
+  std::vector<Message> TakeMessages();
 
   File Named(const std::string& path);
-  // As far as it can be read: check the messages.
+  // A file that messages call by its shown name.
+  File Named(const InputFile& file);
+  // As far as it can be read, NULL when it holds no net: take the messages.
   Net ReadAsFarAsPossible(const std::string& path);
   Net Read(const std::string& path);
-  void Write(const Net& net, const std::string& path);
+  // Over a file that was read with parts left out only when forced.
+  void Write(const Net& net, const std::string& path, bool force = false);
   void Compile(const Net& net);
 
  private:
+  void AddMessages(int danger, std::vector<Message>* messages);
+  std::string Plain(const char* message) const;
+
   environ_ns env_;
+  std::vector<Message> own_;                                     // pending messages that are not the library's
+  std::vector<std::pair<std::string, std::string>> shownNames_;  // of paths
+  std::string partlyRead_;                                       // the file whose net is not all that it holds
 };
 
 // A list's entries; borrowed from the list.
@@ -56,9 +76,9 @@ inline std::vector<node_bn> Nodes(const Net& net) {
 }
 NodeList MakeList(std::span<const node_bn> nodes, const Session& session);
 node_bn FindNode(const std::string& name, const Net& net);  // throws when there is none
-// By name, or as "#2" or a bare number where the node has no state of that name.
-statetype FindState(const std::string& name, node_bn node, Session& session);
-// The state's name, or "#2" for a state without one.
+// By name, as it is shown, or as "#2" or a bare number where the node has no state of that name; throws.
+statetype FindState(const std::string& name, node_bn node);
+// The state's name; for a state without one its interval, "0<=Rainfall<20", or its number, "#2".
 std::string StateText(node_bn node, statetype state);
 // The title where there is one, else the name.
 std::string TitleOf(const Net& net);

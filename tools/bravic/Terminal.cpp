@@ -1,8 +1,8 @@
 #include "Terminal.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +14,7 @@
 // Needs what the line above declares.
 #include <psapi.h>
 #else
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -22,8 +23,6 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-volatile std::sig_atomic_t interrupted = 0;
 
 // The operation whose progress is being shown.
 struct {
@@ -38,11 +37,6 @@ bool IsTerminal(int descriptor) {
 #else
   return isatty(descriptor) != 0;
 #endif
-}
-
-void OnInterrupt(int) {
-  interrupted = 1;
-  std::signal(SIGINT, SIG_DFL);
 }
 
 }  // namespace
@@ -90,12 +84,22 @@ void Complain(const std::string& message) {
   std::fprintf(stderr, "bravic: %.*s\n", static_cast<int>(text.size()), text.data());
 }
 
-void WatchInterrupts() {
-  std::signal(SIGINT, OnInterrupt);
+void OpenStandardStreams() {
+#ifndef _WIN32
+  // The lowest number is taken, so these are 0, 1 and 2 in turn; opened the wrong way round for their use.
+  for (int stream : {0, 1, 2}) {
+    if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY) != stream) std::abort();
+  }
+#endif
 }
 
-bool Interrupted() {
-  return interrupted != 0;
+bool OutputArrived() {
+  errno = 0;
+  const bool lost = std::ferror(stdout) != 0;
+  if (std::fflush(stdout) == 0 && !lost) return true;
+  const char* reason = errno ? std::strerror(errno) : nullptr;
+  Complain(std::string("couldn't write to the standard output") + (reason ? std::string(": ") + reason : ""));
+  return false;
 }
 
 int BRAVIC_CALL ShowProgressBar(void*, const char* what, double done, double total_seconds) {
@@ -116,11 +120,15 @@ int BRAVIC_CALL ShowProgressBar(void*, const char* what, double done, double tot
     std::fflush(stderr);
     bar.drawn = std::max(bar.drawn, length);
   }
-  return Interrupted();
+  return 0;
 }
 
 void EndProgressBar() {
   if (bar.drawn > 0) std::fprintf(stderr, "\r%*s\r", bar.drawn, "");
   bar.drawn = 0;
   bar.what.clear();
+}
+
+bool ProgressBarIsDrawn() {
+  return bar.drawn > 0;
 }

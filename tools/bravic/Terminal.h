@@ -1,5 +1,5 @@
-// What the person at the terminal sees and does: complaints, the progress bar of long operations, interrupts, and
-// whether there is a terminal at all.
+// What the person at the terminal sees and does: complaints, the progress bar of long operations, and whether
+// there is a terminal at all.
 #pragma once
 
 #include <string>
@@ -13,11 +13,13 @@ long long PeakMemoryKilobytes();  // of this process; -1 where it cannot be told
 
 void Complain(const std::string& message);  // "bravic: ...", to the standard error stream
 
-// From now on the first interrupt is remembered and halts the library; a second one ends the program.
-void WatchInterrupts();
-bool Interrupted();
+// Makes sure that the three standard streams are open, so that no file of the program's takes their place; what was
+// closed fails when it is read or written.
+void OpenStandardStreams();
+// Whether all of the output arrived; complains otherwise.
+bool OutputArrived();
 
-// The library's progress callback: draws a bar on a terminal once an operation has taken a second. Answers whether
-// to halt.
+// The library's progress callback: draws a bar on a terminal once an operation has taken a second.
 int BRAVIC_CALL ShowProgressBar(void* data, const char* what, double done, double total_seconds);
 void EndProgressBar();  // wipes it
+bool ProgressBarIsDrawn();

@@ -1,10 +1,10 @@
 // bravic beliefs: every node's beliefs given findings.
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "Commands.h"
 #include "Findings.h"
+#include "Json.h"
 #include "Terminal.h"
 
 namespace {
@@ -16,18 +16,18 @@ struct Options {
   bool json = false, bars = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
   AddFindingOptions(command, &options->findings);
-  command->add_option("--node", options->nodes, "show this node only; may be repeated")
-      ->type_name("NODE")
-      ->allow_extra_args(false);
-  auto* json = command->add_flag("--json", options->json, "print JSON");
-  command->add_flag("--bars", options->bars, "print rows with bars even when the output is no terminal")
-      ->excludes(json);
-  command->footer(
+  command->Add({.names = "--node", .form = "NODE", .help = "show this node only", .value = &options->nodes});
+  command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
+  command->Add({.names = "--bars",
+                .help = "print rows with bars even when the output is no terminal",
+                .value = &options->bars,
+                .excludes = "--json"});
+  command->notes =
       "Piped, the output has one row per state with the columns node, state, belief and finding (found,\n"
-      "excluded, weighed or empty), separated by tabs; the last row is \"*\", \"findings\" and their probability.");
+      "excluded, weighed or empty), separated by tabs; the last row is \"*\", \"findings\" and their probability.";
 }
 
 std::string Bar(double belief, int width) {
@@ -80,19 +80,20 @@ void PrintRows(const std::vector<node_bn>& nodes) {
   }
 }
 
-nlohmann::ordered_json Json(const std::vector<node_bn>& nodes, const Net& net) {
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+Json JsonOf(const std::vector<node_bn>& nodes, const Net& net) {
+  Json list = Json::array();
   for (node_bn node : nodes) {
     const probtype* beliefs = GetNodeBeliefs_bn(node);
-    nlohmann::ordered_json states = nlohmann::ordered_json::array();
+    Json states = Json::array();
     for (int s = 0; s < GetNodeNumberStates_bn(node); ++s) {
-      nlohmann::ordered_json state{{"name", StateText(node, s)}, {"belief", beliefs[s]}};
+      Json state{{"name", StateText(node, s)}, {"belief", Shortest(beliefs[s])}};
       if (const Mark mark = MarkOf(node, s); mark != Mark::None) state["finding"] = MarkText(mark);
       states.push_back(state);
     }
     list.push_back({{"name", GetNodeName_bn(node)}, {"states", states}});
   }
-  return {{"net", GetNetName_bn(net.get())}, {"nodes", list}, {"probabilityOfFindings", CaseProbability_bn(net.get())}};
+  return {
+      {"net", GetNetName_bn(net.get())}, {"nodes", list}, {"probability_of_findings", CaseProbability_bn(net.get())}};
 }
 
 int Run(const Options& options, Session& session) {
@@ -110,7 +111,7 @@ int Run(const Options& options, Session& session) {
     for (const auto& name : options.nodes) nodes.push_back(FindNode(name, net));
   }
   if (options.json) {
-    std::printf("%s\n", Json(nodes, net).dump(2).c_str());
+    std::printf("%s\n", JsonOf(nodes, net).dump(2).c_str());
   } else if (options.bars || OutputIsTerminal()) {
     PrintBars(nodes, net);
     std::printf("\nProbability of the findings: %.6g\n", probability);

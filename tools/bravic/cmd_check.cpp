@@ -1,62 +1,31 @@
 // bravic check: reads and compiles a net, prints what is wrong with it and how large it is.
 #include <cstdio>
-#include <cstdlib>
-#include <string_view>
 
 #include "Commands.h"
+#include "Json.h"
 #include "Terminal.h"
+#include "TreeReport.h"
 
 namespace {
 
 struct Options {
   std::string net;
+  bool json = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
+  command->Add({.names = "--json", .help = "print JSON, with the messages", .value = &options->json});
 }
 
-void PrintSize(const char* label, double value, const char* unit = "") {
-  std::printf(OutputIsTerminal() ? "%-20s %15.12g%s\n" : "%s\t%.12g%s\n", label, value, unit);
-}
-
-struct TreeSizes {
-  int cliques = 0;
-  double largest = 0, total = 0;
+struct Size {
+  const char *label, *key;  // on the page, in JSON
+  double value;
+  const char* unit = "";
 };
 
-// From the text of the junction-tree report: a heading, then one line per clique, " 0  [1]   8  (*A, *B)", then
-// "Total state space = 24".
-TreeSizes SizesOf(std::string_view report) {
-  TreeSizes sizes;
-  for (std::size_t start = report.find('\n') + 1; start != 0 && start < report.size();) {
-    const std::size_t end = std::min(report.find('\n', start), report.size());
-    const std::string line(report.substr(start, end - start));
-    start = end + 1;
-    if (const auto bracket = line.find(']'); bracket != std::string::npos && line.find('(') != std::string::npos) {
-      ++sizes.cliques;
-      sizes.largest = std::max(sizes.largest, std::strtod(line.c_str() + bracket + 1, nullptr));
-    } else if (const auto equals = line.find('='); equals != std::string::npos) {
-      sizes.total = std::strtod(line.c_str() + equals + 1, nullptr);
-    }
-  }
-  return sizes;
-}
-
-bool PrintMessages(Session& session) {
-  std::vector<std::string> messages;
-  const bool failed = session.TakeMessages(&messages);
-  for (const auto& message : messages) Complain(message);
-  return failed;
-}
-
-int Run(const Options& options, Session& session) {
-  const Net net = session.ReadAsFarAsPossible(options.net);
-  bool failed = PrintMessages(session);
-  if (!net) return 1;
-
-  double links = 0, parameters = 0;
-  int decisions = 0;
+std::vector<Size> SizesOf(const Net& net) {
+  double links = 0, parameters = 0, decisions = 0;
   const auto nodes = Nodes(net);
   for (node_bn node : nodes) {
     const auto parents = Nodes(GetNodeParents_bn(node));
@@ -68,25 +37,56 @@ int Run(const Options& options, Session& session) {
     for (node_bn parent : parents) rows *= GetNodeNumberStates_bn(parent);
     parameters += rows * std::max(0, GetNodeNumberStates_bn(node) - 1);
   }
-  PrintSize("nodes", static_cast<double>(nodes.size()));
-  PrintSize("links", links);
-  PrintSize("parameters", parameters);
-  if (decisions > 0) {
-    PrintSize("decisions, utilities", decisions);
-  } else if (!failed) {
-    CompileNet_bn(net.get());
-    failed = PrintMessages(session);
-    if (!failed) {
-      const TreeSizes sizes = SizesOf(JunctionTreeReport_bn(net.get()));
-      PrintSize("cliques", sizes.cliques);
-      PrintSize("largest clique", sizes.largest);
-      PrintSize("total state space", sizes.total);
+  std::vector<Size> sizes = {{"nodes", "nodes", static_cast<double>(nodes.size())},
+                             {"links", "links", links},
+                             {"parameters", "parameters", parameters}};
+  if (decisions > 0) sizes.push_back({"decisions, utilities", "decisions_and_utilities", decisions});
+  return sizes;
+}
+
+void AddTreeSizes(const Net& net, std::vector<Size>* sizes) {
+  const TreeReport tree = ParseTreeReport(JunctionTreeReport_bn(net.get()));
+  sizes->push_back({"cliques", "cliques", static_cast<double>(tree.cliques.size())});
+  sizes->push_back({"largest clique", "largest_clique", tree.largest});
+  sizes->push_back({"total state space", "total_state_space", tree.total});
+}
+
+// Complains of the pending messages and adds them to the list. Answers whether one was an error.
+bool TakeMessages(Session& session, Json* list) {
+  bool failed = false;
+  for (const Message& message : session.TakeMessages()) {
+    Complain(message);
+    failed |= message.isError;
+    list->push_back(
+        {{"level", message.isError ? "error" : "warning"}, {"number", message.number}, {"text", message.text}});
+  }
+  return failed;
+}
+
+int Run(const Options& options, Session& session) {
+  const Net net = session.ReadAsFarAsPossible(options.net);
+  Json messages = Json::array();
+  bool failed = TakeMessages(session, &messages) || !net;
+  std::vector<Size> sizes;
+  if (net) {
+    sizes = SizesOf(net);
+    if (const bool plain = sizes.size() == 3; plain && !failed) {
+      CompileNet_bn(net.get());
+      failed = TakeMessages(session, &messages);
+      if (!failed) AddTreeSizes(net, &sizes);
     }
+    if (const long long kilobytes = PeakMemoryKilobytes(); kilobytes >= 0)
+      sizes.push_back({"peak memory", "peak_memory_kb", static_cast<double>(kilobytes), " KB"});
   }
-  if (const long long kilobytes = PeakMemoryKilobytes(); kilobytes >= 0) {
-    PrintSize("peak memory", static_cast<double>(kilobytes), " KB");
+  if (options.json) {
+    Json result{{"net", net ? Json(GetNetName_bn(net.get())) : Json()}, {"ok", !failed}, {"messages", messages}};
+    for (const Size& size : sizes) result[size.key] = CountOf(size.value);
+    std::printf("%s\n", result.dump(2).c_str());
+  } else {
+    for (const Size& size : sizes)
+      std::printf(OutputIsTerminal() ? "%-20s %15.12g%s\n" : "%s\t%.12g%s\n", size.label, size.value, size.unit);
   }
-  return failed ? 1 : 0;
+  return failed ? REFUSED : DONE;
 }
 
 }  // namespace

@@ -2,22 +2,46 @@
 #include <cstdio>
 
 #include "Commands.h"
-#include "Terminal.h"
+#include "Files.h"
+#include "Json.h"
+#include "TreeReport.h"
 
 namespace {
 
 struct Options {
   std::string net, output;
   double seconds = 0;
+  bool force = false, json = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
-  command->add_option("--search", options->seconds, "search this long for a better elimination order")
-      ->type_name("SECONDS")
-      ->check(CLI::PositiveNumber);
-  command->add_option("--output,-o", options->output, "write the net, with its elimination order, to this file")
-      ->type_name("OUT");
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
+  command->Add({.names = "--search",
+                .form = "SECONDS",
+                .help = "search this long for a better elimination order",
+                .value = &options->seconds,
+                .check = CheckPositive});
+  command->Add(
+      {.names = "--output,-o",
+       .form = "OUT",
+       .help = "write the net with its elimination order to this file; - is the standard output, in place of the tree",
+       .value = &options->output,
+       .file = true});
+  command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
+  command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
+}
+
+Json JsonOf(const Net& net, const TreeReport& tree) {
+  Json cliques = Json::array();
+  for (const CliqueLine& clique : tree.cliques)
+    cliques.push_back({{"size", CountOf(clique.size)},
+                       {"members", clique.members},
+                       {"home_of", clique.homeOf},
+                       {"joined_to", clique.joined}});
+  return {{"net", GetNetName_bn(net.get())},
+          {"cliques", cliques},
+          {"largest_clique", CountOf(tree.largest)},
+          {"total_state_space", CountOf(tree.total)}};
 }
 
 int Run(const Options& options, Session& session) {
@@ -27,10 +51,14 @@ int Run(const Options& options, Session& session) {
     session.Check();
   }
   session.Compile(net);
-  std::fputs(JunctionTreeReport_bn(net.get()), stdout);
+  const std::string report = JunctionTreeReport_bn(net.get());
   session.Check();
-  if (!options.output.empty()) session.Write(net, options.output);
-  return 0;
+  const bool shown = options.output.empty() || !IsStandardOutput(options.output);
+  if (shown)
+    std::fputs(options.json ? JsonOf(net, ParseTreeReport(report)).dump(2).append("\n").c_str() : report.c_str(),
+               stdout);
+  if (!options.output.empty()) session.Write(net, options.output, options.force);
+  return DONE;
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 // bravic decide: the optimal decisions of a decision network, and what they attain.
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "Commands.h"
+#include "Files.h"
 #include "Findings.h"
+#include "Json.h"
 #include "Terminal.h"
 
 namespace {
@@ -11,18 +12,24 @@ namespace {
 struct Options {
   std::string net, output;
   FindingOptions findings;
-  bool json = false;
+  bool json = false, force = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
   AddFindingOptions(command, &options->findings);
-  command->add_option("--output,-o", options->output, "write the net with its decision tables there")->type_name("OUT");
-  command->add_flag("--json", options->json, "print JSON");
-  command->footer(
+  command->Add(
+      {.names = "--output,-o",
+       .form = "OUT",
+       .help = "write the net with its decision tables to this file; - is the standard output, in place of the tables",
+       .value = &options->output,
+       .file = true});
+  command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
+  command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
+  command->notes =
       "Each decision's table has a row per configuration of what is known when it is taken: the states of its\n"
       "parents and the state to choose. Piped, rows begin with the decision's name and their columns are\n"
-      "PARENT=STATE ... STATE, separated by tabs; the last row is \"*\", \"expected utility\" and its value.");
+      "PARENT=STATE ... STATE, separated by tabs; the last row is \"*\", \"expected utility\" and its value.";
 }
 
 bool NextConfiguration(const std::vector<node_bn>& nodes, std::vector<statetype>* states) {
@@ -67,50 +74,57 @@ void PrintTable(node_bn decision, const std::vector<node_bn>& parents, const std
   std::printf("\n");
 }
 
-int Run(const Options& options, Session& session) {
-  const Net net = session.Read(options.net);
-  EnterFindings(options.findings, net, session);
-  std::vector<node_bn> decisions = Nodes(net);
-  std::erase_if(decisions, [](node_bn node) { return GetNodeKind_bn(node) != DECISION_NODE; });
-  OptimizeDecisions_bn(GetNetNodes_bn(net.get()));
-  session.Check();
-  const double utility = GetExpectedUtility_bn(net.get());
-  session.Check();
+Json JsonOf(node_bn decision, const std::vector<node_bn>& parents, const std::vector<Row>& rows) {
+  Json table = Json::array();
+  for (const Row& row : rows) {
+    Json when = Json::object();
+    for (std::size_t i = 0; i < parents.size(); ++i) when[GetNodeName_bn(parents[i])] = row.states[i];
+    table.push_back({{"when", when}, {"choose", row.choice}});
+  }
+  return {{"name", GetNodeName_bn(decision)}, {"table", table}};
+}
 
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (node_bn decision : decisions) {
-    if (GetNodeFinding_bn(decision) >= 0) continue;  // already made
+void PrintRows(node_bn decision, const std::vector<node_bn>& parents, const std::vector<Row>& rows) {
+  for (const Row& row : rows) {
+    std::printf("%s", GetNodeName_bn(decision));
+    for (std::size_t i = 0; i < parents.size(); ++i)
+      std::printf("\t%s=%s", GetNodeName_bn(parents[i]), row.states[i].c_str());
+    std::printf("\t%s\n", row.choice.c_str());
+  }
+}
+
+void PrintDecisions(const Options& options, const Net& net, double utility, Session& session) {
+  Json list = Json::array();
+  for (node_bn decision : Nodes(net)) {
+    // Made decisions have nothing left to choose.
+    if (GetNodeKind_bn(decision) != DECISION_NODE || GetNodeFinding_bn(decision) >= 0) continue;
     const std::vector<node_bn> parents = Nodes(GetNodeParents_bn(decision));
     const std::vector<Row> rows = RowsOf(decision, parents);
     if (options.json) {
-      nlohmann::ordered_json table = nlohmann::ordered_json::array();
-      for (const Row& row : rows) {
-        nlohmann::ordered_json when = nlohmann::ordered_json::object();
-        for (std::size_t i = 0; i < parents.size(); ++i) when[GetNodeName_bn(parents[i])] = row.states[i];
-        table.push_back({{"when", when}, {"choose", row.choice}});
-      }
-      list.push_back({{"name", GetNodeName_bn(decision)}, {"table", table}});
-    } else if (OutputIsTerminal()) {
-      PrintTable(decision, parents, rows);
+      list.push_back(JsonOf(decision, parents, rows));
     } else {
-      for (const Row& row : rows) {
-        std::printf("%s", GetNodeName_bn(decision));
-        for (std::size_t i = 0; i < parents.size(); ++i)
-          std::printf("\t%s=%s", GetNodeName_bn(parents[i]), row.states[i].c_str());
-        std::printf("\t%s\n", row.choice.c_str());
-      }
+      (OutputIsTerminal() ? PrintTable : PrintRows)(decision, parents, rows);
     }
   }
   session.Check();
   if (options.json) {
-    const nlohmann::ordered_json result{
-        {"net", GetNetName_bn(net.get())}, {"decisions", list}, {"expected_utility", utility}};
+    const Json result{{"net", GetNetName_bn(net.get())}, {"decisions", list}, {"expected_utility", utility}};
     std::printf("%s\n", result.dump(2).c_str());
   } else {
     std::printf(OutputIsTerminal() ? "Expected utility: %.6g\n" : "*\texpected utility\t%.6g\n", utility);
   }
-  if (!options.output.empty()) session.Write(net, options.output);
-  return 0;
+}
+
+int Run(const Options& options, Session& session) {
+  const Net net = session.Read(options.net);
+  EnterFindings(options.findings, net, session);
+  OptimizeDecisions_bn(GetNetNodes_bn(net.get()));
+  session.Check();
+  const double utility = GetExpectedUtility_bn(net.get());
+  session.Check();
+  if (options.output.empty() || !IsStandardOutput(options.output)) PrintDecisions(options, net, utility, session);
+  if (!options.output.empty()) session.Write(net, options.output, options.force);
+  return DONE;
 }
 
 }  // namespace

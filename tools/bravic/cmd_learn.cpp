@@ -1,7 +1,6 @@
 // bravic learn: tables revised by the cases of files.
-#include "Cases.h"
 #include "Commands.h"
-#include "Terminal.h"
+#include "Files.h"
 
 namespace {
 
@@ -9,19 +8,30 @@ struct Options {
   std::string net, output = "-";
   std::vector<std::string> cases, nodes;
   double degree = 1, fade = 0;
+  bool force = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
-  command->add_option("CASES", options->cases, "case files; - is the standard input")->required();
-  command->add_option("--output,-o", options->output, "write the net there (the standard output if left out)")
-      ->type_name("OUT");
-  command->add_option("--degree", options->degree, "weight of every case; negative unlearns")->type_name("D");
-  command->add_option("--fade", options->fade, "first forget this share of what was learned (0 to 1)")->type_name("F");
-  command->add_option("--node", options->nodes, "revise this node only; may be repeated")
-      ->type_name("NODE")
-      ->allow_extra_args(false);
-  command->footer("A node without experience learns as if its table stood for one case per state.");
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
+  command->Add({.names = "CASES",
+                .help = "case files; - is the standard input",
+                .value = &options->cases,
+                .required = true,
+                .file = true});
+  command->Add({.names = "--output,-o",
+                .form = "OUT",
+                .help = "write the net to this file; the standard output if left out",
+                .value = &options->output,
+                .file = true});
+  command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
+  command->Add(
+      {.names = "--degree", .form = "D", .help = "weight of every case; negative unlearns", .value = &options->degree});
+  command->Add({.names = "--fade",
+                .form = "F",
+                .help = "first forget this share of what was learned (0 to 1)",
+                .value = &options->fade});
+  command->Add({.names = "--node", .form = "NODE", .help = "revise this node only", .value = &options->nodes});
+  command->notes = "A node without experience learns as if its table stood for one case per state.";
 }
 
 int Run(const Options& options, Session& session) {
@@ -38,17 +48,12 @@ int Run(const Options& options, Session& session) {
   }
   const NodeList list = MakeList(nodes, session);
   for (const std::string& path : options.cases) {
-    const CaseInput cases(path, session);
-    CaseFileRevisesProbs_bn(cases.Spec(), list.get(), 0, options.degree);
-    CheckCases(session);
+    const InputFile input(path);
+    const File cases = session.Named(input);
+    CaseFileRevisesProbs_bn(cases.get(), list.get(), 0, options.degree);
+    session.CheckCases();
   }
-  if (options.output != "-") {
-    session.Write(net, options.output);
-    return 0;
-  }
-  WholeOutput output(options.output, false);
-  session.Write(net, output.TemporaryPath());
-  output.Finish();
+  session.Write(net, options.output, options.force);
   return 0;
 }
 

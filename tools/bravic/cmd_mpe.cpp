@@ -1,10 +1,10 @@
 // bravic mpe: the most probable configuration given findings.
 #include <algorithm>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
 #include "Commands.h"
 #include "Findings.h"
+#include "Json.h"
 #include "Terminal.h"
 
 namespace {
@@ -15,13 +15,13 @@ struct Options {
   bool json = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
   AddFindingOptions(command, &options->findings);
-  command->add_flag("--json", options->json, "print JSON");
-  command->footer(
+  command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
+  command->notes =
       "Piped, the output has one row per node with the columns node, state and finding (found, excluded,\n"
-      "weighed or empty), separated by tabs; the last row is \"*\", \"configuration\" and its probability.");
+      "weighed or empty), separated by tabs; the last row is \"*\", \"configuration\" and its probability.";
 }
 
 // Whether another state of the node is as probable as its most probable one.
@@ -45,7 +45,7 @@ int Run(const Options& options, Session& session) {
   std::size_t width = 0;
   for (node_bn node : nodes) width = std::max(width, std::string(GetNodeName_bn(node)).size());
 
-  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  Json list = Json::array();
   int numTied = 0;
   for (node_bn node : nodes) {
     const statetype state = GetNodeMostProbable_bn(node);
@@ -53,7 +53,7 @@ int Run(const Options& options, Session& session) {
     const Mark mark = MarkOf(node, state);
     numTied += IsTied(node);
     if (options.json) {
-      nlohmann::ordered_json entry{{"name", GetNodeName_bn(node)}, {"state", text}};
+      Json entry{{"name", GetNodeName_bn(node)}, {"state", text}};
       if (mark != Mark::None) entry["finding"] = MarkText(mark);
       list.push_back(entry);
     } else if (aligned) {
@@ -64,8 +64,7 @@ int Run(const Options& options, Session& session) {
     }
   }
   if (options.json) {
-    const nlohmann::ordered_json result{
-        {"net", GetNetName_bn(net.get())}, {"configuration", list}, {"probability", probability}};
+    const Json result{{"net", GetNetName_bn(net.get())}, {"configuration", list}, {"probability", probability}};
     std::printf("%s\n", result.dump(2).c_str());
   } else {
     std::printf(aligned ? "\nProbability of the configuration: %.6g\n" : "*\tconfiguration\t%.6g\n", probability);

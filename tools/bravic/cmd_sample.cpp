@@ -3,8 +3,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "Cases.h"
 #include "Commands.h"
+#include "Files.h"
 #include "Findings.h"
 #include "Terminal.h"
 
@@ -18,19 +18,26 @@ struct Options {
   FindingOptions findings;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
-  command->add_option("--count,-n", options->count, "how many cases")
-      ->required()
-      ->check(CLI::NonNegativeNumber)
-      ->type_name("COUNT");
-  command->add_option("--output,-o", options->output, "the case file to write (the standard output if left out)")
-      ->type_name("CASES");
-  command->add_option("--seed", options->seed, "seed of the random numbers; 0, the default, takes the time")
-      ->type_name("S");
-  command->add_flag("--append", options->append, "add to the case file");
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
+  command->Add({.names = "--count,-n",
+                .form = "COUNT",
+                .help = "how many cases",
+                .value = &options->count,
+                .required = true,
+                .check = CheckNotNegative});
+  command->Add({.names = "--output,-o",
+                .form = "CASES",
+                .help = "the case file to write; the standard output if left out",
+                .value = &options->output,
+                .file = true});
+  command->Add({.names = "--seed",
+                .form = "S",
+                .help = "seed of the random numbers; 0, the default, takes the time",
+                .value = &options->seed});
+  command->Add({.names = "--append", .help = "add to the case file", .value = &options->append});
   AddFindingOptions(command, &options->findings);
-  command->footer("Cases that disagree with the findings are drawn again, so rare findings take long.");
+  command->notes = "Cases that disagree with the findings are drawn again, so rare findings take long.";
 }
 
 std::ptrdiff_t NumLines(const std::string& path) {
@@ -42,7 +49,7 @@ int Run(const Options& options, Session& session) {
   const Net net = session.Read(options.net);
   EnterFindings(options.findings, net, session);
   SeedRandom_ns(options.seed, session.Environment());
-  WholeOutput output(options.output, options.append);
+  OutputFile output(options.output, options.append ? OutputFile::Mode::Append : OutputFile::Mode::Replace);
   constexpr std::ptrdiff_t HEAD_LINES = 3;
   const std::ptrdiff_t before = std::max(NumLines(output.TemporaryPath()), HEAD_LINES);
   const File file = session.Named(output.TemporaryPath());
@@ -51,7 +58,6 @@ int Run(const Options& options, Session& session) {
   if (code < 0) {
     const std::string done = std::to_string(NumLines(output.TemporaryPath()) - before) + " of " +
                              std::to_string(options.count) + " cases; no file was written";
-    if (Interrupted()) throw Refusal("interrupted after " + done);
     session.Check();
     throw Refusal("nearly every draw disagrees with the findings: given up after " + done);
   }

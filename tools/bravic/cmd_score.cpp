@@ -3,15 +3,13 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
-#include "Cases.h"
 #include "Commands.h"
+#include "Files.h"
+#include "Json.h"
 #include "Terminal.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr int NUM_BINS = 10;
 // What the library says of findings that contradict the net or each other.
@@ -23,22 +21,28 @@ struct Options {
   bool json = false, calibration = false, perCase = false;
 };
 
-void Setup(CLI::App* command, Options* options) {
-  command->add_option("NET", options->net, "net file")->required();
-  command->add_option("CASES", options->cases, "case file; - is the standard input")->required();
-  command->add_option("--target", options->targets, "score the beliefs of this node; may be repeated")
-      ->type_name("NODE")
-      ->allow_extra_args(false);
-  command->add_flag("--calibration", options->calibration, "how often what had a belief came true");
-  auto* json = command->add_flag("--json", options->json, "print JSON");
-  command->add_flag("--cases", options->perCase, "a row for every case too")->excludes(json);
-  command->footer(
+void Setup(Command* command, Options* options) {
+  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
+  command->Add({.names = "CASES",
+                .help = "case file; - is the standard input",
+                .value = &options->cases,
+                .required = true,
+                .file = true});
+  command->Add(
+      {.names = "--target", .form = "NODE", .help = "score the beliefs of this node", .value = &options->targets});
+  command->Add({.names = "--calibration",
+                .help = "how often what had a belief came true; of all nodes when there is no target",
+                .value = &options->calibration});
+  command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
+  command->Add(
+      {.names = "--cases", .help = "a row for every case too", .value = &options->perCase, .excludes = "--json"});
+  command->notes =
       "A target's beliefs are those given the other columns of the case. Rows, separated by tabs:\n"
       "  case NUMBER LOG-LIKELIHOOD (natural logarithm; with --cases)\n"
       "  * cases COUNT, * impossible COUNT, * log-likelihood SUM, * per case MEAN\n"
       "  NODE confusion ACTUAL BELIEVED COUNT, NODE error rate SHARE, NODE logarithmic loss MEAN,\n"
       "  NODE quadratic loss MEAN, NODE calibration FROM TO COUNT MEAN-BELIEF SHARE-TRUE (with --calibration)\n"
-      "Cases count as often as their NumCases column says. Impossible cases are left out of all sums.");
+      "Cases count as often as their NumCases column says. Impossible cases are left out of all sums.";
 }
 
 struct Bin {
@@ -48,7 +52,7 @@ struct Bin {
 struct Target {
   node_bn node;
   std::vector<std::vector<double>> confusion;  // [actual][believed]
-  double count = 0, errors = 0, logLoss = 0, quadraticLoss = 0;
+  double count = 0, errors = 0, logLoss = 0, quadratic_loss = 0;
   Bin bins[NUM_BINS];
 
   explicit Target(node_bn which) : node(which) {
@@ -72,7 +76,7 @@ struct Target {
       bin.belief += weight * b;
       if (k == was) bin.came += weight;
     }
-    quadraticLoss += weight * squares;
+    quadratic_loss += weight * squares;
   }
 };
 
@@ -88,7 +92,7 @@ bool TakeContradictions(Session& session) {
     ClearError_ns(report);
     found = true;
   }
-  CheckCases(session);
+  session.CheckCases();
   return found;
 }
 
@@ -98,16 +102,16 @@ struct Score {
 };
 
 void ScoreCases(const Options& options, const Net& net, Session& session, Score& score) {
-  const CaseInput cases(options.cases, session);
+  const InputFile input(options.cases);
+  const File cases = session.Named(input);
   std::error_code ignored;
-  const auto size = std::filesystem::file_size(cases.Path(), ignored);
+  const auto size = std::filesystem::file_size(input.Path(), ignored);
   nodelist_bn nodes = GetNetNodes_bn(net.get());
   long position = FIRST_CASE, number = 0;
   for (;; position = NEXT_CASE) {
     long id = -1;
     double freq = -1;
-    ReadCase_bn(&position, cases.Spec(), nodes, &id, &freq);
-    if (Interrupted()) throw Refusal("interrupted after " + std::to_string(number) + " cases");
+    ReadCase_bn(&position, cases.get(), nodes, &id, &freq);
     bool impossible = TakeContradictions(session);
     if (position == NO_MORE_CASES) break;
     ++number;
@@ -146,7 +150,7 @@ void PrintRows(const Options& options, const Score& score) {
     if (target.count == 0) continue;
     std::printf("%s\terror rate\t%.6g\n", name, target.errors / target.count);
     std::printf("%s\tlogarithmic loss\t%.6g\n", name, target.logLoss / target.count);
-    std::printf("%s\tquadratic loss\t%.6g\n", name, target.quadraticLoss / target.count);
+    std::printf("%s\tquadratic loss\t%.6g\n", name, target.quadratic_loss / target.count);
     for (int i = 0; i < NUM_BINS && options.calibration; ++i) {
       const Bin& bin = target.bins[i];
       if (bin.count > 0)
@@ -165,9 +169,9 @@ void PrintJson(const Options& options, const Net& net, const Score& score) {
     Json entry{{"name", GetNodeName_bn(target.node)},
                {"states", states},
                {"confusion", target.confusion},
-               {"errorRate", target.errors / target.count},
-               {"logarithmicLoss", target.logLoss / target.count},
-               {"quadraticLoss", target.quadraticLoss / target.count}};
+               {"error_rate", target.errors / target.count},
+               {"logarithmic_loss", target.logLoss / target.count},
+               {"quadratic_loss", target.quadratic_loss / target.count}};
     if (options.calibration) {
       Json bins = Json::array();
       for (int i = 0; i < NUM_BINS; ++i) {
@@ -176,8 +180,8 @@ void PrintJson(const Options& options, const Net& net, const Score& score) {
           bins.push_back({{"from", static_cast<double>(i) / NUM_BINS},
                           {"to", (i + 1.0) / NUM_BINS},
                           {"count", bin.count},
-                          {"meanBelief", bin.belief / bin.count},
-                          {"shareTrue", bin.came / bin.count}});
+                          {"mean_belief", bin.belief / bin.count},
+                          {"share_true", bin.came / bin.count}});
       }
       entry["calibration"] = bins;
     }
@@ -186,7 +190,7 @@ void PrintJson(const Options& options, const Net& net, const Score& score) {
   const Json result{{"net", GetNetName_bn(net.get())},
                     {"cases", score.cases},
                     {"impossible", score.impossible},
-                    {"logLikelihood", score.logLikelihood},
+                    {"log_likelihood", score.logLikelihood},
                     {"targets", list}};
   std::printf("%s\n", result.dump(2).c_str());
 }
@@ -198,8 +202,14 @@ int Run(const Options& options, Session& session) {
     score.targets.emplace_back(FindNode(name, net));
     if (score.targets.back().confusion.empty()) throw Refusal("node '" + name + "' has no states to be believed in");
   }
+  if (options.calibration && options.targets.empty()) {
+    for (node_bn node : Nodes(net)) {
+      if (GetNodeKind_bn(node) == NATURE_NODE && GetNodeNumberStates_bn(node) > 0) score.targets.emplace_back(node);
+    }
+  }
   session.Compile(net);
   ScoreCases(options, net, session, score);
+  if (options.targets.empty()) std::erase_if(score.targets, [](const Target& target) { return target.count == 0; });
   if (options.json)
     PrintJson(options, net, score);
   else

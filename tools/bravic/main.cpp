@@ -1,39 +1,71 @@
 // bravic: belief networks at the command line. A client of bravic.h alone.
+#include <cstdio>
+
 #include "Commands.h"
+#include "Manual.h"
+#include "Nearest.h"
+#include "Signals.h"
 #include "Terminal.h"
 
 namespace {
 
-constexpr int REFUSED = 1, MISUSED = 2;
-
-std::string Version() {
-  Session session;
-  const char* text = "";
-  GetBravicVersion_bn(session.Environment(), &text);
-  return text;
+bool AsksForHelp(const std::vector<std::string>& arguments) {
+  for (const std::string& argument : arguments) {
+    if (argument == "--") return false;
+    if (argument == "--help" || argument == "-h") return true;
+  }
+  return false;
 }
 
-}  // namespace
+int Print(const std::string& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  return DONE;
+}
 
-int main(int argc, char** argv) {
-  Program program;
-  program.app.name("bravic");
-  program.app.description("Belief networks and decision networks at the command line.");
-  program.app.require_subcommand(1);
-  program.app.set_version_flag("--version", Version);
-  for (auto* add :
-       {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddLearn, AddMpe, AddSample, AddScore})
-    add(program);
+int RunCommand(const Program& program, const std::string& name, const std::vector<std::string>& arguments) {
+  const Command& command = FindCommand(program, name);
+  if (AsksForHelp(arguments)) return Print(HelpOfCommand(command));
+  ReadArguments(command, arguments);
+  Session session;
+  return command.run(session);
+}
+
+int Run(const Program& program, const std::vector<std::string>& arguments) {
+  const std::string first = arguments.empty() ? "--help" : arguments[0];
+  if (first == "--version") return Print("bravic " BRAVIC_VERSION "\n");
+  if (first == "--generate" && arguments.size() == 2) {  // for the build
+    const std::string text = Generated(program, arguments[1]);
+    if (!text.empty()) return Print(text);
+  }
+  if (first == "help" && arguments.size() > 1) return Print(HelpOfCommand(FindCommand(program, arguments[1])));
+  if (first == "--help" || first == "-h" || first == "help") return Print(HelpOfProgram(program));
+  if (first.starts_with('-'))
+    throw Misuse("bravic has no option '" + first + "'" +
+                 DidYouMean(first, {"--help", "--version"}, " (see bravic --help)"));
+  return RunCommand(program, first, {arguments.begin() + 1, arguments.end()});
+}
+
+int RunReporting(const Program& program, const std::vector<std::string>& arguments) {
   try {
-    program.app.parse(argc, argv);
-    Session session;
-    return program.run(session);
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return program.app.exit(error);
-    Complain(error.what());
+    return Run(program, arguments);
+  } catch (const Misuse& misuse) {
+    Complain(misuse.what());
     return MISUSED;
   } catch (const std::exception& refusal) {
     Complain(refusal.what());
     return REFUSED;
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  OpenStandardStreams();
+  WatchSignals();
+  Program program;
+  for (auto* add :
+       {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddLearn, AddMpe, AddSample, AddScore})
+    add(program);
+  const int code = RunReporting(program, {argv + 1, argv + argc});
+  return code == DONE && !OutputArrived() ? REFUSED : code;
 }

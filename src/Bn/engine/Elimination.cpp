@@ -9,7 +9,6 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr int SMALLEST_WIDE_EXPONENT = -1000;
 constexpr double MAX_ENTRIES = 1 << 22;  // of one product
 constexpr double MAX_STORED = 1 << 20;   // of all tables made
 constexpr double PLANNED_ENTRIES = 4096;
@@ -54,8 +53,8 @@ int Elimination::AddVariable(int id, int numstates) {
   return static_cast<int>(sizes_.size()) - 1;
 }
 
-void Elimination::AddFactor(const float* table, int first, int size, int low, const Key& key) {
-  factors_.push_back({table, first, size, static_cast<int>(axes_.size()), 0, low, NO_LOSS, false, false, key});
+void Elimination::AddFactor(const float* table, int first, int size, const Range& range, const Key& key) {
+  factors_.push_back({table, first, size, static_cast<int>(axes_.size()), 0, range, false, false, key});
 }
 
 void Elimination::AddAxis(int variable, int stride) {
@@ -223,12 +222,6 @@ double Elimination::Plan(int keep, double limit) {
   return cost_;
 }
 
-// Sums that big findings have made doubtful.
-Outcome Elimination::Judge(double largest, double loss) const {
-  if (!(largest > 0)) return loss > NO_LOSS ? Outcome::DOUBTFUL : Outcome::ZERO;
-  return loss - Exponent(largest) > -30 ? Outcome::DOUBTFUL : Outcome::GOOD;
-}
-
 // Of so many inputs (0: any number) whose tables and strides are ready.
 template <int INPUTS>
 void Elimination::SumEntriesOf(const Bucket& bucket) {
@@ -367,8 +360,8 @@ Elimination::Kept* Elimination::PlaceFor(const Key& key) {
 // The axes stand as when the table was made.
 void Elimination::TakeKept(const Bucket& bucket, const Kept& kept) {
   if (kept.size == 1) return;
-  factors_.push_back({keptEntries_.get() + kept.begin, 0, kept.size, static_cast<int>(axes_.size()), 0, kept.low,
-                      kept.loss, true, false, kept.key});
+  factors_.push_back({keptEntries_.get() + kept.begin, 0, kept.size, static_cast<int>(axes_.size()), 0, kept.range,
+                      true, false, kept.key});
   int stride = 1;
   for (int k = kept.numAxes; k-- > 0;) {
     const int* variable = neighbours_.data() + bucket.firstNeighbour;
@@ -380,16 +373,14 @@ void Elimination::TakeKept(const Bucket& bucket, const Kept& kept) {
 
 Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   inputs_.clear();
-  int low = 0;
-  double loss = NO_LOSS;
+  ProductRange range;
   Key key;
   for (int a = firstAxisOf_[At(bucket.variable)]; a >= 0; a = axes_[At(a)].next) {
     Factor& factor = factors_[At(axes_[At(a)].factor)];
     if (factor.used) continue;
     factor.used = true;
     inputs_.push_back(axes_[At(a)].factor);
-    low += factor.low;
-    loss = std::max(loss, factor.loss);
+    range.Multiply(factor.range);
     // In whatever order they come.
     key.high += factor.key.high;
     key.low += factor.key.low;
@@ -405,38 +396,43 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
   std::size_t size = 1;
   for (int k = 0; k < bucket.numNeighbours; ++k) size *= At(sizes_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
   const int states = sizes_[At(bucket.variable)];
-  if (low < SMALLEST_WIDE_EXPONENT) loss = std::max<double>(loss, SMALLEST_WIDE_EXPONENT);
   if (interrupt_ && interrupt_->Halts(static_cast<double>(size) * states)) return Outcome::DOUBTFUL;
   sums_.resize(size);
   // Products of floats may be too small for a float where those of doubles are not.
-  if (static_cast<double>(size) * states >= PLANNED_ENTRIES && low > SMALLEST_EXPONENT)
+  if (static_cast<double>(size) * states >= PLANNED_ENTRIES && range.StaysAbove(FLOAT_FLOOR))
     SumByPlan(bucket, kernels);
   else
     SumEntries(bucket);
+  const int lost = range.Lost(DOUBLE_FLOOR, states);
   double largest, least;
   FindRange(sums_.data(), size, &largest, &least);
   // A table to be kept is followed by its slack like any other.
   const std::size_t room = size == 1 ? 0 : size + KERNEL_SLACK;
-  bool keeps = place && loss == NO_LOSS;
+  bool keeps = place && lost == NO_LOSS;
   if (keeps && (numKeptEntries_ + room > capacity_ || At(2 * numKept_) > kept_.size())) {
     isFull_ = true;
     keeps = false;
   }
-  if (!(largest > 0) || size == 1) {
-    if (keeps && largest > 0) {
-      *place = {key, 0, 1, 0, bucket.numNeighbours, 0, NO_LOSS};
+  const Outcome outcome = Judge(largest, lost);
+  if (outcome != Outcome::GOOD || size == 1) {
+    if (keeps && outcome == Outcome::GOOD) {
+      *place = {key, 0, 1, 0, bucket.numNeighbours, {}};
       ++numKept_;
     }
-    return Judge(largest, loss);
+    return outcome;
   }
-  // What each input lost counts once, and for every state.
   const int exponent = Exponent(largest);
-  if (loss > NO_LOSS) loss += Exponent(states * static_cast<double>(inputs_.size())) - exponent;
   float* const begin = keeps ? keptEntries_.get() + numKeptEntries_ : store_.data() + stored_;
   (keeps ? numKeptEntries_ : stored_) += room;
-  Factor made = {begin, 0, static_cast<int>(size), static_cast<int>(axes_.size()), 0, 0, loss, true, false, key};
-  made.low = Exponent(least) - exponent - 1;
-  if (made.low < SMALLEST_EXPONENT) made.loss = std::max<double>(loss, SMALLEST_EXPONENT);
+  const Factor made = {begin,
+                       0,
+                       static_cast<int>(size),
+                       static_cast<int>(axes_.size()),
+                       0,
+                       StoredRange(least, exponent, lost, FLOAT_FLOOR),
+                       true,
+                       false,
+                       key};
   const double scale = PowerOfTwo(std::clamp(-exponent, -1022, 1023));
   float* to = begin;
   for (double sum : sums_) *to++ = static_cast<float>(sum * scale);
@@ -454,12 +450,51 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
             made.size,
             static_cast<int>(keptAxes_.size()),
             bucket.numNeighbours,
-            made.low,
-            made.loss};
+            made.range};
   for (int k = 0; k < bucket.numNeighbours; ++k)
     keptAxes_.push_back(ids_[At(neighbours_[At(bucket.firstNeighbour + k)])]);
   ++numKept_;
   return Outcome::GOOD;
+}
+
+// The product of what is left, which holds the kept variable or nothing; without one only whether it is 0.
+Outcome Elimination::MultiplyRest(double* to) {
+  ProductRange range;
+  inputs_.clear();
+  for (std::size_t f = 0; f < factors_.size(); ++f) {
+    const Factor& factor = factors_[f];
+    if (factor.used) continue;
+    if (factor.numAxes == 0) {
+      if (factor.table[factor.first] == 0) return Outcome::ZERO;
+      continue;
+    }
+    inputs_.push_back(static_cast<int>(f));
+    range.Multiply(factor.range);
+  }
+  if (keep_ < 0) return Outcome::GOOD;
+  const int states = sizes_[At(keep_)];
+  auto entry = [&](int f, int s) {
+    const Factor& factor = factors_[At(f)];
+    int stride = 0;
+    for (int k = 0; k < factor.numAxes; ++k) stride += axes_[At(factor.firstAxis + k)].stride;
+    return static_cast<double>(factor.table[factor.first + s * stride]);
+  };
+  int lost = range.Lost(std::numeric_limits<int>::min(), 1);
+  if (range.StaysAbove(DOUBLE_FLOOR)) {
+    for (int s = 0; s < states; ++s) {
+      to[s] = 1;
+      for (int f : inputs_) to[s] *= entry(f, s);
+    }
+  } else {
+    Vector<WideNumber> products(At(states), {0.5, 1});
+    for (int s = 0; s < states; ++s)
+      for (int f : inputs_) products[At(s)] = products[At(s)] * ToWide(entry(f, s));
+    const long long exponent = std::max_element(products.begin(), products.end())->exponent;
+    // What is too small for a double beside the largest does not count.
+    for (int s = 0; s < states; ++s) to[s] = ToDouble(products[At(s)], -exponent);
+    if (lost != NO_LOSS) lost = static_cast<int>(std::min(0LL, lost - exponent));
+  }
+  return JudgeEach(to, At(states), lost);
 }
 
 Outcome Elimination::Run(const Kernels& kernels, double* to) {
@@ -479,27 +514,11 @@ Outcome Elimination::Run(const Kernels& kernels, double* to) {
   if (store_.size() < room) store_.resize(room);
   stored_ = 0;
   Outcome outcome = Outcome::GOOD;
-  double loss = NO_LOSS;
   for (const Bucket& bucket : buckets_) {
     outcome = Eliminate(bucket, kernels);
     if (outcome != Outcome::GOOD) return outcome;
   }
-  // What is left holds the kept variable or nothing.
-  const int states = keep_ >= 0 ? sizes_[At(keep_)] : 1;
-  double largest = 0;
-  for (int s = 0; s < states; ++s) {
-    double product = 1;
-    for (const Factor& factor : factors_) {
-      if (factor.used) continue;
-      int stride = 0;
-      for (int k = 0; k < factor.numAxes; ++k) stride += axes_[At(factor.firstAxis + k)].stride;
-      product *= static_cast<double>(factor.table[factor.first + s * stride]);
-      loss = std::max(loss, factor.loss);
-    }
-    largest = std::max(largest, product);
-    if (keep_ >= 0) to[s] = product;
-  }
-  return Judge(largest, loss);
+  return MultiplyRest(to);
 }
 
 }  // namespace bravic::engine

@@ -15,6 +15,7 @@
 #include "Basic/Memory.h"
 #include "Bn/engine/Interrupt.h"
 #include "Bn/engine/Pass.h"
+#include "Bn/engine/Range.h"
 #include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
@@ -46,9 +47,9 @@ class Elimination {
   void Clear();
   // id: the same for the same variable in all questions, from 0. Answers its number in this one.
   int AddVariable(int id, int numstates);
-  // A factor begins at table + first and ends before table + size; no positive entry is below 2^low. Entries are
-  // within [0, 1] and must stay until Run is over. Axes of the factor follow; it may have none.
-  void AddFactor(const float* table, int first, int size, int low, const Key& key);
+  // A factor begins at table + first and ends before table + size. Entries are within [0, 1] and must stay until Run is
+  // over. Axes of the factor follow; it may have none.
+  void AddFactor(const float* table, int first, int size, const Range& range, const Key& key);
   void AddAxis(int variable, int stride);
 
   // Chooses the order of elimination that leaves one variable (-1: none) and answers what Run would cost, in
@@ -56,7 +57,7 @@ class Elimination {
   double Plan(int keep, double limit);
   // Who may halt it; the outcome is DOUBTFUL then.
   void Watch(Interrupt* interrupt) { interrupt_ = interrupt; }
-  // to: the kept variable's table, up to a factor. Without one only the outcome counts.
+  // to: the kept variable's table, up to a factor, each entry to be relied on. Without one only the outcome counts.
   Outcome Run(const Kernels& kernels, double* to);
 
  private:
@@ -65,8 +66,7 @@ class Elimination {
   struct Factor {
     const float* table;
     int first, size, firstAxis, numAxes;
-    int low;      // exponent of the smallest positive entry
-    double loss;  // binary logarithm of what any entry may have lost
+    Range range;
     bool padded;  // entries beyond its end may be read
     bool used;
     Key key;
@@ -85,8 +85,7 @@ class Elimination {
     std::size_t begin = 0;
     int size = 0;  // 0: a free place; 1: a positive number that need not be known
     int firstAxis = 0, numAxes = 0;
-    int low = 0;
-    double loss = 0;
+    Range range;
   };
 
   std::uint64_t* RowOf(int variable) { return rows_.data() + variable * words_; }
@@ -102,7 +101,7 @@ class Elimination {
   template <int INPUTS>
   void SumEntriesOf(const Bucket& bucket);
   void SumByPlan(const Bucket& bucket, const Kernels& kernels);
-  Outcome Judge(double largest, double loss) const;
+  Outcome MultiplyRest(double* to);
 
   Interrupt* interrupt_ = nullptr;
   int words_ = 1, keep_ = -1;

@@ -15,6 +15,7 @@
 #include <span>
 
 #include "Basic/Memory.h"
+#include "Bn/engine/Numbers.h"
 
 namespace bravic::engine {
 
@@ -100,15 +101,17 @@ class Inference {
   Status AllocatePotentials(int* failedClique);
   void DropPotentials();
   // table(i) answers node i's table [parent configurations x numstates], or NULL for a node without one (a factor
-  // of 1). Rows of the impossible marker (any negative entry) weigh 0. Potentials are multiplied together where they
-  // are first needed, so what the tables are made of must outlive the use of the potentials.
+  // of 1). Rows of the impossible marker (any negative entry) weigh 0; rows whose sum misses 1 by less than 1e-5 are
+  // normalized. Potentials are multiplied together where they are first needed, so what the tables are made of must
+  // outlive the use of the potentials.
   void SetTables(std::function<const float*(int node)> table);
   void TableChanged(int node);
 
-  // Findings. A vector of numstates non-negative weights, copied; state findings are cheaper as states. Nothing is
+  // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states. Nothing is
   // propagated; messages that the change reaches become stale. Entering what is already there changes nothing.
   void SetState(int node, int state);
   void SetLikelihood(int node, std::span<const float> weights);
+  void SetLikelihood(int node, std::span<const WideNumber> weights);
   void ClearFinding(int node);
   void SetMaximize(bool on);  // max-marginals in place of sums
 
@@ -122,6 +125,7 @@ class Inference {
   Status Check();
 
   // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
+  // No probability above 1e-30 is answered as 0.
   Status Belief(int node, std::span<float> out);
   // How beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always by the
   // messages of the tree, or always without it where that is possible.

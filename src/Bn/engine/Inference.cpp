@@ -6,7 +6,8 @@
 // A state finding takes its variable out of every pass over a clique that holds it; a message made meanwhile holds
 // that one state only, so it is dense over the variables that were free. Messages are scaled by a power of two to a
 // largest entry in [0.5, 1); exponents add up along the tree, so that the probability of the findings keeps full
-// precision however small it is.
+// precision however small it is. What numbers of limited range may have lost is judged in Range.h. A message from
+// beyond which nothing is known but distributions of nodes that end there is 1 throughout, and is not computed.
 //
 // When all beliefs are asked for, each clique is passed over once with every incoming message multiplied in, and an
 // outgoing message is the sum on its separator divided by the incoming one. Where that was 0 the quotient is
@@ -81,6 +82,13 @@ void Inference::Impl::Build() {
       separators[At(readAt[i])].read.push_back(node);
     else if (numstates[i] > 1 && entry[i] >= 0)
       cliques[At(entry[i])].alone.push_back(node);
+  }
+  for (CliqueState& clique : cliques) {
+    for (Link& link : clique.links) {
+      const Vector<int>& shared = separators[At(link.separator)].variables;
+      for (int node : clique.homed)
+        link.tellsOfHomed |= std::find(shared.begin(), shared.end(), node) != shared.end();
+    }
   }
   RootTree();
 }
@@ -183,7 +191,8 @@ void Inference::Impl::CheckedAll() {
   unchecked.clear();
 }
 
-void Inference::Impl::SetFinding(int node, int state, std::span<const float> weights, double scale) {
+// Weights largest of which is above 0, if there are any.
+void Inference::Impl::SetFinding(int node, int state, std::span<const WideNumber> weights) {
   Finding& finding = findings[At(node)];
   if (finding.state != FREE && finding.state != state) ForgetState(node);
   if ((finding.state == FREE) != (state == FREE) || finding.weighted == weights.empty()) LayoutChanged(node);
@@ -191,13 +200,20 @@ void Inference::Impl::SetFinding(int node, int state, std::span<const float> wei
   numKnown += static_cast<int>(state != FREE) - static_cast<int>(finding.state != FREE);
   finding.state = state;
   finding.weighted = !weights.empty();
-  finding.scale = scale;
-  finding.weights.assign(weights.begin(), weights.end());
-  finding.low = 0;
   finding.serial = ++lastSerial;
-  for (float w : weights)
-    if (w > 0) finding.low = std::min(finding.low, std::ilogb(w));
-  if (finding.weighted) finding.weights.resize(weights.size() + KERNEL_SLACK, 0.0f);
+  finding.weights.assign(weights.begin(), weights.end());
+  if (finding.weighted) {
+    WideNumber least;
+    for (WideNumber w : weights)
+      if (w.mantissa > 0 && (least.mantissa == 0 || w < least)) least = w;
+    finding.exponent = std::max_element(weights.begin(), weights.end())->exponent;
+    finding.range = {static_cast<int>(std::max(least.exponent - 1 - finding.exponent, -1000000LL)), NO_LOSS};
+    if (finding.range.low < DOUBLE_FLOOR) finding.range.lost = DOUBLE_FLOOR;
+    finding.doubles.clear();
+    for (WideNumber w : weights) finding.doubles.push_back(ToDouble(w, -finding.exponent));
+    finding.floats.assign(weights.size() + KERNEL_SLACK, 0.0f);
+    for (std::size_t s = 0; s < weights.size(); ++s) finding.floats[s] = static_cast<float>(finding.doubles[s]);
+  }
   SetChecked(node, false);
   Changed(entry[At(node)]);
 }
@@ -222,22 +238,24 @@ Owned<Inference> Inference::Make(const JunctionTree& tree, std::span<const int> 
 void Inference::SetState(int node, int state) {
   const Finding& finding = impl_->findings[At(node)];
   if (impl_->numstates[At(node)] == 1) return ClearFinding(node);
-  if (finding.state != state || finding.weighted) impl_->SetFinding(node, state, {}, 1);
+  if (finding.state != state || finding.weighted) impl_->SetFinding(node, state, {});
 }
 
 void Inference::SetLikelihood(int node, std::span<const float> weights) {
+  Vector<WideNumber> numbers;
+  for (float w : weights) numbers.push_back(ToWide(static_cast<double>(w)));
+  SetLikelihood(node, numbers);
+}
+
+void Inference::SetLikelihood(int node, std::span<const WideNumber> weights) {
   const Finding& finding = impl_->findings[At(node)];
-  const float largest = std::max(0.0f, *std::max_element(weights.begin(), weights.end()));
-  Vector<float> scaled(weights.begin(), weights.end());
-  for (float& w : scaled) w = w > 0 ? w / largest : 0;
-  if (finding.weighted && finding.scale == largest && std::equal(scaled.begin(), scaled.end(), finding.weights.begin()))
-    return;
-  impl_->SetFinding(node, FREE, scaled, largest);
+  if (finding.weighted && std::equal(weights.begin(), weights.end(), finding.weights.begin())) return;
+  impl_->SetFinding(node, FREE, weights);
 }
 
 void Inference::ClearFinding(int node) {
   const Finding& finding = impl_->findings[At(node)];
-  if (finding.state != FREE || finding.weighted) impl_->SetFinding(node, FREE, {}, 1);
+  if (finding.state != FREE || finding.weighted) impl_->SetFinding(node, FREE, {});
 }
 
 void Inference::SetMaximize(bool on) {
@@ -273,7 +291,8 @@ double Inference::Bytes() const {
           (pass.plan.pool.size() + pass.plan.prefixStrides.size() + pass.shape.strides.size()) * sizeof(int));
   };
   for (const CliqueState& clique : impl_->cliques) {
-    if (impl_->allocated) bytes += static_cast<double>(clique.size) * sizeof(float);
+    if (impl_->allocated && clique.potential) bytes += static_cast<double>(clique.size) * sizeof(float);
+    if (impl_->allocated && clique.exact) bytes += static_cast<double>(clique.size) * sizeof(double);
     addPasses(clique.sweep);
     addPasses(clique.read);
     for (const Link& link : clique.links) addPasses(link.send);
@@ -281,7 +300,8 @@ double Inference::Bytes() const {
   for (const auto& model : impl_->reducedModels) bytes += model->inference->Bytes();
   if (impl_->allocated)
     for (const SeparatorState& separator : impl_->separators)
-      bytes += 2 * static_cast<double>(separator.size) * sizeof(float);
+      bytes += 2 * static_cast<double>(separator.size) *
+               ((separator.doubles ? 8.0 : 0.0) + (separator.floats ? 4.0 : 0.0));
   return bytes;
 }
 

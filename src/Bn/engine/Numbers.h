@@ -7,20 +7,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 namespace bravic::engine {
 
 inline std::size_t At(int i) {
   return static_cast<std::size_t>(i);
 }
-
-// Floats below 2^-126 lose bits or vanish.
-inline constexpr int SMALLEST_EXPONENT = -126;
-// Of a table whose entries are exact but for rounding, as binary logarithm of what they may have lost.
-inline constexpr double NO_LOSS = -1e9;
-
-// Whether sums hold, are all 0, or may be wrong for want of range.
-enum class Outcome { GOOD, ZERO, DOUBTFUL };
 
 // Of a positive number: the e with x in [2^(e-1), 2^e).
 inline int Exponent(double x) {
@@ -34,6 +27,50 @@ inline int Exponent(double x) {
 // For exponents of normal numbers.
 inline double PowerOfTwo(int exponent) {
   return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
+}
+
+// mantissa * 2^exponent, of unlimited range and never negative.
+struct WideNumber {
+  double mantissa = 0;  // 0, or in [0.5, 1)
+  long long exponent = 0;
+
+  bool operator==(const WideNumber&) const = default;
+};
+
+inline WideNumber ToWide(double value, long long exponent = 0) {
+  if (!(value > 0)) return {};
+  int shift;
+  const double mantissa = std::frexp(value, &shift);
+  return {mantissa, exponent + shift};
+}
+
+inline WideNumber operator*(WideNumber a, WideNumber b) {
+  const double product = a.mantissa * b.mantissa;
+  if (!(product > 0)) return {};
+  if (product < 0.5) return {2 * product, a.exponent + b.exponent - 1};
+  return {product, a.exponent + b.exponent};
+}
+
+inline WideNumber operator/(WideNumber a, WideNumber b) {
+  return ToWide(a.mantissa / b.mantissa, a.exponent - b.exponent);
+}
+
+inline bool operator<(WideNumber a, WideNumber b) {
+  if (a.mantissa == 0 || b.mantissa == 0) return b.mantissa > 0;
+  return a.exponent != b.exponent ? a.exponent < b.exponent : a.mantissa < b.mantissa;
+}
+
+inline WideNumber operator+(WideNumber a, WideNumber b) {
+  if (a < b) std::swap(a, b);
+  if (b.mantissa == 0 || a.exponent - b.exponent > 100) return a;
+  const double sum = a.mantissa + b.mantissa * PowerOfTwo(static_cast<int>(b.exponent - a.exponent));
+  if (sum < 1) return {sum, a.exponent};
+  return {sum / 2, a.exponent + 1};
+}
+
+// Times 2^exponent, 0 or infinity beyond the range of doubles.
+inline double ToDouble(WideNumber x, long long exponent) {
+  return std::ldexp(x.mantissa, static_cast<int>(std::clamp(x.exponent + exponent, -100000LL, 100000LL)));
 }
 
 // The largest of numbers none of which is negative, and the smallest that is not 0.
@@ -53,6 +90,12 @@ void FindRange(const Number* numbers, std::size_t size, Number* largest, Number*
   for (; i < size; ++i) take(0);
   *largest = std::max(std::max(high[0], high[1]), std::max(high[2], high[3]));
   *least = std::min(std::min(low[0], low[1]), std::min(low[2], low[3]));
+}
+
+// Spread over [0.5, 1).
+inline double SpreadFactor(int i) {
+  const double turns = 0.6180339887498949 * (i + 1);
+  return 0.5 + 0.5 * (turns - std::floor(turns));
 }
 
 // To about 1e-7. The library's own differ between platforms in the last bit, and what is decided by it must not.

@@ -532,7 +532,8 @@ void RunProduct(PassPlan& plan, const Kernels& best, float* to, const float* con
   }
 }
 
-void RunPlainly(const PassShape& shape, const float* potential, const float* const* factors, const PassTarget* targets,
+template <class Entry, class Factor>
+void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* const* factors, const PassTarget* targets,
                 bool maximize) {
   constexpr int FEW_TABLES = 32, RUN = 32;
   const int numFactors = shape.numFactors, numTargets = shape.numTargets, tables = 1 + numFactors + numTargets;
@@ -547,15 +548,15 @@ void RunPlainly(const PassShape& shape, const float* potential, const float* con
   for (;;) {
     double scale = 1;
     for (int f = 1; f <= numFactors; ++f)
-      if (steps[f] == 0) scale *= factors[f - 1][offsets[f]];
+      if (steps[f] == 0) scale *= static_cast<double>(factors[f - 1][offsets[f]]);
     for (int begin = 0; begin < length && scale != 0; begin += RUN) {
       const int count = std::min(RUN, length - begin);
-      const float* entries = potential + offsets[0] + begin * steps[0];
-      for (int i = 0; i < count; ++i) products[i] = scale * entries[i * steps[0]];
+      const Entry* entries = potential + offsets[0] + begin * steps[0];
+      for (int i = 0; i < count; ++i) products[i] = scale * static_cast<double>(entries[i * steps[0]]);
       for (int f = 1; f <= numFactors; ++f) {
         if (steps[f] == 0) continue;
-        const float* factor = factors[f - 1] + offsets[f] + begin * steps[f];
-        for (int i = 0; i < count; ++i) products[i] *= factor[i * steps[f]];
+        const Factor* factor = factors[f - 1] + offsets[f] + begin * steps[f];
+        for (int i = 0; i < count; ++i) products[i] *= static_cast<double>(factor[i * steps[f]]);
       }
       double whole = 0;
       for (int i = 0; i < count; ++i) whole = maximize ? std::max(whole, products[i]) : whole + products[i];
@@ -586,5 +587,9 @@ void RunPlainly(const PassShape& shape, const float* potential, const float* con
     }
   }
 }
+
+template void RunPlainly(const PassShape&, const float*, const float* const*, const PassTarget*, bool);
+template void RunPlainly(const PassShape&, const float*, const double* const*, const PassTarget*, bool);
+template void RunPlainly(const PassShape&, const double*, const double* const*, const PassTarget*, bool);
 
 }  // namespace bravic::engine

@@ -102,7 +102,8 @@ void RunPlan(PassPlan& plan, const Kernels& kernels, const float* potential, con
 void RunProduct(PassPlan& plan, const Kernels& kernels, float* to, const float* const* factors, float* arena);
 
 // Entry by entry in double precision, for small tables and as what a plan must agree with.
-void RunPlainly(const PassShape& shape, const float* potential, const float* const* factors, const PassTarget* targets,
+template <class Entry, class Factor>
+void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* const* factors, const PassTarget* targets,
                 bool maximize);
 
 }  // namespace bravic::engine

@@ -120,28 +120,41 @@ Status Inference::AllocatePotentials(int* failedClique) {
     for (int node : clique.homed) room += static_cast<double>(impl.TableSize(node) + KERNEL_SLACK);
     tables = std::max(tables, room);
   }
-  // Tables are read and written a vector at a time.
+  // Floats are read and written a vector at a time.
   auto allocate = [&](Block<float>* block, double entries) {
     const std::size_t size = static_cast<std::size_t>(entries);
     *block = TryMakeBlock<float>(size + KERNEL_SLACK);
     if (*block) std::fill_n(block->get() + size, KERNEL_SLACK, 0.0f);
     return *block != nullptr;
   };
+  auto allocateDoubles = [&](Block<double>* block, double entries) {
+    *block = TryMakeBlock<double>(static_cast<std::size_t>(entries));
+    return *block != nullptr;
+  };
+  auto isSmall = [&](int c) { return impl.tree->cliques[At(c)].size <= SMALL_CLIQUE; };
   for (std::size_t c = 0; c < impl.cliques.size(); ++c) {
     CliqueState& clique = impl.cliques[c];
+    const double cliqueSize = impl.tree->cliques[c].size;
     if (!impl.tableRoom && tables < 2 * MAX_TABLE_ENTRIES) allocate(&impl.tableRoom, tables);
-    bool good = impl.tableRoom && impl.tree->cliques[c].size < MAX_TABLE_ENTRIES &&
-                allocate(&clique.potential, impl.tree->cliques[c].size);
-    if (good) clique.size = static_cast<std::size_t>(impl.tree->cliques[c].size);
+    bool good = impl.tableRoom && cliqueSize < MAX_TABLE_ENTRIES &&
+                (isSmall(static_cast<int>(c)) ? allocateDoubles(&clique.exact, cliqueSize)
+                                              : allocate(&clique.potential, cliqueSize));
+    if (good) clique.size = static_cast<std::size_t>(cliqueSize);
     for (const Link& link : clique.links) {
       SeparatorState& separator = impl.separators[At(link.separator)];
-      if (!good || separator.tables) continue;
-      const double size = impl.tree->separators[At(link.separator)].size;
-      good = size < MAX_TABLE_ENTRIES && allocate(&separator.tables, 2 * size);
+      if (!good || separator.doubles || separator.floats) continue;
+      const Separator& inTree = impl.tree->separators[At(link.separator)];
+      good = inTree.size < MAX_TABLE_ENTRIES;
+      if (good && inTree.size <= WIDE_TARGET) good = allocateDoubles(&separator.doubles, 2 * inTree.size);
+      if (good && !(isSmall(inTree.cliques[0]) && isSmall(inTree.cliques[1])))
+        good = allocate(&separator.floats, 2 * inTree.size);
       if (!good) continue;
-      separator.size = static_cast<std::size_t>(size);
-      impl.messages[2 * At(link.separator)].probs = separator.tables.get();
-      impl.messages[2 * At(link.separator) + 1].probs = separator.tables.get() + separator.size;
+      separator.size = static_cast<std::size_t>(inTree.size);
+      for (std::size_t way = 0; way < 2; ++way) {
+        Message& message = impl.messages[2 * At(link.separator) + way];
+        message.probs = separator.doubles ? separator.doubles.get() + way * separator.size : nullptr;
+        message.floats = separator.floats ? separator.floats.get() + way * separator.size : nullptr;
+      }
     }
     if (!good) {
       if (failedClique) *failedClique = static_cast<int>(c);
@@ -149,6 +162,10 @@ Status Inference::AllocatePotentials(int* failedClique) {
       return Status::NoMemory;
     }
   }
+  constexpr std::ptrdiff_t MANY = 100;
+  impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(), [](const CliqueState& clique) {
+                           return clique.potential != nullptr;
+                         }) >= MANY;
   if (!impl.laidOut) impl.ChooseLayouts();
   impl.laidOut = true;
   // A small part of what the tree takes, or little enough.
@@ -159,8 +176,14 @@ Status Inference::AllocatePotentials(int* failedClique) {
 
 void Inference::DropPotentials() {
   Impl& impl = *impl_;
-  for (CliqueState& clique : impl.cliques) clique.potential.reset();
-  for (SeparatorState& separator : impl.separators) separator.tables.reset();
+  for (CliqueState& clique : impl.cliques) {
+    clique.potential.reset();
+    clique.exact.reset();
+  }
+  for (SeparatorState& separator : impl.separators) {
+    separator.doubles.reset();
+    separator.floats.reset();
+  }
   impl.reducedModels.clear();
   impl.tableRoom.reset();
   impl.tableOf = nullptr;
@@ -174,64 +197,167 @@ std::size_t Inference::Impl::TableSize(int node) const {
   return size;
 }
 
-void ZeroImpossibleRows(float* table, int size, int numstates) {
-  for (float* row = table; row < table + size; row += numstates)
-    if (std::any_of(row, row + numstates, [](float x) { return x < 0; })) std::fill_n(row, numstates, 0.0f);
+bool IsDistribution(const float* row, int numstates, double* scale) {
+  // What misses 1 by more was not meant to sum to it.
+  constexpr double UNNORMALIZED = 1e-5;
+  double sum = 0;
+  float least = 0;
+  for (int s = 0; s < numstates; ++s) {
+    least = std::min(least, row[s]);
+    sum += static_cast<double>(row[s]);
+  }
+  const bool isProper = least >= 0 && std::abs(sum - 1) < UNNORMALIZED;
+  *scale = isProper ? 1 / sum : least < 0 ? 0 : 1;
+  return isProper;
 }
 
-void Inference::Impl::FillClique(int c) {
+// The same of a row of the node's table.
+bool Inference::Impl::ScaleOf(int node, const float* row, double* scale) const {
+  if (!cutAs || !cutAs->known[At(node)]) return IsDistribution(row, numstates[At(node)], scale);
+  const Vector<double>& scales = cutAs->scales[At(node)];
+  *scale = scales.empty() ? 1 : scales[static_cast<std::size_t>(row - cutAs->tables[At(node)].data())];
+  return false;
+}
+
+// Whether summing all nodes out that are homed in the clique leaves 1.
+bool Inference::Impl::HomedAreProper(int c) {
+  using Homed = CliqueState::Homed;
   CliqueState& clique = cliques[At(c)];
+  if (clique.homedTables == Homed::UNKNOWN) {
+    clique.homedTables = Homed::PROPER;
+    for (int node : clique.homed)
+      if (FactsOf(node).informs || !tableOf(node)) clique.homedTables = Homed::INFORMING;
+  }
+  return clique.homedTables == Homed::PROPER;
+}
+
+// The clique's tables as factors of fillShape, the strides of the potential still 0. No positive entry of their product
+// is below 2^ the answer.
+int Inference::Impl::ShapeTables(int c) {
+  const CliqueState& clique = cliques[At(c)];
   const int axes = static_cast<int>(clique.variables.size());
   fillShape.Clear(axes);
   for (int a = 0; a < axes; ++a) {
     const int node = clique.variables[At(a)];
     axisOf[At(node)] = a;
     fillShape.sizes[At(a)] = numstates[At(node)];
-    fillShape.Strides(0)[a] = clique.strides[At(a)];
   }
-  // Each table is copied, for the slack behind it and to make rows of the impossible marker 0.
-  float* free = tableRoom.get();
-  factors.clear();
-  clique.low = 0;
+  int low = 0;
   for (int node : clique.homed) {
-    const float* rows = tableOf(node);
-    if (!rows) continue;
+    if (!tableOf(node)) continue;
+    low += FactsOf(node).low;
     int* strides = fillShape.AddFactor();
     auto place = [&](int v, int stride) {
       if (numstates[At(v)] > 1) strides[axisOf[At(v)]] = stride;
     };
-    const int own = numstates[At(node)];
     place(node, 1);
-    int size = own;
+    int size = numstates[At(node)];
     const Vector<int>& family = parents[At(node)];
     for (std::size_t k = family.size(); k-- > 0;) {
       place(family[k], size);
       size *= numstates[At(family[k])];
     }
-    float* const begin = free;
-    factors.push_back(begin);
-    free = std::copy(rows, rows + size, free);
+  }
+  return low;
+}
+
+// The node's table times a factor, each row normalized before it is rounded; answers the end.
+template <class Number>
+Number* Inference::Impl::CopyScaled(int node, double factor, Number* to) const {
+  const float* rows = tableOf(node);
+  const int own = numstates[At(node)];
+  for (std::size_t size = TableSize(node); size > 0; size -= At(own), rows += own) {
+    double scale;
+    ScaleOf(node, rows, &scale);
+    scale *= factor;
+    for (int s = 0; s < own; ++s) *to++ = scale == 0 ? 0 : static_cast<Number>(scale * static_cast<double>(rows[s]));
+  }
+  return to;
+}
+
+// In doubles, of tables normalized in doubles; false without memory. Cliques that are not small go back to floats when
+// these hold all.
+bool Inference::Impl::FillExactly(int c) {
+  CliqueState& clique = cliques[At(c)];
+  if (!clique.exact) clique.exact = TryMakeBlock<double>(clique.size);
+  if (!clique.exact) return false;
+  const int low = ShapeTables(c);
+  std::size_t room = 0;
+  for (int node : clique.homed)
+    if (tableOf(node)) room += TableSize(node);
+  tableDoubles.resize(room);
+  double* free = tableDoubles.data();
+  exactFactors.clear();
+  for (int node : clique.homed) {
+    if (!tableOf(node)) continue;
+    exactFactors.push_back(free);
+    free = CopyScaled(node, 1, free);
+  }
+  int* strides = fillShape.AddTarget();
+  std::copy(clique.strides.begin(), clique.strides.end(), strides);
+  constexpr double ONE = 1;
+  const PassTarget target{clique.exact.get(), nullptr};
+  std::fill_n(clique.exact.get(), clique.size, 0.0);
+  RunPlainly(fillShape, &ONE, exactFactors.data(), &target, false);
+  double largest, least;
+  FindRange(clique.exact.get(), clique.size, &largest, &least);
+  clique.range = {0, low < DOUBLE_FLOOR ? DOUBLE_FLOOR + 16 : NO_LOSS};
+  if (largest > 0) clique.range.low = std::min(0, Exponent(least) - 1);
+  if (clique.potential && clique.range.low >= FLOAT_FLOOR && clique.range.lost == NO_LOSS) {
+    const double scale = spreadsRounding ? SpreadFactor(c) : 1;
+    for (std::size_t i = 0; i < clique.size; ++i) clique.potential[i] = static_cast<float>(scale * clique.exact[i]);
+    clique.exact.reset();
+    clique.unscale = 1 / scale;
+  }
+  return true;
+}
+
+void Inference::Impl::FillFloats(int c) {
+  CliqueState& clique = cliques[At(c)];
+  int low = ShapeTables(c);
+  std::copy(clique.strides.begin(), clique.strides.end(), fillShape.Strides(0));
+  // Each table is copied, for the slack behind it.
+  float* free = tableRoom.get();
+  factors.clear();
+  clique.unscale = 1;
+  for (int node : clique.homed) {
+    const float* rows = tableOf(node);
+    if (!rows) continue;
+    const TableFacts& facts = FactsOf(node);
+    factors.push_back(free);
+    if (spreadsRounding) {
+      free = CopyScaled(node, SpreadFactor(node), free);
+      clique.unscale /= SpreadFactor(node);
+    } else {
+      free = std::copy_n(facts.cleaned.empty() ? rows : facts.cleaned.data(), TableSize(node), free);
+    }
     free = std::fill_n(free, KERNEL_SLACK, 0.0f);
-    // Sixteen at a time, which do not wait for each other; the slack takes part.
-    float lowest[16] = {};
-    for (int i = 0; i < size; i += 16)
-      for (int lane = 0; lane < 16; ++lane) lowest[lane] = std::min(lowest[lane], begin[i + lane]);
-    if (*std::min_element(lowest, lowest + 16) < 0) ZeroImpossibleRows(begin, size, own);
-    float largest, least;
-    FindRange(begin, At(size), &largest, &least);
-    if (least < 1) clique.low += std::ilogb(least);
   }
   if (watch->Halts(static_cast<double>(clique.size))) return;
   MakePlan(fillShape, &fillPlan);
   if (arena.size() < fillPlan.arena) arena.resize(fillPlan.arena);
   RunProduct(fillPlan, *kernels, clique.potential.get(), factors.data(), arena.data());
+  if (spreadsRounding) low -= static_cast<int>(factors.size());
+  clique.range = {low, low < FLOAT_FLOOR ? FLOAT_FLOOR + 16 : NO_LOSS};
+}
+
+void Inference::Impl::FillClique(int c) {
+  CliqueState& clique = cliques[At(c)];
+  int low = 0;
+  for (int node : clique.homed) low += FactsOf(node).low;
+  const bool inDoubles = !clique.potential || low < FLOAT_FLOOR;
+  if (!inDoubles) clique.exact.reset();
+  if (!inDoubles || !FillExactly(c)) FillFloats(c);
   clique.filled = true;
 }
 
 void Inference::SetTables(std::function<const float*(int)> table) {
   Impl& impl = *impl_;
   impl.tableOf = std::move(table);
-  for (CliqueState& clique : impl.cliques) clique.filled = false;
+  for (CliqueState& clique : impl.cliques) {
+    clique.filled = false;
+    clique.homedTables = CliqueState::Homed::UNKNOWN;
+  }
   for (TableFacts& facts : impl.tableFacts) facts.known = false;
   impl.elimination.Forget();
   impl.ForgetChecks();
@@ -241,6 +367,7 @@ void Inference::SetTables(std::function<const float*(int)> table) {
 void Inference::TableChanged(int node) {
   const int c = impl_->tree->home[At(node)];
   impl_->cliques[At(c)].filled = false;
+  impl_->cliques[At(c)].homedTables = CliqueState::Homed::UNKNOWN;
   impl_->tableFacts[At(node)].known = false;
   impl_->elimination.Forget();
   impl_->ForgetChecks();

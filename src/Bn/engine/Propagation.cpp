@@ -122,30 +122,93 @@ void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::sp
   };
   for (int k : outLinks) addTarget(separators[At(clique.links[At(k)].separator)].variables);
   if (ontoNodes) addTarget(nodes);
-  pass->runs = size <= PLAIN_ENTRIES ? 0 : 1;
+  pass->size = size;
+  pass->runs = size <= PLAIN_ENTRIES || !clique.potential ? 0 : 1;
   pass->plain = size <= PLAIN_AT_FIRST;
   if (!pass->plain) MakePlan(shape, &pass->plan);
 }
 
-void Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
+ProductRange Inference::Impl::RangeOf(int c, int exceptLink) const {
   const CliqueState& clique = cliques[At(c)];
-  if (watch->Halts(static_cast<double>(clique.size) + PASS_ENTRIES)) return;
-  if (!clique.filled) FillClique(c);
-  factors.assign(1, clique.potential.get());
+  ProductRange range;
+  range.Multiply(clique.range);
   for (std::size_t k = 0; k < clique.links.size(); ++k)
-    if (static_cast<int>(k) != exceptLink) factors.push_back(messages[At(clique.links[k].in)].probs);
+    if (static_cast<int>(k) != exceptLink) range.Multiply(messages[At(clique.links[k].in)].range);
   if (numWeighted > 0)
     for (int node : clique.entered)
-      if (findings[At(node)].weighted) factors.push_back(findings[At(node)].weights.data());
-  for (const PreparedPass::Shift& shift : pass->shifts)
-    factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
+      if (findings[At(node)].weighted) range.Multiply(findings[At(node)].range);
+  return range;
+}
+
+void Inference::Impl::RunInDoubles(PreparedPass* pass, int c, int exceptLink) {
+  const CliqueState& clique = cliques[At(c)];
+  exactFactors.assign(1, clique.exact.get());
+  std::size_t numConverted = 0;
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    const double* probs = message.probs;
+    if (!probs) {
+      if (converted.size() == numConverted) converted.emplace_back();
+      Vector<double>& doubles = converted[numConverted++];
+      const Vector<int>& variables = separators[At(clique.links[k].separator)].variables;
+      std::size_t size = 1;
+      for (std::size_t j = 0; j < variables.size(); ++j)
+        if (message.fixedAt[j] == FREE) size *= At(numstates[At(variables[j])]);
+      doubles.assign(message.floats, message.floats + size);
+      probs = doubles.data();
+    }
+    exactFactors.push_back(probs);
+  }
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) exactFactors.push_back(findings[At(node)].doubles.data());
+  const float* floats = clique.potential.get();
+  for (const PreparedPass::Shift& shift : pass->shifts) {
+    const int by = findings[At(shift.node)].state * shift.stride;
+    if (shift.table > 0 || clique.exact)
+      exactFactors[At(shift.table)] += by;
+    else
+      floats += by;
+  }
+  passUnscale = clique.exact ? 1 : clique.unscale;
+  const double* const* from = exactFactors.data();
+  if (clique.exact)
+    RunPlainly(pass->shape, from[0], from + 1, targets.data(), maximize);
+  else
+    RunPlainly(pass->shape, floats, from + 1, targets.data(), maximize);
+}
+
+// Answers the floor of the numbers that were computed with.
+int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
+  const CliqueState& clique = cliques[At(c)];
+  if (watch->Halts(static_cast<double>(clique.size) + PASS_ENTRIES)) return DOUBLE_FLOOR;
   if (pass->plain && pass->runs > 0 && ++pass->runs > 2) {
     MakePlan(pass->shape, &pass->plan);
     pass->plain = false;
   }
-  if (pass->plain) return RunPlainly(pass->shape, factors[0], factors.data() + 1, targets.data(), maximize);
+  bool inFloats = !pass->plain && !clique.exact;
+  if (inFloats && !RangeOf(c, exceptLink).StaysAbove(FLOAT_FLOOR)) inFloats = false;
+  if (!inFloats) {
+    RunInDoubles(pass, c, exceptLink);
+    return targets[0].narrow ? FLOAT_FLOOR : DOUBLE_FLOOR;
+  }
+  factors.assign(1, clique.potential.get());
+  passUnscale = clique.unscale;
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    factors.push_back(message.floats);
+    passUnscale *= message.unscale;
+  }
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) factors.push_back(findings[At(node)].floats.data());
+  for (const PreparedPass::Shift& shift : pass->shifts)
+    factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
   if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
   RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize);
+  return FLOAT_FLOOR;
 }
 
 // Cleared room for the k-th target of a pass.
@@ -162,6 +225,10 @@ PassTarget Inference::Impl::Target(std::size_t k, std::size_t size, float* narro
   return target;
 }
 
+double Inference::Impl::NumTerms(const PreparedPass& pass, std::size_t targetSize) const {
+  return maximize ? 1 : std::max(1.0, pass.size / static_cast<double>(targetSize));
+}
+
 long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {
   long long exponent = 0;
   const CliqueState& clique = cliques[At(c)];
@@ -172,23 +239,18 @@ long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {
 
 namespace {
 
-// Scales to a largest entry in [0.5, 1) and answers what the entries were; false when all are 0.
 template <class Number>
-bool Scale(const Number* entries, std::size_t size, float* to, int* exponent, double* mostly, double* least) {
-  Number largest, smallest;
-  FindRange(entries, size, &largest, &smallest);
-  *mostly = static_cast<double>(largest);
-  if (!(largest > 0)) return false;
-  *exponent = Exponent(static_cast<double>(largest));
-  *least = static_cast<double>(smallest);
-  const double scale = PowerOfTwo(std::clamp(-*exponent, -1022, 1023));
-  for (std::size_t i = 0; i < size; ++i) to[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
-  return true;
+void Scale(const Number* entries, std::size_t size, double scale, const Message& to) {
+  if (to.probs)
+    for (std::size_t i = 0; i < size; ++i) to.probs[i] = static_cast<double>(entries[i]) * scale;
+  scale /= to.unscale;
+  if (to.floats)
+    for (std::size_t i = 0; i < size; ++i) to.floats[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
 }
 
 // Each entry divided by its counterpart, 0 where that is 0; answers whether any was.
-template <class Number>
-bool Divide(Number* entries, std::size_t size, const float* against) {
+template <class Number, class Divisor>
+bool Divide(Number* entries, std::size_t size, const Divisor* against) {
   bool zero = false;
   for (std::size_t i = 0; i < size; ++i) {
     const bool none = against[i] == 0;
@@ -200,11 +262,10 @@ bool Divide(Number* entries, std::size_t size, const float* against) {
 
 }  // namespace
 
-// The exponent that the entries carry so far stands in the message; answers whether any entry is above 0.
-bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide, double* largest) {
+// Which states it is for.
+void Inference::Impl::DescribeMessage(int m) {
   Message& message = messages[At(m)];
   const SeparatorState& separator = separators[At(m / 2)];
-  const std::size_t size = FreeSize(separator.variables);
   bool moved = false;
   int numFixed = 0;
   for (std::size_t k = 0; k < separator.variables.size(); ++k) {
@@ -215,69 +276,78 @@ bool Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide,
   }
   message.numFixed = numFixed;
   if (moved) ++cliques[At(tree->separators[At(m / 2)].cliques[1 - m % 2])].layoutNumber;
-  message.rests = false;
-  if (divide) {
-    const Message& against = messages[At(m ^ 1)];
-    message.exponent -= against.exponent;
-    if (against.numFixed == numFixed)
-      message.rests =
-          target.wide ? Divide(target.wide, size, against.probs) : Divide(target.narrow, size, against.probs);
-    else if (target.wide)
-      message.rests = DivideSlice(target.wide, separator.variables, against);
-    else
-      message.rests = DivideSlice(target.narrow, separator.variables, against);
-  }
-  int exponent = 0;
-  double least = 1;
-  const bool good = target.wide ? Scale(target.wide, size, message.probs, &exponent, largest, &least)
-                                : Scale(target.narrow, size, message.probs, &exponent, largest, &least);
-  message.exponent += exponent;
-  message.low = Exponent(least) - exponent - 1;
-  message.valid = good;
-  return good;
+  message.rests = message.vacuous = false;
 }
 
-// Whether the sums of a pass can be relied on, given the largest, and what the message made of them may have lost.
-Outcome Inference::Impl::Judge(int c, int exceptLink, double largest, Message* made) const {
-  const CliqueState& clique = cliques[At(c)];
-  int low = clique.low;
-  bool suspect = false;
-  double loss = NO_LOSS;
-  for (std::size_t k = 0; k < clique.links.size(); ++k) {
-    if (static_cast<int>(k) == exceptLink) continue;
-    const Message& incoming = messages[At(clique.links[k].in)];
-    low += incoming.low;
-    suspect |= incoming.suspect;
-    loss = std::max(loss, incoming.loss);
-  }
-  if (numWeighted > 0)
-    for (int node : clique.entered)
-      if (findings[At(node)].weighted) low += findings[At(node)].low;
-  suspect |= low < SMALLEST_EXPONENT;
-  if (!(largest > 0)) return suspect ? Outcome::DOUBTFUL : Outcome::ZERO;
-  const int exponent = Exponent(largest);
-  // Far more than a factor of 16 in one pass means findings that contradict what came before.
-  if (exponent < -4) loss -= exponent + 4;
-  if (suspect && (exponent < SMALLEST_EXPONENT + 36 || loss > -30)) return Outcome::DOUBTFUL;
-  if (!made) return Outcome::GOOD;
-  made->suspect = suspect || made->low < SMALLEST_EXPONENT;
-  if (made->low < SMALLEST_EXPONENT) loss = std::max<double>(loss, SMALLEST_EXPONENT);
-  made->loss = loss;
-  return Outcome::GOOD;
+void Inference::Impl::StoreVacuous(int m) {
+  DescribeMessage(m);
+  Message& message = messages[At(m)];
+  const std::size_t size = FreeSize(separators[At(m / 2)].variables);
+  if (message.probs) std::fill_n(message.probs, size, 1.0);
+  if (message.floats) std::fill_n(message.floats, size, 1.0f);
+  message.unscale = 1;
+  message.exponent = 0;
+  message.range = {};
+  message.vacuous = message.valid = true;
+}
+
+// The exponent that the entries carry so far stands in the message.
+Outcome Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divide, int lost) {
+  DescribeMessage(m);
+  Message& message = messages[At(m)];
+  const SeparatorState& separator = separators[At(m / 2)];
+  const std::size_t size = FreeSize(separator.variables);
+  auto store = [&](auto* entries) {
+    if (divide) {
+      const Message& against = messages[At(m ^ 1)];
+      message.exponent -= against.exponent;
+      auto by = [&](const auto* divisors) {
+        return against.numFixed == message.numFixed
+                   ? Divide(entries, size, divisors)
+                   : DivideSlice(entries, separator.variables, against.fixedAt, divisors);
+      };
+      message.rests = against.probs ? by(against.probs) : by(against.floats);
+    }
+    auto largest = *entries, least = *entries;
+    FindRange(entries, size, &largest, &least);
+    const Outcome outcome = Judge(static_cast<double>(largest), lost);
+    message.valid = outcome == Outcome::GOOD;
+    if (!message.valid) return outcome;
+    const int exponent = Exponent(static_cast<double>(largest) * passUnscale);
+    message.unscale = spreadsRounding && message.probs ? 1 / SpreadFactor(m) : 1;
+    Scale(entries, size, passUnscale * PowerOfTwo(std::clamp(-exponent, -1022, 1023)), message);
+    message.exponent += exponent;
+    const int floor = message.probs ? DOUBLE_FLOOR : FLOAT_FLOOR;
+    message.range = StoredRange(static_cast<double>(least), Exponent(static_cast<double>(largest)), lost, floor);
+    message.range.low -= 2 * spreadsRounding;
+    return outcome;
+  };
+  return target.wide ? store(target.wide) : store(target.narrow);
+}
+
+// How many messages and findings tell the clique more than 1 throughout.
+int Inference::Impl::NumInformative(int c) {
+  int count = maximize || !HomedAreProper(c);
+  for (const Link& link : cliques[At(c)].links) count += messages[At(link.in)].valid && !messages[At(link.in)].vacuous;
+  for (int node : cliques[At(c)].entered) count += findings[At(node)].state != FREE || findings[At(node)].weighted;
+  return count;
 }
 
 Outcome Inference::Impl::MakeMessage(int c, int k) {
   Link& link = cliques[At(c)].links[At(k)];
-  PreparedPass& pass = Prepared(&link.send, c, k, 0, std::span<const int>(&k, 1), {}, false);
   Message& message = messages[At(link.out)];
-  targets.assign(1, Target(0, FreeSize(separators[At(link.separator)].variables), message.probs));
-  Run(&pass, c, k);
+  const Message& against = messages[At(link.in)];
+  if (!link.tellsOfHomed && NumInformative(c) == (against.valid && !against.vacuous)) {
+    StoreVacuous(link.out);
+    return Outcome::GOOD;
+  }
+  if (!cliques[At(c)].filled) FillClique(c);
+  PreparedPass& pass = Prepared(&link.send, c, k, 0, std::span<const int>(&k, 1), {}, false);
+  const std::size_t size = FreeSize(separators[At(link.separator)].variables);
+  targets.assign(1, Target(0, size, message.floats));
+  const int floor = Run(&pass, c, k);
   message.exponent = IncomingExponent(c, k);
-  double largest = 0;
-  StoreMessage(link.out, targets[0], false, &largest);
-  const Outcome outcome = Judge(c, k, largest, &message);
-  message.valid = outcome == Outcome::GOOD;
-  return outcome;
+  return StoreMessage(link.out, targets[0], false, RangeOf(c, k).Lost(floor, NumTerms(pass, size)));
 }
 
 // Makes every message into the clique valid, deepest first, as long as all goes well.
@@ -312,12 +382,15 @@ Outcome Inference::Impl::Collect(int root) {
   return Outcome::GOOD;
 }
 
-// A table over the free ones of the nodes, given that the messages into the clique are valid. The key tells sets of
-// nodes apart.
-const double* Inference::Impl::SumOnto(int c, int key, std::span<const int> nodes) {
+// A table over the free ones of the nodes, given that the messages into the clique are valid, and what it may lack. The
+// key tells sets of nodes apart.
+const double* Inference::Impl::SumOnto(int c, int key, std::span<const int> nodes, int* lost) {
+  if (!cliques[At(c)].filled) FillClique(c);
   PreparedPass& pass = Prepared(&cliques[At(c)].read, c, -1, key, {}, nodes, true);
-  targets.assign(1, Target(0, FreeSize(nodes), nullptr));
-  Run(&pass, c, -1);
+  const std::size_t size = FreeSize(nodes);
+  targets.assign(1, Target(0, size, nullptr));
+  const int floor = Run(&pass, c, -1);
+  *lost = RangeOf(c, -1).Lost(floor, NumTerms(pass, size));
   return sums[0].data();
 }
 
@@ -332,8 +405,21 @@ bool Inference::Impl::Normalize(const double* from_, std::span<float> to) const 
   return true;
 }
 
-// From a table over the free ones of the variables, last fastest.
-bool Inference::Impl::MarginalOf(const double* table, std::span<const int> variables, int node, std::span<float> to) {
+// The same of weights that may lack so much; false where that could matter.
+bool Inference::Impl::NormalizeSure(const double* from, int lost, std::span<float> to) const {
+  return JudgeEach(from, to.size(), lost) == Outcome::GOOD && Normalize(from, to);
+}
+
+// What SumOnto answers, normalized.
+bool Inference::Impl::SumSurely(int c, int key, std::span<const int> nodes, std::span<float> to) {
+  int lost;
+  const double* table = SumOnto(c, key, nodes, &lost);
+  return NormalizeSure(table, lost, to);
+}
+
+// From a table over the free ones of the variables, last fastest, whose entries may lack so much.
+bool Inference::Impl::MarginalOf(const double* table, std::span<const int> variables, int node, int lost,
+                                 std::span<float> to) {
   std::size_t outer = 1, inner = 1;
   bool passed = false;
   for (int v : variables) {
@@ -350,7 +436,8 @@ bool Inference::Impl::MarginalOf(const double* table, std::span<const int> varia
       marginal[s] = sum;
     }
   }
-  return Normalize(marginal.data(), to);
+  if (lost != NO_LOSS && !maximize) lost += Exponent(static_cast<double>(outer * inner));
+  return NormalizeSure(marginal.data(), lost, to);
 }
 
 // The same without room for the separator's belief: a pass over one message with the other as factor.
@@ -365,10 +452,12 @@ bool Inference::Impl::ReadLargeSeparator(int s, std::span<const int> nodes, cons
     for (int v : separator.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;
     shape.Clear(axes);
     const float* tables[2];
+    ProductRange range;
     for (int way = 0; way < 2; ++way) {
       const Message& message = messages[2 * At(s) + At(way)];
       int* strides = way == 0 ? shape.Strides(0) : shape.AddFactor();
-      tables[way] = message.probs;
+      tables[way] = message.floats;
+      range.Multiply(message.range);
       int stride = 1;
       for (std::size_t k = separator.variables.size(); k-- > 0;) {
         const int v = separator.variables[k];
@@ -389,7 +478,8 @@ bool Inference::Impl::ReadLargeSeparator(int s, std::span<const int> nodes, cons
     marginal.assign(At(numstates[At(node)]), 0.0);
     const PassTarget target{marginal.data(), nullptr};
     RunPlan(plan, *kernels, tables[0], tables + 1, &target, arena.data(), maximize);
-    good &= Normalize(marginal.data(), {belief, marginal.size()});
+    const int lost = range.Lost(FLOAT_FLOOR, static_cast<double>(FreeSize(separator.variables)));
+    good &= NormalizeSure(marginal.data(), lost, {belief, marginal.size()});
   }
   return good;
 }
@@ -400,7 +490,7 @@ bool Inference::Impl::ReadSeparator(int s, std::span<const int> nodes, const Bel
   const Message& one = messages[2 * At(s)];
   const Message& other = messages[2 * At(s) + 1];
   const std::size_t size = FreeSize(separator.variables);
-  if (size > WIDE_TARGET) return ReadLargeSeparator(s, nodes, out);
+  if (!one.probs) return ReadLargeSeparator(s, nodes, out);
   int numFixed = 0;
   for (int v : separator.variables) numFixed += findings[At(v)].state != FREE;
   joint.resize(size);
@@ -414,11 +504,15 @@ bool Inference::Impl::ReadSeparator(int s, std::span<const int> nodes, const Bel
     for (; i < size; ++i) joint[i] *= other.probs[i];
   else
     ForEachFree(separator.variables, other.fixedAt, [&](std::size_t index) { joint[i++] *= other.probs[index]; });
+  ProductRange range;
+  range.Multiply(one.range);
+  range.Multiply(other.range);
+  const int lost = range.Lost(DOUBLE_FLOOR, 1);
   bool good = true;
   for (int node : nodes) {
     float* belief = out(node);
     if (!belief || findings[At(node)].state != FREE) continue;
-    good &= MarginalOf(joint.data(), separator.variables, node, {belief, At(numstates[At(node)])});
+    good &= MarginalOf(joint.data(), separator.variables, node, lost, {belief, At(numstates[At(node)])});
   }
   return good;
 }
@@ -452,42 +546,64 @@ int Inference::Impl::CliqueForReading(int node) {
   return best;
 }
 
+// The beliefs of the clique's lone variables, from their table.
+Outcome Inference::Impl::ReadAlone(int c, const double* table, int lost, const BeliefPlace& out) {
+  const Vector<int>& alone = cliques[At(c)].alone;
+  for (int node : alone) {
+    if (findings[At(node)].state != FREE) continue;
+    float* belief = out(node);
+    if (belief && !MarginalOf(table, alone, node, lost, {belief, At(numstates[At(node)])})) return Outcome::DOUBTFUL;
+  }
+  return Outcome::GOOD;
+}
+
+// A quotient of numbers that lack something could lack anything, so each message is made by itself.
+Outcome Inference::Impl::SweepSingly(int c, bool lone, const BeliefPlace& out) {
+  const Vector<int> links(outgoing);
+  for (int k : links)
+    if (const Outcome outcome = MakeMessage(c, k); outcome != Outcome::GOOD) return outcome;
+  if (!lone) return Outcome::GOOD;
+  int lost;
+  const double* table = SumOnto(c, static_cast<int>(findings.size()), cliques[At(c)].alone, &lost);
+  return ReadAlone(c, table, lost, out);
+}
+
 // All messages out of the clique but the one to where we come from, and the beliefs of its lone variables.
 Outcome Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
   CliqueState& clique = cliques[At(c)];
   outgoing.clear();
-  for (std::size_t k = 0; k < clique.links.size(); ++k)
-    if (clique.links[k].neighbour != source && !messages[At(clique.links[k].out)].valid)
+  const int numInformative = NumInformative(c);
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    const Link& link = clique.links[k];
+    if (link.neighbour == source || messages[At(link.out)].valid) continue;
+    if (!link.tellsOfHomed && numInformative == !messages[At(link.in)].vacuous)
+      StoreVacuous(link.out);
+    else
       outgoing.push_back(static_cast<int>(k));
+  }
   bool lone = false;
   for (int node : clique.alone) lone |= findings[At(node)].state == FREE;
   if (outgoing.empty() && !lone) return Outcome::GOOD;
+  if (!clique.filled) FillClique(c);
   PreparedPass& pass = Prepared(&clique.sweep, c, -1, 0, outgoing, clique.alone, lone);
   targets.clear();
   for (int k : outgoing) {
     const Link& link = clique.links[At(k)];
     targets.push_back(
-        Target(targets.size(), FreeSize(separators[At(link.separator)].variables), messages[At(link.out)].probs));
+        Target(targets.size(), FreeSize(separators[At(link.separator)].variables), messages[At(link.out)].floats));
   }
   if (lone) targets.push_back(Target(targets.size(), FreeSize(clique.alone), nullptr));
+  const ProductRange range = RangeOf(c, -1);
+  const bool narrow = std::any_of(targets.begin(), targets.end(), [](const PassTarget& t) { return t.narrow; });
+  if (range.Lost(narrow ? FLOAT_FLOOR : DOUBLE_FLOOR, 1) != NO_LOSS) return SweepSingly(c, lone, out);
   Run(&pass, c, -1);
   const long long exponent = IncomingExponent(c, -1);
   for (std::size_t i = 0; i < outgoing.size(); ++i) {
     const int m = clique.links[At(outgoing[i])].out;
     messages[At(m)].exponent = exponent;
-    double largest = 0;
-    StoreMessage(m, targets[i], true, &largest);
-    const Outcome outcome = Judge(c, -1, largest, &messages[At(m)]);
-    messages[At(m)].valid = outcome == Outcome::GOOD;
-    if (outcome != Outcome::GOOD) return outcome;
+    if (const Outcome outcome = StoreMessage(m, targets[i], true, NO_LOSS); outcome != Outcome::GOOD) return outcome;
   }
-  for (int node : clique.alone) {
-    float* belief = out(node);
-    if (!belief || findings[At(node)].state != FREE) continue;
-    if (!MarginalOf(targets.back().wide, clique.alone, node, {belief, At(numstates[At(node)])}))
-      return Outcome::DOUBTFUL;
-  }
-  return Outcome::GOOD;
+  return lone ? ReadAlone(c, targets.back().wide, NO_LOSS, out) : Outcome::GOOD;
 }
 
 Status Inference::Impl::PropagateInFloats(int node, std::span<float> to) {
@@ -495,13 +611,17 @@ Status Inference::Impl::PropagateInFloats(int node, std::span<float> to) {
   if (collected == Outcome::ZERO) return Status::Inconsistent;
   if (collected == Outcome::DOUBTFUL) return PropagateWide();
   const bool isAsked = node >= 0;
-  const double* table = isAsked ? SumOnto(pivot, node, std::span<const int>(&node, 1)) : SumOnto(pivot, -1, {});
+  int lost;
+  const double* table =
+      isAsked ? SumOnto(pivot, node, std::span<const int>(&node, 1), &lost) : SumOnto(pivot, -1, {}, &lost);
   total = *table;
   for (std::size_t s = 1; s < to.size(); ++s) total = maximize ? std::max(total, table[s]) : total + table[s];
   totalExponent = IncomingExponent(pivot, -1);
-  if (Judge(pivot, -1, total, nullptr) == Outcome::DOUBTFUL) return PropagateWide();
-  if (!(total > 0)) return Status::Inconsistent;
+  const Outcome outcome = isAsked ? JudgeEach(table, to.size(), lost) : Judge(total, lost);
+  if (outcome == Outcome::DOUBTFUL) return PropagateWide();
+  if (outcome == Outcome::ZERO) return Status::Inconsistent;
   if (isAsked) Normalize(table, to);
+  total *= passUnscale;
   return Status::Done;
 }
 
@@ -518,19 +638,10 @@ Status Inference::Impl::Propagate(int node, std::span<float> to) {
   return status;
 }
 
-// Likelihoods are entered with a largest weight of 1.
+// Likelihoods are entered with a largest weight of about 1.
 void Inference::Impl::ScaleTotal() {
-  for (std::size_t i = 0; i < findings.size() && numWeighted > 0; ++i) {
-    if (!findings[i].weighted) continue;
-    total *= findings[i].scale;
-    if (!(total > 0)) {
-      status = Status::Inconsistent;
-      return;
-    }
-    const int exponent = Exponent(total);
-    total = std::ldexp(total, -exponent);
-    totalExponent += exponent;
-  }
+  for (std::size_t i = 0; i < findings.size() && numWeighted > 0; ++i)
+    if (findings[i].weighted) totalExponent += findings[i].exponent;
 }
 
 Status Inference::Propagate() {
@@ -545,8 +656,7 @@ Status Inference::Check() {
 }
 
 double Inference::Probability() const {
-  const long long exponent = std::clamp(impl_->totalExponent, -100000LL, 100000LL);
-  return std::ldexp(impl_->total, static_cast<int>(exponent));
+  return ToDouble({impl_->total, 0}, impl_->totalExponent);
 }
 
 double Inference::LogProbability() const {
@@ -559,10 +669,11 @@ bool Inference::Impl::Read(int node, std::span<float> to) {
   const std::span<const int> self(&node, 1);
   if (!wide) {
     for (int s : separatorsOf[At(node)])
-      if (messages[2 * At(s)].valid && messages[2 * At(s) + 1].valid)
-        return ReadSeparator(s, self, [&](int) { return to.data(); });
+      if (messages[2 * At(s)].valid && messages[2 * At(s) + 1].valid &&
+          ReadSeparator(s, self, [&](int) { return to.data(); }))
+        return true;
     const int c = CliqueForReading(node);
-    if (Collect(c) == Outcome::GOOD && Normalize(SumOnto(c, node, self), to)) return true;
+    if (Collect(c) == Outcome::GOOD && SumSurely(c, node, self, to)) return true;
     wide = true;
   }
   const double* sum = WideSumOnto(entry[At(node)], self);
@@ -620,11 +731,11 @@ Status Inference::AllBeliefs(const std::function<float*(int)>& out) {
     }
     impl.wide = impl.Sweep(c, source, out) != Outcome::GOOD;
   }
-  bool good = true;
   for (std::size_t s = 0; s < impl.separators.size() && !impl.wide; ++s) {
     const Vector<int>& nodes = impl.separators[s].read;
-    if (!nodes.empty()) good &= impl.ReadSeparator(static_cast<int>(s), nodes, out);
+    if (!nodes.empty()) impl.wide = !impl.ReadSeparator(static_cast<int>(s), nodes, out);
   }
+  bool good = true;
   for (std::size_t i = 0; i < n && impl.wide; ++i) {
     if (impl.findings[i].state != FREE || impl.numstates[i] == 1) continue;
     float* belief = out(static_cast<int>(i));
@@ -642,11 +753,14 @@ bool Inference::FamilyMarginal(int node, std::span<float> out) {
   family.assign(impl.parents[At(node)].begin(), impl.parents[At(node)].end());
   family.push_back(node);
   if (!impl.wide) impl.wide = impl.Collect(c) != Outcome::GOOD;
-  const double* sums = impl.wide ? impl.WideSumOnto(c, family) : impl.SumOnto(c, -2 - node, family);
-  if (!sums) return false;
   // The sums are dense over the free variables; the rest of the table stays 0.
   impl.normalized.resize(impl.FreeSize(family));
-  const bool good = impl.Normalize(sums, impl.normalized);
+  bool good = !impl.wide && impl.SumSurely(c, -2 - node, family, impl.normalized);
+  if (!good) {
+    impl.wide = true;
+    const double* sums = impl.WideSumOnto(c, family);
+    good = sums && impl.Normalize(sums, impl.normalized);
+  }
   std::size_t i = 0;
   impl.ForEachFree(family, {}, [&](std::size_t index) { out[index] = impl.normalized[i++]; });
   return good;

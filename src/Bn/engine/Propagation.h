@@ -1,5 +1,5 @@
 // The inside of Inference, shared by its files: Inference.cpp findings and what they make stale, Potentials.cpp
-// layouts, allocation and filling, Propagation.cpp messages and beliefs.
+// layouts, allocation and filling, Propagation.cpp messages and beliefs, Wide.cpp the same at unlimited range.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,7 @@
 #include "Bn/engine/Engine.h"
 #include "Bn/engine/Interrupt.h"
 #include "Bn/engine/Pass.h"
+#include "Bn/engine/Range.h"
 
 namespace bravic::engine {
 
@@ -15,23 +16,22 @@ inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 65536;  // larger targets are summed in floats
 inline constexpr double PLAIN_ENTRIES = 12;        // smaller passes go entry by entry,
 inline constexpr double PLAIN_AT_FIRST = 160;      // and these until they come again
-
-struct WideNumber {
-  double mantissa = 0;  // 0, or in [0.5, 1)
-  long long exponent = 0;
-};
+inline constexpr double SMALL_CLIQUE = 64;         // entries; such potentials are doubles
 
 // A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
 struct Message {
-  float* probs = nullptr;  // points into the separator's block; entries over the free variables, last fastest
+  // Both point into the separator's blocks; entries over the free variables, last fastest. One may be NULL: doubles
+  // for large separators, floats where all that read them are small cliques.
+  double* probs = nullptr;
+  float* floats = nullptr;
+  double unscale = 1;      // probs are floats * unscale
   long long exponent = 0;  // the weights are probs * 2^exponent, all that lies behind it included
   bool valid = false;
-  bool rests = false;     // on the opposite message's zeros
-  bool suspect = false;   // a zero of it may be a positive number that was too small
-  int low = 0;            // exponent of the smallest positive entry
-  double loss = NO_LOSS;  // binary logarithm of what may have been lost, in proportion to the largest entry
-  int numFixed = 0;       // variables at which it holds one state alone
-  Vector<int> fixedAt;    // [variable of the separator] that state, or FREE
+  bool rests = false;    // on the opposite message's zeros
+  bool vacuous = false;  // 1 throughout, whatever the tables behind it
+  Range range;
+  int numFixed = 0;     // variables at which it holds one state alone
+  Vector<int> fixedAt;  // [variable of the separator] that state, or FREE
 };
 
 // A pass prepared for one layout of a clique: which of its variables are known, which incoming messages hold one
@@ -42,6 +42,7 @@ struct PreparedPass {
   Vector<int> links;  // outgoing links that it sums onto
   bool plain = false;
   int runs = 0;
+  double size = 1;  // entries passed over
   PassShape shape;
   PassPlan plan;
   struct Shift {
@@ -59,6 +60,7 @@ struct PassCache {
 
 struct Link {
   int neighbour, separator, in, out;  // in, out: messages
+  bool tellsOfHomed = false;          // a node whose table is multiplied in here is in the separator
   Vector<int> axes;                   // [variable of the separator] its place in the clique
   PassCache send;
 };
@@ -71,10 +73,14 @@ struct CliqueState {
   Vector<int> homed;    // nodes whose tables are multiplied in here
   Vector<int> entered;  // nodes whose findings are entered here
   Vector<int> alone;    // variables of no other clique
+  // The potential: floats, or doubles where the clique is small or floats cannot hold it.
   Block<float> potential;
+  Block<double> exact;
+  double unscale = 1;  // the weights are potential * unscale
   bool filled = false;
+  enum class Homed : unsigned char { UNKNOWN, PROPER, INFORMING } homedTables = Homed::UNKNOWN;  // of the nodes homed
   std::size_t size = 1;
-  int low = 0;                // no positive entry of the potential is below 2^low
+  Range range;                // of the potential
   unsigned layoutNumber = 1;  // moves with every change of layout
   unsigned describedNumber = 0;
   Vector<std::uint64_t> layout;  // of layout describedNumber: a word of variables, one per link, likelihoods
@@ -85,7 +91,8 @@ struct CliqueState {
 struct SeparatorState {
   Vector<int> variables;
   Vector<int> read;     // nodes whose beliefs are read here
-  Block<float> tables;  // both messages
+  Block<double> doubles;  // both messages, or NULL
+  Block<float> floats;    // both messages, or NULL
   std::size_t size = 1;
 };
 
@@ -93,9 +100,12 @@ struct Finding {
   int state = FREE;
   bool checked = true;  // known to be possible together with all others that are
   bool weighted = false;
-  Vector<float> weights;  // largest entry 1, then slack
-  double scale = 1;
-  int low = 0;               // exponent of the smallest positive weight
+  Vector<WideNumber> weights;
+  // The weights divided by 2^exponent to a largest entry in [0.5, 1); the floats are followed by slack.
+  Vector<double> doubles;
+  Vector<float> floats;
+  long long exponent = 0;
+  Range range;               // of the doubles
   std::uint64_t serial = 0;  // of the weights: never the same for others
 };
 
@@ -104,11 +114,12 @@ struct TableFacts {
   bool known = false;
   bool informs = false;   // rows do not sum to 1, so that it says something of the parents by itself
   int low = 0;            // no positive entry is below 2^low
-  Vector<float> cleaned;  // with impossible rows 0, where there are any
+  Vector<float> cleaned;  // as it is computed with, where that differs from the table
 };
 
-// Sets rows of the impossible marker to 0.
-void ZeroImpossibleRows(float* table, int size, int numstates);
+// Whether the row is a distribution, and by what it is multiplied to be computed with: 0 for an impossible one; rows
+// that miss 1 by what rounding explains are normalized, others stay as they are.
+bool IsDistribution(const float* row, int numstates, double* scale);
 
 // The model without the nodes that are known.
 struct ReducedModel {
@@ -116,12 +127,18 @@ struct ReducedModel {
   Vector<int> numstates;
   Vector<Vector<int>> parents;
   JunctionTree tree;
-  Vector<Vector<float>> tables;  // [node] what agrees with the findings, or empty where that is all
+  Vector<Vector<float>> tables;   // [node] what agrees with the findings, or empty where that is all
+  Vector<Vector<double>> scales;  // [known node] of each entry the scale of its row, or empty where all are 1
   Owned<Inference> inference;
   double cost = 0;  // of a sweep, in nanoseconds, estimated
 };
 
 using BeliefPlace = std::function<float*(int node)>;
+
+struct WideTarget {
+  std::span<const int> variables;
+  Block<WideNumber>* to;
+};
 
 struct Inference::Impl {
   const JunctionTree* tree = nullptr;
@@ -137,8 +154,12 @@ struct Inference::Impl {
   Vector<Vector<int>> cliquesOf, separatorsOf;  // [node]
   Vector<int> parentClique, depth;              // with the first clique as root
   bool laidOut = false, allocated = false;
+  // Whether floats are scaled by factors of their own, so that many alike are not all rounded the same way.
+  bool spreadsRounding = false;
+  double passUnscale = 1;  // by which the sums of the latest pass are to be multiplied
   std::function<const float*(int)> tableOf;
-  Block<float> tableRoom;  // for the tables of one clique
+  const ReducedModel* cutAs = nullptr;  // the model that this computes, where known nodes are cut out of another
+  Block<float> tableRoom;               // for the tables of one clique
   bool maximize = false;
   int numKnown = 0, numWeighted = 0;  // nodes with a state finding, with a likelihood
   std::uint64_t lastSerial = 1ull << 40;
@@ -178,6 +199,9 @@ struct Inference::Impl {
   const Kernels* kernels = &BestKernels();
   Vector<float> arena;
   Vector<const float*> factors;
+  Vector<const double*> exactFactors;
+  Vector<Vector<double>> converted;
+  Vector<double> tableDoubles;
   Vector<PassTarget> targets;
   Vector<Vector<double>> sums;
   Vector<double> joint, marginal;
@@ -198,7 +222,7 @@ struct Inference::Impl {
   void Changed(int clique);
   void LayoutChanged(int node);
   void ForgetState(int node);
-  void SetFinding(int node, int state, std::span<const float> weights, double scale);
+  void SetFinding(int node, int state, std::span<const WideNumber> weights);
 
   void SetChecked(int node, bool checked);
   void ForgetChecks();
@@ -206,6 +230,7 @@ struct Inference::Impl {
 
   // Single questions.
   const TableFacts& FactsOf(int node);
+  bool ScaleOf(int node, const float* row, double* scale) const;
   bool TablesAreSure();
   void FindRelevant(std::span<const int> targets);
   int GatherFactors(int node);
@@ -221,6 +246,12 @@ struct Inference::Impl {
   void OrderVariables(int clique);
   void FullShape(const CliqueState& clique, std::span<const int> variables, PassShape* shape);
   std::size_t TableSize(int node) const;
+  bool HomedAreProper(int clique);
+  int ShapeTables(int clique);
+  template <class Number>
+  Number* CopyScaled(int node, double factor, Number* to) const;
+  bool FillExactly(int clique);
+  void FillFloats(int clique);
   void FillClique(int clique);
 
   // Passes.
@@ -229,10 +260,15 @@ struct Inference::Impl {
                          std::span<const int> nodes, bool ontoNodes);
   void Prepare(PreparedPass* pass, int clique, int exceptLink, std::span<const int> outLinks,
                std::span<const int> nodes, bool ontoNodes);
-  void Run(PreparedPass* pass, int clique, int exceptLink);
+  ProductRange RangeOf(int clique, int exceptLink) const;
+  int Run(PreparedPass* pass, int clique, int exceptLink);
+  double NumTerms(const PreparedPass& pass, std::size_t targetSize) const;
+  void RunInDoubles(PreparedPass* pass, int clique, int exceptLink);
   PassTarget Target(std::size_t k, std::size_t size, float* narrow);
-  bool StoreMessage(int message, const PassTarget& target, bool divide, double* largest);
-  Outcome Judge(int clique, int exceptLink, double largest, Message* made) const;
+  void DescribeMessage(int message);
+  void StoreVacuous(int message);
+  Outcome StoreMessage(int message, const PassTarget& target, bool divide, int lost);
+  int NumInformative(int clique);
   Outcome MakeMessage(int clique, int link);
   Outcome Collect(int clique);
   Status PropagateInFloats(int node, std::span<float> to);
@@ -242,15 +278,22 @@ struct Inference::Impl {
   ReducedModel* FindReduced(double limit);
   void HandToReduced(ReducedModel* model);
   bool SweepReduced(const BeliefPlace& out);
-  const double* SumOnto(int clique, int key, std::span<const int> nodes);
+  const double* SumOnto(int clique, int key, std::span<const int> nodes, int* lost);
   long long IncomingExponent(int clique, int exceptLink) const;
   std::size_t FreeSize(std::span<const int> variables) const;
   Outcome Sweep(int clique, int source, const BeliefPlace& out);
+  Outcome SweepSingly(int clique, bool lone, const BeliefPlace& out);
+  Outcome ReadAlone(int clique, const double* sums, int lost, const BeliefPlace& out);
   bool ReadSeparator(int separator, std::span<const int> nodes, const BeliefPlace& out);
   bool ReadLargeSeparator(int separator, std::span<const int> nodes, const BeliefPlace& out);
-  bool MarginalOf(const double* table, std::span<const int> variables, int node, std::span<float> to);
+  bool MarginalOf(const double* table, std::span<const int> variables, int node, int lost, std::span<float> to);
   bool Normalize(const double* from, std::span<float> to) const;
-  bool WidePass(int clique, int exceptLink, std::span<const int> variables, Block<WideNumber>* to);
+  bool SumSurely(int clique, int key, std::span<const int> nodes, std::span<float> to);
+  bool NormalizeSure(const double* from, int lost, std::span<float> to) const;
+  void AddWideTables(int clique, PassShape* shape, Vector<Vector<WideNumber>>* tables,
+                     Vector<const WideNumber*>* starts);
+  bool WidePass(int clique, int exceptLink, std::span<const WideTarget> targets);
+  bool WideSend(int clique, int link);
   bool WideCollect(int clique);
   Status PropagateWide();
   const double* WideSumOnto(int clique, std::span<const int> nodes);
@@ -290,11 +333,12 @@ struct Inference::Impl {
 
   // Entries over what is free of the variables, each divided by its counterpart in a message that leaves more free;
   // 0 where that is 0. Answers whether any was.
-  template <class Number>
-  bool DivideSlice(Number* entries, std::span<const int> variables, const Message& against) const {
+  template <class Number, class Divisor>
+  bool DivideSlice(Number* entries, std::span<const int> variables, std::span<const int> fixedAt,
+                   const Divisor* against) const {
     bool zero = false;
-    ForEachFree(variables, against.fixedAt, [&](std::size_t index) {
-      const float divisor = against.probs[index];
+    ForEachFree(variables, fixedAt, [&](std::size_t index) {
+      const Divisor divisor = against[index];
       zero |= divisor == 0;
       *entries = divisor == 0 ? 0 : *entries / static_cast<Number>(divisor);
       ++entries;

@@ -21,7 +21,6 @@ constexpr double QUESTION_COST = 1000, VISIT_COST = 45, VARIABLE_COST = 180;
 constexpr int FEW_VARIABLES = 150, MAX_VARIABLES = 250;
 constexpr double CATCHING_UP = 5;
 constexpr double LOOKED_AHEAD = 20000, HUGE_COST = 1e15;
-constexpr double UNNORMALIZED = 1e-5;
 
 }  // namespace
 
@@ -34,22 +33,21 @@ const TableFacts& Inference::Impl::FactsOf(int node) {
   const float* table = tableOf(node);
   if (!table) return facts;
   const int own = numstates[At(node)], size = static_cast<int>(TableSize(node));
+  // A sum that misses 1 by no more is as near as floats come.
+  constexpr double NORMALIZED = 6e-8;
   float least = 1;
-  bool impossible = false;
   for (int begin = 0; begin < size; begin += own) {
-    float sum = 0;
-    for (int k = begin; k < begin + own; ++k) {
-      impossible |= table[k] < 0;
+    for (int k = begin; k < begin + own; ++k)
       if (table[k] > 0) least = std::min(least, table[k]);
-      sum += table[k];
-    }
-    facts.informs |= !(std::abs(sum - 1) < static_cast<float>(UNNORMALIZED));
+    double scale;
+    facts.informs |= !ScaleOf(node, table + begin, &scale);
+    if (std::abs(scale - 1) < NORMALIZED) continue;
+    if (facts.cleaned.empty()) facts.cleaned.assign(table, table + size);
+    for (int k = begin; k < begin + own; ++k)
+      facts.cleaned[At(k)] = scale == 0 ? 0 : static_cast<float>(scale * static_cast<double>(table[k]));
   }
-  facts.low = std::ilogb(least);
-  if (impossible) {
-    facts.cleaned.assign(table, table + size);
-    ZeroImpossibleRows(facts.cleaned.data(), size, own);
-  }
+  // Scaling moves what is small by less than a factor of 2.
+  facts.low = std::ilogb(least) - !facts.cleaned.empty();
   return facts;
 }
 
@@ -129,7 +127,7 @@ int Inference::Impl::GatherFactors(int node) {
         if (k % 32 == 31) key.Mix(known), known = 0;
       }
       key.Mix(known);
-      elimination.AddFactor(table, first, stride, facts.low, key);
+      elimination.AddFactor(table, first, stride, {facts.low, NO_LOSS}, key);
       if (isFree(v)) elimination.AddAxis(axisOf[At(v)], 1);
       stride = own;
       for (std::size_t k = family.size(); k-- > 0;) {
@@ -140,7 +138,7 @@ int Inference::Impl::GatherFactors(int node) {
     if (finding.weighted) {
       Elimination::Key key;
       key.Mix(finding.serial);
-      elimination.AddFactor(finding.weights.data(), 0, numstates[At(v)], finding.low, key);
+      elimination.AddFactor(finding.floats.data(), 0, numstates[At(v)], finding.range, key);
       if (isFree(v)) elimination.AddAxis(axisOf[At(v)], 1);
     }
   }
@@ -225,6 +223,9 @@ bool Inference::Impl::Ask(int node, std::span<float> to, Status* answer) {
   questions.insert(questions.end(), unchecked.begin(), unchecked.end());
   FindRelevant(questions);
   if (relevant.size() > At(MAX_VARIABLES)) return false;
+  // A likelihood that floats cannot hold.
+  for (int v : relevant)
+    if (findings[At(v)].weighted && findings[At(v)].range.low < FLOAT_FLOOR) return false;
   const double looking = QUESTION_COST + VISIT_COST * static_cast<double>(relevant.size());
   const double atLeast = looking + VARIABLE_COST * static_cast<double>(relevant.size());
   if (compares && TreeServes(node, atLeast)) return false;

@@ -81,18 +81,31 @@ ReducedModel* Inference::Impl::FindReduced(double limit) {
 void Inference::Impl::HandToReduced(ReducedModel* model) {
   const std::size_t n = findings.size();
   model->tables.resize(n);
+  model->scales.assign(n, {});
   for (std::size_t i = 0; i < n; ++i) {
     Vector<float>& table = model->tables[i];
     table.clear();
+    const int own = numstates[i];
     const float* from = tableOf(static_cast<int>(i));
-    bool isCut = model->known[i] != 0;
+    bool isSmaller = model->known[i] != 0;
     familyNodes.assign(parents[i].begin(), parents[i].end());
-    for (int parent : familyNodes) isCut |= model->known[At(parent)] != 0;
-    if (!from || !isCut) continue;
+    for (int parent : familyNodes) isSmaller |= model->known[At(parent)] != 0;
+    if (!from || !isSmaller) continue;
     familyNodes.push_back(static_cast<int>(i));
     ForEachFree(familyNodes, {}, [&](std::size_t index) { table.push_back(from[index]); });
+    if (!model->known[i]) continue;
+    // What is left of a row does not tell its sum any more.
+    bool isScaled = false;
+    ForEachFree(familyNodes, {}, [&](std::size_t index) {
+      double scale;
+      IsDistribution(from + index / At(own) * At(own), own, &scale);
+      isScaled |= scale != 1;
+      model->scales[i].push_back(scale);
+    });
+    if (!isScaled) model->scales[i].clear();
   }
   Inference& inference = *model->inference;
+  inference.impl_->cutAs = model;
   inference.impl_->watch = watch;
   inference.SetMaximize(maximize);
   inference.SetTables([this, model](int node) {
@@ -103,7 +116,7 @@ void Inference::Impl::HandToReduced(ReducedModel* model) {
     const Finding& finding = findings[i];
     const int node = static_cast<int>(i);
     if (finding.weighted)
-      inference.SetLikelihood(node, std::span<const float>(finding.weights.data(), At(numstates[i])));
+      inference.SetLikelihood(node, finding.weights);
     else
       inference.ClearFinding(node);
   }
@@ -126,8 +139,6 @@ bool Inference::Impl::SweepReduced(const BeliefPlace& out) {
   status = answer;
   total = other.total;
   totalExponent = other.totalExponent;
-  // What is largest in a likelihood was taken out of it before it was handed on.
-  ScaleTotal();
   if (status == Status::Done) CheckedAll();
   return true;
 }

@@ -1,6 +1,6 @@
-// Inference in numbers of unlimited range, for findings so unlikely under one part of a net that floats lose what
-// the rest needs: a double with an exponent of its own per entry. Slow, rarely needed, and kept only until the
-// findings change. Each message is made by a pass of its own; nothing is divided.
+// Inference in numbers of unlimited range, for findings so unlikely under one part of a net that doubles lose what the
+// rest needs: a double with an exponent of its own per entry. Slow, rarely needed, and kept only until the findings
+// change, so that a quotient by 0 may be 0: what it is multiplied with is 0 as well.
 #include <algorithm>
 #include <cmath>
 
@@ -10,47 +10,70 @@ namespace bravic::engine {
 
 namespace {
 
-WideNumber Scaled(double value, long long exponent) {
-  if (!(value > 0)) return {};
-  int shift;
-  const double mantissa = std::frexp(value, &shift);
-  return {mantissa, exponent + shift};
-}
-
-WideNumber Times(WideNumber a, WideNumber b) {
-  return Scaled(a.mantissa * b.mantissa, a.exponent + b.exponent);
-}
-
-bool IsLess(WideNumber a, WideNumber b) {
-  if (a.mantissa == 0 || b.mantissa == 0) return b.mantissa > 0;
-  return a.exponent != b.exponent ? a.exponent < b.exponent : a.mantissa < b.mantissa;
-}
-
-WideNumber Plus(WideNumber a, WideNumber b) {
-  if (IsLess(a, b)) std::swap(a, b);
-  if (b.mantissa == 0 || a.exponent - b.exponent > 100) return a;
-  return Scaled(a.mantissa + std::ldexp(b.mantissa, static_cast<int>(b.exponent - a.exponent)), a.exponent);
+// Steps all offsets to the next entry, the last axis fastest; false after the last.
+bool Step(const PassShape& shape, Vector<int>* at, Vector<int>* offsets) {
+  for (int axis = shape.numAxes; axis-- > 0;) {
+    const bool wraps = ++(*at)[At(axis)] == shape.sizes[At(axis)];
+    const int steps = wraps ? 1 - shape.sizes[At(axis)] : 1;
+    for (std::size_t t = 0; t < offsets->size(); ++t)
+      (*offsets)[t] += steps * shape.Strides(static_cast<int>(t))[axis];
+    if (!wraps) return true;
+    (*at)[At(axis)] = 0;
+  }
+  return false;
 }
 
 }  // namespace
 
-// Sums onto the free ones of the variables, all messages but that of exceptLink being there; false without memory.
-bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const int> variables, Block<WideNumber>* to) {
+// The tables of nodes homed in the clique as factors of the shape, each from the states that are known on. What they
+// are made of is normalized in doubles.
+void Inference::Impl::AddWideTables(int c, PassShape* shape, Vector<Vector<WideNumber>>* tables,
+                                    Vector<const WideNumber*>* starts) {
+  for (int node : cliques[At(c)].homed) {
+    const float* rows = tableOf(node);
+    if (!rows) continue;
+    const int own = numstates[At(node)];
+    tables->emplace_back();
+    for (std::size_t size = TableSize(node); size > 0; size -= At(own), rows += own) {
+      double scale;
+      ScaleOf(node, rows, &scale);
+      for (int s = 0; s < own; ++s) tables->back().push_back(ToWide(scale * static_cast<double>(rows[s])));
+    }
+    int* strides = shape->AddFactor();
+    int stride = 1;
+    std::size_t first = 0;
+    auto place = [&](int v) {
+      if (findings[At(v)].state != FREE)
+        first += At(findings[At(v)].state * stride);
+      else if (numstates[At(v)] > 1)
+        strides[axisOf[At(v)]] = stride;
+      stride *= numstates[At(v)];
+    };
+    place(node);
+    for (std::size_t k = parents[At(node)].size(); k-- > 0;) place(parents[At(node)][k]);
+    starts->push_back(tables->back().data() + first);
+  }
+}
+
+// Sums onto the free ones of the targets' variables, all messages but that of exceptLink being there; false without
+// memory.
+bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const WideTarget> wideTargets) {
   const CliqueState& clique = cliques[At(c)];
   if (!clique.filled) FillClique(c);
   PassShape shape;
   int axes = 0;
   for (int v : clique.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;
   shape.Clear(axes);
-  const float* potential = clique.potential.get();
+  // The product of the tables, where that holds all of it, or the tables.
+  const bool hasPotential = clique.range.lost == NO_LOSS;
+  std::size_t first = 0;
   for (std::size_t k = 0; k < clique.variables.size(); ++k) {
     const int v = clique.variables[k], axis = axisOf[At(v)];
-    if (axis == FREE) {
-      potential += findings[At(v)].state * clique.strides[k];
-    } else {
+    if (axis == FREE)
+      first += At(findings[At(v)].state * clique.strides[k]);
+    else
       shape.sizes[At(axis)] = numstates[At(v)];
-      shape.Strides(0)[axis] = clique.strides[k];
-    }
+    if (axis != FREE && hasPotential) shape.Strides(0)[axis] = clique.strides[k];
   }
   auto place = [&](std::span<const int> nodes, int* strides) {
     int stride = 1;
@@ -62,51 +85,73 @@ bool Inference::Impl::WidePass(int c, int exceptLink, std::span<const int> varia
     }
   };
   Vector<const WideNumber*> tables;
+  Vector<Vector<WideNumber>> ownTables;
+  if (!hasPotential) AddWideTables(c, &shape, &ownTables, &tables);
   for (std::size_t k = 0; k < clique.links.size(); ++k) {
     if (static_cast<int>(k) == exceptLink) continue;
     place(separators[At(clique.links[k].separator)].variables, shape.AddFactor());
     tables.push_back(wideMessages[At(clique.links[k].in)].get());
   }
-  Vector<Vector<WideNumber>> likelihoods;
   for (int node : clique.entered) {
-    const Finding& finding = findings[At(node)];
-    if (!finding.weighted) continue;
+    if (!findings[At(node)].weighted) continue;
     place(std::span<const int>(&node, 1), shape.AddFactor());
-    likelihoods.emplace_back();
-    for (int s = 0; s < numstates[At(node)]; ++s) likelihoods.back().push_back(Scaled(finding.weights[At(s)], 0));
+    tables.push_back(findings[At(node)].weights.data());
   }
-  for (const auto& likelihood : likelihoods) tables.push_back(likelihood.data());
-  place(variables, shape.AddTarget());
-  const std::size_t size = FreeSize(variables);
-  *to = TryMakeBlock<WideNumber>(size);
-  if (!*to) return false;
-  std::fill_n(to->get(), size, WideNumber{});
+  for (const WideTarget& target : wideTargets) {
+    place(target.variables, shape.AddTarget());
+    const std::size_t size = FreeSize(target.variables);
+    *target.to = TryMakeBlock<WideNumber>(size);
+    if (!*target.to) return false;
+    std::fill_n(target.to->get(), size, WideNumber{});
+  }
 
-  const int numTables = static_cast<int>(tables.size());
-  Vector<int> at(At(axes), 0), offsets(At(numTables + 2), 0);
-  for (;;) {
+  const std::size_t numTables = tables.size();
+  Vector<int> at(At(axes), 0), offsets(1 + numTables + wideTargets.size(), 0);
+  do {
     if (watch->Halts(1)) return false;
-    WideNumber product = Scaled(potential[offsets[0]], 0);
-    for (int t = 0; t < numTables && product.mantissa > 0; ++t)
-      product = Times(product, tables[At(t)][offsets[At(t + 1)]]);
-    if (product.mantissa > 0) {
-      WideNumber& sum = (*to)[At(offsets.back())];
-      if (!maximize)
-        sum = Plus(sum, product);
-      else if (IsLess(sum, product))
-        sum = product;
+    WideNumber product = {0.5, 1};
+    if (hasPotential) {
+      const std::size_t i = first + At(offsets[0]);
+      product = ToWide(clique.exact ? clique.exact[i] : clique.unscale * static_cast<double>(clique.potential[i]));
     }
-    int axis = axes;
-    for (;;) {
-      if (axis == 0) return true;
-      --axis;
-      const bool wraps = ++at[At(axis)] == shape.sizes[At(axis)];
-      const int steps = wraps ? 1 - shape.sizes[At(axis)] : 1;
-      for (int t = 0; t < numTables + 2; ++t) offsets[At(t)] += steps * shape.Strides(t)[axis];
-      if (!wraps) break;
-      at[At(axis)] = 0;
+    for (std::size_t t = 0; t < numTables && product.mantissa > 0; ++t) product = product * tables[t][offsets[t + 1]];
+    if (!(product.mantissa > 0)) continue;
+    for (std::size_t k = 0; k < wideTargets.size(); ++k) {
+      WideNumber& sum = (*wideTargets[k].to)[At(offsets[1 + numTables + k])];
+      sum = maximize ? std::max(sum, product) : sum + product;
     }
+  } while (Step(shape, &at, &offsets));
+  return true;
+}
+
+// The message along the link; where the one against it is there, all messages that are missing are made in one pass and
+// divided by those against them.
+bool Inference::Impl::WideSend(int c, int k) {
+  const CliqueState& clique = cliques[At(c)];
+  auto variablesOf = [&](const Link& link) { return std::span<const int>(separators[At(link.separator)].variables); };
+  const Link& asked = clique.links[At(k)];
+  if (!wideMessages[At(asked.in)]) {
+    const WideTarget target = {variablesOf(asked), &wideMessages[At(asked.out)]};
+    return WidePass(c, k, std::span<const WideTarget>(&target, 1));
   }
+  Vector<WideTarget> all;
+  Vector<int> sent;
+  for (const Link& link : clique.links) {
+    if (wideMessages[At(link.out)]) continue;
+    all.push_back({variablesOf(link), &wideMessages[At(link.out)]});
+    sent.push_back(link.out);
+  }
+  if (!WidePass(c, -1, all)) {
+    for (int m : sent) wideMessages[At(m)].reset();
+    return false;
+  }
+  for (int m : sent) {
+    const std::size_t size = FreeSize(separators[At(m / 2)].variables);
+    WideNumber* out = wideMessages[At(m)].get();
+    const WideNumber* against = wideMessages[At(m ^ 1)].get();
+    for (std::size_t i = 0; i < size; ++i) out[i] = against[i].mantissa > 0 ? out[i] / against[i] : WideNumber{};
+  }
+  return true;
 }
 
 bool Inference::Impl::WideCollect(int root) {
@@ -129,40 +174,37 @@ bool Inference::Impl::WideCollect(int root) {
     }
     for (std::size_t k = 0; above >= 0 && k < clique.links.size(); ++k)
       if (clique.links[k].neighbour == above) up = static_cast<int>(k);
-    if (up >= 0) {
-      const Link& link = clique.links[At(up)];
-      if (!WidePass(c, up, separators[At(link.separator)].variables, &wideMessages[At(link.out)])) return false;
-    }
+    if (up >= 0 && !WideSend(c, up)) return false;
     path.pop_back();
     cursor.pop_back();
   }
   return true;
 }
 
-// The propagation begun in floats, once more.
+// The propagation begun in doubles, once more.
 Status Inference::Impl::PropagateWide() {
   wide = true;
   Block<WideNumber> sum;
-  if (!WideCollect(pivot) || !WidePass(pivot, -1, {}, &sum)) return Status::NoMemory;
+  const WideTarget target = {{}, &sum};
+  if (!WideCollect(pivot) || !WidePass(pivot, -1, std::span<const WideTarget>(&target, 1))) return Status::NoMemory;
   total = sum[0].mantissa;
+  // Likelihoods count with their whole weight here.
   totalExponent = sum[0].exponent;
+  for (std::size_t i = 0; i < findings.size() && numWeighted > 0; ++i)
+    if (findings[i].weighted) totalExponent -= findings[i].exponent;
   return total > 0 ? Status::Done : Status::Inconsistent;
 }
 
-// As doubles in proportion, largest 1.
+// As doubles in proportion, largest about 1.
 const double* Inference::Impl::WideSumOnto(int c, std::span<const int> nodes) {
   Block<WideNumber> table;
-  if (!WideCollect(c) || !WidePass(c, -1, nodes, &table)) return nullptr;
+  const WideTarget target = {nodes, &table};
+  if (!WideCollect(c) || !WidePass(c, -1, std::span<const WideTarget>(&target, 1))) return nullptr;
   const std::size_t size = FreeSize(nodes);
-  WideNumber largest;
-  for (std::size_t i = 0; i < size; ++i)
-    if (IsLess(largest, table[i])) largest = table[i];
+  const WideNumber largest = *std::max_element(table.get(), table.get() + size);
   if (sums.empty()) sums.resize(1);
   sums[0].assign(size, 0.0);
-  for (std::size_t i = 0; i < size; ++i) {
-    const long long below = largest.exponent - table[i].exponent;
-    if (table[i].mantissa > 0 && below < 1000) sums[0][i] = std::ldexp(table[i].mantissa, -static_cast<int>(below));
-  }
+  for (std::size_t i = 0; i < size; ++i) sums[0][i] = ToDouble(table[i], -largest.exponent);
   return sums[0].data();
 }
 

@@ -37,7 +37,7 @@ bool CheckElimOrder(net_bn net, nodelist_bn order) {
     node->mark = mark;
     if (node->kind != ASSUME_NODE) num++;
   }
-  for (node_bn node : Entries(net->nodes)) {
+  for (node_bn node : PresentNodes(net)) {
     if (node->mark == mark || node->kind == ASSUME_NODE) continue;
     ReportError(-5571,
                 "node list passed has only %d of the nodes of net '%s' (an elimination order needs '%s' as well)", num,

@@ -158,7 +158,7 @@ int SetNodeName(node_bn node, const char* name) {
     ReportError(-3063, "can't change the name of node %s because new name %s", OrEmpty(node->name), reason);
     return -1;
   }
-  if (node->innet && FindNode(node->innet, name)) {
+  if (node->innet && IsNameTaken(node->innet, name)) {
     ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, OrEmpty(node->innet->name));
     return -1;
   }

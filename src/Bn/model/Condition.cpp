@@ -4,6 +4,9 @@
 #include <charconv>
 #include <string_view>
 
+#include "Basic/Format.h"
+#include "Basic/Text.h"
+
 namespace bravic {
 namespace {
 
@@ -79,6 +82,17 @@ const char* ConditionText(const bnode& node, const statetype* parentstates, char
     if (i) line.Add(", ");
     AddState(line, *node.preds.ar[i], node.preds.ar[i]->name, parentstates[i]);
   }
+  return buffer;
+}
+
+const char* RowText(const bnode& node, const statetype* parentstates, const float* probs, char* buffer) {
+  char condition[240];
+  ConditionText(node, parentstates, condition, sizeof condition);
+  double sum = 0;
+  for (const float* prob = probs; prob < probs + node.numstates; ++prob)
+    if (*prob != UNDEF_PROB && *prob != IMPOS_PROB) sum += static_cast<double>(*prob);
+  FormatText(buffer, ROW_TEXT_LEN, "node '%s'%s%s; sum %.7g", OrEmpty(node.name), *condition ? " given " : "",
+             condition, sum);
   return buffer;
 }
 

@@ -14,5 +14,8 @@ const char* StateCondition(const bnode& parent, statetype state, char* buffer, s
 const char* StateCondition(const bnode& parent, const char* name, statetype state, char* buffer, std::size_t size);
 // All parents of a node in order, separated by ", "; empty for a node without parents.
 const char* ConditionText(const bnode& node, const statetype* parentstates, char* buffer, std::size_t size);
+// A row of probabilities as refusals tell it: "node 'dose' given smoke=yes, age=old; sum 0.95".
+inline constexpr std::size_t ROW_TEXT_LEN = 320;
+const char* RowText(const bnode& node, const statetype* parentstates, const float* probs, char* buffer);
 
 }  // namespace bravic

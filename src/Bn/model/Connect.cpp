@@ -74,8 +74,8 @@ Failure CheckConnection(int index, const bnode& child, const bnode& newparent) {
   }
   const double factor = Conversion(newparent.units, old.units);
   if (factor == 0) {
-    return Fail(-3201, "Can't connect, because %s is in %s units, but %s must be in %s (or equivalent) units", node,
-                newparent.units, slot, old.units);
+    return Fail(-3201, "Can't connect, because %s is in %.40s units, but %s must be in %.40s (or equivalent) units",
+                node, newparent.units, slot, old.units);
   }
   for (int i = 0; i < std::min(NumLevels(newparent), NumLevels(old)); ++i) {
     const double level = newparent.levels[i] * factor;

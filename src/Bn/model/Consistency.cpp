@@ -5,7 +5,7 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/Lists.h"
+#include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
 
 namespace bravic {
@@ -175,6 +175,7 @@ Failure CheckNetConsistency(net_bn net) {
   if (!net || TagOf(net) != BNET_TAG) return Fail(-5143, "damaged or freed net_bn passed");
   char reason[NAME_REASON_LEN];
   if (CheckNameText(net->name, reason)) return BadNet(BAD_NAME, *net, "its name is not legal");
+  CloseUp(net);
   if (net->findmpe < 0 || net->findmpe > 1 || net->autoupdate < 0 || net->autoupdate > 1) {
     return BadNet(BAD_ENUMERATION, *net, "a flag is neither 0 nor 1");
   }

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 #include "Basic/Errors.h"
+#include "Basic/Text.h"
 #include "Bn/model/NetCall.h"
 
 namespace bravic {
@@ -22,12 +24,78 @@ int Capacity(const nodelist_rec& list) {
   return static_cast<int>(BlockSize(list.ar) / sizeof(node_bn));
 }
 
+// The record that a list at that offset would be part of; NULL when there is none alive.
+template <class Record>
+Record* RecordAround(nodelist_bn list, std::size_t offset) {
+  static_assert(std::is_standard_layout_v<Record>);
+  auto* record = reinterpret_cast<Record*>(reinterpret_cast<char*>(list) - offset);
+  return IsLiveBlock(record) && BlockSize(record) == sizeof(Record) ? record : nullptr;
+}
+
+// Counts the epochs in which no node went that was in a list known to have passed its checks.
+unsigned long long listEpoch = 1;
+
+void CountEntry(node_bn node, int step) {
+  if (!node) return;
+  if (node->listedEpoch != listEpoch) node->numListed = 0;
+  node->listedEpoch = listEpoch;
+  node->numListed += step;
+}
+
+// Of a list that passed: one entry goes, another comes. What is not known to fit ends the knowledge.
+void NoteChange(HostList& list, node_bn gone, node_bn come) {
+  if (!HasPassed(list)) return;
+  CountEntry(gone, -1);
+  const bool fits = !come || (IsPresentNode(come) && (!list.net || come->innet == list.net));
+  if (come && fits) {
+    list.net = come->innet;
+    CountEntry(come, 1);
+  }
+  if (!fits) list.checkedEpoch = 0;
+}
+
 }  // namespace
 
+bool IsPresentNode(node_bn node) {
+  return IsLiveBlock(node) && (TagOf(node) == BNODE_TAG || TagOf(node) == STUB_TAG) && node->innet;
+}
+
+ListPlace PlaceOf(nodelist_bn list) {
+  if (!list) return {};
+  if (IsLiveBlock(list)) {
+    if (TagOf(list) == NODELIST_TAG && BlockSize(list) == sizeof(HostList)) return {ListPlace::HOST};
+    return {};
+  }
+  for (const std::size_t offset : {offsetof(bnet, nodes), offsetof(bnet, elimorder)}) {
+    bnet* net = RecordAround<bnet>(list, offset);
+    if (net && TagOf(net) == BNET_TAG) return {ListPlace::NET, net};
+  }
+  for (const std::size_t offset : {offsetof(bnode, preds), offsetof(bnode, succs)}) {
+    bnode* node = RecordAround<bnode>(list, offset);
+    if (node && IsPresentNode(node)) return {ListPlace::NODE, nullptr, node};
+  }
+  return {};
+}
+
+bool HasPassed(const HostList& list) {
+  return list.checkedEpoch == listEpoch;
+}
+
+void NotePassed(HostList& list, net_bn net) {
+  if (HasPassed(list)) return;
+  for (node_bn node : list) CountEntry(node, 1);
+  list.checkedEpoch = listEpoch;
+  list.net = net;
+}
+
+void NoteNodeGone(const bnode& node) {
+  if (node.listedEpoch == listEpoch && node.numListed > 0) ++listEpoch;
+}
+
 nodelist_bn NewList(int length) {
-  Owned<nodelist_rec> list(static_cast<nodelist_rec*>(TryAllocate(sizeof(nodelist_rec))));
+  Owned<HostList> list(static_cast<HostList*>(TryAllocate(sizeof(HostList))));
   if (!list) return nullptr;
-  new (list.get()) nodelist_rec;
+  new (list.get()) HostList;
   if (length > 0) {
     list->ar = static_cast<node_bn*>(TryAllocateCleared(static_cast<std::size_t>(length), sizeof(node_bn)));
     if (!list->ar) return nullptr;
@@ -45,6 +113,10 @@ nodelist_bn DupList(const nodelist_rec& source) {
 
 void FreeList(nodelist_bn list) {
   if (!list) return;
+  if (HasPassed(static_cast<HostList&>(*list))) {
+    for (node_bn node : *list) CountEntry(node, -1);
+  }
+  list->tag = NO_TAG;
   Free(list->ar);
   Free(list);
 }
@@ -113,7 +185,11 @@ node_bn TakeFromList(nodelist_rec& list, int index) {
 }
 
 bool CheckFreeable(nodelist_bn list) {
-  if (!IsLiveBlock(list) || TagOf(list) != NODELIST_TAG || (list->ar && !IsLiveBlock(list->ar))) {
+  if (IsLiveBlock(list) ? TagOf(list) != NODELIST_TAG : static_cast<void*>(list) == currentEnviron) {
+    ReportError(-5110, "NULL passed for the nodelist_bn");
+    return false;
+  }
+  if (!IsLiveBlock(list) || (list->ar && !IsLiveBlock(list->ar))) {
     ReportError(-5562, "the passed node list should not be freed (or is already freed)");
     return false;
   }
@@ -121,11 +197,21 @@ bool CheckFreeable(nodelist_bn list) {
     ReportError(-5561, "node list passed has a negative number of nodes (%d)", list->num);
     return false;
   }
-  if (BlockSize(list) != sizeof(nodelist_rec) || BlockSize(list->ar) < NumBytes(list->num)) {
+  if (BlockSize(list) != sizeof(HostList) || BlockSize(list->ar) < NumBytes(list->num)) {
     ReportError(-5216, "the passed node list should not be freed (or is damaged)");
     return false;
   }
   return true;
+}
+
+// Whether the host may change the list, which has passed its checks.
+bool CheckChangeable(nodelist_bn list) {
+  const ListPlace place = PlaceOf(list);
+  if (place.owner == ListPlace::HOST) return true;
+  const bool isNets = place.owner == ListPlace::NET;
+  ReportError(-2410, "the passed node list belongs to %s '%s'; copy it with DupNodeList_bn to change it",
+              isNets ? "net" : "node", isNets ? OrEmpty(place.net->name) : place.node ? OrEmpty(place.node->name) : "");
+  return false;
 }
 
 }  // namespace
@@ -162,7 +248,9 @@ nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
 
 node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index) {
   NetCall call("AddNodeToList_bn");
-  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.Check(nodes, ANY_LIST)) return ErrorCodeAsNode();
+  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.Check(nodes, ANY_LIST) || !CheckChangeable(nodes)) {
+    return ErrorCodeAsNode();
+  }
   if (index == END_OF_LIST) index = nodes->num;
   if (call.Basic() && index < 0) {
     ReportError(-5206, "argument 'index' is less than 0 (it is %d)", index);
@@ -172,12 +260,14 @@ node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index)
     ReportError(-5207, "argument 'index' is more than the number of nodes (it is %d)", index);
     return ErrorCodeAsNode();
   }
-  return InsertInList(*nodes, node, index) ? node : ErrorCodeAsNode();
+  if (!InsertInList(*nodes, node, index)) return ErrorCodeAsNode();
+  NoteChange(static_cast<HostList&>(*nodes), nullptr, node);
+  return node;
 }
 
 node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index) {
   NetCall call("RemoveNthNode_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, ANY_LIST)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.Check(nodes, ANY_LIST) || !CheckChangeable(nodes)) return nullptr;
   if (index == END_OF_LIST && nodes->num > 0) index = nodes->num - 1;
   if (call.Basic() && index < 0) {
     ReportError(-5209, "argument 'index' is less than 0 (it is %d)", index);
@@ -187,6 +277,7 @@ node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index) {
     ReportError(-5210, "argument 'index' is >= the number of nodes (it is %d)", index);
     return nullptr;
   }
+  NoteChange(static_cast<HostList&>(*nodes), nodes->ar[index], nullptr);
   return TakeFromList(*nodes, index);
 }
 
@@ -213,7 +304,7 @@ node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index) {
 
 int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
   NetCall call("SetNthNode_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, ANY_LIST)) return ErrorCode();
+  if (!call.HasReserve(-5135) || !call.Check(nodes, ANY_LIST) || !CheckChangeable(nodes)) return ErrorCode();
   if (call.Basic() && index < 0) {
     ReportError(-5213, "argument 'index' is less than 0 (it is %d)", index);
     return ErrorCode();
@@ -222,6 +313,7 @@ int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
     ReportError(-5214, "argument 'index' is >= the number of nodes (it is %d)", index);
     return ErrorCode();
   }
+  NoteChange(static_cast<HostList&>(*nodes), nodes->ar[index], node);
   nodes->ar[index] = node;
   return index;
 }
@@ -236,6 +328,6 @@ nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes) {
 
 void BRAVIC_CALL FreeNodeList_bn(nodelist_bn nodes) {
   NetCall call("FreeNodeList_bn");
-  if (!nodes || call.IsRefused() || (call.Lists() && !CheckFreeable(nodes))) return;
+  if (!nodes || call.IsRefused() || (call.Basic() && !CheckFreeable(nodes))) return;
   FreeList(nodes);
 }

@@ -7,6 +7,26 @@
 
 namespace bravic {
 
+// A list of a host's own. That its entries passed the checks is remembered while nothing happens to the list, nor to a
+// node in it.
+struct HostList : nodelist_rec {
+  unsigned long long checkedEpoch = 0;  // the epoch in which they passed; 0: they did not, or it is not known
+  net_bn net = nullptr;                 // of the nodes among the entries that passed
+};
+
+// Where a list stands that a host passes. Any pointer may be asked about.
+struct ListPlace {
+  enum { NOWHERE, HOST, NET, NODE } owner = NOWHERE;
+  net_bn net = nullptr;    // NET
+  node_bn node = nullptr;  // NODE
+};
+ListPlace PlaceOf(nodelist_bn list);
+// A node or placeholder of a net. One that was deleted may be kept for undo, but belongs to no net.
+bool IsPresentNode(node_bn node);
+bool HasPassed(const HostList& list);
+void NotePassed(HostList& list, net_bn net);
+void NoteNodeGone(const bnode& node);  // it is about to be freed, or to leave its net
+
 // Host-owned lists (heap records).
 nodelist_bn NewList(int length);                  // every entry NULL; NULL on shortage
 nodelist_bn DupList(const nodelist_rec& source);  // exactly num entries; NULL on shortage

@@ -34,80 +34,15 @@ node_bn NewPrototype() {
   return node;
 }
 
-// Each parent once, placeholders and nodes outside any net left out.
+// Each parent once.
 template <class Visit>
 void VisitParents(node_bn node, Visit visit) {
   const int mark = NewMark();
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) != BNODE_TAG || parent->mark2 == mark) continue;
+    if (parent->mark2 == mark) continue;
     parent->mark2 = mark;
     visit(parent);
   }
-}
-
-void JoinNet(net_bn net, node_bn node) {
-  node->innet = net;
-  if (TagOf(node) != BNODE_TAG) return;
-  EnterNodeName(net, node);
-  if (net->keepsbeliefs && !node->belief) {
-    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
-  }
-  if (node->kind == ASSUME_NODE) net->noassume = false;
-  CountFinding(net, *node, 1);
-}
-
-void LeaveNet(net_bn net, node_bn node) {
-  node->innet = nullptr;
-  node->index = -1;
-  if (TagOf(node) != BNODE_TAG) return;
-  RemoveNodeName(net, node);
-  CountFinding(net, *node, -1);
-}
-
-void TakeFromList(net_bn net, nodelist_rec& list, std::span<Member> members) {
-  if (members.empty()) return;
-  const int mark = NewMark();
-  for (const Member& member : members) member.node->mark = mark;
-  auto member = members.begin();
-  int kept = 0;
-  for (int i = 0; i < list.num; ++i) {
-    node_bn node = list.ar[i];
-    if (node->mark == mark) {
-      *member++ = {node, i};
-    } else {
-      node->index = kept;
-      list.ar[kept++] = node;
-    }
-  }
-  list.num = kept;
-  for (const Member& taken : members) LeaveNet(net, taken.node);
-}
-
-void PutInList(net_bn net, nodelist_rec& list, std::span<const Member> members) {
-  if (members.empty()) return;
-  const Vector<node_bn> present(list.begin(), list.end());
-  for (const Member& member : members) Append(list, member.node);
-  auto next = present.begin();
-  auto member = members.begin();
-  for (int i = 0; i < list.num; ++i) {
-    const bool put = next == present.end() || (member != members.end() && member->position <= i);
-    list.ar[i] = put ? (member++)->node : *next++;
-    list.ar[i]->index = i;
-  }
-  for (const Member& joined : members) JoinNet(net, joined.node);
-}
-
-void AppendMembers(net_bn net, nodelist_rec& list, std::span<const node_bn> nodes, Vector<Member>* members) {
-  for (node_bn node : nodes) {
-    node->index = list.num;
-    if (members) members->push_back({node, list.num});
-    Append(list, node);
-    JoinNet(net, node);
-  }
-}
-
-bool IsMember(const nodelist_rec& list, node_bn node) {
-  return node->index >= 0 && node->index < list.num && list.ar[node->index] == node;
 }
 
 Failure CheckRemoval(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
@@ -119,11 +54,38 @@ Failure CheckRemoval(net_bn net, std::span<const node_bn> nodes, std::span<const
       return Fail(-3204, "node '%s' to be removed has child '%s' which is not being removed", node->name, child->name);
     }
   }
-  if (!std::all_of(nodes.begin(), nodes.end(), [&](node_bn node) { return IsMember(net->nodes, node); })) {
-    return Fail(-3205, "trying to remove nodes that aren't in the net");
+  const auto areIn = [](const nodelist_rec& list, std::span<const node_bn> some) {
+    return std::all_of(some.begin(), some.end(), [&list](node_bn node) { return IsMember(list, node); });
+  };
+  if (!areIn(net->nodes, nodes)) return Fail(-3205, "trying to remove nodes that aren't in the net");
+  if (!areIn(net->stubs, stubs)) return Fail(-3206, "trying to remove stubs that aren't in the net");
+  return nullptr;
+}
+
+// RemoveNodesFromNet, but for closing up the lists of the net.
+Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
+  if (Failure failure = CheckRemoval(net, nodes, stubs)) {
+    const char* reason = failure->mesg;
+    return Rephrase(std::move(failure), "Couldn't remove nodes from net '%s', because %s", net->name, reason);
   }
-  if (!std::all_of(stubs.begin(), stubs.end(), [&](node_bn stub) { return IsMember(net->stubs, stub); })) {
-    return Fail(-3206, "trying to remove stubs that aren't in the net");
+  UndoRecord* undo = NewUndo(UNDO_NODES_REMOVED, net);
+  HoldStructure(undo, net);
+  for (node_bn node : nodes) {
+    VisitParents(node, [&](node_bn parent) { RemoveChild(undo, parent, node); });
+  }
+  Vector<Member> outNodes, outStubs;
+  for (node_bn node : nodes) outNodes.push_back({node, 0});
+  for (node_bn stub : stubs) outStubs.push_back({stub, 0});
+  TakeMembers(net, outNodes, outStubs);
+  if (undo) {
+    undo->nodes = std::move(outNodes);
+    undo->stubs = std::move(outStubs);
+    undo->membersOut = true;
+  }
+  NotifyChange(net, nullptr, ChangeCode::Removed);
+  if (!undo) {
+    for (node_bn node : nodes) FreeNodeRecord(node);
+    for (node_bn stub : stubs) FreeNodeRecord(stub);
   }
   return nullptr;
 }
@@ -150,7 +112,11 @@ void FreeNet(net_bn net) {
     ClearList(*list);
   }
   ClearList(net->elimorder);
-  Free(net->names.slots);
+  for (void* block : {static_cast<void*>(net->names.slots), static_cast<void*>(net->defineNames.slots),
+                      static_cast<void*>(net->freshStems), static_cast<void*>(net->nodeHoles.counts),
+                      static_cast<void*>(net->stubHoles.counts)}) {
+    Free(block);
+  }
   for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,
                      net->filename, net->casefilename}) {
     Free(text);
@@ -186,6 +152,7 @@ node_bn NewNodeRecord(const bnode* source) {
 
 void FreeNodeRecord(node_bn node) {
   if (!node) return;
+  NoteNodeGone(*node);
   FreeTexts(node->states);
   FreeTexts(node->inputs);
   for (char* text : {node->name, node->units, node->title, node->comment, node->author, node->whochanged}) Free(text);
@@ -230,8 +197,8 @@ node_bn NewNode(const char* name, int numstates, net_bn net) {
 void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
   UndoRecord* undo = NewUndo(UNDO_NODES_ADDED, net);
   HoldStructure(undo, net);
-  AppendMembers(net, net->nodes, nodes, undo ? &undo->nodes : nullptr);
-  AppendMembers(net, net->stubs, stubs, undo ? &undo->stubs : nullptr);
+  AppendMembers(net, nodes, undo ? &undo->nodes : nullptr);
+  AppendMembers(net, stubs, undo ? &undo->stubs : nullptr);
   for (node_bn node : nodes) {
     VisitParents(node, [&](node_bn parent) { InsertChild(undo, parent, node); });
   }
@@ -239,40 +206,9 @@ void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const n
 }
 
 Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
-  if (Failure failure = CheckRemoval(net, nodes, stubs)) {
-    const char* reason = failure->mesg;
-    return Rephrase(std::move(failure), "Couldn't remove nodes from net '%s', because %s", net->name, reason);
-  }
-  UndoRecord* undo = NewUndo(UNDO_NODES_REMOVED, net);
-  HoldStructure(undo, net);
-  for (node_bn node : nodes) {
-    VisitParents(node, [&](node_bn parent) { RemoveChild(undo, parent, IndexIn(parent->succs, node)); });
-  }
-  Vector<Member> outNodes, outStubs;
-  for (node_bn node : nodes) outNodes.push_back({node, 0});
-  for (node_bn stub : stubs) outStubs.push_back({stub, 0});
-  TakeMembers(net, outNodes, outStubs);
-  if (undo) {
-    undo->nodes = std::move(outNodes);
-    undo->stubs = std::move(outStubs);
-    undo->membersOut = true;
-  }
-  NotifyChange(net, nullptr, ChangeCode::Removed);
-  if (!undo) {
-    for (node_bn node : nodes) FreeNodeRecord(node);
-    for (node_bn stub : stubs) FreeNodeRecord(stub);
-  }
-  return nullptr;
-}
-
-void PutMembers(net_bn net, std::span<const Member> nodes, std::span<const Member> stubs) {
-  PutInList(net, net->nodes, nodes);
-  PutInList(net, net->stubs, stubs);
-}
-
-void TakeMembers(net_bn net, std::span<Member> nodes, std::span<Member> stubs) {
-  TakeFromList(net, net->nodes, nodes);
-  TakeFromList(net, net->stubs, stubs);
+  Failure failure = TakeOut(net, nodes, stubs);
+  CloseUp(net);
+  return failure;
 }
 
 void DeleteNode(node_bn node) {
@@ -281,10 +217,10 @@ void DeleteNode(node_bn node) {
   DisconnectChildren(node);
   Vector<node_bn> stubs;
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) != STUB_TAG || IsStubUsed(parent, node)) continue;
+    if (TagOf(parent) != STUB_TAG || parent->numUses > 1) continue;
     if (std::find(stubs.begin(), stubs.end(), parent) == stubs.end()) stubs.push_back(parent);
   }
-  if (Failure failure = RemoveNodesFromNet(net, {&node, 1}, stubs)) Post(std::move(failure));
+  if (Failure failure = TakeOut(net, {&node, 1}, stubs)) Post(std::move(failure));
 }
 
 void HoldStructure(UndoRecord* undo, net_bn net) {

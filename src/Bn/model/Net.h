@@ -30,6 +30,7 @@ Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_b
 node_bn FindInTable(const NameTable& table, const char* name);  // NULL when there is none
 void EnterInTable(NameTable& table, node_bn node);              // whose name no node of the table has
 node_bn FindNode(net_bn net, const char* name);                 // NULL when there is none
+bool IsNameTaken(net_bn net, const char* name);                 // by a node or a define-node
 void RenameInTable(node_bn node, char* newname);  // takes the new name, frees nothing; keeps the name table right
 void EnterNodeName(net_bn net, node_bn node);
 void RemoveNodeName(net_bn net, node_bn node);
@@ -37,8 +38,10 @@ void RemoveNodeName(net_bn net, node_bn node);
 void FreshName(const char* stem, net_bn net, int method, char* buffer);
 
 const nodelist_rec& OrderedNodes(net_bn net);  // brings the node order up to date first
-// Takes the present order as it stands when every node comes after its parents; false when one does not.
-bool KeepPresentOrder(net_bn net);
+const nodelist_rec& PresentNodes(net_bn net);  // as they stand
+void CloseUp(net_bn net);                      // closes the holes that deleted nodes have left in its lists
+// Takes the present order as it stands when every node comes after its parents but for those on a cycle with it.
+void KeepPresentOrder(net_bn net);
 int NewMark();  // a fresh visit label
 
 // Tells what depends on a net that it was changed. Graph, Added and Removed do what GraphChanged does, Kind (the kind,

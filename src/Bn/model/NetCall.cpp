@@ -13,11 +13,6 @@ bool Passes(Failure failure) {
   return false;
 }
 
-// A node that was deleted is kept for undo, but belongs to no net.
-bool IsNodeOrStub(node_bn node) {
-  return IsLiveBlock(node) && (TagOf(node) == BNODE_TAG || TagOf(node) == STUB_TAG) && node->innet;
-}
-
 bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull) {
   node_bn node = list.ar[index];
   if (!node) {
@@ -25,7 +20,7 @@ bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull
     ReportError(-5120, "node list passed contains a NULL (entry %d)", index);
     return false;
   }
-  if (!IsNodeOrStub(node)) {
+  if (!IsPresentNode(node)) {
     char ordinal[24];
     ReportError(-5145, "node list passed contains a damaged or freed node (the %s one)", Ordinal(index, ordinal));
     return false;
@@ -35,6 +30,26 @@ bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull
     ReportError(-5121, "node list passed contains nodes from 2 different nets ('%s' and '%s')", (*net)->name,
                 node->innet->name);
     return false;
+  }
+  return true;
+}
+
+bool CheckEntries(const nodelist_rec& list, bool allowNulls, net_bn* net) {
+  for (int i = 0; i < list.num; ++i) {
+    if (!CheckEntry(list, i, net, allowNulls)) return false;
+  }
+  return true;
+}
+
+bool CheckDistinct(const nodelist_rec& list) {
+  const int mark = NewMark();
+  for (node_bn node : list) {
+    if (!node) continue;
+    if (node->mark == mark) {
+      ReportError(-5122, "node list passed contains duplicate '%s'", node->name);
+      return false;
+    }
+    node->mark = mark;
   }
   return true;
 }
@@ -57,15 +72,16 @@ bool Refuse(int number, const StateFault& fault, const char* what) {
 
 bool NetCall::Check(net_bn net) {
   if (IsRefused()) return false;
-  if (!Basic()) return true;
-  if (!net) {
+  if (Basic() && !net) {
     ReportError(-5104, "NULL passed for net_bn");
     return false;
   }
-  if (!IsLiveBlock(net) || TagOf(net) != BNET_TAG) {
+  if (Basic() && (!IsLiveBlock(net) || TagOf(net) != BNET_TAG)) {
     ReportError(-5143, "damaged or freed net_bn passed");
     return false;
   }
+  if (net) CloseUp(net);
+  if (!Basic()) return true;
   return !Deep() || Passes(CheckNetConsistency(net));
 }
 
@@ -76,7 +92,7 @@ bool NetCall::CheckAnyNode(node_bn node) {
     ReportError(-5105, "NULL passed for node_bn");
     return false;
   }
-  if (!IsNodeOrStub(node)) {
+  if (!IsPresentNode(node)) {
     ReportError(-5144, "damaged or freed node_bn passed");
     return false;
   }
@@ -92,7 +108,10 @@ bool NetCall::Check(node_bn node) {
 
 bool NetCall::Check(nodelist_bn list, unsigned allow) {
   if (IsRefused()) return false;
-  if (Basic() && (!list || TagOf(list) != NODELIST_TAG)) {
+  const ListPlace place = PlaceOf(list);
+  if (place.owner == ListPlace::NET) CloseUp(place.net);
+  if (!Basic()) return true;
+  if (place.owner == ListPlace::NOWHERE) {
     ReportError(-5110, "NULL passed for the nodelist_bn");
     return false;
   }
@@ -101,21 +120,14 @@ bool NetCall::Check(nodelist_bn list, unsigned allow) {
     ReportError(-5119, "node list passed has a negative number of nodes (%d)", list->num);
     return false;
   }
-  net_bn net = nullptr;
-  for (int i = 0; i < list->num; ++i) {
-    if (!CheckEntry(*list, i, &net, allow & ALLOW_NULLS)) return false;
+  // What a record holds is right by itself.
+  HostList* hosts = place.owner == ListPlace::HOST ? static_cast<HostList*>(list) : nullptr;
+  if (!(allow & ALLOW_NULLS) || (hosts && !HasPassed(*hosts))) {
+    net_bn net = nullptr;
+    if (!CheckEntries(*list, allow & ALLOW_NULLS, &net)) return false;
+    if (hosts) NotePassed(*hosts, net);
   }
-  if (!(allow & ALLOW_DUPLICATES)) {
-    const int mark = NewMark();
-    for (node_bn node : *list) {
-      if (!node) continue;
-      if (node->mark == mark) {
-        ReportError(-5122, "node list passed contains duplicate '%s'", node->name);
-        return false;
-      }
-      node->mark = mark;
-    }
-  }
+  if (!(allow & ALLOW_DUPLICATES) && !CheckDistinct(*list)) return false;
   if (!Deep()) return true;
   for (node_bn node : *list) {
     if (node && !Passes(CheckNodeConsistency(node))) return false;
@@ -125,8 +137,7 @@ bool NetCall::Check(nodelist_bn list, unsigned allow) {
 
 bool NetCall::CheckNameUnused(const char* name, net_bn net, node_bn except) {
   if (!Lists()) return true;
-  node_bn user = FindNode(net, name);
-  if (!user || user == except) return true;
+  if (!IsNameTaken(net, name) || (except && FindNode(net, name) == except)) return true;
   ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, net->name);
   return false;
 }

@@ -1,4 +1,5 @@
 // Nodes by name within their net, and names that no node of it has yet.
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -14,9 +15,9 @@ constexpr char EXCLUDED_LETTERS[] = "IOP";
 long nameCounter = 0;  // for names outside any net
 
 // FNV-1a, and its upper half folded into the lower, which picks the slot.
-unsigned HashOf(const char* name) {
+unsigned HashOf(std::string_view name) {
   std::uint32_t hash = 2166136261u;
-  for (; *name; ++name) hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619u;
+  for (char c : name) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
   return hash ^ (hash >> 15);
 }
 
@@ -41,7 +42,7 @@ void Grow(NameTable& table) {
 }
 
 bool IsFree(net_bn net, const char* name) {
-  return !FindNode(net, name);
+  return !IsNameTaken(net, name);
 }
 
 // The next letter of the same case that no node uses; 0 when the walk comes round to where it began.
@@ -73,28 +74,36 @@ int* DefaultCounter(net_bn net, std::string_view stem) {
   return nullptr;
 }
 
-// Where counting may begin: every number below it was in use when the stem was last asked for, and no name has been
-// given up since.
-long& Floor(net_bn net, std::string_view stem) {
-  if (std::string_view(net->freshStem) != stem) {
-    net->freshFloor = 1;
-    const std::size_t length = stem.copy(net->freshStem, sizeof net->freshStem - 1);
-    net->freshStem[length] = 0;
+// What is known of the stem; NULL for one too long to be noted.
+FreshStem* NotedStem(net_bn net, std::string_view stem) {
+  if (stem.size() >= sizeof FreshStem::stem) return nullptr;
+  if (!net->freshStems) {
+    net->freshStems = static_cast<FreshStem*>(AllocateCleared(NUM_FRESH_STEMS, sizeof(FreshStem)));
   }
-  return net->freshFloor;
+  FreshStem& noted = net->freshStems[HashOf(stem) % NUM_FRESH_STEMS];
+  if (stem != noted.stem || noted.numNamesGone != net->numNamesGone) {
+    noted = {{}, net->numNamesGone, 0, 0};
+    stem.copy(noted.stem, sizeof noted.stem - 1);
+  }
+  return &noted;
 }
 
+// The first number from there on that makes a name nobody has.
 void CountUp(net_bn net, std::string_view stem, long number, char* buffer) {
   int* counter = number < 2 ? DefaultCounter(net, stem) : nullptr;
-  long* floor = number < 2 && !counter && stem.size() < sizeof net->freshStem ? &Floor(net, stem) : nullptr;
+  FreshStem* noted = counter ? nullptr : NotedStem(net, stem);
   if (counter) number = *counter;
-  if (floor) number = *floor;
+  const long first = number;
   for (;; ++number) {
+    if (noted && noted->from <= number && number < noted->floor) number = noted->floor;
     Compose(stem.data(), stem.size(), number, buffer);
     if (IsFree(net, buffer)) break;
   }
   if (counter) *counter = static_cast<int>(number);
-  if (floor) *floor = number;
+  if (!noted) return;
+  const bool joined = first <= noted->floor && number >= noted->floor;
+  noted->from = joined ? std::min(first, noted->from) : first;
+  noted->floor = number;
 }
 
 }  // namespace
@@ -116,6 +125,10 @@ node_bn FindNode(net_bn net, const char* name) {
   return FindInTable(net->names, name);
 }
 
+bool IsNameTaken(net_bn net, const char* name) {
+  return FindNode(net, name) || FindInTable(net->defineNames, name);
+}
+
 void EnterNodeName(net_bn net, node_bn node) {
   EnterInTable(net->names, node);
 }
@@ -133,7 +146,7 @@ void RemoveNodeName(net_bn net, node_bn node) {
   }
   table.slots[hole].node = nullptr;
   --table.num;
-  net->freshFloor = 1;
+  ++net->numNamesGone;
 }
 
 void RenameInTable(node_bn node, char* newname) {

@@ -85,7 +85,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
 void SortNodes(net_bn net) {
   Vector<node_bn> reached;
   Vector<Subnet> subnets;
-  reached.reserve(static_cast<std::size_t>(net->nodes.num));
+  reached.reserve(static_cast<std::size_t>(PresentNodes(net).num));
   const int mark = NewMark();
   for (node_bn node : net->nodes) {
     if (node->mark == mark) continue;
@@ -101,6 +101,38 @@ void SortNodes(net_bn net) {
   SetSubnets(net, subnets);
   Renumber(net->nodes);
   net->orderstate = net->numcycles ? ORDER_CYCLIC : ORDER_ACYCLIC;
+}
+
+// Whether a parent that matters to the node comes after it.
+template <class Matters>
+bool HasLateParent(net_bn net, Matters matters) {
+  for (node_bn node : net->nodes) {
+    for (node_bn parent : Entries(node->preds)) {
+      if (IsReal(*parent) && parent->index >= node->index && matters(*node, *parent)) return true;
+    }
+  }
+  return false;
+}
+
+// Nodes on common cycles get the same label in their scratch field, others one of their own: strongly connected
+// components by a second search, from the last of the sorted nodes on, against the direction of the first (Kosaraju).
+void LabelCycles(net_bn net) {
+  const int labelled = NewMark();
+  Vector<node_bn> stack;
+  for (int i = net->nodes.num; i-- > 0;) {
+    const auto label = [&](node_bn node) {
+      if (node->mark == labelled) return;
+      node->mark = labelled;
+      node->scratch = i;
+      stack.push_back(node);
+    };
+    label(net->nodes.ar[i]);
+    while (!stack.empty()) {
+      node_bn node = stack.back();
+      stack.pop_back();
+      for (node_bn child : Entries(node->succs)) label(child);
+    }
+  }
 }
 
 }  // namespace
@@ -119,18 +151,25 @@ const nodelist_rec& OrderedNodes(net_bn net) {
   return net->nodes;
 }
 
-// There are no slices then: components may lie in one another.
-bool KeepPresentOrder(net_bn net) {
+// There are no slices where the present order is kept: components may lie in one another.
+void KeepPresentOrder(net_bn net) {
+  CloseUp(net);
   Renumber(net->nodes);
-  for (node_bn node : net->nodes) {
-    for (node_bn parent : Entries(node->preds)) {
-      if (IsReal(*parent) && parent->index >= node->index) return false;
-    }
-  }
-  SetSubnets(net, {});
   net->numcycles = 0;
   net->orderstate = ORDER_ACYCLIC;
-  return true;
+  if (!HasLateParent(net, [](const bnode&, const bnode&) { return true; })) return SetSubnets(net, {});
+  const Vector<node_bn> present(net->nodes.begin(), net->nodes.end());
+  SortNodes(net);
+  if (net->numcycles == 0) return;
+  LabelCycles(net);
+  const Vector<node_bn> sorted(net->nodes.begin(), net->nodes.end());
+  std::copy(present.begin(), present.end(), net->nodes.ar);
+  Renumber(net->nodes);
+  if (!HasLateParent(net, [](const bnode& node, const bnode& parent) { return node.scratch != parent.scratch; })) {
+    return SetSubnets(net, {});
+  }
+  std::copy(sorted.begin(), sorted.end(), net->nodes.ar);
+  Renumber(net->nodes);
 }
 
 HeldOrder KeepOrder(net_bn net) {

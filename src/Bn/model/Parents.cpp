@@ -106,46 +106,51 @@ void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> old
   for (node_bn parent : newparents) parent->mark2 = stays;
   const int gone = NewMark();
   for (node_bn parent : oldparents) {
-    if (!IsReal(*parent) || parent->mark2 == stays || parent->mark2 == gone) continue;
+    if (parent->mark2 == stays || parent->mark2 == gone) continue;
     parent->mark2 = gone;
-    RemoveChild(undo, parent, IndexIn(parent->succs, node));
+    RemoveChild(undo, parent, node);
   }
   const int linked = NewMark();
   for (node_bn parent : oldparents) parent->mark2 = linked;
   for (node_bn parent : newparents) {
-    if (!IsReal(*parent) || parent->mark2 == linked) continue;
+    if (parent->mark2 == linked) continue;
     parent->mark2 = linked;
     InsertChild(undo, parent, node);
   }
 }
 
-// Kept parents keep their link names, added ones get the default.
+// Kept parents keep their link names, added ones get the default unless a link has that name already.
 void UpdateLinkNames(UndoRecord* undo, node_bn node, std::span<const node_bn> newparents,
                      std::span<const int> inverse) {
   if (!node->inputs) return;
   auto** names = static_cast<char**>(AllocateCleared(newparents.size(), sizeof(char*)));
-  bool any = false;
+  const std::span<char*> all(names, newparents.size());
   char buffer[LINK_NAME_LEN];
-  for (std::size_t k = 0; k < newparents.size(); ++k) {
-    names[k] = inverse[k] >= 0 ? DupText(node->inputs[inverse[k]])
-                               : DupText(DefaultLinkName(*newparents[k], static_cast<int>(k), buffer));
-    any = any || *OrEmpty(names[k]);
+  for (std::size_t k = 0; k < all.size(); ++k) {
+    if (inverse[k] >= 0) names[k] = DupText(node->inputs[inverse[k]]);
   }
-  if (!any) {
+  for (std::size_t k = 0; k < all.size(); ++k) {
+    if (inverse[k] >= 0) continue;
+    const char* name = DefaultLinkName(*newparents[k], static_cast<int>(k), buffer);
+    if (std::none_of(all.begin(), all.end(), [&](const char* other) { return EqualText(other, name); })) {
+      names[k] = DupText(name);
+    }
+  }
+  if (std::none_of(all.begin(), all.end(), [](const char* name) { return *OrEmpty(name) != 0; })) {
     FreeTexts(names);
     names = nullptr;
   }
   ReplaceTexts(undo, node->inputs, names);
 }
 
-// Placeholders that were parents of the node and of no other leave the net with this record.
+// Placeholders that were parents of the node and are nobody's now leave the net with this record.
 void DropStubs(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparents) {
   Vector<Member> stubs;
   for (node_bn parent : oldparents) {
     const bool listed =
         std::any_of(stubs.begin(), stubs.end(), [&](const Member& member) { return member.node == parent; });
     if (IsReal(*parent) || !parent->innet || listed) continue;
-    if (IndexIn(node->preds, parent) < 0 && !IsStubUsed(parent, node)) stubs.push_back({parent, 0});
+    if (parent->numUses == 0) stubs.push_back({parent, 0});
   }
   if (stubs.empty()) return;
   TakeMembers(node->innet, {}, stubs);
@@ -264,7 +269,8 @@ void DisconnectChildren(node_bn node) {
   UndoGroup group(UNDO_DISCONNECT, node->innet);
   node_bn stub = NewPlaceholder(*node);
   AddNodesToNet(node->innet, {}, {&stub, 1});
-  for (node_bn child : children) ReplaceParent(child, node, stub);
+  // From the last, whose place among the children is found and left in no time.
+  for (std::size_t i = children.size(); i-- > 0;) ReplaceParent(children[i], node, stub);
 }
 
 void DisconnectParents(node_bn node) {
@@ -315,11 +321,6 @@ node_bn NewPlaceholder(const bnode& original) {
   stub->states = DupTexts(original.states, original.numstates);
   CopyAttributes(original, stub);
   return stub;
-}
-
-bool IsStubUsed(node_bn stub, node_bn except) {
-  return std::any_of(stub->innet->nodes.begin(), stub->innet->nodes.end(),
-                     [&](node_bn node) { return node != except && IndexIn(node->preds, stub) >= 0; });
 }
 
 const char* DefaultLinkName(const bnode& parent, int index, char* buffer) {

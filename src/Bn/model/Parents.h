@@ -22,7 +22,6 @@ void DisconnectChildren(node_bn node);
 void DisconnectParents(node_bn node);
 // A placeholder, in no net yet, that keeps all of the node but its parents, tables, findings and user data.
 node_bn NewPlaceholder(const bnode& original);
-bool IsStubUsed(node_bn stub, node_bn except);  // among the parents of another node of the net
 
 const char* LinkName(const bnode& node, int index, char* buffer);  // stored, else the default; buffer of 40
 const char* DefaultLinkName(const bnode& parent, int index, char* buffer);

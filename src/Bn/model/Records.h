@@ -120,6 +120,14 @@ struct NameSlot {
   unsigned hash;
   node_bn node;  // NULL in an empty slot
 };
+// A stem that fresh names were made from: all its numbers from `from` up to `floor` are in use, as long as the net's
+// numNamesGone is the one noted here.
+inline constexpr unsigned NUM_FRESH_STEMS = 64;
+struct FreshStem {
+  char stem[32];
+  unsigned numNamesGone;
+  long from, floor;
+};
 struct NameTable {
   NameSlot* slots = nullptr;  // [size] owned
   unsigned size = 0;          // 0 or a power of 2
@@ -128,6 +136,12 @@ struct NameTable {
 
 struct Subnet {
   int first, count;  // slice of the net's nodes
+};
+
+// The NULL entries of a list whose members were taken out one by one (Members.cpp).
+struct Holes {
+  int* counts = nullptr;  // [size + 1] owned: Fenwick tree of the NULL entries; or NULL
+  int size = 0, num = 0;
 };
 
 }  // namespace bravic
@@ -169,6 +183,9 @@ struct bnode {
   float* belief = nullptr;             // [numstates] owned
   unsigned long long beliefStamp = 0;  // the engine state that belief was computed for; 0 = stale
   int scratch = -1;                    // index while two node lists are matched
+  int numUses = 0;                     // of a placeholder: nodes that have it among their parents
+  int numListed = 0;                   // places in checked lists of hosts, if listedEpoch is the present one (Lists.cpp)
+  unsigned long long listedEpoch = 0;
   statetype state39 = 0;               // slice kept when this node stops being a parent; most probable state
   int elim = -1;                       // position in the elimination order, then the search number
   int homecliq = -1;                   // index of the home clique, -1 while there is no junction tree
@@ -186,8 +203,8 @@ struct bnode {
 struct bnet {
   bravic::TagWord tag = bravic::BNET_TAG;
   char* name = nullptr;  // owned
-  nodelist_rec nodes;    // in node order when orderstate says so
-  nodelist_rec stubs;    // placeholders
+  nodelist_rec nodes;    // in node order when orderstate says so; may have holes otherwise, read through PresentNodes
+  nodelist_rec stubs;    // placeholders; may have holes
   nodelist_rec defines;  // define-nodes, owned; not part of nodes
   bool noassume = true;
   int autoupdate = 0;
@@ -207,11 +224,13 @@ struct bnet {
   int numcycles = 0;
   int orderstate = bravic::ORDER_UNKNOWN;
   bool keepsbeliefs = false;                    // every node has a belief vector
+  bravic::Holes nodeHoles, stubHoles;
   bravic::NameTable names;                      // placeholders are never found by name
+  bravic::NameTable defineNames;                // of define-nodes: taken, but not to be found
   nodelist_rec elimorder;                       // num -1: none set
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
-  char freshStem[32] = {};                      // the stem last counted up, and where its count may begin
-  long freshFloor = 1;
+  bravic::FreshStem* freshStems = nullptr;      // [NUM_FRESH_STEMS] owned: stems counted up, by their hash; or NULL
+  unsigned numNamesGone = 0;
   // Compilation and inference.
   bravic::CompiledNet* compiled = nullptr;  // owned; NULL while there is no junction tree
   bool potentialsMade = false;              // the compiled flag: potentials are present and valid

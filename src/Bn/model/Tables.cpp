@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "Basic/Text.h"
+#include "Bn/model/Condition.h"
 #include "Bn/model/NetCall.h"
 #include "Bn/model/UndoRecord.h"
 
@@ -63,13 +64,13 @@ struct Difference {
   bool Any() const { return probs || experience || state || value; }
 };
 
-bool RefuseVector(const bnode& node, const float* probs, bool normalized) {
+bool RefuseVector(const bnode& node, const statetype* parentstates, const float* probs, bool normalized) {
   unsigned flags = ValidateVector({probs, Size(node.numstates)});
   if (!normalized) flags &= COUNT_FAULTS;
   if (!(flags & VECTOR_FAULTS)) return false;
-  char text[320];
-  ReportError(-3072, "can't change the probabilities of node '%s', because new vector %s", OrEmpty(node.name),
-              VectorFaultText(flags, false, text));
+  char text[320], row[ROW_TEXT_LEN];
+  ReportError(-3072, "can't change the probabilities of node '%s', because new vector %s (%s)", OrEmpty(node.name),
+              VectorFaultText(flags, false, text), RowText(node, parentstates, probs, row));
   return true;
 }
 
@@ -80,7 +81,7 @@ bool JudgeProbs(node_bn node, const statetype* parentstates, const RowChange& ch
     return false;
   }
   const bool sameForm = (node->normalized != 0) == change.normalized;
-  if (!sameForm && RefuseVector(*node, change.probs, change.normalized)) return false;
+  if (!sameForm && RefuseVector(*node, parentstates, change.probs, change.normalized)) return false;
   Failure failure = change.normalized ? NormalizeTable(node) : UnnormalizeTable(node, 1.0);
   if (failure) {
     Post(std::move(failure));
@@ -90,7 +91,7 @@ bool JudgeProbs(node_bn node, const statetype* parentstates, const RowChange& ch
   *differs = !ForEachRow(*node, parentstates, [&](long long row) {
     return std::memcmp(node->probs + row * node->numstates, change.probs, nbytes) == 0;
   });
-  return !*differs || !sameForm || !RefuseVector(*node, change.probs, change.normalized);
+  return !*differs || !sameForm || !RefuseVector(*node, parentstates, change.probs, change.normalized);
 }
 
 bool JudgeExperience(node_bn node, const statetype* parentstates, double experience, bool* differs) {
@@ -215,7 +216,7 @@ void FreeShared(SharedVector*& newest) {
   while (newest) Free(std::exchange(newest, newest->older));
 }
 
-bool CheckVector(node_bn node, const float* probs) {
+bool CheckVector(node_bn node, const statetype* parentstates, const float* probs) {
   if (ApiCall::Basic() && !probs) {
     ReportError(-5113, "NULL passed for probability vector");
     return false;
@@ -223,8 +224,9 @@ bool CheckVector(node_bn node, const float* probs) {
   if (!ApiCall::Lists()) return true;
   const unsigned flags = ValidateVector({probs, Size(node->numstates)});
   if (!(flags & VECTOR_FAULTS)) return true;
-  char text[320];
-  ReportError(-5133, "passed probability vector %s", VectorFaultText(flags, false, text));
+  char text[320], row[ROW_TEXT_LEN];
+  ReportError(-5133, "passed probability vector %s (%s)", VectorFaultText(flags, false, text),
+              RowText(*node, parentstates, probs, row));
   return false;
 }
 
@@ -351,7 +353,7 @@ int SetRow(node_bn node, const statetype* parentstates, const RowChange& change)
 
 int SetProbsRow(node_bn node, const statetype* parentstates, const float* probs) {
   if (!node->probs && !node->determin && !node->determinv) {
-    if (RefuseVector(*node, probs, true)) return -1;
+    if (RefuseVector(*node, parentstates, probs, true)) return -1;
     Block<float> table = FreshRows(*node, parentstates, node->numstates, UNDEF_PROB, probs);
     if (!table) return -1;
     InstallRelation(node, {table.release(), node->numcases, nullptr, nullptr, 1});
@@ -445,7 +447,8 @@ void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype* parentstates, co
                 OrEmpty(node->name));
     return;
   }
-  if (!call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS) || !CheckVector(node, probs)) return;
+  if (!call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS) || !CheckVector(node, parentstates, probs))
+    return;
   SetProbsRow(node, parentstates, probs);
 }
 

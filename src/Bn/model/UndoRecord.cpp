@@ -127,16 +127,43 @@ void FreeValue(HeldValue& value) {
   }
 }
 
+bool CountsChildren(const bnode& node) {
+  return TagOf(&node) == STUB_TAG;
+}
+
+void PutChild(node_bn parent, node_bn child, int position) {
+  nodelist_rec& succs = parent->succs;
+  if (CountsChildren(*parent)) {
+    ++parent->numUses;
+  } else {
+    Append(succs, child);
+    std::rotate(succs.ar + position, succs.ar + succs.num - 1, succs.ar + succs.num);
+  }
+}
+
+void TakeChild(node_bn parent, int position) {
+  if (CountsChildren(*parent)) {
+    --parent->numUses;
+  } else {
+    RemoveAt(parent->succs, position);
+  }
+}
+
+// From both ends, where those are that go one after the other.
+int FindChild(const nodelist_rec& children, node_bn child) {
+  int low = 0, high = children.num - 1;
+  while (children.ar[low] != child && children.ar[high] != child) ++low, --high;
+  return children.ar[low] == child ? low : high;
+}
+
 // Takes every edit back, last first, and turns the record round.
 void SwapEdits(UndoRecord* undo) {
   std::reverse(undo->edits.begin(), undo->edits.end());
   for (ChildEdit& edit : undo->edits) {
-    nodelist_rec& succs = edit.parent->succs;
     if (edit.inserted) {
-      RemoveAt(succs, edit.position);
+      TakeChild(edit.parent, edit.position);
     } else {
-      Append(succs, edit.child);
-      std::rotate(succs.ar + edit.position, succs.ar + succs.num - 1, succs.ar + succs.num);
+      PutChild(edit.parent, edit.child, edit.position);
     }
     edit.inserted = !edit.inserted;
   }
@@ -189,6 +216,7 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
     } else {
       SwapEdits(undo);
       TakeMembers(net, undo->nodes, undo->stubs);
+      CloseUp(net);
     }
     undo->membersOut = !undo->membersOut;
   } else {
@@ -364,13 +392,15 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double numb
 }
 
 void InsertChild(UndoRecord* undo, node_bn parent, node_bn child) {
-  if (undo) undo->edits.push_back({parent, child, parent->succs.num, true});
-  Append(parent->succs, child);
+  const int position = parent->succs.num;
+  if (undo) undo->edits.push_back({parent, child, position, true});
+  PutChild(parent, child, position);
 }
 
-void RemoveChild(UndoRecord* undo, node_bn parent, int position) {
-  if (undo) undo->edits.push_back({parent, parent->succs.ar[position], position, false});
-  RemoveAt(parent->succs, position);
+void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child) {
+  const int position = CountsChildren(*parent) ? 0 : FindChild(parent->succs, child);
+  if (undo) undo->edits.push_back({parent, child, position, false});
+  TakeChild(parent, position);
 }
 
 void CountFinding(net_bn net, const bnode& node, int step) {

@@ -129,12 +129,16 @@ void FreeTexts(char** texts);  // an array of texts and its texts; NULL is accep
 
 // Beneath the operations on structure (Net.cpp, Parents.cpp).
 void HoldStructure(UndoRecord* undo, net_bn net);  // node order and elimination order (which is none afterwards)
+// Among the children of a parent; a placeholder, which has none, counts them.
 void InsertChild(UndoRecord* undo, node_bn parent, node_bn child);  // at the end
-void RemoveChild(UndoRecord* undo, node_bn parent, int position);
+void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child);
 void CountFinding(net_bn net, const bnode& node, int step);  // adds step to the counts its finding belongs to
 HeldOrder KeepOrder(net_bn net);
 void SetOrder(net_bn net, const HeldOrder& order);  // of the same nodes
-// Into the net's lists and name table at the positions, and out of them (which notes the positions).
+bool IsMember(const nodelist_rec& list, node_bn node);  // of a net
+// Into the net's lists and name table, and out of them, leaving holes. The positions are those in the closed lists; what
+// is put has them, else they are noted, by rising position.
+void AppendMembers(net_bn net, std::span<const node_bn> nodes, Vector<Member>* members);
 void PutMembers(net_bn net, std::span<const Member> nodes, std::span<const Member> stubs);
 void TakeMembers(net_bn net, std::span<Member> nodes, std::span<Member> stubs);
 

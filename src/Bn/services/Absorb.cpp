@@ -11,6 +11,7 @@
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Bn/services/Findings.h"
+#include "Bn/services/Likelihood.h"
 #include "Bn/services/Reverse.h"
 
 namespace bravic {
@@ -193,14 +194,14 @@ Failure AbsorbLikelihood(node_bn node, LongWork& work) {
   Relation relation;
   Block<float> row = TryMakeBlock<float>(static_cast<std::size_t>(node->numstates));
   if (!row) return FailMemory(-2183, 0, "to absorb a likelihood finding");
-  double sum = 0;
-  for (int k = 0; k < node->numstates; ++k)
-    if (node->probs[k] > 0) sum += static_cast<double>(node->probs[k]) * static_cast<double>(node->likelihood[k]);
-  for (int k = 0; k < node->numstates; ++k) {
-    double weight =
-        node->probs[k] > 0 ? static_cast<double>(node->probs[k]) * static_cast<double>(node->likelihood[k]) : 0;
-    row[static_cast<std::size_t>(k)] = sum > 0 ? static_cast<float>(weight / sum) : IMPOS_PROB;
+  Vector<engine::WideNumber> weights = LikelihoodWeights(*node);
+  engine::WideNumber sum;
+  for (std::size_t k = 0; k < weights.size(); ++k) {
+    weights[k] = weights[k] * engine::ToWide(static_cast<double>(node->probs[k]));
+    sum = sum + weights[k];
   }
+  for (std::size_t k = 0; k < weights.size(); ++k)
+    row[k] = sum.mantissa > 0 ? static_cast<float>(engine::ToDouble(weights[k] / sum, 0)) : IMPOS_PROB;
   relation.probs = row.release();
   InstallRelation(node, relation);
   RetractFinding(node);

@@ -46,7 +46,7 @@ statetype LargestState(const float* belief, int numstates, int* ties) {
 static double ConfigurationProbability(net_bn net) {
   double product = 1;
   Vector<statetype> states;
-  for (node_bn node : net->nodes) {
+  for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE || !node->probs) continue;
     states.clear();
     for (node_bn parent : Entries(node->preds)) states.push_back(parent->state39);
@@ -59,7 +59,7 @@ static double ConfigurationProbability(net_bn net) {
 
 static void PrintMostProbable(net_bn net) {
   int allTies = 0;
-  for (node_bn node : net->nodes) {
+  for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE) continue;
     const float* belief = CurrentBelief(node);
     if (!belief || node->numstates == 0) return;
@@ -139,7 +139,8 @@ static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) 
 static void TakeProbability(net_bn net) {
   CompiledNet& compiled = *net->compiled;
   compiled.logProbability = compiled.inference->LogProbability();
-  net->caseprob = compiled.inference->Probability();
+  // 0 is kept for a contradiction.
+  net->caseprob = std::max(compiled.inference->Probability(), std::numeric_limits<double>::min());
   compiled.probabilityKnown = true;
 }
 
@@ -246,13 +247,26 @@ const float* CurrentBelief(node_bn node) {
   return node->belief;
 }
 
-double CaseProbability(net_bn net) {
+// Makes caseprob and its logarithm those of all findings.
+static int UpdateProbability(net_bn net) {
   int result = UpdateBeliefs(net, false);
   if (result == BELIEFS_UPDATED && !net->compiled->probabilityKnown) {
     result = FinishUpdate(net, Propagate(*net->compiled, Showing::Never));
     if (result == BELIEFS_UPDATED) TakeProbability(net);
   }
+  return result;
+}
+
+double CaseProbability(net_bn net) {
+  int result = UpdateProbability(net);
   return result == BELIEFS_UPDATED ? net->caseprob : result == BELIEFS_CONTRADICTED ? 0.0 : -1.0;
+}
+
+double CaseLogProbability(net_bn net) {
+  int result = UpdateProbability(net);
+  return result == BELIEFS_UPDATED        ? net->compiled->logProbability
+         : result == BELIEFS_CONTRADICTED ? -INF_DBL
+                                          : UNDEF_DBL;
 }
 
 }  // namespace bravic
@@ -276,6 +290,12 @@ double BRAVIC_CALL CaseProbability_bn(net_bn net) {
   NetCall call("CaseProbability_bn");
   if (!call.HasReserve(-5134) || !call.Check(net)) return -1.0;
   return CaseProbability(net);
+}
+
+double BRAVIC_CALL CaseLogProbability_bn(net_bn net) {
+  NetCall call("CaseLogProbability_bn");
+  if (!call.HasReserve(-5134) || !call.Check(net)) return UNDEF_DBL;
+  return CaseLogProbability(net);
 }
 
 statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {

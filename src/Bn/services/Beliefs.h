@@ -18,6 +18,9 @@ const float* CurrentBelief(node_bn node);
 // The node's own vector, [numstates], made if it does not have one; its contents may be stale.
 float* BeliefVector(node_bn node);
 void SetUnitBelief(node_bn node, statetype state);
+// The natural logarithm of the probability of all findings, minus infinity for a contradiction; UNDEF_DBL with an error
+// posted.
+double CaseLogProbability(net_bn net);
 // The state of largest belief, the first of equals; ties: how many others equal it.
 statetype LargestState(const float* belief, int numstates, int* ties);
 

@@ -10,17 +10,19 @@
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
 #include "Bn/services/NetFormat.h"
-#include "Win_Face/Platform.h"
 
 namespace bravic {
 
 namespace {
 
-inline constexpr std::size_t BUFFER_SIZE = 256 * 1024, BUFFER_SLACK = 8;
-inline constexpr std::size_t MAX_LINE = std::size_t{1} << 30;
 inline constexpr std::size_t PLACE_LEN = 300;
 inline constexpr int MAX_UNFIT = 100;  // entries reported one by one
 inline constexpr double LEVEL_TOLERANCE = 1e-5;
+
+// Of a text quoted in a message.
+int Shown(std::size_t length) {
+  return static_cast<int>(std::min<std::size_t>(length, 40));
+}
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
@@ -62,56 +64,6 @@ void StateNames::Fill(const bnode& node) {
   }
 }
 
-void CaseReader::Close() {
-  if (file_) std::fclose(file_);
-  file_ = nullptr;
-}
-
-bool CaseReader::Refill() {
-  if (atEnd_ || !file_) return false;
-  const std::size_t kept = static_cast<std::size_t>(end_ - at_);
-  bufferStart_ += static_cast<long>(at_ - buffer_.get());
-  if (kept * 2 > capacity_) {  // a line longer than the buffer
-    Block<char> larger;
-    if (capacity_ < MAX_LINE) larger = TryMakeBlock<char>(capacity_ * 2 + BUFFER_SLACK);
-    if (!larger) {
-      trouble_ = FailMemory(-2116, 2 * static_cast<double>(capacity_), "to read a line of a case file");
-      atEnd_ = true;
-      bufferStart_ -= static_cast<long>(at_ - buffer_.get());
-      return false;
-    }
-    std::memcpy(larger.get(), at_, kept);
-    buffer_ = std::move(larger);
-    capacity_ *= 2;
-  } else if (kept > 0) {
-    std::memmove(buffer_.get(), at_, kept);
-  }
-  const std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
-  at_ = buffer_.get();
-  end_ = at_ + kept + got;
-  std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
-  if (got > 0) return true;
-  atEnd_ = true;
-  if (std::ferror(file_)) trouble_ = Fail(-2121, "the file couldn't be read at position %ld", Position());
-  return false;
-}
-
-bool CaseReader::NeedLine() {
-  std::size_t seen = 0;
-  for (;;) {
-    const char* from = at_ + seen;
-    const void* feed = std::memchr(from, lineBreak_, static_cast<std::size_t>(end_ - from));
-    if (feed) {
-      lineEnd_ = static_cast<const char*>(feed);
-      return true;
-    }
-    seen = static_cast<std::size_t>(end_ - at_);
-    if (Refill()) continue;
-    lineEnd_ = end_;
-    return at_ < end_;
-  }
-}
-
 Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
   auto* fail = failure->danger < ERROR_ERR ? FailWarning : Fail;
@@ -119,51 +71,32 @@ Failure CaseReader::Prefixed(Failure failure) const {
 }
 
 Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {
-  Close();
   filename_ = filename;
-  file_ = std::fopen(filename_, "rb");
-  if (!file_) {
-    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%s' for reading", ShownPath(filename_).text)
-                                 : Fail(-2115, "file '%s' does not exist", ShownPath(filename_).text);
-  }
-  Failure failure = OpenAndPlan(net, wanted);
-  return Prefixed(trouble_ ? std::move(trouble_) : std::move(failure));
+  if (Failure failure = lines_.Open(filename_)) return failure;
+  Failure failure = ReadIndicator();
+  if (!failure) failure = ReadColumnLine(net, wanted);
+  return Prefixed(lines_.HasTrouble() ? lines_.TakeTrouble() : std::move(failure));
 }
 
-Failure CaseReader::OpenAndPlan(net_bn net, std::span<const node_bn> wanted) {
-  if (std::fseek(file_, 0, SEEK_END) == 0) fileSize_ = std::ftell(file_);
-  if (fileSize_ > 0 && std::fseek(file_, -1, SEEK_END) == 0) {
-    const int last = std::fgetc(file_);
-    endsInLine_ = last != '\n' && last != '\r';
-  }
-  std::rewind(file_);
-  capacity_ = BUFFER_SIZE;
-  buffer_ = TryMakeBlock<char>(capacity_ + BUFFER_SLACK);
-  if (!buffer_) return FailMemory(-2116, static_cast<double>(capacity_), "to read a case file");
-  at_ = end_ = lineEnd_ = buffer_.get();
-  atEnd_ = false;
-  bufferStart_ = 0;
-  knownPosition_ = 0;
-  knownLine_ = 1;
-  FindLineBreak();
-  if (Failure failure = ReadIndicator()) return failure;
-  return ReadColumnLine(net, wanted);
-}
-
-void CaseReader::FindLineBreak() {
-  Refill();
-  const char* first = std::find_if(at_, end_, [](char c) { return c == '\n' || c == '\r'; });
-  lineBreak_ = first + 1 < end_ && *first == '\r' && first[1] != '\n' ? '\r' : '\n';
+// Digits are compared as text, so that a number of any length is the one told.
+static void JudgeVersion(std::string_view text) {
+  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
+  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
+  if (digits == CASE_VERSION) return;
+  const bool isOld = digits.empty();
+  if (isOld) digits = "0";
+  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
+                isOld ? "old" : "new", Shown(digits.size()), digits.data());
 }
 
 // At most three lines of at least three characters are looked at, as in every file of the library.
 Failure CaseReader::ReadIndicator() {
-  for (int examined = 0; examined < format::INDICATOR_LINES && NeedLine();) {
-    std::string_view line(at_, static_cast<std::size_t>(lineEnd_ - at_));
+  for (int examined = 0; examined < format::INDICATOR_LINES && lines_.NeedLine();) {
+    std::string_view line = lines_.Line();
     std::string_view head = line.substr(0, format::INDICATOR_LINE_LEN);
     std::size_t start = head.find(format::INDICATOR_START);
     std::size_t stop = start == head.npos ? start : head.find(format::INDICATOR_END, start);
-    at_ = std::min(lineEnd_ + 1, end_);
+    lines_.Consume();
     if (stop == head.npos) {
       if (line.size() >= static_cast<std::size_t>(format::INDICATOR_MIN_LINE)) ++examined;
       continue;
@@ -173,29 +106,36 @@ Failure CaseReader::ReadIndicator() {
     std::size_t dash = text.find('-');
     std::string_view type = text.substr(0, dash);
     if (type != CASE_TYPE)
-      return Fail(-2081, "Not a %s file (it is a %.*s file)", CASE_TYPE,
-                  static_cast<int>(std::min<std::size_t>(type.size(), 40)), type.data());
-    int version = 0;
-    if (dash != text.npos) std::from_chars(text.data() + dash + 1, text.data() + text.size(), version);
-    if (version != CASE_VERSION)
-      ReportWarning(-2082,
-                    "These cases were stored using a %s version of file format (%d). They may not read correctly",
-                    version > CASE_VERSION ? "new" : "old", version);
+      return Fail(-2081, "Not a %s file (it is a %.*s file)", CASE_TYPE, Shown(type.size()), type.data());
+    JudgeVersion(dash == text.npos ? std::string_view() : text.substr(dash + 1));
     return nullptr;
   }
   return Fail(-2080, "File does not contain the %s file indicator", CASE_TYPE);
 }
 
+void CaseReader::NoteStranger(std::string_view name) {
+  ++numStrangers_;
+  const std::size_t used = std::strlen(strangers_), length = static_cast<std::size_t>(Shown(name.size()));
+  if (EndsWith(strangers_, "...")) return;
+  const bool fits = used + length + sizeof ", , ..." <= sizeof strangers_;
+  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "",
+             static_cast<int>(fits ? length : 3), fits ? name.data() : "...");
+}
+
+bool CaseReader::IsDoubled(const bnode& node) const {
+  return std::any_of(columns_.begin(), columns_.end(), [&](const CaseColumn& other) { return other.node == &node; });
+}
+
 void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
+  const ShownPath path(filename_);
   CaseColumn column;
+  hasOtherSeparators_ = hasOtherSeparators_ || name.find_first_of(",;") != name.npos;
   if (name == ID_COLUMN) {
-    if (hasId_)
-      Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%s'", ShownPath(filename_).text)));
+    if (hasId_) Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%s'", path.text)));
     if (!hasId_) column.kind = CaseColumn::Id;
     hasId_ = true;
   } else if (name == FREQ_COLUMN) {
-    if (hasFreq_)
-      Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%s'", ShownPath(filename_).text)));
+    if (hasFreq_) Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%s'", path.text)));
     if (!hasFreq_) column.kind = CaseColumn::Freq;
     hasFreq_ = true;
   } else if (net) {
@@ -203,48 +143,38 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
     std::memcpy(text, name.data(), length);
     text[length] = '\0';
-    node_bn node = FindNode(net, text);
-    if (node) {
-      for (const CaseColumn& other : columns_)
-        if (other.node == node) {
-          Post(Prefixed(FailWarning(-2277, "more than 1 column for variable '%s' in case file '%s'", node->name,
-                                    ShownPath(filename_).text)));
-          node = nullptr;
-          break;
-        }
-    }
-    column.node = node;
-    if (node && node->mark == mark) {
+    column.node = FindNode(net, text);
+    if (!column.node) {
+      NoteStranger(name);
+    } else if (IsDoubled(*column.node)) {
+      Post(Prefixed(
+          FailWarning(-2277, "more than 1 column for variable '%s' in case file '%s'", column.node->name, path.text)));
+      column.node = nullptr;
+    } else if (column.node->mark == mark) {
       column.kind = CaseColumn::Node;
-      column.wanted = node->scratch;
-      column.names.Fill(*node);
+      column.wanted = column.node->scratch;
+      column.names.Fill(*column.node);
     }
   }
   columns_.push_back(std::move(column));
 }
 
-Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
-  columns_.clear();
-  hasId_ = hasFreq_ = false;
-  int mark = NewMark();
-  for (std::size_t i = 0; i < wanted.size(); ++i) {
-    wanted[i]->mark = mark;
-    wanted[i]->scratch = static_cast<int>(i);
-  }
-  // Leading comments and empty lines come before the columns.
-  const auto opensComment = [this](const char* p) {
-    return *p == '/' && p + 1 < lineEnd_ && (p[1] == '/' || p[1] == '*' || p[1] == '#');
-  };
+// Comments and empty lines may come before the columns, comments also between and after their names.
+Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
   const char* blockEnd = nullptr;
-  long blockStart = 0;
-  while ((columns_.empty() || blockEnd) && NeedLine()) {
-    const char* p = at_;
-    while (p < lineEnd_) {
+  long blockLine = 0;
+  while ((columns_.empty() || blockEnd) && lines_.NeedLine()) {
+    const char* const lineEnd = lines_.End();
+    const auto opensComment = [lineEnd](const char* p) {
+      return *p == '/' && p + 1 < lineEnd && (p[1] == '/' || p[1] == '*' || p[1] == '#');
+    };
+    const char* p = lines_.Start();
+    while (p < lineEnd) {
       if (blockEnd) {
-        std::string_view rest(p, static_cast<std::size_t>(lineEnd_ - p));
+        std::string_view rest(p, static_cast<std::size_t>(lineEnd - p));
         const std::size_t close = rest.find(blockEnd);
         if (close == rest.npos) {
-          p = lineEnd_;
+          p = lineEnd;
           break;
         }
         p += close + 2;
@@ -254,68 +184,59 @@ Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) 
         ++p;
       } else if (opensComment(p)) {
         if (p[1] == '/') {
-          p = lineEnd_;
+          p = lineEnd;
           break;
         }
         blockEnd = p[1] == '*' ? "*/" : "#/";
-        blockStart = Position() + static_cast<long>(p - at_);
+        blockLine = lines_.LineNumber();
         p += 2;
       } else {
         const char* start = p++;
-        while (p < lineEnd_ && !IsBlank(*p) && !opensComment(p)) ++p;
+        while (p < lineEnd && !IsBlank(*p) && !opensComment(p)) ++p;
         AddColumn({start, static_cast<std::size_t>(p - start)}, net, mark);
       }
     }
     // A carriage return ends the line of the columns too.
-    if (p < lineEnd_ && p + 1 != lineEnd_) lineEnd_ = p;
-    at_ = std::min(lineEnd_ + 1, end_);
+    if (p < lineEnd && p + 1 != lineEnd)
+      lines_.ConsumePart(p + 1);
+    else
+      lines_.Consume();
   }
-  if (blockEnd)
-    return Fail(-199, "unterminated comment, starting with '/%c', on line %ld", *blockEnd == '*' ? '*' : '#',
-                LineOf(blockStart));
+  if (!blockEnd) return nullptr;
+  return Fail(-199, "unterminated comment, starting with '/%c', on line %ld", *blockEnd == '*' ? '*' : '#', blockLine);
+}
+
+// A table of which nothing fits is one of another net, or has its columns separated in another way.
+Failure CaseReader::JudgeColumns(net_bn net) const {
   if (columns_.empty()) return Fail(-2117, "case file '%s' has no line of column names", ShownPath(filename_).text);
-  firstRow_ = Position();
+  if (!net) return nullptr;
+  const bool anyFits =
+      std::any_of(columns_.begin(), columns_.end(), [](const CaseColumn& column) { return column.node != nullptr; });
+  if (!anyFits)
+    return Fail(-2471, "no column is a node of net '%s' (columns are separated by tabs; they are: %s)", net->name,
+                numStrangers_ > 0 ? strangers_ : "numbers and frequencies alone");
+  if (numStrangers_ > 0 && warnsOfColumns)
+    Post(Prefixed(FailWarning(-2472, "columns of no node of net '%s' are skipped (%d): %s", net->name, numStrangers_,
+                              strangers_)));
   return nullptr;
 }
 
-// A position between rows, so that nothing is misread from the middle of one.
-bool CaseReader::Seek(long position) {
-  if (position < firstRow_ || position > fileSize_) return false;
-  if (position > firstRow_ && position < fileSize_) {
-    if (std::fseek(file_, position - 1, SEEK_SET) != 0) return false;
-    const int before = std::fgetc(file_);
-    if (before != '\n' && before != '\r') return false;
+Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
+  int mark = NewMark();
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    wanted[i]->mark = mark;
+    wanted[i]->scratch = static_cast<int>(i);
   }
-  if (std::fseek(file_, position, SEEK_SET) != 0) return false;
-  bufferStart_ = position;
-  at_ = end_ = lineEnd_ = buffer_.get();
-  atEnd_ = false;
-  return true;
-}
-
-long CaseReader::LineOf(long position) {
-  std::FILE* file = std::fopen(filename_, "rb");
-  if (!file) return 0;
-  if (position < knownPosition_ || std::fseek(file, knownPosition_, SEEK_SET) != 0) {
-    knownPosition_ = 0;
-    knownLine_ = 1;
-  }
-  char block[4096];
-  while (knownPosition_ < position) {
-    const std::size_t want = static_cast<std::size_t>(std::min<long>(position - knownPosition_, sizeof block));
-    const std::size_t got = std::fread(block, 1, want, file);
-    if (got == 0) break;
-    knownLine_ += static_cast<long>(std::count(block, block + got, lineBreak_));
-    knownPosition_ += static_cast<long>(got);
-  }
-  std::fclose(file);
-  return knownLine_;
+  if (Failure failure = ReadColumnNames(net, mark)) return failure;
+  if (lines_.HasTrouble()) return lines_.TakeTrouble();
+  firstRow_ = Position();
+  return JudgeColumns(net);
 }
 
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
   if (rowAtHand_ && rowAtHand_->hasId) std::snprintf(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
-  FormatText(buffer, size, "%son line %ld of file '%s'", caseText, LineOf(rowStart_), ShownPath(filename_).text);
+  FormatText(buffer, size, "%son line %ld of file '%s'", caseText, lines_.LineNumber(), ShownPath(filename_).text);
   return buffer;
 }
 
@@ -344,12 +265,9 @@ bool ParseReal(const char* text, std::size_t length, double* number) {
 
 template <class T>
 bool ParseInteger(const char* text, const char* end, T* number) {
+  if (end - text > 1 && text[0] == '+' && text[1] != '-') ++text;
   auto [stop, error] = std::from_chars(text, end, *number);
   return error == std::errc() && stop == end;
-}
-
-int Shown(std::size_t length) {
-  return static_cast<int>(std::min<std::size_t>(length, 40));
 }
 
 }  // namespace
@@ -369,7 +287,12 @@ Failure CaseReader::ReadState(const CaseColumn& column, const char* text, std::s
     return nullptr;
   }
   unknown_ = &column;
-  if (statesSetting == DONT_ADD_NEW) return nullptr;
+  if (statesSetting == DONT_ADD_NEW) {
+    if (numUnknown_++ == 0)
+      FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
+                 lines_.LineNumber());
+    return nullptr;
+  }
   char place[PLACE_LEN];
   ReportUnfit(
       Fail(-2084, "Unknown value '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place)));
@@ -423,7 +346,7 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::s
 // An entry ends at white space; a tab after it leads to the next entry, which may be empty.
 Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   char place[PLACE_LEN];
-  const char* p = at_;
+  const char* p = lines_.Start();
   std::size_t count = 0;
   for (bool more = true; more;) {
     while (p < lineEnd && *p == ' ') ++p;
@@ -443,6 +366,20 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   return nullptr;
 }
 
+Failure CaseReader::ReadRow(CaseRow* row) {
+  const char* lineEnd = lines_.End();
+  while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
+  if (Failure failure = ReadEntries(lineEnd, row)) return failure;
+  if (lines_.IsTerminated()) return nullptr;
+  char place[PLACE_LEN];
+  if (unknown_ && unknown_ == &columns_.back())
+    return Fail(-2118, "the last entry is cut off, for '%s' has no such state and no new-line follows %s",
+                unknown_->node->name, Place(place, sizeof place));
+  Post(Prefixed(FailWarning(-2118, "the last entry may be cut off, because no new-line follows it %s",
+                            Place(place, sizeof place))));
+  return nullptr;
+}
+
 CaseReader::Result CaseReader::Next(CaseRow* row) {
   std::fill(row->states.begin(), row->states.end(), UNDEF_STATE);
   std::fill(row->values.begin(), row->values.end(), UNDEF_DBL);
@@ -452,36 +389,26 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
   rowAtHand_ = row;
   unknown_ = nullptr;
   const auto blankOrComment = [this] {
-    const char* p = at_;
-    while (p < lineEnd_ && (*p == ' ' || *p == '\r')) ++p;
-    return p == lineEnd_ || (lineEnd_ - p > 1 && p[0] == '/' && p[1] == '/');
+    const char* p = lines_.Start();
+    const char* lineEnd = lines_.End();
+    while (p < lineEnd && (*p == ' ' || *p == '\r')) ++p;
+    return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/');
   };
   bool found;
-  while ((found = NeedLine()) && !trouble_ && blankOrComment()) at_ = std::min(lineEnd_ + 1, end_);
-  if (trouble_) {
-    Post(Prefixed(std::move(trouble_)));
-    return Result::Bad;
-  }
-  if (!found) return Result::End;
-
+  while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
+  if (!found && !lines_.HasTrouble()) return Result::End;
   rowStart_ = Position();
-  const bool unterminated = lineEnd_ == end_;
-  const char* lineEnd = lineEnd_;
-  while (lineEnd > at_ && lineEnd[-1] == '\r') --lineEnd;
-  Failure failure = ReadEntries(lineEnd, row);
-  at_ = std::min(lineEnd_ + 1, end_);
-  char place[PLACE_LEN];
-  if (unterminated && !failure) {
-    if (unknown_ && unknown_ == &columns_.back())
-      failure = Fail(-2118, "the last entry is cut off, for '%s' has no such state and no new-line follows %s",
-                     unknown_->node->name, Place(place, sizeof place));
-    else
-      Post(Prefixed(FailWarning(-2118, "the last entry may be cut off, because no new-line follows it %s",
-                                Place(place, sizeof place))));
-  }
+  Failure failure = found ? ReadRow(row) : lines_.TakeTrouble();
+  lines_.Consume();
   if (!failure) return Result::Row;
   Post(Prefixed(std::move(failure)));
   return Result::Bad;
+}
+
+Failure CaseReader::WarningOfUnknown() const {
+  if (numUnknown_ == 0) return nullptr;
+  return Prefixed(FailWarning(-2473, "entries that name no state count as missing (%ld); the first is %s", numUnknown_,
+                              firstUnknown_));
 }
 
 }  // namespace bravic

@@ -3,18 +3,18 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <span>
 #include <string_view>
 
 #include "Basic/Errors.h"
 #include "Bn/model/Records.h"
+#include "Bn/services/CaseLines.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {
 
 inline constexpr char CASE_TYPE[] = "CASE";
-inline constexpr int CASE_VERSION = 1;
+inline constexpr char CASE_VERSION[] = "1";
 inline constexpr char ID_COLUMN[] = "IDnum", FREQ_COLUMN[] = "NumCases";
 inline constexpr int MAX_COLUMN_NAME = 40;
 
@@ -70,69 +70,61 @@ struct CaseRow {
 
 class CaseReader {
  public:
-  CaseReader() = default;
-  ~CaseReader() { Close(); }
-  CaseReader(const CaseReader&) = delete;
-  CaseReader& operator=(const CaseReader&) = delete;
-
-  // Opens the file, checks its indicator and reads the column line. net may be NULL when no node is wanted.
+  // Opens the file, checks its indicator and reads the column line. net may be NULL when no node is wanted; otherwise
+  // a file of which no column is a node of the net is refused, and columns of no node are warned of.
   Failure Open(const char* filename, net_bn net, std::span<const node_bn> wanted);
-  void Close();
+  void Close() { lines_.Close(); }
 
   enum class Result { Row, End, Bad };  // Bad: the row was refused and an error posted
   Result Next(CaseRow* row);
-  bool Seek(long position);                    // false when no row begins there
-  long RowStart() const { return rowStart_; }  // of the row last read
-  long Position() const { return bufferStart_ + static_cast<long>(at_ - buffer_.get()); }
-  double ShareRead() const {
-    return fileSize_ > 0 ? static_cast<double>(Position()) / static_cast<double>(fileSize_) : 1;
-  }
+  bool Seek(long position) { return lines_.Seek(position, firstRow_); }  // false when no row begins there
+  long RowStart() const { return rowStart_; }                            // of the row last read
+  long Position() const { return lines_.Position(); }
+  double ShareRead() const { return lines_.ShareRead(); }
+  long FileSize() const { return lines_.FileSize(); }
 
   std::span<const CaseColumn> Columns() const { return columns_; }
   bool HasId() const { return hasId_; }
   bool HasFreq() const { return hasFreq_; }
-  bool EndsInLine() const { return endsInLine_; }  // the file's last byte is not a line end
+  bool EndsInLine() const { return lines_.EndsInLine(); }          // the file's last byte is not a line end
+  bool HasOtherSeparators() const { return hasOtherSeparators_; }  // commas or semicolons among the columns
+  const char* Terminator() const { return lines_.Terminator(); }   // of its lines
+  long NumUnknown() const { return numUnknown_; }                  // entries so far that name no state
+  Failure WarningOfUnknown() const;                                // of those; empty without any
   // The failure under the prefix that all messages about the file have while it is read.
   Failure Prefixed(Failure failure) const;
+  bool warnsOfColumns = true;
   AddNew statesSetting = DONT_ADD_NEW;
 
  private:
-  Failure OpenAndPlan(net_bn net, std::span<const node_bn> wanted);
   Failure ReadIndicator();
   Failure ReadColumnLine(net_bn net, std::span<const node_bn> wanted);
+  Failure ReadColumnNames(net_bn net, int mark);
   void AddColumn(std::string_view name, net_bn net, int mark);
-  void FindLineBreak();
-  bool Refill();    // more bytes after what is unread; false at the end of the file, and with trouble_ on failure
-  bool NeedLine();  // the whole next line is in the buffer; false at the end of the file
+  void NoteStranger(std::string_view name);
+  bool IsDoubled(const bnode& node) const;
+  Failure JudgeColumns(net_bn net) const;
   Failure ReadEntries(const char* lineEnd, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
   Failure ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state);
   Failure ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
+  Failure ReadRow(CaseRow* row);
   void ReportUnfit(Failure failure);                  // of an entry that then counts as missing
   const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7 of file 'x'"
-  long LineOf(long position);
 
-  std::FILE* file_ = nullptr;
+  CaseLines lines_;
   const char* filename_ = "";
-  long fileSize_ = 0;
-  Block<char> buffer_;  // with eight readable bytes after its end
-  std::size_t capacity_ = 0;
-  long bufferStart_ = 0;  // offset in the file of the buffer's first byte
-  const char* at_ = nullptr;
-  const char* end_ = nullptr;
-  const char* lineEnd_ = nullptr;  // after NeedLine: the line's end, exclusive
-  bool atEnd_ = false;
-  bool endsInLine_ = false;
-  char lineBreak_ = '\n';  // or a carriage return, where no line feed follows it
-  Failure trouble_;        // memory or the disk failed; nothing more can be read
   long firstRow_ = 0;
   long rowStart_ = 0;
-  long knownPosition_ = 0, knownLine_ = 1;  // where lines were last counted
   int numUnfit_ = 0;
+  long numUnknown_ = 0;
+  char firstUnknown_[140] = "";          // "'x' for 'Node' on line 7"
   const CaseColumn* unknown_ = nullptr;  // the row's last column whose entry names no state
   const CaseRow* rowAtHand_ = nullptr;
   Vector<CaseColumn> columns_;
-  bool hasId_ = false, hasFreq_ = false;
+  bool hasId_ = false, hasFreq_ = false, hasOtherSeparators_ = false;
+  int numStrangers_ = 0;      // columns that are no node's, and
+  char strangers_[180] = "";  // their names, as far as there is room
 };
 
 }  // namespace bravic

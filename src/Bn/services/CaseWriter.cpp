@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <cstdio>
 #include <cstring>
 
 #include "Basic/Text.h"
@@ -42,16 +44,9 @@ void CaseWriter::SetColumns(std::span<const PlannedColumn> columns) {
   }
 }
 
-bool CaseWriter::Create(const char* filename, std::span<const PlannedColumn> columns) {
-  if (!out_.OpenFile(filename, OutputChannel::Mode::Replace)) return false;
-  SetColumns(columns);
-  headerLength_ = 0;
-  char version[16];
-  auto versionEnd = std::to_chars(version, version + sizeof version, CASE_VERSION).ptr;
-  for (std::string_view piece :
-       {std::string_view("// "), std::string_view(format::INDICATOR_START), std::string_view(CASE_TYPE),
-        std::string_view("-"), std::string_view(version, static_cast<std::size_t>(versionEnd - version)),
-        std::string_view(format::INDICATOR_END), std::string_view("\n\n")})
+void CaseWriter::PutHead(std::span<const PlannedColumn> columns) {
+  for (const char* piece :
+       {"// ", format::INDICATOR_START, CASE_TYPE, "-", CASE_VERSION, format::INDICATOR_END, "\n\n"})
     PutHeader(piece);
   bool first = true;
   for (const PlannedColumn& column : columns) {
@@ -62,13 +57,16 @@ bool CaseWriter::Create(const char* filename, std::span<const PlannedColumn> col
                                                    : column.node->name);
   }
   PutHeader("\n");
-  return !out_.HasFailed();
 }
 
-bool CaseWriter::Append(const char* filename, std::span<const PlannedColumn> columns) {
-  if (!out_.OpenFile(filename, OutputChannel::Mode::Append)) return false;
-  SetColumns(columns);
-  return true;
+bool CaseWriter::Open(const char* filename, const CasePlan& plan) {
+  using Mode = OutputChannel::Mode;
+  if (!out_.OpenFile(filename, plan.append ? Mode::Append : Mode::Replace)) return false;
+  SetColumns(plan.columns);
+  terminator_ = plan.terminator;
+  headerLength_ = 0;
+  if (!plan.append) PutHead(plan.columns);
+  return !out_.HasFailed();
 }
 
 void CaseWriter::Row(const statetype* states, const double* values, long id, double freq) {
@@ -79,7 +77,7 @@ void CaseWriter::Row(const statetype* states, const double* values, long id, dou
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const Column& column = columns_[i];
     out_.Advance(at);
-    at = out_.Room(NUMBER_TEXT_LEN + 1);
+    at = out_.Room(NUMBER_TEXT_LEN + 3);  // with a tab, or a line end in its place
     if (static_cast<unsigned>(states[i]) < static_cast<unsigned>(column.numstates)) {
       const Entry& entry = entries[column.firstEntry + static_cast<std::size_t>(states[i])];
       std::memcpy(at, texts + entry.start, entry.length);
@@ -97,31 +95,50 @@ void CaseWriter::Row(const statetype* states, const double* values, long id, dou
     *at++ = '\t';
   }
   if (!columns_.empty()) --at;  // the last tab
-  *at++ = '\n';
+  for (const char* c = terminator_; *c; ++c) *at++ = *c;
   out_.Advance(at);
 }
 
-Vector<PlannedColumn> NewColumns(std::span<const node_bn> nodes, bool withId, bool withFreq) {
-  Vector<PlannedColumn> columns;
-  if (withId) columns.push_back({PlannedColumn::Id, nullptr});
-  if (withFreq) columns.push_back({PlannedColumn::Freq, nullptr});
-  for (node_bn node : nodes) columns.push_back({PlannedColumn::Node, node});
-  return columns;
+namespace {
+
+Failure PlanNewFile(std::span<const node_bn> nodes, bool withId, bool withFreq, CasePlan* plan) {
+  if (withId) plan->columns.push_back({PlannedColumn::Id, nullptr});
+  if (withFreq) plan->columns.push_back({PlannedColumn::Freq, nullptr});
+  for (node_bn node : nodes) {
+    for (const char* taken : {ID_COLUMN, FREQ_COLUMN})
+      if (EqualText(node->name, taken))
+        return Fail(-2474, "node '%s' can't be a column of a case file, where that name has a meaning of its own",
+                    node->name);
+    plan->columns.push_back({PlannedColumn::Node, node});
+  }
+  return nullptr;
 }
 
-Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> nodes, AppendPlan* plan) {
-  if (!FileExists(filename)) return nullptr;
+bool IsEmptyFile(const char* filename) {
+  std::FILE* file = std::fopen(filename, "rb");
+  const bool isEmpty = file && std::fgetc(file) == EOF;
+  if (file) std::fclose(file);
+  return isEmpty;
+}
+
+Failure PlanAppend(const char* filename, std::span<const node_bn> nodes, CasePlan* plan) {
+  const ShownPath path(filename);
   CaseReader reader;
-  if (Failure failure = reader.Open(filename, net, nodes)) {
-    bool otherType = failure->number == -2080 || failure->number == -2081;
-    return otherType ? nullptr : std::move(failure);
+  if (Failure failure = reader.Open(filename, nodes.empty() ? nullptr : nodes[0]->innet, nodes)) {
+    if (failure->number != -2080 && failure->number != -2081) return failure;
+    return Fail(-2475, "no case is added to file '%s', because it holds something else than cases", path.text);
   }
-  plan->isCaseFile = true;
   if (reader.EndsInLine())
     return Fail(-2119,
                 "couldn't add a case to file '%s', because its last line is not ended by a new-line (it may have "
                 "been cut off)",
-                ShownPath(filename).text);
+                path.text);
+  if (reader.HasOtherSeparators())
+    return Fail(-2476, "couldn't add a case to file '%s', because its columns are not separated by tabs alone",
+                path.text);
+  plan->append = true;
+  plan->position = reader.FileSize();
+  plan->terminator = reader.Terminator();
   for (const CaseColumn& column : reader.Columns()) {
     const bool isNode = column.kind == CaseColumn::Node;
     plan->columns.push_back({column.kind == CaseColumn::Id     ? PlannedColumn::Id
@@ -130,6 +147,21 @@ Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> no
                              isNode ? column.node : nullptr});
   }
   return nullptr;
+}
+
+}  // namespace
+
+bool CheckFinite(const char* argument, double value) {
+  if (std::fabs(value) < INF_DBL) return true;
+  ReportError(-2477, "argument '%s' is not a finite number (it is %g)", argument, value);
+  return false;
+}
+
+Failure PlanCases(const char* filename, std::span<const node_bn> nodes, bool append, bool withId, bool withFreq,
+                  CasePlan* plan) {
+  if (append && KindOfFile(filename) == FileKind::Regular && !IsEmptyFile(filename))
+    return PlanAppend(filename, nodes, plan);
+  return PlanNewFile(nodes, withId, withFreq, plan);
 }
 
 }  // namespace bravic

@@ -15,17 +15,29 @@ struct PlannedColumn {
   node_bn node = nullptr;  // NULL: no node of ours; written "*"
 };
 
+// What is to be written where: the columns of an existing case file as they stand, or those of a new one.
+struct CasePlan {
+  bool append = false;
+  long position = 0;  // where the first row goes then
+  Vector<PlannedColumn> columns;
+  const char* terminator = "\n";  // of the file's lines
+};
+// Of an argument of a call: refuses infinity.
+bool CheckFinite(const char* argument, double value);
+// With append, adds to the case file that is there. One whose last row is cut off or whose columns are not separated
+// by white space is refused, and so is another file that is not empty. nodes, withId, withFreq: the columns of a new
+// file, which a device or pipe always is.
+Failure PlanCases(const char* filename, std::span<const node_bn> nodes, bool append, bool withId, bool withFreq,
+                  CasePlan* plan);
+
 // Rows over a fixed set of columns, with every state's text ready; no allocation per row.
 class CaseWriter {
  public:
-  // A new file with these columns, each node's with its name.
-  bool Create(const char* filename, std::span<const PlannedColumn> columns);
-  // The end of an existing case file, which has these columns.
-  bool Append(const char* filename, std::span<const PlannedColumn> columns);
+  bool Open(const char* filename, const CasePlan& plan);  // writes the head of a new file
   // states [columns], values [columns]: UNDEF_STATE, UNDEF_DBL where missing.
   void Row(const statetype* states, const double* values, long id, double freq);
   bool Close() { return out_.Close(); }
-  long HeaderLength() const { return headerLength_; }  // bytes before the first row, after Create
+  long HeaderLength() const { return headerLength_; }  // bytes before the first row of a new file
   bool HasFailed() const { return out_.HasFailed(); }
 
  private:
@@ -39,6 +51,7 @@ class CaseWriter {
     std::size_t start = 0, length = 0;  // in texts_, with the tab after it
   };
   void SetColumns(std::span<const PlannedColumn> columns);
+  void PutHead(std::span<const PlannedColumn> columns);
   void PutHeader(std::string_view text) {
     out_.Put(text);
     headerLength_ += static_cast<long>(text.size());
@@ -46,6 +59,7 @@ class CaseWriter {
 
   OutputChannel out_;
   long headerLength_ = 0;
+  const char* terminator_ = "\n";
   Vector<Column> columns_;
   Vector<Entry> entries_;  // the states of each column in turn
   Vector<char> texts_;
@@ -54,15 +68,5 @@ class CaseWriter {
 // How a state is written: its name; a node without state names writes the bare number, or "#" and the number where a
 // bare number would be read as a value. Buffer of 16.
 std::string_view StateEntry(const bnode& node, statetype state, char* buffer);
-
-// The columns of an existing case file as they stand. A file of another type, or none, is left to be made anew; one
-// whose last row is cut off is refused.
-struct AppendPlan {
-  bool isCaseFile = false;
-  Vector<PlannedColumn> columns;
-};
-Failure PlanAppend(const char* filename, net_bn net, std::span<const node_bn> nodes, AppendPlan* plan);
-// Those of a new file.
-Vector<PlannedColumn> NewColumns(std::span<const node_bn> nodes, bool withId, bool withFreq);
 
 }  // namespace bravic

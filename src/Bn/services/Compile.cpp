@@ -9,6 +9,7 @@
 #include "Bn/model/Tables.h"
 #include "Bn/services/Beliefs.h"
 #include "Bn/services/CompileGraph.h"
+#include "Bn/services/Likelihood.h"
 #include "Bn/services/TreeReport.h"
 #include "Win_Face/Interaction.h"
 
@@ -203,7 +204,7 @@ Failure CompileNet(net_bn net, bool discardTree, bool makePotentials, bool print
 
 void UncompileNet(net_bn net) {
   if (net->compiled) {
-    for (node_bn node : net->nodes) node->compiledIndex = node->homecliq = -1;
+    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
     DeleteObject(net->compiled);
     net->compiled = nullptr;
   }
@@ -256,7 +257,7 @@ void HandOverFindings(net_bn net) {
     if (counts && node.evidence != UNDEF_STATE) {
       compiled.inference->SetState(i, node.evidence);
     } else if (counts && node.likelihood) {
-      compiled.inference->SetLikelihood(i, {node.likelihood, Position(node.numstates)});
+      compiled.inference->SetLikelihood(i, LikelihoodWeights(node));
     } else {
       compiled.inference->ClearFinding(i);
     }

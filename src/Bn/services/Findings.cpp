@@ -12,6 +12,7 @@
 #include "Bn/model/UndoRecord.h"
 #include "Bn/services/Beliefs.h"
 #include "Bn/services/Compile.h"
+#include "Bn/services/Likelihood.h"
 
 namespace bravic {
 
@@ -28,11 +29,6 @@ static bool AllEqual(std::span<const float> weights) {
 
 static bool AllZero(std::span<const float> weights) {
   return std::all_of(weights.begin(), weights.end(), [](float weight) { return weight == 0; });
-}
-
-// 0 only when one of them is.
-static float Product(float a, float b) {
-  return a > 0 && b > 0 ? std::max(a * b, std::numeric_limits<float>::denorm_min()) : 0;
 }
 
 bool HasFinding(const bnode& node) {
@@ -160,6 +156,9 @@ static Failure CheckWeights(node_bn node, std::span<const float> weights) {
     }
   }
   if (AllZero(weights)) return Fail(-3303, "likelihood consists of all zeroes");
+  if (node->discrete == CONTINUOUS && !node->levels) {
+    return Fail(-2433, "likelihood is for a node that is continuous without any range levels defined");
+  }
   if (node->kind == ASSUME_NODE) return Fail(-3304, "likelihood findings are not allowed for ASSUME nodes");
   return nullptr;
 }
@@ -185,8 +184,8 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
   if (!likelihood) return accumulate ? 1 : EnterState(node, UNDEF_STATE, false);
   std::span<const float> weights = Weights(likelihood, *node);
   if (Failure failure = CheckWeights(node, weights)) return RefuseLikelihood(node, std::move(failure));
-  if (!accumulate && node->likelihood &&
-      (likelihood == node->likelihood || std::memcmp(likelihood, node->likelihood, weights.size_bytes()) == 0)) {
+  if (!accumulate && node->likelihood && !IsBeyondFloats(*node) &&
+      std::memcmp(likelihood, node->likelihood, weights.size_bytes()) == 0) {
     return 1;
   }
   if (accumulate && node->evidence != UNDEF_STATE) {
@@ -195,10 +194,12 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
     return RefuseLikelihood(node, Fail(-3306, "likelihood is inconsistent with previous finding (%s) for this node",
                                        StateText(*node, node->evidence, name)));
   }
-  Block<float> stored = MakeBlock<float>(weights.size());
-  std::copy(weights.begin(), weights.end(), stored.get());
-  if (accumulate && node->likelihood) {
-    for (std::size_t s = 0; s < weights.size(); ++s) stored[s] = Product(stored[s], node->likelihood[s]);
+  Block<float> stored;
+  if (!accumulate || !node->likelihood) {
+    stored = MakeBlock<float>(weights.size());
+    std::copy(weights.begin(), weights.end(), stored.get());
+  } else {
+    stored = MakeLikelihood(CombinedWeights(*node, weights));
     if (AllZero({stored.get(), weights.size()})) {
       return RefuseLikelihood(
           node, Fail(-3307, "likelihood is inconsistent with previous negative or likelihood findings for this node"));
@@ -224,8 +225,9 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
   const char* units = node.units ? node.units : "";
   if (!IsWithinBounds(node, value)) {
     const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
-    return value < lowest ? Fail(-3308, "new value %g is less than lowest allowable (%g%s)", value, lowest, units)
-                          : Fail(-3309, "new value %g is higher than highest allowable (%g%s)", value, highest, units);
+    return value < lowest
+               ? Fail(-3308, "new value %g is less than lowest allowable (%g%.40s)", value, lowest, units)
+               : Fail(-3309, "new value %g is higher than highest allowable (%g%.40s)", value, highest, units);
   }
   *state = StateOfValue(node, value, VALUE_TOLERANCE);
   if (*state != UNDEF_STATE || node.discrete != DISCRETE) return nullptr;
@@ -233,8 +235,8 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
   for (statetype s = 1; s < node.numstates; ++s) {
     if (std::fabs(value - node.levels[s]) < std::fabs(value - node.levels[nearest])) nearest = s;
   }
-  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%s)", value,
-              nearest, node.levels[nearest], units);
+  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%.40s)",
+              value, nearest, node.levels[nearest], units);
 }
 
 static Failure CheckValue(node_bn node, double value, bool accumulate, statetype* state) {
@@ -284,7 +286,7 @@ void RetractAllFindings(net_bn net) {
     UndoGroup group(UNDO_ALL_FINDINGS, net);
     int autoupdate = net->autoupdate;
     net->autoupdate = 0;
-    for (node_bn node : net->nodes) {
+    for (node_bn node : PresentNodes(net)) {
       if (net->numEvidence + net->numLikelihood == 0) break;
       if (node->kind != ASSUME_NODE) RetractFinding(node);
     }

@@ -20,13 +20,13 @@ namespace bravic {
 
 namespace {
 
-// Whether a row may lose so much of one count: the count stays, and the row keeps its states' shares of the base.
-// experience: what the row stood for when it was last rounded to floats.
+// Whether a row may lose so much of one count: the count stays, and the row keeps its states' shares of the base, but
+// for what rounding may have taken. experience: what the row stood for when it was last rounded to floats.
 bool MayLose(const double* counts, int numstates, statetype state, double loss, double experience) {
-  const double rounding = 0.000002 * std::max(1.0, experience);
+  const double rounding = 0.000002 + experience * 0x1p-23;
   double sum = 0;
   for (int k = 0; k < numstates; ++k) sum += counts[k];
-  return counts[state] - loss >= -rounding && sum - loss >= numstates * (BaseExperience_bn - rounding);
+  return counts[state] - loss >= -rounding && sum - loss >= numstates * BaseExperience_bn - rounding;
 }
 
 bool TakesPart(const bnode& node) {
@@ -54,8 +54,9 @@ Failure UnlearnedTooMuch(int number, double degree, const bnode& node) {
               node.name);
 }
 
-bool HasTable(const bnode& node) {
-  return node.probs || node.determin || node.determinv;
+// The rows to learn from and to revise; NULL without any. Those that follow from a function are none.
+const float* OwnRows(const bnode& node) {
+  return node.determin || node.determinv ? nullptr : node.probs;
 }
 
 // A table that a single case can revise: uniform rows where there is none, and experience. Both may fail and are then
@@ -64,17 +65,15 @@ Failure MakeLearnable(node_bn node) {
   const long long rows = NumRows(*node);
   const std::size_t numrows = static_cast<std::size_t>(rows > 0 ? rows : 0);
   const std::size_t size = numrows * static_cast<std::size_t>(node->numstates);
-  if (node->probs && node->numcases && !node->determin && !node->determinv) return nullptr;
+  const float* old = OwnRows(*node);
+  if (old && node->numcases) return nullptr;
   Block<float> probs = TryMakeBlock<float>(size);
   if (!probs) return TableMemory(-2183, static_cast<double>(size) * sizeof(float), *node);
   Block<float> numcases = TryMakeBlock<float>(numrows);
   if (!numcases) return TableMemory(-2137, static_cast<double>(numrows) * sizeof(float), *node);
-  if (node->probs && node->numcases)
-    std::copy_n(node->numcases, numrows, numcases.get());
-  else
-    std::fill_n(numcases.get(), numrows, static_cast<float>(node->numstates * BaseExperience_bn));
-  if (node->probs)
-    std::copy_n(node->probs, size, probs.get());
+  std::fill_n(numcases.get(), numrows, static_cast<float>(node->numstates * BaseExperience_bn));
+  if (old)
+    std::copy_n(old, size, probs.get());
   else
     std::fill_n(probs.get(), size, static_cast<float>(1.0 / node->numstates));
   Relation relation;
@@ -90,11 +89,12 @@ Failure LearnOne(node_bn node, double degree) {
     if (TagOf(member) == STUB_TAG || member->evidence < 0) return nullptr;
     states.push_back(member->evidence);
   }
-  if (HasTable(*node))
+  if (OwnRows(*node))
     if (Failure failure = MakeProbs(node)) return failure;
   const long long at = RowIndex(*node, states.data());
   const int numstates = node->numstates;
-  const float* old = node->probs ? node->probs + at * numstates : nullptr;
+  const float* rows = OwnRows(*node);
+  const float* old = rows ? rows + at * numstates : nullptr;
   if (old && old[0] == IMPOS_PROB) return nullptr;
   const bool uniform = !old || IsUndefinedRow(old, numstates);
   const double experience = uniform ? numstates * BaseExperience_bn : ExperienceOf(*node, at);
@@ -162,7 +162,7 @@ Failure StartCounter(node_bn node, Counter& counter) {
     stride *= static_cast<std::size_t>(parents[i]->numstates);
   }
   counter.changed.assign(stride, 0);
-  if (!HasTable(*node)) {
+  if (!OwnRows(*node)) {
     std::fill_n(counter.counts.get(), counter.size, BaseExperience_bn);
     return nullptr;
   }
@@ -197,15 +197,17 @@ bool PlaceOf(const Counter& counter, const statetype* states, Place* place) {
   return true;
 }
 
-// Rows that nothing was counted in keep their probabilities to the bit.
+// Rows that nothing was counted in keep their probabilities to the bit, and a function is not given up for nothing.
 Failure FinishCounter(Counter& counter) {
   node_bn node = counter.node;
+  const float* own = OwnRows(*node);
+  if (!own && HasRelation(*node) && std::count(counter.changed.begin(), counter.changed.end(), 1) == 0) return nullptr;
   const std::size_t numstates = static_cast<std::size_t>(node->numstates), rows = counter.size / numstates;
   Block<float> probs = TryMakeBlock<float>(counter.size), numcases = TryMakeBlock<float>(rows);
   if (!probs || !numcases) return TableMemory(-2183, static_cast<double>(counter.size) * sizeof(float), *node);
   for (std::size_t row = 0; row < rows; ++row) {
     const double* counts = counter.counts.get() + row * numstates;
-    const float* old = node->probs ? node->probs + row * numstates : nullptr;
+    const float* old = own ? own + row * numstates : nullptr;
     double sum = 0;
     for (std::size_t k = 0; k < numstates; ++k) sum += counts[k];
     const bool impossible = counts[0] <= IMPOSSIBLE_COUNT;
@@ -318,6 +320,7 @@ void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) 
       break;
     }
   }
+  if (Failure unknown = reader.WarningOfUnknown()) Post(std::move(unknown));
   UndoGroup group(UNDO_GROUP, nodes[0]->innet);
   for (Counter& counter : plan.counters)
     if (Failure shortage = FinishCounter(counter)) {
@@ -387,7 +390,7 @@ extern "C" void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
     ReportError(-5517, "global variable 'BaseExperience_bn' is negative (it is %g)", BaseExperience_bn);
     return;
   }
-  if (!node->probs) {
+  if (!OwnRows(*node)) {
     ReportError(-5518, "node '%s' doesnt have any probability table", node->name);
     return;
   }

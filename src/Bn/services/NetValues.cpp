@@ -118,13 +118,14 @@ bool IllegalName(NetReader& reader, const Statement& at, std::string_view name) 
 
 void LegalName(std::string_view word, char* name) {
   const std::size_t length = std::min(word.size(), static_cast<std::size_t>(MAX_NAME_LEN));
-  std::copy_n(word.begin(), length, name);
+  std::replace_copy(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(length), name, '\0', '_');
   name[length] = 0;
   CheckNameText(name, NAME_ALL_CHECKS, nullptr, true);
 }
 
-bool ReadBlockName(NetReader& reader, const char* keyword, const char* owner, char* name) {
+bool ReadBlockName(NetReader& reader, const char* keyword, const char* owner, char* name, std::string_view* written) {
   const std::string_view word = NextWord(reader);
+  if (written) *written = word;
   LegalName(word, name);
   const int quoted = static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD));
   if (word != name) {
@@ -181,7 +182,8 @@ static bool BadNumber(NetReader& reader, const Statement& at, std::string_view w
 
 bool ReadNumber(NetReader& reader, const Statement& at, double* value) {
   const std::string_view word = reader.in.ReadNumberText(format::PUNCTUATION);
-  return ParseReal(word, value) || BadNumber(reader, at, word, ILLEGAL_NUMBER, 0);
+  return (ParseReal(word, value) && *value != ANY_DBL && *value != IMPOS_DBL) ||
+         BadNumber(reader, at, word, ILLEGAL_NUMBER, 0);
 }
 
 bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber) {
@@ -195,7 +197,7 @@ bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber) {
     if (word.empty() && !ended) return ValueFault(reader, at, EMPTY_ITEM);
     double value;
     const long nth = static_cast<long>(reader.numbers.size()) + 1;
-    if (!ended && !ParseReal(word, &value)) return BadNumber(reader, at, word, badNumber, nth);
+    if (!ended && (!ParseReal(word, &value) || value == ANY_DBL)) return BadNumber(reader, at, word, badNumber, nth);
     if (!ended) reader.numbers.push_back(value);
     if (!NextItem(reader, at, opened, &more)) return false;
   }

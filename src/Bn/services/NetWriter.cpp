@@ -1,6 +1,8 @@
 #include "Bn/services/NetWriter.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "Basic/SymbolTable.h"
 #include "Bn/model/Attributes.h"
@@ -12,8 +14,9 @@ namespace bravic {
 format::PrintOptions printOptions;
 
 const char* NetPrinter::NameOf(const bnode& node) const {
-  for (const NewName& entry : renamed) {
-    if (entry.stub == &node) return entry.name;
+  if (TagOf(&node) == STUB_TAG && !placeholderNames.empty()) {
+    const char* name = placeholderNames[static_cast<std::size_t>(node.index)].text;
+    if (*name) return name;
   }
   return OrEmpty(node.name);
 }
@@ -48,6 +51,15 @@ void NetPrinter::PutNodeNames(const nodelist_rec& nodes) {
   out.Put(')');
 }
 
+void NetPrinter::PutNumbers(std::span<const double> numbers) {
+  out.Put('(');
+  for (std::size_t i = 0; i < numbers.size(); i++) {
+    if (i) out.Put(", ");
+    out.PutShortest(numbers[i]);
+  }
+  out.Put(')');
+}
+
 void NetPrinter::PutNumbers(const float* numbers, int count, bool exact) {
   out.Put('(');
   for (int i = 0; i < count; i++) {
@@ -57,9 +69,15 @@ void NetPrinter::PutNumbers(const float* numbers, int count, bool exact) {
   out.Put(')');
 }
 
+const char* NetPrinter::StateWord(const bnode& node, statetype state, char* buffer) const {
+  const char* word = StateText(node, state, buffer);
+  if (word == buffer) *PrintInteger(state, buffer + 1, options.hexNumbers ? 16 : 10) = 0;
+  return word;
+}
+
 void NetPrinter::PutState(const bnode& node, statetype state) {
   char number[16];
-  out.Put(StateText(node, state, number));
+  out.Put(StateWord(node, state, number));
 }
 
 void NetPrinter::OpenStatement(const char* field) {
@@ -223,13 +241,39 @@ void PrintNetField(NetPrinter& printer, int field) {
   printer.CloseStatement();
 }
 
-struct TakenNames {
-  SymbolTable* const names = NewSymbolTable(64, nullptr, false, false, 0.7, 2.0);
-  ~TakenNames() { FreeSymbolTable(names); }
+// Names that placeholders have in the file, and how far the numbers behind each stem have been counted.
+struct FileNames {
+  explicit FileNames(int numPlaceholders) { stems.reserve(static_cast<std::size_t>(numPlaceholders)); }
+  SymbolTable* const taken = NewSymbolTable(64, nullptr, false, false, 0.7, 2.0);
+  SymbolTable* const counted = NewSymbolTable(64, nullptr, false, true, 0.7, 2.0);
+  Vector<NetPrinter::NewName> stems;  // the tables keep pointers into it
+  ~FileNames() {
+    FreeSymbolTable(taken);
+    FreeSymbolTable(counted);
+  }
+  bool IsTaken(net_bn net, const char* name) const { return IsNameTaken(net, name) || FindName(taken, name, 0) >= 0; }
 };
 
-bool IsNameTaken(net_bn net, const TakenNames& others, const char* name) {
-  return FindNode(net, name) || FindName(others.names, name, 0) >= 0;
+// A free name: another number at the end of the present one.
+void RenamePlaceholder(net_bn net, FileNames& names, const bnode& stub, NetPrinter::NewName& newName) {
+  const char* digits;
+  long number = TrailingNumber(stub.name, &digits);
+  std::size_t stem = number < 0 ? std::strlen(stub.name) : static_cast<std::size_t>(digits - stub.name);
+  if (number < 0 || number > 99999999) number = 0;
+  if (stem > MAX_NAME_LEN - 9) stem = MAX_NAME_LEN - 9;
+  char* const name = newName.text;
+  std::memcpy(name, stub.name, stem);
+  int slot = FindName(names.counted, name, 0);
+  if (slot < 0) {
+    names.stems.push_back(newName);
+    slot = InsertName(names.counted, names.stems.back().text, 0, nullptr, true);
+  }
+  void*& counted = names.counted->values[slot];
+  number = std::max(number, static_cast<long>(reinterpret_cast<std::intptr_t>(counted)));
+  do {
+    *PrintInteger(++number, name + stem) = 0;
+  } while (names.IsTaken(net, name));
+  counted = reinterpret_cast<void*>(static_cast<std::intptr_t>(number));
 }
 
 // Placeholders keep the names of the nodes they stand for, which a later node may have taken: in the file every name
@@ -237,26 +281,13 @@ bool IsNameTaken(net_bn net, const TakenNames& others, const char* name) {
 void RenamePlaceholders(NetPrinter& printer) {
   const bnet& net = *printer.net;
   if (net.stubs.num == 0) return;
-  TakenNames others;
-  for (const node_bn node : net.defines) InsertName(others.names, node->name, true);
-  printer.renamed.reserve(static_cast<std::size_t>(net.stubs.num));  // the table below keeps pointers into it
+  FileNames names(net.stubs.num);
+  printer.placeholderNames.resize(static_cast<std::size_t>(net.stubs.num));
   for (const node_bn stub : net.stubs) {
-    if (!IsNameTaken(printer.net, others, stub->name)) {
-      InsertName(others.names, stub->name, true);
-      continue;
-    }
-    const char* digits;
-    long number = TrailingNumber(stub->name, &digits);
-    std::size_t stem = number < 0 ? std::strlen(stub->name) : static_cast<std::size_t>(digits - stub->name);
-    if (number < 0 || number > 99999999) number = 0;
-    if (stem > MAX_NAME_LEN - 9) stem = MAX_NAME_LEN - 9;
-    printer.renamed.push_back({stub, {}});
-    char* const name = printer.renamed.back().name;
-    std::memcpy(name, stub->name, stem);
-    do {
-      *PrintInteger(++number, name + stem) = 0;
-    } while (IsNameTaken(printer.net, others, name));
-    InsertName(others.names, name, true);
+    NetPrinter::NewName& newName = printer.placeholderNames[static_cast<std::size_t>(stub->index)];
+    const bool isTaken = names.IsTaken(printer.net, stub->name);
+    if (isTaken) RenamePlaceholder(printer.net, names, *stub, newName);
+    InsertName(names.taken, isTaken ? newName.text : stub->name, true);
   }
 }
 

@@ -3,6 +3,8 @@
 // the old file. docs/net-format.md describes the format.
 #pragma once
 
+#include <span>
+
 #include "Basic/OutputChannel.h"
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
@@ -21,15 +23,14 @@ Failure PrepareNet(net_bn net);
 
 struct NetPrinter {
   struct NewName {
-    node_bn stub;
-    char name[MAX_NAME_LEN + 1];
+    char text[MAX_NAME_LEN + 1] = "";
   };
 
   OutputChannel& out;
   const format::PrintOptions& options;
   net_bn net;
-  int indent = 0;           // tabs before a statement of the block being written
-  Vector<NewName> renamed;  // placeholders whose name is taken, and the names they get in the file
+  int indent = 0;                    // tabs before a statement of the block being written
+  Vector<NewName> placeholderNames;  // of each placeholder, empty where it keeps its own
 
   void Indent(int tabs) { out.PutRepeated('\t', tabs < format::MAX_INDENT ? tabs : format::MAX_INDENT); }
   const char* NameOf(const bnode& node) const;
@@ -39,7 +40,10 @@ struct NetPrinter {
   void PutNames(const char* const* names, int count);  // NULL entries are empty items
   void PutNodeNames(const nodelist_rec& nodes);
   void PutNumbers(const float* numbers, int count, bool exact);  // digits that read back, or six
+  void PutNumbers(std::span<const double> numbers);              // digits that read back
   void PutText(const char* text);                                // quoted, in lines
+  // A state's name, or "#" and its number in the buffer of 16.
+  const char* StateWord(const bnode& node, statetype state, char* buffer) const;
   void PutState(const bnode& node, statetype state);
   void OpenStatement(const char* field);  // indentation, name, " = "
   void CloseStatement() { out.Put(";\n"); }

@@ -4,6 +4,7 @@
 
 #include "Bn/model/Tables.h"
 #include "Bn/services/Compile.h"
+#include "Bn/services/Likelihood.h"
 #include "Bn/services/NetWriter.h"
 
 namespace bravic {
@@ -46,23 +47,66 @@ bool HasValidBelief(const bnode& node) {
   return node.fromfile && node.fields[NODE_BELIEF] == FIELD_READ && !net->dirty;
 }
 
-// Whether the field holds anything but what a new node holds.
+bool IsFindingField(int field) {
+  return field == NODE_EVIDENCE || field == NODE_VALUE || field == NODE_LIKELIHOOD;
+}
+
+bool HasFinding(const bnode& node) {
+  return node.evidence != UNDEF_STATE || node.value != UNDEF_DBL || node.likelihood;
+}
+
+// Whether the node would have the define-node's finding without a statement of its own.
+bool SameFinding(const bnode& node, const bnode& define) {
+  const bool isPlaced =
+      node.discrete == DISCRETE || node.value == UNDEF_DBL || node.evidence == StateOfValue(node, node.value, 0);
+  return isPlaced && node.numstates == define.numstates && node.evidence == define.evidence &&
+         node.value == define.value && SameArray(node.likelihood, define.likelihood, node.numstates);
+}
+
+// Two bounds without an interval between them, which by themselves would stand for one.
+bool HasBoundsAlone(const bnode& node) {
+  return node.discrete != DISCRETE && node.levels && node.numstates == 0;
+}
+
+// Fields of which a statement can say what a new node holds anyway.
+bool IsPlainField(int field) {
+  switch (field) {
+    case NODE_KIND:
+    case NODE_DISCRETE:
+    case NODE_MEASURE:
+    case NODE_CHANCE:
+    case NODE_NUMSTATES:
+    case NODE_UNITS:
+    case NODE_TITLE:
+    case NODE_COMMENT:
+    case NODE_AUTHOR:
+    case NODE_WHOCHANGED:
+    case NODE_LOCKED:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// Whether the field holds anything but what a new node holds. What a define-node states hides what others would give.
 bool HasValue(const bnode& node, int field) {
+  if (node.isdefine && IsPlainField(field) && node.fields[field] != FIELD_ABSENT) return true;
   switch (field) {
     case NODE_KIND:
       return node.kind != UNKNOWN_KIND;
     case NODE_DISCRETE:
-      return node.discrete != UNKNOWN_DISCRETE;
+      // Of a node, or beside levels, silence would be understood as one or the other.
+      return node.discrete != UNKNOWN_DISCRETE || node.levels || !(IsStub(node) || node.isdefine);
     case NODE_MEASURE:
       return node.measure != UNKNOWN_MEASURE;
     case NODE_CHANCE:
       return node.chance != UNKNOWN_CHANCE;
     case NODE_NUMSTATES:
-      return node.numstates != 0;
+      return node.numstates != 0 || HasBoundsAlone(node);
     case NODE_STATES:
       return HasAnyName(node.states, node.numstates);
     case NODE_LEVELS:
-      return node.levels != nullptr;
+      return node.levels && NumLevels(node) > 0;
     case NODE_UNITS:
       return OrEmpty(node.units)[0] != 0;
     case NODE_INPUTS:
@@ -104,8 +148,12 @@ bool HasValue(const bnode& node, int field) {
 
 // Whether two nodes hold the same; both have a value.
 bool SameValue(const bnode& a, const bnode& b, int field) {
+  const auto sameRows = [&] {
+    const auto same = [](const bnode* x, const bnode* y) { return x->numstates == y->numstates; };
+    return std::equal(a.preds.begin(), a.preds.end(), b.preds.begin(), b.preds.end(), same);
+  };
   const auto sameTables = [&] {
-    return a.numstates == b.numstates && NumRows(a) == NumRows(b) && FunctionFormOf(a) == FunctionFormOf(b);
+    return a.numstates == b.numstates && sameRows() && FunctionFormOf(a) == FunctionFormOf(b);
   };
   switch (field) {
     case NODE_KIND:
@@ -123,7 +171,7 @@ bool SameValue(const bnode& a, const bnode& b, int field) {
     case NODE_LEVELS:
       return a.discrete == b.discrete && a.numstates == b.numstates && SameArray(a.levels, b.levels, NumLevels(a));
     case NODE_UNITS:
-      return EqualText(a.units, b.units);
+      return EqualText(OrEmpty(a.units), OrEmpty(b.units));
     case NODE_INPUTS:
       return a.preds.num == b.preds.num && SameNames(a.inputs, b.inputs, a.preds.num);
     case NODE_PARENTS:
@@ -137,40 +185,38 @@ bool SameValue(const bnode& a, const bnode& b, int field) {
     case NODE_PROBS:
       return sameTables() && SameArray(a.probs, b.probs, NumRows(a) * a.numstates);
     case NODE_NUMCASES:
-      return NumRows(a) == NumRows(b) && SameArray(a.numcases, b.numcases, NumRows(a));
+      return sameRows() && SameArray(a.numcases, b.numcases, NumRows(a));
     case NODE_TITLE:
-      return EqualText(a.title, b.title);
+      return EqualText(OrEmpty(a.title), OrEmpty(b.title));
     case NODE_COMMENT:
-      return EqualText(a.comment, b.comment);
+      return EqualText(OrEmpty(a.comment), OrEmpty(b.comment));
     case NODE_AUTHOR:
-      return EqualText(a.author, b.author);
+      return EqualText(OrEmpty(a.author), OrEmpty(b.author));
     case NODE_WHOCHANGED:
-      return EqualText(a.whochanged, b.whochanged);
+      return EqualText(OrEmpty(a.whochanged), OrEmpty(b.whochanged));
     case NODE_WHENCHANGED:
       return a.whenchanged == b.whenchanged;
     case NODE_LOCKED:
       return a.locked == b.locked;
     case NODE_EVIDENCE:
-      return a.evidence == b.evidence;
     case NODE_VALUE:
-      return a.value == b.value;
     case NODE_LIKELIHOOD:
-      return a.numstates == b.numstates && SameArray(a.likelihood, b.likelihood, a.numstates);
+      return SameFinding(a, b);
     default:
       return false;
   }
 }
 
-// The first of the node's define-nodes that carries the field.
+// The first of the node's define-nodes that carries the field; a finding is carried whole.
 const bnode* Carrier(const bnode& node, int field) {
   for (const node_bn define : node.inherits) {
-    if (define->fields[field] != FIELD_ABSENT) return define;
+    if (IsFindingField(field) ? HasFinding(*define) : define->fields[field] != FIELD_ABSENT) return define;
   }
   return nullptr;
 }
 
 // Rules of the fields that do not depend on values.
-bool IsFieldEnabled(const NetPrinter& printer, const bnode& node, int field) {
+bool IsFieldEnabled(const NetPrinter& printer, const bnode& node, int field, bool inherits) {
   if (IsStub(node)) {
     switch (field) {  // what the tables of its children need
       case NODE_KIND:
@@ -186,10 +232,11 @@ bool IsFieldEnabled(const NetPrinter& printer, const bnode& node, int field) {
     }
   }
   switch (field) {
-    case NODE_MEASURE:
-      return !(node.discrete == CONTINUOUS && node.measure == ORDINAL);
+    case NODE_MEASURE:  // what others inherit, or what replaces something inherited, is written all the same
+      return !(node.discrete == CONTINUOUS && node.measure == ORDINAL) || node.isdefine ||
+             (inherits && Carrier(node, field));
     case NODE_NUMSTATES:
-      return !HasAnyName(node.states, node.numstates) && !node.levels;
+      return !HasAnyName(node.states, node.numstates) && (!node.levels || HasBoundsAlone(node));
     case NODE_CHILDREN:
       return printer.options.derivedCounts;
     case NODE_WHENCHANGED:
@@ -221,17 +268,29 @@ bool IsSilent(const bnode& node, int field) {
 bool CanInherit(const NetPrinter& printer, const bnode& node) {
   for (int field = 0; field <= format::LAST_NODE_FIELD; field++) {
     const bnode* const base = Carrier(node, field);
-    if (!base || !HasValue(*base, field) || !IsFieldEnabled(printer, *base, field)) continue;
-    if (!HasValue(node, field) || !IsFieldEnabled(printer, node, field)) return false;
+    if (!base || !HasValue(*base, field) || !IsFieldEnabled(printer, *base, field, true)) continue;
+    if (IsFindingField(field) && HasFinding(node)) continue;  // it replaces the inherited one, whatever its kind
+    if (IsPlainField(field) && SameValue(node, *base, field)) continue;
+    if (!HasValue(node, field) || !IsFieldEnabled(printer, node, field, true)) return false;
   }
   return true;
 }
 
+// Whether names or levels that the node has in common with a define-node are there when its own statements are read:
+// those for another number of states, or another kind of levels, are not taken.
+bool IsTakenOver(const bnode& node, int field) {
+  if (field != NODE_STATES && field != NODE_LEVELS) return true;
+  const bnode *const counted = Carrier(node, NODE_NUMSTATES), *const typed = Carrier(node, NODE_DISCRETE);
+  return counted && counted->numstates == node.numstates &&
+         (field == NODE_STATES || (typed && typed->discrete == node.discrete));
+}
+
 bool IsWritten(const NetPrinter& printer, const bnode& node, int field, bool inherits) {
-  if (!IsFieldEnabled(printer, node, field) || !HasValue(node, field)) return false;
+  if (!IsFieldEnabled(printer, node, field, inherits) || !HasValue(node, field)) return false;
+  if (field == NODE_NUMSTATES && HasBoundsAlone(node)) return true;
   if (inherits) {
     const bnode* const base = Carrier(node, field);
-    if (base) return !HasValue(*base, field) || !SameValue(node, *base, field);
+    if (base) return !HasValue(*base, field) || !SameValue(node, *base, field) || !IsTakenOver(node, field);
   }
   return !IsSilent(node, field);
 }
@@ -243,7 +302,11 @@ void PrintField(NetPrinter& printer, const bnode& node, int field) {
       printer.out.Put(KIND_NAMES[node.kind]);
       break;
     case NODE_DISCRETE:
-      printer.PutBoolean(node.discrete == DISCRETE);
+      if (node.discrete == UNKNOWN_DISCRETE) {
+        printer.out.Put(DISCRETE_NAMES[UNKNOWN_DISCRETE]);
+      } else {
+        printer.PutBoolean(node.discrete == DISCRETE);
+      }
       break;
     case NODE_MEASURE:
       printer.out.Put(MEASURE_NAMES[node.measure]);
@@ -311,7 +374,10 @@ void PrintField(NetPrinter& printer, const bnode& node, int field) {
       printer.PutNumber(node.value);
       break;
     case NODE_LIKELIHOOD:
-      printer.PutNumbers(node.likelihood, node.numstates, true);
+      if (IsBeyondFloats(node))
+        printer.PutNumbers(LikelihoodNumbers(node));
+      else
+        printer.PutNumbers(node.likelihood, node.numstates, true);
       break;
     case NODE_BELIEF:
       printer.PutNumbers(node.belief, node.numstates, false);

@@ -121,7 +121,7 @@ void PrintHeading(NetPrinter& printer, const TableForm& form, const Conditions& 
   if (form.rowsAreLists) {
     char number[16];
     for (int state = 0; state < form.node.numstates; state++) {
-      const std::string_view name = StateText(form.node, state, number);
+      const std::string_view name = printer.StateWord(form.node, state, number);
       out.Put(name);
       out.PutRepeated(' ', Padding(static_cast<int>(name.size()), COLUMN));
     }
@@ -278,7 +278,7 @@ void PrintFunction(NetPrinter& printer, const bnode& node) {
     if (state == IMPOS_STATE) return PrintWord(format::IMPOS_ESCAPE, to);
     if (state < 0 || state >= node.numstates) return PrintWord(format::UNDEF_ESCAPE, to);
     char number[16];
-    return PrintWord(StateText(node, state, number), to);
+    return PrintWord(printer.StateWord(node, state, number), to);
   });
 }
 

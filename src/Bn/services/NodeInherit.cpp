@@ -29,13 +29,6 @@ void CopyLevels(bnode& node, const bnode& define) {
   std::memcpy(node.levels, define.levels, BlockSize(define.levels));
 }
 
-float* DupVector(const float* from) {
-  if (!from) return nullptr;
-  auto* copy = static_cast<float*>(Allocate(BlockSize(from)));
-  std::memcpy(copy, from, BlockSize(from));
-  return copy;
-}
-
 // Takes the field of the first define-node that carries it. False when it cannot be taken.
 bool CopyField(NodeBlock& block, const bnode& define, NodeField field) {
   bnode& node = block.node;
@@ -71,18 +64,8 @@ bool CopyField(NodeBlock& block, const bnode& define, NodeField field) {
       return node.whenchanged = define.whenchanged, true;
     case NODE_LOCKED:
       return node.locked = define.locked, true;
-    case NODE_EVIDENCE:
-      if (!sameStates || node.likelihood || node.value != UNDEF_DBL) return false;
-      return node.evidence = define.evidence, node.value = define.value, true;
-    case NODE_VALUE:
-      if (node.evidence != UNDEF_STATE || node.likelihood) return false;
-      if (define.evidence != UNDEF_STATE && !sameStates) return false;
-      return node.value = define.value, node.evidence = define.evidence, true;
-    case NODE_LIKELIHOOD:
-      if (!sameStates || node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) return false;
-      return node.likelihood = DupVector(define.likelihood), true;
     default:
-      return false;
+      return false;  // findings, tables and link names come later; the rest is not inherited
   }
 }
 
@@ -91,12 +74,10 @@ void InheritParents(NodeBlock& block) {
   if (block.Status(NODE_PARENTS) != FIELD_ABSENT) return;
   for (const bnode* define : Entries(block.node.inherits)) {
     if (!Carries(*define, NODE_PARENTS)) continue;
-    for (const NodeEntry& entry : block.reader.entries) {
-      if (entry.node != define) continue;
-      block.entry.parents = entry.parents;
-      block.entry.parentsAt = entry.parentsAt;
-      block.entry.hasParents = true;
-    }
+    const NodeEntry& entry = block.reader.entries[static_cast<std::size_t>(define->index)];
+    block.entry.parents = entry.parents;
+    block.entry.parentsAt = entry.parentsAt;
+    block.entry.hasParents = true;
     block.Status(NODE_PARENTS) = FIELD_INHERITED;
     return;
   }
@@ -117,6 +98,7 @@ bool CopyTable(T*& to, const T* from) {
 }
 
 bool CopyRelationField(bnode& node, const bnode& define, NodeField field) {
+  if (field != NODE_INPUTS && !FitsTable(node, field)) return false;
   switch (field) {
     case NODE_FUNCTABLE:
       if (node.fields[NODE_PROBS] == FIELD_READ) return false;

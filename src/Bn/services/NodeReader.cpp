@@ -27,20 +27,10 @@ void DropLevels(bnode& node) {
   node.fields[NODE_LEVELS] = FIELD_ABSENT;
 }
 
-// Only what was inherited can be there already.
-static void DropFindings(bnode& node) {
-  Free(node.likelihood);
-  node.likelihood = nullptr;
-  node.evidence = UNDEF_STATE;
-  node.value = UNDEF_DBL;
-  for (NodeField field : {NODE_EVIDENCE, NODE_VALUE, NODE_LIKELIHOOD}) node.fields[field] = FIELD_ABSENT;
-}
-
 void SetNumStates(bnode& node, int numstates, FieldStatus status) {
   if (numstates != node.numstates) {
     DropStates(node);
     DropLevels(node);
-    DropFindings(node);
   }
   node.numstates = numstates;
   node.fields[NODE_NUMSTATES] = status;
@@ -86,6 +76,7 @@ bool ReadDiscrete(NodeBlock& block) {
     block.node.discrete = word == format::TRUE_WORD ? DISCRETE : CONTINUOUS;
   } else {
     block.node.discrete = DISCRETE;
+    block.Status(NODE_DISCRETE) = FIELD_IMPLIED;
     ReadError(block.reader, -1025, "illegal value '%.*s' for `%s` statement in %s '%s', line %ld", QuoteLength(word),
               word.data(), NODE_FIELD_NAMES[NODE_DISCRETE], block.keyword, block.node.name, LineNow(block.reader));
   }
@@ -99,7 +90,7 @@ bool ReadNumStates(NodeBlock& block) {
   if (!ReadInt(block.reader, block.At(NODE_NUMSTATES), &stated)) return false;
   const long line = LineNow(block.reader);
   const char* name = NODE_FIELD_NAMES[NODE_NUMSTATES];
-  if (stated < 1) {
+  if (stated < 0) {  // whether there may be none the end of the block tells
     ReadError(block.reader, -1026, "`%s` stated to be %ld, but it must not be less than 1, in %s '%s', line %ld", name,
               static_cast<long>(stated), block.keyword, node.name, line);
     return false;
@@ -109,7 +100,7 @@ bool ReadNumStates(NodeBlock& block) {
               node.name, line);
     return false;
   }
-  if (stated != node.numstates && block.Status(NODE_STATES) == FIELD_READ) {
+  if (stated != node.numstates && block.stated[NODE_STATES] && !block.failed[NODE_STATES]) {
     ReadError(block.reader, -1027, "`%s` stated to be %d, but other statements imply it is %d for %s '%s', line %ld",
               name, stated, node.numstates, block.keyword, node.name, line);
     return false;
@@ -186,7 +177,6 @@ bool Postpone(NodeBlock& block, NodeField field) {
 bool IsTableReady(NodeBlock& block, NodeField field) {
   bnode& node = block.node;
   if (node.inherits.num || !block.stated[NODE_PARENTS] || !block.entry.linked) return false;
-  if (field == NODE_NUMCASES) return true;
   if (!block.stated[NODE_DISCRETE]) return false;
   if (field == NODE_FUNCTABLE && node.discrete == CONTINUOUS) return true;
   return node.discrete == DISCRETE && block.stated[NODE_STATES] && node.numstates > 0;
@@ -291,6 +281,8 @@ bool ReadStatementOf(NodeBlock& block, NodeField field, Place place) {
   }
   block.stated[field] = true;
   block.word[field] = place;
+  if (field == NODE_FUNCTABLE) block.entry.functableWord = place;
+  if (field == NODE_PROBS) block.entry.probsWord = place;
   if (reader.in.NextSignificant() != '=') {
     reader.in.PushBack();
     ReadError(reader, -1016, "missing '=' for `%s` in %s '%s', line %ld", name, block.keyword, block.node.name,
@@ -299,10 +291,12 @@ bool ReadStatementOf(NodeBlock& block, NodeField field, Place place) {
   }
   block.failed[field] = !ReadValue(block, field);
   if (block.failed[field]) return false;
-  if (!block.value[field]) block.Status(field) = FIELD_READ;
+  // States without names only tell how many there are.
+  if (!block.value[field] && (field != NODE_STATES || block.node.states)) block.Status(field) = FIELD_READ;
   if (!ReadSemicolon(reader)) {
     ReadError(reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", name, block.keyword,
               block.node.name, LineNow(reader));
+    EndStatement(reader);
   }
   return true;
 }
@@ -369,7 +363,7 @@ bool ReadInherits(NetReader& reader, bnode& node, const char* keyword) {
 }
 
 // The name and what follows it up to the "{". NULL when the block cannot be read.
-node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam) {
+node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam, std::string_view* written) {
   const int c = reader.in.Peek();
   if (IsPunctuation(c)) {
     ReadError(reader, -1045, "unexpected punctuation '%c' in %s '%s', line %ld", c, format::NET_WORD, reader.net->name,
@@ -377,8 +371,8 @@ node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam) {
     return nullptr;
   }
   char name[MAX_NAME_LEN + 1];
-  if (!ReadBlockName(reader, format::NET_WORD, reader.net->name, name)) return nullptr;
-  if (FindEntry(reader, name)) {
+  if (!ReadBlockName(reader, format::NET_WORD, reader.net->name, name, written)) return nullptr;
+  if (FindInTable(reader.names, name)) {
     ReadError(reader, -1012, "duplicate %s name '%s' of %s '%s', line %ld", keyword, name, format::NET_WORD,
               reader.net->name, LineNow(reader));
     return nullptr;
@@ -417,19 +411,24 @@ bool LinkFault(NetReader& reader, const NodeEntry& entry, std::string_view word,
 node_bn FindEntry(const NetReader& reader, std::string_view word) {
   char name[MAX_NAME_LEN + 1];
   LegalName(word, name);
-  return FindInTable(reader.names, name);
+  node_bn found = FindInTable(reader.names, name);
+  if (!found || word == name) return found;
+  return reader.entries[static_cast<std::size_t>(found->index)].written == word ? found : nullptr;
 }
 
 void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine) {
   const char* keyword = isparam ? format::PARAM_WORD : format::NODE_WORD;
   const Place start = static_cast<Place>(reader.in.Position());
-  node_bn node = ReadHead(reader, keyword, isparam);
+  std::string_view written;
+  node_bn node = ReadHead(reader, keyword, isparam, &written);
   if (!node) return AbandonStatement(reader);
   node->isdefine = isdefine;
   EnterInTable(reader.names, node);
+  node->index = static_cast<int>(reader.entries.size());
   reader.entries.push_back({});
   NodeEntry& entry = reader.entries.back();
   entry.node = node;
+  entry.written = written;
   NodeBlock block{reader, entry, *node, keyword, reader.options != 0};
   if (!block.inheritLate) InheritFields(block);
   const bool closed = ReadBody(block);

@@ -26,17 +26,33 @@ struct NodeBlock {
 inline constexpr NodeField TABLES[] = {NODE_FUNCTABLE, NODE_PROBS, NODE_NUMCASES};
 // Read at the end of the block, in this order.
 inline constexpr NodeField WAITING[] = {NODE_LEVELS, NODE_BELIEF, NODE_EVIDENCE, NODE_VALUE, NODE_LIKELIHOOD};
+inline constexpr NodeField FINDINGS[] = {NODE_EVIDENCE, NODE_VALUE, NODE_LIKELIHOOD};
 
-inline int QuoteLength(std::string_view word) {
-  return static_cast<int>(word.size() < MAX_ERROR_WORD ? word.size() : MAX_ERROR_WORD);
-}
 void SetText(char*& field, char* text);  // takes the text
 void DropStates(bnode& node);
 void DropLevels(bnode& node);
 // A new number of states; what was inherited for another number goes.
 void SetNumStates(bnode& node, int numstates, FieldStatus status);
 
+// A finding as a node's statement, or a define-node, gives it.
+struct FindingRead {
+  statetype evidence = UNDEF_STATE;
+  double value = UNDEF_DBL;
+  Block<float> likelihood;  // [numstates], or none
+  bool IsNone() const { return evidence == UNDEF_STATE && value == UNDEF_DBL && !likelihood; }
+};
+
+// NodeFindings.cpp
+void ReadFindings(NodeBlock& block);  // the node's own, else those that it inherits
 // NodeWaiting.cpp
+bool ReadVector(NodeBlock& block, NodeField field);  // over the states, into reader.numbers
+float* MakeVector(const Vector<double>& numbers);
+bool HasStates(NodeBlock& block, NodeField field);  // reports a statement that needs some
+// Reports a waiting statement that stands before one it needs.
+bool StandsTooEarly(NodeBlock& block, NodeField field);
+bool BadValue(NodeBlock& block, NodeField field, const char* reason);
+// What follows the value of a statement that was read late.
+void CheckStatementEnd(NodeBlock& block, NodeField field);
 // Whether a statement for one field is understood only behind the one for the other.
 bool Needs(const bnode& node, NodeField field, NodeField needed);
 void FinishNode(NodeBlock& block);

@@ -1,8 +1,9 @@
 // The values of a node that are read at the end of its block, when the number of its states and the names of its
-// parents are known: levels, findings, beliefs, link names.
+// parents are known: levels, beliefs, link names. NodeFindings.cpp reads its findings.
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "Bn/model/Tables.h"
 #include "Bn/services/NodeReader.h"
@@ -26,11 +27,6 @@ bool Needs(const bnode& node, NodeField field, NodeField needed) {
   }
 }
 
-namespace {
-
-constexpr double VALUE_TOLERANCE = 1e-5;
-
-// Reports a waiting statement that stands before one it needs.
 bool StandsTooEarly(NodeBlock& block, NodeField field) {
   constexpr NodeField NEEDED[] = {NODE_DISCRETE, NODE_NUMSTATES, NODE_STATES, NODE_LEVELS, NODE_PARENTS};
   if (block.inheritLate && block.node.inherits.num) return false;
@@ -49,6 +45,59 @@ bool StandsTooEarly(NodeBlock& block, NodeField field) {
   }
   return false;
 }
+
+bool BadValue(NodeBlock& block, NodeField field, const char* reason) {
+  ReadError(block.reader, -777, "%s in `%s` statement of %s '%s', line %ld", reason, NODE_FIELD_NAMES[field],
+            block.keyword, block.node.name, LineNow(block.reader));
+  return false;
+}
+
+void CheckStatementEnd(NodeBlock& block, NodeField field) {
+  const int c = block.reader.in.Peek();
+  if (c == ';' || c == '}' || c == END_OF_INPUT) return;
+  ReadError(block.reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", NODE_FIELD_NAMES[field],
+            block.keyword, block.node.name, LineNow(block.reader));
+}
+
+bool HasStates(NodeBlock& block, NodeField field) {
+  if (IsDiscretized(block.node)) return true;
+  const char* name = NODE_FIELD_NAMES[field];
+  if (block.node.discrete == CONTINUOUS) {
+    ReadError(block.reader, -1035,
+              "there should not be an `%s` statement for %s '%s' because it is not a discrete or discretized variable, "
+              "line %ld",
+              name, block.keyword, block.node.name, LineNow(block.reader));
+  } else {
+    ReadError(block.reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
+              name, NODE_FIELD_NAMES[NODE_STATES], block.keyword, block.node.name, LineNow(block.reader));
+  }
+  return false;
+}
+
+bool ReadVector(NodeBlock& block, NodeField field) {
+  if (!HasStates(block, field) || !ReadNumbers(block.reader, block.At(field), -777)) return false;
+  const auto& numbers = block.reader.numbers;
+  if (!numbers.empty() && static_cast<int>(numbers.size()) != block.node.numstates) {
+    ReadError(block.reader, field == NODE_LIKELIHOOD ? -1093 : -1160,
+              "`%s` statement has %d entries, but there should be %d, because %s '%s' has that many states, line %ld",
+              NODE_FIELD_NAMES[field], static_cast<int>(numbers.size()), block.node.numstates, block.keyword,
+              block.node.name, LineNow(block.reader));
+    return false;
+  }
+  constexpr double BEYOND_FLOATS = 3.4028235677973366e38;  // what is below it rounds to the largest float at most
+  const double beyond = field == NODE_LIKELIHOOD ? std::numeric_limits<double>::infinity() : BEYOND_FLOATS;
+  const auto bad = [&](double entry) { return !(entry >= 0 && entry < beyond); };
+  if (std::any_of(numbers.begin(), numbers.end(), bad)) return BadValue(block, field, "an illegal number");
+  return true;
+}
+
+float* MakeVector(const Vector<double>& numbers) {
+  auto* made = static_cast<float*>(Allocate(numbers.size() * sizeof(float)));
+  std::transform(numbers.begin(), numbers.end(), made, [](double entry) { return static_cast<float>(entry); });
+  return made;
+}
+
+namespace {
 
 bool WrongLevelCount(NodeBlock& block, int count, int wanted) {
   ReadError(block.reader, -1029,
@@ -78,7 +127,8 @@ bool ReadLevels(NodeBlock& block) {
   }
   const bool counted = block.Status(NODE_NUMSTATES) != FIELD_ABSENT && block.Status(NODE_NUMSTATES) != FIELD_INHERITED;
   const int implied = continuous ? count - 1 : count;
-  if (counted && implied != node.numstates) {
+  const bool boundsAlone = continuous && count == 2 && node.numstates == 0;
+  if (counted && implied != node.numstates && !boundsAlone) {
     return WrongLevelCount(block, count, continuous ? node.numstates + 1 : node.numstates);
   }
   if (!counted) SetNumStates(node, implied, FIELD_IMPLIED);
@@ -90,138 +140,21 @@ bool ReadLevels(NodeBlock& block) {
   return true;
 }
 
-// A statement that has sense only for a node with states.
-bool HasStates(NodeBlock& block, NodeField field) {
-  if (IsDiscretized(block.node)) return true;
-  const char* name = NODE_FIELD_NAMES[field];
-  if (block.node.discrete == CONTINUOUS) {
-    ReadError(block.reader, -1035,
-              "there should not be an `%s` statement for %s '%s' because it is not a discrete or discretized variable, "
-              "line %ld",
-              name, block.keyword, block.node.name, LineNow(block.reader));
-  } else {
-    ReadError(block.reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
-              name, NODE_FIELD_NAMES[NODE_STATES], block.keyword, block.node.name, LineNow(block.reader));
-  }
-  return false;
-}
-
-bool ReadEvidence(NodeBlock& block) {
-  bnode& node = block.node;
-  if (!HasStates(block, NODE_EVIDENCE)) return false;
-  const std::string_view word = block.reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
-  const statetype state = StateOfWord(node, word);
-  if (state == UNDEF_STATE) {
-    ReadError(block.reader, -1036, "unknown label '%.*s' in `%s` statement of %s '%s', line %ld", QuoteLength(word),
-              word.data(), NODE_FIELD_NAMES[NODE_EVIDENCE], block.keyword, node.name, LineNow(block.reader));
-    return false;
-  }
-  node.evidence = state;
-  node.value = node.discrete == DISCRETE && node.levels ? node.levels[state] : UNDEF_DBL;
-  return true;
-}
-
-bool BadValue(NodeBlock& block, NodeField field, const char* reason) {
-  ReadError(block.reader, -777, "%s in `%s` statement of %s '%s', line %ld", reason, NODE_FIELD_NAMES[field],
-            block.keyword, block.node.name, LineNow(block.reader));
-  return false;
-}
-
-// The state that an `evidence` statement has given stays; a value only fills in what it leaves open.
-bool ReadNodeValue(NodeBlock& block) {
-  bnode& node = block.node;
-  double value;
-  if (!ReadNumber(block.reader, block.At(NODE_VALUE), &value)) return false;
-  if (value == UNDEF_DBL) return true;
-  if (node.discrete == DISCRETE && !node.levels) return BadValue(block, NODE_VALUE, "a value without levels");
-  if (node.evidence != UNDEF_STATE) {
-    if (node.discrete != DISCRETE) node.value = value;
-    return true;
-  }
-  if (node.levels && node.numstates > 0) {
-    const statetype state = StateOfValue(node, value, VALUE_TOLERANCE);
-    if (state < 0) return BadValue(block, NODE_VALUE, "a value outside all levels");
-    node.evidence = state;
-  }
-  node.value = value;
-  return true;
-}
-
-// A vector over the states, into reader.numbers; an empty list is no vector.
-bool ReadVector(NodeBlock& block, NodeField field, int number) {
-  if (!HasStates(block, field) || !ReadNumbers(block.reader, block.At(field), -777)) return false;
-  const auto& numbers = block.reader.numbers;
-  if (!numbers.empty() && static_cast<int>(numbers.size()) != block.node.numstates) {
-    ReadError(block.reader, number,
-              "`%s` statement has %d entries, but there should be %d, because %s '%s' has that many states, line %ld",
-              NODE_FIELD_NAMES[field], static_cast<int>(numbers.size()), block.node.numstates, block.keyword,
-              block.node.name, LineNow(block.reader));
-    return false;
-  }
-  const auto bad = [](double entry) { return !(entry >= 0 && entry <= 3.4e38); };
-  if (std::any_of(numbers.begin(), numbers.end(), bad)) return BadValue(block, field, "an illegal number");
-  return true;
-}
-
-float* MakeVector(const Vector<double>& numbers) {
-  auto* made = static_cast<float*>(Allocate(numbers.size() * sizeof(float)));
-  std::transform(numbers.begin(), numbers.end(), made, [](double entry) { return static_cast<float>(entry); });
-  return made;
-}
-
-// One non-zero entry is a state finding; a state finding that is there already stays alone.
-bool ReadLikelihood(NodeBlock& block) {
-  bnode& node = block.node;
-  if (!ReadVector(block, NODE_LIKELIHOOD, -1093)) return false;
-  const auto& numbers = block.reader.numbers;
-  if (numbers.empty() || node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) return true;
-  const auto isNonZero = [](double entry) { return static_cast<float>(entry) != 0; };
-  const auto nonZero = std::count_if(numbers.begin(), numbers.end(), isNonZero);
-  if (nonZero == 0) return BadValue(block, NODE_LIKELIHOOD, "likelihood consists of all zeroes");
-  if (nonZero == 1 && numbers.size() > 1) {
-    const auto place = std::find_if(numbers.begin(), numbers.end(), isNonZero);
-    node.evidence = static_cast<statetype>(place - numbers.begin());
-    if (node.discrete == DISCRETE && node.levels) node.value = node.levels[node.evidence];
-    return true;
-  }
-  node.likelihood = MakeVector(numbers);
-  return true;
-}
-
 bool ReadBelief(NodeBlock& block) {
   bnode& node = block.node;
-  if (!ReadVector(block, NODE_BELIEF, -1160)) return false;
+  if (!ReadVector(block, NODE_BELIEF)) return false;
   if (!block.reader.numbers.empty()) node.belief = MakeVector(block.reader.numbers);
   return true;
-}
-
-bool ReadWaitingValue(NodeBlock& block, NodeField field) {
-  switch (field) {
-    case NODE_LEVELS:
-      return ReadLevels(block);
-    case NODE_BELIEF:
-      return ReadBelief(block);
-    case NODE_EVIDENCE:
-      return ReadEvidence(block);
-    case NODE_VALUE:
-      return ReadNodeValue(block);
-    default:
-      return ReadLikelihood(block);
-  }
 }
 
 void ReadWaiting(NodeBlock& block, NodeField field) {
   if (!block.value[field] || StandsTooEarly(block, field)) return;
   block.reader.in.SetPosition(static_cast<long>(block.value[field]));
-  const bool good = ReadWaitingValue(block, field);
-  if (good) {
+  if (!(field == NODE_LEVELS ? ReadLevels(block) : ReadBelief(block))) return;
+  if (field == NODE_LEVELS ? block.node.levels != nullptr : block.node.belief != nullptr) {
     block.Status(field) = FIELD_READ;
-    const int c = block.reader.in.Peek();
-    if (c != ';' && c != '}' && c != END_OF_INPUT) {
-      ReadError(block.reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld",
-                NODE_FIELD_NAMES[field], block.keyword, block.node.name, LineNow(block.reader));
-    }
   }
+  CheckStatementEnd(block, field);
 }
 
 // A state finding shows as certainty in the beliefs.
@@ -245,7 +178,15 @@ void CheckParentCount(NodeBlock& block) {
 void SettleStates(NodeBlock& block) {
   bnode& node = block.node;
   const bool isnode = TagOf(&node) == BNODE_TAG && !node.isdefine;
-  if (node.discrete == UNKNOWN_DISCRETE && isnode && !block.stated[NODE_DISCRETE]) {
+  const bool isUnsaid = node.discrete == UNKNOWN_DISCRETE && block.Status(NODE_DISCRETE) == FIELD_ABSENT;
+  const bool saysNone = block.Status(NODE_NUMSTATES) == FIELD_READ && node.numstates == 0;
+  if (saysNone && !node.isdefine && (isUnsaid || node.discrete == DISCRETE)) {
+    ReadError(block.reader, -1026, "`%s` stated to be %ld, but it must not be less than 1, in %s '%s', line %ld",
+              NODE_FIELD_NAMES[NODE_NUMSTATES], 0L, block.keyword, node.name,
+              block.reader.in.LineOf(block.word[NODE_NUMSTATES]));
+    block.Status(NODE_NUMSTATES) = FIELD_ABSENT;
+  }
+  if (isUnsaid && isnode) {
     node.discrete = node.numstates > 0 ? DISCRETE : CONTINUOUS;
     block.Status(NODE_DISCRETE) = FIELD_IMPLIED;
   }
@@ -254,6 +195,15 @@ void SettleStates(NodeBlock& block) {
     ReadError(block.reader, -1022, "missing `%s` statement for %s '%s'", NODE_FIELD_NAMES[NODE_NUMSTATES],
               block.keyword, node.name);
   }
+}
+
+// The states of a continuous node are intervals between levels.
+void CheckIntervals(NodeBlock& block) {
+  bnode& node = block.node;
+  if (node.isdefine || node.discrete != CONTINUOUS || node.levels || node.numstates == 0) return;
+  ReadError(block.reader, -1022, "missing `%s` statement for %s '%s'", NODE_FIELD_NAMES[NODE_LEVELS], block.keyword,
+            node.name);
+  SetNumStates(node, 0, FIELD_ABSENT);
 }
 
 void FinishTable(NodeBlock& block, NodeField field) {
@@ -273,14 +223,29 @@ void FinishNode(NodeBlock& block) {
   ReadWaiting(block, NODE_LEVELS);
   if (block.inheritLate) InheritFields(block);
   SettleStates(block);
-  for (NodeField field : WAITING) {
-    if (field != NODE_LEVELS) ReadWaiting(block, field);
-  }
+  CheckIntervals(block);
+  ReadWaiting(block, NODE_BELIEF);
+  ReadFindings(block);
   SetCertainBelief(node);
   CheckParentCount(block);
   block.entry.inputsAt = block.value[NODE_INPUTS];
   for (NodeField field : TABLES) FinishTable(block, field);
   block.reader.in.SetPosition(resume);
+}
+
+// Of doubled links only the first has a name of its own.
+static void DropRepeatedNames(NetReader& reader, const bnode& node, NameRange range) {
+  const auto parents = Entries(node.preds);
+  const auto numNames = std::min(static_cast<std::size_t>(range.count), parents.size());
+  std::string_view* const words = reader.words.data() + range.first;
+  const int mark = NewMark();
+  for (std::size_t i = 0; i < numNames; i++) {
+    const bool isDoubled = parents[i]->mark == mark;
+    parents[i]->mark = mark;
+    for (std::size_t k = 0; isDoubled && k < i; k++) {
+      if (parents[k] == parents[i] && words[k] == words[i]) words[i] = {};
+    }
+  }
 }
 
 void ReadInputs(NetReader& reader, NodeEntry& entry) {
@@ -292,6 +257,7 @@ void ReadInputs(NetReader& reader, NodeEntry& entry) {
   NameRange range;
   char** names = nullptr;
   bool good = ReadNames(reader, at, true, &range);
+  if (good) DropRepeatedNames(reader, node, range);
   if (good && range.count != node.preds.num) {
     ReadError(reader, -1031, "there are %d parents, but %d names in `%s` statement for %s '%s', line %ld",
               node.preds.num, range.count, at.field, at.keyword, at.owner, LineNow(reader));
@@ -300,9 +266,9 @@ void ReadInputs(NetReader& reader, NodeEntry& entry) {
   good = good && MakeNames(reader, at, range, &names);
   reader.words.resize(numWords);
   if (!good) return;
-  node.fields[NODE_INPUTS] = FIELD_READ;
   if (std::any_of(names, names + range.count, [](const char* name) { return name != nullptr; })) {
     node.inputs = names;
+    node.fields[NODE_INPUTS] = FIELD_READ;
   } else {
     FreeNames(names, range.count);
   }

@@ -11,6 +11,7 @@
 #include "Bn/model/Undo.h"
 #include "Bn/services/Absorb.h"
 #include "Bn/services/Findings.h"
+#include "Bn/services/Likelihood.h"
 
 namespace bravic {
 
@@ -185,8 +186,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
     if (nodes[i]->evidence >= 0 && nodes[i]->kind != UTILITY_NODE)
       inference->SetState(static_cast<int>(i), nodes[i]->evidence);
     else if (nodes[i]->likelihood)
-      inference->SetLikelihood(static_cast<int>(i),
-                               {nodes[i]->likelihood, static_cast<std::size_t>(nodes[i]->numstates)});
+      inference->SetLikelihood(static_cast<int>(i), LikelihoodWeights(*nodes[i]));
   }
   LongWork work("Finding the expected utility", 0, Showing::Always);
   const auto progress = [&work](double share) {
@@ -239,7 +239,7 @@ extern "C" int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes) {
 extern "C" void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   NetCall call("AbsorbNodes_bn");
   if (call.IsRefused()) return;  // the list may be what the calling operation works on
-  const bool callers = IsLiveBlock(nodes);
+  const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
   if (call.HasReserve(-5135) && call.Check(nodes, NetCall::ALLOW_NONE)) {
     if (!callers)
       ReportError(-5562, "the passed node list should not be freed (or is already freed)");

@@ -205,7 +205,14 @@ void KeepAsFindings(std::span<const node_bn> nodes, const SampleOrder& order) {
   UndoGroup group(UNDO_ALL_FINDINGS, nodes[0]->innet);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     const std::size_t at = static_cast<std::size_t>(order.listed[i]);
-    StoreFinding(nodes[i], order.states[at], order.values[at], nullptr);
+    statetype state = order.states[at];
+    double value = order.values[at];
+    // A function's value has its place among the levels like any other, and is no finding beyond them.
+    if (state < 0 && value != UNDEF_DBL) {
+      state = StateOfValue(*nodes[i], value, LEVEL_TOLERANCE);
+      if (!IsWithinBounds(*nodes[i], value)) value = UNDEF_DBL;
+    }
+    StoreFinding(nodes[i], state, value, nullptr);
   }
 }
 
@@ -237,13 +244,6 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
 
 namespace {
 
-bool FileHasText(const char* filename) {
-  std::FILE* file = std::fopen(filename, "rb");
-  const bool hasText = file && std::fgetc(file) != EOF;
-  if (file) std::fclose(file);
-  return hasText;
-}
-
 struct GenerateFile {
   CaseWriter writer;
   Vector<int> columns;  // place in the order of each column, -1 without a node
@@ -251,16 +251,12 @@ struct GenerateFile {
 
 Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, const char* filename,
                       const GenerateOptions& options, GenerateFile& file) {
-  AppendPlan plan;
-  if (options.append)
-    if (Failure failure = PlanAppend(filename, nodes[0]->innet, nodes, &plan)) return failure;
-  if (!plan.isCaseFile && options.append && FileHasText(filename))
-    return Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text);
-  if (!plan.isCaseFile) plan.columns = NewColumns(nodes, options.firstid >= 0, options.freq != 0);
+  CasePlan plan;
+  if (Failure failure = PlanCases(filename, nodes, options.append, options.firstid >= 0, options.freq != 0, &plan))
+    return failure;
   for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
   for (const PlannedColumn& column : plan.columns) file.columns.push_back(column.node ? column.node->scratch : -1);
-  if (plan.isCaseFile ? file.writer.Append(filename, plan.columns) : file.writer.Create(filename, plan.columns))
-    return nullptr;
+  if (file.writer.Open(filename, plan)) return nullptr;
   return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text)
                         : Fail(-2079, "Couldn't open file for writing cases '%s'", ShownPath(filename).text);
 }
@@ -427,6 +423,7 @@ extern "C" int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, fi
     ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
     return SAMPLE_ERROR;
   }
+  if (NetCall::Basic() && !CheckFinite("freq", freq)) return SAMPLE_ERROR;
   return GenerateCases(nodes ? Entries(*nodes) : std::span<const node_bn>(), file,
                        {numcases, firstid, freq, append != 0});
 }

@@ -203,7 +203,7 @@ bool ReadEscape(Table& table, char* cell) {
 
 bool ReadStateEntry(Table& table, char* cell) {
   const std::string_view word = table.reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
-  const statetype state = StateOfWord(table.node, word);
+  const statetype state = StateOfWord(table.reader, table.node, word);
   if (state == UNDEF_STATE) return UnknownWord(table, -1088, "state", word);
   return StoreState(cell, state), true;
 }
@@ -539,7 +539,13 @@ bool ReadCells(Table& table) {
 
 bool ReadWhole(Table& table) {
   if (!ReadCells(table)) return false;
-  if (table.reader.in.Peek() != ')') return true;
+  const int c = table.reader.in.Peek();
+  if (!IsPunctuation(c) || IsEnd(c)) return true;  // what else there may be is another statement
+  if (c == ',' && table.closed > 1) {
+    table.closed--;
+    return TooManyClosed(table);
+  }
+  if (c != ')') return UnexpectedPunctuation(table, c);
   ReadError(table.reader, -1052, "extra close parenthesis at end of %s`%s` statement for %s '%s', line %ld",
             FlatPrefix(table), FieldName(table), format::NODE_WORD, table.node.name, LineNow(table.reader));
   return false;
@@ -563,7 +569,7 @@ bool CheckVariables(NetReader& reader, const bnode& node, NodeField field) {
         format::NODE_WORD, node.name, name, parent->name, LineNow(reader));
     return false;
   }
-  const bool needsStates = field == NODE_PROBS || (field == NODE_FUNCTABLE && node.discrete != CONTINUOUS);
+  const bool needsStates = field != NODE_FUNCTABLE || node.discrete == DISCRETE;
   if (needsStates && node.numstates <= 0) {
     ReadError(reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld", name,
               NODE_FIELD_NAMES[NODE_STATES], format::NODE_WORD, node.name, LineNow(reader));
@@ -613,16 +619,22 @@ Block<char> MakeCells(NetReader& reader, const bnode& node, long long rows, int 
 
 }  // namespace
 
-statetype StateOfWord(const bnode& node, std::string_view word) {
+statetype StateOfWord(const NetReader& reader, const bnode& node, std::string_view word) {
   if (!word.empty() && word[0] == '#') {
     long long number;
-    if (word.size() < 2 || !ParseInteger(word.substr(1), 10, &number)) return UNDEF_STATE;
+    if (word.size() < 2 || !ParseInteger(word.substr(1), reader.in.base, &number)) return UNDEF_STATE;
     return number >= 0 && number < node.numstates ? static_cast<statetype>(number) : UNDEF_STATE;
   }
   for (int i = 0; node.states && !word.empty() && i < node.numstates; i++) {
     if (node.states[i] && word.substr(0, MAX_NAME_LEN) == node.states[i]) return i;
   }
   return UNDEF_STATE;
+}
+
+bool FitsTable(const bnode& node, NodeField field) {
+  const bool ofValues = field == NODE_FUNCTABLE && node.discrete != DISCRETE;
+  return (ofValues || IsDiscretized(node)) &&
+         std::all_of(node.preds.begin(), node.preds.end(), [](const bnode* parent) { return IsDiscretized(*parent); });
 }
 
 bool ReadTable(NetReader& reader, node_bn node, NodeField field) {

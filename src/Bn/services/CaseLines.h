@@ -1,0 +1,77 @@
+// The lines of a case file, one after the other through one buffer, which grows with the longest line alone. They are
+// counted as they go by, so that a pipe, which can be read only once, has its lines numbered too.
+#pragma once
+
+#include <cstdio>
+#include <string_view>
+
+#include "Basic/Errors.h"
+#include "Basic/Memory.h"
+
+namespace bravic {
+
+class CaseLines {
+ public:
+  CaseLines() = default;
+  ~CaseLines() { Close(); }
+  CaseLines(const CaseLines&) = delete;
+  CaseLines& operator=(const CaseLines&) = delete;
+
+  // To be called once. The name must outlive the reading. Answers why the file cannot be opened.
+  Failure Open(const char* filename);
+  void Close();
+
+  // Has the whole next line in the buffer; false at the end of the file, or when something failed.
+  bool NeedLine();
+  // Of that line, without its line feed or lone carriage return. Eight bytes after its end are readable.
+  const char* Start() const { return at_; }
+  const char* End() const { return lineEnd_; }
+  std::string_view Line() const { return {at_, static_cast<std::size_t>(lineEnd_ - at_)}; }
+  bool IsTerminated() const { return lineEnd_ < end_; }
+  void Consume();                      // goes on after the line
+  void ConsumePart(const char* next);  // goes on within it
+  long LineNumber();                   // its number in the file, from 1
+  long Position() const { return bufferStart_ + static_cast<long>(at_ - buffer_.get()); }
+
+  // Goes to a line's first byte, not before the given offset; false when no line begins there.
+  bool Seek(long position, long first);
+  // What failed, once; nothing more is read then.
+  Failure TakeTrouble() {
+    at_ = lineEnd_ = end_;
+    return std::move(trouble_);
+  }
+  bool HasTrouble() const { return trouble_ != nullptr; }
+
+  double ShareRead() const {
+    return fileSize_ > 0 ? static_cast<double>(Position()) / static_cast<double>(fileSize_) : 1;
+  }
+  long FileSize() const { return fileSize_; }
+  bool EndsInLine() const { return endsInLine_; }         // the file's last byte is not a line end
+  const char* Terminator() const { return terminator_; }  // of its first line: "\n", "\r\n" or "\r"
+
+ private:
+  bool Refill();  // more bytes after what is unread; false at the end of the file, and with trouble_ on failure
+  bool Grow(std::size_t kept);
+  void FindTerminator();
+  long CountLines(long position) const;  // before that offset
+
+  std::FILE* file_ = nullptr;
+  const char* filename_ = "";
+  long fileSize_ = 0;   // 0 of what cannot be sought in
+  Block<char> buffer_;  // with eight readable bytes after its end
+  std::size_t capacity_ = 256 * 1024;
+  long bufferStart_ = 0;  // offset in the file of the buffer's first byte
+  const char* at_ = nullptr;
+  const char* end_ = nullptr;
+  const char* lineEnd_ = nullptr;
+  bool atEnd_ = false;
+  bool endsInLine_ = false;
+  const char* terminator_ = "\n";
+  char lineBreak_ = '\n';  // the last character of a line's end
+  long basePosition_ = 0;  // the offset at which reading began, or went on after the last Seek
+  long baseLine_ = 1;      // the number of the line there; 0 until it is counted
+  long consumed_ = 0;      // lines since
+  Failure trouble_;        // memory or the disk failed; nothing more can be read
+};
+
+}  // namespace bravic

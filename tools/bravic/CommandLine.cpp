@@ -1,0 +1,91 @@
+#include "CommandLine.h"
+
+#include <CLI/CLI.hpp>
+
+#include "Nearest.h"
+
+namespace {
+
+void AddOption(CLI::App& app, const Option& option) {
+  CLI::Option* added = nullptr;
+  const auto& names = option.names;
+  if (auto* flag = std::get_if<bool*>(&option.value)) {
+    added = app.add_flag(names, **flag);
+  } else {
+    std::visit([&](auto* value) { added = app.add_option(names, *value); }, option.value);
+    if (!option.IsArgument()) added->allow_extra_args(false);
+  }
+  if (option.required) added->required();
+  if (option.check) added->check(option.check);
+}
+
+// Excluding works in the library's own names, so all options must be there.
+void AddExclusions(CLI::App& app, const Command& command) {
+  for (const Option& option : command.options) {
+    if (option.excludes.empty()) continue;
+    app.get_option(option.Spellings()[0])->excludes(app.get_option(option.excludes));
+  }
+}
+
+std::string Hint(const Command& command) {
+  return " (see bravic " + command.name + " --help)";
+}
+
+void RefuseUnknown(const Command& command, const std::vector<std::string>& unknown) {
+  if (unknown.empty()) return;
+  const std::string& text = unknown[0];
+  if (text[0] != '-') throw Misuse("'" + text + "' is one argument too many" + Hint(command));
+  std::vector<std::string> spellings = {"--help"};
+  for (const Option& option : command.options) {
+    if (option.IsArgument()) continue;
+    for (const std::string& spelling : option.Spellings()) spellings.push_back(spelling);
+  }
+  const std::string name = text.substr(0, text.find('='));
+  throw Misuse("bravic " + command.name + " has no option '" + name + "'" + DidYouMean(name, spellings, Hint(command)));
+}
+
+double NumberOf(const std::string& text, bool* good) {
+  double number = 0;
+  *good = CLI::detail::lexical_cast(text, number);
+  return number;
+}
+
+}  // namespace
+
+std::vector<std::string> Option::Spellings() const {
+  return CLI::detail::split(names, ',');
+}
+
+std::string CheckPositive(const std::string& text) {
+  bool good = false;
+  return NumberOf(text, &good) > 0 && good ? "" : "'" + text + "' is not a positive number";
+}
+
+std::string CheckNotNegative(const std::string& text) {
+  bool good = false;
+  return NumberOf(text, &good) >= 0 && good ? "" : "'" + text + "' is not a number of 0 or more";
+}
+
+const Command& FindCommand(const Program& program, const std::string& name) {
+  std::vector<std::string> names;
+  for (const Command& command : program.commands) {
+    if (command.name == name) return command;
+    names.push_back(command.name);
+  }
+  throw Misuse("there is no command '" + name + "'" + DidYouMean(name, names, " (see bravic --help)"));
+}
+
+void ReadArguments(const Command& command, const std::vector<std::string>& arguments) {
+  CLI::App app;
+  app.set_help_flag();
+  app.allow_extras();
+  for (const Option& option : command.options) AddOption(app, option);
+  AddExclusions(app, command);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::ParseError& error) {
+    RefuseUnknown(command, app.remaining());
+    throw Misuse(error.what() + Hint(command));
+  }
+  RefuseUnknown(command, app.remaining());
+}
