@@ -1,5 +1,6 @@
 // The inside of Inference, shared by its files: Inference.cpp findings and what they make stale, Potentials.cpp
-// layouts, allocation and filling, Propagation.cpp messages and beliefs, Wide.cpp the same at unlimited range.
+// layouts, allocation and filling, CliquePass.cpp passes, Propagation.cpp messages and answers, Reading.cpp beliefs and
+// sweeps, Wide.cpp all that at unlimited range.
 #pragma once
 
 #include <cstdint>
@@ -274,7 +275,7 @@ struct Inference::Impl {
   int NumInformative(int clique);
   Outcome MakeMessage(int clique, int link);
   Outcome Collect(int clique);
-  Status PropagateInFloats(int node, std::span<float> to);
+  Status PropagateNarrow(int node, std::span<float> to);
   void ScaleTotal();
   Status Propagate(int node, std::span<float> to);
   double SweepCost() const;
