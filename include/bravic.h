@@ -95,7 +95,8 @@ typedef float probtype;                    /* 32-bit IEEE table entry */
 /* In place of states: no state; a configuration that cannot occur; every state of that parent (a wildcard). */
 enum { UNDEF_STATE = -3, IMPOS_STATE = -4, EVERY_STATE = -5 };
 
-/* Kinds of nodes. A disconnected node is a placeholder that holds a removed parent's place in a child's tables. */
+/* Kinds of nodes. A placeholder, which holds a removed parent's place in a child's tables, keeps the kind of the node
+   that it stands for; no call makes a node DISCONNECT_NODE. */
 enum { NATURE_NODE, ASSUME_NODE, DECISION_NODE, UTILITY_NODE, DISCONNECT_NODE, ADVERSARY_NODE, UNKNOWN_KIND };
 
 /* Case positions in place of byte offsets. */

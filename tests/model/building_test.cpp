@@ -1,5 +1,6 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
 #include <cstring>
+#include <utility>
 
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
@@ -163,6 +164,9 @@ TEST_F(BuildingTest, ASwitchChecksWhatTheTablesWereBuiltFor) {
   EXPECT_EQ(refused(measured), begin + "New ORDINAL Old Child INTERVAL");
   measured->measure = RATIO;
   EXPECT_EQ(refused(measured), begin + "New Old Child");
+  Free(std::exchange(old->units, DupText(std::string(600, 'c'))));
+  EXPECT_EQ(refused(measured), begin + "New Old Child");
+  Free(std::exchange(old->units, DupText("cm")));
   std::strcpy(measured->units, "m");
   SetNodeLevels_bn(measured, 2, wrong);
   EXPECT_EQ(refused(measured), begin + "1 New 300 Old Child 200");
