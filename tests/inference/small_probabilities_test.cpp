@@ -95,8 +95,8 @@ TEST_F(SmallProbabilities, OfLikelihoods) {
     SCOPED_TRACE(row.probability);
     net.reset(NewNet_bn("Pair", env));
     node_bn node = AddNode(net, "A", {"a", "b"}, {}, {0.5f, 0.5f});
-    EnterFinding_bn(AddNode(net, "Same", {"a", "b"}, {"A"}, row.excludesFirst ? std::vector<float>{0, 1, 1, 0}
-                                                                              : std::vector<float>{1, 0, 1, 0}),
+    EnterFinding_bn(AddNode(net, "Same", {"a", "b"}, {"A"},
+                            row.excludesFirst ? std::vector<float>{0, 1, 1, 0} : std::vector<float>{1, 0, 1, 0}),
                     0);
     for (const auto& likelihood : row.entered) EnterNodeLikelihood_bn(node, likelihood.data());
     auto check = [&](net_bn it, const char* when) {

@@ -1,5 +1,5 @@
-// Passes over a clique's potential: prepared for a layout, kept, and run in floats or, where that could lose something, in
-// doubles.
+// Passes over a clique's potential: prepared for a layout, kept, and run in floats or, where that could lose something,
+// in doubles.
 #include <algorithm>
 
 #include "Bn/engine/Propagation.h"

@@ -107,8 +107,9 @@ class Inference {
   void SetTables(std::function<const float*(int node)> table);
   void TableChanged(int node);
 
-  // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states. Nothing is
-  // propagated; messages that the change reaches become stale. Entering what is already there changes nothing.
+  // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states.
+  // Nothing is propagated; messages that the change reaches become stale. Entering what is already there changes
+  // nothing.
   void SetState(int node, int state);
   void SetLikelihood(int node, std::span<const float> weights);
   void SetLikelihood(int node, std::span<const WideNumber> weights);

@@ -163,9 +163,8 @@ Status Inference::AllocatePotentials(int* failedClique) {
     }
   }
   constexpr std::ptrdiff_t MANY = 100;
-  impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(), [](const CliqueState& clique) {
-                           return clique.potential != nullptr;
-                         }) >= MANY;
+  impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(),
+                                       [](const CliqueState& clique) { return clique.potential != nullptr; }) >= MANY;
   if (!impl.laidOut) impl.ChooseLayouts();
   impl.laidOut = true;
   // A small part of what the tree takes, or little enough.

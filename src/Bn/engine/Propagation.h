@@ -91,7 +91,7 @@ struct CliqueState {
 
 struct SeparatorState {
   Vector<int> variables;
-  Vector<int> read;     // nodes whose beliefs are read here
+  Vector<int> read;       // nodes whose beliefs are read here
   Block<double> doubles;  // both messages, or NULL
   Block<float> floats;    // both messages, or NULL
   std::size_t size = 1;

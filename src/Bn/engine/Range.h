@@ -2,8 +2,8 @@
 // docs/numerics.md says what each table holds and why these bounds hold.
 //
 // Tables are scaled so that no entry is above 1. A product too small for the numbers it is computed with becomes 0 or
-// loses digits; what it lacks is bounded in proportion to 1. Every sum adds up what its terms lack, and scaling the sums
-// back to 1 makes the bound as much larger. Sums are trusted while the bound is far below their largest.
+// loses digits; what it lacks is bounded in proportion to 1. Every sum adds up what its terms lack, and scaling the
+// sums back to 1 makes the bound as much larger. Sums are trusted while the bound is far below their largest.
 #pragma once
 
 #include <algorithm>
@@ -43,7 +43,8 @@ class ProductRange {
   int Lost(int floor, double numTerms) const {
     if (numLossy_ == 0 && low_ >= floor) return NO_LOSS;
     const int lost = low_ < floor ? std::max(lost_, floor) : lost_;
-    return std::min(0, lost + static_cast<int>(std::bit_width(static_cast<unsigned>(numLossy_ + numTables_))) + Exponent(numTerms));
+    return std::min(
+        0, lost + static_cast<int>(std::bit_width(static_cast<unsigned>(numLossy_ + numTables_))) + Exponent(numTerms));
   }
 
  private:
@@ -59,7 +60,7 @@ inline Outcome Judge(double largest, int lost) {
 
 // Whether weights hold, each of them: one that reads as 0 or next to it may not be a probability worth telling.
 inline Outcome JudgeEach(const double* weights, std::size_t size, int lost) {
-  constexpr int WORTH_TELLING = -104;
+  constexpr int WORTH_TELLING = FLOAT_FLOOR + 22;  // about 5e-32
   double largest, least;
   FindRange(weights, size, &largest, &least);
   const Outcome outcome = Judge(largest, lost);
