@@ -60,7 +60,7 @@ inline Outcome Judge(double largest, int lost) {
 
 // Whether weights hold, each of them: one that reads as 0 or next to it may not be a probability worth telling.
 inline Outcome JudgeEach(const double* weights, std::size_t size, int lost) {
-  constexpr int WORTH_TELLING = -104;
+  constexpr int WORTH_TELLING = FLOAT_FLOOR + 22;  // about 5e-32
   double largest, least;
   FindRange(weights, size, &largest, &least);
   const Outcome outcome = Judge(largest, lost);
