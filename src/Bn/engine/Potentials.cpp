@@ -163,9 +163,8 @@ Status Inference::AllocatePotentials(int* failedClique) {
     }
   }
   constexpr std::ptrdiff_t MANY = 100;
-  impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(), [](const CliqueState& clique) {
-                           return clique.potential != nullptr;
-                         }) >= MANY;
+  impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(),
+                                       [](const CliqueState& clique) { return clique.potential != nullptr; }) >= MANY;
   if (!impl.laidOut) impl.ChooseLayouts();
   impl.laidOut = true;
   // A small part of what the tree takes, or little enough.
@@ -348,7 +347,7 @@ void Inference::Impl::FillClique(int c) {
   const bool inDoubles = !clique.potential || low < FLOAT_FLOOR;
   if (!inDoubles) clique.exact.reset();
   if (!inDoubles || !FillExactly(c)) FillFloats(c);
-  clique.filled = true;
+  clique.filled = !watch->halted;
 }
 
 void Inference::SetTables(std::function<const float*(int)> table) {
