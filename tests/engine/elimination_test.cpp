@@ -93,7 +93,8 @@ TEST_F(EliminationTest, SumsAsTheWholeProduct) {
     for (int v = 0; v < static_cast<int>(problem.sizes.size()); ++v)
       elimination.AddVariable(v, problem.sizes[static_cast<std::size_t>(v)]);
     for (const Table& table : problem.tables) {
-      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()), {table.low, engine::NO_LOSS}, {});
+      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()),
+                            {table.low, engine::NO_LOSS}, {});
       for (std::size_t k = 0; k < table.variables.size(); ++k)
         elimination.AddAxis(table.variables[k], table.strides[k]);
     }
@@ -163,7 +164,8 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
           Elimination::Key key;
           key.Mix(static_cast<std::uint64_t>(t));
           key.Mix(static_cast<std::uint64_t>(at == table.variables.end() ? -1 : known));
-          elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()), {table.low, engine::NO_LOSS}, key);
+          elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()),
+                                 {table.low, engine::NO_LOSS}, key);
           for (std::size_t k = 0; k < table.variables.size(); ++k)
             if (table.variables[k] != known)
               elimination->AddAxis(numbers[static_cast<std::size_t>(table.variables[k])], table.strides[k]);

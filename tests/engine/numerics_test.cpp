@@ -251,7 +251,8 @@ class Generator {
   void Tree(int size) {
     const bool isWide = random_.Chance(0.5);
     Add({}, random_.Between(2, 3));
-    for (int i = 1; i < size; ++i) Add({isWide ? random_.Below(i) : std::max(0, i - 1 - random_.Below(3))}, random_.Between(2, 3));
+    for (int i = 1; i < size; ++i)
+      Add({isWide ? random_.Below(i) : std::max(0, i - 1 - random_.Below(3))}, random_.Between(2, 3));
   }
   void Thicket(int leastStates, int mostNodes, int moreStates) {
     const int n = random_.Between(2, mostNodes + 3);
@@ -285,7 +286,8 @@ class Generator {
       for (int s = 0; s < states; ++s) {
         if (probs[s] == 0) continue;
         whole += static_cast<double>(probs[s]);
-        if (probs[state] == 0 || (least ? probs[s] < probs[state] : random_.Share() * whole < static_cast<double>(probs[s])))
+        if (probs[state] == 0 ||
+            (least ? probs[s] < probs[state] : random_.Share() * whole < static_cast<double>(probs[s])))
           state = s;
       }
       drawn.push_back(state);
@@ -295,8 +297,11 @@ class Generator {
       if (random_.Chance(likely)) {
         for (Number& weight : weights) {
           if (random_.Chance(0.1)) continue;
-          const double power = form == 0 ? random_.Share() : form == 1 ? 126 * (2 * random_.Share() - 1) : 2000 * random_.Share();
-          weight = Number(static_cast<float>(std::exp2(power - std::floor(power))), static_cast<long long>(std::floor(power)));
+          const double power = form == 0   ? random_.Share()
+                               : form == 1 ? 126 * (2 * random_.Share() - 1)
+                                           : 2000 * random_.Share();
+          weight = Number(static_cast<float>(std::exp2(power - std::floor(power))),
+                          static_cast<long long>(std::floor(power)));
         }
       }
       if (random_.Chance(0.01)) state = random_.Below(states);  // perhaps impossible

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 #include "Bn/model/Records.h"
 #include "support/library.h"
@@ -32,6 +33,15 @@ TEST_F(Beliefs, OfTheChestClinic) {
   EXPECT_EQ(Belief(net, "tub", "no"), 1);
 }
 
+TEST_F(Beliefs, OfWhatTakesNoPart) {
+  Net net = Chain(env, 3);
+  node_bn assumed = AddNode(net, "Assumed", {"x", "y"}, {}, {0.5f, 0.5f});
+  SetNodeKind_bn(assumed, ASSUME_NODE);
+  CompileNet_bn(net.get());
+  EXPECT_EQ(GetNodeBeliefs_bn(assumed)[0], 1);
+  EXPECT_EQ(GetNodeBeliefs_bn(assumed)[1], 0);
+}
+
 TEST_F(Beliefs, OfFindingsFarTooImprobableForAFloat) {
   Net net = Chain(env, 600);
   CompileNet_bn(net.get());
@@ -40,9 +50,10 @@ TEST_F(Beliefs, OfFindingsFarTooImprobableForAFloat) {
   double expected = 0.5 * std::pow(0.2, 299);  // about 5e-210
   EXPECT_NEAR(CaseProbability_bn(net.get()) / expected, 1, 1e-4);
   EXPECT_NEAR(GetNodeBeliefs_bn(nodes[300])[1], 0.8, 1e-6);
-  // Too small for a double as well: the probability is lost, the beliefs are not.
+  // Too small for a double as well: 0 would mean a contradiction.
   for (std::size_t i = 300; i < 599; ++i) EnterFinding_bn(nodes[i], i % 2);
-  EXPECT_EQ(CaseProbability_bn(net.get()), 0);
+  EXPECT_EQ(CaseProbability_bn(net.get()), std::numeric_limits<double>::min());
+  EXPECT_NEAR(CaseLogProbability_bn(net.get()), std::log(0.5) + 598 * std::log(0.2), 1e-4);
   EXPECT_NEAR(GetNodeBeliefs_bn(nodes[599])[0], 0.8, 1e-6);
   EXPECT_EQ(Reports(), "");
 }

@@ -62,8 +62,14 @@ TEST_F(SmallProbabilities, OfTwoFindingsInAPair) {
   AddNode(net, "A", {"a", "b"}, {}, {1e-30f, 1});
   AddNode(net, "B", {"a", "b"}, {"A"}, {1e-30f, 1, 0, 1});
   CompileNet_bn(net.get());
-  Observe(net, "A", "a");
+  EXPECT_EQ(Belief(net, "B", "a"), 0);
+  const float only[] = {2, 0};
+  EnterNodeLikelihood_bn(Named(net, "B"), only);
+  EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-60, 1, 1e-5);
+  RetractNodeFindings_bn(Named(net, "B"));
+  EXPECT_EQ(Belief(net, "B", "a"), 0);
   Observe(net, "B", "a");
+  Observe(net, "A", "a");
   EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-60, 1, 1e-5);
   EXPECT_EQ(Belief(net, "A", "a"), 1);
   RetractNodeFindings_bn(Named(net, "A"));
@@ -89,8 +95,8 @@ TEST_F(SmallProbabilities, OfLikelihoods) {
     SCOPED_TRACE(row.probability);
     net.reset(NewNet_bn("Pair", env));
     node_bn node = AddNode(net, "A", {"a", "b"}, {}, {0.5f, 0.5f});
-    EnterFinding_bn(AddNode(net, "Same", {"a", "b"}, {"A"}, row.excludesFirst ? std::vector<float>{0, 1, 1, 0}
-                                                                              : std::vector<float>{1, 0, 1, 0}),
+    EnterFinding_bn(AddNode(net, "Same", {"a", "b"}, {"A"},
+                            row.excludesFirst ? std::vector<float>{0, 1, 1, 0} : std::vector<float>{1, 0, 1, 0}),
                     0);
     for (const auto& likelihood : row.entered) EnterNodeLikelihood_bn(node, likelihood.data());
     auto check = [&](net_bn it, const char* when) {

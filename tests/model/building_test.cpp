@@ -51,6 +51,24 @@ TEST_F(BuildingTest, FreshNamesByMethod) {
   EXPECT_STREQ(name, "A1") << "every letter is in use";
 }
 
+// Names are the first free ones whatever is remembered of the numbers in use.
+TEST_F(BuildingTest, FreshNamesOfManyCopies) {
+  for (const char* name : {"X1", "X2", "Y2", "X4"}) New(name);
+  const auto copies = [&](std::initializer_list<const char*> names) {
+    std::string fresh;
+    for (const char* name : names) {
+      nodelist_bn one = List({At(name)}), made = DuplicateNodes_bn(one, net.get());
+      fresh += Names(made);
+      FreeNodeList_bn(one);
+      FreeNodeList_bn(made);
+    }
+    return fresh;
+  };
+  EXPECT_EQ(copies({"X1", "X4", "X1", "Y2", "X3"}), "X3X5X6Y3X7");
+  DeleteNode_bn(At("X5"));
+  EXPECT_EQ(copies({"X7", "X2", "X6"}), "X8X5X9");
+}
+
 TEST_F(BuildingTest, NodesAreHandedOutParentsFirstByComponent) {
   for (const char* name : {"W", "X", "Y", "Z"}) New(name);
   Link({"Y X"});

@@ -107,8 +107,9 @@ class Inference {
   void SetTables(std::function<const float*(int node)> table);
   void TableChanged(int node);
 
-  // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states. Nothing is
-  // propagated; messages that the change reaches become stale. Entering what is already there changes nothing.
+  // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states.
+  // Nothing is propagated; messages that the change reaches become stale. Entering what is already there changes
+  // nothing.
   void SetState(int node, int state);
   void SetLikelihood(int node, std::span<const float> weights);
   void SetLikelihood(int node, std::span<const WideNumber> weights);
@@ -121,8 +122,10 @@ class Inference {
   double Probability() const;     // may underflow to 0
   double LogProbability() const;  // natural log
 
-  // Whether the findings are possible together, without their probability where that would cost more.
+  // Whether the findings are possible together, without their probability where that would cost more; whether they are
+  // with one more (which takes the place of the node's own, and goes again).
   Status Check();
+  Status CheckState(int node, int state);
 
   // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
   // No probability above 1e-30 is answered as 0.

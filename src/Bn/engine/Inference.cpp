@@ -86,8 +86,7 @@ void Inference::Impl::Build() {
   for (CliqueState& clique : cliques) {
     for (Link& link : clique.links) {
       const Vector<int>& shared = separators[At(link.separator)].variables;
-      for (int node : clique.homed)
-        link.tellsOfHomed |= std::find(shared.begin(), shared.end(), node) != shared.end();
+      for (int node : clique.homed) link.tellsOfHomed |= std::find(shared.begin(), shared.end(), node) != shared.end();
     }
   }
   RootTree();
@@ -145,7 +144,8 @@ void Inference::Impl::Changed(int clique) {
 
 void Inference::Impl::Forget() {
   propagated = wide = false;
-  spent = 0;
+  spent = sweepCost = 0;
+  numSwept = 0;
   Vector<Block<WideNumber>>().swap(wideMessages);
   ++stamp;
 }
@@ -300,8 +300,8 @@ double Inference::Bytes() const {
   for (const auto& model : impl_->reducedModels) bytes += model->inference->Bytes();
   if (impl_->allocated)
     for (const SeparatorState& separator : impl_->separators)
-      bytes += 2 * static_cast<double>(separator.size) *
-               ((separator.doubles ? 8.0 : 0.0) + (separator.floats ? 4.0 : 0.0));
+      bytes +=
+          2 * static_cast<double>(separator.size) * ((separator.doubles ? 8.0 : 0.0) + (separator.floats ? 4.0 : 0.0));
   return bytes;
 }
 

@@ -1,5 +1,6 @@
 // The inside of Inference, shared by its files: Inference.cpp findings and what they make stale, Potentials.cpp
-// layouts, allocation and filling, Propagation.cpp messages and beliefs, Wide.cpp the same at unlimited range.
+// layouts, allocation and filling, CliquePass.cpp passes, Propagation.cpp messages and answers, Reading.cpp beliefs and
+// sweeps, Wide.cpp all that at unlimited range.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +17,7 @@ inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 65536;  // larger targets are summed in floats
 inline constexpr double PLAIN_ENTRIES = 12;        // smaller passes go entry by entry,
 inline constexpr double PLAIN_AT_FIRST = 160;      // and these until they come again
-inline constexpr double SMALL_CLIQUE = 64;         // entries; such potentials are doubles
+inline constexpr double SMALL_CLIQUE = 32;         // entries; such potentials are doubles
 
 // A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
 struct Message {
@@ -90,7 +91,7 @@ struct CliqueState {
 
 struct SeparatorState {
   Vector<int> variables;
-  Vector<int> read;     // nodes whose beliefs are read here
+  Vector<int> read;       // nodes whose beliefs are read here
   Block<double> doubles;  // both messages, or NULL
   Block<float> floats;    // both messages, or NULL
   std::size_t size = 1;
@@ -175,6 +176,9 @@ struct Inference::Impl {
   // Nanoseconds, estimated, on single questions: since the last change, and since the tree was used; when the latter
   // should be thought about.
   double spent = 0, sinceTree = 0, lookAgain = 0;
+  // What a sweep would take over the first so many cliques, as far as that has been asked since the last change.
+  double sweepCost = 0;
+  std::size_t numSwept = 0;
   double patience = 1;
 
   bool wide = false;  // the findings need the range of wide numbers
@@ -271,7 +275,7 @@ struct Inference::Impl {
   int NumInformative(int clique);
   Outcome MakeMessage(int clique, int link);
   Outcome Collect(int clique);
-  Status PropagateInFloats(int node, std::span<float> to);
+  Status PropagateNarrow(int node, std::span<float> to);
   void ScaleTotal();
   Status Propagate(int node, std::span<float> to);
   double SweepCost() const;

@@ -2,8 +2,8 @@
 // docs/numerics.md says what each table holds and why these bounds hold.
 //
 // Tables are scaled so that no entry is above 1. A product too small for the numbers it is computed with becomes 0 or
-// loses digits; what it lacks is bounded in proportion to 1. Every sum adds up what its terms lack, and scaling the sums
-// back to 1 makes the bound as much larger. Sums are trusted while the bound is far below their largest.
+// loses digits; what it lacks is bounded in proportion to 1. Every sum adds up what its terms lack, and scaling the
+// sums back to 1 makes the bound as much larger. Sums are trusted while the bound is far below their largest.
 #pragma once
 
 #include <algorithm>
@@ -43,7 +43,8 @@ class ProductRange {
   int Lost(int floor, double numTerms) const {
     if (numLossy_ == 0 && low_ >= floor) return NO_LOSS;
     const int lost = low_ < floor ? std::max(lost_, floor) : lost_;
-    return std::min(0, lost + static_cast<int>(std::bit_width(static_cast<unsigned>(numLossy_ + numTables_))) + Exponent(numTerms));
+    return std::min(
+        0, lost + static_cast<int>(std::bit_width(static_cast<unsigned>(numLossy_ + numTables_))) + Exponent(numTerms));
   }
 
  private:

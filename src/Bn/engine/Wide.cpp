@@ -15,8 +15,7 @@ bool Step(const PassShape& shape, Vector<int>* at, Vector<int>* offsets) {
   for (int axis = shape.numAxes; axis-- > 0;) {
     const bool wraps = ++(*at)[At(axis)] == shape.sizes[At(axis)];
     const int steps = wraps ? 1 - shape.sizes[At(axis)] : 1;
-    for (std::size_t t = 0; t < offsets->size(); ++t)
-      (*offsets)[t] += steps * shape.Strides(static_cast<int>(t))[axis];
+    for (std::size_t t = 0; t < offsets->size(); ++t) (*offsets)[t] += steps * shape.Strides(static_cast<int>(t))[axis];
     if (!wraps) return true;
     (*at)[At(axis)] = 0;
   }

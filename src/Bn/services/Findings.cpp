@@ -105,10 +105,16 @@ static Failure CheckAgainstTable(const bnode& node, statetype state) {
               StateText(node, state, name));
 }
 
+// A probability below the range of floats reads as 0, too, but is possible.
+static bool IsImpossible(node_bn node, statetype state) {
+  const int i = node->kind == NATURE_NODE ? CompiledIndex(*node) : -1;
+  return i < 0 || node->innet->compiled->inference->CheckState(i, state) == engine::Status::Inconsistent;
+}
+
 static bool ExcludedByBelief(node_bn node, statetype state) {
   if (!KnowsNothing(*node)) return false;
   const float* belief = KnownBelief(node);
-  return belief && belief[state] == 0;
+  return belief && belief[state] == 0 && IsImpossible(node, state);
 }
 
 static Failure CheckState(node_bn node, statetype state, bool accumulate) {
@@ -169,6 +175,9 @@ static Failure CheckAgainstBelief(node_bn node, std::span<const float> weights, 
   if (!belief) return nullptr;
   for (std::size_t s = 0; s < weights.size(); ++s) {
     if (weights[s] != 0 && belief[s] != 0) return nullptr;
+  }
+  for (std::size_t s = 0; s < weights.size(); ++s) {
+    if (weights[s] != 0 && !IsImpossible(node, static_cast<statetype>(s))) return nullptr;
   }
   return Fail(-3305, "likelihood is inconsistent with findings for other nodes, according to this model");
 }

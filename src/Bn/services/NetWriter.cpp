@@ -335,10 +335,7 @@ bool PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& ou
 
 Failure PrepareNet(net_bn net) {
   OrderedNodes(net);
-  const unsigned halts = NumHalts();
   for (const node_bn node : net->nodes) {
-    if (net->beliefsCurrent && net->compiled && node->belief) CurrentBelief(node);
-    if (NumHalts() != halts) return nullptr;  // that update has told it
     const FunctionForm form = FunctionFormOf(*node);
     if (form != FunctionForm::None) continue;
     // Counts become probabilities; a function that the form of `functable` cannot say becomes probabilities too.

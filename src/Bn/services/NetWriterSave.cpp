@@ -118,9 +118,7 @@ bool ReplaceText(net_bn net, const char* path, FileKind old) {
 }  // namespace
 
 bool WriteNet(net_bn net, filespec_ns file) {
-  const unsigned halts = NumHalts();
   Failure failure = PrepareNet(net);
-  if (NumHalts() != halts) return false;
   if (!failure) failure = CheckNetConsistency(net);
   if (failure) {
     Post(std::move(failure));

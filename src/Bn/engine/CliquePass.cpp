@@ -1,0 +1,239 @@
+// Passes over a clique's potential: prepared for a layout, kept, and run in floats or, where that could lose something,
+// in doubles.
+#include <algorithm>
+
+#include "Bn/engine/Propagation.h"
+
+namespace bravic::engine {
+
+std::size_t Inference::Impl::FreeSize(std::span<const int> variables) const {
+  std::size_t size = 1;
+  for (int v : variables)
+    if (findings[At(v)].state == FREE) size *= At(numstates[At(v)]);
+  return size;
+}
+
+void Inference::Impl::DescribeLayout(CliqueState* clique) const {
+  clique->describedNumber = clique->layoutNumber;
+  clique->layout.clear();
+  // Potentials that fit memory have fewer than 64 variables of two states or more.
+  auto bits = [](const auto& list, auto isSet) {
+    std::uint64_t word = 0;
+    for (std::size_t k = 0; k < list.size(); ++k) word |= static_cast<std::uint64_t>(isSet(list[k])) << (k % 64);
+    return word;
+  };
+  clique->layout.push_back(bits(clique->variables, [&](int v) { return findings[At(v)].state != FREE; }));
+  for (const Link& link : clique->links)
+    clique->layout.push_back(bits(messages[At(link.in)].fixedAt, [](int state) { return state != FREE; }));
+  if (numWeighted > 0)
+    for (int node : clique->entered)
+      if (findings[At(node)].weighted) clique->layout.push_back(At(node));
+}
+
+// The pass for the clique's present layout, found or made.
+PreparedPass& Inference::Impl::Prepared(PassCache* cache, int c, int exceptLink, int key, std::span<const int> outLinks,
+                                        std::span<const int> nodes, bool ontoNodes) {
+  CliqueState& clique = cliques[At(c)];
+  auto matches = [&](const PreparedPass& pass) {
+    return pass.key == key && std::equal(outLinks.begin(), outLinks.end(), pass.links.begin(), pass.links.end());
+  };
+  if (cache->layout == clique.layoutNumber && matches(cache->passes[At(cache->current)]))
+    return cache->passes[At(cache->current)];
+  if (clique.describedNumber != clique.layoutNumber) DescribeLayout(&clique);
+  cache->layout = clique.layoutNumber;
+  for (std::size_t i = 0; i < cache->passes.size(); ++i) {
+    PreparedPass& pass = cache->passes[i];
+    if (!matches(pass) || pass.layout.size() != clique.layout.size()) continue;
+    bool same = true;
+    for (std::size_t w = 0; same && w < clique.layout.size(); ++w)
+      same = pass.layout[w] == clique.layout[w] || (exceptLink >= 0 && static_cast<int>(w) == exceptLink + 1);
+    if (!same) continue;
+    cache->current = static_cast<int>(i);
+    return pass;
+  }
+  const std::size_t room = clique.size <= 2048 ? 16 : 4;
+  if (cache->passes.size() < room) {
+    cache->passes.emplace_back();
+    cache->current = static_cast<int>(cache->passes.size()) - 1;
+  } else {
+    cache->current = cache->replaceNext;
+    cache->replaceNext = (cache->replaceNext + 1) % static_cast<int>(room);
+  }
+  PreparedPass& pass = cache->passes[At(cache->current)];
+  pass.layout = clique.layout;
+  pass.key = key;
+  pass.links.assign(outLinks.begin(), outLinks.end());
+  Prepare(&pass, c, exceptLink, outLinks, nodes, ontoNodes);
+  return pass;
+}
+
+// Factors: the incoming messages but that of exceptLink, then the likelihoods entered here. Targets: the separators
+// of outLinks, then, if nodes are given, one table over those.
+void Inference::Impl::Prepare(PreparedPass* pass, int c, int exceptLink, std::span<const int> outLinks,
+                              std::span<const int> nodes, bool ontoNodes) {
+  CliqueState& clique = cliques[At(c)];
+  PassShape& shape = pass->shape;
+  pass->shifts.clear();
+  int axes = 0;
+  for (int v : clique.variables) axisOf[At(v)] = findings[At(v)].state == FREE ? axes++ : FREE;
+  shape.Clear(axes);
+  double size = 1;
+  for (std::size_t k = 0; k < clique.variables.size(); ++k) {
+    const int v = clique.variables[k], axis = axisOf[At(v)];
+    if (axis == FREE) {
+      pass->shifts.push_back({0, v, clique.strides[k]});
+      continue;
+    }
+    shape.sizes[At(axis)] = numstates[At(v)];
+    shape.Strides(0)[axis] = clique.strides[k];
+    size *= numstates[At(v)];
+  }
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    const Vector<int>& variables = separators[At(clique.links[k].separator)].variables;
+    int* strides = shape.AddFactor();
+    int stride = 1;
+    for (std::size_t j = variables.size(); j-- > 0;) {
+      if (message.fixedAt[j] != FREE) continue;
+      const int axis = axisOf[At(variables[j])];
+      if (axis != FREE)
+        strides[axis] = stride;
+      else
+        pass->shifts.push_back({shape.numFactors, variables[j], stride});
+      stride *= numstates[At(variables[j])];
+    }
+  }
+  for (int node : clique.entered) {
+    if (!findings[At(node)].weighted) continue;
+    int* strides = shape.AddFactor();
+    if (numstates[At(node)] > 1) strides[axisOf[At(node)]] = 1;
+  }
+  auto addTarget = [&](std::span<const int> variables) {
+    int* strides = shape.AddTarget();
+    int stride = 1;
+    for (std::size_t j = variables.size(); j-- > 0;) {
+      const int v = variables[j];
+      if (numstates[At(v)] == 1 || axisOf[At(v)] == FREE) continue;
+      strides[axisOf[At(v)]] = stride;
+      stride *= numstates[At(v)];
+    }
+  };
+  for (int k : outLinks) addTarget(separators[At(clique.links[At(k)].separator)].variables);
+  if (ontoNodes) addTarget(nodes);
+  pass->size = size;
+  pass->runs = size <= PLAIN_ENTRIES || !clique.potential ? 0 : 1;
+  pass->plain = size <= PLAIN_AT_FIRST;
+  if (!pass->plain) MakePlan(shape, &pass->plan);
+}
+
+ProductRange Inference::Impl::RangeOf(int c, int exceptLink) const {
+  const CliqueState& clique = cliques[At(c)];
+  ProductRange range;
+  range.Multiply(clique.range);
+  for (std::size_t k = 0; k < clique.links.size(); ++k)
+    if (static_cast<int>(k) != exceptLink) range.Multiply(messages[At(clique.links[k].in)].range);
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) range.Multiply(findings[At(node)].range);
+  return range;
+}
+
+void Inference::Impl::RunInDoubles(PreparedPass* pass, int c, int exceptLink) {
+  const CliqueState& clique = cliques[At(c)];
+  exactFactors.assign(1, clique.exact.get());
+  std::size_t numConverted = 0;
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    const double* probs = message.probs;
+    if (!probs) {
+      if (converted.size() == numConverted) converted.emplace_back();
+      Vector<double>& doubles = converted[numConverted++];
+      const Vector<int>& variables = separators[At(clique.links[k].separator)].variables;
+      std::size_t size = 1;
+      for (std::size_t j = 0; j < variables.size(); ++j)
+        if (message.fixedAt[j] == FREE) size *= At(numstates[At(variables[j])]);
+      doubles.assign(message.floats, message.floats + size);
+      probs = doubles.data();
+    }
+    exactFactors.push_back(probs);
+  }
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) exactFactors.push_back(findings[At(node)].doubles.data());
+  const float* floats = clique.potential.get();
+  for (const PreparedPass::Shift& shift : pass->shifts) {
+    const int by = findings[At(shift.node)].state * shift.stride;
+    if (shift.table > 0 || clique.exact)
+      exactFactors[At(shift.table)] += by;
+    else
+      floats += by;
+  }
+  passUnscale = clique.exact ? 1 : clique.unscale;
+  const double* const* from = exactFactors.data();
+  if (clique.exact)
+    RunPlainly(pass->shape, from[0], from + 1, targets.data(), maximize);
+  else
+    RunPlainly(pass->shape, floats, from + 1, targets.data(), maximize);
+}
+
+// Answers the floor of the numbers that were computed with.
+int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
+  const CliqueState& clique = cliques[At(c)];
+  if (watch->Halts(static_cast<double>(clique.size) + PASS_ENTRIES)) return DOUBLE_FLOOR;
+  if (pass->plain && pass->runs > 0 && ++pass->runs > 2) {
+    MakePlan(pass->shape, &pass->plan);
+    pass->plain = false;
+  }
+  bool inFloats = !pass->plain && !clique.exact;
+  if (inFloats && !RangeOf(c, exceptLink).StaysAbove(FLOAT_FLOOR)) inFloats = false;
+  if (!inFloats) {
+    RunInDoubles(pass, c, exceptLink);
+    return targets[0].narrow ? FLOAT_FLOOR : DOUBLE_FLOOR;
+  }
+  factors.assign(1, clique.potential.get());
+  passUnscale = clique.unscale;
+  for (std::size_t k = 0; k < clique.links.size(); ++k) {
+    if (static_cast<int>(k) == exceptLink) continue;
+    const Message& message = messages[At(clique.links[k].in)];
+    factors.push_back(message.floats);
+    passUnscale *= message.unscale;
+  }
+  if (numWeighted > 0)
+    for (int node : clique.entered)
+      if (findings[At(node)].weighted) factors.push_back(findings[At(node)].floats.data());
+  for (const PreparedPass::Shift& shift : pass->shifts)
+    factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
+  if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
+  RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize);
+  return FLOAT_FLOOR;
+}
+
+// Cleared room for the k-th target of a pass.
+PassTarget Inference::Impl::Target(std::size_t k, std::size_t size, float* narrow) {
+  PassTarget target;
+  if (narrow && size > WIDE_TARGET) {
+    target.narrow = narrow;
+    std::fill_n(narrow, size, 0.0f);
+    return target;
+  }
+  if (sums.size() <= k) sums.resize(k + 1);
+  sums[k].assign(size, 0.0);
+  target.wide = sums[k].data();
+  return target;
+}
+
+double Inference::Impl::NumTerms(const PreparedPass& pass, std::size_t targetSize) const {
+  return maximize ? 1 : std::max(1.0, pass.size / static_cast<double>(targetSize));
+}
+
+long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {
+  long long exponent = 0;
+  const CliqueState& clique = cliques[At(c)];
+  for (std::size_t k = 0; k < clique.links.size(); ++k)
+    if (static_cast<int>(k) != exceptLink) exponent += messages[At(clique.links[k].in)].exponent;
+  return exponent;
+}
+
+}  // namespace bravic::engine
