@@ -601,6 +601,11 @@ BRAVIC_API void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file);
    Answers the setting now in force; -1 on failure (5533). */
 BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
 
+/* Whether an interrupt (SIGINT, Ctrl-C) halts the long operation that runs, or the next one, instead of doing what the
+   host's handler would; that is put back by 0 and at close. setting: 0 (at the start) or 1; -1 only asks.
+   Answers the setting now in force; -1 on failure (2452). */
+BRAVIC_API int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env);
+
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A
    non-zero answer halts the operation, which then reports as its own comment says. From within it only the error

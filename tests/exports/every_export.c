@@ -67,7 +67,7 @@ static void SettingsAndErrors(environ_ns env) {
   CHECK(GetBravicVersion_bn(env, &version) == 106 && strstr(version, "Bravic"));
   CHECK(ArgumentChecking_ns(26, env) == 25 && ArgumentChecking_ns(-1, env) == 26);
   CHECK(HasUserInteraction_ns(-1, env) == 0 && HasGUI_ns(-1, env) == 0 && HasFileIO_ns(-1, env) == 1);
-  CHECK(HasUserInterpreter_ns(-1, env) == 0 && ShowProgress_ns(0, env) == 0 && SeedRandom_ns(7, env) == 0);
+  CHECK(HasUserInterpreter_ns(-1, env) == 0 && ShowProgress_ns(0, env) == 0 && HaltOnInterrupt_ns(-1, env) == 0 && SeedRandom_ns(7, env) == 0);
   SetProgressCallback_ns(Progress, &done, env);
   NoErrors(env, "settings");
   error = ReportError_ns(env, 12, 4, "100%s of the lawn is wet");

@@ -171,6 +171,7 @@ void Inference::Impl::RunInDoubles(PreparedPass* pass, int c, int exceptLink) {
       floats += by;
   }
   passUnscale = clique.exact ? 1 : clique.unscale;
+  passLift = 0;
   const double* const* from = exactFactors.data();
   if (clique.exact)
     RunPlainly(pass->shape, from[0], from + 1, targets.data(), maximize);
@@ -187,7 +188,12 @@ int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
     pass->plain = false;
   }
   bool inFloats = !pass->plain && !clique.exact;
-  if (inFloats && !RangeOf(c, exceptLink).StaysAbove(FLOAT_FLOOR)) inFloats = false;
+  bool isLifted = false;
+  if (inFloats) {
+    const ProductRange range = RangeOf(c, exceptLink);
+    isLifted = !range.StaysAbove(FLOAT_FLOOR);
+    inFloats = !isLifted || range.FitsFloats();
+  }
   if (!inFloats) {
     RunInDoubles(pass, c, exceptLink);
     return targets[0].narrow ? FLOAT_FLOOR : DOUBLE_FLOOR;
@@ -206,8 +212,11 @@ int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
   for (const PreparedPass::Shift& shift : pass->shifts)
     factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
   if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
-  RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize);
-  return FLOAT_FLOOR;
+  passLift = isLifted ? LIFT : 0;
+  passUnscale *= PowerOfTwo(-passLift);
+  RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize,
+          static_cast<float>(PowerOfTwo(passLift)));
+  return FLOAT_FLOOR - passLift;
 }
 
 // Cleared room for the k-th target of a pass.
@@ -224,8 +233,11 @@ PassTarget Inference::Impl::Target(std::size_t k, std::size_t size, float* narro
   return target;
 }
 
-double Inference::Impl::NumTerms(const PreparedPass& pass, std::size_t targetSize) const {
-  return maximize ? 1 : std::max(1.0, pass.size / static_cast<double>(targetSize));
+// What the sums of the latest pass, on a target of that size, may lack.
+int Inference::Impl::LostInSums(int c, int exceptLink, int floor, const PreparedPass& pass, std::size_t size) const {
+  const double numTerms = maximize ? 1 : std::max(1.0, pass.size / static_cast<double>(size));
+  const int lost = RangeOf(c, exceptLink).Lost(floor, numTerms);
+  return lost == NO_LOSS ? lost : lost + passLift;
 }
 
 long long Inference::Impl::IncomingExponent(int c, int exceptLink) const {

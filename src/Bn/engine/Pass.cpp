@@ -396,12 +396,12 @@ struct Product {
 
 // The products of one block, in the potential itself when nothing multiplies it.
 Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
-                      float* arena, int moved, bool last) {
+                      float* arena, int moved, bool last, float lift) {
   const int numBlockRows = last ? plan.tailRows : plan.numRows;
   const int* pool = plan.pool.data();
   float* scales = arena + plan.scales;
   Product product;
-  float whole = 1;
+  float whole = lift;
   for (int f = 1; f <= plan.numFactors; ++f)
     if (plan.tables[At(f)].kind == Kind::BLOCK_SCALE) whole *= factors[f - 1][plan.tableAt[At(f)]];
   if (whole == 0) {
@@ -462,7 +462,7 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
 }  // namespace
 
 void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const float* const* factors,
-             const PassTarget* targets, float* arena, bool maximize) {
+             const PassTarget* targets, float* arena, bool maximize, float lift) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
   const int first = plan.numFactors + 1, tables = static_cast<int>(plan.tables.size());
   std::fill(plan.at.begin(), plan.at.end(), 0);
@@ -477,7 +477,7 @@ void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const 
     stale = std::min(stale, moved);
     const bool last = IsLast(plan);
     const int rows = last ? plan.tailRows : plan.numRows;
-    const Product product = MultiplyBlock(plan, kernels, potential, factors, arena, stale, last);
+    const Product product = MultiplyBlock(plan, kernels, potential, factors, arena, stale, last, lift);
     if (!product.zero) {
       stale = plan.numPrefix;
       for (int t = first; t < tables; ++t) {
@@ -517,7 +517,7 @@ void RunProduct(PassPlan& plan, const Kernels& best, float* to, const float* con
     stale = std::min(stale, moved);
     const bool last = IsLast(plan);
     const int rows = last ? plan.tailRows : plan.numRows;
-    const Product product = MultiplyBlock(plan, kernels, nullptr, factors, arena, stale, last);
+    const Product product = MultiplyBlock(plan, kernels, nullptr, factors, arena, stale, last, 1);
     if (!product.zero) stale = plan.numPrefix;
     float* block = to + plan.tableAt[0];
     for (int r = 0; r < rows; ++r) {

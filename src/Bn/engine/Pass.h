@@ -95,9 +95,10 @@ void MakePlan(const PassShape& shape, PassPlan* plan);
 // What MakePlan's plan would cost, without making it.
 double PlanCost(const PassShape& shape);
 
-// Without a potential (NULL, strides 0) the factors alone are multiplied.
+// Without a potential (NULL, strides 0) the factors alone are multiplied. All products are computed, and stand in the
+// targets, times the lift.
 void RunPlan(PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
-             const PassTarget* targets, float* arena, bool maximize);
+             const PassTarget* targets, float* arena, bool maximize, float lift = 1);
 // The product alone: to takes the place of the potential, which is not read; its rows must be dense.
 void RunProduct(PassPlan& plan, const Kernels& kernels, float* to, const float* const* factors, float* arena);
 

@@ -117,7 +117,7 @@ Outcome Inference::Impl::MakeMessage(int c, int k) {
   targets.assign(1, Target(0, size, message.floats));
   const int floor = Run(&pass, c, k);
   message.exponent = IncomingExponent(c, k);
-  return StoreMessage(link.out, targets[0], false, RangeOf(c, k).Lost(floor, NumTerms(pass, size)));
+  return StoreMessage(link.out, targets[0], false, LostInSums(c, k, floor, pass, size));
 }
 
 // Makes every message into the clique valid, deepest first, as long as all goes well.

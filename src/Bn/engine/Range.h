@@ -15,6 +15,8 @@ namespace bravic::engine {
 
 // Numbers below 2^these lose bits or vanish.
 inline constexpr int FLOAT_FLOOR = -126, DOUBLE_FLOOR = -1022;
+// Products of floats up to 1 may be computed times 2^90: sums of as many as there can be stay far below 2^127.
+inline constexpr int LIFT = 90;
 // Of a table whose entries are exact but for rounding.
 inline constexpr int NO_LOSS = -(1 << 29);
 
@@ -32,6 +34,7 @@ class ProductRange {
  public:
   void Multiply(const Range& table) {
     low_ += table.low;
+    least_ = std::min(least_, table.low);
     ++numTables_;
     if (table.lost == NO_LOSS) return;
     lost_ = std::max(lost_, table.lost);
@@ -39,6 +42,8 @@ class ProductRange {
   }
   // Whether no product can be below the floor.
   bool StaysAbove(int floor) const { return low_ >= floor; }
+  // Whether floats hold each table, and the products at least when they are lifted.
+  bool FitsFloats() const { return least_ >= FLOAT_FLOOR && low_ >= FLOAT_FLOOR - LIFT; }
   // What a sum of so many products may lack, as a binary logarithm.
   int Lost(int floor, double numTerms) const {
     if (numLossy_ == 0 && low_ >= floor) return NO_LOSS;
@@ -48,7 +53,7 @@ class ProductRange {
   }
 
  private:
-  int low_ = 0, lost_ = NO_LOSS, numTables_ = 0, numLossy_ = 0;
+  int low_ = 0, least_ = 0, lost_ = NO_LOSS, numTables_ = 0, numLossy_ = 0;
 };
 
 // Whether sums, the largest of which is given, hold to far more digits than are answered.
@@ -60,7 +65,7 @@ inline Outcome Judge(double largest, int lost) {
 
 // Whether weights hold, each of them: one that reads as 0 or next to it may not be a probability worth telling.
 inline Outcome JudgeEach(const double* weights, std::size_t size, int lost) {
-  constexpr int WORTH_TELLING = -104;
+  constexpr int WORTH_TELLING = FLOAT_FLOOR + 22;  // about 5e-32
   double largest, least;
   FindRange(weights, size, &largest, &least);
   const Outcome outcome = Judge(largest, lost);

@@ -13,7 +13,7 @@ const double* Inference::Impl::SumOnto(int c, int key, std::span<const int> node
   const std::size_t size = FreeSize(nodes);
   targets.assign(1, Target(0, size, nullptr));
   const int floor = Run(&pass, c, -1);
-  *lost = RangeOf(c, -1).Lost(floor, NumTerms(pass, size));
+  *lost = LostInSums(c, -1, floor, pass, size);
   return sums[0].data();
 }
 
@@ -218,7 +218,8 @@ Outcome Inference::Impl::Sweep(int c, int source, const BeliefPlace& out) {
   if (lone) targets.push_back(Target(targets.size(), FreeSize(clique.alone), nullptr));
   const ProductRange range = RangeOf(c, -1);
   const bool narrow = std::any_of(targets.begin(), targets.end(), [](const PassTarget& t) { return t.narrow; });
-  if (range.Lost(narrow ? FLOAT_FLOOR : DOUBLE_FLOOR, 1) != NO_LOSS) return SweepSingly(c, lone, out);
+  const int floor = !narrow ? DOUBLE_FLOOR : range.FitsFloats() ? FLOAT_FLOOR - LIFT : FLOAT_FLOOR;
+  if (range.Lost(floor, 1) != NO_LOSS) return SweepSingly(c, lone, out);
   Run(&pass, c, -1);
   const long long exponent = IncomingExponent(c, -1);
   for (std::size_t i = 0; i < outgoing.size(); ++i) {

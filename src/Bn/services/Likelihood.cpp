@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "Basic/NumberText.h"
+#include "Bn/engine/Range.h"
 
 namespace bravic {
 
@@ -66,7 +67,7 @@ Vector<WideNumber> CombinedWeights(const bnode& node, std::span<const float> mor
 Block<float> MakeLikelihood(std::span<const WideNumber> weights) {
   const std::size_t n = weights.size();
   Block<float> block = MakeBlock<float>(SizeWithWeights(n) / sizeof(float));
-  const long long scale = ScaleInto(weights, -125, 127);
+  const long long scale = ScaleInto(weights, engine::FLOAT_FLOOR + 1, 127);
   for (std::size_t s = 0; s < n; ++s) {
     const float shown = static_cast<float>(ToDouble(weights[s], scale));
     block[s] = weights[s].mantissa > 0 ? std::max(shown, std::numeric_limits<float>::denorm_min()) : 0;
@@ -93,7 +94,7 @@ bool IsBeyondFloats(const bnode& node) {
 
 Vector<double> LikelihoodNumbers(const bnode& node) {
   const Vector<WideNumber> weights = LikelihoodWeights(node);
-  const long long scale = ScaleInto(weights, -1021, 1023);
+  const long long scale = ScaleInto(weights, engine::DOUBLE_FLOOR + 1, 1023);
   Vector<double> numbers;
   for (WideNumber w : weights) {
     const double number = ToDouble(w, scale);
