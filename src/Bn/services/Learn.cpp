@@ -143,6 +143,7 @@ struct Counter {
   Block<double> counts;           // [rows x numstates]; a negative marker where the row is impossible
   Vector<unsigned char> changed;  // [rows]
   std::size_t size = 0;
+  Block<float> probs, numcases;  // the tables made of the counts; NULL where they stay as they are
 };
 
 inline constexpr double IMPOSSIBLE_COUNT = -1e300;
@@ -202,7 +203,7 @@ bool PlaceOf(const Counter& counter, const statetype* states, Place* place) {
 
 // Rows that nothing was counted in keep their probabilities to the bit, and a function is not given up for nothing.
 // work: NULL where it is not to be halted.
-Failure FinishCounter(Counter& counter, LongWork* work) {
+Failure MakeTables(Counter& counter, LongWork* work) {
   node_bn node = counter.node;
   const float* own = OwnRows(*node);
   if (!own && HasRelation(*node) && std::count(counter.changed.begin(), counter.changed.end(), 1) == 0) return nullptr;
@@ -232,11 +233,18 @@ Failure FinishCounter(Counter& counter, LongWork* work) {
         entry = static_cast<float>(1.0 / node->numstates);
     }
   }
-  Relation relation;
-  relation.probs = probs.release();
-  relation.numcases = numcases.release();
-  InstallRelation(node, relation);
+  counter.counts.reset();
+  counter.probs = std::move(probs);
+  counter.numcases = std::move(numcases);
   return nullptr;
+}
+
+void InstallTables(Counter& counter) {
+  if (!counter.probs) return;
+  Relation relation;
+  relation.probs = counter.probs.release();
+  relation.numcases = counter.numcases.release();
+  InstallRelation(counter.node, relation);
 }
 
 struct FileCount {
@@ -329,14 +337,14 @@ void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) 
     }
   }
   if (Failure unknown = reader.WarningOfUnknown()) Post(std::move(unknown));
-  const TakenBackIfHalted change(nodes[0]->innet);
   LongWork work("Making tables", 0, Showing::Always);
-  UndoGroup group(UNDO_GROUP, nodes[0]->innet);
   for (Counter& counter : plan.counters)
-    if (Failure refusal = FinishCounter(counter, isHalted ? nullptr : &work)) {
+    if (Failure refusal = MakeTables(counter, isHalted ? nullptr : &work)) {
       Post(std::move(refusal));
       return;
     }
+  UndoGroup group(UNDO_GROUP, nodes[0]->innet);
+  for (Counter& counter : plan.counters) InstallTables(counter);
 }
 
 void FadeTable(node_bn node, double degree) {
@@ -351,7 +359,8 @@ void FadeTable(node_bn node, double degree) {
     for (std::size_t row = 0; row < counter.changed.size(); ++row)
       counter.changed[row] = !IsUndefinedRow(node->probs + row * static_cast<std::size_t>(numstates), numstates);
     UndoGroup group(UNDO_GROUP, node->innet);
-    failure = FinishCounter(counter, &work);
+    failure = MakeTables(counter, &work);
+    if (!failure) InstallTables(counter);
   }
   if (failure) Post(std::move(failure));
 }
