@@ -102,7 +102,7 @@ bool ApiCall::Check(report_ns report) {
     ReportError(-5102, "NULL passed for report_ns");
     return false;
   }
-  if (!IsLiveBlock(report) || TagOf(report) != REPORT_TAG) {
+  if (!IsRecord(report, REPORT_TAG)) {
     ReportError(-5140, "damaged or freed report_ns passed");
     return false;
   }
@@ -116,7 +116,7 @@ bool ApiCall::Check(filespec_ns file) {
     ReportError(-5103, "NULL passed for filespec_ns");
     return false;
   }
-  if (!IsLiveBlock(file) || TagOf(file) != FILESPEC_TAG) {
+  if (!IsRecord(file, FILESPEC_TAG)) {
     ReportError(-5141, "damaged or freed filespec_ns passed");
     return false;
   }

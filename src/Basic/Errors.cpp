@@ -340,7 +340,7 @@ int ReportInternal(int number, const char* format, ...) {
   char text[MAX_ERR_LEN];
   FormatTextV(text, sizeof text, format, arguments);
   va_end(arguments);
-  PostRecord(number, INTERNAL_ERR, NOT_DISPLAYED, text);
+  PostRecord(number, INTERNAL_ERR, DIALOG_DISPLAY, text);
   const int decision = showInternalError ? showInternalError(number, text) : 0;
   reportingInternal = false;
   return decision;

@@ -5,6 +5,8 @@
 #include <iterator>
 
 #include "Basic/Errors.h"
+#include "Basic/Memory.h"
+#include "Basic/TypedObject.h"
 
 namespace bravic {
 namespace {
@@ -61,6 +63,10 @@ bool CheckRange(const FieldOwner& owner, T* value, const FieldRange<T>& range, c
 }
 
 }  // namespace
+
+bool IsRecord(const void* object, int tag) {
+  return IsLiveBlock(object) && BlockSize(object) >= TypeDataSize(static_cast<TagWord>(tag)) && TagOf(object) == tag;
+}
 
 const char* FieldName(int field) {
   return 0 <= field && field < NUM_FIELDS ? FIELD_NAMES[field] : "???";

@@ -6,6 +6,9 @@
 
 namespace bravic {
 
+// Whether the address is that of a live record of the type: a block with its tag, of its size at least.
+bool IsRecord(const void* object, int tag);
+
 // Which field a check is about; selects the name shown in its message.
 enum Field : int {
   FIELD_HAS_FILE_IO,

@@ -85,6 +85,7 @@ SymbolTable* NewSymbolTable(int len, const char* title, bool kinds, bool values,
   table->maxFill = fillRatio == 0.0 ? NEVER_GROWS : static_cast<int>(len * fillRatio);
   table->lengthMult = lengthMult;
   table->lastSlot = -1;
+  table->statistics = true;
   MakeArrays(table, len, kinds, values);
   return table;
 }

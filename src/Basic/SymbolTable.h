@@ -22,7 +22,7 @@ struct SymbolTable {
   int lastSlot;   // found by the last lookup, -1 if none
   const char* lastName;
   int lastKind;
-  bool statistics;
+  bool statistics;  // whether the probe sequences that find a slot are counted, and how far they go; set at creation
   long numProbes, totalDistance;
 };
 

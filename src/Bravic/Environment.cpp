@@ -82,11 +82,7 @@ void RegisterRecordTypes() {
               {42, "vnode", 0},
               {43, "vnpart", 0},
               {45, "probtype", sizeof(probtype)},
-              {46, "statetype", sizeof(statetype)},
-              {BNET_TAG, "bnet", 0},
-              {BNODE_TAG, "bnode", 0},
-              {STUB_TAG, "stub", 0},
-              {NODELIST_TAG, "bndlist", 0}};
+              {46, "statetype", sizeof(statetype)}};
   for (const auto& row : ROWS) RegisterType(row.tag, row.name, row.size, nullptr);
   RegisterType(REPORT_TAG, "???", sizeof(report_rec),
                [](void* report) { ClearReport(static_cast<report_ns>(report)); });
@@ -96,7 +92,8 @@ void RegisterRecordTypes() {
 void StartPlatformFirstHalf(environ_ns env) {
   RegisterType(27, "window", 0, nullptr);
   RegisterType(28, "dialog", 0, nullptr);
-  RegisterType(FILESPEC_TAG, "filespec", 0, [](void* file) { FreeFileSpec(static_cast<filespec_ns>(file)); });
+  RegisterType(FILESPEC_TAG, "filespec", sizeof(filespec_rec),
+               [](void* file) { FreeFileSpec(static_cast<filespec_ns>(file)); });
   if (env->hasFileIO == UNDETERMINED) env->hasFileIO = 1;
 }
 

@@ -33,6 +33,7 @@ constexpr std::size_t LINE_LEN = 1024;
 
 Wait** Waits_fc = nullptr;  // innermost last
 int NumWaiting_fc = 0;
+bool skipping = false;  // the long operation in hand is abandoned, from the answer to the prompt to its end
 int showProgress = 0;
 unsigned numHalts = 0;
 long (*waitClock)() = CalendarSeconds;
@@ -118,6 +119,7 @@ int ShowInternalError(int number, const char* text) {
   if (proceed) return 0;
   if (leave) std::exit(number);
   SetMemoryState(MEMORY_LOW);
+  skipping = NumWaiting_fc > 0;
   return 1;
 }
 
@@ -145,6 +147,10 @@ Wait* StartWait(Showing showing, double estimatedSeconds, const char* format, ..
 
 bool ReportProgress(Wait* wait, double fraction, double remainingSeconds) {
   if (!IsInnermost(wait)) return false;
+  if (skipping) {
+    ++numHalts;
+    return true;
+  }
   // Whole seconds: at most one line and one look for an abort in each.
   const double now = static_cast<double>(waitClock());
   if (now - wait->lastShown < SHORTEST_BETWEEN_LOOKS) return false;
@@ -193,6 +199,7 @@ void EndWait(Wait* wait) {
   if (!NumWaiting_fc) {
     Free(Waits_fc);
     Waits_fc = nullptr;
+    skipping = false;
   }
 }
 
@@ -255,6 +262,7 @@ void StopInteraction() {
   while (NumWaiting_fc > 0) FreeWait(Waits_fc[--NumWaiting_fc]);
   Free(Waits_fc);
   Waits_fc = nullptr;
+  skipping = false;
   showProgress = 0;
   hostProgress = nullptr;
   hostData = nullptr;

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -97,6 +98,8 @@ TEST_F(SymbolTableTest, TellsItsOwnerOfEveryMove) {
     if (HashName(("w" + std::to_string(i)).c_str(), 7) == 6) names.push_back("w" + std::to_string(i));
   }
   for (const std::string& name : names) InsertName(table, name.c_str(), 0, ValueOf(1), true);
+  EXPECT_EQ(table->numProbes, 5);
+  EXPECT_EQ(table->totalDistance, 0 + 1 + 2 + 3 + 4);
   moves.clear();
   DeleteSlot(table, 6, [](SymbolTable*, int from, int to) { moves.push_back({from, to}); });
   EXPECT_EQ(moves, (std::vector<std::pair<int, int>>{{0, 6}, {1, 0}, {2, 1}, {3, 2}}));
@@ -246,8 +249,17 @@ TEST_F(TypesTest, TablesAnswerByTag) {
   FreeObject_sy(box);
   FreeObject_sy(nullptr);
   EXPECT_EQ(Gist(), "5 2089 10");
+  const TagWord net = BNET_TAG;
+  std::memcpy(box, &net, sizeof net);
+  SetNetTitle_bn(static_cast<net_bn>(box), "x");
+  EXPECT_EQ(Gist(), "5 5143 SetNetTitle_bn net_bn") << "too small for a net";
   Free(box);
   FreeObject_sy(Fail(-1, "x").release());
+  FreeObject_sy(FileNamed_ns("x", env));
+  report_ns first = ReportError_ns(env, 1, 5, "first");
+  ReportError_ns(env, 2, 4, "second");
+  FreeObject_sy(first);
+  EXPECT_EQ(Reports(), "4 2 ReportError_ns: Second\n");
 }
 
 using FieldsTest = LibraryTest;

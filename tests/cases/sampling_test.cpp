@@ -287,6 +287,22 @@ TEST_F(Sampling, StopsWhenTheHostSaysSo) {
   EXPECT_LT(NumLines(), 60000u);
 }
 
+TEST_F(Sampling, TitlesAreSeen) {
+  node_bn node = AddNode(net, "A", {"a", "b"}, {}, {0.5f, 0.5f});
+  HasUserInteraction_ns(1, env);
+  ShowProgress_ns(1, env);
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(Generate(net, 1), 0);
+  filespec_ns file = FileNamed_ns(Path().c_str(), env);
+  CaseFileRevisesProbs_bn(file, GetNetNodes_bn(net.get()), 0, 1);
+  FreeFileSpec_ns(file);
+  const std::string printed = ::testing::internal::GetCapturedStdout();
+  for (const char* title : {"Generating", "Incorporating"}) {
+    EXPECT_NE(printed.find(std::string("\nWaiting: ") + title + " cases.\n"), std::string::npos) << printed;
+  }
+  EXPECT_EQ(GetNodeExperience_bn(node, nullptr), 3);
+}
+
 // Tables learned from drawn cases: no entry may differ from the net's more than chance allows.
 void Sampling::ExpectLearnedBack(const Net& drawn, long numcases) {
   SeedRandom_ns(20, env);

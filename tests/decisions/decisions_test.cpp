@@ -1,8 +1,10 @@
 // Link reversal, absorption and optimal decisions against the joint distribution enumerated.
 #include <functional>
 #include <map>
+#include <tuple>
 
 #include "Basic/Memory.h"
+#include "Bn/model/Tables.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {
@@ -88,6 +90,19 @@ TEST_F(DecisionsTest, ReversalWithoutTablesWarnsAndTurnsTheLink) {
   EXPECT_EQ(Gist(), "4 2145 ReverseLink_bn B; 4 2147 ReverseLink_bn A B");
   EXPECT_FALSE(HasRelation_bn(a));
   EXPECT_EQ(Nodes(GetNodeParents_bn(a)), std::vector<node_bn>{b});
+}
+
+TEST_F(DecisionsTest, ReversalWeighsWhatIsPossible) {
+  const float X = IMPOS_PROB;
+  const std::vector<float> half = {X, X, 0.75f, 0.25f}, none = {X, X, X, X};
+  for (const auto& [rows, left, turned] : {std::tuple(half, std::vector{0.75f, 0.25f}, std::vector{0.f, 1.f, 0.f, 1.f}),
+                                           std::tuple(none, std::vector{X, X}, none)}) {
+    net.reset(NewNet_bn("Test", env));
+    node_bn a = AddNode(net, "A", {"a0", "a1"}, {}, {0.8f, 0.2f}), b = AddNode(net, "B", {"b0", "b1"}, {"A"}, rows);
+    EXPECT_EQ(ReverseLink_bn(a, b), 0);
+    EXPECT_EQ(GetTable(b), left);
+    EXPECT_EQ(GetTable(a), turned);
+  }
 }
 
 TEST_F(DecisionsTest, ALostTableIsMissed) {
@@ -239,6 +254,35 @@ TEST_F(DecisionsTest, PublishedOptima) {
   OptimizeDecisions_bn(GetNetNodes_bn(net.get()));
   Observe(net, "Forecast", "rainy");
   EXPECT_NEAR(GetExpectedUtility_bn(net.get()), 14 / 0.25, 1e-4);
+}
+
+TEST_F(DecisionsTest, ExcludedStatesAreNotChosen) {
+  node_bn d = New("D", 3), v = New("V", 0, {d});
+  SetNodeKind_bn(d, DECISION_NODE);
+  SetNodeKind_bn(v, UTILITY_NODE);
+  for (statetype state : {0, 1, 2}) SetNodeFuncValue_bn(v, &state, state == 1 ? 3 : state);
+  for (const auto& [excluded, chosen] : {std::pair(0, 1), {1, 2}, {2, 1}}) {
+    RetractAllFindings_bn(net.get());
+    EnterFindingNot_bn(d, excluded);
+    EXPECT_EQ(OptimizeDecisions_bn(GetNetNodes_bn(net.get())), 0);
+    EXPECT_EQ(GetNodeProbs_bn(d, nullptr)[chosen], 1) << excluded;
+  }
+}
+
+// A link that is missing for two reasons is one.
+TEST_F(DecisionsTest, MissingLinksAreCountedOnce) {
+  for (const bool known : {true, false}) {
+    net.reset(NewNet_bn("Test", env));
+    node_bn x = New("X"), first = New("D1", 2, {x}), second = New("D2", 2, {x, first});
+    node_bn third = known ? New("D3", 2, {x, second}) : New("D3", 2, {second}), v = New("V", 0, {third});
+    SetTable(x, {0.5f, 0.5f});
+    for (node_bn node : {first, second, third}) SetNodeKind_bn(node, DECISION_NODE);
+    SetNodeKind_bn(v, UTILITY_NODE);
+    for (statetype state : {0, 1}) SetNodeFuncValue_bn(v, &state, state);
+    Reports();
+    EXPECT_NE(OptimizeDecisions_bn(GetNetNodes_bn(net.get())), 0);
+    EXPECT_EQ(Gist(5), known ? "5 2263 OptimizeDecisions_bn Test D1 D3" : "5 2264 OptimizeDecisions_bn Test 2 D1 D3");
+  }
 }
 
 // What follows from a decision alone goes with it, also where it is linked in a circle.

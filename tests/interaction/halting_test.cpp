@@ -47,10 +47,18 @@ class Halting : public NetTest {
 
 TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
   filespec_ns file = FileNamed_ns(directory.Path("net.dne").c_str(), env);
+  const TemporaryDirectory elsewhere;
+  filespec_ns saved = FileNamed_ns(elsewhere.Path("net.dne").c_str(), env);
+  filespec_ns cases = FileNamed_ns(elsewhere.Path("cases.cas").c_str(), env);
+  for (node_bn node : chain) EnterFinding_bn(node, 3);
+  WriteCase_bn(GetNetNodes_bn(net.get()), cases, -1, -1);
+  RetractAllFindings_bn(net.get());
+  WriteNet_bn(net.get(), saved);
   const struct {
     const char* name;
     std::function<bool()> isNeutral;
     bool isMiddleKnown = false;
+    long looksBefore = 0;
   } rows[] = {
       {"GetNodeBeliefs_bn", [&] { return GetNodeBeliefs_bn(chain[0])[0] == 1; }},
       {"CaseProbability_bn", [&] { return CaseProbability_bn(net.get()) == -1; }},
@@ -58,6 +66,14 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
       {"ReverseLink_bn", [&] { return ReverseLink_bn(chain[0], chain[1]) == -1; }},
       {"WriteNet_bn", [&] { return WriteNet_bn(net.get(), file), true; }},
       {"RetractNodeFindings_bn", [&] { return RetractNodeFindings_bn(chain[1]), true; }, true},
+      {"ReadNet_bn", [&] { return ReadNet_bn(saved, 0) == nullptr; }},
+      {"ReadNet_bn", [&] { return ReadNet_bn(saved, 0) == nullptr; }, false, 20},  // within a table
+      {"FadeProbs_bn", [&] { return FadeProbs_bn(chain[1], 0.5), true; }},
+      {"FadeProbs_bn", [&] { return FadeProbs_bn(chain[1], 0.5), true; }, false, 3},  // the table to be made
+      {"CaseFileRevisesProbs_bn",
+       [&] { return CaseFileRevisesProbs_bn(cases, GetNetNodes_bn(net.get()), 0, 1), true; }},
+      {"CaseFileRevisesProbs_bn", [&] { return CaseFileRevisesProbs_bn(cases, GetNetNodes_bn(net.get()), 0, 1), true; },
+       false, 8},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -68,19 +84,23 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     SetNetAutoUpdate_bn(net.get(), 1);
     const statetype finding = GetNodeFinding_bn(chain[1]);
     const std::string parents = Names(GetNodeParents_bn(chain[1]));
-    looks = lastLook = 0;
+    const statetype third = 3;
+    const double experience = GetNodeExperience_bn(chain[1], &third);
+    looks = 0;
+    lastLook = row.looksBefore;
     SetProgressCallback_ns(HaltAtLast, nullptr, env);
     EXPECT_TRUE(row.isNeutral());
     SetProgressCallback_ns(nullptr, nullptr, env);
-    EXPECT_GT(looks, 0);
+    EXPECT_GT(looks, row.looksBefore);
     EXPECT_EQ(Gist(), std::string("5 2450 ") + row.name);
     EXPECT_EQ(GetNodeFinding_bn(chain[1]), finding);
     EXPECT_EQ(Names(GetNodeParents_bn(chain[1])), parents);
+    EXPECT_EQ(GetNodeExperience_bn(chain[1], &third), experience);
     EXPECT_TRUE(FilesIn(directory.Path()).empty());
     EXPECT_NEAR(CaseProbability_bn(net.get()) * (row.isMiddleKnown ? 360000 : 600), 1, 1e-4);
     EXPECT_NEAR(GetNodeBeliefs_bn(chain[0])[0] * 600, 1, 1e-4);
   }
-  FreeFileSpec_ns(file);
+  for (filespec_ns each : {file, saved, cases}) FreeFileSpec_ns(each);
 }
 
 #if !defined(_WIN32)

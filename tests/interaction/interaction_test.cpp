@@ -179,16 +179,20 @@ TEST_F(InteractionTest, InternalErrorsAskWhatToDo) {
   };
   for (const auto& row : rows) {
     SetMemoryState(MEMORY_NORMAL);
+    WaitScope wait("x", Showing::Never);
     Type(row.typed);
     CaptureStdout();
     CaptureStderr();
     EXPECT_EQ(ReportInternal(-42, "lost %d", 3), row.answer);
     EXPECT_EQ(GetCapturedStderr(), shown);
-    EXPECT_EQ(GetCapturedStdout(), shown + "(Exit, Skip, Proceed): " + row.decision + "\n\n");
+    EXPECT_EQ(GetCapturedStdout(),
+              "Lost 3 (internal error 42)\n" + shown + "(Exit, Skip, Proceed): " + row.decision + "\n\n");
     EXPECT_EQ(MemoryState(), row.memoryState);
+    EXPECT_EQ(wait.Progress(0), row.answer == 1) << "to skip is to abandon what is going on";
     EXPECT_EQ(Reports(), "6 42 lost 3\n");
   }
   SetMemoryState(MEMORY_NORMAL);
+  EXPECT_FALSE(WaitScope("x", Showing::Never).Progress(0));
   HasUserInteraction_ns(0, env);
   Type("s");
   CaptureStdout();

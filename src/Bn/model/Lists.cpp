@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "Basic/Errors.h"
+#include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
 #include "Bn/model/NetCall.h"
 
@@ -57,7 +58,7 @@ void NoteChange(HostList& list, node_bn gone, node_bn come) {
 }  // namespace
 
 bool IsPresentNode(node_bn node) {
-  return IsLiveBlock(node) && (TagOf(node) == BNODE_TAG || TagOf(node) == STUB_TAG) && node->innet;
+  return (IsRecord(node, BNODE_TAG) || IsRecord(node, STUB_TAG)) && node->innet;
 }
 
 ListPlace PlaceOf(nodelist_bn list) {

@@ -1,5 +1,6 @@
 #include "Bn/model/NetCall.h"
 
+#include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Net.h"
@@ -76,7 +77,7 @@ bool NetCall::Check(net_bn net) {
     ReportError(-5104, "NULL passed for net_bn");
     return false;
   }
-  if (Basic() && (!IsLiveBlock(net) || TagOf(net) != BNET_TAG)) {
+  if (Basic() && !IsRecord(net, BNET_TAG)) {
     ReportError(-5143, "damaged or freed net_bn passed");
     return false;
   }

@@ -143,11 +143,14 @@ struct Counter {
   Block<double> counts;           // [rows x numstates]; a negative marker where the row is impossible
   Vector<unsigned char> changed;  // [rows]
   std::size_t size = 0;
+  Block<float> probs, numcases;  // the tables made of the counts; NULL where they stay as they are
 };
 
 inline constexpr double IMPOSSIBLE_COUNT = -1e300;
 
-Failure StartCounter(node_bn node, Counter& counter) {
+constexpr double ENTRY_WORK = 2;  // nanoseconds, about
+
+Failure StartCounter(node_bn node, Counter& counter, LongWork& work) {
   counter.node = node;
   const long long rows = NumRows(*node);
   const int numstates = node->numstates;
@@ -168,6 +171,7 @@ Failure StartCounter(node_bn node, Counter& counter) {
   }
   if (Failure failure = MakeProbs(node)) return failure;
   for (long long row = 0; row < rows; ++row) {
+    if (work.Halts(ENTRY_WORK * numstates)) return FailHalted();
     const float* probs = node->probs + row * numstates;
     double* counts = counter.counts.get() + row * numstates;
     const double experience = ExperienceOf(*node, row);
@@ -198,7 +202,8 @@ bool PlaceOf(const Counter& counter, const statetype* states, Place* place) {
 }
 
 // Rows that nothing was counted in keep their probabilities to the bit, and a function is not given up for nothing.
-Failure FinishCounter(Counter& counter) {
+// work: NULL where it is not to be halted.
+Failure MakeTables(Counter& counter, LongWork* work) {
   node_bn node = counter.node;
   const float* own = OwnRows(*node);
   if (!own && HasRelation(*node) && std::count(counter.changed.begin(), counter.changed.end(), 1) == 0) return nullptr;
@@ -206,6 +211,7 @@ Failure FinishCounter(Counter& counter) {
   Block<float> probs = TryMakeBlock<float>(counter.size), numcases = TryMakeBlock<float>(rows);
   if (!probs || !numcases) return TableMemory(-2183, static_cast<double>(counter.size) * sizeof(float), *node);
   for (std::size_t row = 0; row < rows; ++row) {
+    if (work && work->Halts(ENTRY_WORK * node->numstates)) return FailHalted();
     const double* counts = counter.counts.get() + row * numstates;
     const float* old = own ? own + row * numstates : nullptr;
     double sum = 0;
@@ -227,11 +233,18 @@ Failure FinishCounter(Counter& counter) {
         entry = static_cast<float>(1.0 / node->numstates);
     }
   }
-  Relation relation;
-  relation.probs = probs.release();
-  relation.numcases = numcases.release();
-  InstallRelation(node, relation);
+  counter.counts.reset();
+  counter.probs = std::move(probs);
+  counter.numcases = std::move(numcases);
   return nullptr;
+}
+
+void InstallTables(Counter& counter) {
+  if (!counter.probs) return;
+  Relation relation;
+  relation.probs = counter.probs.release();
+  relation.numcases = counter.numcases.release();
+  InstallRelation(counter.node, relation);
 }
 
 struct FileCount {
@@ -240,6 +253,7 @@ struct FileCount {
 };
 
 Failure PlanCount(std::span<const node_bn> nodes, FileCount& plan) {
+  LongWork work("Preparing to count", 0, Showing::Always);
   const int mark = NewMark();
   auto want = [&](node_bn node) {
     if (node->mark2 == mark) return;
@@ -252,7 +266,7 @@ Failure PlanCount(std::span<const node_bn> nodes, FileCount& plan) {
     for (node_bn parent : node->preds) whole = whole && TagOf(parent) != STUB_TAG && parent->numstates > 0;
     if (!whole) continue;
     plan.counters.emplace_back();
-    if (Failure failure = StartCounter(node, plan.counters.back())) return failure;
+    if (Failure failure = StartCounter(node, plan.counters.back(), work)) return failure;
     for (node_bn member : Family(*node)) want(member);
   }
   for (std::size_t i = 0; i < plan.wanted.size(); ++i) plan.wanted[i]->scratch = static_cast<int>(i);
@@ -301,6 +315,7 @@ void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) 
   row.states.resize(plan.wanted.size());
   row.values.resize(plan.wanted.size());
   long numcases = 0;
+  bool isHalted = false;  // what was counted up to there is kept
   {
     WaitScope wait("Incorporating cases");
     for (;;) {
@@ -308,6 +323,7 @@ void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) 
         ReportDanger(-2191, WARNING_ERR, SOUND_DISPLAY,
                      "Only %ld cases were incorporated before action was halted (%2.0f%%).\n", numcases,
                      100 * reader.ShareRead());
+        isHalted = true;
         break;
       }
       if (reader.Next(&row) != CaseReader::Result::Row) break;
@@ -321,18 +337,21 @@ void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) 
     }
   }
   if (Failure unknown = reader.WarningOfUnknown()) Post(std::move(unknown));
-  UndoGroup group(UNDO_GROUP, nodes[0]->innet);
+  LongWork work("Making tables", 0, Showing::Always);
   for (Counter& counter : plan.counters)
-    if (Failure shortage = FinishCounter(counter)) {
-      Post(std::move(shortage));
+    if (Failure refusal = MakeTables(counter, isHalted ? nullptr : &work)) {
+      Post(std::move(refusal));
       return;
     }
+  UndoGroup group(UNDO_GROUP, nodes[0]->innet);
+  for (Counter& counter : plan.counters) InstallTables(counter);
 }
 
 void FadeTable(node_bn node, double degree) {
   if (degree == 0) return;
   Counter counter;
-  Failure failure = StartCounter(node, counter);
+  LongWork work("Fading probabilities", 0, Showing::Always);
+  Failure failure = StartCounter(node, counter, work);
   if (!failure) {
     for (std::size_t i = 0; i < counter.size; ++i)
       if (counter.counts[i] >= 0) counter.counts[i] = counter.counts[i] * (1 - degree) + BaseExperience_bn * degree;
@@ -340,7 +359,8 @@ void FadeTable(node_bn node, double degree) {
     for (std::size_t row = 0; row < counter.changed.size(); ++row)
       counter.changed[row] = !IsUndefinedRow(node->probs + row * static_cast<std::size_t>(numstates), numstates);
     UndoGroup group(UNDO_GROUP, node->innet);
-    failure = FinishCounter(counter);
+    failure = MakeTables(counter, &work);
+    if (!failure) InstallTables(counter);
   }
   if (failure) Post(std::move(failure));
 }

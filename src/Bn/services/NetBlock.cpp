@@ -139,9 +139,8 @@ void ReadBlockStatement(NetReader& reader) {
 }
 
 // Up to the closing "}"; false at the end of the file.
-bool ReadNetBody(NetReader& reader, WaitScope& wait) {
-  const double length = static_cast<double>(reader.in.End() - reader.in.Cursor()) + 1;
-  while (!reader.stopped) {
+bool ReadNetBody(NetReader& reader) {
+  while (!IsHalted(reader)) {
     const int c = reader.in.NextSignificant();
     if (c == '}') return true;
     if (c == END_OF_INPUT) return false;
@@ -152,10 +151,6 @@ bool ReadNetBody(NetReader& reader, WaitScope& wait) {
     }
     reader.in.PushBack();
     ReadBlockStatement(reader);
-    if (wait.Progress(1 - static_cast<double>(reader.in.End() - reader.in.Cursor()) / length)) {
-      reader.stopped = true;
-      Post(FailHalted());
-    }
   }
   return true;
 }
@@ -341,11 +336,9 @@ void ReadNetBlock(NetReader& reader) {
   reader.words.clear();
   std::fill(std::begin(reader.stated), std::end(reader.stated), false);
   reader.hasElimOrder = false;
-  bool closed;
-  {
-    WaitScope wait("Reading net");
-    closed = ReadNetBody(reader, wait);
-  }
+  WaitScope wait("Reading net");
+  reader.wait = &wait;
+  const bool closed = ReadNetBody(reader);
   if (!closed) ReadError(reader, -1010, "no terminating '}' for BNet '%s'", name);
   ReportFault(reader, "");
   if (!reader.stopped) {

@@ -205,6 +205,15 @@ void ReadMemoryError(NetReader& reader, Failure failure) {
   }
 }
 
+bool IsHalted(NetReader& reader) {
+  const double left = static_cast<double>(reader.in.End() - reader.in.Cursor());
+  const double all = static_cast<double>(reader.in.Position()) + left + 1;
+  if (reader.stopped || !reader.wait->Progress(1 - left / all)) return reader.stopped;
+  reader.stopped = true;
+  Post(FailHalted());
+  return true;
+}
+
 bool ReportFault(NetReader& reader, const char* context) {
   if (!reader.in.parseState) return true;
   if (reader.in.parseState != PARSE_CANCELLED) {

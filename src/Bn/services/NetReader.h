@@ -10,6 +10,7 @@
 #include "Basic/InputChannel.h"
 #include "Bn/model/Net.h"
 #include "Bn/services/NetFormat.h"
+#include "Win_Face/Interaction.h"
 
 namespace bravic {
 
@@ -51,7 +52,8 @@ struct NetReader {
   net_bn answer = nullptr;  // the last net read whole; owned
 
   // The net block at hand.
-  net_bn net = nullptr;  // owned
+  net_bn net = nullptr;       // owned
+  WaitScope* wait = nullptr;  // over its reading
   Vector<NodeEntry> entries;
   NameTable names;                 // of all entries
   Vector<std::string_view> words;  // names of lists that are resolved later, in the channel's text
@@ -74,6 +76,8 @@ void ReadWarning(NetReader& reader, int number, const char* format, ...) BRAVIC_
 // Of two statements that exclude each other the later one holds.
 void ReportOverridden(NetReader& reader, const bnode& node, NodeField field, NodeField later, Place place);
 void ReadMemoryError(NetReader& reader, Failure failure);
+// Whether reading stopped, or is to stop now: then it is reported that it was halted. Looks at the clock.
+bool IsHalted(NetReader& reader);
 // Reports the channel's parse error, if there is one, and forgets it; false when there was one.
 bool ReportFault(NetReader& reader, const char* context);
 inline long LineNow(NetReader& reader) {

@@ -430,8 +430,15 @@ bool FinishElement(Table& table, bool* more) {
   return true;
 }
 
+constexpr long long BETWEEN_LOOKS = 16384;  // entries
+
 bool ReadNested(Table& table) {
+  long long sinceLook = 0;
   for (bool more = true; more;) {
+    if ((sinceLook += table.rowLength) > BETWEEN_LOOKS) {
+      sinceLook = 0;
+      if (IsHalted(table.reader)) return false;
+    }
     if (!ReadElement(table) || !FinishElement(table, &more)) return false;
   }
   return true;
@@ -469,6 +476,7 @@ bool ReadSingleLevel(Table& table) {
       return ReadNested(table);
     }
     if (count == total) return TooManyItems(table);
+    if (count % BETWEEN_LOOKS == BETWEEN_LOOKS - 1 && IsHalted(table.reader)) return false;
     if (!ReadEntry(table, Cell(table, count))) return false;
     if (probs && (count + 1) % table.rowLength == 0 && !CheckRow(table, Cell(table, count + 1 - table.rowLength))) {
       return false;
