@@ -15,9 +15,9 @@ namespace bravic::engine {
 
 inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 1 << 20;  // larger targets are summed in floats
-inline constexpr double PLAIN_ENTRIES = 12;        // smaller passes go entry by entry,
-inline constexpr double PLAIN_AT_FIRST = 160;      // and these until they come again
-inline constexpr double SMALL_CLIQUE = 32;         // entries; such potentials are doubles
+inline constexpr double PLAIN_ENTRIES = 12;          // smaller passes go entry by entry,
+inline constexpr double PLAIN_AT_FIRST = 160;        // and these until they come again
+inline constexpr double SMALL_CLIQUE = 32;           // entries; such potentials are doubles
 
 // A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
 struct Message {
@@ -157,6 +157,7 @@ struct Inference::Impl {
   bool laidOut = false, allocated = false;
   // Whether floats are scaled by factors of their own, so that many alike are not all rounded the same way.
   bool spreadsRounding = false;
+  ProductRange passRange;  // of the products of the latest pass
   double passUnscale = 1;  // by which the sums of the latest pass are to be multiplied
   int passLift = 0;        // of which so much is 2^-passLift
   std::function<const float*(int)> tableOf;
@@ -264,7 +265,7 @@ struct Inference::Impl {
                std::span<const int> nodes, bool ontoNodes);
   ProductRange RangeOf(int clique, int exceptLink) const;
   int Run(PreparedPass* pass, int clique, int exceptLink);
-  int LostInSums(int clique, int exceptLink, int floor, const PreparedPass& pass, std::size_t size) const;
+  int LostInSums(int floor, const PreparedPass& pass, std::size_t size) const;
   void RunInDoubles(PreparedPass* pass, int clique, int exceptLink);
   PassTarget Target(std::size_t k, std::size_t size, float* narrow);
   void DescribeMessage(int message);
