@@ -117,7 +117,9 @@ int main(int argc, char** argv) {
   const int num = argc > 1 ? std::atoi(argv[1]) : 100000;
   std::vector<std::string> shapes(argv + std::min(argc, 2), argv + argc);
   if (shapes.empty()) shapes = {"unlinked", "chain", "tree", "hub", "hubs", "grid", "sinks"};
-  std::puts("| Shape    |   Nodes |    Build |  Compile |     Read |     Loop |   Update |     Save |Read back |   Delete | from end | Sum |");
+  std::puts(
+      "| Shape    |   Nodes |    Build |  Compile |     Read |     Loop |   Update |     Save |Read back |   Delete | "
+      "from end | Sum |");
   for (const std::string& shape : shapes) Measure(shape, num);
   CloseEnvironment();
 }

@@ -216,6 +216,15 @@ void CompareBelief(const Net& net, node_bn node, const testing::Posterior& truth
   }
 }
 
+void CheckMostProbable(const Net& net, const testing::Posterior& truth) {
+  for (node_bn node : Nodes(net)) {
+    const statetype state = GetNodeMostProbable_bn(node);
+    if (state >= 0 && truth.maxBelief.at(node).at(static_cast<std::size_t>(state)) > 1 - TOLERANCE) continue;
+    Fail("most probable configuration", std::string(GetNodeName_bn(node)) + " in " + std::to_string(state) + "\n" +
+                                            Errors() + Look(net));
+  }
+}
+
 bool IsCompiled(const Net& net) {
   if (Nodes(net).empty()) return false;
   ForgetErrors();
@@ -240,8 +249,13 @@ void CheckBeliefs(const Net& net) {
   if (expected > 0 ? !(std::fabs(is / expected - 1) <= TOLERANCE) : is != 0) {
     Fail("probability of the findings", Text(is) + "not " + Text(expected) + "\n" + Errors() + Look(net));
   }
+  const double logarithm = CaseLogProbability_bn(net.get());
+  if (expected > 0 ? !(std::fabs(logarithm - std::log(expected)) <= TOLERANCE) : logarithm != -inf_dbl_ns) {
+    Fail("logarithm of the probability", Text(logarithm) + "not of " + Text(expected) + "\n" + Errors() + Look(net));
+  }
   if (expected > 0) {
     for (node_bn node : Nodes(net)) CompareBelief(net, node, truth);
+    if (net->findmpe) CheckMostProbable(net, truth);
     if (!ErrorNumbers().empty()) Fail("reading beliefs", Errors() + Look(net));
   }
   ForgetErrors();

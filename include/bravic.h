@@ -95,7 +95,8 @@ typedef float probtype;                    /* 32-bit IEEE table entry */
 /* In place of states: no state; a configuration that cannot occur; every state of that parent (a wildcard). */
 enum { UNDEF_STATE = -3, IMPOS_STATE = -4, EVERY_STATE = -5 };
 
-/* Kinds of nodes. A disconnected node is a placeholder that holds a removed parent's place in a child's tables. */
+/* Kinds of nodes. A placeholder, which holds a removed parent's place in a child's tables, keeps the kind of the node
+   that it stands for; no call makes a node DISCONNECT_NODE. */
 enum { NATURE_NODE, ASSUME_NODE, DECISION_NODE, UTILITY_NODE, DISCONNECT_NODE, ADVERSARY_NODE, UNKNOWN_KIND };
 
 /* Case positions in place of byte offsets. */
@@ -391,7 +392,7 @@ BRAVIC_API void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype *paren
    was declared impossible. Valid until a table of the node is changed. */
 BRAVIC_API const probtype *BRAVIC_CALL GetNodeProbs_bn(node_bn node, const statetype *parentstates);
 
-/* The number of cases that a row stands for, 0 or more. (5506) */
+/* The number of cases that a row stands for, 0 or more. (5506; 2431 no states) */
 BRAVIC_API void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype *parentstates, double experience);
 
 /* Answers the experience of the row; undef_dbl_ns on failure and when the row has none: nothing was said or learned
@@ -433,11 +434,13 @@ BRAVIC_API void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state);
 BRAVIC_API void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state);
 
 /* likelihood [number of states]: how probable the observation is in each state of the node, 0 or more; copied. Several
-   multiply, whatever becomes of the range of floats. (5514; 3303 to 3307, 3318) */
+   multiply, whatever becomes of the range of floats. (5514; 2433 a continuous node
+   without intervals, 3303 to 3307, 3318) */
 BRAVIC_API void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype *likelihood);
 
 /* The node has the value: a continuous node with intervals is then in the state whose interval holds it (closed
-   below, open above), a discrete node with levels in the state of that level. (3308, 3309, 3311, 3312, 3314, 3317) */
+   below, open above), a discrete node with levels in the state of that level. The bounds of a continuous node bind it
+   with intervals and without. (2432 not a number, 3308, 3309, 3311, 3312, 3314, 3317) */
 BRAVIC_API void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value);
 
 /* Answers the state found; -6 for a likelihood, -7 when some states are excluded and the others equally likely, -8
@@ -476,11 +479,12 @@ BRAVIC_API double BRAVIC_CALL CaseLogProbability_bn(net_bn net);
 
 /* Writes the net as text, its findings included (RetractAllFindings_bn before makes a file without). The form is
    described in docs/net-format.md. The file is replaced only once all is written.
-   On failure the old file stays whole: 2187 (no such directory), 2013, 2018. */
+   On failure the old file stays whole: 2187 (no such directory), 2013, 2014 (a full disk), 2018, 2430 (links in a
+   circle). */
 BRAVIC_API void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file);
 
 /* Reads a net. options: 0; otherwise the structure is checked more fully. What cannot be read is left out and
-   reported with its line (1000 to 1160); reading goes on.
+   reported with its line (1000 to 1163); reading goes on.
    Answers the net; NULL when nothing could be read. To be freed by FreeNet_bn. */
 BRAVIC_API net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options);
 
@@ -596,6 +600,11 @@ BRAVIC_API void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file);
 /* Whether the progress of long operations is printed on the console. setting: 0 or 1; -1 only asks.
    Answers the setting now in force; -1 on failure (5533). */
 BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
+
+/* Whether an interrupt (SIGINT, Ctrl-C) halts the long operation that runs, or the next one, instead of doing what the
+   host's handler would; that is put back by 0 and at close. setting: 0 (at the start) or 1; -1 only asks.
+   Answers the setting now in force; -1 on failure (2452). */
+BRAVIC_API int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env);
 
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A

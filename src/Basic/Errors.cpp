@@ -265,7 +265,9 @@ void ClearErrors(environ_ns env, int danger) {
   }
 }
 
-void ClearError(report_ns report) {
+}  // namespace
+
+void ClearReport(report_ns report) {
   report_ns group = report->group;
   if (group == report) {
     EmptyGroup(report);
@@ -283,6 +285,8 @@ void ClearError(report_ns report) {
   }
   FreeReport(report);
 }
+
+namespace {
 
 const char* MessageWithFunction(report_ns report) {
   if (!report->function) return OrEmpty(report->mesg);
@@ -542,7 +546,7 @@ void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger) {
 void BRAVIC_CALL ClearError_ns(report_ns error) {
   ApiCall call("ClearError_ns", ApiCall::InCallback::Allowed);
   if (!error || !call.Check(error)) return;
-  ClearError(error);
+  ClearReport(error);
 }
 
 report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char* mesg) {

@@ -83,7 +83,8 @@ bool HasErrorSince(environ_ns env, report_ns newest, int danger);
 report_ns OldestError(environ_ns env, int danger, report_ns after);
 report_ns NewestError(environ_ns env, int danger, report_ns after);
 void ShowOutstandingErrors(environ_ns env);
-void FreeReport(report_ns report);   // never a permanent record
+void FreeReport(report_ns report);   // never a permanent record; not one of a group
+void ClearReport(report_ns report);  // out of its group and freed; the main group is emptied
 report_ns FromResultCode(int code);  // NULL for 0, else the permanent "Error occurred"
 
 void StartErrors(environ_ns env);

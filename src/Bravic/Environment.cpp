@@ -7,6 +7,7 @@
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
 #include "Bravic/Modules.h"
+#include "Win_Face/FileSpec.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
 
@@ -87,14 +88,15 @@ void RegisterRecordTypes() {
               {STUB_TAG, "stub", 0},
               {NODELIST_TAG, "bndlist", 0}};
   for (const auto& row : ROWS) RegisterType(row.tag, row.name, row.size, nullptr);
-  RegisterType(REPORT_TAG, "???", sizeof(report_rec), [](void* report) { FreeReport(static_cast<report_ns>(report)); });
+  RegisterType(REPORT_TAG, "???", sizeof(report_rec),
+               [](void* report) { ClearReport(static_cast<report_ns>(report)); });
   RegisterType(ENVIRON_TAG, "???", sizeof(environ_rec), nullptr);
 }
 
 void StartPlatformFirstHalf(environ_ns env) {
   RegisterType(27, "window", 0, nullptr);
   RegisterType(28, "dialog", 0, nullptr);
-  RegisterType(FILESPEC_TAG, "filespec", 0, nullptr);
+  RegisterType(FILESPEC_TAG, "filespec", 0, [](void* file) { FreeFileSpec(static_cast<filespec_ns>(file)); });
   if (env->hasFileIO == UNDETERMINED) env->hasFileIO = 1;
 }
 
@@ -149,6 +151,7 @@ void ShutDown(environ_ns env) {
     env->programLocation = nullptr;
   }
   if (env->stage >= STAGE_MEMORY) {
+    HaltOnInterrupts(false);
     StopInteraction();
     StopErrors(env);
     StopMemory();
@@ -279,6 +282,14 @@ int BRAVIC_CALL HasFileIO_ns(int setting, environ_ns env) {
 
 int BRAVIC_CALL HasUserInterpreter_ns(int setting, environ_ns env) {
   return Flag(&environ_rec::hasUserInterpreter, setting, env, "HasUserInterpreter_ns", -5532);
+}
+
+int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env) {
+  if (!ValidateEnviron(env, "HaltOnInterrupt_ns")) return -1;
+  int wanted = InterruptsHalt();
+  if (Setting(&wanted, setting, 0, 1, "HaltOnInterrupt_ns", -2452) < 0) return -1;
+  HaltOnInterrupts(wanted != 0);
+  return wanted;
 }
 
 int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env) {

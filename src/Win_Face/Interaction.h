@@ -47,6 +47,7 @@ class LongWork {
  public:
   // what must outlive it. total: units in all, about; 0 where the share done is told from time to time.
   LongWork(const char* what, double total, Showing showing) : what_(what), total_(total), showing_(showing) {}
+  static constexpr double BETWEEN_LOOKS = 1 << 18;
   void Begin() { wait_.emplace(what_, showing_); }  // the wait, at once
   void SetShare(double share) { share_ = share; }
   // True once it is halted.
@@ -57,7 +58,6 @@ class LongWork {
   bool IsHalted() const { return wait_ && wait_->IsHalted(); }
 
  private:
-  static constexpr double BETWEEN_LOOKS = 1 << 18;
   bool Look();
 
   const char* what_;

@@ -20,6 +20,9 @@ void WarningSound();
 // program around the library passes on with RequestAbort.
 bool AbortGesture();
 void RequestAbort(bool on);
+// Interrupts (Ctrl-C) make the gesture, which is over once it was seen. Off: the handler before is put back.
+void HaltOnInterrupts(bool on);
+bool InterruptsHalt();
 
 bool FileExists(const char* path);
 bool DirectoryExists(const char* path);

@@ -6,6 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -18,7 +19,9 @@ namespace {
 // Any system this file builds on suffices; counted as the newest family that start-up knows.
 constexpr int SYSTEM_MAJOR = 5;
 
-volatile bool abortRequested = false;
+volatile std::sig_atomic_t abortRequested = 0;
+bool interruptsHalt = false;
+struct sigaction actionBefore;
 
 }  // namespace
 
@@ -48,11 +51,32 @@ void WarningSound() {
 }
 
 bool AbortGesture() {
-  return abortRequested;
+  const bool requested = abortRequested != 0;
+  abortRequested = 0;
+  return requested;
 }
 
 void RequestAbort(bool on) {
   abortRequested = on;
+}
+
+void HaltOnInterrupts(bool on) {
+  if (on == interruptsHalt) return;
+  interruptsHalt = on;
+  if (!on) {
+    sigaction(SIGINT, &actionBefore, nullptr);
+    abortRequested = 0;
+    return;
+  }
+  struct sigaction action = {};
+  action.sa_handler = [](int) { abortRequested = 1; };
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGINT, &action, &actionBefore);
+}
+
+bool InterruptsHalt() {
+  return interruptsHalt;
 }
 
 bool FileExists(const char* path) {

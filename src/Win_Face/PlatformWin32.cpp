@@ -14,7 +14,14 @@ namespace {
 
 constexpr int ABORT_KEY = VK_ESCAPE;  // held together with the left mouse button
 
-volatile bool abortRequested = false;
+volatile LONG abortRequested = 0;
+bool interruptsHalt = false;
+
+BOOL WINAPI TakeInterrupt(DWORD event) {
+  if (event != CTRL_C_EVENT) return FALSE;
+  InterlockedExchange(&abortRequested, 1);
+  return TRUE;
+}
 
 // The key as the keyboard's own layout has it, so that a remapped key still makes the gesture.
 UINT AbortKeyOnKeyboard() {
@@ -68,11 +75,23 @@ void WarningSound() {
 }
 
 bool AbortGesture() {
-  return abortRequested || (IsHeld(VK_LBUTTON) && IsHeld(static_cast<int>(AbortKeyOnKeyboard())));
+  return InterlockedExchange(&abortRequested, 0) ||
+         (IsHeld(VK_LBUTTON) && IsHeld(static_cast<int>(AbortKeyOnKeyboard())));
 }
 
 void RequestAbort(bool on) {
   abortRequested = on;
+}
+
+void HaltOnInterrupts(bool on) {
+  if (on == interruptsHalt) return;
+  interruptsHalt = on;
+  SetConsoleCtrlHandler(TakeInterrupt, on);
+  if (!on) InterlockedExchange(&abortRequested, 0);
+}
+
+bool InterruptsHalt() {
+  return interruptsHalt;
 }
 
 bool FileExists(const char* path) {

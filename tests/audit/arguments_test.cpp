@@ -328,8 +328,8 @@ TEST_F(ArgumentsTest, BadListsAreReported) {
       Expect([&] { return FreeNodeList_bn(list), ""; },
              isOther ? "5110 FreeNodeList_bn NULL nodelist_bn" : "5562 FreeNodeList_bn", "");
     }
-    Expect([&] { return Say(RemoveNthNode_bn(GetNodeParents_bn(node), 0)); }, "2410 RemoveNthNode_bn node DupNodeList_bn",
-           "NULL");
+    Expect([&] { return Say(RemoveNthNode_bn(GetNodeParents_bn(node), 0)); },
+           "2410 RemoveNthNode_bn node DupNodeList_bn", "NULL");
     Expect([&] { return Say(SetNthNode_bn(GetNodeChildren_bn(cause), 0, node)); },
            "2410 SetNthNode_bn cause DupNodeList_bn", "-2410");
     Expect([&] { return Say(AddNodeToList_bn(node, GetNetNodes_bn(net.get()), 0)); },
@@ -572,6 +572,7 @@ TEST_F(ArgumentsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return Say(HasGUI_ns(2, env)); }, "5530 HasGUI_ns setting 2 -1 0 1", "-1"},
       {[&] { return Say(ArgumentChecking_ns(27, env)); }, "5529 ArgumentChecking_ns setting 27 -1 23 26", "-1"},
       {[&] { return Say(ShowProgress_ns(-2, env)); }, "5533 ShowProgress_ns setting -2 -1 0 1", "-1"},
+      {[&] { return Say(HaltOnInterrupt_ns(2, env)); }, "2452 HaltOnInterrupt_ns setting 2 -1 0 1", "-1"},
       {[&] { return Say(FileNamed_ns("", env)); }, "5537 FileNamed_ns", "NULL"},
       {[&] { return Say(FileNamed_ns(nullptr, env)); }, "5537 FileNamed_ns", "NULL"},
   };
@@ -653,7 +654,7 @@ TEST_F(ArgumentsTest, EveryExportIsTried) {
   std::set<std::string> tried = {
       "AddNodeToList_bn",      "SetNthNode_bn",  "FreeNodeList_bn",       "AbsorbNodes_bn",      "NewBravicEnviron_bn",
       "InitBravic_bn",         "CloseBravic_bn", "GetBravicVersion_bn",   "ArgumentChecking_ns", "HasGUI_ns",
-      "HasUserInteraction_ns", "HasFileIO_ns",   "HasUserInterpreter_ns", "ShowProgress_ns"};
+      "HasUserInteraction_ns", "HasFileIO_ns",   "HasUserInterpreter_ns", "ShowProgress_ns",     "HaltOnInterrupt_ns"};
   for (const auto& call : NetCalls()) tried.insert(call.name);
   for (const auto& call : NodeCalls()) tried.insert(call.name);
   for (const auto& call : ListCalls()) tried.insert(call.name);

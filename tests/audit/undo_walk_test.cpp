@@ -235,6 +235,28 @@ TEST_F(UndoWalkTest, WithoutRecordingNothingIsKept) {
   EXPECT_EQ(MemoryUsed(), used);
 }
 
+// Between deletions nothing reads the list of nodes, which is closed up now and then.
+TEST_F(UndoWalkTest, NodesDeletedInARowComeBackToTheirPlaces) {
+  Random random(5);
+  net = RandomNet(env, random, {.minNodes = 200, .maxNodes = 200, .maxConfigurations = 1e300});
+  SetUndoDepth_bn(1000, net.get());
+  std::vector<node_bn> nodes = Nodes(net);
+  std::vector<std::string> seen;
+  while (nodes.size() > 10) {
+    seen.push_back(Look());
+    for (int i = random.Between(1, 9); i > 0; --i) {
+      const auto at = nodes.begin() + random.Below(static_cast<int>(nodes.size()));
+      DeleteNode_bn(*at);
+      nodes.erase(at);
+      seen.resize(seen.size() + (i > 1));
+    }
+  }
+  for (std::size_t i = seen.size(); i-- > 0;) {
+    ASSERT_EQ(UndoLastChange_bn(net.get()), 1);
+    if (!seen[i].empty()) ASSERT_EQ(Difference(Look(), seen[i]), "") << i;
+  }
+}
+
 // A placeholder that stands in two places of a node is owned once.
 TEST_F(UndoWalkTest, ANodeWithOnePlaceholderTwiceIsDeletedOnce) {
   node_bn parent = New("parent"), child = New("child", 2, {parent, parent});

@@ -119,6 +119,38 @@ TEST(Order, IsTheGreedyOneWithItsTies) {
   }
 }
 
+// Nodes with very many neighbours, whose costs are bounded before they are computed.
+TEST(Order, WithHubsIsTheGreedyOne) {
+  for (std::uint64_t seed = 1; seed <= 12; ++seed) {
+    Random random(seed);
+    const int n = random.Between(100, 160), numHubs = random.Between(1, 4);
+    Vector<int> numstates;
+    Vector<Vector<int>> parents(static_cast<std::size_t>(n)), children(parents.size());
+    for (int i = 0; i < n; ++i) {
+      // With one state each, or almost, nodes with many neighbours are the cheapest now and then.
+      const double share = seed % 3 == 0 ? 1 : seed % 3 == 1 ? 0.98 : 0.2;
+      const bool isEmpty = seed % 3 == 2 && random.Chance(0.02);
+      numstates.push_back(isEmpty ? 0 : random.Chance(share) ? 1 : random.Between(2, 4));
+      auto link = [&](int parent) {
+        if (parent < 0 || parent >= i ||
+            std::count(parents[std::size_t(i)].begin(), parents[std::size_t(i)].end(), parent))
+          return;
+        parents[std::size_t(i)].push_back(parent);
+        children[std::size_t(parent)].push_back(i);
+      };
+      for (int k = random.Below(3); k >= 0; --k) link(random.Below(numHubs));
+      if (random.Chance(0.5)) link(i - random.Between(1, 5));
+      if (i < numHubs) parents[std::size_t(i)].clear();
+    }
+    for (auto& list : children) std::erase_if(list, [&](int child) { return child < numHubs; });
+    const Graph moral = engine::MoralGraph(parents, children);
+    const engine::Order order = engine::FindOrder(moral, numstates, nullptr);
+    const SlowSearch slow(moral, numstates);
+    EXPECT_TRUE(std::equal(slow.order.begin(), slow.order.end(), order.nodes.begin(), order.nodes.end())) << seed;
+    EXPECT_EQ(slow.cost, order.cost) << seed;
+  }
+}
+
 TEST(Order, CostOfAnyOrderCountsEachCliqueOnce) {
   for (std::uint64_t seed = 1; seed <= 60; ++seed) {
     Random random(seed);

@@ -33,6 +33,15 @@ TEST_F(Beliefs, OfTheChestClinic) {
   EXPECT_EQ(Belief(net, "tub", "no"), 1);
 }
 
+TEST_F(Beliefs, OfWhatTakesNoPart) {
+  Net net = Chain(env, 3);
+  node_bn assumed = AddNode(net, "Assumed", {"x", "y"}, {}, {0.5f, 0.5f});
+  SetNodeKind_bn(assumed, ASSUME_NODE);
+  CompileNet_bn(net.get());
+  EXPECT_EQ(GetNodeBeliefs_bn(assumed)[0], 1);
+  EXPECT_EQ(GetNodeBeliefs_bn(assumed)[1], 0);
+}
+
 TEST_F(Beliefs, OfFindingsFarTooImprobableForAFloat) {
   Net net = Chain(env, 600);
   CompileNet_bn(net.get());

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "Bn/model/Attributes.h"
 #include "support/library.h"
 #include "support/nets.h"
 
@@ -215,6 +216,11 @@ TEST_F(Values, BoundsHoldWithoutIntervals) {
   EXPECT_EQ(GetNodeValue_bn(node), 7);
   SetNodeLevels_bn(node, 0, narrow);
   EXPECT_EQ(GetNodeValue_bn(node), undef_dbl_ns);
+  SetNodeUnits(node, std::string(600, 'm').c_str());
+  for (double value : {11.0, -1.0}) EnterNodeValue_bn(node, value);
+  const std::string units(40, 'm');
+  EXPECT_EQ(GistOf(Reports()),
+            "5 3309 EnterNodeValue_bn V 11 5" + units + "; 5 3308 EnterNodeValue_bn V -1 0" + units);
 }
 
 TEST_F(Values, StandForStates) {

@@ -1,5 +1,6 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
 #include <cstring>
+#include <utility>
 
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
@@ -49,6 +50,24 @@ TEST_F(BuildingTest, FreshNamesByMethod) {
   }
   FreshName("A", net.get(), 1, name);
   EXPECT_STREQ(name, "A1") << "every letter is in use";
+}
+
+// Names are the first free ones whatever is remembered of the numbers in use.
+TEST_F(BuildingTest, FreshNamesOfManyCopies) {
+  for (const char* name : {"X1", "X2", "Y2", "X4"}) New(name);
+  const auto copies = [&](std::initializer_list<const char*> names) {
+    std::string fresh;
+    for (const char* name : names) {
+      nodelist_bn one = List({At(name)}), made = DuplicateNodes_bn(one, net.get());
+      fresh += Names(made);
+      FreeNodeList_bn(one);
+      FreeNodeList_bn(made);
+    }
+    return fresh;
+  };
+  EXPECT_EQ(copies({"X1", "X4", "X1", "Y2", "X3"}), "X3X5X6Y3X7");
+  DeleteNode_bn(At("X5"));
+  EXPECT_EQ(copies({"X7", "X2", "X6"}), "X8X5X9");
 }
 
 TEST_F(BuildingTest, NodesAreHandedOutParentsFirstByComponent) {
@@ -145,6 +164,9 @@ TEST_F(BuildingTest, ASwitchChecksWhatTheTablesWereBuiltFor) {
   EXPECT_EQ(refused(measured), begin + "New ORDINAL Old Child INTERVAL");
   measured->measure = RATIO;
   EXPECT_EQ(refused(measured), begin + "New Old Child");
+  Free(std::exchange(old->units, DupText(std::string(600, 'c'))));
+  EXPECT_EQ(refused(measured), begin + "New Old Child");
+  Free(std::exchange(old->units, DupText("cm")));
   std::strcpy(measured->units, "m");
   SetNodeLevels_bn(measured, 2, wrong);
   EXPECT_EQ(refused(measured), begin + "1 New 300 Old Child 200");

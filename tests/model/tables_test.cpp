@@ -209,8 +209,9 @@ TEST_F(TablesTest, DerivedProbabilitiesFollowFunctionsLevelsAndUndo) {
 }
 
 TEST_F(TablesTest, DerivedTablesOfFilesAndCopiesAreComplete) {
-  net = Read("// ~->[DNET-1]->~\nbnet F { node A { kind = NATURE; discrete = TRUE; states = (x, y); functable = y; };"
-             "node B { kind = NATURE; discrete = FALSE; levels = (0, 1, 2); functable = 1.5; }; };");
+  net = Read(
+      "// ~->[DNET-1]->~\nbnet F { node A { kind = NATURE; discrete = TRUE; states = (x, y); functable = y; };"
+      "node B { kind = NATURE; discrete = FALSE; levels = (0, 1, 2); functable = 1.5; }; };");
   nodelist_bn copies = DuplicateNodes_bn(GetNetNodes_bn(net.get()), net.get());
   FreeNodeList_bn(copies);
   for (node_bn node : Nodes(net)) EXPECT_EQ(RowOf(node, {}), (Row{0, 1})) << node->name;

@@ -65,6 +65,9 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithAFile) {
     Read(row.text);
     EXPECT_EQ(Found(), row.reports) << row.text;
   }
+  const Net nameless = Read(std::string("// ~->[DNET-1]->~\nbnet \0 {};", 28));
+  EXPECT_EQ(Found(), "5 1024 name   2");
+  EXPECT_STREQ(GetNetName_bn(nameless.get()), "x");
   Read("// ~->[DNET-0]->~\n");
   EXPECT_NE(Reports().find("x.dne has an illegal version number (=0)"), std::string::npos);
   Read("// ~->[DNET--12345678901234567890]->~\n");
@@ -273,6 +276,7 @@ TEST_F(NetReaderTest, TextsOfOneMeaningGiveOneNet) {
       {"ElimOrder = (a); " + std::string(A), A + std::string("ElimOrder = (a);")},
       {"title = \"one\\n\\\n\t\ttwo\\\r\n \\ three\"; backcomments = (u,v);",
        "title = \"one\\ntwo three\"; backcomments = (u, v);"},
+      {std::string("backcomments = (u\0, v);", 23), "backcomments = (u_, v);"},
       {Lone("discrete = DISCRETE; states = (x, y); levels = (3, 4); evidence = y;"),
        Lone("discrete = TRUE; numstates = 2; states = (x, y); levels = (3, 4); evidence = #1; value = 4;")},
       {Lone("discrete = FALSE; levels = (- inf, 0, 1.5, INFinity); value = 1;"),

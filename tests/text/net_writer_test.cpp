@@ -171,16 +171,18 @@ TEST_F(NetWriterTest, NumbersOfStatesFollowTheBase) {
   EXPECT_EQ(GetNodeFinding_bn(Named(Read(text), "a")), 17);
 }
 
-// Beliefs are worked out when they are asked for; those of an earlier state of the findings are not written.
+// Saving works out no beliefs: those that have been read under the present findings are written.
 TEST_F(NetWriterTest, BeliefsAreThoseOfTheFindings) {
   net = ChestClinic(env);
   CompileNet_bn(net.get());
   for (const char* name : {"tub", "xray"}) GetNodeBeliefs_bn(At(name));
   Observe(net, "xray", "yes");
   GetNodeBeliefs_bn(At("xray"));
-  const std::string text = Written(net);
+  std::string text = Written(net);
+  EXPECT_EQ(text.find("\tbelief"), text.rfind("\tbelief")) << "more than that of xray";
   char belief[64];
   std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", static_cast<double>(Belief(net, "tub", "yes")));
+  text = Written(net);
   EXPECT_THAT(text, ::testing::HasSubstr(belief));
   EXPECT_THAT(text, ::testing::HasSubstr("\tevidence = yes;\n\tbelief = (1, 0);\n"));
   Net copy = Read(text);

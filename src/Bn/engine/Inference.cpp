@@ -144,7 +144,8 @@ void Inference::Impl::Changed(int clique) {
 
 void Inference::Impl::Forget() {
   propagated = wide = false;
-  spent = 0;
+  spent = sweepCost = 0;
+  numSwept = 0;
   Vector<Block<WideNumber>>().swap(wideMessages);
   ++stamp;
 }

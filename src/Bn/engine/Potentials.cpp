@@ -347,7 +347,7 @@ void Inference::Impl::FillClique(int c) {
   const bool inDoubles = !clique.potential || low < FLOAT_FLOOR;
   if (!inDoubles) clique.exact.reset();
   if (!inDoubles || !FillExactly(c)) FillFloats(c);
-  clique.filled = true;
+  clique.filled = !watch->halted;
 }
 
 void Inference::SetTables(std::function<const float*(int)> table) {

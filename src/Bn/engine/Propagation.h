@@ -178,6 +178,9 @@ struct Inference::Impl {
   // Nanoseconds, estimated, on single questions: since the last change, and since the tree was used; when the latter
   // should be thought about.
   double spent = 0, sinceTree = 0, lookAgain = 0;
+  // What a sweep would take over the first so many cliques, as far as that has been asked since the last change.
+  double sweepCost = 0;
+  std::size_t numSwept = 0;
   double patience = 1;
 
   bool wide = false;  // the findings need the range of wide numbers

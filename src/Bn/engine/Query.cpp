@@ -18,6 +18,7 @@ namespace {
 constexpr double MESSAGE_COST = 120, NEW_LAYOUT_COST = 250, ENTRY_COST = 0.9, FILL_COST = 0.8;
 constexpr double SMALL_COST = 1500;
 constexpr double QUESTION_COST = 1000, VISIT_COST = 45, VARIABLE_COST = 180;
+constexpr double LOOK_COST = 20;
 constexpr int FEW_VARIABLES = 150, MAX_VARIABLES = 250;
 constexpr double CATCHING_UP = 5;
 constexpr double LOOKED_AHEAD = 20000, HUGE_COST = 1e15;
@@ -84,6 +85,7 @@ void Inference::Impl::FindRelevant(std::span<const int> targets_) {
         visits.push_back(2 * child + 1);
   };
   while (!visits.empty()) {
+    spent += LOOK_COST / 2;
     const int node = visits.back() / 2;
     const bool fromParent = visits.back() % 2;
     visits.pop_back();
@@ -177,6 +179,7 @@ double Inference::Impl::TreeCost(int node, double limit) {
       cameFrom.push_back(c);
     }
   }
+  spent += LOOK_COST * static_cast<double>(work.size());
   return cost;
 }
 
@@ -185,6 +188,7 @@ double Inference::Impl::WayCost(int node) {
   FindWay(pivot, node >= 0 ? CliqueForReading(node) : pivot);
   double cost = 0;
   for (int c : path) cost += PassCost(c);
+  spent += LOOK_COST * static_cast<double>(path.size());
   return cost;
 }
 
@@ -257,14 +261,12 @@ void Inference::SetWay(Way way) {
 }
 
 bool Inference::SweepPays() const {
-  const Impl& impl = *impl_;
+  Impl& impl = *impl_;
   if (!(impl.spent > SMALL_COST)) return false;
-  double cost = 0;
-  for (std::size_t c = 0; c < impl.cliques.size(); ++c) {
-    cost += 2 * impl.PassCost(static_cast<int>(c));
-    if (cost > impl.spent) return false;
+  while (impl.sweepCost <= impl.spent && impl.numSwept < impl.cliques.size()) {
+    impl.sweepCost += 2 * impl.PassCost(static_cast<int>(impl.numSwept++));
   }
-  return true;
+  return impl.sweepCost <= impl.spent;
 }
 
 }  // namespace bravic::engine

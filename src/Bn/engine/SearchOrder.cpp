@@ -19,8 +19,20 @@ namespace bravic::engine {
 
 namespace {
 
-// Adjacency is kept as bits, so larger graphs are left to the plain search.
+// Adjacency is kept as bits, and costs are computed from all pairs of a node's neighbours whenever one of them goes.
+// Graphs for which that would take too much are left to the plain search.
 constexpr int MAX_SEARCH_NODES = 16384;
+constexpr double MAX_PAIRS = 2e8;
+
+bool IsSearchable(const Graph& moral) {
+  const int n = moral.NumNodes();
+  double pairs = 0;
+  for (int i = 0; i < n; ++i) {
+    const double degree = static_cast<double>(moral.Neighbours(i).size());
+    pairs += degree * degree * degree / 6;
+  }
+  return n >= 4 && n <= MAX_SEARCH_NODES && pairs <= MAX_PAIRS;
+}
 
 enum class Measure { STATE_SPACE, FILL, WEIGHTED_FILL, FILL_OF_SPACE, NUM_MEASURES };
 
@@ -214,7 +226,7 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
   const int n = moral.NumNodes();
   Order best;
   best.cost = limit;
-  if (n < 4 || n > MAX_SEARCH_NODES) return best;
+  if (!IsSearchable(moral)) return best;
   RandomStream random;
   Run run(moral, numstates);
   Vector<int> order;
@@ -247,7 +259,7 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
       best.cost = cost;
     }
   }
-  if (n < 4 || n > MAX_SEARCH_NODES || !(seconds > 0)) return best;
+  if (!(seconds > 0) || !IsSearchable(moral)) return best;
 
   RandomStream random;
   Run run(moral, numstates);

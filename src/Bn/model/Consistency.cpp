@@ -56,7 +56,12 @@ bool IsNodeOrStub(const void* record) {
   return record && (TagOf(record) == BNODE_TAG || TagOf(record) == STUB_TAG);
 }
 
-Failure CheckLinks(node_bn node) {
+Failure MissingAmongChildren(const bnode& node) {
+  return BadNode(BAD_PARENTS, node, "a parent doesn't have it among its children");
+}
+
+// inNet: the whole net is checked, its parents' children by CheckChildren.
+Failure CheckLinks(node_bn node, bool inNet) {
   if (node->preds.num < 0 || !node->preds.ar || !HoldsEntries(node->preds.ar, node->preds.num + 1LL, sizeof(node_bn))) {
     return BadNode(BAD_PARENTS, *node, "its list of parents is too short");
   }
@@ -66,9 +71,8 @@ Failure CheckLinks(node_bn node) {
   for (node_bn parent : Entries(node->preds)) {
     if (!IsNodeOrStub(parent)) return BadNode(BAD_PARENTS, *node, "a parent is damaged or freed");
     if (parent->innet != node->innet) return BadNode(BAD_PARENTS, *node, "a parent is in another net");
-    if (TagOf(node) == BNODE_TAG && TagOf(parent) == BNODE_TAG && IndexIn(parent->succs, node) < 0) {
-      return BadNode(BAD_PARENTS, *node, "a parent doesn't have it among its children");
-    }
+    if (inNet || TagOf(node) != BNODE_TAG || TagOf(parent) != BNODE_TAG) continue;
+    if (IndexIn(parent->succs, node) < 0) return MissingAmongChildren(*node);
   }
   if (node->succs.num < 0 || !HoldsEntries(node->succs.ar, node->succs.num, sizeof(node_bn))) {
     return BadNode(BAD_CHILDREN, *node, "its list of children is too short");
@@ -76,11 +80,14 @@ Failure CheckLinks(node_bn node) {
   if (TagOf(node) == STUB_TAG && node->succs.num > 0) {
     return BadNode(BAD_CHILDREN, *node, "a placeholder has children");
   }
+  const int mark = NewMark();
   for (node_bn child : Entries(node->succs)) {
     if (!child || TagOf(child) != BNODE_TAG) return BadNode(BAD_CHILDREN, *node, "a child is damaged or freed");
     if (IndexIn(child->preds, node) < 0) {
       return BadNode(BAD_CHILDREN, *node, "a child doesn't have it among its parents");
     }
+    if (child->mark == mark) return BadNode(BAD_CHILDREN, *node, "a child is listed twice");
+    child->mark = mark;
   }
   return nullptr;
 }
@@ -123,11 +130,11 @@ Failure CheckFindings(const bnode& node) {
   return nullptr;
 }
 
-Failure CheckNode(node_bn node) {
+Failure CheckNode(node_bn node, bool inNet) {
   char reason[NAME_REASON_LEN];
   if (CheckNameText(node->name, reason)) return BadNode(BAD_NAME, *node, "its name is not legal");
   if (Failure failure = CheckNumbers(*node)) return failure;
-  if (Failure failure = CheckLinks(node)) return failure;
+  if (Failure failure = CheckLinks(node, inNet)) return failure;
   if (Failure failure = CheckArrays(*node)) return failure;
   return CheckFindings(*node);
 }
@@ -143,9 +150,32 @@ Failure CheckMembers(net_bn net, const nodelist_rec& list, Tag tag) {
   for (node_bn node : Entries(list)) {
     if (!node || TagOf(node) != tag) return BadNet(BAD_NODE_LIST, *net, "one of its nodes is damaged or freed");
     if (node->innet != net) return BadNet(BAD_NODE_LIST, *net, "one of its nodes is in another net");
-    if (Failure failure = CheckNode(node)) return failure;
+    if (Failure failure = CheckNode(node, true)) return failure;
     if (tag == BNODE_TAG && FindNode(net, node->name) != node) {
       return BadNode(BAD_NAME, *node, "its net doesn't find it by its name");
+    }
+  }
+  return nullptr;
+}
+
+// Every node is among the children of its parents. All that are there belong there, each once, so that it is enough to
+// count them.
+Failure CheckChildren(net_bn net) {
+  for (node_bn node : net->nodes) node->scratch = 0;
+  for (node_bn node : net->nodes) {
+    const int mark = NewMark();
+    for (node_bn parent : Entries(node->preds)) {
+      if (parent->mark != mark) ++parent->scratch;
+      parent->mark = mark;
+    }
+  }
+  const auto lacksOne = [](node_bn parent) {
+    return TagOf(parent) == BNODE_TAG && parent->scratch != parent->succs.num;
+  };
+  if (std::none_of(net->nodes.begin(), net->nodes.end(), lacksOne)) return nullptr;
+  for (node_bn node : net->nodes) {
+    for (node_bn parent : Entries(node->preds)) {
+      if (lacksOne(parent) && IndexIn(parent->succs, node) < 0) return MissingAmongChildren(*node);
     }
   }
   return nullptr;
@@ -168,7 +198,7 @@ Failure CheckNodeConsistency(node_bn node) {
   if (node->innet && TagOf(node->innet) != BNET_TAG) {
     return BadNode(BAD_NET, *node, "its net is damaged or freed");
   }
-  return CheckNode(node);
+  return CheckNode(node, false);
 }
 
 Failure CheckNetConsistency(net_bn net) {
@@ -181,6 +211,7 @@ Failure CheckNetConsistency(net_bn net) {
   }
   if (Failure failure = CheckMembers(net, net->nodes, BNODE_TAG)) return failure;
   if (Failure failure = CheckMembers(net, net->stubs, STUB_TAG)) return failure;
+  if (Failure failure = CheckChildren(net)) return failure;
   for (node_bn node : Entries(net->elimorder)) {
     if (!node || TagOf(node) != BNODE_TAG || node->innet != net) {
       return BadNet(BAD_ELIM_ORDER, *net, "its elimination order has a node that isn't its own");

@@ -210,7 +210,10 @@ bool CheckChangeable(nodelist_bn list) {
   if (place.owner == ListPlace::HOST) return true;
   const bool isNets = place.owner == ListPlace::NET;
   ReportError(-2410, "the passed node list belongs to %s '%s'; copy it with DupNodeList_bn to change it",
-              isNets ? "net" : "node", isNets ? OrEmpty(place.net->name) : place.node ? OrEmpty(place.node->name) : "");
+              isNets ? "net" : "node",
+              isNets       ? OrEmpty(place.net->name)
+              : place.node ? OrEmpty(place.node->name)
+                           : "");
   return false;
 }
 
@@ -248,7 +251,8 @@ nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
 
 node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index) {
   NetCall call("AddNodeToList_bn");
-  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.Check(nodes, ANY_LIST) || !CheckChangeable(nodes)) {
+  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.Check(nodes, ANY_LIST) ||
+      !CheckChangeable(nodes)) {
     return ErrorCodeAsNode();
   }
   if (index == END_OF_LIST) index = nodes->num;

@@ -1,7 +1,7 @@
-// Nodes and placeholders in and out of their net. One that is taken out leaves a NULL entry, a hole, so that a net can be
-// taken apart node by node in linear time; CloseUp moves the others together and numbers them anew. Nets whose order is
-// known have no holes. Where a node would stand without the holes before it is found by a tree of their sums (Fenwick
-// 1994).
+// Nodes and placeholders in and out of their net. One that is taken out leaves a NULL entry, a hole, so that a net can
+// be taken apart node by node in linear time; CloseUp moves the others together and numbers them anew. Nets whose order
+// is known have no holes. Where a node would stand without the holes before it is found by a tree of their sums
+// (Fenwick 1994).
 #include <algorithm>
 
 #include "Bn/model/Net.h"

@@ -184,12 +184,12 @@ struct bnode {
   unsigned long long beliefStamp = 0;  // the engine state that belief was computed for; 0 = stale
   int scratch = -1;                    // index while two node lists are matched
   int numUses = 0;                     // of a placeholder: nodes that have it among their parents
-  int numListed = 0;                   // places in checked lists of hosts, if listedEpoch is the present one (Lists.cpp)
+  int numListed = 0;  // places in checked lists of hosts, if listedEpoch is the present one (Lists.cpp)
   unsigned long long listedEpoch = 0;
-  statetype state39 = 0;               // slice kept when this node stops being a parent; most probable state
-  int elim = -1;                       // position in the elimination order, then the search number
-  int homecliq = -1;                   // index of the home clique, -1 while there is no junction tree
-  int compiledIndex = -1;              // what the junction tree knows the node by; read through CompiledIndex
+  statetype state39 = 0;   // slice kept when this node stops being a parent; most probable state
+  int elim = -1;           // position in the elimination order, then the search number
+  int homecliq = -1;       // index of the home clique, -1 while there is no junction tree
+  int compiledIndex = -1;  // what the junction tree knows the node by; read through CompiledIndex
   int mark = 1, mark2 = 1;
   // From the file: inheritance and which fields were stated.
   nodelist_rec inherits;  // define-nodes this node takes fields from
@@ -223,7 +223,7 @@ struct bnet {
   int numsubnets = 0;
   int numcycles = 0;
   int orderstate = bravic::ORDER_UNKNOWN;
-  bool keepsbeliefs = false;                    // every node has a belief vector
+  bool keepsbeliefs = false;  // every node has a belief vector
   bravic::Holes nodeHoles, stubHoles;
   bravic::NameTable names;                      // placeholders are never found by name
   bravic::NameTable defineNames;                // of define-nodes: taken, but not to be found

@@ -235,6 +235,11 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
     reversed = child;
   }
   undo->children = reversed;
+}
+
+// Of a group only as a whole, since its children stand for states between.
+void SwapStamps(UndoRecord* undo) {
+  net_bn net = undo->net;
   std::swap(undo->statusbyte, net->statusbyte);
   std::swap(undo->whenchanged, net->whenchanged);
   std::swap(undo->whochanged, net->whochanged);
@@ -414,6 +419,7 @@ void CountFinding(net_bn net, const bnode& node, int step) {
 void ApplyUndo(UndoRecord* undo) {
   Effects effects;
   SwapRecord(undo, effects);
+  SwapStamps(undo);
   RaiseHooks(undo->net, effects);
 }
 

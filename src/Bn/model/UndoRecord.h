@@ -134,10 +134,10 @@ void InsertChild(UndoRecord* undo, node_bn parent, node_bn child);  // at the en
 void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child);
 void CountFinding(net_bn net, const bnode& node, int step);  // adds step to the counts its finding belongs to
 HeldOrder KeepOrder(net_bn net);
-void SetOrder(net_bn net, const HeldOrder& order);  // of the same nodes
+void SetOrder(net_bn net, const HeldOrder& order);      // of the same nodes
 bool IsMember(const nodelist_rec& list, node_bn node);  // of a net
-// Into the net's lists and name table, and out of them, leaving holes. The positions are those in the closed lists; what
-// is put has them, else they are noted, by rising position.
+// Into the net's lists and name table, and out of them, leaving holes. The positions are those in the closed lists;
+// what is put has them, else they are noted, by rising position.
 void AppendMembers(net_bn net, std::span<const node_bn> nodes, Vector<Member>* members);
 void PutMembers(net_bn net, std::span<const Member> nodes, std::span<const Member> stubs);
 void TakeMembers(net_bn net, std::span<Member> nodes, std::span<Member> stubs);

@@ -158,13 +158,14 @@ Failure RemoveWithSlice(node_bn node) {
 }
 
 Failure ReversalFailure(node_bn parent, node_bn child, int result) {
+  if (result == REVERSAL_HALTED) return FailHalted();
   if (result == REVERSAL_NO_MEMORY)
     return Fail(-2143, "ran out of memory (trying to reverse link from '%s' to '%s')", parent->name, child->name);
   return Fail(-2144, "couldn't reverse link from '%s' to '%s' (error %d)", parent->name, child->name, result);
 }
 
 // Reverses the links from the node's parents until it has none: each time the first that can be reversed now.
-Failure ReverseParents(node_bn node) {
+Failure ReverseParents(node_bn node, LongWork& work) {
   while (node->preds.num > 0) {
     node_bn next = nullptr;
     for (node_bn parent : node->preds) {
@@ -180,15 +181,15 @@ Failure ReverseParents(node_bn node) {
     if (!next)
       return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", node->preds.ar[0]->name, node->name,
                   "it would form a directed cycle");
-    if (int result = ReverseLink(next, node, true, false); result != REVERSED)
+    if (int result = ReverseLink(next, node, true, false, work); result != REVERSED)
       return ReversalFailure(next, node, result);
   }
   return nullptr;
 }
 
 // The likelihood of a node without parents, taken into its table: the joint of what remains keeps what it says.
-Failure AbsorbLikelihood(node_bn node) {
-  if (Failure failure = ReverseParents(node)) return failure;
+Failure AbsorbLikelihood(node_bn node, LongWork& work) {
+  if (Failure failure = ReverseParents(node, work)) return failure;
   if (Failure failure = MakeProbs(node)) return failure;
   Relation relation;
   Block<float> row = TryMakeBlock<float>(static_cast<std::size_t>(node->numstates));
@@ -207,19 +208,19 @@ Failure AbsorbLikelihood(node_bn node) {
   return nullptr;
 }
 
-Failure AbsorbNature(node_bn node) {
+Failure AbsorbNature(node_bn node, LongWork& work) {
   if (HasStateFinding(*node)) {
-    if (Failure failure = ReverseParents(node)) return failure;
+    if (Failure failure = ReverseParents(node, work)) return failure;
     return RemoveWithSlice(node);
   }
   if (node->likelihood)
-    if (Failure failure = AbsorbLikelihood(node)) return failure;
+    if (Failure failure = AbsorbLikelihood(node, work)) return failure;
   for (node_bn child : ChildrenInOrder(node)) {
     char why[REVERSAL_REASON_LEN];
     if (TestReversal(node, child, true, why) != 0)
       return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", node->name, child->name, why);
     bool last = node->succs.num == 1;
-    if (int result = ReverseLink(node, child, true, last); result != REVERSED)
+    if (int result = ReverseLink(node, child, true, last, work); result != REVERSED)
       return ReversalFailure(node, child, result);
   }
   node_bn nodes[] = {node};
@@ -266,7 +267,7 @@ double UtilityOf(float entry) {
 
 // For each configuration of the decision's parents the first state of largest expected utility; the utility node
 // takes all of those parents.
-Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* policies) {
+Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* policies, LongWork& work) {
   const auto parents = Entries(decision->preds);
   char purpose[100];
   std::snprintf(purpose, sizeof purpose, "for decision table of node '%s'", decision->name);
@@ -287,10 +288,14 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
         utility->preds.ar[i] == decision ? -1 : IndexIn(decision->preds, utility->preds.ar[i]);
   Vector<statetype> states(static_cast<std::size_t>(numparents) + 1, 0);
   Vector<statetype> utilityStates(position.size() + 1, 0);
+  statetype firstAllowed = 0;
+  while (decision->likelihood && decision->likelihood[firstAllowed] == 0) ++firstAllowed;
   for (long long row = 0; row < rows; ++row) {
-    statetype chosen = 0;
+    if (work.Halts(10.0 * decision->numstates)) return FailHalted();
+    statetype chosen = firstAllowed;
     float chosenEntry = IMPOS_PROB;
     for (statetype d = 0; d < decision->numstates; ++d) {
+      if (decision->likelihood && decision->likelihood[d] == 0) continue;  // excluded by a finding
       for (std::size_t i = 0; i < position.size(); ++i)
         utilityStates[i] = position[i] < 0 ? d : states[static_cast<std::size_t>(position[i])];
       float entry = utility->determinv[RowIndex(*utility, utilityStates.data())];
@@ -317,14 +322,15 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
   return nullptr;
 }
 
-Failure AbsorbOne(node_bn node, Vector<Policy>* policies, std::span<Candidate> candidates, std::size_t* numLeft) {
+Failure AbsorbOne(node_bn node, Vector<Policy>* policies, std::span<Candidate> candidates, std::size_t* numLeft,
+                  LongWork& work) {
   net_bn net = node->innet;
   UndoGroup group(UNDO_ABSORB, net);
-  if (node->kind != DECISION_NODE) return AbsorbNature(node);
+  if (node->kind != DECISION_NODE) return AbsorbNature(node, work);
   if (HasStateFinding(*node)) return RemoveWithSlice(node);
   node_bn utility = UtilityToMaximize(node, nullptr);
   if (Failure failure = RemoveBarrenDescendants(node, candidates, numLeft)) return failure;
-  if (Failure failure = MaximizeDecision(node, utility, policies)) return failure;
+  if (Failure failure = MaximizeDecision(node, utility, policies, work)) return failure;
   DisconnectChildren(node);  // barren ones that stay keep a placeholder
   node_bn nodes[] = {node};
   return RemoveNodesFromNet(net, nodes, {});
@@ -345,7 +351,7 @@ Failure NoneCanBeAbsorbed(node_bn node) {
 
 }  // namespace
 
-Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* policies) {
+Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* policies, LongWork& work) {
   UndoGroup group(UNDO_GROUP, net);
   OrderedNodes(net);
   Vector<Candidate> candidates;
@@ -356,7 +362,11 @@ Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* 
   for (std::size_t i = 0; i < candidates.size(); ++i) candidates[i].position = static_cast<int>(i);
 
   std::size_t numLeft = candidates.size();
+  const double numnodes = static_cast<double>(numLeft);
   while (numLeft > 0) {
+    // A choice looks at all that is left, and each of these at its neighbours.
+    if (work.Halts(100.0 * static_cast<double>(numLeft))) return FailHalted();
+    work.SetShare(1 - static_cast<double>(numLeft) / numnodes);
     int next = ChooseNext({candidates.data(), numLeft}, net->nodes.num);
     if (next < 0) return NoneCanBeAbsorbed(candidates[0].node);
     node_bn node = candidates[static_cast<std::size_t>(next)].node;
@@ -364,7 +374,8 @@ Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* 
     // The record of a removed node may go with the undo record, so its name is kept for the message.
     char name[MAX_ERR_LEN / 2];
     std::snprintf(name, sizeof name, "%s", node->name);
-    if (Failure failure = AbsorbOne(node, policies, candidates, &numLeft)) {
+    if (Failure failure = AbsorbOne(node, policies, candidates, &numLeft, work)) {
+      if (failure->number == HALTED) return failure;
       return Fail(failure->number, "couldn't absorb node '%s' because %s", name, failure->mesg);
     }
   }

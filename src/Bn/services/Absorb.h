@@ -6,6 +6,7 @@
 #include <span>
 
 #include "Bn/model/Net.h"
+#include "Win_Face/Interaction.h"
 
 namespace bravic {
 
@@ -18,7 +19,7 @@ struct Policy {
 
 // Absorbs the nodes for good, as one undo group; utility and assume nodes among them are passed over. A failure
 // leaves the net as far as the absorption got. Policies found are appended, when a place for them is given.
-Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* policies);
+Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* policies, LongWork& work);
 // Gives every decision node of the net its optimal table and leaves the rest as it was; on failure all of it.
 Failure OptimizeDecisions(net_bn net);
 // Expected utility under the current decision tables and findings.

@@ -229,9 +229,11 @@ void AutoUpdate(net_bn net) {
 
 const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
-  // What takes no part in the propagation keeps the vector that it has.
   int i = CompiledIndex(*node);
-  if (i < 0 || node->kind != NATURE_NODE) return UpdateBeliefs(net, false) < 0 ? nullptr : BeliefVector(node);
+  if (i < 0 || node->kind != NATURE_NODE) {
+    UpdateBeliefs(net, false);
+    return nullptr;
+  }
   if (net->beliefsCurrent && node->beliefStamp == net->compiled->inference->Stamp()) return node->belief;
   if (!net->beliefsCurrent) {
     if (!PrepareUpdate(net, false)) return nullptr;

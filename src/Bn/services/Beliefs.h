@@ -13,7 +13,8 @@ enum UpdateResult : int { BELIEFS_UPDATED = 0, BELIEFS_FAILED = -1, BELIEFS_CONT
 int UpdateBeliefs(net_bn net, bool printing);
 // After a change of findings: an update when the net's autoupdate asks for one.
 void AutoUpdate(net_bn net);
-// The node's belief vector, up to date; NULL with an error posted.
+// The node's belief vector, up to date; NULL with an error posted, and for a node that takes no part in the
+// propagation.
 const float* CurrentBelief(node_bn node);
 // The node's own vector, [numstates], made if it does not have one; its contents may be stale.
 float* BeliefVector(node_bn node);

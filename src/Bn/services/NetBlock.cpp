@@ -152,7 +152,10 @@ bool ReadNetBody(NetReader& reader, WaitScope& wait) {
     }
     reader.in.PushBack();
     ReadBlockStatement(reader);
-    if (wait.Progress(1 - static_cast<double>(reader.in.End() - reader.in.Cursor()) / length)) reader.stopped = true;
+    if (wait.Progress(1 - static_cast<double>(reader.in.End() - reader.in.Cursor()) / length)) {
+      reader.stopped = true;
+      Post(FailHalted());
+    }
   }
   return true;
 }

@@ -293,8 +293,10 @@ void RenamePlaceholders(NetPrinter& printer) {
 
 }  // namespace
 
-void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& out) {
-  NetPrinter printer{out, options, net, 0, {}};
+bool PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& out) {
+  LongWork work("Writing net", 0, Showing::Always);
+  int numPrinted = 0;
+  NetPrinter printer{out, options, net, work, 0, {}};
   RenamePlaceholders(printer);
 
   out.Put("// ");
@@ -320,18 +322,20 @@ void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& ou
   const nodelist_rec* const groups[] = {&net->defines, &net->stubs, &OrderedNodes(net)};
   for (const nodelist_rec* group : groups) {
     for (const node_bn node : *group) {
+      if (work.Halts(1000)) return false;
+      work.SetShare(static_cast<double>(numPrinted++) / (net->nodes.num + 1));
       out.Put('\n');
       PrintNode(printer, *node);
     }
   }
   PrintNetField(printer, NET_ELIMORDER);
   out.Put("};\n");
+  return !work.IsHalted();
 }
 
 Failure PrepareNet(net_bn net) {
   OrderedNodes(net);
   for (const node_bn node : net->nodes) {
-    if (net->beliefsCurrent && net->compiled && node->belief) CurrentBelief(node);
     const FunctionForm form = FunctionFormOf(*node);
     if (form != FunctionForm::None) continue;
     // Counts become probabilities; a function that the form of `functable` cannot say becomes probabilities too.

@@ -9,14 +9,15 @@
 #include "Basic/Text.h"
 #include "Bn/model/Net.h"
 #include "Bn/services/NetFormat.h"
+#include "Win_Face/Interaction.h"
 
 namespace bravic {
 
 extern format::PrintOptions printOptions;  // how WriteNet prints
 
 // The whole text of a net, whose tables are in probability form (see PrepareNet). What goes wrong is the channel's
-// to tell.
-void PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& out);
+// to tell. False when it is halted.
+bool PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& out);
 // Makes the derived data of a net fit to be written: node order, tables in probability form, the beliefs that nodes
 // hold while the net's are current.
 Failure PrepareNet(net_bn net);
@@ -29,6 +30,7 @@ struct NetPrinter {
   OutputChannel& out;
   const format::PrintOptions& options;
   net_bn net;
+  LongWork& work;                    // whose halting ends every loop
   int indent = 0;                    // tabs before a statement of the block being written
   Vector<NewName> placeholderNames;  // of each placeholder, empty where it keeps its own
 

@@ -59,7 +59,8 @@ bool HasFinding(const bnode& node) {
 bool SameFinding(const bnode& node, const bnode& define) {
   const bool isPlaced =
       node.discrete == DISCRETE || node.value == UNDEF_DBL || node.evidence == StateOfValue(node, node.value, 0);
-  return isPlaced && node.numstates == define.numstates && node.evidence == define.evidence &&
+  const bool isAlike = (node.discrete == DISCRETE) == (define.discrete == DISCRETE);
+  return isPlaced && isAlike && node.numstates == define.numstates && node.evidence == define.evidence &&
          node.value == define.value && SameArray(node.likelihood, define.likelihood, node.numstates);
 }
 

@@ -1,5 +1,6 @@
 // Saving: the new text goes to a file of its own beside the old one and takes the old one's place only when it is
 // whole, so that whatever fails leaves the old file byte for byte.
+#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "Bn/model/NetCall.h"
 #include "Bn/services/NetFile.h"
 #include "Bn/services/NetWriter.h"
+#include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
 
 namespace bravic {
@@ -79,7 +81,12 @@ bool WriteText(net_bn net, const char* path, OutputChannel::Flush flush) {
     ReportError(-2012, "couldn't open file '%s' for writing", ShownPath(path, ShownPath::MAX_ROOM).text);
     return false;
   }
-  PrintNet(net, printOptions, out);
+  const bool isWhole = PrintNet(net, printOptions, out);
+  if (!isWhole) {
+    out.Close();
+    Post(FailHalted());
+    return false;
+  }
   if (!out.Close(flush)) {
     const int error = out.SystemError();
     ReportError(-2014, "couldn't write file '%s'%s%.100s%s", ShownPath(path, 300).text, error ? " (" : "",
@@ -91,7 +98,12 @@ bool WriteText(net_bn net, const char* path, OutputChannel::Flush flush) {
 
 bool ReplaceText(net_bn net, const char* path, FileKind old) {
   const Block<char> newFile = MakeNewFile(path, old == FileKind::Regular);
-  if (!newFile || !WriteText(net, newFile.get(), FlushFile)) return false;
+  const unsigned halts = NumHalts();
+  if (!newFile) return false;
+  if (!WriteText(net, newFile.get(), FlushFile)) {
+    if (NumHalts() != halts) std::remove(newFile.get());
+    return false;
+  }
   if (old == FileKind::Regular) CopyPermissions(path, newFile.get());
   FlushDirectoryOf(path);
   if (IsWriteProtected(path) || ReplaceFile(newFile.get(), path) == Rename::Failed) {

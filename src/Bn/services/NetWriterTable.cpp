@@ -148,6 +148,7 @@ void PrintCommented(NetPrinter& printer, const TableForm& form, PrintEntry print
   out.Put('\n');
   PrintHeading(printer, form, conditions, depth, tabs);
   for (long long row = 0; row < form.numRows; row++) {
+    if (printer.work.Halts(40.0 * (form.rowLength + 1))) return;
     const bool isLast = row == form.numRows - 1;
     const int opened = printer.options.flatTables ? row == 0 : conditions.NumAtFirst() + ownLevel;
     const int closed = printer.options.flatTables ? isLast : conditions.NumAtLast() + ownLevel;
@@ -188,6 +189,7 @@ void PrintDense(NetPrinter& printer, const TableForm& form, PrintEntry printEntr
   out.Put('\n');
   printer.Indent(printer.indent + 1);
   for (long long row = 0; row < form.numRows; row++) {
+    if (printer.work.Halts(40.0 * (form.rowLength + 1))) return;
     const bool isLast = row == form.numRows - 1;
     const int higher = conditions.NumAtLast();
     out.PutRepeated('(', printer.options.flatTables ? row == 0 : conditions.NumAtFirst() + ownLevel);

@@ -18,7 +18,7 @@ namespace bravic {
 namespace {
 
 Failure WrapOptimize(Failure failure, net_bn net) {
-  if (!failure) return failure;
+  if (!failure || failure->number == HALTED) return failure;
   return Fail(failure->number, "can't optimize net '%s', because %s", net->name, failure->mesg);
 }
 
@@ -44,14 +44,17 @@ Failure FindUtility(std::span<const node_bn> nodes, node_bn* utility) {
 Failure CheckNoForgetting(std::span<const node_bn> decisions) {
   int missing = 0;
   node_bn from = nullptr, to = nullptr;
+  Vector<node_bn> counted;  // as parents of the present decision
   auto require = [&](node_bn parent, node_bn decision) {
-    if (IndexIn(decision->preds, parent) >= 0) return;
+    if (IndexIn(decision->preds, parent) >= 0 || std::ranges::count(counted, parent) > 0) return;
+    counted.push_back(parent);
     if (missing++ == 0) from = parent, to = decision;
   };
   for (std::size_t i = 1; i < decisions.size(); ++i) {
     if (!IsAncestor(decisions[i - 1], decisions[i]))
       return Fail(-2265, "its decisions are not totally ordered (no directed path leads from '%s' to '%s')",
                   decisions[i - 1]->name, decisions[i]->name);
+    counted.clear();
     for (std::size_t k = 0; k < i; ++k) {
       require(decisions[k], decisions[i]);
       for (node_bn parent : decisions[k]->preds)
@@ -96,7 +99,8 @@ Failure OptimizeDecisions(net_bn net) {
   Vector<Policy> policies;
   {
     PrivateUndo sandbox(net);
-    if (Failure failure = AbsorbNodes(net, nodes, &policies)) return WrapOptimize(std::move(failure), net);
+    LongWork work("Optimizing decisions", 0, Showing::Always);
+    if (Failure failure = AbsorbNodes(net, nodes, &policies, work)) return WrapOptimize(std::move(failure), net);
   }
   Vector<Block<statetype>> tables;
   for (const Policy& policy : policies) {
@@ -184,9 +188,16 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
     else if (nodes[i]->likelihood)
       inference->SetLikelihood(static_cast<int>(i), LikelihoodWeights(*nodes[i]));
   }
-  if (inference->Propagate() != engine::Status::Done ||
-      !inference->FamilyMarginal(utility->scratch, {marginal.get(), static_cast<std::size_t>(rows)}))
-    return Fail(-2078, "according to this model, the evidence entered is inconsistent");
+  LongWork work("Finding the expected utility", 0, Showing::Always);
+  const auto progress = [&work](double share) {
+    work.SetShare(share);
+    return work.Halts(LongWork::BETWEEN_LOOKS);
+  };
+  inference->StartLong(progress, 1);
+  const bool isFound = inference->Propagate() == engine::Status::Done &&
+                       inference->FamilyMarginal(utility->scratch, {marginal.get(), static_cast<std::size_t>(rows)});
+  if (inference->FinishLong()) return FailHalted();
+  if (!isFound) return Fail(-2078, "according to this model, the evidence entered is inconsistent");
   double sum = 0;
   for (long long row = 0; row < rows; ++row) {
     double weight = static_cast<double>(marginal[static_cast<std::size_t>(row)]);
@@ -205,7 +216,7 @@ Failure ExpectedUtility(net_bn net, double* result) {
   Failure failure = FindUtility(nodes, &utility);
   if (!failure) failure = CheckReadiness(nodes, false, Purpose::Optimize, 0, nullptr);
   if (!failure) failure = Expect(nodes, utility, result);
-  if (!failure) return failure;
+  if (!failure || failure->number == HALTED) return failure;
   return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);
 }
 
@@ -232,8 +243,10 @@ extern "C" void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   if (call.HasReserve(-5135) && call.Check(nodes, NetCall::ALLOW_NONE)) {
     if (!callers)
       ReportError(-5562, "the passed node list should not be freed (or is already freed)");
-    else if (nodes->num > 0)
-      if (Failure failure = AbsorbNodes(nodes->ar[0]->innet, Entries(*nodes), nullptr)) Post(std::move(failure));
+    else if (nodes->num > 0) {
+      LongWork work("Absorbing nodes", 0, Showing::Always);
+      if (Failure failure = AbsorbNodes(nodes->ar[0]->innet, Entries(*nodes), nullptr, work)) Post(std::move(failure));
+    }
   }
   if (callers) FreeList(nodes);
 }

@@ -135,11 +135,25 @@ bool AllZero(const float* row, int n) {
   return true;
 }
 
+// The probability of the parent's states under which the child's row is possible; exactly 1 where all are or none is.
+double PossibleShare(const Factor& a, const Factor& b, std::size_t atA, std::size_t atB, std::size_t strideBA) {
+  double share = 0;
+  bool anyLost = false;
+  for (int ka = 0; ka < a.numstates; ++ka) {
+    const double weight = a.Weight(atA + static_cast<std::size_t>(ka));
+    const bool lost = b.table[atB + static_cast<std::size_t>(ka) * strideBA] == IMPOS_PROB;
+    anyLost = anyLost || (lost && weight > 0);
+    if (!lost) share += weight;
+  }
+  return anyLost && share > 0 ? share : 1;
+}
+
 // The tables of both nodes over the united parents, in the order of `united`. parentTable may be NULL (not wanted).
 //   childTable  [united x child's states]
 //   parentTable [united x child's states x parent's states]
-void MakeTables(node_bn parent, node_bn child, const Factor& a, const Factor& b, std::span<const node_bn> united,
-                float* childTable, float* parentTable) {
+// What is impossible weighs nothing, and the child's row is that of what is left. False when it is halted.
+bool MakeTables(node_bn parent, node_bn child, const Factor& a, const Factor& b, std::span<const node_bn> united,
+                float* childTable, float* parentTable, LongWork& work) {
   const std::size_t n = united.size();
   const int na = a.numstates, nb = b.numstates;
   Vector<std::size_t> strideA(n), strideB(n);
@@ -151,6 +165,8 @@ void MakeTables(node_bn parent, node_bn child, const Factor& a, const Factor& b,
   const std::size_t strideBA = StrideIn(*child, nb, parent);
   std::size_t atA = 0, atB = 0;
   for (;;) {
+    if (work.Halts(2.0 * na * nb)) return false;
+    const double whole = PossibleShare(a, b, atA, atB, strideBA);
     for (int kb = 0; kb < nb; ++kb) {
       double sum = 0;
       bool possible = false;
@@ -163,9 +179,9 @@ void MakeTables(node_bn parent, node_bn child, const Factor& a, const Factor& b,
         if (parentTable) parentTable[ka] = static_cast<float>(joint);
       }
       if (b.utility) {
-        *childTable = possible ? static_cast<float>(sum) : IMPOS_PROB;
+        *childTable = possible ? static_cast<float>(sum / whole) : IMPOS_PROB;
       } else {
-        float entry = static_cast<float>(sum);
+        float entry = static_cast<float>(sum / whole);
         *childTable = entry > 1.0f && entry <= 1.000002f ? 1.0f : entry;
       }
       ++childTable;
@@ -182,7 +198,7 @@ void MakeTables(node_bn parent, node_bn child, const Factor& a, const Factor& b,
       for (int kb = 1; kb <= nb; ++kb) *(childTable - kb) = IMPOS_PROB;
     std::size_t i = n;
     for (;;) {
-      if (i == 0) return;
+      if (i == 0) return true;
       --i;
       atA += strideA[i];
       atB += strideB[i];
@@ -231,7 +247,7 @@ void SortByNodeOrder(std::span<node_bn> nodes) {
 
 }  // namespace
 
-int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParentTable) {
+int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParentTable, LongWork& work) {
   if (!BRAVIC_ASSERT_TEXT(child->innet, "bnd->innet")) return REVERSAL_NO_MEMORY;
   net_bn net = child->innet;
   if (sortParents) OrderedNodes(net);
@@ -265,7 +281,7 @@ int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParent
     if (!childTable || (wanted && !parentTable)) {
       return ReversalWithoutMemory();
     }
-    MakeTables(parent, child, a, b, united, childTable.get(), parentTable.get());
+    if (!MakeTables(parent, child, a, b, united, childTable.get(), parentTable.get(), work)) return REVERSAL_HALTED;
   }
   if (sortParents) std::copy(united.begin(), united.end(), parentsOfParent.begin());
   (b.utility ? newChild.determinv : newChild.probs) = childTable.release();
@@ -294,5 +310,9 @@ extern "C" int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
     return -1;
   }
   // Goes ahead whatever TestReversal would say: a host that needs its conditions ensures them itself.
-  return ReverseLink(parent, child, false, false);
+  LongWork work("Reversing a link", 0, Showing::Always);
+  const int result = ReverseLink(parent, child, false, false, work);
+  if (result != REVERSAL_HALTED) return result;
+  Post(FailHalted());
+  return -1;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Bn/model/Net.h"
+#include "Win_Face/Interaction.h"
 
 namespace bravic {
 
@@ -12,9 +13,9 @@ inline constexpr std::size_t REVERSAL_REASON_LEN = 200;
 // positive: the parent or the link; 1: a directed cycle would form). The reason goes to the buffer, if one is given.
 int TestReversal(node_bn parent, node_bn child, bool testCycle, char* reason);
 
-enum ReversalResult : int { REVERSED = 0, REVERSAL_NO_MEMORY = -2 };
-// Reverses whatever TestReversal says. One undo step; on REVERSAL_NO_MEMORY nothing is changed. sortParents: new
+enum ReversalResult : int { REVERSED = 0, REVERSAL_NO_MEMORY = -2, REVERSAL_HALTED = -3 };
+// Reverses whatever TestReversal says. One undo step; on failure nothing is changed. sortParents: new
 // parents in the net's node order. dropParentTable: the parent gets no table.
-int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParentTable);
+int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParentTable, LongWork& work);
 
 }  // namespace bravic

@@ -1,0 +1,107 @@
+// Long operations, halted each time that they look up: one record, the neutral answer, and the net as before.
+#include <csignal>
+#include <functional>
+
+#include "Win_Face/Interaction.h"
+#include "support/net_fixture.h"
+
+namespace bravic::testing {
+namespace {
+
+long looks, lastLook;
+
+int BRAVIC_CALL HaltAtLast(void*, const char*, double, double) {
+  return ++looks > lastLook;
+}
+
+class Halting : public NetTest {
+ protected:
+  // A chain of large tables, so that everything about it takes a while.
+  void SetUp() override {
+    NetTest::SetUp();
+    Build();
+    SetWaitClock([] {
+      static long seconds = 0;
+      return ++seconds;
+    });
+  }
+  void Build() {
+    constexpr int STATES = 600;
+    const std::vector<float> row(STATES, 1.0f / STATES);
+    const statetype every = EVERY_STATE;
+    net.reset(NewNet_bn("Test", env));
+    chain.clear();
+    for (const char* name : {"A", "B", "C"}) {
+      node_bn node = New(name, STATES);
+      if (!chain.empty()) AddLink_bn(chain.back(), node);
+      SetNodeProbs_bn(node, &every, row.data());
+      chain.push_back(node);
+    }
+  }
+  void TearDown() override {
+    SetWaitClock(nullptr);
+    NetTest::TearDown();
+  }
+  std::vector<node_bn> chain;
+};
+
+TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
+  filespec_ns file = FileNamed_ns(directory.Path("net.dne").c_str(), env);
+  const struct {
+    const char* name;
+    std::function<bool()> isNeutral;
+    bool isMiddleKnown = false;
+  } rows[] = {
+      {"GetNodeBeliefs_bn", [&] { return GetNodeBeliefs_bn(chain[0])[0] == 1; }},
+      {"CaseProbability_bn", [&] { return CaseProbability_bn(net.get()) == -1; }},
+      {"RandomCase_bn", [&] { return RandomCase_bn(GetNetNodes_bn(net.get()), 0, 1e6) == -1; }, true},
+      {"ReverseLink_bn", [&] { return ReverseLink_bn(chain[0], chain[1]) == -1; }},
+      {"WriteNet_bn", [&] { return WriteNet_bn(net.get(), file), true; }},
+      {"RetractNodeFindings_bn", [&] { return RetractNodeFindings_bn(chain[1]), true; }, true},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    Build();
+    CompileNet_bn(net.get());
+    EnterFinding_bn(chain[2], 3);
+    if (row.isMiddleKnown) EnterFinding_bn(chain[1], 3);
+    SetNetAutoUpdate_bn(net.get(), 1);
+    const statetype finding = GetNodeFinding_bn(chain[1]);
+    const std::string parents = Names(GetNodeParents_bn(chain[1]));
+    looks = lastLook = 0;
+    SetProgressCallback_ns(HaltAtLast, nullptr, env);
+    EXPECT_TRUE(row.isNeutral());
+    SetProgressCallback_ns(nullptr, nullptr, env);
+    EXPECT_GT(looks, 0);
+    EXPECT_EQ(Gist(), std::string("5 2450 ") + row.name);
+    EXPECT_EQ(GetNodeFinding_bn(chain[1]), finding);
+    EXPECT_EQ(Names(GetNodeParents_bn(chain[1])), parents);
+    EXPECT_TRUE(FilesIn(directory.Path()).empty());
+    EXPECT_NEAR(CaseProbability_bn(net.get()) * (row.isMiddleKnown ? 360000 : 600), 1, 1e-4);
+    EXPECT_NEAR(GetNodeBeliefs_bn(chain[0])[0] * 600, 1, 1e-4);
+  }
+  FreeFileSpec_ns(file);
+}
+
+#if !defined(_WIN32)
+int hostsInterrupts;
+
+TEST_F(Halting, AnInterruptHaltsWhereTheHostAsksForIt) {
+  const auto before = std::signal(SIGINT, [](int) { ++hostsInterrupts; });
+  EXPECT_EQ(HaltOnInterrupt_ns(1, env), 1);
+  std::raise(SIGINT);
+  EXPECT_EQ(RandomCase_bn(GetNetNodes_bn(net.get()), 0, 1), 0) << "too short to be halted";
+  RetractAllFindings_bn(net.get());
+  for (node_bn node : {chain[0], chain[2]}) EnterFinding_bn(node, 3);
+  EXPECT_EQ(RandomCase_bn(GetNetNodes_bn(net.get()), 0, 1e6), -1);
+  EXPECT_EQ(Gist(), "5 2450 RandomCase_bn");
+  EXPECT_EQ(hostsInterrupts, 0);
+  EXPECT_EQ(HaltOnInterrupt_ns(0, env), 0);
+  std::raise(SIGINT);
+  EXPECT_EQ(hostsInterrupts, 1);
+  std::signal(SIGINT, before);
+}
+#endif
+
+}  // namespace
+}  // namespace bravic::testing
