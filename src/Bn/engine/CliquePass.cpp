@@ -132,7 +132,10 @@ ProductRange Inference::Impl::RangeOf(int c, int exceptLink) const {
   ProductRange range;
   range.Multiply(clique.range);
   for (std::size_t k = 0; k < clique.links.size(); ++k)
-    if (static_cast<int>(k) != exceptLink) range.Multiply(messages[At(clique.links[k].in)].range);
+    if (static_cast<int>(k) != exceptLink) {
+      const Message& message = messages[At(clique.links[k].in)];
+      range.Multiply(message.range, message.probs != nullptr);
+    }
   if (numWeighted > 0)
     for (int node : clique.entered)
       if (findings[At(node)].weighted) range.Multiply(findings[At(node)].range);
@@ -187,12 +190,12 @@ int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
     MakePlan(pass->shape, &pass->plan);
     pass->plain = false;
   }
+  passRange = RangeOf(c, exceptLink);
   bool inFloats = !pass->plain && !clique.exact;
   bool isLifted = false;
   if (inFloats) {
-    const ProductRange range = RangeOf(c, exceptLink);
-    isLifted = !range.StaysAbove(FLOAT_FLOOR);
-    inFloats = !isLifted || range.FitsFloats();
+    isLifted = !passRange.StaysAbove(FLOAT_FLOOR);
+    inFloats = !isLifted || passRange.FitsFloats();
   }
   if (!inFloats) {
     RunInDoubles(pass, c, exceptLink);
@@ -213,9 +216,10 @@ int Inference::Impl::Run(PreparedPass* pass, int c, int exceptLink) {
     factors[At(shift.table)] += findings[At(shift.node)].state * shift.stride;
   if (arena.size() < pass->plan.arena) arena.resize(pass->plan.arena);
   passLift = isLifted ? LIFT : 0;
-  passUnscale *= PowerOfTwo(-passLift);
+  const int more = passRange.HasLifted() ? 0 : passLift;
+  passUnscale *= PowerOfTwo(-more);
   RunPlan(pass->plan, *kernels, factors[0], factors.data() + 1, targets.data(), arena.data(), maximize,
-          static_cast<float>(PowerOfTwo(passLift)));
+          static_cast<float>(PowerOfTwo(more)));
   return FLOAT_FLOOR - passLift;
 }
 
@@ -234,9 +238,9 @@ PassTarget Inference::Impl::Target(std::size_t k, std::size_t size, float* narro
 }
 
 // What the sums of the latest pass, on a target of that size, may lack.
-int Inference::Impl::LostInSums(int c, int exceptLink, int floor, const PreparedPass& pass, std::size_t size) const {
+int Inference::Impl::LostInSums(int floor, const PreparedPass& pass, std::size_t size) const {
   const double numTerms = maximize ? 1 : std::max(1.0, pass.size / static_cast<double>(size));
-  const int lost = RangeOf(c, exceptLink).Lost(floor, numTerms);
+  const int lost = passRange.Lost(floor, numTerms);
   return lost == NO_LOSS ? lost : lost + passLift;
 }
 

@@ -1,6 +1,8 @@
 #include "Bn/engine/Kernels.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 
 // Vector types are the compilers' own; what they cannot do in one instruction they split, so the portable version
 // serves every machine. The wider ones are left out for 32-bit and Windows targets, where spilled vectors may not
@@ -21,6 +23,7 @@ namespace {
 
 namespace scalar {
 using Lanes = float;
+using Doubles = double;
 constexpr int LANES = 1;
 inline Lanes Load(const float* p) {
   return *p;
@@ -36,6 +39,7 @@ inline Lanes Maximum(Lanes a, Lanes b) {
 
 namespace sse2 {
 typedef float Lanes __attribute__((vector_size(16)));
+typedef double Doubles __attribute__((vector_size(16)));
 constexpr int LANES = 4;
 inline Lanes Load(const float* p) {
   Lanes x;
@@ -61,6 +65,7 @@ inline Lanes Maximum(Lanes a, Lanes b) {
 #endif
 namespace avx2 {
 typedef float Lanes __attribute__((vector_size(32)));
+typedef double Doubles __attribute__((vector_size(32)));
 constexpr int LANES = 8;
 inline Lanes Load(const float* p) {
   Lanes x;
@@ -85,6 +90,7 @@ inline Lanes Maximum(Lanes a, Lanes b) {
 #endif
 namespace avx512 {
 typedef float Lanes __attribute__((vector_size(64)));
+typedef double Doubles __attribute__((vector_size(64)));
 constexpr int LANES = 16;
 inline Lanes Load(const float* p) {
   Lanes x;
@@ -109,14 +115,14 @@ inline Lanes Maximum(Lanes a, Lanes b) {
 
 constexpr Kernels VERSIONS[] = {
     {"scalar", scalar::LANES, scalar::Multiply, scalar::Gather<false>, scalar::Gather<true>, scalar::Fold<double>,
-     scalar::Fold<float>},
+     scalar::Fold<float>, scalar::FindRange, scalar::Scale},
     {"sse2", sse2::LANES, sse2::Multiply, sse2::Gather<false>, sse2::Gather<true>, sse2::Fold<double>,
-     sse2::Fold<float>},
+     sse2::Fold<float>, sse2::FindRange, sse2::Scale},
 #if BRAVIC_WIDE_KERNELS
     {"avx2", avx2::LANES, avx2::Multiply, avx2::Gather<false>, avx2::Gather<true>, avx2::Fold<double>,
-     avx2::Fold<float>},
+     avx2::Fold<float>, avx2::FindRange, avx2::Scale},
     {"avx512", avx512::LANES, avx512::Multiply, avx512::Gather<false>, avx512::Gather<true>, avx512::Fold<double>,
-     avx512::Fold<float>},
+     avx512::Fold<float>, avx512::FindRange, avx512::Scale},
 #endif
 };
 

@@ -28,6 +28,10 @@ struct Kernels {
   // to[bases[r] + i] += from(r, i), of exactly length entries.
   void (*foldWide)(double* to, const int* bases, int rows, int length, Rows from);
   void (*foldNarrow)(float* to, const int* bases, int rows, int length, Rows from);
+  // As FindRange of Numbers.h.
+  void (*findRange)(const double* numbers, std::size_t size, double* largest, double* least);
+  // to[i] = from[i] * scale; floats[i] = from[i] * floatScale, unless floats is NULL. No more than size is touched.
+  void (*scale)(const double* from, std::size_t size, double scale, double* to, double floatScale, float* floats);
 };
 
 // The fastest that the machine runs. Tests choose among all of them; the first is plain scalar code.

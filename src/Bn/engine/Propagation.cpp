@@ -4,13 +4,16 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 namespace bravic::engine {
 
 namespace {
 
 template <class Number>
-void Scale(const Number* entries, std::size_t size, double scale, const Message& to) {
+void Scale(const Kernels& kernels, const Number* entries, std::size_t size, double scale, const Message& to) {
+  if constexpr (std::is_same_v<Number, double>)
+    if (to.probs) return kernels.scale(entries, size, scale, to.probs, scale / to.unscale, to.floats);
   if (to.probs)
     for (std::size_t i = 0; i < size; ++i) to.probs[i] = static_cast<double>(entries[i]) * scale;
   scale /= to.unscale;
@@ -79,17 +82,21 @@ Outcome Inference::Impl::StoreMessage(int m, const PassTarget& target, bool divi
       message.rests = against.probs ? by(against.probs) : by(against.floats);
     }
     auto largest = *entries, least = *entries;
-    FindRange(entries, size, &largest, &least);
+    if constexpr (std::is_same_v<decltype(entries), double*>)
+      kernels->findRange(entries, size, &largest, &least);
+    else
+      FindRange(entries, size, &largest, &least);
     const Outcome outcome = Judge(static_cast<double>(largest), lost);
     message.valid = outcome == Outcome::GOOD;
     if (!message.valid) return outcome;
     const int exponent = Exponent(static_cast<double>(largest) * passUnscale);
-    message.unscale = spreadsRounding && message.probs ? 1 / SpreadFactor(m) : 1;
-    Scale(entries, size, passUnscale * PowerOfTwo(std::clamp(-exponent, -1022, 1023)), message);
-    message.exponent += exponent;
     const int floor = message.probs ? DOUBLE_FLOOR : FLOAT_FLOOR;
     message.range = StoredRange(static_cast<double>(least), Exponent(static_cast<double>(largest)), lost, floor);
     message.range.low -= 2 * spreadsRounding;
+    message.unscale = spreadsRounding && message.probs ? 1 / SpreadFactor(m) : 1;
+    if (message.range.low < FLOAT_FLOOR && message.probs) message.unscale *= PowerOfTwo(-LIFT);
+    Scale(*kernels, entries, size, passUnscale * PowerOfTwo(std::clamp(-exponent, -1022, 1023)), message);
+    message.exponent += exponent;
     return outcome;
   };
   return target.wide ? store(target.wide) : store(target.narrow);
@@ -117,7 +124,7 @@ Outcome Inference::Impl::MakeMessage(int c, int k) {
   targets.assign(1, Target(0, size, message.floats));
   const int floor = Run(&pass, c, k);
   message.exponent = IncomingExponent(c, k);
-  return StoreMessage(link.out, targets[0], false, LostInSums(c, k, floor, pass, size));
+  return StoreMessage(link.out, targets[0], false, LostInSums(floor, pass, size));
 }
 
 // Makes every message into the clique valid, deepest first, as long as all goes well.

@@ -157,6 +157,7 @@ struct Inference::Impl {
   bool laidOut = false, allocated = false;
   // Whether floats are scaled by factors of their own, so that many alike are not all rounded the same way.
   bool spreadsRounding = false;
+  ProductRange passRange;  // of the products of the latest pass
   double passUnscale = 1;  // by which the sums of the latest pass are to be multiplied
   int passLift = 0;        // of which so much is 2^-passLift
   std::function<const float*(int)> tableOf;
@@ -267,7 +268,7 @@ struct Inference::Impl {
                std::span<const int> nodes, bool ontoNodes);
   ProductRange RangeOf(int clique, int exceptLink) const;
   int Run(PreparedPass* pass, int clique, int exceptLink);
-  int LostInSums(int clique, int exceptLink, int floor, const PreparedPass& pass, std::size_t size) const;
+  int LostInSums(int floor, const PreparedPass& pass, std::size_t size) const;
   void RunInDoubles(PreparedPass* pass, int clique, int exceptLink);
   PassTarget Target(std::size_t k, std::size_t size, float* narrow);
   void DescribeMessage(int message);

@@ -32,9 +32,13 @@ struct Range {
 // The products of some tables, and their sums.
 class ProductRange {
  public:
-  void Multiply(const Range& table) {
+  // isLifted: the floats of a table that they cannot hold are its entries times 2^LIFT.
+  void Multiply(const Range& table, bool isLifted = false) {
     low_ += table.low;
-    least_ = std::min(least_, table.low);
+    if (table.low < FLOAT_FLOOR) {
+      lowOfLifted_ = table.low;
+      numLifted_ += isLifted && table.low >= FLOAT_FLOOR - LIFT ? 1 : 2;
+    }
     ++numTables_;
     if (table.lost == NO_LOSS) return;
     lost_ = std::max(lost_, table.lost);
@@ -42,8 +46,13 @@ class ProductRange {
   }
   // Whether no product can be below the floor.
   bool StaysAbove(int floor) const { return low_ >= floor; }
-  // Whether floats hold each table, and the products at least when they are lifted.
-  bool FitsFloats() const { return least_ >= FLOAT_FLOOR && low_ >= FLOAT_FLOOR - LIFT; }
+  // Whether floats hold each table, and the products at least when they are lifted. A table that is lifted already may
+  // come last, so that it does not help the rest.
+  bool FitsFloats() const {
+    if (numLifted_ > 1 || low_ < FLOAT_FLOOR - LIFT) return false;
+    return numLifted_ == 0 || low_ - lowOfLifted_ >= FLOAT_FLOOR;
+  }
+  bool HasLifted() const { return numLifted_ > 0; }
   // What a sum of so many products may lack, as a binary logarithm.
   int Lost(int floor, double numTerms) const {
     if (numLossy_ == 0 && low_ >= floor) return NO_LOSS;
@@ -53,7 +62,7 @@ class ProductRange {
   }
 
  private:
-  int low_ = 0, least_ = 0, lost_ = NO_LOSS, numTables_ = 0, numLossy_ = 0;
+  int low_ = 0, lowOfLifted_ = 0, numLifted_ = 0, lost_ = NO_LOSS, numTables_ = 0, numLossy_ = 0;
 };
 
 // Whether sums, the largest of which is given, hold to far more digits than are answered.

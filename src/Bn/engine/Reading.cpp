@@ -13,7 +13,7 @@ const double* Inference::Impl::SumOnto(int c, int key, std::span<const int> node
   const std::size_t size = FreeSize(nodes);
   targets.assign(1, Target(0, size, nullptr));
   const int floor = Run(&pass, c, -1);
-  *lost = LostInSums(c, -1, floor, pass, size);
+  *lost = LostInSums(floor, pass, size);
   return sums[0].data();
 }
 
