@@ -220,8 +220,8 @@ void CheckMostProbable(const Net& net, const testing::Posterior& truth) {
   for (node_bn node : Nodes(net)) {
     const statetype state = GetNodeMostProbable_bn(node);
     if (state >= 0 && truth.maxBelief.at(node).at(static_cast<std::size_t>(state)) > 1 - TOLERANCE) continue;
-    Fail("most probable configuration", std::string(GetNodeName_bn(node)) + " in " + std::to_string(state) + "\n" +
-                                            Errors() + Look(net));
+    Fail("most probable configuration",
+         std::string(GetNodeName_bn(node)) + " in " + std::to_string(state) + "\n" + Errors() + Look(net));
   }
 }
 

@@ -219,8 +219,7 @@ TEST_F(Values, BoundsHoldWithoutIntervals) {
   SetNodeUnits(node, std::string(600, 'm').c_str());
   for (double value : {11.0, -1.0}) EnterNodeValue_bn(node, value);
   const std::string units(40, 'm');
-  EXPECT_EQ(GistOf(Reports()),
-            "5 3309 EnterNodeValue_bn V 11 5" + units + "; 5 3308 EnterNodeValue_bn V -1 0" + units);
+  EXPECT_EQ(GistOf(Reports()), "5 3309 EnterNodeValue_bn V 11 5" + units + "; 5 3308 EnterNodeValue_bn V -1 0" + units);
 }
 
 TEST_F(Values, StandForStates) {

@@ -15,9 +15,9 @@ namespace bravic::engine {
 
 inline constexpr int FREE = -1;
 inline constexpr std::size_t WIDE_TARGET = 1 << 20;  // larger targets are summed in floats
-inline constexpr double PLAIN_ENTRIES = 12;        // smaller passes go entry by entry,
-inline constexpr double PLAIN_AT_FIRST = 160;      // and these until they come again
-inline constexpr double SMALL_CLIQUE = 32;         // entries; such potentials are doubles
+inline constexpr double PLAIN_ENTRIES = 12;          // smaller passes go entry by entry,
+inline constexpr double PLAIN_AT_FIRST = 160;        // and these until they come again
+inline constexpr double SMALL_CLIQUE = 32;           // entries; such potentials are doubles
 
 // A message from one clique to a neighbour; 2 * s from the first clique of separator s to the second, 2 * s + 1 back.
 struct Message {
