@@ -152,15 +152,6 @@ TEST(Environment, SettingsKeepTheirRanges) {
   EXPECT_EQ(ArgumentChecking_ns(-1, env), 25);
   EXPECT_EQ(SeedRandom_ns(1, env), 0);
   EXPECT_EQ(GetError_ns(env, 0, nullptr), nullptr);
-  net_bn net = NewNet_bn("X", env);
-  SetUndoDepth_bn(7, net);
-  FreeNet_bn(net);
-  Close(env);
-  env = NewBravicEnviron_bn();
-  Start(env);
-  net = NewNet_bn("X", env);
-  EXPECT_EQ(SetUndoDepth_bn(-1, net), 1);
-  FreeNet_bn(net);
   Close(env);
 }
 
