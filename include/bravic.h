@@ -519,11 +519,13 @@ BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodeli
 BRAVIC_API void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree);
 
 /* The same with every row of a case file, weighted by its frequency. (5539, 5544, 2189, and those of ReadCase_bn.)
-   Rows read before a failure stay learned. */
+   Rows read before a failure, or before it was halted while it counted (2191), stay learned; halted while its tables are
+   made (2450), or short of memory for them (2183), nothing is. */
 BRAVIC_API void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree);
 
 /* Forgets part of what the node has learned. degree: 0 nothing to 1 all (5516), which leaves uniform rows with the
-   base experience. (5517 BaseExperience_bn negative, 5518 no table of probabilities but perhaps a function) */
+   base experience. (5517 BaseExperience_bn negative, 5518 no table of probabilities but perhaps a function,
+   2450 halted) */
 BRAVIC_API void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree);
 
 /* Draws a case from the net's joint distribution given its findings and makes it the findings of the nodes. method:
@@ -558,7 +560,8 @@ BRAVIC_API int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env);
    identification number, negative for none; freq: every row's frequency, 0 for none; append: 1 adds to the file.
    Draws that disagree with the findings are thrown away; but where the net is compiled and fewer than one in 40 would
    agree, each case is drawn so that it does, in the same time whatever the findings are.
-   Answers 0; negative on failure or when halted (5546, 5547, 2138, 2100 to 2102, 2450, 2451); the rows written stay. */
+   Answers 0; negative on failure or when halted (5546, 5547, 2138, 2100 to 2102, 2450, 2451, 2474 to 2477); the rows written
+   stay. */
 BRAVIC_API int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
                                             double freq, int append);
 
