@@ -162,7 +162,7 @@ Status Inference::AllocatePotentials(int* failedClique) {
       return Status::NoMemory;
     }
   }
-  constexpr std::ptrdiff_t MANY = 100;
+  constexpr std::ptrdiff_t MANY = 8;
   impl.spreadsRounding = std::count_if(impl.cliques.begin(), impl.cliques.end(),
                                        [](const CliqueState& clique) { return clique.potential != nullptr; }) >= MANY;
   if (!impl.laidOut) impl.ChooseLayouts();
