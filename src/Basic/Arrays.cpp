@@ -165,10 +165,10 @@ void RankSort(void* const* source, int length, void** destination, Rank rank, in
     return;
   }
   Vector<int> last(static_cast<std::size_t>(maxRank) + 1);  // index of the last place that each rank still has free
-  for (int i = 0; i < length; ++i) ++last[static_cast<std::size_t>(rank(source[i]))];
+  for (int i = 0; i < length; ++i) ++last[rank(source[i])];
   --last[0];
-  for (std::size_t i = 1; i < last.size(); ++i) last[i] += last[i - 1];
-  for (int i = length; i-- > 0;) destination[last[static_cast<std::size_t>(rank(source[i]))]--] = source[i];
+  for (int i = 1; i < last.size(); ++i) last[i] += last[i - 1];
+  for (int i = length; i-- > 0;) destination[last[rank(source[i])]--] = source[i];
 }
 
 int MapForward(const ValueMap* map, int x) {

@@ -4,7 +4,10 @@
 // reserve does not help; requests that may fail answer NULL, at once while the reserve is gone.
 #pragma once
 
+#include <concepts>
 #include <cstddef>
+#include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <new>
@@ -71,8 +74,42 @@ struct CountingAllocator {
     return true;
   }
 };
+// Indexed and counted by int: there are never 2^31 of anything that is kept in one. Debug builds check every index.
 template <class T>
-using Vector = std::vector<T, CountingAllocator<T>>;
+class Vector : public std::vector<T, CountingAllocator<T>> {
+  using Base = std::vector<T, CountingAllocator<T>>;
+
+ public:
+  using Base::Base;
+  int size() const { return static_cast<int>(Base::size()); }
+  // At least so many.
+  void GrowTo(std::size_t n) {
+    if (Base::size() < n) Base::resize(n);
+  }
+  template <std::integral Index>
+  T& operator[](Index i) {
+    return Base::data()[Checked(i)];
+  }
+  template <std::integral Index>
+  const T& operator[](Index i) const {
+    return Base::data()[Checked(i)];
+  }
+
+ private:
+  template <class Index>
+  std::size_t Checked(Index i) const {
+#ifndef NDEBUG
+    if (std::cmp_less(i, 0) || std::cmp_greater_equal(i, Base::size())) std::abort();
+#endif
+    return static_cast<std::size_t>(i);
+  }
+};
+
+// The size of a span or a string, as vectors count.
+template <class Range>
+int Count(const Range& range) {
+  return static_cast<int>(std::size(range));
+}
 
 struct BlockDeleter {
   void operator()(void* block) const { Free(block); }

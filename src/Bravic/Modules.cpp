@@ -4,9 +4,9 @@
 #include <iterator>
 
 #include "Basic/Random.h"
+#include "Bn/compiled/Compile.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
-#include "Bn/services/Compile.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {

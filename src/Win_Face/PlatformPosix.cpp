@@ -105,7 +105,7 @@ Block<char> LinkTarget(const char* path) {
   Block<char> target = MakeBlock<char>(LONGEST);
   const ssize_t length = readlink(path, target.get(), LONGEST);
   if (length < 0 || length >= static_cast<ssize_t>(LONGEST)) return nullptr;
-  target[static_cast<std::size_t>(length)] = 0;
+  target[length] = 0;
   return target;
 }
 

@@ -5,8 +5,8 @@
 #include <sstream>
 
 #include "Basic/Random.h"
+#include "Bn/learn/Sample.h"
 #include "Bn/model/Tables.h"
-#include "Bn/services/Sample.h"
 #include "Win_Face/Interaction.h"
 #include "support/joint.h"
 #include "support/net_fixture.h"

@@ -1,5 +1,5 @@
 // Variable elimination against the product of all tables, summed entry by entry.
-#include "Bn/engine/Elimination.h"
+#include "Bn/engine/infer/Elimination.h"
 
 #include <gtest/gtest.h>
 

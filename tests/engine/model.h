@@ -4,7 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "Bn/engine/Engine.h"
+#include "Bn/engine/SearchOrder.h"
+#include "Bn/engine/infer/Inference.h"
 #include "support/random.h"
 
 namespace bravic::testing {

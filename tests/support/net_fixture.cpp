@@ -1,6 +1,6 @@
 #include "support/net_fixture.h"
 
-#include "Bn/services/NetWriter.h"
+#include "Bn/files/NetWriter.h"
 
 namespace bravic::testing {
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "Basic/OutputChannel.h"
-#include "Bn/services/NetWriter.h"
+#include "Bn/files/NetWriter.h"
 #include "support/net_fixture.h"
 
 #if !defined(_WIN32)

@@ -5,8 +5,8 @@
 #include <functional>
 
 #include "Basic/Text.h"
+#include "Bn/files/NetWriter.h"
 #include "Bn/model/Tables.h"
-#include "Bn/services/NetWriter.h"
 #include "support/net_fixture.h"
 #include "support/rich_net.h"
 

@@ -1,8 +1,8 @@
 // The moral graph and the state-space measure that the search, the tree and the report share.
+#include "Bn/engine/Graph.h"
+
 #include <cstdint>
 #include <limits>
-
-#include "Bn/engine/Engine.h"
 
 namespace bravic::engine {
 
@@ -16,15 +16,15 @@ Graph MoralGraph(std::span<const Vector<int>> parents, std::span<const Vector<in
     const int self = static_cast<int>(i);
     seenFrom[i] = self;
     auto join = [&](int other) {
-      if (seenFrom[static_cast<std::size_t>(other)] == self) return;
-      seenFrom[static_cast<std::size_t>(other)] = self;
+      if (seenFrom[other] == self) return;
+      seenFrom[other] = self;
       graph.list.push_back(other);
     };
     for (int parent : parents[i]) join(parent);
     for (int child : children[i]) join(child);
     for (int child : children[i])
-      for (int coparent : parents[static_cast<std::size_t>(child)]) join(coparent);
-    graph.start.push_back(static_cast<int>(graph.list.size()));
+      for (int coparent : parents[child]) join(coparent);
+    graph.start.push_back(graph.list.size());
   }
   return graph;
 }
@@ -33,7 +33,7 @@ double StateSpace(std::span<const int> nodes, std::span<const int> numstates) {
   constexpr double LARGEST = std::numeric_limits<double>::max();
   double size = 1;
   for (int node : nodes) {
-    const double s = numstates[static_cast<std::size_t>(node)];
+    const double s = numstates[node];
     if (!(LARGEST / s / 1000 > size)) return LARGEST / 1000;
     size *= s;
   }

@@ -3,10 +3,12 @@
 #pragma once
 
 #include <algorithm>
-
-#include "Bn/engine/Engine.h"
+#include <functional>
 
 namespace bravic::engine {
+
+// Asked now and then with the share done; true halts.
+using ProgressFunction = std::function<bool(double fraction)>;
 
 inline constexpr double PASS_ENTRIES = 100;  // what a pass costs beside its entries
 

@@ -2,11 +2,13 @@
 // total state space of a given order. The search keeps the cost of every remaining node up to date: an elimination
 // changes the costs of the eliminated node's neighbours alone, since fill-in joins only them and every recorded
 // set that held the node lies among them. The cheapest node, the earliest of equals, is the root of a tournament.
+#include "Bn/engine/Order.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "Bn/engine/Engine.h"
+#include "Bn/engine/Numbers.h"
 #include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
@@ -20,10 +22,10 @@ class RemainingGraph {
  public:
   RemainingGraph(const Graph& moral, std::span<const int> numstates)
       : numstates_(numstates),
-        many_(At(MANY + moral.NumNodes() / MANY)),
+        many_(MANY + moral.NumNodes() / MANY),
         neighbours_(At(moral.NumNodes())),
         setsOf_(At(moral.NumNodes())) {
-    const std::size_t n = neighbours_.size();
+    const int n = neighbours_.size();
     isolated_.assign(n, 0);
     eliminated_.assign(n, 0);
     mark_.assign(n, -1);
@@ -33,19 +35,19 @@ class RemainingGraph {
     numEmpty_.assign(n, 0);
     bits_.resize(n);
     for (int s : numstates) logs_.push_back(LogBelow(s));
-    for (std::size_t i = 0; i < n; ++i) {
-      auto list = moral.Neighbours(static_cast<int>(i));
+    for (int i = 0; i < n; ++i) {
+      auto list = moral.Neighbours(i);
       neighbours_[i].assign(list.begin(), list.end());
       isolated_[i] = list.empty();
-      degree_[i] = list.size();
-      CountState(static_cast<int>(i), static_cast<int>(i), 1);
-      for (int w : list) CountState(static_cast<int>(i), w, 1);
-      if (degree_[i] > many_) MakeBits(static_cast<int>(i));
+      degree_[i] = Count(list);
+      CountState(i, i, 1);
+      for (int w : list) CountState(i, w, 1);
+      if (degree_[i] > many_) MakeBits(i);
     }
   }
 
   double Cost(int node) {
-    if (!isolated_[At(node)] && LargestSetOf(node) > degree_[At(node)]) return 0;
+    if (!isolated_[node] && LargestSetOf(node) > degree_[node]) return 0;
     family_ = Neighbours(node);
     family_.push_back(node);
     return StateSpace(family_, numstates_);
@@ -53,43 +55,43 @@ class RemainingGraph {
 
   // At most the cost, in no time; of a node with few neighbours the cost itself.
   double CostBelow(int node, bool* exact) {
-    constexpr std::size_t FEW = 32;
-    *exact = degree_[At(node)] <= FEW;
+    constexpr int FEW = 32;
+    *exact = degree_[node] <= FEW;
     if (*exact) return Cost(node);
-    if (largestSet_[At(node)] > degree_[At(node)] || numEmpty_[At(node)] > 0) return 0;
-    const double log = std::min(static_cast<double>(logSpace_[At(node)]) / LOG_SCALE, 1000.0);
+    if (largestSet_[node] > degree_[node] || numEmpty_[node] > 0) return 0;
+    const double log = std::min(static_cast<double>(logSpace_[node]) / LOG_SCALE, 1000.0);
     return std::exp2(log) * (1 - 1e-9);
   }
 
   // Takes the node out, joins its neighbours and records them; their costs have changed.
   std::span<const int> Eliminate(int node) {
     boundary_ = std::move(Neighbours(node));
-    eliminated_[At(node)] = 1;
-    for (int set : setsOf_[At(node)]) setSize_[At(set)] = 0;
+    eliminated_[node] = 1;
+    for (int set : setsOf_[node]) setSize_[set] = 0;
     for (int a : boundary_) {
-      --degree_[At(a)];
+      --degree_[a];
       CountState(a, node, -1);
     }
-    for (std::size_t i = 1; i < boundary_.size(); ++i) {
+    for (int i = 1; i < boundary_.size(); ++i) {
       const int a = boundary_[i];
-      const bool marks = bits_[At(a)].empty();
+      const bool marks = bits_[a].empty();
       if (marks)
-        for (int w : neighbours_[At(a)]) mark_[At(w)] = a;
-      for (std::size_t j = 0; j < i; ++j) {
+        for (int w : neighbours_[a]) mark_[w] = a;
+      for (int j = 0; j < i; ++j) {
         const int w = boundary_[j];
-        if (marks ? mark_[At(w)] == a : bits_[At(a)][At(w)]) continue;
+        if (marks ? mark_[w] == a : bits_[a][w]) continue;
         Join(a, w);
         Join(w, a);
       }
     }
     for (int a : boundary_) {
-      mark_[At(a)] = -1;
-      if (degree_[At(a)] > many_ && bits_[At(a)].empty()) MakeBits(a);
+      mark_[a] = -1;
+      if (degree_[a] > many_ && bits_[a].empty()) MakeBits(a);
     }
     if (!boundary_.empty()) {
       for (int a : boundary_) {
-        setsOf_[At(a)].push_back(static_cast<int>(setSize_.size()));
-        largestSet_[At(a)] = std::max(largestSet_[At(a)], boundary_.size());
+        setsOf_[a].push_back(setSize_.size());
+        largestSet_[a] = std::max(largestSet_[a], boundary_.size());
       }
       setSize_.push_back(boundary_.size());
     }
@@ -107,51 +109,52 @@ class RemainingGraph {
 
   // Of a neighbour that comes or goes.
   void CountState(int node, int neighbour, int step) {
-    logSpace_[At(node)] += step * logs_[At(neighbour)];
-    numEmpty_[At(node)] += step * (numstates_[At(neighbour)] < 1);
+    logSpace_[node] += step * logs_[neighbour];
+    numEmpty_[node] += step * (numstates_[neighbour] < 1);
   }
 
   void MakeBits(int node) {
-    bits_[At(node)].assign(neighbours_.size(), false);
-    for (int w : neighbours_[At(node)]) bits_[At(node)][At(w)] = true;
+    bits_[node].assign(neighbours_.size(), false);
+    for (int w : neighbours_[node]) bits_[node][w] = true;
   }
 
   void Join(int node, int neighbour) {
-    neighbours_[At(node)].push_back(neighbour);
-    ++degree_[At(node)];
+    neighbours_[node].push_back(neighbour);
+    ++degree_[node];
     CountState(node, neighbour, 1);
-    if (!bits_[At(node)].empty()) bits_[At(node)][At(neighbour)] = true;
+    if (!bits_[node].empty()) bits_[node][neighbour] = true;
   }
 
   // The remaining ones, in the order in which they came.
   Vector<int>& Neighbours(int node) {
-    Vector<int>& list = neighbours_[At(node)];
-    if (list.size() > degree_[At(node)]) std::erase_if(list, [&](int w) { return eliminated_[At(w)] != 0; });
+    Vector<int>& list = neighbours_[node];
+    if (list.size() > degree_[node]) std::erase_if(list, [&](int w) { return eliminated_[w] != 0; });
     return list;
   }
 
   // Exact where it can be more than the number of neighbours.
-  std::size_t LargestSetOf(int node) {
-    std::size_t& largest = largestSet_[At(node)];
-    if (largest <= degree_[At(node)]) return largest;
-    Vector<int>& sets = setsOf_[At(node)];
-    std::erase_if(sets, [&](int set) { return setSize_[At(set)] == 0; });
+  int LargestSetOf(int node) {
+    int& largest = largestSet_[node];
+    if (largest <= degree_[node]) return largest;
+    Vector<int>& sets = setsOf_[node];
+    std::erase_if(sets, [&](int set) { return setSize_[set] == 0; });
     largest = 0;
-    for (int set : sets) largest = std::max(largest, setSize_[At(set)]);
+    for (int set : sets) largest = std::max(largest, setSize_[set]);
     return largest;
   }
 
   std::span<const int> numstates_;
-  const std::size_t many_;
+  const int many_;
   Vector<Vector<int>> neighbours_;  // eliminated ones among them
-  Vector<Vector<bool>> bits_;       // [node] the same as bits; empty for nodes with fewer than many
-  Vector<std::size_t> degree_;      // remaining neighbours
+  Vector<std::vector<bool, CountingAllocator<bool>>>
+      bits_;                        // [node] the same as bits; empty for nodes with fewer than many
+  Vector<int> degree_;              // remaining neighbours
   Vector<long long> logs_;          // [node] of the number of states
   Vector<long long> logSpace_;      // [node] sum over it and its remaining neighbours
   Vector<int> numEmpty_;            // [node] how many of those have no states
   Vector<Vector<int>> setsOf_;      // [node] recorded sets that hold it, dropped ones among them
-  Vector<std::size_t> setSize_;     // [set]; 0 once dropped
-  Vector<std::size_t> largestSet_;  // [node] of its sets, perhaps dropped since
+  Vector<int> setSize_;             // [set]; 0 once dropped
+  Vector<int> largestSet_;          // [node] of its sets, perhaps dropped since
   Vector<unsigned char> isolated_;  // had no neighbour to begin with
   Vector<unsigned char> eliminated_;
   Vector<int> mark_, boundary_, family_;
@@ -177,20 +180,20 @@ Order FindOrder(const Graph& moral, std::span<const int> numstates, const Progre
   auto bound = [&](int node) {
     bool exact;
     const double cost = graph.CostBelow(node, &exact);
-    known[At(node)] = exact;
+    known[node] = exact;
     return cost;
   };
   for (int i = 0; i < n; ++i) tournament.Place(i, bound(i));
   tournament.BuildAll();
   for (int i = 0; i < n; ++i) {
     int best = tournament.Best();
-    for (; !known[At(best)]; best = tournament.Best()) {
-      known[At(best)] = 1;
+    for (; !known[best]; best = tournament.Best()) {
+      known[best] = 1;
       tournament.Change(best, graph.Cost(best));
     }
     order.nodes.push_back(best);
     order.cost += tournament.Cost(best);
-    done[At(best)] = 1;
+    done[best] = 1;
     tournament.Remove(best);
     for (int a : graph.Eliminate(best)) tournament.Change(a, bound(a));
     if (progress && progress(static_cast<double>(i + 1) / n)) {
@@ -198,10 +201,10 @@ Order FindOrder(const Graph& moral, std::span<const int> numstates, const Progre
       break;
     }
   }
-  order.numFound = static_cast<int>(order.nodes.size());
+  order.numFound = order.nodes.size();
   if (order.halted) {
     for (int i = 0; i < n; ++i)
-      if (!done[At(i)]) order.nodes.push_back(i);
+      if (!done[i]) order.nodes.push_back(i);
     order.cost = OrderCost(moral, numstates, order.nodes);
   }
   return order;
@@ -210,35 +213,35 @@ Order FindOrder(const Graph& moral, std::span<const int> numstates, const Progre
 // The filled graph is never built: the later neighbours of a node, merged into the earliest of them, reach every
 // node that they would reach if merged into each.
 double OrderCost(const Graph& moral, std::span<const int> numstates, std::span<const int> order) {
-  const std::size_t n = order.size();
+  const int n = Count(order);
   Vector<int> position(n);
-  for (std::size_t i = 0; i < n; ++i) position[At(order[i])] = static_cast<int>(i);
+  for (int i = 0; i < n; ++i) position[order[i]] = i;
   Vector<Vector<int>> inherited(n);  // [node] later neighbours handed on by earlier ones
-  Vector<std::size_t> inheritedCount(n, 0);
+  Vector<int> inheritedCount(n, 0);
   Vector<int> mark(n, -1), later;
   double cost = 0;
-  for (std::size_t i = 0; i < n; ++i) {
+  for (int i = 0; i < n; ++i) {
     const int v = order[i];
     later.clear();
-    mark[At(v)] = v;
+    mark[v] = v;
     auto gather = [&](int w) {
-      if (mark[At(w)] == v || position[At(w)] < static_cast<int>(i)) return;
-      mark[At(w)] = v;
+      if (mark[w] == v || position[w] < i) return;
+      mark[w] = v;
       later.push_back(w);
     };
     for (int w : moral.Neighbours(v)) gather(w);
-    for (int w : inherited[At(v)]) gather(w);
-    Vector<int>().swap(inherited[At(v)]);
-    if (moral.Neighbours(v).empty() || later.size() > inheritedCount[At(v)]) {
+    for (int w : inherited[v]) gather(w);
+    Vector<int>().swap(inherited[v]);
+    if (moral.Neighbours(v).empty() || later.size() > inheritedCount[v]) {
       later.push_back(v);
       cost += StateSpace(later, numstates);
       later.pop_back();
     }
     if (later.empty()) continue;
     const int u =
-        *std::min_element(later.begin(), later.end(), [&](int a, int b) { return position[At(a)] < position[At(b)]; });
-    inheritedCount[At(u)] = std::max(inheritedCount[At(u)], later.size() - 1);
-    Vector<int>& list = inherited[At(u)];
+        *std::min_element(later.begin(), later.end(), [&](int a, int b) { return position[a] < position[b]; });
+    inheritedCount[u] = std::max(inheritedCount[u], later.size() - 1);
+    Vector<int>& list = inherited[u];
     list.insert(list.end(), later.begin(), later.end());
   }
   return cost;

@@ -17,7 +17,7 @@ struct Merged {
   int sizes[MAX_PASS_AXES];
   Vector<int> strides;  // [table][axis], numAxes apart from each other
 
-  int Stride(int table, int axis) const { return strides[At(table * numAxes + axis)]; }
+  int Stride(int table, int axis) const { return strides[table * numAxes + axis]; }
 };
 
 void Merge(const PassShape& shape, Merged* merged) {
@@ -25,7 +25,7 @@ void Merge(const PassShape& shape, Merged* merged) {
   int from[MAX_PASS_AXES];  // the fastest original axis of each merged one
   int count = 0;
   for (int a = 0; a < shape.numAxes; ++a) {
-    const int size = shape.sizes[At(a)];
+    const int size = shape.sizes[a];
     bool join = count > 0 && merged->sizes[count - 1] * size <= MAX_ROW;
     for (int t = 0; join && t < tables; ++t) join = shape.Strides(t)[a - 1] == shape.Strides(t)[a] * size;
     if (join) {
@@ -40,7 +40,7 @@ void Merge(const PassShape& shape, Merged* merged) {
   merged->numTables = tables;
   merged->strides.resize(At(tables * count));
   for (int t = 0; t < tables; ++t)
-    for (int a = 0; a < count; ++a) merged->strides[At(t * count + a)] = shape.Strides(t)[from[a]];
+    for (int a = 0; a < count; ++a) merged->strides[t * count + a] = shape.Strides(t)[from[a]];
 }
 
 // Axes [0, block) are the prefix, [block, row) step through the rows of a block, [row, numAxes) make a row.
@@ -188,7 +188,7 @@ void StepThrough(const Merged& merged, const int* axes, const int* strides, int 
 }
 
 void DescribeTable(const Merged& merged, const Split& split, int t, bool target, PassPlan* plan) {
-  PassPlan::Table& table = plan->tables[At(t)];
+  PassPlan::Table& table = plan->tables[t];
   table = {};
   table.kind = KindOf(merged, t, split, target);
   for (int a = 0; a < split.block; ++a) {
@@ -211,10 +211,10 @@ void DescribeTable(const Merged& merged, const Split& split, int t, bool target,
   table.tailDistinct = cut ? distinct / split.cut * (plan->tailRows / (plan->numRows / split.cut)) : distinct;
   table.direct = target && table.kind == Kind::WHOLE_ROWS && table.perFold == 1 && table.lastPrefix >= 0 &&
                  table.lastPrefix == split.block - 1;
-  table.offsets = static_cast<int>(plan->pool.size());
+  table.offsets = plan->pool.size();
   StepThrough(merged, axes, strides, numBlockAxes, [&](int offset) { plan->pool.push_back(offset); });
   if (!byDistinct) return;
-  table.bases = static_cast<int>(plan->pool.size());
+  table.bases = plan->pool.size();
   int numOwn = 0;
   for (int a = split.block; a < split.row; ++a) {
     if (merged.Stride(t, a) == 0) continue;
@@ -239,7 +239,7 @@ void DescribeTable(const Merged& merged, const Split& split, int t, bool target,
     table.perEntry *= merged.sizes[rest[k]];
   }
   for (int pass = 0; pass < (target ? 2 : 1); ++pass) {
-    (pass == 0 ? table.lanes : table.order) = static_cast<int>(plan->pool.size());
+    (pass == 0 ? table.lanes : table.order) = plan->pool.size();
     for (int k = 0; k < numOwn + numRest; ++k) strides[k] = pass == 0 ? merged.Stride(t, own[k]) : lane[own[k]];
     StepThrough(merged, own, strides, numOwn + numRest, [&](int offset) { plan->pool.push_back(offset); });
   }
@@ -339,9 +339,9 @@ void FoldLanes(const PassPlan& plan, const PassPlan::Table& table, int rows, con
 }
 
 void Fold(const PassPlan& plan, const Kernels& kernels, int t, const PassTarget& target, float* arena, bool maximize) {
-  const PassPlan::Table& table = plan.tables[At(t)];
+  const PassPlan::Table& table = plan.tables[t];
   float* room = arena + table.room;
-  const int offset = plan.foldAt[At(t)], rows = plan.foldRows[At(t)];
+  const int offset = plan.foldAt[t], rows = plan.foldRows[t];
   if (table.kind == Kind::WHOLE_ROWS)
     FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, {room, plan.pool.data()}, target, offset,
                   maximize);
@@ -377,14 +377,14 @@ const Kernels& Fitting(const Kernels& best, int paddedLength) {
 // Steps the prefix on; answers the slowest axis that moved, -1 at the end.
 int Advance(PassPlan& plan) {
   int axis = plan.numPrefix;
-  const int tables = static_cast<int>(plan.tables.size());
+  const int tables = plan.tables.size();
   while (axis > 0) {
     --axis;
-    const bool wraps = ++plan.at[At(axis)] == plan.prefixSizes[At(axis)];
-    const int steps = wraps ? 1 - plan.prefixSizes[At(axis)] : 1;
-    for (int t = 0; t < tables; ++t) plan.tableAt[At(t)] += steps * plan.prefixStrides[At(t * plan.numPrefix + axis)];
+    const bool wraps = ++plan.at[axis] == plan.prefixSizes[axis];
+    const int steps = wraps ? 1 - plan.prefixSizes[axis] : 1;
+    for (int t = 0; t < tables; ++t) plan.tableAt[t] += steps * plan.prefixStrides[t * plan.numPrefix + axis];
     if (!wraps) return axis;
-    plan.at[At(axis)] = 0;
+    plan.at[axis] = 0;
   }
   return -1;
 }
@@ -403,7 +403,7 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
   Product product;
   float whole = lift;
   for (int f = 1; f <= plan.numFactors; ++f)
-    if (plan.tables[At(f)].kind == Kind::BLOCK_SCALE) whole *= factors[f - 1][plan.tableAt[At(f)]];
+    if (plan.tables[f].kind == Kind::BLOCK_SCALE) whole *= factors[f - 1][plan.tableAt[f]];
   if (whole == 0) {
     product.zero = true;
     return product;
@@ -414,17 +414,17 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
   int numRows = 0, numDone = 0;
   Rows from = {};
   auto rowsOf = [&](int t, const float* data) {
-    const PassPlan::Table& table = plan.tables[At(t)];
-    if (table.kind != Kind::SPREAD) return Rows{data + plan.tableAt[At(t)], pool + table.offsets};
+    const PassPlan::Table& table = plan.tables[t];
+    if (table.kind != Kind::SPREAD) return Rows{data + plan.tableAt[t], pool + table.offsets};
     if (moved <= table.lastPrefix)
-      Spread(plan, table, last ? table.tailDistinct : table.numDistinct, data + plan.tableAt[At(t)], arena);
+      Spread(plan, table, last ? table.tailDistinct : table.numDistinct, data + plan.tableAt[t], arena);
     return Rows{arena + table.room, pool + table.offsets};
   };
   if (potential) from = rowsOf(0, potential);
   for (int f = 1; f <= plan.numFactors; ++f) {
-    const PassPlan::Table& table = plan.tables[At(f)];
+    const PassPlan::Table& table = plan.tables[f];
     if (table.kind != Kind::SCALES) continue;
-    const float* data = factors[f - 1] + plan.tableAt[At(f)];
+    const float* data = factors[f - 1] + plan.tableAt[f];
     const int* offsets = pool + table.offsets;
     if (scaled)
       for (int r = 0; r < numBlockRows; ++r) scales[r] *= data[offsets[r]];
@@ -440,7 +440,7 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
     ++numDone;
   };
   for (int f = 1; f <= plan.numFactors; ++f) {
-    const Kind kind = plan.tables[At(f)].kind;
+    const Kind kind = plan.tables[f].kind;
     if (kind == Kind::SCALES || kind == Kind::BLOCK_SCALE) continue;
     const Rows factor = rowsOf(f, factors[f - 1]);
     if (!from.data) {
@@ -464,12 +464,12 @@ Product MultiplyBlock(const PassPlan& plan, const Kernels& kernels, const float*
 void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const float* const* factors,
              const PassTarget* targets, float* arena, bool maximize, float lift) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
-  const int first = plan.numFactors + 1, tables = static_cast<int>(plan.tables.size());
+  const int first = plan.numFactors + 1, tables = plan.tables.size();
   std::fill(plan.at.begin(), plan.at.end(), 0);
   std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
   for (int t = first; t < tables; ++t) {
-    const PassPlan::Table& table = plan.tables[At(t)];
-    plan.pending[At(t)] = plan.foldRows[At(t)] = 0;
+    const PassPlan::Table& table = plan.tables[t];
+    plan.pending[t] = plan.foldRows[t] = 0;
     std::memset(arena + table.room, 0, At(table.numDistinct) * At(plan.paddedLength) * sizeof(float));
   }
   for (int moved = -1, stale = -1;;) {
@@ -481,28 +481,28 @@ void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const 
     if (!product.zero) {
       stale = plan.numPrefix;
       for (int t = first; t < tables; ++t) {
-        const PassPlan::Table& table = plan.tables[At(t)];
+        const PassPlan::Table& table = plan.tables[t];
         if (table.direct) {
           FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, product.rows, targets[t - first],
-                        plan.tableAt[At(t)], maximize);
+                        plan.tableAt[t], maximize);
           continue;
         }
         (maximize ? kernels.maximize : kernels.add)(arena + table.room, plan.pool.data() + table.offsets, rows,
                                                     plan.paddedLength, product.rows);
-        plan.pending[At(t)] += table.perFold;
-        plan.foldRows[At(t)] = std::max(plan.foldRows[At(t)], last ? table.tailDistinct : table.numDistinct);
+        plan.pending[t] += table.perFold;
+        plan.foldRows[t] = std::max(plan.foldRows[t], last ? table.tailDistinct : table.numDistinct);
       }
     }
     // Offsets move with the prefix, so what has gathered is folded first where they are about to change.
-    for (int t = first; t < tables; ++t) plan.foldAt[At(t)] = plan.tableAt[At(t)];
+    for (int t = first; t < tables; ++t) plan.foldAt[t] = plan.tableAt[t];
     moved = Advance(plan);
     for (int t = first; t < tables; ++t) {
-      const PassPlan::Table& table = plan.tables[At(t)];
-      int& pending = plan.pending[At(t)];
+      const PassPlan::Table& table = plan.tables[t];
+      int& pending = plan.pending[t];
       if (pending == 0) continue;
       if (moved >= 0 && moved > table.lastPrefix && pending + table.perFold <= ADDS_BETWEEN_FOLDS) continue;
       Fold(plan, kernels, t, targets[t - first], arena, maximize);
-      pending = plan.foldRows[At(t)] = 0;
+      pending = plan.foldRows[t] = 0;
     }
     if (moved < 0) return;
   }
@@ -538,7 +538,7 @@ void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* co
   constexpr int FEW_TABLES = 32, RUN = 32;
   const int numFactors = shape.numFactors, numTargets = shape.numTargets, tables = 1 + numFactors + numTargets;
   // The fastest axis is run through a table at a time, the others entry by entry.
-  const int inner = shape.numAxes - 1, length = inner >= 0 ? shape.sizes[At(inner)] : 1;
+  const int inner = shape.numAxes - 1, length = inner >= 0 ? shape.sizes[inner] : 1;
   int at[MAX_PASS_AXES] = {}, few[2 * FEW_TABLES] = {};
   Vector<int> many(tables > FEW_TABLES ? At(2 * tables) : 0, 0);
   int* const offsets = many.empty() ? few : many.data();
@@ -579,8 +579,8 @@ void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* co
     for (;;) {
       if (axis <= 0) return;
       --axis;
-      const bool wraps = ++at[axis] == shape.sizes[At(axis)];
-      const int moves = wraps ? 1 - shape.sizes[At(axis)] : 1;
+      const bool wraps = ++at[axis] == shape.sizes[axis];
+      const int moves = wraps ? 1 - shape.sizes[axis] : 1;
       for (int t = 0; t < tables; ++t) offsets[t] += moves * shape.Strides(t)[axis];
       if (!wraps) break;
       at[axis] = 0;

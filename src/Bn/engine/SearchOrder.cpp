@@ -3,6 +3,8 @@
 // changed in one neighbourhood of the graph at a time, and kept while that does no harm. Nodes whose neighbours are
 // all joined go first at no cost to any order. The random numbers are the search's own and always the same; only
 // the time limit makes results differ between machines.
+#include "Bn/engine/SearchOrder.h"
+
 #include <algorithm>
 #include <bit>
 #include <chrono>
@@ -12,7 +14,7 @@
 #include <numeric>
 #include <utility>
 
-#include "Bn/engine/Engine.h"
+#include "Bn/engine/Numbers.h"
 #include "Bn/engine/Tournament.h"
 
 namespace bravic::engine {
@@ -98,76 +100,76 @@ class Run {
     tournament_.Reset(n_);
     for (int i = 0; i < n_; ++i) {
       auto list = moral_.Neighbours(i);
-      lists_[At(i)].assign(list.begin(), list.end());
-      setsOf_[At(i)].clear();
+      lists_[i].assign(list.begin(), list.end());
+      setsOf_[i].clear();
     }
     for (int i = 0; i < n_; ++i) tournament_.Place(i, Key(i));
     tournament_.BuildAll();
   }
 
   double Key(int node) const {
-    const Vector<int>& list = lists_[At(node)];
-    double space = logs_[At(node)], fill = 0, weighted = 0;
+    const Vector<int>& list = lists_[node];
+    double space = logs_[node], fill = 0, weighted = 0;
     bool simplicial = true;
-    for (std::size_t i = 0; i < list.size(); ++i) {
-      space += logs_[At(list[i])];
+    for (int i = 0; i < list.size(); ++i) {
+      space += logs_[list[i]];
       if (!simplicial && measure_ == Measure::STATE_SPACE) continue;
-      for (std::size_t j = 0; j < i; ++j) {
+      for (int j = 0; j < i; ++j) {
         if (Bit(list[i], list[j])) continue;
         simplicial = false;
         if (measure_ == Measure::STATE_SPACE) break;
         fill += 1;
-        weighted += logs_[At(list[i])] * logs_[At(list[j])];
+        weighted += logs_[list[i]] * logs_[list[j]];
       }
     }
     if (simplicial) return -1e300 + static_cast<double>(node);
     switch (measure_) {
       case Measure::STATE_SPACE:
-        return space + bias_[At(node)];
+        return space + bias_[node];
       case Measure::FILL:
-        return BinaryLogarithm(fill) + 0.01 * space + bias_[At(node)];
+        return BinaryLogarithm(fill) + 0.01 * space + bias_[node];
       case Measure::WEIGHTED_FILL:
-        return BinaryLogarithm(weighted + 1e-9) + bias_[At(node)];
+        return BinaryLogarithm(weighted + 1e-9) + bias_[node];
       default:
-        return 0.5 * space + BinaryLogarithm(weighted + 1e-9) + bias_[At(node)];
+        return 0.5 * space + BinaryLogarithm(weighted + 1e-9) + bias_[node];
     }
   }
 
   // Answers the state space of the clique made, 0 when it lies in an earlier one.
   double Eliminate(int node, int step) {
-    const Vector<int>& around = lists_[At(node)];
-    double space = sizes_[At(node)];
-    for (int a : around) space *= sizes_[At(a)];
-    std::size_t largest = 0;
-    for (int set : setsOf_[At(node)]) {
-      largest = std::max(largest, setSize_[At(set)]);
-      setSize_[At(set)] = 0;
+    const Vector<int>& around = lists_[node];
+    double space = sizes_[node];
+    for (int a : around) space *= sizes_[a];
+    int largest = 0;
+    for (int set : setsOf_[node]) {
+      largest = std::max(largest, setSize_[set]);
+      setSize_[set] = 0;
     }
-    gone_[At(node)] = 1;
+    gone_[node] = 1;
     tournament_.Remove(node);
     for (int a : around) {
-      Vector<int>& list = lists_[At(a)];
+      Vector<int>& list = lists_[a];
       *std::find(list.begin(), list.end(), node) = list.back();
       list.pop_back();
     }
     filled_.clear();
-    for (std::size_t i = 0; i < around.size(); ++i) {
-      for (std::size_t j = 0; j < i; ++j) {
+    for (int i = 0; i < around.size(); ++i) {
+      for (int j = 0; j < i; ++j) {
         const int a = around[i], b = around[j];
         if (Bit(a, b)) continue;
         SetBit(a, b);
         SetBit(b, a);
-        lists_[At(a)].push_back(b);
-        lists_[At(b)].push_back(a);
+        lists_[a].push_back(b);
+        lists_[b].push_back(a);
         filled_.push_back({a, b});
       }
     }
     if (!around.empty()) {
-      for (int a : around) setsOf_[At(a)].push_back(static_cast<int>(setSize_.size()));
+      for (int a : around) setsOf_[a].push_back(setSize_.size());
       setSize_.push_back(around.size());
     }
     auto update = [&](int a) {
-      if (touched_[At(a)] != step) touched_[At(a)] = step, tournament_.Change(a, Key(a));
+      if (touched_[a] != step) touched_[a] = step, tournament_.Change(a, Key(a));
     };
     for (int a : around) update(a);
     if (measure_ != Measure::STATE_SPACE) {
@@ -177,7 +179,7 @@ class Run {
           std::uint64_t both = adjacent_[At(a) * words_ + w] & adjacent_[At(b) * words_ + w];
           for (; both != 0; both &= both - 1) {
             const int c = static_cast<int>(w) * 64 + std::countr_zero(both);
-            if (!gone_[At(c)]) update(c);
+            if (!gone_[c]) update(c);
           }
         }
       }
@@ -194,7 +196,7 @@ class Run {
   Vector<double> sizes_, logs_;
   Vector<std::uint64_t> pristine_, adjacent_;
   Vector<Vector<int>> lists_, setsOf_;
-  Vector<std::size_t> setSize_;
+  Vector<int> setSize_;
   Vector<std::pair<int, int>> filled_;
   Vector<int> touched_;
   Vector<unsigned char> gone_;
@@ -210,11 +212,11 @@ struct Track {
 // Up to count nodes around one, nearest first.
 void Neighbourhood(const Graph& moral, int centre, int count, Vector<int>* nodes, Vector<int>* mark, int stamp) {
   nodes->assign(1, centre);
-  (*mark)[At(centre)] = stamp;
-  for (std::size_t head = 0; head < nodes->size() && static_cast<int>(nodes->size()) < count; ++head) {
+  (*mark)[centre] = stamp;
+  for (int head = 0; head < nodes->size() && nodes->size() < count; ++head) {
     for (int w : moral.Neighbours((*nodes)[head])) {
-      if ((*mark)[At(w)] == stamp) continue;
-      (*mark)[At(w)] = stamp;
+      if ((*mark)[w] == stamp) continue;
+      (*mark)[w] = stamp;
       nodes->push_back(w);
     }
   }
@@ -242,7 +244,7 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
     best.cost = cost;
     best.nodes = order;
   }
-  best.numFound = static_cast<int>(best.nodes.size());
+  best.numFound = best.nodes.size();
   return best;
 }
 
@@ -311,7 +313,7 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
     Neighbourhood(moral, random.Below(n), count, &region, &mark, round);
     const double strength = 2 * random.Share() * random.Share();
     bias = track.bias;
-    for (int v : region) bias[At(v)] = (random.Below(8) == 0 ? 0 : bias[At(v)]) + strength * random.Noise();
+    for (int v : region) bias[v] = (random.Below(8) == 0 ? 0 : bias[v]) + strength * random.Noise();
     // Early on a little harm is allowed, so that the search can leave a hollow.
     const double tolerance = 0.003 * std::max(0.0, 1 - 1.5 * elapsed / seconds);
     const double cost = run.Try(track.measure, bias, track.cost * (1 + tolerance), &order);

@@ -18,18 +18,18 @@ class Tournament {
     cost_.resize(At(n));
     winner_.assign(2 * width_, -1);
   }
-  double Cost(int player) const { return cost_[At(player)]; }
+  double Cost(int player) const { return cost_[player]; }
   int Best() const { return winner_[1]; }  // -1 when all are out
   // Takes part from the next BuildAll on.
   void Place(int player, double cost) {
-    cost_[At(player)] = cost;
+    cost_[player] = cost;
     winner_[width_ + At(player)] = player;
   }
   void BuildAll() {
     for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
   }
   void Change(int player, double cost) {
-    cost_[At(player)] = cost;
+    cost_[player] = cost;
     PlayAbove(player);
   }
   void Remove(int player) {
@@ -40,7 +40,7 @@ class Tournament {
  private:
   void Play(std::size_t place) {
     const int left = winner_[2 * place], right = winner_[2 * place + 1];
-    winner_[place] = left < 0 || (right >= 0 && cost_[At(right)] < cost_[At(left)]) ? right : left;
+    winner_[place] = left < 0 || (right >= 0 && cost_[right] < cost_[left]) ? right : left;
   }
   void PlayAbove(int player) {
     for (std::size_t place = (width_ + At(player)) / 2; place > 0; place /= 2) Play(place);

@@ -126,7 +126,7 @@ int SetNetElimOrder(net_bn net, const nodelist_rec* order) {
     nodes = MakeBlock<node_bn>(Entries(*order).size());
     num = 0;
     for (node_bn node : Entries(*order)) {
-      if (node->kind != ASSUME_NODE) nodes[static_cast<std::size_t>(num++)] = node;
+      if (node->kind != ASSUME_NODE) nodes[num++] = node;
     }
   }
   const nodelist_rec& present = net->elimorder;

@@ -49,7 +49,7 @@ class ParentCopies {
   }
 
   node_bn Of(node_bn parent) {
-    if (IsPaired(parent)) return counterparts_[static_cast<std::size_t>(parent->scratch)];
+    if (IsPaired(parent)) return counterparts_[parent->scratch];
     if (parent->innet == destination_) return parent;
     node_bn stub = NewPlaceholder(*parent);
     stubs.push_back(stub);
@@ -61,13 +61,13 @@ class ParentCopies {
 
  private:
   void Pair(node_bn original, node_bn counterpart) {
-    original->scratch = static_cast<int>(originals_.size());
+    original->scratch = originals_.size();
     originals_.push_back(original);
     counterparts_.push_back(counterpart);
   }
   bool IsPaired(node_bn node) const {
-    const auto i = static_cast<std::size_t>(node->scratch);
-    return node->scratch >= 0 && i < originals_.size() && originals_[i] == node;
+    const int i = node->scratch;
+    return i >= 0 && i < originals_.size() && originals_[i] == node;
   }
 
   net_bn destination_;

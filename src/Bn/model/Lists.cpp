@@ -135,7 +135,7 @@ void CopyList(nodelist_rec& to, std::span<const node_bn> from) {
   std::copy(from.begin(), from.end(), ar);
   Free(to.ar);
   to.ar = ar;
-  to.num = static_cast<int>(from.size());
+  to.num = Count(from);
 }
 
 void ClearList(nodelist_rec& list) {

@@ -19,7 +19,7 @@ bool IsReal(const bnode& node) {
 void SetSubnets(net_bn net, std::span<const Subnet> subnets) {
   Free(net->subnets);
   net->subnets = nullptr;
-  net->numsubnets = static_cast<int>(subnets.size());
+  net->numsubnets = Count(subnets);
   if (subnets.empty()) return;
   net->subnets = static_cast<Subnet*>(Allocate(subnets.size_bytes()));
   std::copy(subnets.begin(), subnets.end(), net->subnets);
@@ -35,7 +35,7 @@ void Renumber(nodelist_rec& list) {
 
 // Appends the component that holds the node, in the order in which a breadth-first search reaches its members.
 void AppendComponent(node_bn from, int mark, Vector<node_bn>& reached) {
-  std::size_t next = reached.size();
+  int next = reached.size();
   const auto reach = [&](node_bn node) {
     if (node->mark == mark || !IsReal(*node)) return;
     node->mark = mark;
@@ -89,9 +89,9 @@ void SortNodes(net_bn net) {
   const int mark = NewMark();
   for (node_bn node : net->nodes) {
     if (node->mark == mark) continue;
-    const int first = static_cast<int>(reached.size());
+    const int first = reached.size();
     AppendComponent(node, mark, reached);
-    subnets.push_back({first, static_cast<int>(reached.size()) - first});
+    subnets.push_back({first, reached.size() - first});
   }
   net->numcycles = 0;
   for (const Subnet& subnet : subnets) {

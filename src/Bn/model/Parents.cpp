@@ -22,7 +22,7 @@ bool IsReal(const bnode& node) {
 // Old position to new: each old parent in the next place of the new list that holds the same node.
 Vector<int> MatchParents(std::span<const node_bn> oldparents, std::span<const node_bn> newparents) {
   Vector<int> map(oldparents.size(), -1);
-  Vector<bool> taken(newparents.size(), false);
+  Vector<unsigned char> taken(newparents.size(), 0);
   for (std::size_t i = 0; i < oldparents.size(); ++i) {
     for (std::size_t k = 0; k < newparents.size(); ++k) {
       if (taken[k] || newparents[k] != oldparents[i]) continue;
@@ -37,7 +37,7 @@ Vector<int> MatchParents(std::span<const node_bn> oldparents, std::span<const no
 Vector<int> Invert(std::span<const int> map, std::size_t num) {
   Vector<int> inverse(num, -1);
   for (std::size_t i = 0; i < map.size(); ++i) {
-    if (map[i] >= 0) inverse[static_cast<std::size_t>(map[i])] = static_cast<int>(i);
+    if (map[i] >= 0) inverse[map[i]] = static_cast<int>(i);
   }
   return inverse;
 }
@@ -176,7 +176,7 @@ void ReplaceParent(node_bn child, node_bn parent, node_bn replacement) {
   Vector<node_bn> list(parents.begin(), parents.end());
   std::replace(list.begin(), list.end(), parent, replacement);
   Vector<int> map(list.size());
-  for (std::size_t i = 0; i < map.size(); ++i) map[i] = static_cast<int>(i);
+  for (int i = 0; i < map.size(); ++i) map[i] = i;
   ChangeParents(child, list, map, false);
 }
 
@@ -206,7 +206,7 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
   auto* entries = static_cast<node_bn*>(Allocate((parents.size() + 1) * sizeof(node_bn)));
   *std::copy(parents.begin(), parents.end(), entries) = node;
   UpdateLinkNames(undo, node, parents, inverse);
-  ReplaceList(undo, node->preds, entries, static_cast<int>(parents.size()));
+  ReplaceList(undo, node->preds, entries, parents.size());
   UpdateChildren(undo, node, oldparents, parents);
   if (net) DropStubs(undo, node, oldparents);
   NotifyChange(net, node, removed ? ChangeCode::Removed : added ? ChangeCode::Added : ChangeCode::Graph);
@@ -220,7 +220,7 @@ int AddLink(node_bn parent, node_bn child) {
   const auto parents = Entries(child->preds);
   Vector<node_bn> list(parents.begin(), parents.end());
   Vector<int> map(list.size());
-  for (std::size_t i = 0; i < map.size(); ++i) map[i] = static_cast<int>(i);
+  for (int i = 0; i < map.size(); ++i) map[i] = i;
   list.push_back(parent);
   return ChangeParents(child, list, map, false) == PARENTS_REFUSED ? -1 : child->preds.num - 1;
 }
@@ -231,9 +231,9 @@ int DeleteLink(int index, node_bn child) {
   Vector<node_bn> list(parents.begin(), parents.end());
   Vector<int> map(list.size());
   for (int i = 0; i < child->preds.num; ++i) {
-    map[static_cast<std::size_t>(i)] = i < index ? i : i == index ? -1 : i - 1;
+    map[i] = i < index ? i : i == index ? -1 : i - 1;
   }
-  node_bn parent = list[static_cast<std::size_t>(index)];
+  node_bn parent = list[index];
   parent->state39 = std::max(parent->evidence, 0);
   list.erase(list.begin() + index);
   return ChangeParents(child, list, map, false);
@@ -242,7 +242,7 @@ int DeleteLink(int index, node_bn child) {
 Failure SwitchParent(int index, node_bn child, node_bn newparent) {
   const auto parents = Entries(child->preds);
   Vector<node_bn> list(parents.begin(), parents.end());
-  node_bn& slot = list[static_cast<std::size_t>(index)];
+  node_bn& slot = list[index];
   if (slot == newparent) return nullptr;
   if (Failure failure = CheckConnection(index, *child, *newparent)) return failure;
   if (IsAncestor(child, newparent) &&
@@ -257,7 +257,7 @@ Failure SwitchParent(int index, node_bn child, node_bn newparent) {
   }
   slot = newparent;
   Vector<int> map(list.size());
-  for (std::size_t i = 0; i < map.size(); ++i) map[i] = static_cast<int>(i);
+  for (int i = 0; i < map.size(); ++i) map[i] = i;
   UndoGroup group(UNDO_SWITCH, child->innet);
   ChangeParents(child, list, map, false);
   return nullptr;

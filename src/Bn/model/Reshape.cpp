@@ -23,7 +23,7 @@ struct Plan {
 Plan MakePlan(const bnode& node, std::span<const node_bn> newparents, std::span<const int> inverse) {
   const auto oldparents = Entries(node.preds);
   Vector<long long> steps(oldparents.size());
-  Vector<bool> kept(oldparents.size(), false);
+  Vector<unsigned char> kept(oldparents.size(), 0);
   long long step = 1;
   for (std::size_t i = oldparents.size(); i-- > 0;) {
     steps[i] = step;

@@ -35,14 +35,14 @@ bool ForEachRow(const bnode& node, const statetype* parentstates, Visit visit) {
   auto states = MakeBlock<statetype>(static_cast<std::size_t>(n));
   for (int i = 0; i < n; i++) {
     if (node.preds.ar[i]->numstates == 0) return true;
-    states[static_cast<std::size_t>(i)] = parentstates[i] == EVERY_STATE ? 0 : parentstates[i];
+    states[i] = parentstates[i] == EVERY_STATE ? 0 : parentstates[i];
   }
   for (;;) {
     if (!visit(RowIndex(node, states.get()))) return false;
     int i = n - 1;
     for (; i >= 0; i--) {
       if (parentstates[i] != EVERY_STATE) continue;
-      statetype& state = states[static_cast<std::size_t>(i)];
+      statetype& state = states[i];
       if (++state < node.preds.ar[i]->numstates) break;
       state = 0;
     }

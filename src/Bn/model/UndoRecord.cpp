@@ -256,7 +256,7 @@ void RaiseHooks(net_bn net, const Effects& effects) {
   }
   // Beliefs are brought up to date once, after the last of several findings.
   const int autoupdate = net->autoupdate;
-  for (std::size_t i = 0; i < effects.findings.size(); ++i) {
+  for (int i = 0; i < effects.findings.size(); ++i) {
     net->autoupdate = i + 1 == effects.findings.size() ? autoupdate : 0;
     if (effects.findings[i]->innet) NotifyChange(net, effects.findings[i], ChangeCode::Finding);
   }

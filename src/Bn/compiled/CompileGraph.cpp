@@ -1,0 +1,64 @@
+#include "Bn/compiled/CompileGraph.h"
+
+namespace bravic {
+
+static std::size_t Position(int i) {
+  return static_cast<std::size_t>(i);
+}
+
+Vector<node_bn> CompileNodes(net_bn net) {
+  Vector<node_bn> nodes;
+  for (node_bn node : OrderedNodes(net)) {
+    if (node->kind != ASSUME_NODE) nodes.push_back(node);
+  }
+  return nodes;
+}
+
+CompileGraph MakeGraph(Vector<node_bn> nodes) {
+  CompileGraph graph;
+  graph.nodes = std::move(nodes);
+  std::size_t n = graph.nodes.size();
+  graph.numstates.resize(n);
+  graph.parents.resize(n);
+  graph.children.resize(n);
+  for (std::size_t i = 0; i < n; ++i) graph.nodes[i]->compiledIndex = static_cast<int>(i);
+  for (std::size_t i = 0; i < n; ++i) {
+    const bnode& node = *graph.nodes[i];
+    graph.numstates[i] = node.numstates;
+    for (node_bn parent : Entries(node.preds)) graph.parents[i].push_back(parent->compiledIndex);
+    for (node_bn child : Entries(node.succs)) {
+      if (child->kind != ASSUME_NODE) graph.children[i].push_back(child->compiledIndex);
+    }
+  }
+  return graph;
+}
+
+Vector<int> StoredOrder(net_bn net, const CompileGraph& graph) {
+  Vector<int> order;
+  Vector<unsigned char> placed(graph.nodes.size(), 0);
+  for (node_bn node : Entries(net->elimorder)) {
+    if (node->innet != net || node->kind == ASSUME_NODE || placed[Position(node->compiledIndex)]) continue;
+    placed[Position(node->compiledIndex)] = 1;
+    order.push_back(node->compiledIndex);
+  }
+  for (int i = 0; i < placed.size(); ++i) {
+    if (!placed[i]) order.push_back(i);
+  }
+  return order;
+}
+
+void WarnHalted(const engine::Order& order) {
+  if (!order.halted || order.numFound >= order.nodes.size()) return;
+  ReportWarning(-2295,
+                "Resulting elimination order will be poor because only %d nodes of it were found before action was "
+                "halted.\n",
+                order.numFound);
+}
+
+void StoreOrder(nodelist_rec& list, const CompileGraph& graph, const Vector<int>& order) {
+  Vector<node_bn> entries;
+  for (int i : order) entries.push_back(graph.nodes[Position(i)]);
+  CopyList(list, entries);
+}
+
+}  // namespace bravic

@@ -1,0 +1,91 @@
+#include "Bn/compiled/TreeReport.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "Basic/Text.h"
+#include "Bn/compiled/Compile.h"
+#include "Bn/model/NetCall.h"
+
+namespace bravic {
+
+static void Add(Vector<char>& text, std::string_view more) {
+  text.insert(text.end(), more.begin(), more.end());
+}
+
+static void AddInt(Vector<char>& text, int value) {
+  char digits[16];
+  Add(text, {digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
+}
+
+// As "%g".
+static void AddReal(Vector<char>& text, double value) {
+  char digits[32];
+  Add(text, {digits, std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 6).ptr});
+}
+
+static constexpr std::size_t SIZE_COLUMN = 25, MAX_BLANKS = 80;
+static constexpr double LARGEST_INT_SIZE = 2147483647.0;
+
+static void AddClique(Vector<char>& text, const CompiledNet& compiled, std::size_t index) {
+  const engine::Clique& clique = compiled.tree.cliques[index];
+  Vector<char> line;
+  if (index < 10) line.push_back(' ');
+  AddInt(line, static_cast<int>(index));
+  Add(line, "  [");
+  for (int k = 0; k < clique.neighbours.size(); ++k) {
+    if (k > 0) line.push_back(' ');
+    AddInt(line, clique.neighbours[k]);
+  }
+  line.push_back(']');
+  Vector<char> size;
+  if (clique.size < LARGEST_INT_SIZE) {
+    AddInt(size, static_cast<int>(clique.size));
+  } else {
+    AddReal(size, clique.size);
+  }
+  std::size_t used = line.size() + size.size();
+  line.insert(line.end(), std::clamp<std::size_t>(used < SIZE_COLUMN ? SIZE_COLUMN - used : 0, 1, MAX_BLANKS), ' ');
+  Add(line, std::string_view(size.begin(), size.end()));
+  Add(line, "  (");
+  for (int k = 0; k < clique.members.size(); ++k) {
+    auto member = static_cast<std::size_t>(clique.members[k]);
+    if (k > 0) Add(line, ", ");
+    if (compiled.tree.home[member] == static_cast<int>(index)) line.push_back('*');
+    Add(line, OrEmpty(compiled.nodes[member]->name));
+  }
+  Add(line, ")\n");
+  Add(text, std::string_view(line.begin(), line.end()));
+}
+
+char* JunctionTreeReport(net_bn net) {
+  Vector<char> text;
+  if (!net->compiled) {
+    Add(text, "Net '");
+    Add(text, OrEmpty(net->name));
+    Add(text, "' has no junction tree\n");
+  } else {
+    const engine::JunctionTree& tree = net->compiled->tree;
+    Add(text, "Clique  [Joined To]  Size   Member nodes (* means home)\n");
+    for (int i = 0; i < tree.cliques.size(); ++i) AddClique(text, *net->compiled, i);
+    double total = 0;
+    for (const engine::Clique& clique : tree.cliques) total += clique.size;
+    Add(text, "Total state space = ");
+    AddReal(text, total);
+    Add(text, "\n");
+  }
+  return DupText(std::string_view(text.data(), text.size()));
+}
+
+}  // namespace bravic
+
+using namespace bravic;
+
+const char* BRAVIC_CALL JunctionTreeReport_bn(net_bn net) {
+  NetCall call("JunctionTreeReport_bn");
+  if (!call.HasReserve(-5134) || !call.Check(net)) return "error";
+  Free(net->report);
+  net->report = JunctionTreeReport(net);
+  return net->report;
+}

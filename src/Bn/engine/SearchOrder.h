@@ -1,0 +1,13 @@
+// A longer search for a better elimination order, by iterated greedy tries and local changes.
+#pragma once
+
+#include "Bn/engine/Order.h"
+
+namespace bravic::engine {
+
+// Searches beyond it for at most the given seconds and answers the best order seen (start: an order to beat, or
+// empty). Halted early keeps the best so far.
+Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,
+                  const ProgressFunction& progress);
+
+}  // namespace bravic::engine

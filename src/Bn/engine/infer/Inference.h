@@ -1,0 +1,87 @@
+// The door of inference: findings and beliefs on a junction tree, by messages over the tree or, where that is cheaper,
+// without it: a single belief by eliminating what is left of the part that matters to it, all beliefs by a model in
+// which the known nodes are cut out. Nodes are indices 0 .. n-1 with a number of states each; nothing is known of
+// names, records or files.
+#pragma once
+
+#include <functional>
+#include <span>
+
+#include "Bn/engine/Interrupt.h"
+#include "Bn/engine/Numbers.h"
+#include "Bn/engine/Tree.h"
+
+namespace bravic::engine {
+
+// Vanished: a belief is 0 throughout although the findings are possible, for want of numbers small enough.
+// Halted: by the progress function; what was asked for is unknown.
+enum class Status { Done, Inconsistent, Vanished, NoMemory, Halted };
+
+class Inference {
+ public:
+  // The tree and the parents must outlive it. Nothing large is allocated yet.
+  static Owned<Inference> Make(const JunctionTree& tree, std::span<const int> numstates,
+                               std::span<const Vector<int>> parents);
+  Inference();
+  ~Inference();
+
+  // Room for every clique's potential, separator and scratch. NoMemory names the clique that could not be had.
+  Status AllocatePotentials(int* failedClique);
+  void DropPotentials();
+  // table(i) answers node i's table [parent configurations x numstates], or NULL for a node without one (a factor
+  // of 1). Rows of the impossible marker (any negative entry) weigh 0; rows whose sum misses 1 by less than 1e-5 are
+  // normalized. Potentials are multiplied together where they are first needed, so what the tables are made of must
+  // outlive the use of the potentials.
+  void SetTables(std::function<const float*(int node)> table);
+  void TableChanged(int node);
+
+  // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states.
+  // Nothing is propagated; messages that the change reaches become stale. Entering what is already there changes
+  // nothing.
+  void SetState(int node, int state);
+  void SetLikelihood(int node, std::span<const float> weights);
+  void SetLikelihood(int node, std::span<const WideNumber> weights);
+  void ClearFinding(int node);
+  void SetMaximize(bool on);  // max-marginals in place of sums
+
+  // Collects; Inconsistent when the findings have probability 0. Afterwards the probability of the findings is
+  // known (in maximize mode, of the most probable configuration with them).
+  Status Propagate();
+  double Probability() const;     // may underflow to 0
+  double LogProbability() const;  // natural log
+
+  // Whether the findings are possible together, without their probability where that would cost more; whether they are
+  // with one more (which takes the place of the node's own, and goes again).
+  Status Check();
+  Status CheckState(int node, int state);
+
+  // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
+  // No probability above 1e-30 is answered as 0.
+  Status Belief(int node, std::span<float> out);
+  // How beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always by the
+  // messages of the tree, or always without it where that is possible.
+  enum class Way { CHEAPEST, TREE, WITHOUT_TREE };
+  void SetWay(Way way);
+  // Whether single beliefs since the last change have taken so much that all at once would have been cheaper.
+  bool SweepPays() const;
+  // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
+  Status AllBeliefs(const std::function<float*(int node)>& out);
+  // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
+  bool FamilyMarginal(int node, std::span<float> out);
+
+  // A question that may take long goes between these: while it runs the function is told of the progress and may halt
+  // it. sweeps: how often every clique is passed over, about. FinishLong answers whether it was halted; all that was
+  // computed is forgotten then, findings and tables stay.
+  void StartLong(const ProgressFunction& progress, int sweeps);
+  bool FinishLong();
+
+  // Changes whenever any belief may have changed; never 0. Lets a caller keep answers.
+  unsigned long long Stamp() const;
+  double Bytes() const;  // held by potentials, messages and plans
+
+ private:
+  struct Impl;
+  Impl* impl_;
+};
+
+}  // namespace bravic::engine

@@ -1,0 +1,152 @@
+#include "Bn/files/CaseLines.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "Basic/Text.h"
+#include "Win_Face/Platform.h"
+
+namespace bravic {
+
+namespace {
+
+inline constexpr std::size_t BUFFER_SLACK = 8;
+inline constexpr std::size_t MAX_LINE = std::size_t{64} << 20;
+
+bool IsLineEnd(int c) {
+  return c == '\n' || c == '\r';
+}
+
+}  // namespace
+
+void CaseLines::Close() {
+  if (file_) std::fclose(file_);
+  file_ = nullptr;
+}
+
+Failure CaseLines::Open(const char* filename) {
+  Close();
+  filename_ = filename;
+  file_ = std::fopen(filename_, "rb");
+  if (!file_) {
+    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%s' for reading", ShownPath(filename_).text)
+                                 : Fail(-2115, "file '%s' does not exist", ShownPath(filename_).text);
+  }
+  if (std::fseek(file_, 0, SEEK_END) == 0) fileSize_ = std::ftell(file_);
+  if (fileSize_ > 0 && std::fseek(file_, -1, SEEK_END) == 0) endsInLine_ = !IsLineEnd(std::fgetc(file_));
+  std::rewind(file_);
+  buffer_ = TryMakeBlock<char>(capacity_ + BUFFER_SLACK);
+  at_ = end_ = lineEnd_ = buffer_.get();
+  if (buffer_)
+    FindTerminator();
+  else
+    trouble_ = FailMemory(-2116, static_cast<double>(capacity_), "to read a case file");
+  return nullptr;
+}
+
+void CaseLines::FindTerminator() {
+  Refill();
+  const char* first = std::find_if(at_, end_, IsLineEnd);
+  terminator_ = "\n";
+  if (first + 1 < end_ && *first == '\r') terminator_ = first[1] == '\n' ? "\r\n" : "\r";
+  lineBreak_ = terminator_[std::strlen(terminator_) - 1];
+}
+
+bool CaseLines::Grow(std::size_t kept) {
+  Block<char> larger = TryMakeBlock<char>(capacity_ * 2 + BUFFER_SLACK);
+  if (!larger) {
+    trouble_ = FailMemory(-2116, 2 * static_cast<double>(capacity_), "to read a line of a case file");
+    return false;
+  }
+  std::memcpy(larger.get(), at_, kept);
+  bufferStart_ = Position();
+  buffer_ = std::move(larger);
+  capacity_ *= 2;
+  return true;
+}
+
+bool CaseLines::Refill() {
+  if (atEnd_ || !file_) return false;
+  const std::size_t kept = static_cast<std::size_t>(end_ - at_);
+  if (kept == MAX_LINE)
+    trouble_ = Fail(-2470, "line %ld is longer than %d megabytes", LineNumber(), static_cast<int>(MAX_LINE >> 20));
+  const bool mustGrow = kept * 2 > capacity_ && capacity_ < MAX_LINE;  // a line longer than the buffer
+  if (trouble_ || (mustGrow && !Grow(kept))) {
+    atEnd_ = true;
+    return false;
+  }
+  if (!mustGrow) {
+    if (kept > 0) std::memmove(buffer_.get(), at_, kept);
+    bufferStart_ = Position();
+  }
+  const std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
+  at_ = buffer_.get();
+  end_ = at_ + kept + got;
+  std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
+  if (got > 0) return true;
+  atEnd_ = true;
+  if (std::ferror(file_)) trouble_ = Fail(-2121, "the file couldn't be read at position %ld", Position());
+  return false;
+}
+
+bool CaseLines::NeedLine() {
+  if (trouble_) return false;
+  for (std::size_t seen = 0;;) {
+    const char* from = at_ + seen;
+    const void* found = std::memchr(from, lineBreak_, static_cast<std::size_t>(end_ - from));
+    if (found) {
+      lineEnd_ = static_cast<const char*>(found);
+      return true;
+    }
+    seen = static_cast<std::size_t>(end_ - at_);
+    if (Refill()) continue;
+    lineEnd_ = end_;
+    return at_ < end_ && !trouble_;
+  }
+}
+
+void CaseLines::Consume() {
+  if (IsTerminated()) ++consumed_;
+  at_ = std::min(lineEnd_ + 1, end_);
+}
+
+void CaseLines::ConsumePart(const char* next) {
+  at_ = lineEnd_ = next;
+}
+
+long CaseLines::LineNumber() {
+  if (baseLine_ == 0) baseLine_ = CountLines(basePosition_) + 1;
+  return baseLine_ + consumed_;
+}
+
+long CaseLines::CountLines(long position) const {
+  std::FILE* file = std::fopen(filename_, "rb");
+  if (!file) return 0;
+  long numlines = 0;
+  char block[4096];
+  while (position > 0) {
+    const std::size_t want = static_cast<std::size_t>(std::min<long>(position, sizeof block));
+    const std::size_t got = std::fread(block, 1, want, file);
+    if (got == 0) break;
+    numlines += static_cast<long>(std::count(block, block + got, lineBreak_));
+    position -= static_cast<long>(got);
+  }
+  std::fclose(file);
+  return numlines;
+}
+
+// A position between lines, so that nothing is misread from the middle of one.
+bool CaseLines::Seek(long position, long first) {
+  if (position < first || position > fileSize_) return false;
+  if (position > first && position < fileSize_) {
+    if (std::fseek(file_, position - 1, SEEK_SET) != 0 || !IsLineEnd(std::fgetc(file_))) return false;
+  }
+  if (std::fseek(file_, position, SEEK_SET) != 0) return false;
+  bufferStart_ = basePosition_ = position;
+  baseLine_ = consumed_ = 0;
+  at_ = end_ = lineEnd_ = buffer_.get();
+  atEnd_ = false;
+  return true;
+}
+
+}  // namespace bravic

@@ -1,0 +1,413 @@
+#include "Bn/files/CaseReader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstring>
+
+#include "Basic/Text.h"
+#include "Bn/files/NetFormat.h"
+#include "Bn/model/Attributes.h"
+#include "Bn/model/Net.h"
+#include "Bn/model/Tables.h"
+
+namespace bravic {
+
+namespace {
+
+inline constexpr std::size_t PLACE_LEN = 300;
+inline constexpr int MAX_UNFIT = 100;  // entries reported one by one
+inline constexpr double LEVEL_TOLERANCE = 1e-5;
+
+// Of a text quoted in a message.
+int Shown(std::size_t length) {
+  return static_cast<int>(std::min<std::size_t>(length, 40));
+}
+
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
+}
+
+}  // namespace
+
+std::uint64_t StateNames::FirstBytes(const char* text, std::size_t length) {
+  unsigned char bytes[8];
+  std::memcpy(bytes, text, 8);
+  std::uint64_t key = 0;
+  for (int i = 7; i >= 0; --i) key = key << 8 | bytes[i];
+  return length >= 8 ? key : key & ((std::uint64_t{1} << (8 * length)) - 1);
+}
+
+bool StateNames::SameTail(const Entry& entry, const char* text) {
+  return std::memcmp(entry.name + 8, text + 8, entry.length - 8) == 0;
+}
+
+void StateNames::Fill(const bnode& node) {
+  if (!node.states) return;
+  std::size_t size = 4;
+  while (size < static_cast<std::size_t>(node.numstates) * 2) size *= 2;
+  mask_ = size - 1;
+  slots_.assign(size, Entry());
+  for (int state = 0; state < node.numstates; ++state) {
+    const char* name = node.states[state];
+    if (!name || !*name) continue;
+    Entry entry;
+    char padded[40] = {};
+    entry.length = std::min(std::strlen(name), sizeof padded - 1);
+    std::memcpy(padded, name, entry.length);
+    entry.key = FirstBytes(padded, entry.length);
+    entry.name = name;
+    entry.state = state;
+    std::size_t at = Slot(entry.key, entry.length);
+    while (slots_[at].state >= 0) at = (at + 1) & mask_;
+    slots_[at] = entry;
+  }
+}
+
+Failure CaseReader::Prefixed(Failure failure) const {
+  if (!failure) return failure;
+  auto* fail = failure->danger < ERROR_ERR ? FailWarning : Fail;
+  return fail(failure->number, "error reading file '%s':  %s", ShownPath(filename_).text, failure->mesg);
+}
+
+Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {
+  filename_ = filename;
+  if (Failure failure = lines_.Open(filename_)) return failure;
+  Failure failure = ReadIndicator();
+  if (!failure) failure = ReadColumnLine(net, wanted);
+  return Prefixed(lines_.HasTrouble() ? lines_.TakeTrouble() : std::move(failure));
+}
+
+// Digits are compared as text, so that a number of any length is the one told.
+static void JudgeVersion(std::string_view text) {
+  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
+  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
+  if (digits == CASE_VERSION) return;
+  const bool isOld = digits.empty();
+  if (isOld) digits = "0";
+  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
+                isOld ? "old" : "new", Shown(digits.size()), digits.data());
+}
+
+// At most three lines of at least three characters are looked at, as in every file of the library.
+Failure CaseReader::ReadIndicator() {
+  for (int examined = 0; examined < format::INDICATOR_LINES && lines_.NeedLine();) {
+    std::string_view line = lines_.Line();
+    std::string_view head = line.substr(0, format::INDICATOR_LINE_LEN);
+    std::size_t start = head.find(format::INDICATOR_START);
+    std::size_t stop = start == head.npos ? start : head.find(format::INDICATOR_END, start);
+    lines_.Consume();
+    if (stop == head.npos) {
+      if (line.size() >= static_cast<std::size_t>(format::INDICATOR_MIN_LINE)) ++examined;
+      continue;
+    }
+    std::string_view text = head.substr(start + std::strlen(format::INDICATOR_START));
+    text = text.substr(0, stop - start - std::strlen(format::INDICATOR_START));
+    std::size_t dash = text.find('-');
+    std::string_view type = text.substr(0, dash);
+    if (type != CASE_TYPE)
+      return Fail(-2081, "Not a %s file (it is a %.*s file)", CASE_TYPE, Shown(type.size()), type.data());
+    JudgeVersion(dash == text.npos ? std::string_view() : text.substr(dash + 1));
+    return nullptr;
+  }
+  return Fail(-2080, "File does not contain the %s file indicator", CASE_TYPE);
+}
+
+void CaseReader::NoteStranger(std::string_view name) {
+  ++numStrangers_;
+  const std::size_t used = std::strlen(strangers_), length = static_cast<std::size_t>(Shown(name.size()));
+  if (EndsWith(strangers_, "...")) return;
+  const bool fits = used + length + sizeof ", , ..." <= sizeof strangers_;
+  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "",
+             static_cast<int>(fits ? length : 3), fits ? name.data() : "...");
+}
+
+bool CaseReader::IsDoubled(const bnode& node) const {
+  return std::any_of(columns_.begin(), columns_.end(), [&](const CaseColumn& other) { return other.node == &node; });
+}
+
+void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
+  const ShownPath path(filename_);
+  CaseColumn column;
+  hasOtherSeparators_ = hasOtherSeparators_ || name.find_first_of(",;") != name.npos;
+  if (name == ID_COLUMN) {
+    if (hasId_) Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%s'", path.text)));
+    if (!hasId_) column.kind = CaseColumn::Id;
+    hasId_ = true;
+  } else if (name == FREQ_COLUMN) {
+    if (hasFreq_) Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%s'", path.text)));
+    if (!hasFreq_) column.kind = CaseColumn::Freq;
+    hasFreq_ = true;
+  } else if (net) {
+    char text[MAX_COLUMN_NAME + 1];
+    std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
+    std::memcpy(text, name.data(), length);
+    text[length] = '\0';
+    column.node = FindNode(net, text);
+    if (!column.node) {
+      NoteStranger(name);
+    } else if (IsDoubled(*column.node)) {
+      Post(Prefixed(
+          FailWarning(-2277, "more than 1 column for variable '%s' in case file '%s'", column.node->name, path.text)));
+      column.node = nullptr;
+    } else if (column.node->mark == mark) {
+      column.kind = CaseColumn::Node;
+      column.wanted = column.node->scratch;
+      column.names.Fill(*column.node);
+    }
+  }
+  columns_.push_back(std::move(column));
+}
+
+// Comments and empty lines may come before the columns, comments also between and after their names.
+Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
+  const char* blockEnd = nullptr;
+  long blockLine = 0;
+  while ((columns_.empty() || blockEnd) && lines_.NeedLine()) {
+    const char* const lineEnd = lines_.End();
+    const auto opensComment = [lineEnd](const char* p) {
+      return *p == '/' && p + 1 < lineEnd && (p[1] == '/' || p[1] == '*' || p[1] == '#');
+    };
+    const char* p = lines_.Start();
+    while (p < lineEnd) {
+      if (blockEnd) {
+        std::string_view rest(p, static_cast<std::size_t>(lineEnd - p));
+        const std::size_t close = rest.find(blockEnd);
+        if (close == rest.npos) {
+          p = lineEnd;
+          break;
+        }
+        p += close + 2;
+        blockEnd = nullptr;
+      } else if (IsBlank(*p)) {
+        if (*p == '\r' && !columns_.empty()) break;
+        ++p;
+      } else if (opensComment(p)) {
+        if (p[1] == '/') {
+          p = lineEnd;
+          break;
+        }
+        blockEnd = p[1] == '*' ? "*/" : "#/";
+        blockLine = lines_.LineNumber();
+        p += 2;
+      } else {
+        const char* start = p++;
+        while (p < lineEnd && !IsBlank(*p) && !opensComment(p)) ++p;
+        AddColumn({start, static_cast<std::size_t>(p - start)}, net, mark);
+      }
+    }
+    // A carriage return ends the line of the columns too.
+    if (p < lineEnd && p + 1 != lineEnd)
+      lines_.ConsumePart(p + 1);
+    else
+      lines_.Consume();
+  }
+  if (!blockEnd) return nullptr;
+  return Fail(-199, "unterminated comment, starting with '/%c', on line %ld", *blockEnd == '*' ? '*' : '#', blockLine);
+}
+
+// A table of which nothing fits is one of another net, or has its columns separated in another way.
+Failure CaseReader::JudgeColumns(net_bn net) const {
+  if (columns_.empty()) return Fail(-2117, "case file '%s' has no line of column names", ShownPath(filename_).text);
+  if (!net) return nullptr;
+  const bool anyFits =
+      std::any_of(columns_.begin(), columns_.end(), [](const CaseColumn& column) { return column.node != nullptr; });
+  if (!anyFits)
+    return Fail(-2471, "no column is a node of net '%s' (columns are separated by tabs; they are: %s)", net->name,
+                numStrangers_ > 0 ? strangers_ : "numbers and frequencies alone");
+  if (numStrangers_ > 0 && warnsOfColumns)
+    Post(Prefixed(FailWarning(-2472, "columns of no node of net '%s' are skipped (%d): %s", net->name, numStrangers_,
+                              strangers_)));
+  return nullptr;
+}
+
+Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
+  int mark = NewMark();
+  for (std::size_t i = 0; i < wanted.size(); ++i) {
+    wanted[i]->mark = mark;
+    wanted[i]->scratch = static_cast<int>(i);
+  }
+  if (Failure failure = ReadColumnNames(net, mark)) return failure;
+  if (lines_.HasTrouble()) return lines_.TakeTrouble();
+  firstRow_ = Position();
+  return JudgeColumns(net);
+}
+
+const char* CaseReader::Place(char* buffer, std::size_t size) {
+  char caseText[40] = "";
+  if (rowAtHand_ && rowAtHand_->hasId) std::snprintf(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
+  FormatText(buffer, size, "%son line %ld of file '%s'", caseText, lines_.LineNumber(), ShownPath(filename_).text);
+  return buffer;
+}
+
+// A file full of such entries does not fill the error list.
+void CaseReader::ReportUnfit(Failure failure) {
+  if (numUnfit_ > MAX_UNFIT) return;
+  if (numUnfit_++ < MAX_UNFIT) {
+    Post(Prefixed(std::move(failure)));
+    return;
+  }
+  Post(Prefixed(FailWarning(failure->number, "more entries of this kind are counted as missing without a message")));
+}
+
+namespace {
+
+bool IsMissingMark(const char* text, std::size_t length) {
+  return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
+}
+
+bool ParseReal(const char* text, std::size_t length, double* number) {
+  const char* end = text + length;
+  if (length > 1 && text[0] == '+' && text[1] != '-') ++text;
+  auto [stop, error] = std::from_chars(text, end, *number);
+  return error == std::errc() && stop == end && *number - *number == 0;
+}
+
+template <class T>
+bool ParseInteger(const char* text, const char* end, T* number) {
+  if (end - text > 1 && text[0] == '+' && text[1] != '-') ++text;
+  auto [stop, error] = std::from_chars(text, end, *number);
+  return error == std::errc() && stop == end;
+}
+
+}  // namespace
+
+Failure CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
+  const bnode& node = *column.node;
+  const statetype named = column.names.Find(text, length);
+  if (named >= 0) {
+    *state = named;
+    return nullptr;
+  }
+  const bool byNumber = text[0] == '#';
+  statetype number = -1;
+  if ((byNumber || !node.states) && ParseInteger(text + byNumber, text + length, &number) && number >= 0 &&
+      number < node.numstates) {
+    *state = number;
+    return nullptr;
+  }
+  unknown_ = &column;
+  if (statesSetting == DONT_ADD_NEW) {
+    if (numUnknown_++ == 0)
+      FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
+                 lines_.LineNumber());
+    return nullptr;
+  }
+  char place[PLACE_LEN];
+  ReportUnfit(
+      Fail(-2084, "Unknown value '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place)));
+  return nullptr;
+}
+
+Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
+  const bnode& node = *column.node;
+  char place[PLACE_LEN];
+  double number;
+  if (!ParseReal(text, length, &number))
+    return Fail(-2085, "Illegal number '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place));
+  const std::size_t wanted = static_cast<std::size_t>(column.wanted);
+  if (node.levels) {
+    row->states[wanted] = StateOfValue(node, number, LEVEL_TOLERANCE);
+    if (row->states[wanted] < 0) {
+      ReportUnfit(Fail(-2086, "Value %g for '%s' is out of bounds %s", number, node.name, Place(place, sizeof place)));
+      return nullptr;
+    }
+  }
+  if (node.discrete != DISCRETE) row->values[wanted] = number;
+  return nullptr;
+}
+
+Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
+  char place[PLACE_LEN];
+  switch (column.kind) {
+    case CaseColumn::Skipped:
+      return nullptr;
+    case CaseColumn::Id:
+      if (!ParseInteger(text, text + length, &row->id)) {
+        row->id = -1;
+        return Fail(-2185, "Illegal number '%.*s' for IDnum %s", Shown(length), text, Place(place, sizeof place));
+      }
+      row->hasId = row->id != -1;
+      return nullptr;
+    case CaseColumn::Freq:
+      if (ParseReal(text, length, &row->freq) && row->freq >= 0) return nullptr;
+      return Fail(-2083, "Illegal number '%.*s' for NumCases %s", Shown(length), text, Place(place, sizeof place));
+    case CaseColumn::Node:
+      break;
+  }
+  if (IsMissingMark(text, length)) return nullptr;
+  const bnode& node = *column.node;
+  const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
+                       (node.states && IsAsciiLetter(static_cast<unsigned char>(text[0])));
+  return isState ? ReadState(column, text, length, &row->states[column.wanted]) : ReadNumber(column, text, length, row);
+}
+
+// An entry ends at white space; a tab after it leads to the next entry, which may be empty.
+Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
+  char place[PLACE_LEN];
+  const char* p = lines_.Start();
+  int count = 0;
+  for (bool more = true; more;) {
+    while (p < lineEnd && *p == ' ') ++p;
+    const char* start = p;
+    while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
+    const std::size_t length = static_cast<std::size_t>(p - start);
+    if (count == columns_.size()) {
+      if (p == lineEnd && length == 0) break;  // a tab before the line end
+      return Fail(-2087, "Too many entries %s", Place(place, sizeof place));
+    }
+    if (Failure failure = ReadEntry(columns_[count++], start, length, row)) return failure;
+    while (p < lineEnd && *p == ' ') ++p;
+    more = p < lineEnd;
+    if (more && static_cast<unsigned char>(*p) <= ' ') ++p;
+  }
+  if (count < columns_.size()) return Fail(-2088, "Too few entries %s", Place(place, sizeof place));
+  return nullptr;
+}
+
+Failure CaseReader::ReadRow(CaseRow* row) {
+  const char* lineEnd = lines_.End();
+  while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
+  if (Failure failure = ReadEntries(lineEnd, row)) return failure;
+  if (lines_.IsTerminated()) return nullptr;
+  char place[PLACE_LEN];
+  if (unknown_ && unknown_ == &columns_.back())
+    return Fail(-2118, "the last entry is cut off, for '%s' has no such state and no new-line follows %s",
+                unknown_->node->name, Place(place, sizeof place));
+  Post(Prefixed(FailWarning(-2118, "the last entry may be cut off, because no new-line follows it %s",
+                            Place(place, sizeof place))));
+  return nullptr;
+}
+
+CaseReader::Result CaseReader::Next(CaseRow* row) {
+  std::fill(row->states.begin(), row->states.end(), UNDEF_STATE);
+  std::fill(row->values.begin(), row->values.end(), UNDEF_DBL);
+  row->hasId = false;
+  row->id = -1;
+  row->freq = -1;
+  rowAtHand_ = row;
+  unknown_ = nullptr;
+  const auto blankOrComment = [this] {
+    const char* p = lines_.Start();
+    const char* lineEnd = lines_.End();
+    while (p < lineEnd && (*p == ' ' || *p == '\r')) ++p;
+    return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/');
+  };
+  bool found;
+  while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
+  if (!found && !lines_.HasTrouble()) return Result::End;
+  rowStart_ = Position();
+  Failure failure = found ? ReadRow(row) : lines_.TakeTrouble();
+  lines_.Consume();
+  if (!failure) return Result::Row;
+  Post(Prefixed(std::move(failure)));
+  return Result::Bad;
+}
+
+Failure CaseReader::WarningOfUnknown() const {
+  if (numUnknown_ == 0) return nullptr;
+  return Prefixed(FailWarning(-2473, "entries that name no state count as missing (%ld); the first is %s", numUnknown_,
+                              firstUnknown_));
+}
+
+}  // namespace bravic

@@ -1,0 +1,167 @@
+#include "Bn/files/CaseWriter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "Basic/Text.h"
+#include "Bn/files/CaseReader.h"
+#include "Bn/files/NetFormat.h"
+#include "Win_Face/Platform.h"
+
+namespace bravic {
+
+std::string_view StateEntry(const bnode& node, statetype state, char* buffer) {
+  if (node.states && node.states[state] && *node.states[state]) return node.states[state];
+  char* at = buffer;
+  if (node.states || node.levels) *at++ = '#';
+  at = std::to_chars(at, buffer + 16, state).ptr;
+  return {buffer, static_cast<std::size_t>(at - buffer)};
+}
+
+void CaseWriter::SetColumns(std::span<const PlannedColumn> columns) {
+  columns_.clear();
+  entries_.clear();
+  texts_.clear();
+  char buffer[16];
+  for (const PlannedColumn& planned : columns) {
+    Column column;
+    column.kind = planned.kind;
+    column.firstEntry = entries_.size();
+    if (const node_bn node = planned.node) {
+      column.byValue = node->discrete != DISCRETE;
+      column.numstates = column.byValue ? 0 : node->numstates;
+      for (int state = 0; state < column.numstates; ++state) {
+        const std::string_view text = StateEntry(*node, state, buffer);
+        entries_.push_back({Count(texts_), Count(text) + 1});
+        texts_.insert(texts_.end(), text.begin(), text.end());
+        texts_.push_back('\t');
+      }
+    }
+    columns_.push_back(column);
+  }
+}
+
+void CaseWriter::PutHead(std::span<const PlannedColumn> columns) {
+  for (const char* piece :
+       {"// ", format::INDICATOR_START, CASE_TYPE, "-", CASE_VERSION, format::INDICATOR_END, "\n\n"})
+    PutHeader(piece);
+  bool first = true;
+  for (const PlannedColumn& column : columns) {
+    if (!first) PutHeader("\t");
+    first = false;
+    PutHeader(column.kind == PlannedColumn::Id     ? ID_COLUMN
+              : column.kind == PlannedColumn::Freq ? FREQ_COLUMN
+                                                   : column.node->name);
+  }
+  PutHeader("\n");
+}
+
+bool CaseWriter::Open(const char* filename, const CasePlan& plan) {
+  using Mode = OutputChannel::Mode;
+  if (!out_.OpenFile(filename, plan.append ? Mode::Append : Mode::Replace)) return false;
+  SetColumns(plan.columns);
+  terminator_ = plan.terminator;
+  headerLength_ = 0;
+  if (!plan.append) PutHead(plan.columns);
+  return !out_.HasFailed();
+}
+
+void CaseWriter::Row(const statetype* states, const double* values, long id, double freq) {
+  static_assert(OutputChannel::MAX_ROOM > 2 * NUMBER_TEXT_LEN);
+  const Entry* entries = entries_.data();
+  const char* texts = texts_.data();
+  char* at = out_.Room(OutputChannel::MAX_ROOM);
+  for (int i = 0; i < columns_.size(); ++i) {
+    const Column& column = columns_[i];
+    out_.Advance(at);
+    at = out_.Room(NUMBER_TEXT_LEN + 3);  // with a tab, or a line end in its place
+    if (static_cast<unsigned>(states[i]) < static_cast<unsigned>(column.numstates)) {
+      const Entry& entry = entries[column.firstEntry + static_cast<std::size_t>(states[i])];
+      std::memcpy(at, texts + entry.start, entry.length);
+      at += entry.length;
+      continue;
+    }
+    if (column.kind == PlannedColumn::Id)
+      at = PrintInteger(id, at);
+    else if (column.kind == PlannedColumn::Freq)
+      at = PrintGeneral(freq, 6, at);
+    else if (column.byValue && values[i] != UNDEF_DBL)
+      at = PrintGeneral(values[i], 6, at);
+    else
+      *at++ = '*';
+    *at++ = '\t';
+  }
+  if (!columns_.empty()) --at;  // the last tab
+  for (const char* c = terminator_; *c; ++c) *at++ = *c;
+  out_.Advance(at);
+}
+
+namespace {
+
+Failure PlanNewFile(std::span<const node_bn> nodes, bool withId, bool withFreq, CasePlan* plan) {
+  if (withId) plan->columns.push_back({PlannedColumn::Id, nullptr});
+  if (withFreq) plan->columns.push_back({PlannedColumn::Freq, nullptr});
+  for (node_bn node : nodes) {
+    for (const char* taken : {ID_COLUMN, FREQ_COLUMN})
+      if (EqualText(node->name, taken))
+        return Fail(-2474, "node '%s' can't be a column of a case file, where that name has a meaning of its own",
+                    node->name);
+    plan->columns.push_back({PlannedColumn::Node, node});
+  }
+  return nullptr;
+}
+
+bool IsEmptyFile(const char* filename) {
+  std::FILE* file = std::fopen(filename, "rb");
+  const bool isEmpty = file && std::fgetc(file) == EOF;
+  if (file) std::fclose(file);
+  return isEmpty;
+}
+
+Failure PlanAppend(const char* filename, std::span<const node_bn> nodes, CasePlan* plan) {
+  const ShownPath path(filename);
+  CaseReader reader;
+  if (Failure failure = reader.Open(filename, nodes.empty() ? nullptr : nodes[0]->innet, nodes)) {
+    if (failure->number != -2080 && failure->number != -2081) return failure;
+    return Fail(-2475, "no case is added to file '%s', because it holds something else than cases", path.text);
+  }
+  if (reader.EndsInLine())
+    return Fail(-2119,
+                "couldn't add a case to file '%s', because its last line is not ended by a new-line (it may have "
+                "been cut off)",
+                path.text);
+  if (reader.HasOtherSeparators())
+    return Fail(-2476, "couldn't add a case to file '%s', because its columns are not separated by tabs alone",
+                path.text);
+  plan->append = true;
+  plan->position = reader.FileSize();
+  plan->terminator = reader.Terminator();
+  for (const CaseColumn& column : reader.Columns()) {
+    const bool isNode = column.kind == CaseColumn::Node;
+    plan->columns.push_back({column.kind == CaseColumn::Id     ? PlannedColumn::Id
+                             : column.kind == CaseColumn::Freq ? PlannedColumn::Freq
+                                                               : PlannedColumn::Node,
+                             isNode ? column.node : nullptr});
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+bool CheckFinite(const char* argument, double value) {
+  if (std::fabs(value) < INF_DBL) return true;
+  ReportError(-2477, "argument '%s' is not a finite number (it is %g)", argument, value);
+  return false;
+}
+
+Failure PlanCases(const char* filename, std::span<const node_bn> nodes, bool append, bool withId, bool withFreq,
+                  CasePlan* plan) {
+  if (append && KindOfFile(filename) == FileKind::Regular && !IsEmptyFile(filename))
+    return PlanAppend(filename, nodes, plan);
+  return PlanNewFile(nodes, withId, withFreq, plan);
+}
+
+}  // namespace bravic

@@ -1,0 +1,360 @@
+// The block of a net: its statements, the blocks within it, and what is settled at its end, when every name is known.
+
+#include <algorithm>
+
+#include "Basic/Format.h"
+#include "Basic/Text.h"
+#include "Bn/files/NetReader.h"
+#include "Bn/model/Attributes.h"
+#include "Bn/model/NetCall.h"
+#include "Bn/model/Parents.h"
+#include "Bn/model/Undo.h"
+#include "Win_Face/Interaction.h"
+
+namespace bravic {
+namespace {
+
+// The word is known in this spelling, too.
+constexpr const char* ELIM_ORDER_WORD = "elimorder";
+
+// --- Statements of a net
+
+bool ReadBackComments(NetReader& reader, const Statement& at) {
+  const int numWords = reader.words.size();
+  NameRange range;
+  const bool good = ReadNames(reader, at, false, &range);
+  if (good) {
+    reader.text.assign(1, '(');
+    for (int i = numWords; i < reader.words.size(); i++) {
+      if (i > numWords) reader.text.insert(reader.text.end(), {',', ' '});
+      reader.text.insert(reader.text.end(), reader.words[i].begin(), reader.words[i].end());
+    }
+    reader.text.push_back(')');
+    std::replace(reader.text.begin(), reader.text.end(), '\0', '_');
+    reader.net->backcomments = DupText(std::string_view(reader.text.data(), reader.text.size()));
+  }
+  reader.words.resize(numWords);
+  return good;
+}
+
+bool ReadIgnoredNames(NetReader& reader, const Statement& at) {
+  const int numWords = reader.words.size();
+  NameRange range;
+  const bool good = ReadNames(reader, at, false, &range);
+  reader.words.resize(numWords);
+  return good;
+}
+
+bool ReadNetValue(NetReader& reader, int field, const Statement& at) {
+  bnet& net = *reader.net;
+  switch (field) {
+    case NET_PARAMS:
+    case NET_NODES:
+      return ReadIgnoredNames(reader, at);
+    case NET_NUMDIMENSIONS:
+      return ReadInt(reader, at, &net.numdimensions);
+    case NET_AUTOUPDATE:
+      return ReadBoolean(reader, at, &net.autoupdate);
+    case NET_ELIMORDER:
+      reader.elimOrderAt = static_cast<Place>(reader.in.Position());
+      return reader.hasElimOrder = ReadNames(reader, at, false, &reader.elimOrder);
+    case NET_TITLE:
+      return ReadQuoted(reader, at, &net.title);
+    case NET_COMMENT:
+      return ReadQuoted(reader, at, &net.comment);
+    case NET_AUTHOR:
+      return ReadQuoted(reader, at, &net.author);
+    case NET_WHOCHANGED:
+      return ReadQuoted(reader, at, &net.whochanged);
+    case NET_WHENCHANGED:
+      return ReadUnsigned(reader, at, &net.whenchanged);
+    case NET_LOCKED:
+      return ReadBoolean(reader, at, &net.locked);
+    case NET_BACKCOMMENTS:
+      return ReadBackComments(reader, at);
+    default:
+      ReadError(reader, -1131, "Cannot yet parse `%s` field of %s", at.field, at.keyword);
+      return false;
+  }
+}
+
+bool ReadNetStatement(NetReader& reader, int field) {
+  const Statement at = {NET_FIELD_NAMES[field], format::NET_WORD, reader.net->name};
+  if (reader.stated[field]) {
+    ReadError(reader, -1023, "more than one `%s` statement for %s '%s', line %ld", at.field, at.keyword, at.owner,
+              LineNow(reader));
+    return false;
+  }
+  reader.stated[field] = true;
+  if (reader.in.NextSignificant() != '=') {
+    reader.in.PushBack();
+    ReadError(reader, -1006, "missing '=' for `%s` statement in %s '%s', line %ld", at.field, at.keyword, at.owner,
+              LineNow(reader));
+    return false;
+  }
+  if (!ReadNetValue(reader, field, at)) return false;
+  if (!ReadSemicolon(reader)) {
+    ReadError(reader, -1009, "missing semicolon after `%s` statement of net '%s', line %ld", at.field, at.owner,
+              LineNow(reader));
+    EndStatement(reader);
+  }
+  return true;
+}
+
+int FindNetField(std::string_view word) {
+  if (word == ELIM_ORDER_WORD) return NET_ELIMORDER;
+  for (int i = 0; i < NUM_NET_FIELDS; i++) {
+    if (word == NET_FIELD_NAMES[i]) return i;
+  }
+  return -1;
+}
+
+void ReadDefine(NetReader& reader) {
+  const int c = reader.in.Peek();
+  if (IsPunctuation(c)) {
+    ReadError(reader, -1044, "unexpected punctuation '%c' in %s '%s', line %ld", c, format::NET_WORD, reader.net->name,
+              LineNow(reader));
+    return AbandonStatement(reader);
+  }
+  const Place start = static_cast<Place>(reader.in.Position());
+  const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  // The keyword may be left out, in which case this was the name.
+  if (word != format::NODE_WORD) reader.in.SetPosition(static_cast<long>(start));
+  ReadNodeBlock(reader, false, true);
+}
+
+void ReadBlockStatement(NetReader& reader) {
+  const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  if (word == format::NODE_WORD) return ReadNodeBlock(reader, false, false);
+  if (word == format::PARAM_WORD) return ReadNodeBlock(reader, true, false);
+  if (word == format::DEFINE_WORD) return ReadDefine(reader);
+  const int field = FindNetField(word);
+  if (field < 0) {
+    ReadWarning(reader, -1005, "unknown data field: '%.*s' in %s '%s', line %ld", QuoteLength(word), word.data(),
+                format::NET_WORD, reader.net->name, LineNow(reader));
+    AbandonStatement(reader);
+  } else if (!ReadNetStatement(reader, field)) {
+    AbandonStatement(reader);
+  }
+}
+
+// Up to the closing "}"; false at the end of the file.
+bool ReadNetBody(NetReader& reader) {
+  while (!IsHalted(reader)) {
+    const int c = reader.in.NextSignificant();
+    if (c == '}') return true;
+    if (c == END_OF_INPUT) return false;
+    if (IsPunctuation(c)) {
+      ReadError(reader, -1004, "unexpected punctuation '%c' in %s '%s', line %ld", c, format::NET_WORD,
+                reader.net->name, LineNow(reader));
+      continue;
+    }
+    reader.in.PushBack();
+    ReadBlockStatement(reader);
+  }
+  return true;
+}
+
+// --- The end of a net block: names of later nodes are known now
+
+Place& PlaceOf(NodeEntry& entry, NodeField field) {
+  return field == NODE_FUNCTABLE ? entry.functableAt : field == NODE_PROBS ? entry.probsAt : entry.numcasesAt;
+}
+
+void ReadWaitingTable(NetReader& reader, NodeEntry& entry, NodeField field, bool parentsFailed) {
+  const Place place = PlaceOf(entry, field);
+  if (!place || reader.stopped) return;
+  reader.in.SetPosition(static_cast<long>(place));
+  if (parentsFailed) {
+    ReadError(reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
+              NODE_FIELD_NAMES[field], NODE_FIELD_NAMES[NODE_PARENTS], format::NODE_WORD, entry.node->name,
+              LineNow(reader));
+    return;
+  }
+  if (!ReadTable(reader, entry.node, field)) return;
+  entry.node->fields[field] = FIELD_READ;
+  const int c = reader.in.Peek();
+  if (c == ';' || c == '}' || c == END_OF_INPUT) return;
+  ReadError(reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", NODE_FIELD_NAMES[field],
+            format::NODE_WORD, entry.node->name, LineNow(reader));
+}
+
+// Of a function and probabilities the later statement holds.
+void SettleRelation(NetReader& reader, NodeEntry& entry) {
+  bnode& node = *entry.node;
+  if (!node.probs || !(node.determin || node.determinv)) return;
+  const bool functionHolds = entry.functableWord > entry.probsWord;
+  if (functionHolds) {
+    Free(node.probs);
+    node.probs = nullptr;
+    node.fields[NODE_PROBS] = FIELD_ABSENT;
+    return ReportOverridden(reader, node, NODE_PROBS, NODE_FUNCTABLE, entry.functableWord);
+  }
+  Free(node.determin);
+  Free(node.determinv);
+  node.determin = nullptr;
+  node.determinv = nullptr;
+  node.fields[NODE_FUNCTABLE] = FIELD_ABSENT;
+  ReportOverridden(reader, node, NODE_FUNCTABLE, NODE_PROBS, entry.probsWord);
+}
+
+void FinishEntry(NetReader& reader, NodeEntry& entry) {
+  const bool parentsFailed = !LinkParents(reader, entry, true);
+  if (!parentsFailed) ReadInputs(reader, entry);
+  for (NodeField field : {NODE_FUNCTABLE, NODE_PROBS, NODE_NUMCASES}) {
+    ReadWaitingTable(reader, entry, field, parentsFailed);
+  }
+  SettleRelation(reader, entry);
+  InheritRelation(entry);
+}
+
+// Whether the names of a list all stand for nodes. Reported otherwise.
+bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement& at) {
+  for (int i = 0; i < range.count; i++) {
+    const std::string_view word = reader.words[range.first + i];
+    const node_bn found = FindEntry(reader, word);
+    if (found && !found->isdefine && TagOf(found) == BNODE_TAG) continue;
+    if (found && found->isdefine) {
+      ReadError(reader, -1077, "a DEFINED %s '%s' appears in the `%s` list of %s '%s', line %ld", format::NODE_WORD,
+                found->name, at.field, at.keyword, at.owner, reader.in.LineOf(place));
+      return false;
+    }
+    char context[160];
+    FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
+    reader.in.ReportAt(UNDEFINED_NODE, place, word);
+    return ReportFault(reader, context);
+  }
+  return true;
+}
+
+// An order holds every node once.
+bool CheckElimOrder(NetReader& reader, const nodelist_rec& order, const Statement& at) {
+  const int mark = NewMark();
+  for (node_bn node : Entries(order)) {
+    if (node->mark == mark) {
+      ReadError(reader, -1024, "illegal value '%s' for `%s` statement in %s '%s', line %ld", node->name, at.field,
+                at.keyword, at.owner, reader.in.LineOf(reader.elimOrderAt));
+      return false;
+    }
+    node->mark = mark;
+  }
+  const auto isMissing = [&](const bnode* node) { return node->mark != mark && node->kind != ASSUME_NODE; };
+  const auto nodes = Entries(reader.net->nodes);
+  const auto missing = std::count_if(nodes.begin(), nodes.end(), isMissing);
+  if (missing == 0) return true;
+  char context[160];
+  FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
+  reader.in.ReportAt(TOO_FEW_ITEMS, reader.elimOrderAt, {}, order.num, order.num + static_cast<long>(missing));
+  return ReportFault(reader, context);
+}
+
+void SetElimOrder(NetReader& reader) {
+  const Statement at = {NET_FIELD_NAMES[NET_ELIMORDER], format::NET_WORD, reader.net->name};
+  if (!reader.hasElimOrder || !CheckNames(reader, reader.elimOrder, reader.elimOrderAt, at)) return;
+  nodelist_rec order;
+  for (int i = 0; i < reader.elimOrder.count; i++) {
+    Append(order, FindEntry(reader, reader.words[reader.elimOrder.first + i]));
+  }
+  if (CheckElimOrder(reader, order, at)) SetNetElimOrder(reader.net, &order);
+  ClearList(order);
+}
+
+// A define-node keeps no links into the net, whose nodes may go; those who inherited took what hangs on them.
+void UnlinkDefine(bnode& define) {
+  if (!define.preds.num) return;
+  FreeNames(define.inputs, define.preds.num);
+  define.inputs = nullptr;
+  define.preds.num = 0;
+  define.preds.ar[0] = &define;
+  for (float** table : {&define.probs, &define.numcases, &define.determinv}) {
+    Free(*table);
+    *table = nullptr;
+  }
+  Free(define.determin);
+  define.determin = nullptr;
+  for (NodeField field : {NODE_PARENTS, NODE_INPUTS, NODE_FUNCTABLE, NODE_PROBS, NODE_NUMCASES}) {
+    define.fields[field] = FIELD_ABSENT;
+  }
+}
+
+// Gives the entries to the net. Findings count, children are linked and names found from then on.
+void FillNet(NetReader& reader) {
+  bnet& net = *reader.net;
+  Vector<node_bn> nodes, stubs;
+  for (NodeEntry& entry : reader.entries) {
+    if (entry.node->isdefine) {
+      UnlinkDefine(*entry.node);
+      entry.node->index = -1;
+      Append(net.defines, entry.node);
+      EnterInTable(net.defineNames, entry.node);
+    } else if (TagOf(entry.node) == STUB_TAG) {
+      stubs.push_back(entry.node);
+    } else {
+      nodes.push_back(entry.node);
+    }
+  }
+  AddNodesToNet(&net, nodes, stubs);
+  KeepPresentOrder(&net);
+}
+
+void FinishNet(NetReader& reader) {
+  for (NodeEntry& entry : reader.entries) FinishEntry(reader, entry);
+  for (NodeEntry& entry : reader.entries) {
+    CheckNames(reader, entry.children, entry.childrenAt,
+               {NODE_FIELD_NAMES[NODE_CHILDREN], format::NODE_WORD, entry.node->name});
+  }
+  FillNet(reader);
+  SetElimOrder(reader);
+  reader.entries.clear();
+  bnet& net = *reader.net;
+  FreeUndo(&net);
+  net.filename = DupText(reader.filename);
+  net.dirty = false;
+}
+
+}  // namespace
+
+void FreeBlock(NetReader& reader) {
+  for (NodeEntry& entry : reader.entries) FreeNodeRecord(entry.node);
+  reader.entries.clear();
+  FreeNet(reader.net);
+  reader.net = nullptr;
+  Free(reader.names.slots);
+  reader.names = {};
+}
+
+void ReadNetBlock(NetReader& reader) {
+  reader.foundNet = true;
+  char name[MAX_NAME_LEN + 1];
+  if (!ReadBlockName(reader, format::NET_WORD, "", name)) FormatText(name, sizeof name, "Net");
+  if (reader.in.NextSignificant() != '{') {
+    reader.in.PushBack();
+    ReadError(reader, -1003, "missing '{' for %s '%s' on line %ld", format::NET_WORD, name, LineNow(reader));
+    return AbandonStatement(reader);
+  }
+  reader.net = NewNetRecord(name, currentEnviron);
+  reader.words.clear();
+  std::fill(std::begin(reader.stated), std::end(reader.stated), false);
+  reader.hasElimOrder = false;
+  WaitScope wait("Reading net");
+  reader.wait = &wait;
+  const bool closed = ReadNetBody(reader);
+  if (!closed) ReadError(reader, -1010, "no terminating '}' for BNet '%s'", name);
+  ReportFault(reader, "");
+  if (!reader.stopped) {
+    const long resume = reader.in.Position();
+    FinishNet(reader);
+    reader.in.SetPosition(resume);
+  }
+  if (!reader.stopped) {
+    FreeNet(reader.answer);
+    reader.answer = reader.net;
+    reader.net = nullptr;
+  }
+  FreeBlock(reader);
+  if (closed && !reader.stopped && !ReadSemicolon(reader)) {
+    ReadError(reader, -1011, "missing semicolon at end of %s '%s', line %ld", format::NET_WORD, name, LineNow(reader));
+  }
+}
+
+}  // namespace bravic

@@ -1,0 +1,274 @@
+// The values of statements: names, numbers, quoted texts and lists.
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "Basic/Format.h"
+#include "Basic/Text.h"
+#include "Bn/files/NetReader.h"
+
+namespace bravic {
+namespace {
+
+constexpr std::size_t CONTEXT_LEN = 160;
+constexpr int FEW_NAMES = 16;  // up to here duplicates are looked for pair by pair
+
+// Reports what the channel found wrong with the value of a statement.
+bool ValueFault(NetReader& reader, const Statement& at, int number, std::string_view word = {}, long count = 0) {
+  reader.in.Report(number, word, count);
+  char context[CONTEXT_LEN];
+  FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
+  ReportFault(reader, context);
+  return false;
+}
+
+std::string_view NextWord(NetReader& reader) {
+  return reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+}
+
+bool IsWord(std::string_view word, const char* text) {
+  return word.size() == std::strlen(text) && CompareTextNoCase(word.data(), text, word.size()) == 0;
+}
+
+// Opens a list. The answer is false when the list cannot be read; *empty tells "()", which is read whole.
+bool OpenList(NetReader& reader, const Statement& at, bool* empty) {
+  const int c = reader.in.NextSignificant();
+  if (c != '(') {
+    reader.in.PushBack();
+    return ValueFault(reader, at, MISSING_OPEN);
+  }
+  *empty = reader.in.Peek() == ')';
+  if (*empty) reader.in.NextSignificant();
+  return true;
+}
+
+// What follows an item: *more tells a comma from the closing parenthesis.
+bool NextItem(NetReader& reader, const Statement& at, Place opened, bool* more) {
+  const int c = reader.in.NextSignificant();
+  *more = c == ',';
+  if (c == ',' || c == ')') return true;
+  reader.in.PushBack();
+  if (c == END_OF_INPUT || c == ';' || c == '}') {
+    reader.in.ReportAt(MISSING_CLOSE, opened);
+    return ValueFault(reader, at, MISSING_CLOSE);
+  }
+  const char mark = static_cast<char>(c);
+  if (IsPunctuation(c)) return ValueFault(reader, at, ILLEGAL_PUNCTUATION, {&mark, 1});
+  return ValueFault(reader, at, MISSING_COMMA);
+}
+
+void AppendLine(Vector<char>& text, int c) {
+  if (c != 0) text.push_back(static_cast<char>(c));
+}
+
+// An escape of a quoted text, behind its backslash.
+void ReadEscape(InputChannel& in, Vector<char>& text) {
+  int c = in.Next();
+  switch (c) {
+    case 'n':
+      return AppendLine(text, '\n');
+    case 'r':
+      return AppendLine(text, '\r');
+    case 't':
+      return AppendLine(text, '\t');
+    case '\r':
+    case '\n':
+      if (c == '\r' && in.Next() != '\n') in.PushBack();
+      do {
+        c = in.Next();
+      } while (c == ' ' || c == '\t');
+      return in.PushBack();
+    case END_OF_INPUT:
+      return;
+    default:
+      return AppendLine(text, c);
+  }
+}
+
+bool HasDuplicate(char** names, int count, const char** duplicate) {
+  if (count <= FEW_NAMES) {
+    for (int i = 0; i < count; i++) {
+      for (int j = 0; names[i] && j < i; j++) {
+        if (names[j] && std::strcmp(names[i], names[j]) == 0) return *duplicate = names[i], true;
+      }
+    }
+    return false;
+  }
+  Vector<const char*> sorted;
+  sorted.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; i++) {
+    if (names[i]) sorted.push_back(names[i]);
+  }
+  std::sort(sorted.begin(), sorted.end(), [](const char* a, const char* b) { return std::strcmp(a, b) < 0; });
+  const auto twin = std::adjacent_find(sorted.begin(), sorted.end(), EqualText);
+  if (twin == sorted.end()) return false;
+  *duplicate = *twin;
+  return true;
+}
+
+bool IllegalName(NetReader& reader, const Statement& at, std::string_view name) {
+  ReadError(reader, -1024, "illegal value '%.*s' for `%s` statement in %s '%s', line %ld",
+            static_cast<int>(std::min<std::size_t>(name.size(), MAX_ERROR_WORD)), name.data(), at.field, at.keyword,
+            at.owner, LineNow(reader));
+  return false;
+}
+
+}  // namespace
+
+void LegalName(std::string_view word, char* name) {
+  const std::size_t length = std::min(word.size(), static_cast<std::size_t>(MAX_NAME_LEN));
+  std::replace_copy(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(length), name, '\0', '_');
+  name[length] = 0;
+  CheckNameText(name, NAME_ALL_CHECKS, nullptr, true);
+}
+
+bool ReadBlockName(NetReader& reader, const char* keyword, const char* owner, char* name, std::string_view* written) {
+  const std::string_view word = NextWord(reader);
+  if (written) *written = word;
+  LegalName(word, name);
+  const int quoted = static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD));
+  if (word != name) {
+    ReadError(reader, -1024, "illegal `name` '%.*s' in %s '%s', line %ld", quoted, word.data(), keyword, owner,
+              LineNow(reader));
+  } else if (word.empty()) {
+    ReadError(reader, -1024, "illegal `name` '' in %s '%s', line %ld", keyword, owner, LineNow(reader));
+  }
+  return !word.empty();
+}
+
+bool ReadBoolean(NetReader& reader, const Statement& at, int* value) {
+  const std::string_view word = NextWord(reader);
+  if (!IsWord(word, format::TRUE_WORD) && !IsWord(word, format::FALSE_WORD)) {
+    return ValueFault(reader, at, ILLEGAL_BOOLEAN, word);
+  }
+  *value = IsWord(word, format::TRUE_WORD);
+  return true;
+}
+
+bool ReadInt(NetReader& reader, const Statement& at, int* value) {
+  const std::string_view word = reader.in.ReadNumberText(format::PUNCTUATION);
+  bool good;
+  const int number = reader.in.ReadInteger(word, &good);
+  if (!good || word.empty()) return ValueFault(reader, at, ILLEGAL_NUMBER, word);
+  *value = number;
+  return true;
+}
+
+bool ReadUnsigned(NetReader& reader, const Statement& at, unsigned* value) {
+  const std::string_view word = reader.in.ReadNumberText(format::PUNCTUATION);
+  long long number;
+  if (word.empty() || !ParseInteger(word, reader.in.base, &number) || number < 0 || number > UINT_MAX) {
+    return ValueFault(reader, at, ILLEGAL_NUMBER, word);
+  }
+  *value = static_cast<unsigned>(number);
+  return true;
+}
+
+// Reports a text that is no number under the number that belongs to its statement.
+static bool BadNumber(NetReader& reader, const Statement& at, std::string_view word, int badNumber, long nth) {
+  const int quoted = static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD));
+  if (!word.empty() && word[0] == '@') {
+    ReadError(reader, -1090, "unknown escape name '%.*s'", quoted - 1, word.data() + 1);
+    return false;
+  }
+  if (badNumber == -777) {
+    ReadError(reader, -777, "illegal number '%.*s' in `%s` statement of %s '%s', line %ld", quoted, word.data(),
+              at.field, at.keyword, at.owner, LineNow(reader));
+    return false;
+  }
+  return ValueFault(reader, at, badNumber, word, nth);
+}
+
+bool ReadNumber(NetReader& reader, const Statement& at, double* value) {
+  const std::string_view word = reader.in.ReadNumberText(format::PUNCTUATION);
+  return (ParseReal(word, value) && *value != ANY_DBL && *value != IMPOS_DBL) ||
+         BadNumber(reader, at, word, ILLEGAL_NUMBER, 0);
+}
+
+bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber) {
+  reader.numbers.clear();
+  const Place opened = static_cast<Place>(reader.in.Position());
+  bool empty, more = true;
+  if (!OpenList(reader, at, &empty)) return false;
+  while (!empty && more) {
+    const std::string_view word = reader.in.ReadNumberText(format::PUNCTUATION);
+    const bool ended = word.empty() && !(reader.in.Peek() == ',' || reader.in.Peek() == ')');
+    if (word.empty() && !ended) return ValueFault(reader, at, EMPTY_ITEM);
+    double value;
+    const long nth = static_cast<long>(reader.numbers.size()) + 1;
+    if (!ended && (!ParseReal(word, &value) || value == ANY_DBL)) return BadNumber(reader, at, word, badNumber, nth);
+    if (!ended) reader.numbers.push_back(value);
+    if (!NextItem(reader, at, opened, &more)) return false;
+  }
+  return true;
+}
+
+bool ReadQuoted(NetReader& reader, const Statement& at, char** text) {
+  InputChannel& in = reader.in;
+  *text = nullptr;
+  if (in.NextSignificant() != '"') {
+    in.PushBack();
+    return ValueFault(reader, at, MISSING_STRUCTURE, "\"");
+  }
+  const Place opened = static_cast<Place>(in.Position());
+  reader.text.clear();
+  for (int c = in.Next(); c != '"'; c = in.Next()) {
+    if (c == END_OF_INPUT) {
+      in.ReportAt(UNTERMINATED_QUOTE, opened);
+      return ValueFault(reader, at, UNTERMINATED_QUOTE);
+    }
+    if (c == '\\') {
+      ReadEscape(in, reader.text);
+    } else {
+      AppendLine(reader.text, c);
+    }
+  }
+  if (!reader.text.empty()) *text = DupText(std::string_view(reader.text.data(), reader.text.size()));
+  return true;
+}
+
+bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRange* names) {
+  const Place opened = static_cast<Place>(reader.in.Position());
+  *names = {reader.words.size(), 0};
+  bool empty, more = true;
+  if (!OpenList(reader, at, &empty)) return false;
+  while (!empty && more) {
+    const std::string_view word = NextWord(reader);
+    const int next = word.empty() ? reader.in.Peek() : 0;
+    if (!allowEmpty && (next == ',' || next == ')')) return ValueFault(reader, at, EMPTY_ITEM);
+    if (!NextItem(reader, at, opened, &more)) return false;
+    reader.words.push_back(word);
+    names->count++;
+  }
+  return true;
+}
+
+bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names) {
+  const std::size_t count = static_cast<std::size_t>(range.count);
+  *names = static_cast<char**>(AllocateCleared(count, sizeof(char*)));
+  bool good = true;
+  for (std::size_t i = 0; i < count && good; i++) {
+    const std::string_view word = reader.words[static_cast<std::size_t>(range.first) + i];
+    char name[MAX_NAME_LEN + 1];
+    LegalName(word, name);
+    if (word.substr(0, MAX_NAME_LEN) != name) {
+      good = IllegalName(reader, at, word);
+    } else if (!word.empty()) {
+      (*names)[i] = DupText(name);
+    }
+  }
+  const char* duplicate;
+  if (good && HasDuplicate(*names, range.count, &duplicate)) good = IllegalName(reader, at, duplicate);
+  if (good) return true;
+  FreeNames(*names, range.count);
+  *names = nullptr;
+  return false;
+}
+
+void FreeNames(char** names, int count) {
+  for (int i = 0; names && i < count; i++) Free(names[i]);
+  Free(names);
+}
+
+}  // namespace bravic
