@@ -92,7 +92,7 @@ void EnterSomething(node_bn node, Random& random) {
   const int what = random.Below(6);
   if (what == 0) EnterFinding_bn(node, random.Below(node->numstates));
   if (what == 1) EnterNodeLikelihood_bn(node, RandomRow(random, node->numstates, 0.2).data());
-  if (what == 2 && node->levels) EnterNodeValue_bn(node, node->levels[0] + 0.125);
+  if (what == 2 && node->levels) EnterNodeValue_bn(node, node->levels[0] + (node->discrete == DISCRETE ? 1e-6 : 0.125));
 }
 
 void AddRealNode(const Net& net, Random& random, int number) {

@@ -24,8 +24,7 @@ void SetState(const bnode& node, statetype state, FindingRead* finding) {
 bool SetValue(const bnode& node, double value, FindingRead* finding) {
   const statetype state = StateOfValue(node, value, VALUE_TOLERANCE);
   if (node.discrete == DISCRETE && state == UNDEF_STATE) return false;
-  if (node.discrete == DISCRETE) return SetState(node, state, finding), true;
-  if (!IsWithinBounds(node, value)) return false;
+  if (node.discrete != DISCRETE && !IsWithinBounds(node, value)) return false;
   finding->evidence = state;
   finding->value = value;
   return true;
@@ -96,7 +95,7 @@ bool Unite(const bnode& node, NodeField field, FindingRead* held, NodeField othe
   const FindingRead &state = field == NODE_EVIDENCE ? *held : read, &value = field == NODE_EVIDENCE ? read : *held;
   if (!StateHolds(node, state.evidence, value.value)) return false;
   held->evidence = state.evidence;
-  held->value = node.discrete == DISCRETE ? state.value : value.value;
+  held->value = value.value;
   return true;
 }
 
@@ -110,7 +109,11 @@ void Install(bnode& node, FindingRead& finding) {
 bool TakeFinding(const bnode& node, const bnode& define, FindingRead* finding) {
   if (define.value != UNDEF_DBL && define.discrete != DISCRETE) return SetValue(node, define.value, finding);
   if (node.numstates != define.numstates || !IsDiscretized(node)) return false;
-  if (define.evidence != UNDEF_STATE) return SetState(node, define.evidence, finding), true;
+  if (define.evidence != UNDEF_STATE) {
+    SetState(node, define.evidence, finding);
+    if (StateHolds(node, define.evidence, define.value)) finding->value = define.value;
+    return true;
+  }
   if (!define.likelihood) return false;
   const std::size_t size = BlockSize(define.likelihood) / sizeof(float);  // with what stands behind the floats
   finding->likelihood = MakeBlock<float>(size);
