@@ -107,7 +107,7 @@ bool NetCall::Check(node_bn node) {
   return false;
 }
 
-bool NetCall::Check(nodelist_bn list, unsigned allow) {
+bool NetCall::CheckList(nodelist_bn list, unsigned allow) {
   if (IsRefused()) return false;
   const ListPlace place = PlaceOf(list);
   if (place.owner == ListPlace::NET) CloseUp(place.net);

@@ -7,7 +7,7 @@
 #include <optional>
 #include <utility>
 
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
@@ -197,7 +197,7 @@ static int FinishUpdate(net_bn net, engine::Status status) {
 
 int UpdateBeliefs(net_bn net, bool printing) {
   if (net->beliefsCurrent) return BELIEFS_UPDATED;
-  printing = printing && UserOutput();
+  printing = printing && MayInteract();
   if (!PrepareUpdate(net, printing)) return BELIEFS_FAILED;
   CompiledNet& compiled = *net->compiled;
   int result =

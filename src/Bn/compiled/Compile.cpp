@@ -3,36 +3,20 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "Basic/Environ.h"
 #include "Basic/Text.h"
-#include "Bn/compiled/Beliefs.h"
 #include "Bn/compiled/CompileGraph.h"
-#include "Bn/compiled/Likelihood.h"
-#include "Bn/compiled/TreeReport.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
+namespace {
 
-static std::size_t Position(int i) {
-  return static_cast<std::size_t>(i);
-}
-
-int CompiledIndex(const bnode& node) {
-  const CompiledNet* compiled = node.innet ? node.innet->compiled : nullptr;
-  if (!compiled || node.compiledIndex < 0 || node.compiledIndex >= compiled->nodes.size()) return -1;
-  return compiled->nodes[Position(node.compiledIndex)] == &node ? node.compiledIndex : -1;
-}
-
-bool UserOutput() {
-  return currentEnviron && currentEnviron->hasUserInteraction == 1;
-}
-
-static constexpr int NODES_WORTH_SEARCHING = 4;
+constexpr int NODES_WORTH_SEARCHING = 4;
 
 // The order to triangulate along: the stored one, or the one searched now, which is stored.
-static Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine::Graph& moral) {
+Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine::Graph& moral) {
   if (net->elimorder.num >= 0) return StoredOrder(net, graph);
   engine::Order order;
   if (graph.nodes.size() < NODES_WORTH_SEARCHING) {
@@ -47,13 +31,13 @@ static Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const
 }
 
 // Between two steps: whether there is memory left and nobody wants to stop.
-static Failure CheckGoingOn(WaitScope& wait, double fraction) {
+Failure CheckGoingOn(WaitScope& wait, double fraction) {
   if (!HasReserve()) return Fail(-2073, "compiling aborted due to insufficient memory");
   if (wait.Progress(fraction)) return Fail(-2074, "compiling aborted");
   return nullptr;
 }
 
-static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
+Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   CompileGraph graph = MakeGraph(std::move(nodes));
   engine::Graph moral = engine::MoralGraph(graph.parents, graph.children);
   if (Failure failure = CheckGoingOn(wait, 0.1)) return failure;
@@ -85,18 +69,18 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   return nullptr;
 }
 
-static constexpr std::size_t MAX_MEMBERS_TEXT = 100;
+constexpr std::size_t MAX_MEMBERS_TEXT = 100;
 
-static Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique) {
+Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique) {
   char members[MAX_MEMBERS_TEXT + 1] = "";
   double nbytes = 0;
   if (clique >= 0) {
-    const engine::Clique& failed = tree.cliques[Position(clique)];
+    const engine::Clique& failed = tree.cliques[clique];
     nbytes = failed.size * sizeof(float);
     std::size_t length = 0;
     for (int k = 0; k < failed.members.size(); ++k) {
       if (k > 0 && length < MAX_MEMBERS_TEXT) members[length++] = ',';
-      std::string_view name = OrEmpty(compiled.nodes[Position(failed.members[k])]->name);
+      std::string_view name = OrEmpty(compiled.nodes[failed.members[k]]->name);
       length += name.copy(members + length, MAX_MEMBERS_TEXT - length);
     }
     members[length] = '\0';
@@ -109,7 +93,7 @@ static Failure FailPotential(const CompiledNet& compiled, const engine::Junction
 }
 
 // Every table in the form in which potentials take it.
-static Failure PrepareTables(const CompiledNet& compiled) {
+Failure PrepareTables(const CompiledNet& compiled) {
   for (node_bn node : compiled.nodes) {
     if (node->kind == UTILITY_NODE) continue;
     if (!IsProbsComplete(node)) {
@@ -126,7 +110,7 @@ static Failure PrepareTables(const CompiledNet& compiled) {
 }
 
 // Fills the potentials anew, or only those whose tables changed since they were filled.
-static Failure FillPotentials(CompiledNet& compiled) {
+Failure FillPotentials(CompiledNet& compiled) {
   const engine::JunctionTree& tree = compiled.computingTree;
   if (!compiled.filled) {
     // What is refused does not depend on the tree that happens to be found.
@@ -142,7 +126,7 @@ static Failure FillPotentials(CompiledNet& compiled) {
     }
     if (Failure failure = PrepareTables(compiled)) return failure;
     compiled.inference->SetTables([&compiled](int i) -> const float* {
-      const bnode& node = *compiled.nodes[Position(i)];
+      const bnode& node = *compiled.nodes[i];
       return node.kind == UTILITY_NODE ? nullptr : node.probs;
     });
     compiled.staleFindings.Reset(compiled.nodes.size());
@@ -159,7 +143,7 @@ static Failure FillPotentials(CompiledNet& compiled) {
   return nullptr;
 }
 
-static Failure MakePotentials(net_bn net) {
+Failure MakePotentials(net_bn net) {
   CompiledNet& compiled = *net->compiled;
   bool anew = !compiled.filled;
   if (Failure failure = FillPotentials(compiled)) {
@@ -178,91 +162,20 @@ static Failure MakePotentials(net_bn net) {
   return nullptr;
 }
 
-Failure CompileNet(net_bn net, bool discardTree, bool makePotentials) {
-  if (discardTree) UncompileNet(net);
+}  // namespace
+
+Failure CompileNet(net_bn net) {
   if (net->potentialsMade) return nullptr;
   WaitScope wait("Compiling net");
   Vector<node_bn> nodes = CompileNodes(net);
-  constexpr int STRUCTURE_ONLY = 2, TABLES_TOO = 0;
-  if (!net->compiled || makePotentials) {
-    int mode = makePotentials ? TABLES_TOO : STRUCTURE_ONLY;
-    if (Failure failure = CheckReadiness(nodes, true, Purpose::Compile, mode, net)) return failure;
-  }
+  if (Failure failure = CheckReadiness(nodes, Purpose::Compile, Extent::Tables, net)) return failure;
   if (!net->compiled) {
     if (Failure failure = MakeTree(net, std::move(nodes), wait)) return failure;
   }
-  if (!makePotentials) return nullptr;
   if (Failure failure = MakePotentials(net)) return failure;
   HandOverFindings(net);
   net->findingsApplied = true;
   return nullptr;
-}
-
-void UncompileNet(net_bn net) {
-  if (net->compiled) {
-    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
-    DeleteObject(net->compiled);
-    net->compiled = nullptr;
-  }
-  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
-}
-
-void DropPotentials(net_bn net) {
-  if (net->compiled) {
-    net->compiled->inference.reset();
-    net->compiled->filled = false;
-  }
-  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
-}
-
-// The hook for a change of one table: the rest of the potentials keeps.
-static void TableChangedAlone(node_bn node) {
-  net_bn net = node->innet;
-  if (!net || !net->compiled) return;
-  if (net->compiled->filled) {
-    int i = CompiledIndex(*node);
-    if (i >= 0) net->compiled->staleTables.Add(i);
-  }
-  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
-}
-
-void NoteFindingChanged(node_bn node, bool strengthened) {
-  net_bn net = node->innet;
-  net->dirty = true;
-  net->beliefsCurrent = false;
-  if (!strengthened) net->findingsApplied = false;
-  node->beliefStamp = 0;
-  int i = CompiledIndex(*node);
-  if (i < 0 || !net->compiled->filled) return;
-  net->compiled->staleFindings.Add(i);
-  net->compiled->allKnown = false;
-}
-
-// The hook for a finding that came back by undo or redo.
-static void FindingRestored(node_bn node) {
-  if (!node->innet) return;
-  NoteFindingChanged(node, false);
-  AutoUpdate(node->innet);
-}
-
-void HandOverFindings(net_bn net) {
-  CompiledNet& compiled = *net->compiled;
-  for (int i : compiled.staleFindings.members) {
-    const bnode& node = *compiled.nodes[Position(i)];
-    bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
-    if (counts && node.evidence != UNDEF_STATE) {
-      compiled.inference->SetState(i, node.evidence);
-    } else if (counts && node.likelihood) {
-      compiled.inference->SetLikelihood(i, LikelihoodWeights(node));
-    } else {
-      compiled.inference->ClearFinding(i);
-    }
-  }
-  compiled.staleFindings.Clear();
-}
-
-void StartCompile() {
-  inferenceHooks = {UncompileNet, DropPotentials, TableChangedAlone, FindingRestored};
 }
 
 }  // namespace bravic

@@ -6,7 +6,7 @@
 #include <limits>
 
 #include "Bn/compiled/Beliefs.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Tables.h"
@@ -65,20 +65,24 @@ static bool TakesPart(const bnode& node) {
   return node.kind != ASSUME_NODE && node.kind != UTILITY_NODE;
 }
 
+static FindingChange ChangeThat(bool onlyAdds) {
+  return onlyAdds ? FindingChange::Strengthening : FindingChange::Other;
+}
+
 static void PutFinding(UndoRecord* undo, node_bn node, statetype state, double value, float* likelihood,
-                       bool strengthened) {
+                       FindingChange change) {
   ReplaceFinding(undo, node, state, value, likelihood);
   if (state != UNDEF_STATE) SetUnitBelief(node, state);
-  NoteFindingChanged(node, strengthened || !TakesPart(*node));
+  NoteFindingChanged(node, TakesPart(*node) ? change : FindingChange::Strengthening);
 }
 
 void StoreFinding(node_bn node, statetype state, double value, float* likelihood) {
-  bool strengthened = (state != UNDEF_STATE && KnowsNothing(*node)) || (likelihood && !HasFinding(*node));
-  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, strengthened);
+  const bool adds = (state != UNDEF_STATE && KnowsNothing(*node)) || (likelihood && !HasFinding(*node));
+  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, ChangeThat(adds));
 }
 
-static void ChangeFinding(node_bn node, statetype state, double value, float* likelihood, bool strengthened) {
-  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, strengthened);
+static void ChangeFinding(node_bn node, statetype state, double value, float* likelihood, FindingChange change) {
+  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, change);
   AutoUpdate(node->innet);
 }
 
@@ -149,7 +153,7 @@ int EnterState(node_bn node, statetype state, bool accumulate) {
   }
   bool hasLevel = state != UNDEF_STATE && node->discrete == DISCRETE && node->levels;
   ChangeFinding(node, state, hasLevel ? node->levels[state] : UNDEF_DBL, nullptr,
-                state != UNDEF_STATE && KnowsNothing(*node));
+                ChangeThat(state != UNDEF_STATE && KnowsNothing(*node)));
   return 0;
 }
 
@@ -222,7 +226,7 @@ int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
     auto state = std::find_if(combined.begin(), combined.end(), isNonZero) - combined.begin();
     return EnterState(node, static_cast<statetype>(state), accumulate);
   }
-  ChangeFinding(node, UNDEF_STATE, UNDEF_DBL, stored.release(), accumulate || !HasFinding(*node));
+  ChangeFinding(node, UNDEF_STATE, UNDEF_DBL, stored.release(), ChangeThat(accumulate || !HasFinding(*node)));
   return 0;
 }
 
@@ -277,7 +281,7 @@ int EnterValue(node_bn node, double value, bool accumulate) {
       return -1;
     }
   }
-  ChangeFinding(node, state, value, nullptr, state != UNDEF_STATE && KnowsNothing(*node));
+  ChangeFinding(node, state, value, nullptr, ChangeThat(state != UNDEF_STATE && KnowsNothing(*node)));
   return 0;
 }
 

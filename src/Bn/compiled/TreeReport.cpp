@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "Basic/Text.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 
 namespace bravic {
 

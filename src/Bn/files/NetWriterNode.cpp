@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/files/NetWriter.h"
 #include "Bn/model/Tables.h"

@@ -266,7 +266,7 @@ int BRAVIC_CALL SetNetAutoUpdate_bn(net_bn net, int autoupdate) {
 
 int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order) {
   NetCall call("SetNetElimOrder_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net) || !call.Check(order, NetCall::ALLOW_NONE) ||
+  if (!call.HasReserve(-5135) || !call.Check(net) || !call.CheckList(order, NetCall::ALLOW_NONE) ||
       !CheckElimOrder(net, order)) {
     return -1;
   }

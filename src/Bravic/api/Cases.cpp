@@ -34,7 +34,7 @@ bool CheckDegree(int number, double degree) {
 
 long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq) {
   NetCall call("WriteCase_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(file)) return -1;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.Check(file)) return -1;
   if (NetCall::Basic() && idnum < -1) {
     ReportError(-5522, "argument 'ID_num' is less than -1 (it is %ld)", idnum);
     return -1;
@@ -50,20 +50,20 @@ long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, d
 void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes, long* idnum, double* freq) {
   NetCall call("ReadCase_bn");
   if (!call.HasReserve(-5135) || !call.Check(file)) return;
-  if (nodes && !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (nodes && !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   ReadCase(caseposn, file, EntriesOf(nodes), idnum, freq);
 }
 
 void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {
   NetCall call("CaseRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!call.HasReserve(-5135) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   if (!CheckUpdating(-5540, updating) || !CheckDegree(-5545, degree)) return;
   LearnFindings(EntriesOf(nodes), degree);
 }
 
 void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree) {
   NetCall call("CaseFileRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(file) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!call.HasReserve(-5135) || !call.Check(file) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   if (!CheckUpdating(-5539, updating) || !CheckDegree(-5544, degree)) return;
   LearnFile(file, EntriesOf(nodes), degree);
 }
@@ -88,7 +88,7 @@ void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
 
 long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
   NetCall call("RandomCase_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
   if (NetCall::Basic() && method != 0) {
     ReportError(-5541, "argument 'method' is not 0 (it is %d)", method);
     return SAMPLE_ERROR;
@@ -99,7 +99,7 @@ long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
 int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid, double freq,
                                  int append) {
   NetCall call("GenerateCases_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
   if (NetCall::Basic() && numcases < 0) {
     ReportError(-5546, "argument 'numcases' is less than 0 (it is %ld)", numcases);
     return SAMPLE_ERROR;

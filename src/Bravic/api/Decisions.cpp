@@ -20,7 +20,7 @@ int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
 
 int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes) {
   NetCall call("OptimizeDecisions_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, NetCall::ALLOW_DUPLICATES)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckList(nodes, NetCall::ALLOW_DUPLICATES)) return -1;
   if (nodes->num <= 0) return 0;
   Failure failure = OptimizeDecisions(nodes->ar[0]->innet);
   if (!failure) return 0;
@@ -34,7 +34,7 @@ void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   NetCall call("AbsorbNodes_bn");
   if (call.IsRefused()) return;  // the list may be what the calling operation works on
   const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
-  if (call.HasReserve(-5135) && call.Check(nodes, NetCall::ALLOW_NONE)) {
+  if (call.HasReserve(-5135) && call.CheckList(nodes, NetCall::ALLOW_NONE)) {
     if (!callers)
       ReportError(-5562, "the passed node list should not be freed (or is already freed)");
     else if (nodes->num > 0) {

@@ -3,6 +3,7 @@
 
 #include "Bn/compiled/Beliefs.h"
 #include "Bn/compiled/Compile.h"
+#include "Bn/compiled/ElimOrder.h"
 #include "Bn/compiled/TreeReport.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
@@ -24,7 +25,7 @@ bool CheckDiscretized(node_bn node, int number) {
 void BRAVIC_CALL CompileNet_bn(net_bn net) {
   NetCall call("CompileNet_bn");
   if (!call.HasReserve(-5135) || !call.Check(net)) return;
-  if (Failure failure = CompileNet(net, false, true)) {
+  if (Failure failure = CompileNet(net)) {
     Post(std::move(failure));
     return;
   }

@@ -50,7 +50,8 @@ void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newpa
 
 nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination) {
   NetCall call("DuplicateNodes_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(destination)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.Check(destination))
+    return nullptr;
   nodelist_bn copies = nullptr;
   if (Failure failure = DuplicateNodes(*nodes, destination, &copies)) Post(std::move(failure));
   return copies;
