@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "Basic/Environ.h"
 #include "Basic/Format.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetReader.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"

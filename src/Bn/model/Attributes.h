@@ -29,6 +29,7 @@ int SetLevels(node_bn node, const double* levels);
 // what was indexed by the old states goes (probabilities, function states and experience of the node, all tables of
 // its children, state and likelihood findings, names unless given anew); function values of the node stay.
 int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const char* const* names);
+int SetNodeLevels(node_bn node, int numstates, const double* levels);  // whichever of the two is called for
 int SetLinkName(node_bn node, int index, const char* name);
 int SetLinkNames(node_bn node, const char* const* names);  // [number of parents], or NULL for none
 int SetNodeTitle(node_bn node, const char* title);
