@@ -9,9 +9,8 @@ namespace bravic {
 class NetCall : public ApiCall {
  public:
   using ApiCall::ApiCall;
-  using ApiCall::Check;
-  bool Check(net_bn net);           // -5104, -5143; deep: its consistency
-  bool Check(node_bn node);         // -5105, -5144, -5138 for a placeholder
+  bool CheckNet(net_bn net);        // -5104, -5143; deep: its consistency
+  bool CheckNode(node_bn node);     // -5105, -5144, -5138 for a placeholder
   bool CheckAnyNode(node_bn node);  // placeholders too
   enum Allow : unsigned { ALLOW_NONE = 0, ALLOW_NULLS = 1, ALLOW_DUPLICATES = 2, ALLOW_WILDCARDS = 4 };
   bool CheckList(nodelist_bn list, unsigned allow);                    // NULL: -5110

@@ -2,10 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <limits>
-#include <optional>
-#include <utility>
 
 #include "Bn/compiled/CompiledNet.h"
 #include "Bn/model/Tables.h"
@@ -13,23 +9,6 @@
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
-
-float* BeliefVector(node_bn node) {
-  std::size_t nbytes = static_cast<std::size_t>(node->numstates) * sizeof(float);
-  if (!node->belief || BlockSize(node->belief) < nbytes) {
-    Free(node->belief);
-    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(std::max(node->numstates, 1)),  //
-                                                       sizeof(float)));
-    node->beliefStamp = 0;
-  }
-  return node->belief;
-}
-
-void SetUnitBelief(node_bn node, statetype state) {
-  float* belief = BeliefVector(node);
-  std::fill_n(belief, node->numstates, 0.0f);
-  belief[state] = 1;
-}
 
 statetype LargestState(const float* belief, int numstates, int* ties) {
   statetype best = 0;
@@ -80,90 +59,35 @@ static void PrintMostProbable(net_bn net) {
   }
 }
 
+// Of an update that found the probability of the findings; before: the logarithm of what it was.
+static void PrintAccount(net_bn net, double before) {
+  if (net->findmpe) {
+    PrintMostProbable(net);
+  } else {
+    PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
+                100 * std::exp(net->compiled->logProbability - before), 100 * net->caseprob);
+  }
+}
+
 // From here on every update has to apply the findings again, so that each reports what this one did.
 static void MarkContradicted(net_bn net) {
   net->findingsApplied = net->beliefsCurrent = false;
 }
 
-// Whether a host that has read so many beliefs is likely to read most of them, or has made them dearer one by one than
-// one sweep over the tree.
-static bool WorthAll(const CompiledNet& compiled) {
-  int n = compiled.nodes.size();
-  return compiled.numRead > n / 4 || compiled.numReadBefore > n / 2 || compiled.inference->SweepPays();
-}
-
-// A question to the engine, which may take long. sweeps: how often it passes over the tree.
-template <class Question>
-static engine::Status AskEngine(CompiledNet& compiled, int sweeps, Showing showing, Question question) {
-  std::optional<WaitScope> wait;  // begun where it is worth one
-  const auto progress = [&wait, showing](double fraction) {
-    if (!wait) wait.emplace("Updating beliefs", showing);
-    return wait->Progress(fraction);
-  };
-  compiled.inference->StartLong(std::ref(progress), sweeps);
-  const engine::Status status = question();
-  return compiled.inference->FinishLong() ? engine::Status::Halted : status;
-}
-
-static engine::Status Propagate(CompiledNet& compiled, Showing showing) {
-  return AskEngine(compiled, 1, showing, [&] { return compiled.inference->Propagate(); });
-}
-
-// The node's belief, or all of them.
-static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) {
-  unsigned long long stamp = compiled.inference->Stamp();
-  if (compiled.readStamp != stamp) {
-    compiled.readStamp = stamp;
-    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
-    compiled.allKnown = false;
-  }
-  ++compiled.numRead;
-  if (!compiled.allKnown && WorthAll(compiled)) {
-    // What is right already stays as it is, whatever becomes of the rest.
-    const auto place = [&](int other) -> float* {
-      node_bn to = compiled.nodes[other];
-      return to->kind == NATURE_NODE && to->beliefStamp != stamp ? BeliefVector(to) : nullptr;
-    };
-    engine::Status status =
-        AskEngine(compiled, 2, Showing::Never, [&] { return compiled.inference->AllBeliefs(place); });
-    compiled.allKnown = status == engine::Status::Done;
-    if (!compiled.allKnown && status != engine::Status::Vanished) return status;
-  }
-  if (compiled.allKnown) return engine::Status::Done;
-  const std::span<float> belief(BeliefVector(node), static_cast<std::size_t>(node->numstates));
-  return AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Belief(i, belief); });
-}
-
-// The engine's probability of the findings that it has been given.
-static void TakeProbability(net_bn net) {
-  CompiledNet& compiled = *net->compiled;
-  compiled.logProbability = compiled.inference->LogProbability();
-  // 0 is kept for a contradiction.
-  net->caseprob = std::max(compiled.inference->Probability(), std::numeric_limits<double>::min());
-  compiled.probabilityKnown = true;
-}
-
 // Hands the findings over, so that the engine can be asked.
-static bool PrepareUpdate(net_bn net, bool printing) {
+static bool PrepareUpdate(net_bn net, Account account) {
   if (!net->potentialsMade) {
     ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
     return false;
   }
-  CompiledNet& compiled = *net->compiled;
   if (!net->findingsApplied) {
-    net->caseprob = 1.0;
-    compiled.logProbability = 0;
-    compiled.probabilityKnown = true;
+    ResetProbability(net);
     net->findingsApplied = true;
   }
   // What the new findings are compared with, where nobody has asked for it yet.
   engine::Status before = engine::Status::Done;
-  if (printing && !compiled.probabilityKnown) {
-    before = Propagate(compiled, Showing::Always);
-    if (before == engine::Status::Done) TakeProbability(net);
-  }
+  if (account == Account::ToUser && !net->compiled->probabilityKnown) before = FindProbability(net, Showing::Always);
   HandOverFindings(net);
-  compiled.inference->SetMaximize(net->findmpe != 0);
   if (before == engine::Status::Halted) Post(FailHalted());
   return before != engine::Status::Halted;
 }
@@ -195,32 +119,26 @@ static int FinishUpdate(net_bn net, engine::Status status) {
   }
 }
 
-int UpdateBeliefs(net_bn net, bool printing) {
+int UpdateBeliefs(net_bn net, Account account) {
   if (net->beliefsCurrent) return BELIEFS_UPDATED;
-  printing = printing && MayInteract();
-  if (!PrepareUpdate(net, printing)) return BELIEFS_FAILED;
+  if (!MayInteract()) account = Account::None;
+  if (!PrepareUpdate(net, account)) return BELIEFS_FAILED;
   CompiledNet& compiled = *net->compiled;
-  int result =
-      FinishUpdate(net, printing ? Propagate(compiled, Showing::Always)
-                                 : AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); }));
-  if (result != BELIEFS_UPDATED) return result;
-  double before = compiled.logProbability;
-  compiled.probabilityKnown = false;
-  if (!printing) return result;
-  TakeProbability(net);
-  if (net->findmpe) {
-    PrintMostProbable(net);
-  } else {
-    PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
-                100 * std::exp(compiled.logProbability - before), 100 * net->caseprob);
+  const double before = compiled.logProbability;
+  if (account == Account::None) {
+    const int result = FinishUpdate(net, CheckFindings(compiled));
+    if (result == BELIEFS_UPDATED) compiled.probabilityKnown = false;
+    return result;
   }
+  const int result = FinishUpdate(net, FindProbability(net, Showing::Always));
+  if (result == BELIEFS_UPDATED) PrintAccount(net, before);
   return result;
 }
 
 void AutoUpdate(net_bn net) {
   if (!net->autoupdate || net->beliefsCurrent || IsTakingBack()) return;
   if (net->potentialsMade) {
-    UpdateBeliefs(net, true);
+    UpdateBeliefs(net, Account::ToUser);
   } else {
     ReportNotice(-2135, "can't update beliefs, because network '%s' hasn't been recently compiled", net->name);
   }
@@ -228,34 +146,23 @@ void AutoUpdate(net_bn net) {
 
 const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
-  int i = CompiledIndex(*node);
-  if (i < 0 || node->kind != NATURE_NODE) {
-    UpdateBeliefs(net, false);
+  if (CompiledIndex(*node) < 0 || node->kind != NATURE_NODE) {
+    UpdateBeliefs(net, Account::None);
     return nullptr;
   }
-  if (net->beliefsCurrent && node->beliefStamp == net->compiled->inference->Stamp()) return node->belief;
+  if (HasBelief(*node)) return node->belief;
   if (!net->beliefsCurrent) {
-    if (!PrepareUpdate(net, false)) return nullptr;
+    if (!PrepareUpdate(net, Account::None)) return nullptr;
     net->compiled->probabilityKnown = false;
   }
-  CompiledNet& compiled = *net->compiled;
-  if (FinishUpdate(net, ComputeBelief(compiled, node, i)) != BELIEFS_UPDATED) return nullptr;
-  // A probability too small for a normal float would read as possible and yet have lost its digits.
-  for (int s = 0; s < node->numstates; ++s) {
-    if (node->belief[s] < std::numeric_limits<float>::min()) node->belief[s] = 0;
-  }
-  node->beliefStamp = compiled.inference->Stamp();
-  return node->belief;
+  return FinishUpdate(net, FindBelief(node)) == BELIEFS_UPDATED ? node->belief : nullptr;
 }
 
 // Makes caseprob and its logarithm those of all findings.
 static int UpdateProbability(net_bn net) {
-  int result = UpdateBeliefs(net, false);
-  if (result == BELIEFS_UPDATED && !net->compiled->probabilityKnown) {
-    result = FinishUpdate(net, Propagate(*net->compiled, Showing::Never));
-    if (result == BELIEFS_UPDATED) TakeProbability(net);
-  }
-  return result;
+  const int result = UpdateBeliefs(net, Account::None);
+  if (result != BELIEFS_UPDATED || net->compiled->probabilityKnown) return result;
+  return FinishUpdate(net, FindProbability(net, Showing::Never));
 }
 
 double CaseProbability(net_bn net) {

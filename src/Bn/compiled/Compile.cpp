@@ -155,9 +155,7 @@ Failure MakePotentials(net_bn net) {
     for (node_bn node : compiled.nodes) node->beliefStamp = 0;
     compiled.readStamp = 0;
   }
-  net->caseprob = 1.0;
-  compiled.logProbability = 0;
-  compiled.probabilityKnown = true;
+  ResetProbability(net);
   net->potentialsMade = true;
   return nullptr;
 }

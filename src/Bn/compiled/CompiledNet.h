@@ -5,6 +5,7 @@
 
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Records.h"
+#include "Win_Face/Interaction.h"
 
 namespace bravic {
 
@@ -49,6 +50,7 @@ struct CompiledNet {
 
 // The index that the engine knows the node by, or -1 when its net has no junction tree or it is not part of it.
 int CompiledIndex(const bnode& node);
+
 // Without the junction tree the net is as it was before it was compiled. Without the potentials the tree stays.
 void UncompileNet(net_bn net);
 void DropPotentials(net_bn net);
@@ -58,7 +60,23 @@ void NoteTableChanged(node_bn node);
 // else they are applied anew by the next update.
 enum class FindingChange { Strengthening, Other };
 void NoteFindingChanged(node_bn node, FindingChange change);
-// The findings that changed since the last time reach the engine; nothing is propagated.
+// The findings that changed since the last time reach the engine, and whether sums or largest entries are wanted;
+// nothing is propagated.
 void HandOverFindings(net_bn net);
+
+// Questions to the engine about the findings that it has been given. All but the last two may take long and be halted.
+engine::Status CheckFindings(CompiledNet& compiled);  // whether they are possible together
+// Their probability, which goes to the net: caseprob and its logarithm.
+engine::Status FindProbability(net_bn net, Showing showing);
+// The node's belief; also those of the others, where that is likely to pay. The node must have a compiled index.
+engine::Status FindBelief(node_bn node);
+bool HasBelief(const bnode& node);                    // its vector is that of the findings handed over
+bool IsStatePossible(node_bn node, statetype state);  // with the findings; of a nature node with a compiled index
+// The probability of no findings at all.
+void ResetProbability(net_bn net);
+
+// The node's own vector, [numstates], made if it does not have one; its contents may be stale.
+float* BeliefVector(node_bn node);
+void SetUnitBelief(node_bn node, statetype state);
 
 }  // namespace bravic

@@ -110,8 +110,7 @@ static Failure CheckAgainstTable(const bnode& node, statetype state) {
 
 // A probability below the range of floats reads as 0, too, but is possible.
 static bool IsImpossible(node_bn node, statetype state) {
-  const int i = node->kind == NATURE_NODE ? CompiledIndex(*node) : -1;
-  return i < 0 || node->innet->compiled->inference->CheckState(i, state) == engine::Status::Inconsistent;
+  return node->kind != NATURE_NODE || CompiledIndex(*node) < 0 || !IsStatePossible(node, state);
 }
 
 static bool ExcludedByBelief(node_bn node, statetype state) {

@@ -7,7 +7,8 @@ using namespace bravic;
 
 int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
   NetCall call("ReverseLink_bn");
-  if (!call.HasReserve(-5135) || !call.Check(parent) || !call.Check(child) || !call.CheckSameNet(parent, child)) {
+  if (!call.HasReserve(-5135) || !call.CheckNode(parent) || !call.CheckNode(child) ||
+      !call.CheckSameNet(parent, child)) {
     return -1;
   }
   // Goes ahead whatever TestReversal would say: a host that needs its conditions ensures them itself.
@@ -47,7 +48,7 @@ void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
 
 double BRAVIC_CALL GetExpectedUtility_bn(net_bn net) {
   NetCall call("GetExpectedUtility_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return UNDEF_DBL;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return UNDEF_DBL;
   double utility = UNDEF_DBL;
   if (Failure failure = ExpectedUtility(net, &utility)) {
     Post(std::move(failure));

@@ -70,7 +70,7 @@ nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
     ReportError(-5204, "argument 'length' is less than 0");
     return nullptr;
   }
-  if (!call.Check(env)) return nullptr;
+  if (!call.CheckEnviron(env)) return nullptr;
   nodelist_bn list = NewList(length);
   if (!list) ReportError(-5205, "out of memory making list of length %d", length);
   return list;
@@ -78,7 +78,7 @@ nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
 
 node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index) {
   NetCall call("AddNodeToList_bn");
-  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.CheckList(nodes, ANY_LIST) ||
+  if (!call.HasReserve(-5135) || (node && !call.CheckNode(node)) || !call.CheckList(nodes, ANY_LIST) ||
       !CheckChangeable(nodes)) {
     return ErrorCodeAsNode();
   }
