@@ -9,19 +9,22 @@
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
+namespace {
 
+// The state of largest belief, the first of equals; ties: how many others equal it.
 statetype LargestState(const float* belief, int numstates, int* ties) {
   statetype best = 0;
   for (statetype s = 1; s < numstates; ++s) {
     if (belief[s] > belief[best]) best = s;
   }
-  *ties = static_cast<int>(std::count(belief, belief + numstates, belief[best])) - 1;
+  *ties = -1;
+  for (statetype s = 0; s < numstates; ++s) *ties += belief[s] == belief[best];
   return best;
 }
 
 // The probability of the configuration in which each node has its state39, by the nodes' tables; a marker when one
 // of the entries is a marker.
-static double ConfigurationProbability(net_bn net) {
+double ConfigurationProbability(net_bn net) {
   double product = 1;
   Vector<statetype> states;
   for (node_bn node : OrderedNodes(net)) {
@@ -35,7 +38,8 @@ static double ConfigurationProbability(net_bn net) {
   return product;
 }
 
-static void PrintMostProbable(net_bn net) {
+// Where the largest belief of every node is unique, these states are the most probable configuration.
+void PrintMostProbable(net_bn net) {
   int allTies = 0;
   for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE) continue;
@@ -50,9 +54,9 @@ static void PrintMostProbable(net_bn net) {
     return;
   }
   double probability = ConfigurationProbability(net);
-  if (probability == static_cast<double>(IMPOS_PROB)) {
+  if (probability == IMPOS_PROB) {
     PrintToUser("The most probable configuration is one for which an \"impossible\" (x) probability was declared.\n");
-  } else if (probability == static_cast<double>(UNDEF_PROB)) {
+  } else if (probability == UNDEF_PROB) {
     PrintToUser("The most probable configuration is one for which not all probabilities were defined.\n");
   } else {
     PrintToUser("The probability of the most probable configuration is %g %%.\n", 100 * probability);
@@ -60,7 +64,7 @@ static void PrintMostProbable(net_bn net) {
 }
 
 // Of an update that found the probability of the findings; before: the logarithm of what it was.
-static void PrintAccount(net_bn net, double before) {
+void PrintAccount(net_bn net, double before) {
   if (net->findmpe) {
     PrintMostProbable(net);
   } else {
@@ -69,13 +73,13 @@ static void PrintAccount(net_bn net, double before) {
   }
 }
 
-// From here on every update has to apply the findings again, so that each reports what this one did.
-static void MarkContradicted(net_bn net) {
+// The findings contradict each other: every update from here on applies them again, and so reports the same.
+void MarkContradicted(net_bn net) {
   net->findingsApplied = net->beliefsCurrent = false;
 }
 
-// Hands the findings over, so that the engine can be asked.
-static bool PrepareUpdate(net_bn net, Account account) {
+// Hands the findings over, so that the engine can be asked. False with an error posted.
+bool PrepareUpdate(net_bn net, Account account) {
   if (!net->potentialsMade) {
     ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
     return false;
@@ -92,7 +96,8 @@ static bool PrepareUpdate(net_bn net, Account account) {
   return before != engine::Status::Halted;
 }
 
-static int FinishUpdate(net_bn net, engine::Status status) {
+// What the answer of the engine means for the net: an UpdateResult, those below 0 with an error posted.
+int FinishUpdate(net_bn net, engine::Status status) {
   switch (status) {
     case engine::Status::Done:
       net->beliefsCurrent = true;
@@ -118,6 +123,15 @@ static int FinishUpdate(net_bn net, engine::Status status) {
     }
   }
 }
+
+// Makes caseprob and its logarithm those of all findings.
+int UpdateProbability(net_bn net) {
+  const int result = UpdateBeliefs(net, Account::None);
+  if (result != BELIEFS_UPDATED || net->compiled->probabilityKnown) return result;
+  return FinishUpdate(net, FindProbability(net, Showing::Never));
+}
+
+}  // namespace
 
 int UpdateBeliefs(net_bn net, Account account) {
   if (net->beliefsCurrent) return BELIEFS_UPDATED;
@@ -147,22 +161,17 @@ void AutoUpdate(net_bn net) {
 const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
   if (CompiledIndex(*node) < 0 || node->kind != NATURE_NODE) {
+    // It has no belief; what is wrong with the net or its findings is reported all the same.
     UpdateBeliefs(net, Account::None);
     return nullptr;
   }
   if (HasBelief(*node)) return node->belief;
   if (!net->beliefsCurrent) {
     if (!PrepareUpdate(net, Account::None)) return nullptr;
+    // A belief may be found without the probability of the findings.
     net->compiled->probabilityKnown = false;
   }
   return FinishUpdate(net, FindBelief(node)) == BELIEFS_UPDATED ? node->belief : nullptr;
-}
-
-// Makes caseprob and its logarithm those of all findings.
-static int UpdateProbability(net_bn net) {
-  const int result = UpdateBeliefs(net, Account::None);
-  if (result != BELIEFS_UPDATED || net->compiled->probabilityKnown) return result;
-  return FinishUpdate(net, FindProbability(net, Showing::Never));
 }
 
 double CaseProbability(net_bn net) {

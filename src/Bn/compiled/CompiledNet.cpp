@@ -132,7 +132,7 @@ engine::Status FillBeliefs(CompiledNet& compiled, node_bn node) {
     if (!compiled.allKnown && status != engine::Status::Vanished) return status;
   }
   if (compiled.allKnown) return engine::Status::Done;
-  const std::span<float> belief(BeliefVector(node), static_cast<std::size_t>(node->numstates));
+  const std::span<float> belief(BeliefVector(node), node->numstates);
   return AskEngine(compiled, 1, Showing::Never,
                    [&] { return compiled.inference->Belief(node->compiledIndex, belief); });
 }

@@ -52,7 +52,7 @@ bool CheckKind(node_bn node, int kind) {
   if (!ApiCall::Basic()) return true;
   if (kind < 0 || kind > ADVERSARY_NODE) {
     ReportError(-5501, "argument 'kind' passed for node '%s' is %d, but it must be between 0 and %d inclusive",
-                OrEmpty(node->name), kind, static_cast<int>(ADVERSARY_NODE));
+                OrEmpty(node->name), kind, int{ADVERSARY_NODE});
     return false;
   }
   if (kind == DISCONNECT_NODE) {

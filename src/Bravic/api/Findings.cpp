@@ -36,7 +36,7 @@ void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state) {
   NetCall call("EnterFinding_bn");
   if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckState(node, state)) return;
   const TakenBackIfHalted change(node->innet);
-  EnterState(node, state, true);
+  EnterState(node, state, Entry::Adding);
 }
 
 void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state) {
@@ -54,14 +54,14 @@ void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood
     return;
   }
   const TakenBackIfHalted change(node->innet);
-  EnterLikelihood(node, likelihood, true);
+  EnterLikelihood(node, likelihood, Entry::Adding);
 }
 
 void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value) {
   NetCall call("EnterNodeValue_bn");
   if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
   const TakenBackIfHalted change(node->innet);
-  EnterValue(node, value, true);
+  EnterValue(node, value, Entry::Adding);
 }
 
 statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node) {

@@ -19,7 +19,7 @@ bool CheckVector(node_bn node, const statetype* parentstates, const float* probs
     return false;
   }
   if (!ApiCall::Lists()) return true;
-  const unsigned flags = ValidateVector({probs, static_cast<std::size_t>(node->numstates)});
+  const unsigned flags = ValidateVector(std::span(probs, node->numstates));
   if (!(flags & VECTOR_FAULTS)) return true;
   char text[320], row[ROW_TEXT_LEN];
   ReportError(-5133, "passed probability vector %s (%s)", VectorFaultText(flags, false, text),
