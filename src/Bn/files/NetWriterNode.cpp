@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/files/NetWriter.h"
 #include "Bn/model/Tables.h"
@@ -43,7 +43,7 @@ bool SameArray(const T* a, const T* b, long long count) {
 bool HasValidBelief(const bnode& node) {
   const net_bn net = node.innet;
   if (!node.belief || !net || node.numstates == 0) return false;
-  if (net->compiled) return net->beliefsCurrent && node.beliefStamp == net->compiled->inference->Stamp();
+  if (net->compiled) return HasBelief(node);
   return node.fromfile && node.fields[NODE_BELIEF] == FIELD_READ && !net->dirty;
 }
 

@@ -57,12 +57,12 @@ void TableChanged(node_bn node);
 void GraphRestored(net_bn net);
 void TableRestored(node_bn node);
 
-// Given by the inference services at start-up, which stand above the model.
+// What the compiled side of a net, which stands above the model, is told of changes. It sets the hooks at start-up;
+// each is called when the change has been made, and must not change the model.
 struct InferenceHooks {
-  void (*uncompile)(net_bn net);
-  void (*dropPotentials)(net_bn net);
-  void (*tableChanged)(node_bn node);  // of this node only: like dropPotentials, but the rest of them is kept
-  void (*findingChanged)(node_bn node);
+  void (*uncompile)(net_bn net);         // the graph changed, or what nodes take part; also before a net is freed
+  void (*tableChanged)(node_bn node);    // of this node only; the others' are as they were
+  void (*findingChanged)(node_bn node);  // by undo or redo
 };
 extern InferenceHooks inferenceHooks;
 
