@@ -31,10 +31,6 @@ static bool AllZero(std::span<const float> weights) {
   return std::all_of(weights.begin(), weights.end(), [](float weight) { return weight == 0; });
 }
 
-bool HasFinding(const bnode& node) {
-  return node.evidence != UNDEF_STATE || node.value != UNDEF_DBL || node.likelihood;
-}
-
 // No finding, or a likelihood that tells nothing of the states.
 static bool KnowsNothing(const bnode& node) {
   return node.evidence == UNDEF_STATE && node.value == UNDEF_DBL &&

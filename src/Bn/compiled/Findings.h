@@ -16,7 +16,6 @@ int EnterValue(node_bn node, double value, bool accumulate);
 void RetractFinding(node_bn node);
 void RetractAllFindings(net_bn net);
 int FindingOf(const bnode& node);
-bool HasFinding(const bnode& node);  // of any form
 // Direct storing without checks or updating, for case sampling: recorded, and counts and flags kept right. Takes the
 // vector, which may be NULL.
 void StoreFinding(node_bn node, statetype state, double value, float* likelihood);

@@ -5,7 +5,9 @@
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
+#include "Bn/files/NetBlock.h"
 #include "Bn/files/NetFile.h"
+#include "Bn/files/NetValues.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/NetCall.h"
 
@@ -153,7 +155,7 @@ void ReadHexNumbers(NetReader& reader) {
 bool IsKeywordNext(NetReader& reader) {
   reader.in.Peek();
   const long position = reader.in.Position();
-  const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  const std::string_view word = NextWord(reader);
   reader.in.SetPosition(position);
   return word == format::NET_WORD || word == format::HEX_WORD;
 }
@@ -166,7 +168,7 @@ void ReadTopLevel(NetReader& reader) {
     return;
   }
   reader.in.PushBack();
-  const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  const std::string_view word = NextWord(reader);
   if (word == format::NET_WORD) return ReadNetBlock(reader);
   if (word == format::HEX_WORD) return ReadHexNumbers(reader);
   ReadWarning(reader, -1002, "unknown object '%.*s' in %s file, line %ld", QuoteLength(word), word.data(),
@@ -193,8 +195,8 @@ void ReadWarning(NetReader& reader, int number, const char* format, ...) {
 
 void ReportOverridden(NetReader& reader, const bnode& node, NodeField field, NodeField later, Place place) {
   ReadWarning(reader, -1161, "`%s` statement of %s '%s' is overridden by its later `%s` statement, line %ld",
-              NODE_FIELD_NAMES[field], TagOf(&node) == STUB_TAG ? format::PARAM_WORD : format::NODE_WORD, node.name,
-              NODE_FIELD_NAMES[later], reader.in.LineOf(place));
+              FieldName(field), IsStub(node) ? format::PARAM_WORD : format::NODE_WORD, node.name, FieldName(later),
+              reader.in.LineOf(place));
 }
 
 void ReadMemoryError(NetReader& reader, Failure failure) {
@@ -225,6 +227,12 @@ bool ReportFault(NetReader& reader, const char* context) {
   return false;
 }
 
+bool ReportFault(NetReader& reader, const Statement& at) {
+  char context[160];
+  FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
+  return ReportFault(reader, context);
+}
+
 bool IsPunctuation(int c) {
   return c != END_OF_INPUT && format::PUNCTUATION.find(static_cast<char>(c)) != std::string_view::npos;
 }
@@ -243,6 +251,15 @@ void AbandonStatement(NetReader& reader) {
 void EndStatement(NetReader& reader) {
   const int c = reader.in.Peek();
   if (IsPunctuation(c) && c != '}') AbandonStatement(reader);
+}
+
+void FreeBlock(NetReader& reader) {
+  for (NodeEntry& entry : reader.entries) FreeNodeRecord(entry.node);
+  reader.entries.clear();
+  FreeNet(reader.net);
+  reader.net = nullptr;
+  Free(reader.names.slots);
+  reader.names = {};
 }
 
 NetReader::~NetReader() {

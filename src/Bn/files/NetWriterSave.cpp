@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "Basic/Format.h"
+#include "Basic/Text.h"
 #include "Bn/files/NetFile.h"
 #include "Bn/files/NetWriter.h"
 #include "Bn/model/Checks.h"

@@ -1,14 +1,4 @@
-// Tables of nodes. A table is nested lists, one level per parent (the first outermost) and, in a probability table, a
-// row over the node's own states innermost. Reading is a loop over elements with a counter per level, so that the
-// nesting of a file costs no stack. Entries go straight into the node's table:
-//
-//   element   a row of a probability table, or an entry of another table, at whatever level it stands; it is copied
-//             to all the rows below the configuration of the levels that are open
-//   list      closed after one element, it stands for all states of its parent; else it must have them all
-//   flat      a single list with an entry for every cell
-//
-// Rows of plain numbers take a short way (ReadPlainRow); everything else (comments between entries, escapes, number
-// words, errors) goes the general way from the start of the row.
+#include "Bn/files/TableReader.h"
 
 #include <algorithm>
 #include <charconv>
@@ -17,7 +7,7 @@
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
-#include "Bn/files/NetReader.h"
+#include "Bn/files/NetValues.h"
 #include "Bn/model/Condition.h"
 #include "Bn/model/Tables.h"
 
@@ -52,7 +42,7 @@ struct Table {
 };
 
 const char* FieldName(const Table& table) {
-  return NODE_FIELD_NAMES[table.field];
+  return FieldName(table.field);
 }
 
 char* Cell(Table& table, long long cell) {
@@ -187,14 +177,13 @@ void StoreImpossible(const Table& table, char* cell) {
 
 bool UnknownWord(Table& table, int number, const char* what, std::string_view word) {
   char where[MAX_ERR_LEN];
-  ReadError(table.reader, number, "unknown %s name '%.*s' in %s", what,
-            static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD)), word.data(),
+  ReadError(table.reader, number, "unknown %s name '%.*s' in %s", what, QuoteLength(word), word.data(),
             Whereabouts(table, where, sizeof where));
   return false;
 }
 
 bool ReadEscape(Table& table, char* cell) {
-  std::string_view word = table.reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  std::string_view word = NextWord(table.reader);
   word.remove_prefix(1);
   if (BeginsNoCase(word, "undef")) return StoreUndefined(table, cell), true;
   if (BeginsNoCase(word, "imposs")) return StoreImpossible(table, cell), true;
@@ -202,7 +191,7 @@ bool ReadEscape(Table& table, char* cell) {
 }
 
 bool ReadStateEntry(Table& table, char* cell) {
-  const std::string_view word = table.reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  const std::string_view word = NextWord(table.reader);
   const statetype state = StateOfWord(table.reader, table.node, word);
   if (state == UNDEF_STATE) return UnknownWord(table, -1088, "state", word);
   return StoreState(cell, state), true;
@@ -560,7 +549,7 @@ bool ReadWhole(Table& table) {
 }
 
 bool CheckVariables(NetReader& reader, const bnode& node, NodeField field) {
-  const char* name = NODE_FIELD_NAMES[field];
+  const char* name = FieldName(field);
   if (field != NODE_FUNCTABLE && !IsDiscretized(node) && node.discrete == CONTINUOUS) {
     ReadError(reader, -1092,
               "%s '%s' has a `%s` statement, but it shouldn't because it is not a discrete or discretized variable, "
@@ -580,7 +569,7 @@ bool CheckVariables(NetReader& reader, const bnode& node, NodeField field) {
   const bool needsStates = field != NODE_FUNCTABLE || node.discrete == DISCRETE;
   if (needsStates && node.numstates <= 0) {
     ReadError(reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld", name,
-              NODE_FIELD_NAMES[NODE_STATES], format::NODE_WORD, node.name, LineNow(reader));
+              FieldName(NODE_STATES), format::NODE_WORD, node.name, LineNow(reader));
     return false;
   }
   return true;
@@ -626,18 +615,6 @@ Block<char> MakeCells(NetReader& reader, const bnode& node, long long rows, int 
 }
 
 }  // namespace
-
-statetype StateOfWord(const NetReader& reader, const bnode& node, std::string_view word) {
-  if (!word.empty() && word[0] == '#') {
-    long long number;
-    if (word.size() < 2 || !ParseInteger(word.substr(1), reader.in.base, &number)) return UNDEF_STATE;
-    return number >= 0 && number < node.numstates ? static_cast<statetype>(number) : UNDEF_STATE;
-  }
-  for (int i = 0; node.states && !word.empty() && i < node.numstates; i++) {
-    if (node.states[i] && word.substr(0, MAX_NAME_LEN) == node.states[i]) return i;
-  }
-  return UNDEF_STATE;
-}
 
 bool FitsTable(const bnode& node, NodeField field) {
   const bool ofValues = field == NODE_FUNCTABLE && node.discrete != DISCRETE;
