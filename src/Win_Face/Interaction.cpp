@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Basic/ApiCall.h"
+#include "Basic/Callback.h"
+#include "Basic/Environ.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
 #include "Win_Face/Platform.h"
@@ -254,6 +255,11 @@ int* ProgressSetting() {
   return &showProgress;
 }
 
+void SetHostProgress(progress_ns report, void* data) {
+  hostProgress = report;
+  hostData = data;
+}
+
 void StartInteraction() {
   SetDisplayHooks(ShowMessage, ShowInternalError);
 }
@@ -270,12 +276,3 @@ void StopInteraction() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL SetProgressCallback_ns(progress_ns report, void* data, environ_ns env) {
-  ApiCall call("SetProgressCallback_ns");
-  if (!call.Check(env)) return;
-  hostProgress = report;
-  hostData = data;
-}

@@ -74,6 +74,8 @@ void Delay(double seconds);
 void SetWaitClock(long (*clock)());
 // Whether progress is printed, 0 or 1. Lines appear only where the environment allows user interaction as well.
 int* ProgressSetting();
+// The host's progress function, NULL for none, and what is handed to it.
+void SetHostProgress(progress_ns report, void* data);
 void StartInteraction();
 void StopInteraction();
 

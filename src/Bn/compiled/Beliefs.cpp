@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "Bn/compiled/Compile.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
@@ -271,44 +270,10 @@ double CaseLogProbability(net_bn net) {
                                           : UNDEF_DBL;
 }
 
-}  // namespace bravic
-
-using namespace bravic;
-
-const probtype* BRAVIC_CALL GetNodeBeliefs_bn(node_bn node) {
-  NetCall call("GetNodeBeliefs_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return SharedOneThenZeros(1);
-  const float* belief = CurrentBelief(node);
-  return belief ? belief : SharedOneThenZeros(node->numstates);
-}
-
-int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node) {
-  NetCall call("IsBeliefUpdated_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return 0;
-  return node->innet->beliefsCurrent;
-}
-
-double BRAVIC_CALL CaseProbability_bn(net_bn net) {
-  NetCall call("CaseProbability_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return -1.0;
-  return CaseProbability(net);
-}
-
-double BRAVIC_CALL CaseLogProbability_bn(net_bn net) {
-  NetCall call("CaseLogProbability_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return UNDEF_DBL;
-  return CaseLogProbability(net);
-}
-
-statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {
-  NetCall call("GetNodeMostProbable_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return UNDEF_STATE;
-  if (!node->innet->findmpe) {
-    ReportError(-5567, "the find-most-probable flag of net '%s', which holds argument 'node', is off",
-                node->innet->name);
-    return UNDEF_STATE;
-  }
+statetype MostProbableState(node_bn node) {
   const float* belief = CurrentBelief(node);
   int ties;
   return belief && node->numstates > 0 ? LargestState(belief, node->numstates, &ties) : UNDEF_STATE;
 }
+
+}  // namespace bravic

@@ -22,6 +22,9 @@ void SetUnitBelief(node_bn node, statetype state);
 // The natural logarithm of the probability of all findings, minus infinity for a contradiction; UNDEF_DBL with an error
 // posted.
 double CaseLogProbability(net_bn net);
+double CaseProbability(net_bn net);  // the same as a probability; negative with an error posted
+// The node's state in the most probable configuration, the first on ties; UNDEF_STATE with an error posted.
+statetype MostProbableState(node_bn node);
 // The state of largest belief, the first of equals; ties: how many others equal it.
 statetype LargestState(const float* belief, int numstates, int* ties);
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Basic/Environ.h"
 #include "Basic/Text.h"
 #include "Bn/compiled/Beliefs.h"
 #include "Bn/compiled/CompileGraph.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/compiled/TreeReport.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"
 
@@ -178,7 +178,7 @@ static Failure MakePotentials(net_bn net) {
   return nullptr;
 }
 
-Failure CompileNet(net_bn net, bool discardTree, bool makePotentials, bool printReport) {
+Failure CompileNet(net_bn net, bool discardTree, bool makePotentials) {
   if (discardTree) UncompileNet(net);
   if (net->potentialsMade) return nullptr;
   WaitScope wait("Compiling net");
@@ -190,10 +190,6 @@ Failure CompileNet(net_bn net, bool discardTree, bool makePotentials, bool print
   }
   if (!net->compiled) {
     if (Failure failure = MakeTree(net, std::move(nodes), wait)) return failure;
-    if (printReport && UserOutput()) {
-      Block<char> report(JunctionTreeReport(net));
-      PrintToUser("\n%s\n", report.get());
-    }
   }
   if (!makePotentials) return nullptr;
   if (Failure failure = MakePotentials(net)) return failure;
@@ -270,15 +266,3 @@ void StartCompile() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL CompileNet_bn(net_bn net) {
-  NetCall call("CompileNet_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return;
-  if (Failure failure = CompileNet(net, false, true, false)) {
-    Post(std::move(failure));
-    return;
-  }
-  if (net->autoupdate) UpdateBeliefs(net, true);
-}

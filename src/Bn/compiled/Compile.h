@@ -53,7 +53,7 @@ struct CompiledNet {
 int CompiledIndex(const bnode& node);
 
 // Compile core. Empty on success, or when the net was compiled already.
-Failure CompileNet(net_bn net, bool discardTree, bool makePotentials, bool printReport);
+Failure CompileNet(net_bn net, bool discardTree, bool makePotentials);
 void UncompileNet(net_bn net);
 void DropPotentials(net_bn net);
 // The findings that changed since the last time reach the engine; nothing is propagated.

@@ -3,7 +3,6 @@
 #include "Bn/compiled/CompileGraph.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
@@ -37,11 +36,3 @@ int FindElimOrder(net_bn net, double seconds) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds) {
-  NetCall call("FindElimOrder_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
-  return FindElimOrder(net, seconds);
-}

@@ -9,7 +9,6 @@
 #include "Bn/compiled/Compile.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Bn/model/UndoRecord.h"
@@ -300,90 +299,22 @@ void RetractAllFindings(net_bn net) {
   AutoUpdate(net);
 }
 
-}  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state) {
-  NetCall call("EnterFinding_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
-  const TakenBackIfHalted change(node->innet);
-  EnterState(node, state, true);
-}
-
-void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state) {
-  NetCall call("EnterFindingNot_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
-  const TakenBackIfHalted change(node->innet);
-  Vector<float> weights(static_cast<std::size_t>(node->numstates), 1.0f);
+int EnterNot(node_bn node, statetype state) {
+  Vector<float> weights(node->numstates, 1.0f);
   if (state >= 0 && state < node->numstates) weights[state] = 0;
-  EnterLikelihood(node, weights.data(), true);
+  return EnterLikelihood(node, weights.data(), true);
 }
 
-void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood) {
-  NetCall call("EnterNodeLikelihood_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  if (!likelihood && NetCall::Basic()) {
-    ReportError(-5514, "argument 'likelihood' is NULL");
-    return;
-  }
-  const TakenBackIfHalted change(node->innet);
-  EnterLikelihood(node, likelihood, true);
-}
-
-void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value) {
-  NetCall call("EnterNodeValue_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  const TakenBackIfHalted change(node->innet);
-  EnterValue(node, value, true);
-}
-
-// Whether the node has states; reported under the number otherwise.
-static bool CheckDiscretized(node_bn node, int number) {
-  if (node->numstates > 0 || !NetCall::Basic()) return true;
-  ReportError(number, "argument 'node' is '%s', which is not discrete or discretized", node->name);
-  return false;
-}
-
-statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node) {
-  NetCall call("GetNodeFinding_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckDiscretized(node, -5515)) return NO_FINDING;
-  return FindingOf(*node);
-}
-
-const probtype* BRAVIC_CALL GetNodeLikelihood_bn(node_bn node) {
-  NetCall call("GetNodeLikelihood_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckDiscretized(node, -5560)) return SharedOnes(1);
+const float* ShownLikelihood(node_bn node) {
   if (node->likelihood) return node->likelihood;
   if (node->evidence == UNDEF_STATE) return SharedOnes(node->numstates);
   SetUnitBelief(node, node->evidence);
   return node->belief;
 }
 
-double BRAVIC_CALL GetNodeValue_bn(node_bn node) {
-  NetCall call("GetNodeValue_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return UNDEF_DBL;
-  if (node->discrete != DISCRETE) return node->value;
-  if (!node->levels) {
-    if (NetCall::Basic()) {
-      ReportError(-5564, "argument 'node' is '%s', which is not continuous, and has not been given a levels array",
-                  node->name);
-    }
-    return UNDEF_DBL;
-  }
-  return node->evidence == UNDEF_STATE ? UNDEF_DBL : node->levels[node->evidence];
+double ValueOf(const bnode& node) {
+  if (node.discrete != DISCRETE) return node.value;
+  return node.evidence == UNDEF_STATE || !node.levels ? UNDEF_DBL : node.levels[node.evidence];
 }
 
-void BRAVIC_CALL RetractNodeFindings_bn(node_bn node) {
-  NetCall call("RetractNodeFindings_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  const TakenBackIfHalted change(node->innet);
-  RetractFinding(node);
-}
-
-void BRAVIC_CALL RetractAllFindings_bn(net_bn net) {
-  NetCall call("RetractAllFindings_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return;
-  const TakenBackIfHalted change(net);
-  RetractAllFindings(net);
-}
+}  // namespace bravic

@@ -13,9 +13,13 @@ enum FindingCode : int { LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7, NO_FIND
 int EnterState(node_bn node, statetype state, bool accumulate);
 int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate);
 int EnterValue(node_bn node, double value, bool accumulate);
+int EnterNot(node_bn node, statetype state);  // added to what is known
 void RetractFinding(node_bn node);
 void RetractAllFindings(net_bn net);
 int FindingOf(const bnode& node);
+// One weight a state, whatever the form of the finding; valid until the node's finding or beliefs change.
+const float* ShownLikelihood(node_bn node);
+double ValueOf(const bnode& node);  // of a discrete node that of the level; UNDEF_DBL without one
 // Direct storing without checks or updating, for case sampling: recorded, and counts and flags kept right. Takes the
 // vector, which may be NULL.
 void StoreFinding(node_bn node, statetype state, double value, float* likelihood);

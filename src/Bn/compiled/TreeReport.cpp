@@ -6,7 +6,6 @@
 
 #include "Basic/Text.h"
 #include "Bn/compiled/Compile.h"
-#include "Bn/model/NetCall.h"
 
 namespace bravic {
 
@@ -59,7 +58,7 @@ static void AddClique(Vector<char>& text, const CompiledNet& compiled, std::size
   Add(text, std::string_view(line.begin(), line.end()));
 }
 
-char* JunctionTreeReport(net_bn net) {
+const char* JunctionTreeReport(net_bn net) {
   Vector<char> text;
   if (!net->compiled) {
     Add(text, "Net '");
@@ -75,17 +74,8 @@ char* JunctionTreeReport(net_bn net) {
     AddReal(text, total);
     Add(text, "\n");
   }
-  return DupText(std::string_view(text.data(), text.size()));
+  Free(net->report);
+  return net->report = DupText(std::string_view(text.data(), text.size()));
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-const char* BRAVIC_CALL JunctionTreeReport_bn(net_bn net) {
-  NetCall call("JunctionTreeReport_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return "error";
-  Free(net->report);
-  net->report = JunctionTreeReport(net);
-  return net->report;
-}

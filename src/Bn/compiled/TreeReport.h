@@ -5,7 +5,7 @@
 
 namespace bravic {
 
-// Newly allocated, owned by the caller.
-char* JunctionTreeReport(net_bn net);
+// Belongs to the net, until the next one.
+const char* JunctionTreeReport(net_bn net);
 
 }  // namespace bravic

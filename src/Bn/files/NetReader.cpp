@@ -9,7 +9,6 @@
 #include "Bn/files/NetFile.h"
 #include "Bn/files/NetValues.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 
 namespace bravic {
 namespace {
@@ -287,11 +286,3 @@ net_bn ReadNet(filespec_ns file, int options) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options) {
-  NetCall call("ReadNet_bn");
-  if (!call.HasReserve(-5134) || !call.Check(file)) return nullptr;
-  return ReadNet(file, options);
-}

@@ -4,12 +4,12 @@
 #include <cstring>
 #include <utility>
 
+#include "Basic/Environ.h"
 #include "Basic/Format.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetFile.h"
 #include "Bn/files/NetWriter.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
 
@@ -139,11 +139,3 @@ bool WriteNet(net_bn net, filespec_ns file) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file) {
-  NetCall call("WriteNet_bn");
-  if (!call.Check(net) || !call.Check(file)) return;
-  WriteNet(net, file);
-}

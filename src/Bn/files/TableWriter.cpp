@@ -131,7 +131,7 @@ void PrintHeading(NetPrinter& printer, const TableForm& form, const Conditions& 
   for (int i = 0; i < form.node.preds.num; i++) {
     const std::string_view name = printer.NameOf(*form.node.preds.ar[i]);
     out.Put(name);
-    out.PutRepeated(' ', Padding(Count(name), conditions.Width(static_cast<std::size_t>(i))));
+    out.PutRepeated(' ', Padding(Count(name), conditions.Width(i)));
   }
   out.Put('\n');
 }

@@ -5,7 +5,6 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/NameLists.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
 
@@ -106,13 +105,3 @@ Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_b
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination) {
-  NetCall call("DuplicateNodes_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(destination)) return nullptr;
-  nodelist_bn copies = nullptr;
-  if (Failure failure = DuplicateNodes(*nodes, destination, &copies)) Post(std::move(failure));
-  return copies;
-}

@@ -205,4 +205,8 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
   return 0;
 }
 
+int SetNodeLevels(node_bn node, int numstates, const double* levels) {
+  return numstates == node->numstates ? SetLevels(node, levels) : SetStatesAndLevels(node, numstates, levels, nullptr);
+}
+
 }  // namespace bravic

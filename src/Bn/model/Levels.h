@@ -40,5 +40,6 @@ int SetLevels(node_bn node, const double* levels);
 // all tables of its children, state and likelihood findings, names unless given anew); function values of the node
 // stay.
 int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const char* const* names);
+int SetNodeLevels(node_bn node, int numstates, const double* levels);  // whichever of the two is called for
 
 }  // namespace bravic

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <ctime>
 
+#include "Basic/Environ.h"
 #include "Basic/Text.h"
 #include "Bn/model/Fields.h"
 #include "Bn/model/NameLists.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
@@ -288,34 +288,3 @@ void StopModel() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-net_bn BRAVIC_CALL NewNet_bn(const char* name, environ_ns env) {
-  NetCall call("NewNet_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.Check(env)) return nullptr;
-  return NewNetRecord(name, env);
-}
-
-node_bn BRAVIC_CALL NewNode_bn(const char* name, int numstates, net_bn net) {
-  NetCall call("NewNode_bn");
-  if (!call.HasReserve(-5134) || (name && !call.CheckName(name)) || !call.Check(net)) return nullptr;
-  if (name && !call.CheckNameUnused(name, net, nullptr)) return nullptr;
-  if (call.Basic() && numstates < 0) {
-    ReportError(-5513, "argument 'num_states' is negative (=%d), adding node to net '%s'", numstates, net->name);
-    return nullptr;
-  }
-  return NewNode(name, numstates, net);
-}
-
-void BRAVIC_CALL DeleteNode_bn(node_bn node) {
-  NetCall call("DeleteNode_bn");
-  if (!call.Check(node)) return;
-  DeleteNode(node);
-}
-
-void BRAVIC_CALL FreeNet_bn(net_bn net) {
-  NetCall call("FreeNet_bn");
-  if (!net || !call.Check(net)) return;
-  FreeNet(net);
-}

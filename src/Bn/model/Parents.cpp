@@ -7,7 +7,6 @@
 #include "Basic/Text.h"
 #include "Bn/model/Fields.h"
 #include "Bn/model/NameLists.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Reshape.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
@@ -309,25 +308,3 @@ bool IsAncestor(node_bn ancestor, node_bn node) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child) {
-  NetCall call("AddLink_bn");
-  if (!call.HasReserve(-5134) || !call.Check(parent) || !call.Check(child) || !call.CheckSameNet(parent, child))
-    return -1;
-  return AddLink(parent, child);
-}
-
-int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child) {
-  NetCall call("DeleteLink_bn");
-  if (!call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return -1;
-  return DeleteLink(linkindex, child);
-}
-
-void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent) {
-  NetCall call("SwitchNodeParent_bn");
-  if (!call.HasReserve(-5135) || !call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return;
-  if (!call.Check(newparent) || !call.CheckSameNet(newparent, child)) return;
-  if (Failure failure = SwitchParent(linkindex, child, newparent)) Post(std::move(failure));
-}

@@ -108,6 +108,11 @@ int SetExperienceRow(node_bn node, const statetype* parentstates, double experie
 int SetFunctionState(node_bn node, const statetype* parentstates, statetype state);
 int SetFunctionValue(node_bn node, const statetype* parentstates, float value);
 
+// UNDEF_DBL where there is none, and with an error posted.
+double ExperienceOfRow(node_bn node, long long row);
+// Without a function table, what a deterministic table of probabilities says: the state of probability 1.
+double FunctionValueOfRow(node_bn node, long long row);
+
 // As table entries are stored: UNDEF_DBL becomes UNDEF_PROB, what is too large the largest float.
 float ToFloat(double value);
 

@@ -112,6 +112,9 @@ void UndoTo(net_bn net, int sequence);
 void RedoTo(net_bn net, int sequence);
 bool UndoLast(net_bn net);
 bool RedoLast(net_bn net);
+// The same as 0 or 1. A step whose update of beliefs was halted is taken back: -1.
+int UndoUnlessHalted(net_bn net);
+int RedoUnlessHalted(net_bn net);
 void FreeUndo(net_bn net);
 void StartUndo();  // the depth as it is before a host sets it
 // A change that is not recorded (recording off): what is kept on both stacks no longer fits and is freed.

@@ -1,8 +1,8 @@
 // Argument checks of exported functions that need the model: nets, nodes, node lists, states, state vectors.
 #pragma once
 
-#include "Basic/ApiCall.h"
 #include "Bn/model/Records.h"
+#include "Bravic/ApiCall.h"
 
 namespace bravic {
 

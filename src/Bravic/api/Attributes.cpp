@@ -1,19 +1,20 @@
-// The exported getters and setters of attributes of nets and nodes.
+// Attributes of nets and nodes: the getters, then the setters.
+#include "Bn/model/Attributes.h"
+
 #include <algorithm>
 #include <cmath>
 
 #include "Basic/Text.h"
-#include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
+#include "Bravic/NetCall.h"
 
-namespace bravic {
+using namespace bravic;
+
 namespace {
 
-constexpr const char* NO_ANSWER = "error";
-
-bool CheckUserKind(int number, int kind) {
+// Of user data.
+bool CheckKindOfData(int number, int kind) {
   if (!ApiCall::Basic() || kind == 0) return true;
   ReportError(number, "argument 'kind' is %d, but currently it must be 0", kind);
   return false;
@@ -100,13 +101,10 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
 }
 
 }  // namespace
-}  // namespace bravic
-
-using namespace bravic;
 
 const char* BRAVIC_CALL GetNetName_bn(net_bn net) {
   NetCall call("GetNetName_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_TEXT;
   return OrEmpty(net->name);
 }
 
@@ -137,19 +135,19 @@ nodelist_bn BRAVIC_CALL GetNetElimOrder_bn(net_bn net) {
 
 const char* BRAVIC_CALL GetNetTitle_bn(net_bn net) {
   NetCall call("GetNetTitle_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_TEXT;
   return OrEmpty(net->title);
 }
 
 const char* BRAVIC_CALL GetNetComment_bn(net_bn net) {
   NetCall call("GetNetComment_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_TEXT;
   return OrEmpty(net->comment);
 }
 
 void* BRAVIC_CALL GetNetUserData_bn(net_bn net, int kind) {
   NetCall call("GetNetUserData_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net) || !CheckUserKind(-5201, kind)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.Check(net) || !CheckKindOfData(-5201, kind)) return nullptr;
   return net->user;
 }
 
@@ -161,7 +159,7 @@ net_bn BRAVIC_CALL GetNodeNet_bn(node_bn node) {
 
 const char* BRAVIC_CALL GetNodeName_bn(node_bn node) {
   NetCall call("GetNodeName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return NO_TEXT;
   return OrEmpty(node->name);
 }
 
@@ -185,7 +183,7 @@ int BRAVIC_CALL GetNodeNumberStates_bn(node_bn node) {
 
 const char* BRAVIC_CALL GetNodeStateName_bn(node_bn node, statetype state) {
   NetCall call("GetNodeStateName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node) || !call.CheckState(node, state)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node) || !call.CheckState(node, state)) return NO_TEXT;
   return node->states ? OrEmpty(node->states[state]) : "";
 }
 
@@ -217,7 +215,7 @@ nodelist_bn BRAVIC_CALL GetNodeChildren_bn(node_bn node) {
 
 const char* BRAVIC_CALL GetLinkName_bn(node_bn node, int linkindex) {
   NetCall call("GetLinkName_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !call.CheckLinkIndex(node, linkindex)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.Check(node) || !call.CheckLinkIndex(node, linkindex)) return NO_TEXT;
   static char defaultName[40];  // of a placeholder's link; until the next call
   return LinkName(*node, linkindex, defaultName);
 }
@@ -238,19 +236,19 @@ int BRAVIC_CALL HasRelation_bn(node_bn node) {
 
 const char* BRAVIC_CALL GetNodeTitle_bn(node_bn node) {
   NetCall call("GetNodeTitle_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.Check(node)) return NO_TEXT;
   return OrEmpty(node->title);
 }
 
 const char* BRAVIC_CALL GetNodeComment_bn(node_bn node) {
   NetCall call("GetNodeComment_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.Check(node)) return NO_TEXT;
   return OrEmpty(node->comment);
 }
 
 void* BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind) {
   NetCall call("GetNodeUserData_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckUserKind(-5203, kind)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckKindOfData(-5203, kind)) return nullptr;
   return node->user;
 }
 
@@ -289,7 +287,7 @@ int BRAVIC_CALL SetNetComment_bn(net_bn net, const char* comment) {
 
 int BRAVIC_CALL SetNetUserData_bn(net_bn net, int kind, void* data) {
   NetCall call("SetNetUserData_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net) || !CheckUserKind(-5500, kind)) return -1;
+  if (!call.HasReserve(-5135) || !call.Check(net) || !CheckKindOfData(-5500, kind)) return -1;
   return SetNetUser(net, data);
 }
 
@@ -319,7 +317,7 @@ int BRAVIC_CALL SetNodeLevels_bn(node_bn node, int numstates, const double* leve
       !CheckLevels(node, numstates, levels)) {
     return -1;
   }
-  return numstates == node->numstates ? SetLevels(node, levels) : SetStatesAndLevels(node, numstates, levels, nullptr);
+  return SetNodeLevels(node, numstates, levels);
 }
 
 int BRAVIC_CALL SetLinkName_bn(node_bn node, int linkindex, const char* name) {
@@ -345,7 +343,7 @@ int BRAVIC_CALL SetNodeComment_bn(node_bn node, const char* comment) {
 
 int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void* data) {
   NetCall call("SetNodeUserData_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !CheckUserKind(-5511, kind)) return -1;
+  if (!call.HasReserve(-5135) || !call.Check(node) || !CheckKindOfData(-5511, kind)) return -1;
   return SetNodeUser(node, data);
 }
 

@@ -1,4 +1,4 @@
-#include "Bn/model/NetCall.h"
+#include "Bravic/NetCall.h"
 
 #include "Basic/FieldChecks.h"
 #include "Basic/Text.h"

@@ -1,5 +1,6 @@
-#include "Basic/ApiCall.h"
+#include "Bravic/ApiCall.h"
 
+#include "Basic/Callback.h"
 #include "Basic/Errors.h"
 #include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
@@ -7,14 +8,7 @@
 
 namespace bravic {
 
-environ_ns currentEnviron = nullptr;
-const char* currentFunction = nullptr;
-int checkingLevel = CHECK_LISTS;
-
 namespace {
-
-bool inCallback = false;
-const char* functionBefore;  // of the operation that calls back, as the callback found it
 
 bool RefuseEnvironment(int number, const char* text) {
   PrintFramed(number, text);
@@ -48,28 +42,8 @@ constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
 
 }  // namespace
 
-CallbackScope::CallbackScope() {
-  functionBefore = currentFunction;
-  if (!currentFunction) currentFunction = "a long operation";
-  inCallback = true;
-}
-
-CallbackScope::~CallbackScope() {
-  inCallback = false;
-  currentFunction = functionBefore;
-}
-
-bool RefuseInCallback(const char* function) {
-  if (!inCallback) return false;
-  const char* running = currentFunction;
-  currentFunction = nullptr;  // the complaint is nobody's error
-  ReportError(-5114, "API function %s is calling API function %s", running, function);
-  currentFunction = running;
-  return true;
-}
-
 void ApiCall::Nest(const char* function, InCallback allowed) {
-  if (inCallback) {
+  if (IsInCallback()) {
     around_ = currentFunction;
     refused_ = allowed == InCallback::Refused && RefuseInCallback(function);
     return;
