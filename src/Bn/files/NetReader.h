@@ -86,6 +86,7 @@ void ReadWarning(NetReader& reader, int number, const char* format, ...) BRAVIC_
 // Of two statements that exclude each other the later one holds.
 void ReportOverridden(NetReader& reader, const bnode& node, NodeField field, NodeField later, Place place);
 void ReadMemoryError(NetReader& reader, Failure failure);
+void ReportUnlisted(NetReader& reader);  // at the end: one last record for the problems that were not listed
 // Whether reading stopped, or is to stop now: then it is reported that it was halted. Looks at the clock.
 bool IsHalted(NetReader& reader);
 // Reports the channel's parse error, if there is one, and forgets it; false when there was one.
