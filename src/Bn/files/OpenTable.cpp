@@ -27,13 +27,18 @@ const char* Condition(OpenTable& table, char* buffer, std::size_t size) {
 
 constexpr std::size_t CONDITION_LEN = 200;
 
-}  // namespace
+// Where the element at hand stands, as messages end: "`probs` statement for [smoke=yes] of node 'x', line 3".
+struct Whereabouts {
+  explicit Whereabouts(OpenTable& table) {
+    char condition[CONDITION_LEN];
+    FormatText(text, sizeof text, "`%s` statement for [%s] of %s '%s', line %ld", FieldName(table.field),
+               Condition(table, condition, sizeof condition), format::NODE_WORD, table.node.name,
+               LineNow(table.reader));
+  }
+  char text[MAX_ERR_LEN];
+};
 
-Whereabouts::Whereabouts(OpenTable& table) {
-  char condition[CONDITION_LEN];
-  FormatText(text, sizeof text, "`%s` statement for [%s] of %s '%s', line %ld", FieldName(table.field),
-             Condition(table, condition, sizeof condition), format::NODE_WORD, table.node.name, LineNow(table.reader));
-}
+}  // namespace
 
 const char* FlatPrefix(const OpenTable& table) {
   return table.flat ? "FLAT " : "";
@@ -80,6 +85,18 @@ bool TooManyClosed(OpenTable& table) {
 
 bool BadEntry(OpenTable& table, const char* reason) {
   ReadError(table.reader, -1042, "%s in %s", reason, Whereabouts(table).text);
+  return false;
+}
+
+bool UnknownEscape(OpenTable& table, std::string_view word) {
+  ReadError(table.reader, -1087, "unknown escape name '%.*s' in %s", QuoteLength(word), word.data(),
+            Whereabouts(table).text);
+  return false;
+}
+
+bool UnknownState(OpenTable& table, std::string_view word) {
+  ReadError(table.reader, -1088, "unknown state name '%.*s' in %s", QuoteLength(word), word.data(),
+            Whereabouts(table).text);
   return false;
 }
 

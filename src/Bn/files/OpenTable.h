@@ -38,12 +38,7 @@ inline bool IsEnd(int c) {  // of a statement, if need be without its ";"
   return c == END_OF_INPUT || c == ';' || c == '}';
 }
 
-// Where the element at hand stands, as messages tell it: "`probs` statement for [smoke=yes] of node 'x', line 3".
-struct Whereabouts {
-  explicit Whereabouts(OpenTable& table);
-  char text[MAX_ERR_LEN];
-};
-const char* FlatPrefix(const OpenTable& table);
+const char* FlatPrefix(const OpenTable& table);  // of messages about a table in a single list
 
 // What is wrong with the table, reported with the place of the element at hand. All answer false.
 bool NotEnoughEntries(OpenTable& table);
@@ -54,6 +49,8 @@ bool TooFewClosed(OpenTable& table);
 bool TooManyOpen(OpenTable& table, int opened, int allowed);
 bool TooManyClosed(OpenTable& table);
 bool BadEntry(OpenTable& table, const char* reason);
+bool UnknownEscape(OpenTable& table, std::string_view word);
+bool UnknownState(OpenTable& table, std::string_view word);
 bool EntryFault(OpenTable& table, int number, std::string_view word);
 
 }  // namespace bravic

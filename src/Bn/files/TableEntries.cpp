@@ -35,24 +35,18 @@ void StoreImpossible(const OpenTable& table, char* cell) {
   StoreFloat(cell, table.form == TableForm::Experience ? NO_EXPERIENCE : IMPOS_PROB);
 }
 
-bool UnknownWord(OpenTable& table, int number, const char* what, std::string_view word) {
-  ReadError(table.reader, number, "unknown %s name '%.*s' in %s", what, QuoteLength(word), word.data(),
-            Whereabouts(table).text);
-  return false;
-}
-
 bool ReadEscape(OpenTable& table, char* cell) {
   std::string_view word = NextWord(table.reader);
   word.remove_prefix(1);
   if (BeginsNoCase(word, "undef")) return StoreUndefined(table, cell), true;
   if (BeginsNoCase(word, "imposs")) return StoreImpossible(table, cell), true;
-  return UnknownWord(table, -1087, "escape", word);
+  return UnknownEscape(table, word);
 }
 
 bool ReadStateEntry(OpenTable& table, char* cell) {
   const std::string_view word = NextWord(table.reader);
   const statetype state = StateOfWord(table.reader, table.node, word);
-  if (state == UNDEF_STATE) return UnknownWord(table, -1088, "state", word);
+  if (state == UNDEF_STATE) return UnknownState(table, word);
   return StoreState(cell, state), true;
 }
 
