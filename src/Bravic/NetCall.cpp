@@ -102,7 +102,7 @@ bool NetCall::CheckAnyNode(node_bn node) {
 
 bool NetCall::CheckNode(node_bn node) {
   if (!CheckAnyNode(node)) return false;
-  if (!Basic() || TagOf(node) != STUB_TAG) return true;
+  if (!Basic() || !IsStub(*node)) return true;
   ReportError(-5138, "parent placeholder (disconnected) node passed for node_bn");
   return false;
 }

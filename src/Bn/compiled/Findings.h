@@ -19,7 +19,6 @@ int EnterNot(node_bn node, statetype state);  // added to what is known
 void RetractFinding(node_bn node);
 void RetractAllFindings(net_bn net);
 int FindingOf(const bnode& node);
-bool HasFinding(const bnode& node);  // of any form
 // One weight a state, whatever the form of the finding; valid until the node's finding or beliefs change.
 const float* ShownLikelihood(node_bn node);
 double ValueOf(const bnode& node);  // of a discrete node that of the level; UNDEF_DBL without one

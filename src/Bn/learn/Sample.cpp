@@ -19,7 +19,6 @@ namespace bravic {
 
 namespace {
 
-inline constexpr double LEVEL_TOLERANCE = 1e-5;
 inline constexpr double NODE_WORK = 16;  // to sample one
 constexpr int SAMPLE_HALTED = -14;       // within this file
 

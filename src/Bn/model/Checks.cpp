@@ -20,7 +20,7 @@ Failure CheckParents(node_bn node) {
   }
   const int mark = NewMark();
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) == STUB_TAG) return Fail(-2226, "node '%s' has a disconnected link", Name(node));
+    if (IsStub(*parent)) return Fail(-2226, "node '%s' has a disconnected link", Name(node));
   }
   for (node_bn parent : Entries(node->preds)) {
     if (parent->mark == mark) {

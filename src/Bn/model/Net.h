@@ -10,8 +10,8 @@ namespace bravic {
 
 net_bn NewNetRecord(const char* name, environ_ns env);  // must succeed; whenchanged 0
 void FreeNet(net_bn net);                               // NULL is accepted
-// A node outside any net; as a copy of source: tag, kinds, states, tables, authors (see Net.cpp), no links, no
-// findings. NULL when its tables cannot be copied.
+// A node outside any net; as a copy of source: its tag, what nodes hand on (Fields.h) and its tables, but no name,
+// links and findings. NULL when its tables cannot be copied.
 node_bn NewNodeRecord(const bnode* source);
 void FreeNodeRecord(node_bn node);
 // NATURE_NODE, discrete, 2 states, named freshly from the stem ("Node" when NULL), added to the net.
