@@ -321,20 +321,21 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
   char purpose[100];
   FormatText(purpose, sizeof purpose, "for decision table of node '%s'", decision->name);
   if (!utility->determinv) return Fail(-2215, "node '%s' doesn't have a deterministic relation table", utility->name);
-  const long long rows = NumConfigurations(parents);
-  if (rows <= 0) return FailMemory(-2183, 0, purpose);
+  const long long numrows = NumConfigurations(parents);
+  if (numrows <= 0) return FailMemory(-2183, 0, purpose);
+  const auto rows = static_cast<std::size_t>(numrows);
   Policy policy;
   policy.decision = decision;
   policy.parents.assign(parents.begin(), parents.end());
   policy.states = TryMakeBlock<statetype>(rows);
   Block<float> best = TryMakeBlock<float>(rows);
   if (!policy.states || !best) {
-    return FailMemory(-2183, static_cast<double>(rows) * (sizeof(statetype) + sizeof(float)), purpose);
+    return FailMemory(-2183, static_cast<double>(numrows) * (sizeof(statetype) + sizeof(float)), purpose);
   }
 
   Choice choice(decision, utility);
   Vector<statetype> states(decision->preds.num + 1, 0);
-  for (long long row = 0; row < rows; ++row) {
+  for (std::size_t row = 0; row < rows; ++row) {
     if (work.Halts(STATE_WORK * decision->numstates)) return FailHalted();
     if (!choice.Make(states.data(), &policy.states[row], &best[row])) {
       return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", utility->name,

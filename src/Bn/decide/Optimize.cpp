@@ -52,11 +52,11 @@ Failure CheckNoForgetting(std::span<const node_bn> decisions) {
 Block<statetype> SpreadPolicy(const Policy& policy) {
   node_bn decision = policy.decision;
   const auto parents = Entries(decision->preds);
-  const long long rows = NumConfigurations(parents);
+  const auto rows = static_cast<std::size_t>(NumConfigurations(parents));
   Block<statetype> table = TryMakeBlock<statetype>(rows);
   if (!table) return table;
   Vector<statetype> states(parents.size() + 1, 0);
-  for (long long row = 0; row < rows; ++row) {
+  for (std::size_t row = 0; row < rows; ++row) {
     std::size_t at = 0;
     for (node_bn parent : policy.parents) at = at * parent->numstates + states[IndexIn(decision->preds, parent)];
     table[row] = policy.states[at];

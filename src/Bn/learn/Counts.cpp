@@ -22,7 +22,7 @@ Failure NoRoomForTable(int number, double nbytes, const bnode& node) {
 }
 
 std::size_t NumRowsOf(const bnode& node) {
-  return std::max(NumRows(node), 0LL);
+  return static_cast<std::size_t>(std::max(NumRows(node), 0LL));
 }
 
 double Sum(const double* counts, int numstates) {
