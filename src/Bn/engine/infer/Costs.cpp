@@ -2,22 +2,11 @@
 
 #include <algorithm>
 
-#include "Bn/engine/CostModel.h"
-
 namespace bravic::engine {
 
 void Costs::Forget() {
   spent_ = sweepCost_ = 0;
   numSwept_ = 0;
-}
-
-double Costs::OfPass(int c) const {
-  double size = 1;
-  for (int v : structure_.cliques[c].variables)
-    if (findings_.IsFree(v)) size *= structure_.numstates[v];
-  const Potential& potential = potentials_[c];
-  return cost::MESSAGE + cost::MESSAGE_ENTRY * size +
-         (potential.filled ? 0 : cost::FILL_ENTRY * static_cast<double>(potential.size));
 }
 
 double Costs::OfTree(int node, double limit) {
