@@ -25,10 +25,7 @@ double Costs::OfTree(int node, double limit) {
     const int c = cliques_[head];
     for (const Link& link : structure_.cliques[c].links) {
       if (link.neighbour == cameFrom_[head] || messages_.IsValid(link.in)) continue;
-      const Vector<Link>& back = structure_.cliques[link.neighbour].links;
-      for (int k = 0; k < back.size(); ++k)
-        if (back[k].neighbour == c)
-          cost += OfPass(link.neighbour) + ofNewLayout(passes_.IsPreparedToSend(link.neighbour, k));
+      cost += OfPass(link.neighbour) + ofNewLayout(passes_.IsPreparedToSend(link.neighbour, link.back));
       cliques_.push_back(link.neighbour);
       cameFrom_.push_back(c);
     }

@@ -24,10 +24,12 @@ void Propagation::Forget() {
 }
 
 int Propagation::CliqueForReading(int node) {
+  if (node == readNode_) return readClique_;
   structure_.FindPath(structure_.entry[node], pivot_, &path_);
-  int best = path_[0];
-  for (int i = 1; i < path_.size() && structure_.IsInClique(node, path_[i]); ++i) best = path_[i];
-  return best;
+  readNode_ = node;
+  readClique_ = path_[0];
+  for (int i = 1; i < path_.size() && structure_.IsInClique(node, path_[i]); ++i) readClique_ = path_[i];
+  return readClique_;
 }
 
 Outcome Propagation::MakeMessage(int c, int k) {

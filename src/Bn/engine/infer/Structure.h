@@ -30,6 +30,7 @@ class MessageId {
 struct Link {
   int neighbour, separator;
   MessageId in, out;
+  int back = -1;              // the other end's place among the neighbour's links
   bool tellsOfHomed = false;  // a node whose table is multiplied in here is in the separator
 };
 
@@ -75,6 +76,7 @@ struct Structure {
 
  private:
   void AddCliques();
+  void JoinLinks();
   void AddSeparators();
   void PlaceNodes();
   void RootTree();
