@@ -1,6 +1,8 @@
 // Which of many numbers is the least, kept while single numbers change.
 #pragma once
 
+#include <bit>
+
 #include "Basic/Memory.h"
 
 namespace bravic::engine {
@@ -10,8 +12,7 @@ class Tournament {
  public:
   // n players, all of them out.
   void Reset(int n) {
-    width_ = 1;
-    while (width_ < static_cast<std::size_t>(n)) width_ *= 2;
+    width_ = std::bit_ceil(static_cast<std::size_t>(n));
     cost_.resize(n);
     winner_.assign(2 * width_, -1);
   }

@@ -37,7 +37,7 @@ class Costs {
     for (int v : structure_.cliques[c].variables)
       if (findings_.IsFree(v)) size *= structure_.numstates[v];
     const Potential& potential = potentials_[c];
-    const double toFill = potential.filled ? 0 : cost::FILL_ENTRY * static_cast<double>(potential.size);
+    const double toFill = potential.filled ? 0 : cost::FILL_ENTRY * potential.size;
     return cost::MESSAGE + cost::MESSAGE_ENTRY * size + toFill;
   }
 

@@ -53,8 +53,8 @@ double Elimination::Plan(int keep, double limit) {
 }
 
 // The number of entries of the table that the step leaves.
-std::size_t Elimination::SizeLeft(const Step& step) {
-  std::size_t size = 1;
+int Elimination::SizeLeft(const Step& step) {
+  int size = 1;
   for (int v : order_.NeighboursOf(step)) size *= order_.SizeOf(v);
   return size;
 }
@@ -90,8 +90,8 @@ void Elimination::SumEntriesOf(const Step& step) {
   const int* inner = shape_.strides.data() + std::max(fastest, 0) * numInputs;
   double* out = sums_.data();
   auto product = [&](int j, int s) {
-    double entry = static_cast<double>(tables[0][j * inner[0] + s * own[0]]);
-    for (int i = 1; i < numInputs; ++i) entry *= static_cast<double>(tables[i][j * inner[i] + s * own[i]]);
+    double entry = tables[0][j * inner[0] + s * own[0]];
+    for (int i = 1; i < numInputs; ++i) entry *= tables[i][j * inner[i] + s * own[i]];
     return entry;
   };
   constexpr int SHORT = 4;
@@ -162,7 +162,7 @@ void Elimination::SumByPlan(const Step& step, const Kernels& kernels) {
   }
   // Tables that are not followed by slack are copied.
   tables_.clear();
-  std::size_t room = 0;
+  int room = 0;
   for (int f : inputs_)
     if (!factors_[f].padded) room += factors_[f].size + KERNEL_SLACK;
   padding_.GrowTo(room);
@@ -194,7 +194,7 @@ void Elimination::SumByPlan(const Step& step, const Kernels& kernels) {
 
 // Products of floats may be too small for a float where those of doubles are not.
 void Elimination::Sum(const Step& step, const Kernels& kernels, const ProductRange& range) {
-  const double entries = static_cast<double>(sums_.size()) * order_.SizeOf(step.variable);
+  const int entries = sums_.size() * order_.SizeOf(step.variable);
   if (entries >= cost::PLANNED_FROM && range.StaysAbove(FLOAT_FLOOR))
     SumByPlan(step, kernels);
   else
@@ -257,9 +257,8 @@ Outcome Elimination::Eliminate(const Step& step, const Kernels& kernels) {
     TakeKept(step, *place);
     return Outcome::GOOD;
   }
-  const std::size_t size = SizeLeft(step);
-  if (interrupt_ && interrupt_->Halts(static_cast<double>(size) * order_.SizeOf(step.variable)))
-    return Outcome::DOUBTFUL;
+  const int size = SizeLeft(step);
+  if (interrupt_ && interrupt_->Halts(size * order_.SizeOf(step.variable))) return Outcome::DOUBTFUL;
   sums_.resize(size);
   Sum(step, kernels, product.range);
   return StoreSums(step, product, place);
@@ -269,7 +268,7 @@ Outcome Elimination::Eliminate(const Step& step, const Kernels& kernels) {
 double Elimination::EntryOf(const Factor& factor, int state) const {
   int stride = 0;
   for (const Axis& axis : AxesOf(factor)) stride += axis.stride;
-  return static_cast<double>(factor.table[factor.first + state * stride]);
+  return factor.table[factor.first + state * stride];
 }
 
 // The product of what is left, which holds the kept variable or nothing; without one only whether it is 0.
@@ -310,7 +309,7 @@ Outcome Elimination::Run(const Kernels& kernels, double* to) {
   if (kept_.IsFull()) kept_.Forget();
   order_.SortNeighbours();
   int room = 0;
-  for (const Step& step : order_.Steps()) room += static_cast<int>(SizeLeft(step)) + KERNEL_SLACK;
+  for (const Step& step : order_.Steps()) room += SizeLeft(step) + KERNEL_SLACK;
   store_.GrowTo(room);
   stored_ = 0;
   for (const Step& step : order_.Steps())

@@ -66,9 +66,9 @@ class Elimination {
   };
 
   std::span<const Axis> AxesOf(const Factor& factor) const {
-    return {axes_.data() + factor.firstAxis, static_cast<std::size_t>(factor.numAxes)};
+    return std::span(axes_.data() + factor.firstAxis, factor.numAxes);
   }
-  std::size_t SizeLeft(const Step& step);
+  int SizeLeft(const Step& step);
   Product GatherInputs(const Step& step);
   Outcome Eliminate(const Step& step, const Kernels& kernels);
   void Sum(const Step& step, const Kernels& kernels, const ProductRange& range);

@@ -38,7 +38,7 @@ class EliminationOrder {
   double Find(int keep, double limit);
   const Vector<Step>& Steps() const { return steps_; }
   std::span<int> NeighboursOf(const Step& step) {
-    return {neighbours_.data() + step.firstNeighbour, static_cast<std::size_t>(step.numNeighbours)};
+    return std::span(neighbours_.data() + step.firstNeighbour, step.numNeighbours);
   }
   // Sorts the neighbours of every step: the next to be eliminated first, the one that is left last.
   void SortNeighbours();

@@ -53,7 +53,7 @@ class KeptTables {
   Table* PlaceFor(const TableKey& key);
   const float* EntriesOf(const Table& table) const { return entries_.get() + table.begin; }
   std::span<const int> AxesOf(const Table& table) const {
-    return {axes_.data() + table.firstAxis, static_cast<std::size_t>(table.numAxes)};
+    return std::span(axes_.data() + table.firstAxis, table.numAxes);
   }
   // Room for a table of so many entries, slack included, which may be 0; NULL when it is full.
   float* MakeRoom(std::size_t room);

@@ -38,7 +38,7 @@ Outcome Propagation::MakeMessage(int c, int k) {
     messages_.StoreVacuous(link.out);
     return Outcome::GOOD;
   }
-  const std::size_t size = findings_.FreeSize(structure_.VariablesOf(link.out));
+  const int size = findings_.FreeSize(structure_.VariablesOf(link.out));
   passes_.ClearTargets();
   passes_.AddTarget(size, messages_[link.out].floats);
   const PassResult result = passes_.Run(

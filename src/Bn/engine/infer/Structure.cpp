@@ -120,8 +120,8 @@ bool Structure::IsInClique(int node, int clique) const {
   return std::find(members.begin(), members.end(), node) != members.end();
 }
 
-std::size_t Structure::TableSize(int node) const {
-  std::size_t size = 1;
+int Structure::TableSize(int node) const {
+  int size = 1;
   for (int member : families[node]) size *= numstates[member];
   return size;
 }

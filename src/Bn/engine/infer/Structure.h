@@ -57,8 +57,8 @@ struct Structure {
   int ReceiverOf(MessageId message) const { return tree->separators[message.Separator()].cliques[message.Receiver()]; }
   std::span<const int> VariablesOf(MessageId message) const { return separators[message.Separator()].variables; }
   bool IsInClique(int node, int clique) const;
-  // The number of entries of the node's table.
-  std::size_t TableSize(int node) const;
+  // The number of entries of the node's table, which is in memory.
+  int TableSize(int node) const;
   // The cliques from one to another, both included.
   void FindPath(int from, int to, Vector<int>* path) const;
 
