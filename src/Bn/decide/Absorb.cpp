@@ -44,6 +44,7 @@ bool IsBarren(node_bn node) {
   return true;
 }
 
+// A copy: reversals change the list of children.
 Vector<node_bn> ChildrenInOrder(node_bn node) {
   OrderedNodes(node->innet);
   Vector<node_bn> children(node->succs.begin(), node->succs.end());
@@ -362,11 +363,13 @@ Failure AbsorbOne(node_bn node, Vector<Policy>* policies, Vector<Candidate>& can
   node_bn utility = UtilityToMaximize(node, nullptr);
   if (Failure failure = RemoveBarrenDescendants(node, candidates)) return failure;
   if (Failure failure = MaximizeDecision(node, utility, policies, work)) return failure;
+  // Its choice is known now, so nothing but barren nodes can ask for it.
   DisconnectChildren(node);  // barren ones that stay keep a placeholder
   node_bn nodes[] = {node};
   return RemoveNodesFromNet(net, nodes, {});
 }
 
+// The reason is that of the first that is left, found anew.
 Failure NoneCanBeAbsorbed(node_bn node) {
   char reason[REASON_LEN] = "";
   if (node->kind == DECISION_NODE) {

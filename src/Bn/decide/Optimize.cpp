@@ -58,6 +58,7 @@ Block<statetype> SpreadPolicy(const Policy& policy) {
   Vector<statetype> states(parents.size() + 1, 0);
   for (std::size_t row = 0; row < rows; ++row) {
     std::size_t at = 0;
+    // The policy's row of this configuration of all parents.
     for (node_bn parent : policy.parents) at = at * parent->numstates + states[IndexIn(decision->preds, parent)];
     table[row] = policy.states[at];
     NextConfiguration(parents, states.data());
@@ -77,6 +78,7 @@ Failure OptimizeDecisions(net_bn net) {
   if (Failure failure = CheckReadiness(nodes, Purpose::Optimize, Extent::Tables, net)) return failure;
   if (Failure failure = CheckNoForgetting(decisions)) return WrapOptimize(std::move(failure), net);
 
+  // Absorbing takes the net apart; the private undo puts it together again when its scope ends.
   Vector<Policy> policies;
   {
     PrivateUndo sandbox(net);

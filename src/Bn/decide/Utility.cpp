@@ -62,6 +62,7 @@ Failure PolicyRows(node_bn decision, Block<float>* rows) {
   return nullptr;
 }
 
+// Numbers the nodes (scratch), and brings their tables into the form in which the engine takes them.
 Failure FillProblem(std::span<const node_bn> nodes, ExpectationProblem& problem) {
   const int n = Count(nodes);
   problem.parents.resize(n);
@@ -130,6 +131,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
   });
   EnterFindings(nodes, *inference);
   if (Failure failure = FindMarginal(*inference, utility, {marginal.get(), rows})) return failure;
+  // Of configurations that cannot occur, the utility does not matter.
   double sum = 0;
   for (std::size_t row = 0; row < rows; ++row) {
     const double weight = marginal[row];
