@@ -26,7 +26,7 @@ int CompiledIndex(const bnode& node) {
 
 void UncompileNet(net_bn net) {
   if (net->compiled) {
-    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
+    for (node_bn node : PresentNodes(net)) node->compiledIndex = -1;
     DeleteObject(net->compiled);
     net->compiled = nullptr;
   }
