@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "Bn/compiled/Compile.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"

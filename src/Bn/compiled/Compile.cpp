@@ -9,8 +9,10 @@
 #include "Bn/compiled/CompileGraph.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/compiled/TreeReport.h"
+#include "Bn/model/Changes.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/TableForms.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
@@ -262,7 +264,7 @@ void HandOverFindings(net_bn net) {
 }
 
 void StartCompile() {
-  inferenceHooks = {UncompileNet, DropPotentials, TableChangedAlone, FindingRestored};
+  inferenceHooks = {UncompileNet, TableChangedAlone, FindingRestored};
 }
 
 }  // namespace bravic

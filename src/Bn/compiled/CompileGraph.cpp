@@ -1,5 +1,7 @@
 #include "Bn/compiled/CompileGraph.h"
 
+#include "Bn/model/NodeOrder.h"
+
 namespace bravic {
 
 static std::size_t Position(int i) {

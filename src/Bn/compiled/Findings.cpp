@@ -9,7 +9,9 @@
 #include "Bn/compiled/Compile.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/SharedAnswers.h"
 #include "Bn/model/Undo.h"
 #include "Bn/model/UndoRecord.h"
 

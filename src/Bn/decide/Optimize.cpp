@@ -9,7 +9,10 @@
 #include "Bn/engine/SearchOrder.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 

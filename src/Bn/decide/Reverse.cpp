@@ -8,7 +8,11 @@
 #include <cstdio>
 
 #include "Bn/model/Attributes.h"
+#include "Bn/model/Changes.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 
@@ -295,7 +299,9 @@ int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParent
   InstallRelation(child, newChild);
   InstallRelation(parent, newParent);
   GraphChanged(net);
-  for (node_bn node : {parent, child}) NotifyChange(net, node, tablesLost ? ChangeCode::TablesLost : ChangeCode::Graph);
+  for (node_bn node : {parent, child}) {
+    if (tablesLost) TableChanged(node);
+  }
   return REVERSED;
 }
 

@@ -7,6 +7,10 @@
 #include <cmath>
 
 #include "Bn/files/CaseReader.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
+#include "Bn/model/TableRows.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
