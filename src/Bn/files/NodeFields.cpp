@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "Basic/Text.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/files/NetValues.h"
 #include "Bn/files/NodeStatements.h"
@@ -125,7 +125,7 @@ bool SameFinding(const bnode& node, const bnode& define) {
 bool HasValidBelief(const bnode& node) {
   const net_bn net = node.innet;
   if (!node.belief || !net || node.numstates == 0) return false;
-  if (net->compiled) return net->beliefsCurrent && node.beliefStamp == net->compiled->inference->Stamp();
+  if (net->compiled) return HasBelief(node);
   return node.fromfile && node.fields[NODE_BELIEF] == FIELD_READ && !net->dirty;
 }
 

@@ -6,7 +6,7 @@
 
 #include "Basic/Random.h"
 #include "Basic/Text.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Findings.h"
 #include "Bn/files/CaseWriter.h"
 #include "Bn/learn/SampleTree.h"

@@ -17,11 +17,12 @@ void GraphRestored(net_bn net);
 void TableRestored(node_bn node);
 void Uncompile(net_bn net);  // the junction tree goes, too
 
-// Given at start-up by the modules that compile, which stand above the model.
+// What the compiled side of a net, which stands above the model, is told of changes. It sets the hooks at start-up;
+// each is called when the change has been made, and must not change the model.
 struct InferenceHooks {
-  void (*uncompile)(net_bn net);
-  void (*tableChanged)(node_bn node);  // of this node only: the other potentials are kept
-  void (*findingChanged)(node_bn node);
+  void (*uncompile)(net_bn net);         // the graph changed, or what nodes take part; also before a net is freed
+  void (*tableChanged)(node_bn node);    // of this node only; the others' are as they were
+  void (*findingChanged)(node_bn node);  // by undo or redo
 };
 extern InferenceHooks inferenceHooks;
 

@@ -20,7 +20,7 @@ struct nodelist_rec {
 namespace bravic {
 
 struct UndoRecord;
-struct CompiledNet;  // Bn/compiled/Compile.h: junction tree, potentials and messages of the engine
+struct CompiledNet;  // Bn/compiled/CompiledNet.h: junction tree, potentials and messages of the engine
 
 enum Discreteness { CONTINUOUS, DISCRETE, UNKNOWN_DISCRETE };
 enum Measure { NOMINAL, LOCAL, ORDINAL, INTERVAL, RATIO, UNKNOWN_MEASURE };
