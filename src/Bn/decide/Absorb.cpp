@@ -373,7 +373,7 @@ Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* 
     char name[MAX_ERR_LEN / 2];
     std::snprintf(name, sizeof name, "%s", node->name);
     if (Failure failure = AbsorbOne(node, policies, candidates, &numLeft, work)) {
-      if (failure->number == HALTED) return failure;
+      if (failure->number == HALTED.number) return failure;
       return Fail(failure->number, "couldn't absorb node '%s' because %s", name, failure->mesg);
     }
   }

@@ -18,7 +18,7 @@ namespace bravic {
 namespace {
 
 Failure WrapOptimize(Failure failure, net_bn net) {
-  if (!failure || failure->number == HALTED) return failure;
+  if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't optimize net '%s', because %s", net->name, failure->mesg);
 }
 
@@ -216,7 +216,7 @@ Failure ExpectedUtility(net_bn net, double* result) {
   Failure failure = FindUtility(nodes, &utility);
   if (!failure) failure = CheckReadiness(nodes, false, Purpose::Optimize, 0, nullptr);
   if (!failure) failure = Expect(nodes, utility, result);
-  if (!failure || failure->number == HALTED) return failure;
+  if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);
 }
 

@@ -71,6 +71,11 @@ struct NetReader {
 };
 
 // Reports: under the prefix of the file being read; a warning begins "while" instead of "error".
+void ReadErrorRow(NetReader& reader, const ErrorRow* row, ...);
+template <class... Args>
+void ReadError(NetReader& reader, ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  ReadErrorRow(reader, error.Row(), arguments...);
+}
 void ReadError(NetReader& reader, int number, const char* format, ...) BRAVIC_PRINTF(3, 4);
 void ReadWarning(NetReader& reader, int number, const char* format, ...) BRAVIC_PRINTF(3, 4);
 // Of two statements that exclude each other the later one holds.
@@ -110,8 +115,8 @@ bool ReadNumber(NetReader& reader, const Statement& at, double* value);
 bool ReadQuoted(NetReader& reader, const Statement& at, char** text);  // owned by the caller; NULL for no text
 // Appends the items to words. Empty items are allowed only where said so.
 bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRange* names);
-// Into reader.numbers. listNumber: the error of a bad number (-184 takes the parse error's text, -777 its own).
-bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber);
+// Into reader.numbers. badNumber: the error of what is no number, a parse error or ILLEGAL_FINDING_NUMBER.
+bool ReadNumbers(NetReader& reader, const Statement& at, const ErrorRow& badNumber);
 // Owned names of a list that is parallel to something: legal, different; an empty item is NULL.
 bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names);
 void FreeNames(char** names, int count);

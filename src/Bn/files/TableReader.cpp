@@ -148,11 +148,11 @@ bool BadEntry(Table& table, const char* reason) {
   return false;
 }
 
-bool EntryFault(Table& table, int number, std::string_view word) {
+bool EntryFault(Table& table, const ErrorRow& error, std::string_view word) {
   char condition[CONDITION_LEN], context[MAX_ERR_LEN];
   FormatText(context, sizeof context, " in `%s` statement for [%s] of %s '%s'", FieldName(table),
              Condition(table, condition, sizeof condition), format::NODE_WORD, table.node.name);
-  table.reader.in.Report(number, word);
+  table.reader.in.Report(error, word);
   ReportFault(table.reader, context);
   return false;
 }

@@ -43,8 +43,8 @@ enum class RowForm { Fine, Missing, Impossible, ZeroSum };
 // Scales a row to sum 1; a row of another form than Fine is left as it is. The sum before (0 unless Fine) is in *sum.
 RowForm NormalizeRow(float* row, int numstates, double* sum);
 
-inline constexpr int NO_MEMORY_FOR_TABLE = -2286;
-// A table for all the node's rows, each of width entries; empty, with that number posted, when there is no room for it.
+// A table for all the node's rows, each of width entries; empty, with NO_MEMORY_FOR_TABLE posted, when there is no room
+// for it.
 void* NewTableMemory(const bnode& node, int width);
 template <class T>
 Block<T> NewTable(const bnode& node, int width, T fill) {
