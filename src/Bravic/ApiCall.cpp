@@ -60,7 +60,7 @@ bool ApiCall::RefuseWithoutReserve(int number) {
   return false;
 }
 
-bool ApiCall::Check(environ_ns env) {
+bool ApiCall::CheckEnviron(environ_ns env) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!env) return RefuseEnvironment(-5100, "NULL passed for environ_ns");
@@ -69,7 +69,7 @@ bool ApiCall::Check(environ_ns env) {
   return !Deep() || IsSound(env);
 }
 
-bool ApiCall::Check(report_ns report) {
+bool ApiCall::CheckReport(report_ns report) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!report) {
@@ -83,7 +83,7 @@ bool ApiCall::Check(report_ns report) {
   return !Deep() || IsSound(report);
 }
 
-bool ApiCall::Check(filespec_ns file) {
+bool ApiCall::CheckFile(filespec_ns file) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!file) {

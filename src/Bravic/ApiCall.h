@@ -34,9 +34,9 @@ class ApiCall {
   bool HasReserve(int number) { return !refused_ && (bravic::HasReserve() || RefuseWithoutReserve(number)); }
 
   // Handle checks of the basic level; the deep level adds the record's own consistency.
-  bool Check(environ_ns env);  // faults are written framed, since they cannot be recorded
-  bool Check(report_ns report);
-  bool Check(filespec_ns file);
+  bool CheckEnviron(environ_ns env);  // faults are written framed, since they cannot be recorded
+  bool CheckReport(report_ns report);
+  bool CheckFile(filespec_ns file);
   bool CheckName(const char* name);       // NULL -5114, empty -5142, illegal -5118
   bool CheckNameGiven(const char* name);  // NULL and empty only; the setter judges the rest
 

@@ -41,10 +41,6 @@ long (*waitClock)() = CalendarSeconds;
 progress_ns hostProgress = nullptr;
 void* hostData = nullptr;
 
-bool MayInteract() {
-  return currentEnviron && currentEnviron->hasUserInteraction == 1;
-}
-
 void Indent(int level) {
   for (int i = 0; i < level; ++i) PrintToUser("  ");
 }
@@ -125,6 +121,10 @@ int ShowInternalError(int number, const char* text) {
 }
 
 }  // namespace
+
+bool MayInteract() {
+  return currentEnviron && currentEnviron->hasUserInteraction == 1;
+}
 
 Wait* StartWait(Showing showing, double estimatedSeconds, const char* format, ...) {
   auto* wait = static_cast<Wait*>(AllocateCleared(1, sizeof(Wait)));

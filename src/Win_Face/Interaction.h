@@ -65,6 +65,7 @@ class LongWork {
   std::optional<WaitScope> wait_;
 };
 
+bool MayInteract();  // whether there is a person to print to and to ask
 bool AskYesNo(bool byDefault, const char* format, ...) BRAVIC_PRINTF(2, 3);
 void PrintToUser(const char* format, ...) BRAVIC_PRINTF(1, 2);
 bool UserAborts();

@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "Bn/engine/PlainPass.h"
 #include "support/random.h"
 
 namespace bravic::testing {

@@ -1,4 +1,5 @@
-// The junction tree of a net as a text.
+// The junction tree of a net as a text: a line a clique with its neighbours, its size and its members, and the size of
+// all. It is the tree of the net's elimination order, not the one that is computed with.
 #pragma once
 
 #include "Bn/model/Records.h"

@@ -93,7 +93,7 @@ Failure OptimizeDecisions(net_bn net) {
     if (node->kind == DECISION_NODE) decisions.push_back(node);
   node_bn utility;
   if (Failure failure = FindUtility(nodes, &utility)) return WrapOptimize(std::move(failure), net);
-  if (Failure failure = CheckReadiness(nodes, true, Purpose::Optimize, 0, net)) return failure;
+  if (Failure failure = CheckReadiness(nodes, Purpose::Optimize, Extent::Tables, net)) return failure;
   if (Failure failure = CheckNoForgetting(decisions)) return WrapOptimize(std::move(failure), net);
 
   Vector<Policy> policies;
@@ -214,7 +214,7 @@ Failure ExpectedUtility(net_bn net, double* result) {
   Vector<node_bn> nodes = NodesToSolve(net);
   node_bn utility;
   Failure failure = FindUtility(nodes, &utility);
-  if (!failure) failure = CheckReadiness(nodes, false, Purpose::Optimize, 0, nullptr);
+  if (!failure) failure = CheckFitness(nodes, Purpose::Optimize, Extent::Tables);
   if (!failure) failure = Expect(nodes, utility, result);
   if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);

@@ -98,9 +98,9 @@ void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow* row) {
   if (row) RetractAllFindings(net);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if (row && nodes[i]->discrete != DISCRETE && row->values[i] != UNDEF_DBL)
-      EnterValue(nodes[i], row->values[i], false);
+      EnterValue(nodes[i], row->values[i], Entry::Replacing);
     else if (row && row->states[i] >= 0)
-      EnterState(nodes[i], row->states[i], false);
+      EnterState(nodes[i], row->states[i], Entry::Replacing);
     else if (HasFinding(*nodes[i]))
       RetractFinding(nodes[i]);
   }

@@ -6,7 +6,7 @@
 
 #include "Basic/Random.h"
 #include "Basic/Text.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Findings.h"
 #include "Bn/files/CaseWriter.h"
 #include "Bn/learn/SampleTree.h"
@@ -19,7 +19,6 @@ namespace bravic {
 
 namespace {
 
-inline constexpr double LEVEL_TOLERANCE = 1e-5;
 inline constexpr double NODE_WORK = 16;  // to sample one
 constexpr int SAMPLE_HALTED = -14;       // within this file
 

@@ -4,21 +4,17 @@
 #include <algorithm>
 
 #include "Basic/Text.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
 
 namespace bravic {
 namespace {
 
-bool IsStub(const bnode& node) {
-  return TagOf(&node) == STUB_TAG;
-}
-
 node_bn CopyNode(const bnode& source) {
   node_bn copy = NewNodeRecord(&source);
   if (!copy) return nullptr;
-  CopyAttributes(source, copy);
-  copy->inputs = DupTexts(source.inputs, source.preds.num);
+  copy->inputs = DupNames(source.inputs, source.preds.num);
   return copy;
 }
 

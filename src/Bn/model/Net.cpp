@@ -6,23 +6,16 @@
 
 #include "Basic/Environ.h"
 #include "Basic/Text.h"
+#include "Bn/model/Fields.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
 namespace {
 
 node_bn prototypeNode = nullptr;
-
-// A copy of a table, or NULL; false on shortage.
-template <class T>
-bool CopyTable(const T* from, T*& to) {
-  if (!from) return true;
-  to = static_cast<T*>(TryAllocate(BlockSize(from)));
-  if (!to) return false;
-  std::memcpy(to, from, BlockSize(from));
-  return true;
-}
 
 void FreeNodes(const nodelist_rec& list) {
   for (node_bn node : list) FreeNodeRecord(node);
@@ -131,19 +124,12 @@ node_bn NewNodeRecord(const bnode* source) {
   node_bn node = copy.get();
   if (!source) return copy.release();
   node->tag = source->tag;
-  node->kind = source->kind;
-  node->discrete = source->discrete;
-  node->measure = source->measure;
-  node->chance = source->chance;
-  node->numstates = source->numstates;
   node->probsokay = source->probsokay;
   node->normalized = source->normalized;
   node->whenchanged = static_cast<unsigned>(std::time(nullptr));
-  node->states = DupTexts(source->states, source->numstates);
-  node->author = DupText(source->author);
-  node->whochanged = DupText(source->whochanged);
-  if (CopyTable(source->probs, node->probs) && CopyTable(source->numcases, node->numcases) &&
-      CopyTable(source->determin, node->determin) && CopyTable(source->determinv, node->determinv)) {
+  CopyFields(*source, CopyFor::Node, node);
+  if (TryCopyTable(source->probs, node->probs) && TryCopyTable(source->numcases, node->numcases) &&
+      TryCopyTable(source->determin, node->determin) && TryCopyTable(source->determinv, node->determinv)) {
     return copy.release();
   }
   FreeNodeRecord(copy.release());
@@ -153,8 +139,8 @@ node_bn NewNodeRecord(const bnode* source) {
 void FreeNodeRecord(node_bn node) {
   if (!node) return;
   NoteNodeGone(*node);
-  FreeTexts(node->states);
-  FreeTexts(node->inputs);
+  FreeNames(node->states);
+  FreeNames(node->inputs);
   for (char* text : {node->name, node->units, node->title, node->comment, node->author, node->whochanged}) Free(text);
   for (float* table : {node->probs, node->numcases, node->determinv, node->likelihood, node->belief}) Free(table);
   Free(node->levels);
@@ -217,7 +203,7 @@ void DeleteNode(node_bn node) {
   DisconnectChildren(node);
   Vector<node_bn> stubs;
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) != STUB_TAG || parent->numUses > 1) continue;
+    if (!IsStub(*parent) || parent->numUses > 1) continue;
     if (std::find(stubs.begin(), stubs.end(), parent) == stubs.end()) stubs.push_back(parent);
   }
   if (Failure failure = TakeOut(net, {&node, 1}, stubs)) Post(std::move(failure));

@@ -34,7 +34,7 @@ bool CheckDegree(int number, double degree) {
 
 long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq) {
   NetCall call("WriteCase_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(file)) return -1;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.CheckFile(file)) return -1;
   if (NetCall::Basic() && idnum < -1) {
     ReportError(-5522, "argument 'ID_num' is less than -1 (it is %ld)", idnum);
     return -1;
@@ -49,28 +49,28 @@ long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, d
 
 void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes, long* idnum, double* freq) {
   NetCall call("ReadCase_bn");
-  if (!call.HasReserve(-5135) || !call.Check(file)) return;
-  if (nodes && !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!call.HasReserve(-5135) || !call.CheckFile(file)) return;
+  if (nodes && !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   ReadCase(caseposn, file, EntriesOf(nodes), idnum, freq);
 }
 
 void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {
   NetCall call("CaseRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!call.HasReserve(-5135) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   if (!CheckUpdating(-5540, updating) || !CheckDegree(-5545, degree)) return;
   LearnFindings(EntriesOf(nodes), degree);
 }
 
 void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree) {
   NetCall call("CaseFileRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(file) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
+  if (!call.HasReserve(-5135) || !call.CheckFile(file) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   if (!CheckUpdating(-5539, updating) || !CheckDegree(-5544, degree)) return;
   LearnFile(file, EntriesOf(nodes), degree);
 }
 
 void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
   NetCall call("FadeProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
   if (NetCall::Basic() && !(degree >= 0 && degree <= 1)) {
     ReportError(-5516, "argument 'degree' is %g, but it should be within 0 to 1 inclusive", degree);
     return;
@@ -88,7 +88,7 @@ void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
 
 long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
   NetCall call("RandomCase_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
   if (NetCall::Basic() && method != 0) {
     ReportError(-5541, "argument 'method' is not 0 (it is %d)", method);
     return SAMPLE_ERROR;
@@ -99,12 +99,12 @@ long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
 int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid, double freq,
                                  int append) {
   NetCall call("GenerateCases_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
   if (NetCall::Basic() && numcases < 0) {
     ReportError(-5546, "argument 'numcases' is less than 0 (it is %ld)", numcases);
     return SAMPLE_ERROR;
   }
-  if (!call.Check(file)) return SAMPLE_ERROR;
+  if (!call.CheckFile(file)) return SAMPLE_ERROR;
   if (NetCall::Basic() && !(freq >= 0)) {
     ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
     return SAMPLE_ERROR;
@@ -115,7 +115,7 @@ int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns f
 
 int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env) {
   ApiCall call("SeedRandom_ns");
-  if (!call.HasReserve(-5250) || !call.Check(env)) return -1;
+  if (!call.HasReserve(-5250) || !call.CheckEnviron(env)) return -1;
   SeedRandom(seed);
   return 0;
 }

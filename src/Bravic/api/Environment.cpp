@@ -135,6 +135,6 @@ int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env) {
 
 void BRAVIC_CALL SetProgressCallback_ns(progress_ns report, void* data, environ_ns env) {
   ApiCall call("SetProgressCallback_ns");
-  if (!call.Check(env)) return;
+  if (!call.CheckEnviron(env)) return;
   SetHostProgress(report, data);
 }

@@ -27,44 +27,44 @@ bool ClientNumberInRange(int number) {
 
 report_ns BRAVIC_CALL GetError_ns(environ_ns env, int danger, report_ns after) {
   ApiCall call("GetError_ns", ApiCall::InCallback::Allowed);
-  if (!call.Check(env) || !DangerInRange(-5534, danger) || (after && !call.Check(after))) return nullptr;
+  if (!call.CheckEnviron(env) || !DangerInRange(-5534, danger) || (after && !call.CheckReport(after))) return nullptr;
   return OldestError(env, danger, after);
 }
 
 void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger) {
   ApiCall call("ClearErrors_ns", ApiCall::InCallback::Allowed);
-  if (!call.Check(env) || !DangerInRange(-5535, danger)) return;
+  if (!call.CheckEnviron(env) || !DangerInRange(-5535, danger)) return;
   ClearErrors(env, danger);
 }
 
 void BRAVIC_CALL ClearError_ns(report_ns error) {
   ApiCall call("ClearError_ns", ApiCall::InCallback::Allowed);
-  if (!error || !call.Check(error)) return;
+  if (!error || !call.CheckReport(error)) return;
   ClearReport(error);
 }
 
 report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char* mesg) {
   ApiCall call("ReportError_ns", ApiCall::InCallback::Allowed);
-  if (!call.Check(env) || !ClientNumberInRange(number) || !DangerInRange(-5563, danger)) return nullptr;
+  if (!call.CheckEnviron(env) || !ClientNumberInRange(number) || !DangerInRange(-5563, danger)) return nullptr;
   return ReportText(-number, danger, mesg);
 }
 
 int BRAVIC_CALL ErrorNumber_ns(report_ns error) {
   ApiCall call("ErrorNumber_ns", ApiCall::InCallback::Allowed);
-  if (!error || !call.Check(error)) return 0;
+  if (!error || !call.CheckReport(error)) return 0;
   return std::abs(error->number);
 }
 
 const char* BRAVIC_CALL ErrorMessage_ns(report_ns error) {
   ApiCall call("ErrorMessage_ns", ApiCall::InCallback::Allowed);
   if (!error) return "";
-  if (!call.Check(error)) return "error";
+  if (!call.CheckReport(error)) return "error";
   return MessageWithFunction(error);
 }
 
 int BRAVIC_CALL ErrorDanger_ns(report_ns error) {
   ApiCall call("ErrorDanger_ns", ApiCall::InCallback::Allowed);
   if (!error) call.LeaveNameSet();
-  if (!error || !call.Check(error)) return FALSE_ALERT;
+  if (!error || !call.CheckReport(error)) return FALSE_ALERT;
   return error->danger;
 }

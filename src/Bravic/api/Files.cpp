@@ -11,11 +11,11 @@ filespec_ns BRAVIC_CALL FileNamed_ns(const char* name, environ_ns env) {
     ReportError(-5537, "bad file name passed; it %s", fault);
     return nullptr;
   }
-  if (!call.Check(env)) return nullptr;
+  if (!call.CheckEnviron(env)) return nullptr;
   return NewFileSpec(name);
 }
 
 void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file) {
   ApiCall call("FreeFileSpec_ns");
-  if (file && call.Check(file)) FreeFileSpec(file);
+  if (file && call.CheckFile(file)) FreeFileSpec(file);
 }

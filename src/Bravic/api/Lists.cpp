@@ -70,7 +70,7 @@ nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
     ReportError(-5204, "argument 'length' is less than 0");
     return nullptr;
   }
-  if (!call.Check(env)) return nullptr;
+  if (!call.CheckEnviron(env)) return nullptr;
   nodelist_bn list = NewList(length);
   if (!list) ReportError(-5205, "out of memory making list of length %d", length);
   return list;
@@ -78,7 +78,7 @@ nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
 
 node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index) {
   NetCall call("AddNodeToList_bn");
-  if (!call.HasReserve(-5135) || (node && !call.Check(node)) || !call.Check(nodes, ANY_LIST) ||
+  if (!call.HasReserve(-5135) || (node && !call.CheckNode(node)) || !call.CheckList(nodes, ANY_LIST) ||
       !CheckChangeable(nodes)) {
     return ErrorCodeAsNode();
   }
@@ -96,7 +96,7 @@ node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index)
 
 node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index) {
   NetCall call("RemoveNthNode_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, ANY_LIST) || !CheckChangeable(nodes)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, ANY_LIST) || !CheckChangeable(nodes)) return nullptr;
   if (index == END_OF_LIST && nodes->num > 0) index = nodes->num - 1;
   if (call.Basic() && index < 0) {
     ReportError(-5209, "argument 'index' is less than 0 (it is %d)", index);
@@ -113,12 +113,12 @@ int BRAVIC_CALL LengthNodeList_bn(nodelist_bn nodes) {
   NetCall call("LengthNodeList_bn");
   if (!call.HasReserve(-5134)) return -1;
   if (!nodes) return 0;
-  return call.Check(nodes, ANY_LIST) ? nodes->num : -1;
+  return call.CheckList(nodes, ANY_LIST) ? nodes->num : -1;
 }
 
 node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index) {
   NetCall call("NthNode_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, ANY_LIST)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckList(nodes, ANY_LIST)) return nullptr;
   if (call.Basic() && index < 0) {
     ReportError(-5211, "argument 'index' is less than 0 (it is %d)", index);
     return nullptr;
@@ -132,7 +132,7 @@ node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index) {
 
 int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
   NetCall call("SetNthNode_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, ANY_LIST) || !CheckChangeable(nodes)) return ErrorCode();
+  if (!call.HasReserve(-5135) || !call.CheckList(nodes, ANY_LIST) || !CheckChangeable(nodes)) return ErrorCode();
   if (call.Basic() && index < 0) {
     ReportError(-5213, "argument 'index' is less than 0 (it is %d)", index);
     return ErrorCode();
@@ -147,7 +147,7 @@ int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
 
 nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes) {
   NetCall call("DupNodeList_bn");
-  if (!call.HasReserve(-5134) || !nodes || !call.Check(nodes, ANY_LIST)) return nullptr;
+  if (!call.HasReserve(-5134) || !nodes || !call.CheckList(nodes, ANY_LIST)) return nullptr;
   nodelist_bn list = DupList(*nodes);
   if (!list) ReportError(-5215, "out of memory duplicating list of length %d", nodes->num);
   return list;

@@ -6,12 +6,12 @@ using namespace bravic;
 
 void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file) {
   NetCall call("WriteNet_bn");
-  if (!call.Check(net) || !call.Check(file)) return;
+  if (!call.CheckNet(net) || !call.CheckFile(file)) return;
   WriteNet(net, file);
 }
 
 net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options) {
   NetCall call("ReadNet_bn");
-  if (!call.HasReserve(-5134) || !call.Check(file)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckFile(file)) return nullptr;
   return ReadNet(file, options);
 }

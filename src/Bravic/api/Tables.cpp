@@ -19,7 +19,7 @@ bool CheckVector(node_bn node, const statetype* parentstates, const float* probs
     return false;
   }
   if (!ApiCall::Lists()) return true;
-  const unsigned flags = ValidateVector({probs, static_cast<std::size_t>(node->numstates)});
+  const unsigned flags = ValidateVector(std::span(probs, node->numstates));
   if (!(flags & VECTOR_FAULTS)) return true;
   char text[320], row[ROW_TEXT_LEN];
   ReportError(-5133, "passed probability vector %s (%s)", VectorFaultText(flags, false, text),
@@ -50,7 +50,7 @@ bool CheckFunctionValue(node_bn node, double value) {
 
 void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype* parentstates, const probtype* probs) {
   NetCall call("SetNodeProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
   if (call.Basic() && node->numstates == 0) {
     ReportError(-5504, "can't set probability array for node '%s' because it is not discrete or discretized",
                 OrEmpty(node->name));
@@ -63,7 +63,7 @@ void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype* parentstates, co
 
 const probtype* BRAVIC_CALL GetNodeProbs_bn(node_bn node, const statetype* parentstates) {
   NetCall call("GetNodeProbs_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return SharedOnes(1);
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return SharedOnes(1);
   if (!call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) return SharedOnes(node->numstates);
   if (!HasRelation(*node)) return nullptr;
   if (Failure failure = MakeProbs(node)) {
@@ -75,7 +75,7 @@ const probtype* BRAVIC_CALL GetNodeProbs_bn(node_bn node, const statetype* paren
 
 void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype* parentstates, double experience) {
   NetCall call("SetNodeExperience_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) ||
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) ||
       !call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS)) {
     return;
   }
@@ -93,7 +93,7 @@ void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype* parentstate
 
 double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype* parentstates) {
   NetCall call("GetNodeExperience_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) ||
+  if (!call.HasReserve(-5134) || !call.CheckNode(node) ||
       !call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) {
     return UNDEF_DBL;
   }
@@ -102,7 +102,7 @@ double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype* parentsta
 
 void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype* parentstates, double value) {
   NetCall call("SetNodeFuncValue_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) ||
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) ||
       !call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS) || !CheckFunctionValue(node, value)) {
     return;
   }
@@ -115,7 +115,7 @@ void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype* parentstates
 
 double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype* parentstates) {
   NetCall call("GetNodeFuncValue_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) ||
+  if (!call.HasReserve(-5134) || !call.CheckNode(node) ||
       !call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) {
     return UNDEF_DBL;
   }
@@ -124,7 +124,7 @@ double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype* parentstat
 
 void BRAVIC_CALL DeleteNodeRelation_bn(node_bn node) {
   NetCall call("DeleteNodeRelation_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
   Relation none;
   none.normalized = node->normalized;
   InstallRelation(node, none);
@@ -132,6 +132,6 @@ void BRAVIC_CALL DeleteNodeRelation_bn(node_bn node) {
 
 int BRAVIC_CALL IsNodeDeterministic_bn(node_bn node) {
   NetCall call("IsNodeDeterministic_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return 0;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return 0;
   return IsDeterministic(node);
 }

@@ -10,13 +10,13 @@ using namespace bravic;
 
 int BRAVIC_CALL UndoLastChange_bn(net_bn net) {
   NetCall call("UndoLastChange_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
   return UndoUnlessHalted(net);
 }
 
 int BRAVIC_CALL RedoLastChange_bn(net_bn net) {
   NetCall call("RedoLastChange_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
   return RedoUnlessHalted(net);
 }
 
@@ -28,6 +28,6 @@ int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net) {
                 INT_MAX);
     return -1;
   }
-  if (!call.Check(net)) return -1;
+  if (!call.CheckNet(net)) return -1;
   return SetUndoDepth(depth, net);
 }
