@@ -6,6 +6,7 @@
 #include "Basic/Text.h"
 #include "Bn/compiled/CompileGraph.h"
 #include "Bn/compiled/CompiledNet.h"
+#include "Bn/engine/SearchOrder.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"

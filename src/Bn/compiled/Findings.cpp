@@ -198,10 +198,6 @@ Failure CheckValue(node_bn node, double value, Entry entry, statetype* state) {
 
 }  // namespace
 
-bool HasFinding(const bnode& node) {
-  return node.evidence != UNDEF_STATE || node.value != UNDEF_DBL || node.likelihood;
-}
-
 int FindingOf(const bnode& node) {
   if (node.evidence >= 0) return node.evidence;
   int numNonZero = 0, first = 0;
