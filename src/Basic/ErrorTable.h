@@ -38,7 +38,7 @@ struct ErrorRow {
 enum class Argument { Int, Long, LongLong, Real, Text, Other };
 
 template <class T>
-consteval Argument ArgumentOf() {
+consteval Argument KindOf() {
   if (std::is_same_v<T, long>) return Argument::Long;
   if (std::is_same_v<T, long long>) return Argument::LongLong;
   if (std::is_floating_point_v<T> && sizeof(T) <= sizeof(double)) return Argument::Real;
@@ -73,13 +73,13 @@ consteval bool TakesArguments(const char* at, const Argument* argument, int coun
   return count == 0;
 }
 
-// A row whose text takes just these arguments. Anything else does not compile.
-template <class... Args>
-class ErrorFor {
+// A row whose text takes just arguments of these kinds. Anything else does not compile.
+template <Argument... KINDS>
+class ErrorTaking {
  public:
-  consteval ErrorFor(const ErrorRow& row) : row_(&row) {
-    const Argument arguments[] = {ArgumentOf<Args>()..., Argument::Other};
-    if (!TakesArguments(row.text, arguments, sizeof...(Args))) ArgumentsDontFitTheText();
+  consteval ErrorTaking(const ErrorRow& row) : row_(&row) {
+    const Argument arguments[] = {KINDS..., Argument::Other};
+    if (!TakesArguments(row.text, arguments, sizeof...(KINDS))) ArgumentsDontFitTheText();
   }
   const ErrorRow* Row() const { return row_; }
 
@@ -88,5 +88,10 @@ class ErrorFor {
 
   const ErrorRow* row_;
 };
+
+template <class T>
+inline constexpr Argument ARGUMENT_KIND = KindOf<T>();
+template <class... Args>
+using ErrorFor = ErrorTaking<ARGUMENT_KIND<Args>...>;
 
 }  // namespace bravic
