@@ -5,7 +5,10 @@
 #include "Bn/decide/Absorb.h"
 #include "Bn/decide/Utility.h"
 #include "Bn/model/Checks.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 
@@ -13,7 +16,7 @@ namespace bravic {
 namespace {
 
 Failure WrapOptimize(Failure failure, net_bn net) {
-  if (!failure || failure->number == HALTED) return failure;
+  if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't optimize net '%s', because %s", net->name, failure->mesg);
 }
 

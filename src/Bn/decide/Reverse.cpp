@@ -5,7 +5,11 @@
 #include "Basic/Format.h"
 #include "Bn/engine/Axes.h"
 #include "Bn/model/Attributes.h"
+#include "Bn/model/Changes.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 
@@ -94,7 +98,7 @@ Factor FactorOf(node_bn node) {
   Factor factor;
   factor.numstates = node->numstates;
   const Failure failure = MakeProbs(node);
-  factor.lacksMemory = failure && failure->number == NO_MEMORY_FOR_TABLE;
+  factor.lacksMemory = failure && failure->number == NO_MEMORY_FOR_TABLE.number;
   if (!failure && IsProbsComplete(node)) {
     factor.table = node->probs;
   } else if (node->kind == UTILITY_NODE && !node->probs && node->determinv) {
@@ -317,7 +321,9 @@ ReversalResult ReverseLink(node_bn parent, node_bn child, ParentOrder order, Par
   InstallRelation(child, newChild);
   InstallRelation(parent, newParent);
   GraphChanged(net);
-  for (node_bn node : {parent, child}) NotifyChange(net, node, tablesLost ? ChangeCode::TablesLost : ChangeCode::Graph);
+  for (node_bn node : {parent, child}) {
+    if (tablesLost) TableChanged(node);
+  }
   return REVERSED;
 }
 

@@ -7,6 +7,8 @@
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Net.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"
 
@@ -150,7 +152,7 @@ Failure ExpectedUtility(net_bn net, double* result) {
   Failure failure = FindUtility(nodes, &utility);
   if (!failure) failure = CheckFitness(nodes, Purpose::Optimize, Extent::Tables);
   if (!failure) failure = Expect(nodes, utility, result);
-  if (!failure || failure->number == HALTED) return failure;
+  if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);
 }
 
