@@ -79,8 +79,8 @@ void MarkContradicted(net_bn net) {
   net->findingsApplied = net->beliefsCurrent = false;
 }
 
-// Hands the findings over, so that the engine can be asked. False with an error posted.
-bool PrepareUpdate(net_bn net, Account account) {
+// Whether the engine can be asked; else an error is posted.
+bool BeginUpdate(net_bn net) {
   if (!net->potentialsMade) {
     ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
     return false;
@@ -89,12 +89,7 @@ bool PrepareUpdate(net_bn net, Account account) {
     ResetProbability(net);
     net->findingsApplied = true;
   }
-  // What the new findings are compared with, where nobody has asked for it yet.
-  engine::Status before = engine::Status::Done;
-  if (account == Account::ToUser && !net->compiled->probabilityKnown) before = FindProbability(net, Showing::Always);
-  HandOverFindings(net);
-  if (before == engine::Status::Halted) Post(FailHalted());
-  return before != engine::Status::Halted;
+  return true;
 }
 
 // What the answer of the engine means for the net.
@@ -125,9 +120,32 @@ Update FinishUpdate(net_bn net, engine::Status status) {
   }
 }
 
+// Whether the findings are possible, and no more than that.
+Update UpdateQuietly(net_bn net) {
+  if (net->beliefsCurrent) return Update::Done;
+  if (!BeginUpdate(net)) return Update::Failed;
+  HandOverFindings(net);
+  const Update result = FinishUpdate(net, CheckFindings(*net->compiled));
+  if (result == Update::Done) net->compiled->probabilityKnown = false;
+  return result;
+}
+
+Update UpdateWithAccount(net_bn net) {
+  if (!BeginUpdate(net)) return Update::Failed;
+  // What the new findings are compared with, where nobody has asked for it yet.
+  engine::Status status = engine::Status::Done;
+  if (!net->compiled->probabilityKnown) status = FindProbability(net, Showing::Always);
+  HandOverFindings(net);
+  if (status == engine::Status::Halted) return FinishUpdate(net, status);
+  const double before = net->compiled->logProbability;
+  const Update result = FinishUpdate(net, FindProbability(net, Showing::Always));
+  if (result == Update::Done) PrintAccount(net, before);
+  return result;
+}
+
 // Makes caseprob and its logarithm those of all findings.
 Update UpdateProbability(net_bn net) {
-  const Update result = UpdateBeliefs(net, Account::None);
+  const Update result = UpdateQuietly(net);
   if (result != Update::Done || net->compiled->probabilityKnown) return result;
   return FinishUpdate(net, FindProbability(net, Showing::Never));
 }
@@ -135,19 +153,8 @@ Update UpdateProbability(net_bn net) {
 }  // namespace
 
 Update UpdateBeliefs(net_bn net, Account account) {
-  if (net->beliefsCurrent) return Update::Done;
-  if (!MayInteract()) account = Account::None;
-  if (!PrepareUpdate(net, account)) return Update::Failed;
-  CompiledNet& compiled = *net->compiled;
-  const double before = compiled.logProbability;
-  if (account == Account::None) {
-    const Update result = FinishUpdate(net, CheckFindings(compiled));
-    if (result == Update::Done) compiled.probabilityKnown = false;
-    return result;
-  }
-  const Update result = FinishUpdate(net, FindProbability(net, Showing::Always));
-  if (result == Update::Done) PrintAccount(net, before);
-  return result;
+  const bool tells = account == Account::ToUser && !net->beliefsCurrent && MayInteract();
+  return tells ? UpdateWithAccount(net) : UpdateQuietly(net);
 }
 
 void AutoUpdate(net_bn net) {
@@ -163,12 +170,13 @@ const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
   if (CompiledIndex(*node) < 0 || node->kind != NATURE_NODE) {
     // It has no belief; what is wrong with the net or its findings is reported all the same.
-    UpdateBeliefs(net, Account::None);
+    UpdateQuietly(net);
     return nullptr;
   }
   if (HasBelief(*node)) return node->belief;
   if (!net->beliefsCurrent) {
-    if (!PrepareUpdate(net, Account::None)) return nullptr;
+    if (!BeginUpdate(net)) return nullptr;
+    HandOverFindings(net);
     // A belief may be found without the probability of the findings.
     net->compiled->probabilityKnown = false;
   }

@@ -131,7 +131,7 @@ Failure CheckFindings(const bnode& node) {
   return nullptr;
 }
 
-Failure CheckNode(node_bn node, bool inNet) {
+Failure CheckNodeRecord(node_bn node, bool inNet) {
   char reason[NAME_REASON_LEN];
   if (CheckNameText(node->name, reason)) return BadNode(BAD_NAME, *node, "its name is not legal");
   if (Failure failure = CheckNumbers(*node)) return failure;
@@ -151,7 +151,7 @@ Failure CheckMembers(net_bn net, const nodelist_rec& list, Tag tag) {
   for (node_bn node : Entries(list)) {
     if (!node || TagOf(node) != tag) return BadNet(BAD_NODE_LIST, *net, "one of its nodes is damaged or freed");
     if (node->innet != net) return BadNet(BAD_NODE_LIST, *net, "one of its nodes is in another net");
-    if (Failure failure = CheckNode(node, true)) return failure;
+    if (Failure failure = CheckNodeRecord(node, true)) return failure;
     if (tag == BNODE_TAG && FindNode(net, node->name) != node) {
       return BadNode(BAD_NAME, *node, "its net doesn't find it by its name");
     }
@@ -199,7 +199,7 @@ Failure CheckNodeConsistency(node_bn node) {
   if (node->innet && TagOf(node->innet) != BNET_TAG) {
     return BadNode(BAD_NET, *node, "its net is damaged or freed");
   }
-  return CheckNode(node, false);
+  return CheckNodeRecord(node, false);
 }
 
 Failure CheckNetConsistency(net_bn net) {
