@@ -84,6 +84,7 @@ Block<float> MakeLikelihood(std::span<const WideNumber> weights) {
 }
 
 Block<float> MakeLikelihood(std::span<const double> numbers) {
+  // Numbers that floats print alike need nothing behind them: they come back as they are.
   if (!std::all_of(numbers.begin(), numbers.end(), ReadsAsFloat)) {
     Vector<WideNumber> weights;
     for (double x : numbers) weights.push_back(ToWide(x));
