@@ -8,6 +8,7 @@
 #include <numeric>
 #include <vector>
 
+#include "support/joint.h"
 #include "support/library.h"
 #include "support/random.h"
 
@@ -64,21 +65,10 @@ Problem RandomProblem(Random& random, double zeros, double smallest) {
 }
 
 std::vector<double> SumOnto(const Problem& problem, int keep) {
-  std::vector<double> sums(keep < 0 ? 1 : static_cast<std::size_t>(problem.sizes[static_cast<std::size_t>(keep)]));
-  std::vector<int> state(problem.sizes.size(), 0);
-  for (;;) {
-    double product = 1;
-    for (const Table& table : problem.tables) {
-      int index = table.first;
-      for (std::size_t k = 0; k < table.variables.size(); ++k)
-        index += state[static_cast<std::size_t>(table.variables[k])] * table.strides[k];
-      product *= static_cast<double>(table.entries[static_cast<std::size_t>(index)]);
-    }
-    sums[keep < 0 ? 0 : static_cast<std::size_t>(state[static_cast<std::size_t>(keep)])] += product;
-    std::size_t v = 0;
-    while (v < state.size() && ++state[v] == problem.sizes[v]) state[v++] = 0;
-    if (v == state.size()) return sums;
-  }
+  std::vector<Factor> factors;
+  for (const Table& table : problem.tables)
+    factors.push_back({table.variables, table.strides, {table.entries.begin(), table.entries.end()}, table.first});
+  return EnumerateOnto(keep < 0 ? std::vector<int>() : std::vector<int>{keep}, problem.sizes, factors);
 }
 
 TEST_F(EliminationTest, SumsAsTheWholeProduct) {
@@ -181,33 +171,6 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
       for (int s = 0; s < 4; ++s) EXPECT_NEAR(sums[0][s] / whole, sums[1][s] / other, 2e-6);
     }
   }
-}
-
-// Products too small for a float, of factors that are not.
-TEST_F(EliminationTest, KeepsProductsThatFloatsCannotHold) {
-  Random random(6);
-  constexpr int STATES = 20, SIZE = STATES * STATES * STATES;
-  std::vector<float> tables[2];
-  std::vector<double> expected(STATES, 0.0);
-  for (auto& table : tables)
-    for (int i = 0; i < SIZE; ++i) table.push_back(static_cast<float>(1e-25 * (0.1 + random.Share())));
-  Elimination elimination;
-  for (int v = 0; v < 3; ++v) elimination.AddVariable(v, STATES);
-  for (const auto& table : tables) {
-    elimination.AddFactor(table.data(), 0, SIZE, {-87, engine::NO_LOSS}, {});
-    for (int v = 0, stride = SIZE / STATES; v < 3; ++v, stride /= STATES) elimination.AddAxis(v, stride);
-  }
-  double whole = 0, got = 0;
-  for (std::size_t i = 0; i < SIZE; ++i) {
-    const double product = static_cast<double>(tables[0][i]) * static_cast<double>(tables[1][i]);
-    expected[i / (STATES * STATES)] += product;
-    whole += product;
-  }
-  ASSERT_TRUE(std::isfinite(elimination.Plan(0, 1e12)));
-  std::vector<double> sums(STATES, -1);
-  ASSERT_EQ(elimination.Run(engine::BestKernels(), sums.data()), Outcome::GOOD);
-  for (double sum : sums) got += sum;
-  for (std::size_t s = 0; s < STATES; ++s) EXPECT_NEAR(sums[s] / got, expected[s] / whole, 1e-6);
 }
 
 // What a table that was left has lost beside its largest entry may be all that counts in the end.

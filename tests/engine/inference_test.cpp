@@ -95,7 +95,7 @@ class History {
         const int node = random_.Below(model_.NumNodes());
         std::vector<float> family(model_.tables[static_cast<std::size_t>(node)].size(), -1.0f);
         EXPECT_TRUE(Engine().FamilyMarginal(node, family));
-        Compare(family, EnumerateFamily(model_, findings_, node, maximize_));
+        Compare(family, EnumerateOnto(model_.Family(node), SizesOf(model_), FactorsOf(model_, findings_), maximize_));
       }
     }
   }
@@ -179,89 +179,6 @@ Model ChainModel(int length, const std::vector<float>& prior, const std::vector<
   return model;
 }
 
-TEST_F(InferenceTest, LongChainOfRareEventsKeepsItsProbability) {
-  const Model model = ChainModel(2000, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
-  const Compiled compiled(model);
-  Inference& inference = *compiled.inference;
-  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
-  inference.SetTables([&](int i) { return model.Table(i); });
-  for (int i = 0; i < 2000; ++i) inference.SetState(i, i % 2);
-  ASSERT_EQ(inference.Propagate(), Status::Done);
-  EXPECT_NEAR(inference.LogProbability(), std::log(0.5) + 1999 * std::log(0.25), 1e-6);
-  EXPECT_EQ(inference.Probability(), 0);
-  for (int i = 300; i < 2000; ++i) inference.ClearFinding(i);
-  ASSERT_EQ(inference.Propagate(), Status::Done);
-  EXPECT_NEAR(inference.Probability() / std::ldexp(1.0, -599), 1, 1e-6);
-  std::vector<float> belief(2);
-  ASSERT_EQ(inference.Belief(300, belief), Status::Done);
-  EXPECT_FLOAT_EQ(belief[0], 0.25f);
-}
-
-// One class with many features, in cliques that pass the class along: what speaks against a class early on makes it
-// smaller than any float before later features speak for it.
-TEST_F(InferenceTest, WeightsTooSmallForFloatsComeBack) {
-  for (bool impossible : {false, true}) {
-    Model model;
-    const int features = 80;
-    for (int i = 0; i <= features; ++i) {
-      model.numstates.push_back(2);
-      model.parents.push_back(i ? Vector<int>{0} : Vector<int>{});
-      model.children.push_back({});
-      if (i) model.children[0].push_back(i);
-      model.tables.push_back(i ? std::vector<float>{0.5f, 0.5f, 0.999f, 0.001f} : std::vector<float>{0.25f, 0.75f});
-    }
-    for (int i = 41; i <= features; ++i) model.tables[static_cast<std::size_t>(i)] = {0.9995f, 0.0005f, 0.5f, 0.5f};
-    if (impossible) model.tables[0] = {0, 1};
-    const Compiled compiled(model);
-    Inference& inference = *compiled.inference;
-    ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
-    inference.SetTables([&](int i) { return model.Table(i); });
-    for (int i = 1; i <= features; ++i) inference.SetState(i, 1);
-    // In logarithms: the first class likes the first half, the second the other.
-    const double first = std::log(0.25) + 40 * std::log(0.5) + 40 * std::log(0.0005);
-    const double second = std::log(impossible ? 1 : 0.75) + 40 * std::log(0.001) + 40 * std::log(0.5);
-    const double whole = impossible ? second : second + std::log1p(std::exp(first - second));
-    ASSERT_EQ(inference.Propagate(), Status::Done);
-    EXPECT_NEAR(inference.LogProbability(), whole, 1e-4);
-    std::vector<float> belief(2);
-    EXPECT_EQ(inference.Belief(0, belief), Status::Done);
-    EXPECT_NEAR(belief[1], std::exp(second - whole), 1e-5);
-    std::vector<std::vector<float>> beliefs(model.numstates.size(), std::vector<float>(2));
-    EXPECT_EQ(inference.AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }), Status::Done);
-    EXPECT_EQ(beliefs[0], belief);
-    inference.ClearFinding(80);
-    EXPECT_EQ(inference.Belief(80, belief), Status::Done);
-    EXPECT_NEAR(belief[1], 0.5, impossible ? 1e-6 : 1e-2);
-    for (int i = 1; i <= features; ++i) inference.ClearFinding(i);
-    ASSERT_EQ(inference.Propagate(), Status::Done);
-    EXPECT_NEAR(inference.Probability(), 1, 1e-5);
-  }
-}
-
-TEST_F(InferenceTest, ManyWeakFindingsOfOneNodeStayConsistent) {
-  Model model;
-  for (int i = 0; i < 3; ++i) {
-    model.numstates.push_back(3);
-    model.parents.push_back(i ? Vector<int>{0} : Vector<int>{});
-    model.children.push_back({});
-    if (i) model.children[0].push_back(i);
-    model.tables.push_back(i ? std::vector<float>{1, 0, 0, 0, 1, 0, 0, 0, 1} : std::vector<float>{0.5f, 0.5f, 0});
-  }
-  const Compiled compiled(model);
-  Inference& inference = *compiled.inference;
-  ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
-  inference.SetTables([&](int i) { return model.Table(i); });
-  for (int i = 0; i < 3; ++i) inference.SetLikelihood(i, std::vector<float>{1e-20f, 2e-20f, 1});
-  ASSERT_EQ(inference.Propagate(), Status::Done);
-  EXPECT_NEAR(inference.LogProbability(), std::log(4.5) - 60 * std::log(10), 1e-5);
-  std::vector<float> belief(3);
-  EXPECT_EQ(inference.Belief(2, belief), Status::Done);
-  EXPECT_NEAR(belief[1], 8.0 / 9, 1e-6);
-  EXPECT_EQ(belief[2], 0);
-  inference.SetLikelihood(0, std::vector<float>{0, 0, 1});
-  EXPECT_EQ(inference.Propagate(), Status::Inconsistent);
-}
-
 TEST_F(InferenceTest, StampMovesWithEveryChangeAndOnlyThen) {
   const Model model = ChainModel(3, {0.5f, 0.5f}, {0.75f, 0.25f, 0.25f, 0.75f});
   const Compiled compiled(model);
@@ -343,23 +260,6 @@ TEST_F(InferenceTest, ReadsSeparatorsOfAnySize) {
       for (std::size_t k = 0; k < beliefs[i].size(); ++k)
         ASSERT_NEAR(beliefs[i][k], joint.marginals[i][k] / joint.total, 1e-6);
   }
-}
-
-TEST_F(InferenceTest, RefusesATableTooLarge) {
-  Model model;
-  for (int i = 0; i < 5; ++i) {
-    model.numstates.push_back(100);
-    model.parents.push_back({});
-    model.children.push_back({});
-    for (int p = 0; p < i; ++p) {
-      model.parents.back().push_back(p);
-      model.children[static_cast<std::size_t>(p)].push_back(i);
-    }
-  }
-  const Compiled compiled(model);
-  int failed = -1;
-  EXPECT_EQ(compiled.inference->AllocatePotentials(&failed), Status::NoMemory);
-  EXPECT_EQ(failed, 0);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Small models of bare indices for tests of the engine, and their joint distribution enumerated.
+// Small models of bare indices for tests of the engine.
 #pragma once
 
 #include <memory>
@@ -6,6 +6,7 @@
 
 #include "Bn/engine/SearchOrder.h"
 #include "Bn/engine/infer/Inference.h"
+#include "support/joint.h"
 #include "support/random.h"
 
 namespace bravic::testing {
@@ -16,6 +17,7 @@ struct Model {
   std::vector<std::vector<float>> tables;
 
   int NumNodes() const { return static_cast<int>(numstates.size()); }
+  std::vector<int> Family(int node) const;  // the parents, then the node
   std::size_t RowCount(int node) const;
   const float* Table(int node) const { return tables[static_cast<std::size_t>(node)].data(); }
 };
@@ -32,13 +34,12 @@ void RandomTable(Model& model, int node, Random& random, double zeros);
 
 using Findings = std::vector<std::vector<double>>;  // [node] a weight per state; empty: none
 
-struct Joint {
-  double total = 0, largest = 0;
-  std::vector<std::vector<double>> marginals, maxMarginals;  // unnormalized
-};
-Joint Enumerate(const Model& model, const Findings& findings);
-// Marginal over the node's parents and itself, unnormalized.
-std::vector<double> EnumerateFamily(const Model& model, const Findings& findings, int node, bool maximize);
+// The model's tables and findings for the enumeration of joint.h; a negative entry marks an impossible row.
+std::vector<int> SizesOf(const Model& model);
+std::vector<Factor> FactorsOf(const Model& model, const Findings& findings);
+inline Joint Enumerate(const Model& model, const Findings& findings) {
+  return Enumerate(SizesOf(model), FactorsOf(model, findings));
+}
 
 // The model compiled: moral graph, searched order, tree (merge: small cliques made one) and engine.
 struct Compiled {

@@ -165,16 +165,6 @@ TEST(Order, CostOfAnyOrderCountsEachCliqueOnce) {
   }
 }
 
-TEST(Order, OfAChainTakesTheEndFreeOfCharge) {
-  Model chain;
-  chain.numstates = {2, 2, 2, 2};
-  chain.parents = {{}, {0}, {1}, {2}};
-  chain.children = {{1}, {2}, {3}, {}};
-  const Compiled compiled(chain);
-  EXPECT_EQ(compiled.order.nodes, (Vector<int>{0, 1, 2, 3}));
-  EXPECT_EQ(compiled.order.cost, 12);
-}
-
 TEST(Order, HaltedKeepsWhatItFoundAndTheRestInNodeOrder) {
   Random random(5);
   const Model model = RandomModel(random, {30, 30, 2, 3, 3, 1e18, 0});

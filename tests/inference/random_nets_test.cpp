@@ -185,17 +185,5 @@ TEST_F(RandomNets, AgreeWithTheJointThroughAnyHistory) {
   }
 }
 
-TEST_F(RandomNets, AgreeWithTheJointWhenLarger) {
-  for (std::uint64_t seed = 1000; seed < 1010; ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    Random random(seed);
-    Net net = RandomNet(env, random, {.minNodes = 10, .maxNodes = 12, .minStates = 2, .maxStates = 3});
-    Known known;
-    CompileNet_bn(net.get());
-    for (int i = 0; i < 5; ++i) EnterSomething(net, random, known);
-    CheckAll(net, known, false);
-  }
-}
-
 }  // namespace
 }  // namespace bravic::testing

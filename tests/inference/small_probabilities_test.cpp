@@ -9,68 +9,21 @@
 namespace bravic::testing {
 namespace {
 
-class SmallProbabilities : public NetTest {
- protected:
-  struct Group {
-    int count;
-    float given0, given1;  // of a child's first state
-  };
-
-  // A hub of two equally probable states with children whose first state is found.
-  void MakeHub(const std::vector<Group>& groups) {
-    net.reset(NewNet_bn("Hub", env));
-    AddNode(net, "H", {"a", "b"}, {}, {0.5f, 0.5f});
-    int k = 0;
-    for (const Group& group : groups) {
-      for (int i = 0; i < group.count; ++i) {
-        const std::string name = "E" + std::to_string(k++);
-        EnterFinding_bn(AddNode(net, name.c_str(), {"a", "b"}, {"H"},
-                                {group.given0, 1 - group.given0, group.given1, 1 - group.given1}),
-                        0);
-      }
-    }
-    CompileNet_bn(net.get());
-  }
-};
-
-TEST_F(SmallProbabilities, OfManyFindings) {
-  const struct {
-    std::vector<Group> groups;
-    double belief, logprob;  // of the hub's first state; natural
-  } rows[] = {
-      {{{250, 0.99f, 0.5f}, {500, 0.65f, 0.99f}}, 6.38807e-18, -179.0051},
-      {{{6, 2e-8f, 4e-8f}}, 1 / 65.0, std::log(0.5 * 65 * std::pow(2e-8, 6))},
-      {{{6, 3.5e-8f, 4e-8f}}, 0.309771, std::log(0.5 * (1 + std::pow(0.875, 6)) * std::pow(4e-8, 6))},
-      {{{1000, 1e-30f, 1e-30f}, {1, 0.25f, 0.75f}}, 0.25, std::log(0.5) - 30000 * std::log(10)},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.logprob);
-    MakeHub(row.groups);
-    node_bn hub = Named(net, "H");
-    EXPECT_NEAR(CaseLogProbability_bn(net.get()) / row.logprob, 1, 1e-5);
-    EXPECT_NEAR(CaseProbability_bn(net.get()) / std::max(std::exp(row.logprob), std::numeric_limits<double>::min()), 1,
-                1e-4);
-    EXPECT_NEAR(GetNodeBeliefs_bn(hub)[0] / row.belief, 1, 1e-4);
-    EXPECT_NEAR(GetNodeBeliefs_bn(hub)[1], 1 - row.belief, 1e-5);
-    EnterFinding_bn(hub, 0);
-    EXPECT_EQ(GetNodeBeliefs_bn(hub)[0], 1);
-    EXPECT_EQ(Reports(), "");
-  }
-}
+using SmallProbabilities = NetTest;
 
 TEST_F(SmallProbabilities, OfTwoFindingsInAPair) {
-  AddNode(net, "A", {"a", "b"}, {}, {1e-30f, 1});
-  AddNode(net, "B", {"a", "b"}, {"A"}, {1e-30f, 1, 0, 1});
+  AddNode(net, "A", {"a", "b"}, {}, {1e-20f, 1});
+  AddNode(net, "B", {"a", "b"}, {"A"}, {1e-20f, 1, 0, 1});
   CompileNet_bn(net.get());
-  EXPECT_EQ(Belief(net, "B", "a"), 0);
+  EXPECT_EQ(Belief(net, "B", "a"), 0) << "no normal float";
   const float only[] = {2, 0};
   EnterNodeLikelihood_bn(Named(net, "B"), only);
-  EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-60, 1, 1e-5);
+  EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-40, 1, 1e-5);
   RetractNodeFindings_bn(Named(net, "B"));
   EXPECT_EQ(Belief(net, "B", "a"), 0);
   Observe(net, "B", "a");
   Observe(net, "A", "a");
-  EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-60, 1, 1e-5);
+  EXPECT_NEAR(CaseProbability_bn(net.get()) / 1e-40, 1, 1e-5);
   EXPECT_EQ(Belief(net, "A", "a"), 1);
   RetractNodeFindings_bn(Named(net, "A"));
   Observe(net, "B", "a");

@@ -2,75 +2,86 @@
 
 #include <algorithm>
 
-#include "support/nets.h"
-
 namespace bravic::testing {
 
-namespace {
-
-struct Factor {
-  std::vector<std::size_t> parents;  // positions in the list of nodes
-  std::vector<double> table;
-  std::vector<double> weights;
-  std::size_t numstates;
-};
-
-Factor MakeFactor(const std::vector<node_bn>& nodes, node_bn node, const Weights& weights) {
-  Factor factor;
-  factor.numstates = static_cast<std::size_t>(NumStates(node));
-  for (node_bn parent : Nodes(GetNodeParents_bn(node))) {
-    factor.parents.push_back(static_cast<std::size_t>(std::find(nodes.begin(), nodes.end(), parent) - nodes.begin()));
-  }
-  for (float entry : GetTable(node)) factor.table.push_back(std::max(static_cast<double>(entry), 0.0));
-  auto known = weights.find(node);
-  factor.weights = known != weights.end() ? known->second : std::vector<double>(factor.numstates, 1.0);
-  return factor;
+double Factor::At(const std::vector<int>& states) const {
+  int index = first;
+  for (std::size_t k = 0; k < variables.size(); ++k) index += states[std::size_t(variables[k])] * strides[k];
+  return entries[std::size_t(index)];
 }
 
-double Weight(const std::vector<Factor>& factors, const std::vector<statetype>& states,
-              const std::vector<std::size_t>& numstates) {
-  double product = 1;
-  for (std::size_t i = 0; i < factors.size() && product > 0; ++i) {
-    std::size_t row = 0;
-    for (std::size_t parent : factors[i].parents) {
-      row = row * numstates[parent] + static_cast<std::size_t>(states[parent]);
+Factor TableOf(const std::vector<int>& variables, const std::vector<int>& sizes, std::vector<double> entries) {
+  std::vector<int> strides(variables.size(), 1);
+  for (std::size_t k = variables.size(); k-- > 1;) strides[k - 1] = strides[k] * sizes[std::size_t(variables[k])];
+  return {variables, strides, std::move(entries)};
+}
+
+Joint Enumerate(const std::vector<int>& sizes, const std::vector<Factor>& factors) {
+  Joint joint;
+  for (int states : sizes) joint.marginals.emplace_back(std::size_t(states), 0.0);
+  joint.maxMarginals = joint.marginals;
+  ForEachConfiguration(sizes, factors, [&](const std::vector<int>& states, double product) {
+    joint.total += product;
+    joint.largest = std::max(joint.largest, product);
+    for (std::size_t i = 0; i < states.size(); ++i) {
+      joint.marginals[i][std::size_t(states[i])] += product;
+      double& most = joint.maxMarginals[i][std::size_t(states[i])];
+      most = std::max(most, product);
     }
-    auto state = static_cast<std::size_t>(states[i]);
-    product *= factors[i].table[row * factors[i].numstates + state] * factors[i].weights[state];
-  }
-  return product;
+  });
+  return joint;
 }
 
-}  // namespace
+std::vector<double> EnumerateOnto(const std::vector<int>& variables, const std::vector<int>& sizes,
+                                  const std::vector<Factor>& factors, bool maximize) {
+  std::size_t size = 1;
+  for (int variable : variables) size *= std::size_t(sizes[std::size_t(variable)]);
+  const Factor place = TableOf(variables, sizes, {});
+  std::vector<double> table(size, 0.0);
+  ForEachConfiguration(sizes, factors, [&](const std::vector<int>& states, double product) {
+    int index = 0;
+    for (std::size_t k = 0; k < variables.size(); ++k) index += states[std::size_t(variables[k])] * place.strides[k];
+    double& at = table[std::size_t(index)];
+    at = maximize ? std::max(at, product) : at + product;
+  });
+  return table;
+}
+
+std::vector<int> SizesOf(net_bn net) {
+  std::vector<int> sizes;
+  for (node_bn node : Nodes(GetNetNodes_bn(net))) sizes.push_back(NumStates(node));
+  return sizes;
+}
+
+std::vector<Factor> FactorsOf(net_bn net, const Weights& weights) {
+  const auto nodes = Nodes(GetNetNodes_bn(net));
+  const auto sizes = SizesOf(net);
+  std::vector<Factor> factors;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    std::vector<int> family;
+    for (node_bn parent : Nodes(GetNodeParents_bn(nodes[i])))
+      family.push_back(int(std::find(nodes.begin(), nodes.end(), parent) - nodes.begin()));
+    family.push_back(int(i));
+    std::vector<double> entries;
+    for (float entry : GetTable(nodes[i])) entries.push_back(std::max(double(entry), 0.0));
+    factors.push_back(TableOf(family, sizes, entries));
+    const auto known = weights.find(nodes[i]);
+    if (known != weights.end()) factors.push_back(TableOf({int(i)}, sizes, known->second));
+  }
+  return factors;
+}
 
 Posterior Enumerate(net_bn net, const Weights& weights) {
-  std::vector<node_bn> nodes = Nodes(GetNetNodes_bn(net));
-  std::vector<Factor> factors;
-  std::vector<std::size_t> numstates;
+  const auto nodes = Nodes(GetNetNodes_bn(net));
+  Joint joint = Enumerate(SizesOf(net), FactorsOf(net, weights));
   Posterior answer;
-  for (node_bn node : nodes) {
-    factors.push_back(MakeFactor(nodes, node, weights));
-    numstates.push_back(factors.back().numstates);
-    answer.belief[node].assign(numstates.back(), 0);
-    answer.maxBelief[node].assign(numstates.back(), 0);
-  }
-  std::vector<statetype> states(nodes.size(), 0);
-  do {
-    double weight = Weight(factors, states, numstates);
-    answer.probability += weight;
-    bool best = weight > answer.mostProbable;
-    if (best) answer.mostProbable = weight;
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-      auto state = static_cast<std::size_t>(states[i]);
-      answer.belief[nodes[i]][state] += weight;
-      double& largest = answer.maxBelief[nodes[i]][state];
-      largest = std::max(largest, weight);
-      if (best) answer.configuration[nodes[i]] = states[i];
-    }
-  } while (NextConfiguration(nodes, states));
-  for (node_bn node : nodes) {
-    for (double& entry : answer.belief[node]) entry /= answer.probability > 0 ? answer.probability : 1;
-    for (double& entry : answer.maxBelief[node]) entry /= answer.mostProbable > 0 ? answer.mostProbable : 1;
+  answer.probability = joint.total;
+  answer.mostProbable = joint.largest;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    for (double& entry : joint.marginals[i]) entry /= joint.total > 0 ? joint.total : 1;
+    for (double& entry : joint.maxMarginals[i]) entry /= joint.largest > 0 ? joint.largest : 1;
+    answer.belief[nodes[i]] = joint.marginals[i];
+    answer.maxBelief[nodes[i]] = joint.maxMarginals[i];
   }
   return answer;
 }

@@ -277,6 +277,11 @@ TEST_F(NetReaderTest, TextsOfOneMeaningGiveOneNet) {
       {"title = \"one\\n\\\n\t\ttwo\\\r\n \\ three\"; backcomments = (u,v);",
        "title = \"one\\ntwo three\"; backcomments = (u, v);"},
       {std::string("backcomments = (u\0, v);", 23), "backcomments = (u_, v);"},
+      // Just below the middle of two floats, at which a double puts it.
+      {Lone("discrete = FALSE; functable = 1.00000017881393432617187499;"),
+       Lone("discrete = FALSE; functable = 1.0000001;")},
+      {Lone("discrete = TRUE; states = (x, y); probs = (0.500000089406967163085937499, 0.5);"),
+       Lone("discrete = TRUE; states = (x, y); probs = (0.50000006, 0.5);")},
       {Lone("discrete = DISCRETE; states = (x, y); levels = (3, 4); evidence = y;"),
        Lone("discrete = TRUE; numstates = 2; states = (x, y); levels = (3, 4); evidence = #1; value = 4;")},
       {Lone("discrete = FALSE; levels = (- inf, 0, 1.5, INFinity); value = 1;"),

@@ -224,9 +224,12 @@ std::string FishCompletion(const Program& program) {
 std::string HelpOfProgram(const Program& program) {
   std::vector<std::pair<std::string, std::string>> rows;
   for (const Command& command : program.commands) rows.emplace_back(command.name, command.help);
-  return std::string("bravic: ") + SUMMARY + "\n\nUsage: bravic COMMAND [ARGUMENT]...\n\nCommands:\n" + Rows(rows) +
-         "\nOptions:\n" + Rows({{"-h, --help", "this text; after a command, its own"}, {"--version", "the version"}}) +
-         "\n" + DESCRIPTION + "\n\nExit codes:\n" + Indented(EXIT_CODES) + "\n\nExample:\n" + Indented(EXAMPLE) + "\n";
+  std::string text = "bravic: ";
+  text += SUMMARY;
+  text += "\n\nUsage: bravic COMMAND [ARGUMENT]...\n\nCommands:\n";
+  return text + Rows(rows) + "\nOptions:\n" +
+         Rows({{"-h, --help", "this text; after a command, its own"}, {"--version", "the version"}}) + "\n" +
+         DESCRIPTION + "\n\nExit codes:\n" + Indented(EXIT_CODES) + "\n\nExample:\n" + Indented(EXAMPLE) + "\n";
 }
 
 std::string HelpOfCommand(const Command& command) {

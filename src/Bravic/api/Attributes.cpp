@@ -1,19 +1,20 @@
-// The exported getters and setters of attributes of nets and nodes.
+// Attributes of nets and nodes: the getters, then the setters.
+#include "Bn/model/Attributes.h"
+
 #include <algorithm>
 #include <cmath>
 
 #include "Basic/Text.h"
-#include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
+#include "Bravic/NetCall.h"
 
-namespace bravic {
+using namespace bravic;
+
 namespace {
 
-constexpr const char* NO_ANSWER = "error";
-
-bool CheckUserKind(int number, int kind) {
+// Of user data.
+bool CheckKindOfData(int number, int kind) {
   if (!ApiCall::Basic() || kind == 0) return true;
   ReportError(number, "argument 'kind' is %d, but currently it must be 0", kind);
   return false;
@@ -51,7 +52,7 @@ bool CheckKind(node_bn node, int kind) {
   if (!ApiCall::Basic()) return true;
   if (kind < 0 || kind > ADVERSARY_NODE) {
     ReportError(-5501, "argument 'kind' passed for node '%s' is %d, but it must be between 0 and %d inclusive",
-                OrEmpty(node->name), kind, static_cast<int>(ADVERSARY_NODE));
+                OrEmpty(node->name), kind, int{ADVERSARY_NODE});
     return false;
   }
   if (kind == DISCONNECT_NODE) {
@@ -100,56 +101,53 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
 }
 
 }  // namespace
-}  // namespace bravic
-
-using namespace bravic;
 
 const char* BRAVIC_CALL GetNetName_bn(net_bn net) {
   NetCall call("GetNetName_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
   return OrEmpty(net->name);
 }
 
 nodelist_bn BRAVIC_CALL GetNetNodes_bn(net_bn net) {
   NetCall call("GetNetNodes_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return nullptr;
   OrderedNodes(net);
   return &net->nodes;
 }
 
 node_bn BRAVIC_CALL NodeNamed_bn(const char* name, net_bn net) {
   NetCall call("NodeNamed_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.Check(net)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.CheckNet(net)) return nullptr;
   return FindNode(net, name);
 }
 
 int BRAVIC_CALL GetNetAutoUpdate_bn(net_bn net) {
   NetCall call("GetNetAutoUpdate_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return 0;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return 0;
   return net->autoupdate;
 }
 
 nodelist_bn BRAVIC_CALL GetNetElimOrder_bn(net_bn net) {
   NetCall call("GetNetElimOrder_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return nullptr;
   return net->elimorder.num >= 0 ? &net->elimorder : nullptr;
 }
 
 const char* BRAVIC_CALL GetNetTitle_bn(net_bn net) {
   NetCall call("GetNetTitle_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
   return OrEmpty(net->title);
 }
 
 const char* BRAVIC_CALL GetNetComment_bn(net_bn net) {
   NetCall call("GetNetComment_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
   return OrEmpty(net->comment);
 }
 
 void* BRAVIC_CALL GetNetUserData_bn(net_bn net, int kind) {
   NetCall call("GetNetUserData_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net) || !CheckUserKind(-5201, kind)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckNet(net) || !CheckKindOfData(-5201, kind)) return nullptr;
   return net->user;
 }
 
@@ -161,7 +159,7 @@ net_bn BRAVIC_CALL GetNodeNet_bn(node_bn node) {
 
 const char* BRAVIC_CALL GetNodeName_bn(node_bn node) {
   NetCall call("GetNodeName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return NO_TEXT;
   return OrEmpty(node->name);
 }
 
@@ -185,7 +183,7 @@ int BRAVIC_CALL GetNodeNumberStates_bn(node_bn node) {
 
 const char* BRAVIC_CALL GetNodeStateName_bn(node_bn node, statetype state) {
   NetCall call("GetNodeStateName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node) || !call.CheckState(node, state)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node) || !call.CheckState(node, state)) return NO_TEXT;
   return node->states ? OrEmpty(node->states[state]) : "";
 }
 
@@ -205,26 +203,26 @@ double BRAVIC_CALL GetNodeLevel_bn(node_bn node, int index) {
 
 nodelist_bn BRAVIC_CALL GetNodeParents_bn(node_bn node) {
   NetCall call("GetNodeParents_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return nullptr;
   return &node->preds;
 }
 
 nodelist_bn BRAVIC_CALL GetNodeChildren_bn(node_bn node) {
   NetCall call("GetNodeChildren_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return nullptr;
   return &node->succs;
 }
 
 const char* BRAVIC_CALL GetLinkName_bn(node_bn node, int linkindex) {
   NetCall call("GetLinkName_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !call.CheckLinkIndex(node, linkindex)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node) || !call.CheckLinkIndex(node, linkindex)) return NO_TEXT;
   static char defaultName[40];  // of a placeholder's link; until the next call
   return LinkName(*node, linkindex, defaultName);
 }
 
 int BRAVIC_CALL LinkNamed_bn(const char* name, node_bn node) {
   NetCall call("LinkNamed_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.Check(node)) return -1;
+  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.CheckNode(node)) return -1;
   const int index = FindLink(*node, name);
   if (index < 0) ReportError(-5565, "node '%s' has no link entering it named '%s'", OrEmpty(node->name), name);
   return index;
@@ -232,43 +230,43 @@ int BRAVIC_CALL LinkNamed_bn(const char* name, node_bn node) {
 
 int BRAVIC_CALL HasRelation_bn(node_bn node) {
   NetCall call("HasRelation_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return 0;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return 0;
   return HasRelation(*node);
 }
 
 const char* BRAVIC_CALL GetNodeTitle_bn(node_bn node) {
   NetCall call("GetNodeTitle_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return NO_TEXT;
   return OrEmpty(node->title);
 }
 
 const char* BRAVIC_CALL GetNodeComment_bn(node_bn node) {
   NetCall call("GetNodeComment_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return NO_ANSWER;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return NO_TEXT;
   return OrEmpty(node->comment);
 }
 
 void* BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind) {
   NetCall call("GetNodeUserData_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckUserKind(-5203, kind)) return nullptr;
+  if (!call.HasReserve(-5134) || !call.CheckNode(node) || !CheckKindOfData(-5203, kind)) return nullptr;
   return node->user;
 }
 
 int BRAVIC_CALL SetNetName_bn(net_bn net, const char* name) {
   NetCall call("SetNetName_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net) || !call.CheckNameGiven(name)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net) || !call.CheckNameGiven(name)) return -1;
   return SetNetName(net, name);
 }
 
 int BRAVIC_CALL SetNetAutoUpdate_bn(net_bn net, int autoupdate) {
   NetCall call("SetNetAutoUpdate_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
   return SetNetAutoUpdate(net, autoupdate);
 }
 
 int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order) {
   NetCall call("SetNetElimOrder_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net) || !call.Check(order, NetCall::ALLOW_NONE) ||
+  if (!call.HasReserve(-5135) || !call.CheckNet(net) || !call.CheckList(order, NetCall::ALLOW_NONE) ||
       !CheckElimOrder(net, order)) {
     return -1;
   }
@@ -277,37 +275,37 @@ int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order) {
 
 int BRAVIC_CALL SetNetTitle_bn(net_bn net, const char* title) {
   NetCall call("SetNetTitle_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
   return SetNetTitle(net, title);
 }
 
 int BRAVIC_CALL SetNetComment_bn(net_bn net, const char* comment) {
   NetCall call("SetNetComment_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
   return SetNetComment(net, comment);
 }
 
 int BRAVIC_CALL SetNetUserData_bn(net_bn net, int kind, void* data) {
   NetCall call("SetNetUserData_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net) || !CheckUserKind(-5500, kind)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net) || !CheckKindOfData(-5500, kind)) return -1;
   return SetNetUser(net, data);
 }
 
 int BRAVIC_CALL SetNodeName_bn(node_bn node, const char* name) {
   NetCall call("SetNodeName_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckNameGiven(name)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckNameGiven(name)) return -1;
   return SetNodeName(node, name);
 }
 
 int BRAVIC_CALL SetNodeKind_bn(node_bn node, int kind) {
   NetCall call("SetNodeKind_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !CheckKind(node, kind)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !CheckKind(node, kind)) return -1;
   return SetKind(node, kind);
 }
 
 int BRAVIC_CALL SetNodeStateName_bn(node_bn node, statetype state, const char* name) {
   NetCall call("SetNodeStateName_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state) || !call.CheckNameGiven(name)) {
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckState(node, state) || !call.CheckNameGiven(name)) {
     return -1;
   }
   return SetStateName(node, state, name);
@@ -315,16 +313,16 @@ int BRAVIC_CALL SetNodeStateName_bn(node_bn node, statetype state, const char* n
 
 int BRAVIC_CALL SetNodeLevels_bn(node_bn node, int numstates, const double* levels) {
   NetCall call("SetNodeLevels_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !CheckNumStates(node, numstates) ||
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !CheckNumStates(node, numstates) ||
       !CheckLevels(node, numstates, levels)) {
     return -1;
   }
-  return numstates == node->numstates ? SetLevels(node, levels) : SetStatesAndLevels(node, numstates, levels, nullptr);
+  return SetNodeLevels(node, numstates, levels);
 }
 
 int BRAVIC_CALL SetLinkName_bn(node_bn node, int linkindex, const char* name) {
   NetCall call("SetLinkName_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckLinkIndex(node, linkindex) ||
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckLinkIndex(node, linkindex) ||
       !call.CheckNameGiven(name)) {
     return -1;
   }
@@ -333,24 +331,24 @@ int BRAVIC_CALL SetLinkName_bn(node_bn node, int linkindex, const char* name) {
 
 int BRAVIC_CALL SetNodeTitle_bn(node_bn node, const char* title) {
   NetCall call("SetNodeTitle_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return -1;
   return SetNodeTitle(node, title);
 }
 
 int BRAVIC_CALL SetNodeComment_bn(node_bn node, const char* comment) {
   NetCall call("SetNodeComment_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return -1;
   return SetNodeComment(node, comment);
 }
 
 int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void* data) {
   NetCall call("SetNodeUserData_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !CheckUserKind(-5511, kind)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !CheckKindOfData(-5511, kind)) return -1;
   return SetNodeUser(node, data);
 }
 
 int BRAVIC_CALL SetNetFindMPE_bn(net_bn net, int findmpe) {
   NetCall call("SetNetFindMPE_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
   return SetNetFindMPE(net, findmpe);
 }

@@ -1,4 +1,4 @@
-#include "Bn/model/NetCall.h"
+#include "Bravic/NetCall.h"
 
 #include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
@@ -71,7 +71,7 @@ bool Refuse(int number, const StateFault& fault, const char* what) {
 
 }  // namespace
 
-bool NetCall::Check(net_bn net) {
+bool NetCall::CheckNet(net_bn net) {
   if (IsRefused()) return false;
   if (Basic() && !net) {
     ReportError(-5104, "NULL passed for net_bn");
@@ -100,14 +100,14 @@ bool NetCall::CheckAnyNode(node_bn node) {
   return !Deep() || Passes(CheckNodeConsistency(node));
 }
 
-bool NetCall::Check(node_bn node) {
+bool NetCall::CheckNode(node_bn node) {
   if (!CheckAnyNode(node)) return false;
-  if (!Basic() || TagOf(node) != STUB_TAG) return true;
+  if (!Basic() || !IsStub(*node)) return true;
   ReportError(-5138, "parent placeholder (disconnected) node passed for node_bn");
   return false;
 }
 
-bool NetCall::Check(nodelist_bn list, unsigned allow) {
+bool NetCall::CheckList(nodelist_bn list, unsigned allow) {
   if (IsRefused()) return false;
   const ListPlace place = PlaceOf(list);
   if (place.owner == ListPlace::NET) CloseUp(place.net);

@@ -1,5 +1,6 @@
-#include "Basic/ApiCall.h"
+#include "Bravic/ApiCall.h"
 
+#include "Basic/Callback.h"
 #include "Basic/Errors.h"
 #include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
@@ -7,14 +8,7 @@
 
 namespace bravic {
 
-environ_ns currentEnviron = nullptr;
-const char* currentFunction = nullptr;
-int checkingLevel = CHECK_LISTS;
-
 namespace {
-
-bool inCallback = false;
-const char* functionBefore;  // of the operation that calls back, as the callback found it
 
 bool RefuseEnvironment(int number, const char* text) {
   PrintFramed(number, text);
@@ -48,28 +42,8 @@ constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
 
 }  // namespace
 
-CallbackScope::CallbackScope() {
-  functionBefore = currentFunction;
-  if (!currentFunction) currentFunction = "a long operation";
-  inCallback = true;
-}
-
-CallbackScope::~CallbackScope() {
-  inCallback = false;
-  currentFunction = functionBefore;
-}
-
-bool RefuseInCallback(const char* function) {
-  if (!inCallback) return false;
-  const char* running = currentFunction;
-  currentFunction = nullptr;  // the complaint is nobody's error
-  ReportError(-5114, "API function %s is calling API function %s", running, function);
-  currentFunction = running;
-  return true;
-}
-
 void ApiCall::Nest(const char* function, InCallback allowed) {
-  if (inCallback) {
+  if (IsInCallback()) {
     around_ = currentFunction;
     refused_ = allowed == InCallback::Refused && RefuseInCallback(function);
     return;
@@ -86,7 +60,7 @@ bool ApiCall::RefuseWithoutReserve(int number) {
   return false;
 }
 
-bool ApiCall::Check(environ_ns env) {
+bool ApiCall::CheckEnviron(environ_ns env) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!env) return RefuseEnvironment(-5100, "NULL passed for environ_ns");
@@ -95,7 +69,7 @@ bool ApiCall::Check(environ_ns env) {
   return !Deep() || IsSound(env);
 }
 
-bool ApiCall::Check(report_ns report) {
+bool ApiCall::CheckReport(report_ns report) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!report) {
@@ -109,7 +83,7 @@ bool ApiCall::Check(report_ns report) {
   return !Deep() || IsSound(report);
 }
 
-bool ApiCall::Check(filespec_ns file) {
+bool ApiCall::CheckFile(filespec_ns file) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!file) {

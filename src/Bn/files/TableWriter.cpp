@@ -1,10 +1,9 @@
-// Tables: one line for each configuration of the parents, nested in parentheses, with the configuration in a comment.
-// Entries are floats with the fewest digits that read back to the same float, so rows sum to what they summed to.
+#include "Bn/files/TableWriter.h"
+
 #include <algorithm>
 #include <cmath>
 #include <span>
 
-#include "Bn/files/NetWriter.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Condition.h"
 #include "Bn/model/Tables.h"
@@ -57,15 +56,13 @@ class Conditions {
     int offset;  // in text_
   };
 
-  static bool IsDiscretized(const bnode& parent) { return parent.discrete == CONTINUOUS && parent.levels; }
-
   void AddParent(const bnode& parent, const char* name) {
     int longest = 0;
     const int firstLabel = labels_.size();
     for (int state = 0; state < parent.numstates; state++) {
       char buffer[128];
       const char* label = parent.states ? parent.states[state] : nullptr;
-      if (IsDiscretized(parent) || OrEmpty(label)[0] == 0)
+      if (HasIntervals(parent) || OrEmpty(label)[0] == 0)
         label = StateCondition(parent, name, state, buffer, sizeof buffer);
       const int begin = letters_.size();
       for (; *label; label++) {  // a line end would end the comment
@@ -134,7 +131,7 @@ void PrintHeading(NetPrinter& printer, const TableForm& form, const Conditions& 
   for (int i = 0; i < form.node.preds.num; i++) {
     const std::string_view name = printer.NameOf(*form.node.preds.ar[i]);
     out.Put(name);
-    out.PutRepeated(' ', Padding(Count(name), conditions.Width(static_cast<std::size_t>(i))));
+    out.PutRepeated(' ', Padding(Count(name), conditions.Width(i)));
   }
   out.Put('\n');
 }

@@ -1,7 +1,7 @@
 // The call frame of an exported function, as a guard: complains of nesting, sets and clears the current
 // function's name, tests the reserve and offers the argument checks that need no model. Model checks extend it
-// (Bn/model/NetCall.h). While the host's progress callback runs, an operation is in the middle of its work: every
-// call but the error functions is refused then, by the first of the checks that it makes.
+// (Bravic/NetCall.h). While the host's progress callback runs, every call but the error functions is refused by the
+// first of the checks that it makes (Basic/Callback.h).
 #pragma once
 
 #include "Basic/Environ.h"
@@ -9,16 +9,8 @@
 
 namespace bravic {
 
-// What a long operation does around the host's progress callback. One callback at a time.
-class CallbackScope {
- public:
-  CallbackScope();
-  ~CallbackScope();
-  CallbackScope(const CallbackScope&) = delete;
-  CallbackScope& operator=(const CallbackScope&) = delete;
-};
-// True, with the call reported, while the host's progress callback runs.
-bool RefuseInCallback(const char* function);
+// What calls that answer a text answer when they fail.
+inline constexpr const char* NO_TEXT = "error";
 
 class ApiCall {
  public:
@@ -42,9 +34,9 @@ class ApiCall {
   bool HasReserve(int number) { return !refused_ && (bravic::HasReserve() || RefuseWithoutReserve(number)); }
 
   // Handle checks of the basic level; the deep level adds the record's own consistency.
-  bool Check(environ_ns env);  // faults are written framed, since they cannot be recorded
-  bool Check(report_ns report);
-  bool Check(filespec_ns file);
+  bool CheckEnviron(environ_ns env);  // faults are written framed, since they cannot be recorded
+  bool CheckReport(report_ns report);
+  bool CheckFile(filespec_ns file);
   bool CheckName(const char* name);       // NULL -5114, empty -5142, illegal -5118
   bool CheckNameGiven(const char* name);  // NULL and empty only; the setter judges the rest
 
