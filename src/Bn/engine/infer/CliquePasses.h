@@ -6,6 +6,7 @@
 // likelihoods are entered. The states themselves only move where tables begin.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "Bn/engine/PassPlan.h"
