@@ -22,6 +22,11 @@ inline constexpr double WHOLE_ROW = 2, WHOLE_ROW_ENTRY = 0.12;  //   whole rows,
 inline constexpr double DIRECT_ROW_ENTRY = 0.15;                //   or straight from the block,
 inline constexpr double LANE_ROW = 5, LANE_ENTRY = 1.2;         //   and rows whose lanes go to other places
 inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread entries of a factor over a row
+// Smaller passes go entry by entry, in place of a plan, and those of the second size until they come again; in entries.
+inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
+// The order of axes is searched for in cliques of so many entries, trying one order for so many of them
+// (AxisOrder.cpp).
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, ENTRIES_PER_AXIS_ORDER = 400;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries

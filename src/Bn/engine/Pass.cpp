@@ -206,6 +206,7 @@ void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const 
   const int first = plan.numFactors + 1, tables = plan.tables.size();
   std::fill(plan.at.begin(), plan.at.end(), 0);
   std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
+  // Rows gather from 0.
   for (int t = first; t < tables; ++t) {
     const PassPlan::Table& table = plan.tables[t];
     plan.pending[t] = plan.foldRows[t] = 0;

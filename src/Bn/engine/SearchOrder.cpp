@@ -141,6 +141,7 @@ class Run {
     const Vector<int>& around = lists_[node];
     double space = sizes_[node];
     for (int a : around) space *= sizes_[a];
+    // Recorded sets with the node in them go: what is recorded below holds the rest of them.
     int largest = 0;
     for (int set : setsOf_[node]) {
       largest = std::max(largest, setSize_[set]);
@@ -153,6 +154,7 @@ class Run {
       *std::find(list.begin(), list.end(), node) = list.back();
       list.pop_back();
     }
+    // The neighbours are joined; the new edges are kept for the update.
     filled_.clear();
     for (int i = 0; i < around.size(); ++i) {
       for (int j = 0; j < i; ++j) {
