@@ -12,56 +12,28 @@
 #include "Bn/model/NodeOrder.h"
 
 namespace bravic {
-
 namespace {
 
-inline constexpr std::size_t PLACE_LEN = 300;
-inline constexpr int MAX_UNFIT = 100;  // entries reported one by one
+constexpr std::size_t PLACE_LEN = 300;
+constexpr int MAX_UNFIT = 100;  // entries reported one by one
 
 // Of a text quoted in a message.
 int Shown(std::size_t length) {
   return static_cast<int>(std::min<std::size_t>(length, 40));
 }
 
-bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
+// Digits are compared as text, so that a number of any length is the one told.
+void JudgeVersion(std::string_view text) {
+  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
+  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
+  if (digits == CASE_VERSION) return;
+  const bool isOld = digits.empty();
+  if (isOld) digits = "0";
+  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
+                isOld ? "old" : "new", Shown(digits.size()), digits.data());
 }
 
 }  // namespace
-
-std::uint64_t StateNames::FirstBytes(const char* text, std::size_t length) {
-  unsigned char bytes[8];
-  std::memcpy(bytes, text, 8);
-  std::uint64_t key = 0;
-  for (int i = 7; i >= 0; --i) key = key << 8 | bytes[i];
-  return length >= 8 ? key : key & ((std::uint64_t{1} << (8 * length)) - 1);
-}
-
-bool StateNames::SameTail(const Entry& entry, const char* text) {
-  return std::memcmp(entry.name + 8, text + 8, entry.length - 8) == 0;
-}
-
-void StateNames::Fill(const bnode& node) {
-  if (!node.states) return;
-  std::size_t size = 4;
-  while (size < static_cast<std::size_t>(node.numstates) * 2) size *= 2;
-  mask_ = size - 1;
-  slots_.assign(size, Entry());
-  for (int state = 0; state < node.numstates; ++state) {
-    const char* name = node.states[state];
-    if (!name || !*name) continue;
-    Entry entry;
-    char padded[40] = {};
-    entry.length = std::min(std::strlen(name), sizeof padded - 1);
-    std::memcpy(padded, name, entry.length);
-    entry.key = FirstBytes(padded, entry.length);
-    entry.name = name;
-    entry.state = state;
-    std::size_t at = Slot(entry.key, entry.length);
-    while (slots_[at].state >= 0) at = (at + 1) & mask_;
-    slots_[at] = entry;
-  }
-}
 
 Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
@@ -77,17 +49,6 @@ Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_
   return Prefixed(lines_.HasTrouble() ? lines_.TakeTrouble() : std::move(failure));
 }
 
-// Digits are compared as text, so that a number of any length is the one told.
-static void JudgeVersion(std::string_view text) {
-  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
-  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
-  if (digits == CASE_VERSION) return;
-  const bool isOld = digits.empty();
-  if (isOld) digits = "0";
-  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
-                isOld ? "old" : "new", Shown(digits.size()), digits.data());
-}
-
 // At most three lines of at least three characters are looked at, as in every file of the library.
 Failure CaseReader::ReadIndicator() {
   for (int examined = 0; examined < format::INDICATOR_LINES && lines_.NeedLine();) {
@@ -97,7 +58,7 @@ Failure CaseReader::ReadIndicator() {
     std::size_t stop = start == head.npos ? start : head.find(format::INDICATOR_END, start);
     lines_.Consume();
     if (stop == head.npos) {
-      if (line.size() >= static_cast<std::size_t>(format::INDICATOR_MIN_LINE)) ++examined;
+      if (Count(line) >= format::INDICATOR_MIN_LINE) ++examined;
       continue;
     }
     std::string_view text = head.substr(start + std::strlen(format::INDICATOR_START));
@@ -170,7 +131,7 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
     const char* p = lines_.Start();
     while (p < lineEnd) {
       if (blockEnd) {
-        std::string_view rest(p, static_cast<std::size_t>(lineEnd - p));
+        std::string_view rest(p, lineEnd);
         const std::size_t close = rest.find(blockEnd);
         if (close == rest.npos) {
           p = lineEnd;
@@ -178,7 +139,7 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
         }
         p += close + 2;
         blockEnd = nullptr;
-      } else if (IsBlank(*p)) {
+      } else if (IsAsciiSpace(*p)) {
         if (*p == '\r' && !columns_.empty()) break;
         ++p;
       } else if (opensComment(p)) {
@@ -191,8 +152,8 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
         p += 2;
       } else {
         const char* start = p++;
-        while (p < lineEnd && !IsBlank(*p) && !opensComment(p)) ++p;
-        AddColumn({start, static_cast<std::size_t>(p - start)}, net, mark);
+        while (p < lineEnd && !IsAsciiSpace(*p) && !opensComment(p)) ++p;
+        AddColumn({start, p}, net, mark);
       }
     }
     // A carriage return ends the line of the columns too.
@@ -222,9 +183,9 @@ Failure CaseReader::JudgeColumns(net_bn net) const {
 
 Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
   int mark = NewMark();
-  for (std::size_t i = 0; i < wanted.size(); ++i) {
+  for (int i = 0; i < Count(wanted); ++i) {
     wanted[i]->mark = mark;
-    wanted[i]->scratch = static_cast<int>(i);
+    wanted[i]->scratch = i;
   }
   if (Failure failure = ReadColumnNames(net, mark)) return failure;
   if (lines_.HasTrouble()) return lines_.TakeTrouble();
@@ -234,7 +195,7 @@ Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) 
 
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
-  if (rowAtHand_ && rowAtHand_->hasId) std::snprintf(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
+  if (rowAtHand_ && rowAtHand_->hasId) FormatText(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
   FormatText(buffer, size, "%son line %ld of file '%s'", caseText, lines_.LineNumber(), ShownPath(filename_).text);
   return buffer;
 }
@@ -304,7 +265,7 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::
   double number;
   if (!ParseReal(text, length, &number))
     return Fail(-2085, "Illegal number '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place));
-  const std::size_t wanted = static_cast<std::size_t>(column.wanted);
+  const int wanted = column.wanted;
   if (node.levels) {
     row->states[wanted] = StateOfValue(node, number, LEVEL_TOLERANCE);
     if (row->states[wanted] < 0) {
@@ -350,7 +311,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
     while (p < lineEnd && *p == ' ') ++p;
     const char* start = p;
     while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
-    const std::size_t length = static_cast<std::size_t>(p - start);
+    const std::size_t length = p - start;
     if (count == columns_.size()) {
       if (p == lineEnd && length == 0) break;  // a tab before the line end
       return Fail(-2087, "Too many entries %s", Place(place, sizeof place));

@@ -79,8 +79,8 @@ void ReadEscape(InputChannel& in, Vector<char>& text) {
 
 bool HasDuplicate(char** names, int count, const char** duplicate) {
   if (count <= FEW_NAMES) {
-    for (int i = 0; i < count; i++) {
-      for (int j = 0; names[i] && j < i; j++) {
+    for (int i = 0; i < count; ++i) {
+      for (int j = 0; names[i] && j < i; ++j) {
         if (names[j] && std::strcmp(names[i], names[j]) == 0) return *duplicate = names[i], true;
       }
     }
@@ -88,7 +88,7 @@ bool HasDuplicate(char** names, int count, const char** duplicate) {
   }
   Vector<const char*> sorted;
   sorted.reserve(count);
-  for (int i = 0; i < count; i++) {
+  for (int i = 0; i < count; ++i) {
     if (names[i]) sorted.push_back(names[i]);
   }
   std::sort(sorted.begin(), sorted.end(), [](const char* a, const char* b) { return std::strcmp(a, b) < 0; });
@@ -229,13 +229,13 @@ bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRang
     if (!allowEmpty && (next == ',' || next == ')')) return ValueFault(reader, at, EMPTY_ITEM);
     if (!NextItem(reader, at, opened, &more)) return false;
     reader.words.push_back(word);
-    names->count++;
+    ++names->count;
   }
   return true;
 }
 
 bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names) {
-  *names = static_cast<char**>(AllocateCleared(range.count, sizeof(char*)));
+  *names = NewCleared<char*>(range.count);
   bool good = true;
   for (int i = 0; i < range.count && good; ++i) {
     const std::string_view word = reader.words[range.first + i];
@@ -268,7 +268,7 @@ statetype StateOfWord(const NetReader& reader, const bnode& node, std::string_vi
     if (word.size() < 2 || !ParseInteger(word.substr(1), reader.in.base, &number)) return UNDEF_STATE;
     return number >= 0 && number < node.numstates ? static_cast<statetype>(number) : UNDEF_STATE;
   }
-  for (int i = 0; node.states && !word.empty() && i < node.numstates; i++) {
+  for (int i = 0; node.states && !word.empty() && i < node.numstates; ++i) {
     if (node.states[i] && word.substr(0, MAX_NAME_LEN) == node.states[i]) return i;
   }
   return UNDEF_STATE;

@@ -60,7 +60,7 @@ bool ReadNumStates(NodeBlock& block, NodeField field) {
   const char* name = FieldName(field);
   if (stated < 0) {  // whether there may be none the end of the block tells
     ReadError(block.reader, -1026, "`%s` stated to be %ld, but it must not be less than 1, in %s '%s', line %ld", name,
-              static_cast<long>(stated), block.keyword, node.name, line);
+              long{stated}, block.keyword, node.name, line);
     return false;
   }
   if (stated != node.numstates && block.Status(NODE_STATES) == FIELD_INHERITED) {

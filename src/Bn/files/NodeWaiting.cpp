@@ -31,8 +31,8 @@ bool ReadLevels(NodeBlock& block) {
   const bool continuous = node.discrete != DISCRETE;
   if (continuous && count < 2) {
     ReadError(reader, -1076, "`%s` statement has %ld entries, but minimum is %ld, because %s '%s' is %s, line %ld",
-              FieldName(NODE_LEVELS), static_cast<long>(count), 2L, block.keyword, node.name,
-              DISCRETE_NAMES[node.discrete], LineNow(reader));
+              FieldName(NODE_LEVELS), long{count}, 2L, block.keyword, node.name, DISCRETE_NAMES[node.discrete],
+              LineNow(reader));
     return false;
   }
   const bool counted = block.Status(NODE_NUMSTATES) != FIELD_ABSENT && block.Status(NODE_NUMSTATES) != FIELD_INHERITED;
@@ -74,7 +74,7 @@ void ReadWaiting(NodeBlock& block, NodeField field) {
 void SetCertainBelief(bnode& node) {
   if (node.evidence == UNDEF_STATE) return;
   Free(node.belief);
-  node.belief = static_cast<float*>(AllocateCleared(node.numstates, sizeof(float)));
+  node.belief = NewCleared<float>(node.numstates);
   node.belief[node.evidence] = 1;
 }
 

@@ -37,7 +37,7 @@ int CountOpen(OpenTable& table) {
   int opened = 0;
   while (table.reader.in.Peek() == '(') {
     table.reader.in.Next();
-    opened++;
+    ++opened;
   }
   return opened;
 }
@@ -48,7 +48,7 @@ bool ReadElement(OpenTable& table) {
   const int allowed = table.depth - table.open;
   const int opened = CountOpen(table);
   if (opened > allowed) return TooManyOpen(table, opened, allowed);
-  for (int level = table.open + 1; level <= table.open + opened; level++) {
+  for (int level = table.open + 1; level <= table.open + opened; ++level) {
     if (level <= table.numparents) table.index[level] = 0;
   }
   table.open += opened;
@@ -68,7 +68,7 @@ bool ReadElement(OpenTable& table) {
   in.Next();
   table.inRow = false;
   table.closed = 1;
-  table.open--;
+  --table.open;
   SpreadElement(table, table.open);
   return true;
 }
@@ -87,8 +87,8 @@ bool CloseList(OpenTable& table) {
     Repeat(Cell(table, table.row * table.rowLength), RowBytes(table, stride), RowBytes(table, stride) * length);
   }
   table.row -= last * stride;
-  table.open--;
-  table.closed++;
+  --table.open;
+  ++table.closed;
   return true;
 }
 
@@ -134,7 +134,7 @@ bool ReadNested(OpenTable& table) {
 // Entries of a list over the first parent moved to the first rows of their states, from the last backwards.
 void SpreadOverFirstParent(OpenTable& table, int count) {
   const long long stride = table.strides[1];
-  for (long long i = count - 1; i >= 0; i--) {
+  for (long long i = count - 1; i >= 0; --i) {
     std::memmove(Cell(table, i * stride), Cell(table, i), CELL);
     Repeat(Cell(table, i * stride), CELL, RowBytes(table, stride));
   }
@@ -149,7 +149,7 @@ bool ReadSingleLevel(OpenTable& table) {
   const int shortLength = probs ? table.rowLength : table.node.preds.ar[0]->numstates;
   table.open = 1;
   table.inRow = probs;
-  for (long long count = 0;; count++) {
+  for (long long count = 0;; ++count) {
     table.flatCell = count;
     table.flat = count >= shortLength;
     if (!probs && !table.flat) table.index[1] = static_cast<int>(count);
@@ -235,7 +235,7 @@ bool ReadWhole(OpenTable& table) {
   const int c = table.reader.in.Peek();
   if (!IsPunctuation(c) || IsEnd(c)) return true;  // what else there may be is another statement
   if (c == ',' && table.closed > 1) {
-    table.closed--;
+    --table.closed;
     return TooManyClosed(table);
   }
   if (c != ')') return UnexpectedPunctuation(table, c);
@@ -327,7 +327,7 @@ bool ReadTable(NetReader& reader, node_bn node, NodeField field) {
   const int numparents = node->preds.num;
   reader.indices.assign(numparents + 1, 0);
   reader.strides.assign(numparents + 1, 1);
-  for (int level = numparents; level > 0; level--) {
+  for (int level = numparents; level > 0; --level) {
     reader.strides[level - 1] = reader.strides[level] * node->preds.ar[level - 1]->numstates;
   }
   OpenTable table{reader,

@@ -52,7 +52,7 @@ int SetFlag(net_bn net, const char* name, UndoCode code, int& field, int value) 
 
 void PutName(UndoRecord* undo, char**& field, int length, int index, const char* name) {
   if (!field) {
-    ReplaceTexts(undo, field, static_cast<char**>(AllocateCleared(static_cast<std::size_t>(length), sizeof(char*))));
+    ReplaceTexts(undo, field, NewCleared<char*>(length));
   }
   ReplaceTextAt(undo, field, index, IsEmptyName(name) ? nullptr : DupText(name));
 }
@@ -274,7 +274,7 @@ int SetNodeUser(node_bn node, void* data) {
 }
 
 statetype FindState(const bnode& node, const char* name) {
-  for (statetype k = 0; node.states && k < node.numstates; k++) {
+  for (statetype k = 0; node.states && k < node.numstates; ++k) {
     if (!IsEmptyName(node.states[k]) && std::strcmp(node.states[k], name) == 0) return k;
   }
   return UNDEF_STATE;
@@ -282,7 +282,7 @@ statetype FindState(const bnode& node, const char* name) {
 
 int FindLink(const bnode& node, const char* name) {
   char buffer[40];
-  for (int i = 0; i < node.preds.num; i++) {
+  for (int i = 0; i < node.preds.num; ++i) {
     if (EqualText(LinkName(node, i, buffer), name)) return i;
   }
   return -1;

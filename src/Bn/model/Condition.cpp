@@ -78,7 +78,7 @@ const char* StateCondition(const bnode& parent, const char* name, statetype stat
 const char* ConditionText(const bnode& node, const statetype* parentstates, char* buffer, std::size_t size) {
   Line line{buffer, size};
   buffer[0] = 0;
-  for (int i = 0; i < node.preds.num; i++) {
+  for (int i = 0; i < node.preds.num; ++i) {
     if (i) line.Add(", ");
     AddState(line, *node.preds.ar[i], node.preds.ar[i]->name, parentstates[i]);
   }
@@ -90,7 +90,7 @@ const char* RowText(const bnode& node, const statetype* parentstates, const floa
   ConditionText(node, parentstates, condition, sizeof condition);
   double sum = 0;
   for (const float* prob = probs; prob < probs + node.numstates; ++prob)
-    if (*prob != UNDEF_PROB && *prob != IMPOS_PROB) sum += static_cast<double>(*prob);
+    if (*prob != UNDEF_PROB && *prob != IMPOS_PROB) sum += *prob;
   FormatText(buffer, ROW_TEXT_LEN, "node '%s'%s%s; sum %.7g", OrEmpty(node.name), *condition ? " given " : "",
              condition, sum);
   return buffer;

@@ -72,7 +72,7 @@ class ParentCopies {
 
 void LinkCopy(const bnode& source, node_bn copy, ParentCopies& parents) {
   const int num = source.preds.num;
-  auto* entries = static_cast<node_bn*>(Allocate(static_cast<std::size_t>(num + 1) * sizeof(node_bn)));
+  auto* entries = NewArray<node_bn>(num + 1);
   for (int i = 0; i < num; ++i) entries[i] = parents.Of(source.preds.ar[i]);
   entries[num] = copy;
   Free(copy->preds.ar);

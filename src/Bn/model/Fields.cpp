@@ -1,7 +1,5 @@
 #include "Bn/model/Fields.h"
 
-#include <cstring>
-
 #include "Basic/Text.h"
 #include "Bn/model/FieldList.h"
 #include "Bn/model/NameLists.h"
@@ -143,9 +141,7 @@ void CopyFields(const bnode& from, CopyFor purpose, node_bn to) {
   }
   // States and levels are of the form Own, for how many there are the number of states says.
   to->states = DupNames(from.states, from.numstates);
-  if (!from.levels) return;
-  to->levels = static_cast<double*>(Allocate(BlockSize(from.levels)));
-  std::memcpy(to->levels, from.levels, BlockSize(from.levels));
+  to->levels = DupBlock(from.levels);
 }
 
 }  // namespace bravic

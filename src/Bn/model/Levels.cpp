@@ -21,7 +21,7 @@ constexpr double FUNCTION_TOLERANCE = 1e-4;
 double* CopyLevels(const bnode& node, int numstates, const double* levels) {
   if (!levels) return nullptr;
   const int n = NumLevels(node.discrete, numstates);
-  auto* copy = static_cast<double*>(Allocate(n * sizeof(double)));
+  auto* copy = NewArray<double>(n);
   std::copy_n(levels, n, copy);
   return copy;
 }
@@ -40,8 +40,7 @@ void DropTablesByLevels(UndoRecord* undo, node_bn node) {
 // for a value. Whether anything of it changed.
 bool PlaceFinding(UndoRecord* undo, node_bn node) {
   if (node->discrete == DISCRETE) {
-    const double value =
-        node->evidence >= 0 && node->levels ? node->levels[node->evidence] : static_cast<double>(UNDEF_DBL);
+    const double value = node->evidence >= 0 && node->levels ? node->levels[node->evidence] : UNDEF_DBL;
     if (node->evidence < 0 || value == node->value) return false;
     ReplaceFinding(undo, node, node->evidence, value, nullptr);
     return true;
@@ -50,7 +49,7 @@ bool PlaceFinding(UndoRecord* undo, node_bn node) {
   const statetype state = StateOfValue(*node, node->value, 0);
   const bool fits = IsWithinBounds(*node, node->value);
   if (fits && state == node->evidence) return false;
-  ReplaceFinding(undo, node, state, fits ? node->value : static_cast<double>(UNDEF_DBL), nullptr);
+  ReplaceFinding(undo, node, state, fits ? node->value : UNDEF_DBL, nullptr);
   return true;
 }
 
@@ -130,7 +129,7 @@ bool IsWithinBounds(const bnode& node, double value) {
 statetype FunctionStateOfValue(const bnode& node, float value) {
   if (value == IMPOS_PROB) return IMPOS_STATE;
   if (value == UNDEF_PROB) return UNDEF_STATE;
-  return StateOfValue(node, static_cast<double>(value), FUNCTION_TOLERANCE);
+  return StateOfValue(node, value, FUNCTION_TOLERANCE);
 }
 
 int SetDiscrete(node_bn node, int discrete) {
@@ -155,7 +154,7 @@ int SetDiscrete(node_bn node, int discrete) {
   Replace(undo, node->chance, UNKNOWN_CHANCE);
   bool findingChanged = false;
   if (levelsGo) {
-    if (node->levels) ReplaceBlock(undo, node->levels, static_cast<double*>(nullptr));
+    if (node->levels) ReplaceBlock<double>(undo, node->levels, nullptr);
     findingChanged = node->value != UNDEF_DBL;
     if (findingChanged) ReplaceFinding(undo, node, node->evidence, UNDEF_DBL, nullptr);
   }

@@ -28,7 +28,7 @@ void FitHoles(const nodelist_rec& list, Holes& holes) {
   if (holes.size >= list.num) return;
   ForgetHoles(holes);
   holes.size = 2 * list.num;
-  holes.counts = static_cast<int*>(AllocateCleared(static_cast<std::size_t>(holes.size) + 1, sizeof(int)));
+  holes.counts = NewCleared<int>(holes.size + 1);
   for (int i = 0; i < list.num; ++i) {
     if (!list.ar[i]) CountHole(holes, i, 1);
   }
@@ -56,7 +56,7 @@ void JoinNet(net_bn net, node_bn node) {
   if (IsStub(*node)) return;
   EnterNodeName(net, node);
   if (net->keepsbeliefs && !node->belief) {
-    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
+    node->belief = NewCleared<float>(node->numstates);
   }
   if (node->kind == ASSUME_NODE) net->noassume = false;
   CountFinding(net, *node, 1);

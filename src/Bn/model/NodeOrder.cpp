@@ -16,7 +16,7 @@ void SetSubnets(net_bn net, std::span<const Subnet> subnets) {
   net->subnets = nullptr;
   net->numsubnets = Count(subnets);
   if (subnets.empty()) return;
-  net->subnets = static_cast<Subnet*>(Allocate(subnets.size_bytes()));
+  net->subnets = NewArray<Subnet>(subnets.size());
   std::copy(subnets.begin(), subnets.end(), net->subnets);
   for (int i = 0; i < net->numsubnets; ++i) {
     const Subnet& subnet = net->subnets[i];
@@ -80,7 +80,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
 void SortNodes(net_bn net) {
   Vector<node_bn> reached;
   Vector<Subnet> subnets;
-  reached.reserve(static_cast<std::size_t>(PresentNodes(net).num));
+  reached.reserve(PresentNodes(net).num);
   const int mark = NewMark();
   for (node_bn node : net->nodes) {
     if (node->mark == mark) continue;
@@ -90,8 +90,7 @@ void SortNodes(net_bn net) {
   }
   net->numcycles = 0;
   for (const Subnet& subnet : subnets) {
-    net->numcycles += OrderSlice({reached.data() + subnet.first, static_cast<std::size_t>(subnet.count)},
-                                 net->nodes.ar + subnet.first);
+    net->numcycles += OrderSlice(std::span(reached.data() + subnet.first, subnet.count), net->nodes.ar + subnet.first);
   }
   SetSubnets(net, subnets);
   Renumber(net->nodes);

@@ -33,14 +33,14 @@ bool ForEachRow(const bnode& node, const statetype* parentstates, Visit visit) {
   const int n = node.preds.num;
   if (!n || !HasWildcard(node, parentstates)) return visit(n ? RowIndex(node, parentstates) : 0LL);
   auto states = MakeBlock<statetype>(n);
-  for (int i = 0; i < n; i++) {
+  for (int i = 0; i < n; ++i) {
     if (node.preds.ar[i]->numstates == 0) return true;
     states[i] = parentstates[i] == EVERY_STATE ? 0 : parentstates[i];
   }
   for (;;) {
     if (!visit(RowIndex(node, states.get()))) return false;
     int i = n - 1;
-    for (; i >= 0; i--) {
+    for (; i >= 0; --i) {
       if (parentstates[i] != EVERY_STATE) continue;
       statetype& state = states[i];
       if (++state < node.preds.ar[i]->numstates) break;
@@ -202,12 +202,12 @@ double ExperienceOfRow(node_bn node, long long row) {
     return UNDEF_DBL;
   }
   if (!node->numcases || node->numcases[row] == NO_EXPERIENCE) return UNDEF_DBL;
-  return static_cast<double>(node->numcases[row]);
+  return node->numcases[row];
 }
 
 double FunctionValueOfRow(node_bn node, long long row) {
   if (node->determin) return node->determin[row];
-  if (node->determinv) return static_cast<double>(node->determinv[row]);
+  if (node->determinv) return node->determinv[row];
   if (!node->probs || !IsDeterministic(node) || MakeProbs(node)) return UNDEF_DBL;
   const float* probs = node->probs + row * node->numstates;
   const float* certain = std::find(probs, probs + node->numstates, 1.0f);
@@ -218,7 +218,7 @@ double FunctionValueOfRow(node_bn node, long long row) {
 int SetRow(node_bn node, const statetype* parentstates, const RowChange& change) {
   Difference difference;
   if (change.probs && !JudgeProbs(node, parentstates, change, &difference.probs)) return -1;
-  if (change.experience != static_cast<double>(NO_EXPERIENCE) &&
+  if (change.experience != NO_EXPERIENCE &&
       !JudgeExperience(node, parentstates, change.experience, &difference.experience)) {
     return -1;
   }
@@ -251,7 +251,7 @@ int SetProbsRow(node_bn node, const statetype* parentstates, const float* probs)
 }
 
 int SetExperienceRow(node_bn node, const statetype* parentstates, double experience) {
-  if (experience == static_cast<double>(NO_EXPERIENCE)) return 0;
+  if (experience == NO_EXPERIENCE) return 0;
   if (Failure failure = NormalizeTable(node)) {
     Post(std::move(failure));
     return -1;

@@ -26,7 +26,7 @@ long long NumConfigurations(std::span<const node_bn> nodes) {
 
 long long RowIndex(const bnode& node, const statetype* parentstates) {
   long long row = 0;
-  for (int i = 0; i < node.preds.num; i++) row = row * node.preds.ar[i]->numstates + parentstates[i];
+  for (int i = 0; i < node.preds.num; ++i) row = row * node.preds.ar[i]->numstates + parentstates[i];
   return row;
 }
 

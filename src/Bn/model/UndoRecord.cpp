@@ -32,23 +32,21 @@ void SwapRow(node_bn node, RowBlock* row, long long index) {
     Failure failure = row->normalized ? NormalizeTable(node) : UnnormalizeTable(node, 1.0);
     if (failure) Post(std::move(failure));
   }
-  const auto r = static_cast<std::size_t>(index);
-  const auto n = static_cast<std::size_t>(row->numstates);
-  if (node->numcases) std::swap(row->experience, node->numcases[r]);
-  if (node->determin) std::swap(row->state, node->determin[r]);
-  if (node->determinv) std::swap(row->value, node->determinv[r]);
+  if (node->numcases) std::swap(row->experience, node->numcases[index]);
+  if (node->determin) std::swap(row->state, node->determin[index]);
+  if (node->determinv) std::swap(row->value, node->determinv[index]);
   if (node->determin || node->determinv) {
     // What is derived from function tables may have been made since.
     RefreshDerivedRow(node, index);
   } else if (node->probs) {
-    std::swap_ranges(row->probs, row->probs + n, node->probs + r * n);
+    std::swap_ranges(row->probs, row->probs + row->numstates, node->probs + index * row->numstates);
   }
 }
 
 void FitBelief(node_bn node) {
   if (!node->belief) return;
   Free(node->belief);
-  node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
+  node->belief = NewCleared<float>(node->numstates);
   node->beliefStamp = 0;
 }
 
@@ -371,15 +369,14 @@ void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   undo->node = node;
   undo->values.reserve(undo->values.size() + 2);  // rows are set by the million
   Hold(undo, HeldValue::INT, &node->chance).index = node->chance;
-  const auto r = static_cast<std::size_t>(index);
-  const auto n = static_cast<std::size_t>(node->numstates);
+  const int n = node->numstates;
   auto* row = static_cast<RowBlock*>(AllocateCleared(1, sizeof(RowBlock) + n * sizeof(float)));
   row->normalized = node->normalized;
   row->numstates = node->numstates;
-  if (node->probs) std::copy_n(node->probs + r * n, n, row->probs);
-  if (node->numcases) row->experience = node->numcases[r];
-  if (node->determin) row->state = node->determin[r];
-  if (node->determinv) row->value = node->determinv[r];
+  if (node->probs) std::copy_n(node->probs + index * n, n, row->probs);
+  if (node->numcases) row->experience = node->numcases[index];
+  if (node->determin) row->state = node->determin[index];
+  if (node->determinv) row->value = node->determinv[index];
   HeldValue& value = Hold(undo, HeldValue::ROW, nullptr);
   value.held = row;
   value.index = index;
