@@ -67,6 +67,7 @@ bool CaseLines::Grow(std::size_t kept) {
 
 bool CaseLines::Refill() {
   if (atEnd_ || !file_) return false;
+  // The part of a line that is there already moves to the front, in a larger buffer where it fills half of this one.
   const std::size_t kept = end_ - at_;
   if (kept == MAX_LINE)
     trouble_ = Fail(-2470, "line %ld is longer than %d megabytes", LineNumber(), static_cast<int>(MAX_LINE >> 20));
@@ -82,6 +83,7 @@ bool CaseLines::Refill() {
   const std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
   at_ = buffer_.get();
   end_ = at_ + kept + got;
+  // Names are compared eight bytes at a time, also the last one of the file.
   std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
   if (got > 0) return true;
   atEnd_ = true;
@@ -91,6 +93,7 @@ bool CaseLines::Refill() {
 
 bool CaseLines::NeedLine() {
   if (trouble_) return false;
+  // Only what came with the last refill is looked through.
   for (std::size_t seen = 0;;) {
     const char* from = at_ + seen;
     const void* found = std::memchr(from, lineBreak_, end_ - from);

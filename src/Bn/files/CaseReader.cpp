@@ -104,6 +104,7 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     std::memcpy(text, name.data(), length);
     text[length] = '\0';
     column.node = FindNode(net, text);
+    // Columns that are nobody's, or that come a second time, keep their place in the rows and are skipped there.
     if (!column.node) {
       NoteStranger(name);
     } else if (IsDoubled(*column.node)) {
@@ -121,7 +122,7 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
 
 // Comments and empty lines may come before the columns, comments also between and after their names.
 Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
-  const char* blockEnd = nullptr;
+  const char* blockEnd = nullptr;  // what closes the comment at hand, which may run over lines
   long blockLine = 0;
   while ((columns_.empty() || blockEnd) && lines_.NeedLine()) {
     const char* const lineEnd = lines_.End();
@@ -151,6 +152,7 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
         blockLine = lines_.LineNumber();
         p += 2;
       } else {
+        // A name ends at white space or where a comment begins.
         const char* start = p++;
         while (p < lineEnd && !IsAsciiSpace(*p) && !opensComment(p)) ++p;
         AddColumn({start, p}, net, mark);
@@ -182,6 +184,7 @@ Failure CaseReader::JudgeColumns(net_bn net) const {
 }
 
 Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
+  // The wanted nodes are known by the mark, their places in the list by the scratch field.
   int mark = NewMark();
   for (int i = 0; i < Count(wanted); ++i) {
     wanted[i]->mark = mark;
@@ -232,31 +235,26 @@ bool ParseInteger(const char* text, const char* end, T* number) {
 
 }  // namespace
 
-Failure CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
+void CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
   const bnode& node = *column.node;
+  // Nearly every entry ends here. What is no name may be a number: behind "#", or alone where no state has a name.
   const statetype named = column.names.Find(text, length);
   if (named >= 0) {
     *state = named;
-    return nullptr;
+    return;
   }
   const bool byNumber = text[0] == '#';
   statetype number = -1;
   if ((byNumber || !node.states) && ParseInteger(text + byNumber, text + length, &number) && number >= 0 &&
       number < node.numstates) {
     *state = number;
-    return nullptr;
+    return;
   }
   unknown_ = &column;
-  if (statesSetting == DONT_ADD_NEW) {
-    if (numUnknown_++ == 0)
-      FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
-                 lines_.LineNumber());
-    return nullptr;
+  if (numUnknown_++ == 0) {
+    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
+               lines_.LineNumber());
   }
-  char place[PLACE_LEN];
-  ReportUnfit(
-      Fail(-2084, "Unknown value '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place)));
-  return nullptr;
 }
 
 Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
@@ -296,10 +294,13 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::s
       break;
   }
   if (IsMissingMark(text, length)) return nullptr;
+  // A node with levels may be given by state or by value: "#2" is always a state, a word one where states have names.
   const bnode& node = *column.node;
   const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
                        (node.states && IsAsciiLetter(static_cast<unsigned char>(text[0])));
-  return isState ? ReadState(column, text, length, &row->states[column.wanted]) : ReadNumber(column, text, length, row);
+  if (!isState) return ReadNumber(column, text, length, row);
+  ReadState(column, text, length, &row->states[column.wanted]);
+  return nullptr;
 }
 
 // An entry ends at white space; a tab after it leads to the next entry, which may be empty.
@@ -308,6 +309,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   const char* p = lines_.Start();
   int count = 0;
   for (bool more = true; more;) {
+    // Blanks before an entry do not count, whatever separates the columns.
     while (p < lineEnd && *p == ' ') ++p;
     const char* start = p;
     while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
@@ -317,6 +319,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
       return Fail(-2087, "Too many entries %s", Place(place, sizeof place));
     }
     if (Failure failure = ReadEntry(columns_[count++], start, length, row)) return failure;
+    // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
     while (p < lineEnd && *p == ' ') ++p;
     more = p < lineEnd;
     if (more && static_cast<unsigned char>(*p) <= ' ') ++p;
@@ -329,6 +332,8 @@ Failure CaseReader::ReadRow(CaseRow* row) {
   const char* lineEnd = lines_.End();
   while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
   if (Failure failure = ReadEntries(lineEnd, row)) return failure;
+  // The row was the last of the file and has no line end: it may have been cut off, which is certain where its last
+  // entry names no state.
   if (lines_.IsTerminated()) return nullptr;
   char place[PLACE_LEN];
   if (unknown_ && unknown_ == &columns_.back())
@@ -353,6 +358,7 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
     while (p < lineEnd && (*p == ' ' || *p == '\r')) ++p;
     return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/');
   };
+  // Blank lines and comments between the rows are passed over.
   bool found;
   while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
   if (!found && !lines_.HasTrouble()) return Result::End;

@@ -17,9 +17,6 @@ inline constexpr char CASE_VERSION[] = "1";
 inline constexpr char ID_COLUMN[] = "IDnum", FREQ_COLUMN[] = "NumCases";
 inline constexpr int MAX_COLUMN_NAME = 40;
 
-// What to do with an entry that names no state, or a column that names no node.
-enum AddNew { DONT_ADD_NEW = 0, ERR_ADD_NEW = 1, IF_EVID_ADD_NEW = 2, QUERY_ADD_NEW = 3, ALWAYS_ADD_NEW = 4 };
-
 struct CaseColumn {
   enum Kind : unsigned char { Skipped, Id, Freq, Node } kind = Skipped;
   int wanted = -1;  // index into the nodes wanted
@@ -62,7 +59,6 @@ class CaseReader {
   // The failure under the prefix that all messages about the file have while it is read.
   Failure Prefixed(Failure failure) const;
   bool warnsOfColumns = true;
-  AddNew statesSetting = DONT_ADD_NEW;
 
  private:
   Failure ReadIndicator();
@@ -74,7 +70,7 @@ class CaseReader {
   Failure JudgeColumns(net_bn net) const;
   Failure ReadEntries(const char* lineEnd, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
-  Failure ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state);
+  void ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state);
   Failure ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
   Failure ReadRow(CaseRow* row);
   void ReportUnfit(Failure failure);                  // of an entry that then counts as missing

@@ -226,6 +226,7 @@ void FillNet(NetReader& reader) {
 }
 
 void FinishNet(NetReader& reader) {
+  // Names are resolved while all nodes are still outside the net, where nothing has to be undone on an error.
   for (NodeEntry& entry : reader.entries) FinishEntry(reader, entry);
   for (NodeEntry& entry : reader.entries) {
     CheckNames(reader, entry.children, entry.childrenAt,
@@ -233,6 +234,7 @@ void FinishNet(NetReader& reader) {
   }
   FillNet(reader);
   SetElimOrder(reader);
+  // The net owns the nodes now. What was done to it so far is no change of a host's, nor is it to be saved.
   reader.entries.clear();
   bnet& net = *reader.net;
   FreeUndo(&net);

@@ -239,6 +239,7 @@ bool ReplaceText(net_bn net, const char* path, FileKind old) {
     if (NumHalts() != halts) std::remove(newFile.get());
     return false;
   }
+  // The new text is on the disk before it takes the old one's place, and the change of names after it.
   if (old == FileKind::Regular) CopyPermissions(path, newFile.get());
   FlushDirectoryOf(path);
   if (IsWriteProtected(path) || ReplaceFile(newFile.get(), path) == Rename::Failed) {

@@ -63,6 +63,7 @@ void ReadEscape(InputChannel& in, Vector<char>& text) {
       return AppendLine(text, '\r');
     case 't':
       return AppendLine(text, '\t');
+    // A broken line: the line end and the blanks and tabs of the next line stand for nothing.
     case '\r':
     case '\n':
       if (c == '\r' && in.Next() != '\n') in.PushBack();
@@ -223,6 +224,7 @@ bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRang
   *names = {reader.words.size(), 0};
   bool empty, more = true;
   if (!OpenList(reader, at, &empty)) return false;
+  // A word that is empty is an empty item where a comma or the end of the list follows, else something is wrong.
   while (!empty && more) {
     const std::string_view word = NextWord(reader);
     const int next = word.empty() ? reader.in.Peek() : 0;

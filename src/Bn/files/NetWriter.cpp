@@ -38,6 +38,7 @@ void RenamePlaceholder(net_bn net, FileNames& names, const bnode& stub, NetPrint
   std::size_t stem = number < 0 ? std::strlen(stub.name) : digits - stub.name;
   if (number < 0 || number > 99999999) number = 0;
   if (stem > MAX_NAME_LEN - 9) stem = MAX_NAME_LEN - 9;
+  // The number goes on from where the last placeholder of the same stem stopped, so that many of them take linear time.
   char* const name = newName.text;
   std::memcpy(name, stub.name, stem);
   int slot = FindName(names.counted, name, 0);

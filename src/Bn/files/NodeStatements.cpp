@@ -86,6 +86,7 @@ bool ReadStates(NodeBlock& block, NodeField field) {
   NetReader& reader = block.reader;
   bnode& node = block.node;
   const Statement at = block.At(field);
+  // The words are needed only until the names are made.
   const int numWords = reader.words.size();
   const bool counted = block.Status(NODE_NUMSTATES) == FIELD_READ;
   NameRange range;
@@ -121,7 +122,7 @@ bool ReadParents(NodeBlock& block, NodeField field) {
   entry.parents = range;
   entry.parentsAt = block.word[field];
   entry.hasParents = true;
-  LinkParents(block.reader, entry, false);
+  LinkParents(block.reader, entry, false);  // if all of them are known, so that tables can be read where they stand
   return true;
 }
 

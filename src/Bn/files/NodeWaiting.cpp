@@ -35,6 +35,8 @@ bool ReadLevels(NodeBlock& block) {
               LineNow(reader));
     return false;
   }
+  // Levels settle the number of states unless it was stated, in which case they must fit. Two bounds without states
+  // between them are allowed.
   const bool counted = block.Status(NODE_NUMSTATES) != FIELD_ABSENT && block.Status(NODE_NUMSTATES) != FIELD_INHERITED;
   const int implied = continuous ? count - 1 : count;
   const bool boundsAlone = continuous && count == 2 && node.numstates == 0;
@@ -128,6 +130,8 @@ void FinishTable(NodeBlock& block, NodeField field) {
 
 void FinishNode(NodeBlock& block) {
   bnode& node = block.node;
+  // The order matters: discreteness says what levels are, levels how many states there are, and findings need all
+  // three. Fields are inherited here where the reader was asked to, so that a block's own statements come first.
   const long resume = block.reader.in.Position();
   if (block.inheritLate) InheritField(block, NODE_DISCRETE);
   ReadWaiting(block, NODE_LEVELS);

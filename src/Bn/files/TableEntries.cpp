@@ -82,6 +82,7 @@ constexpr unsigned EXACT_LIMIT = 1u << 24;  // integers up to here are floats
 // A number that begins with a digit or a point; NULL for anything else. Up to seven digits the quotient of two exact
 // floats is the nearest float.
 const char* ReadPlainNumber(const char* at, const char* end, float* value) {
+  // Digits before and behind the point are gathered into one integer, as long as it is exact as a float.
   const char* start = at;
   unsigned digits = 0;
   int decimals = 0;
@@ -99,6 +100,7 @@ const char* ReadPlainNumber(const char* at, const char* end, float* value) {
     *value = static_cast<float>(digits) / POWERS_OF_TEN[decimals];
     return at;
   }
+  // Longer numbers and those with an exponent; a sign or a word is left to the general way.
   if (start == end || !(IsAsciiDigit(*start) || *start == '.')) return nullptr;
   const auto result = std::from_chars(start, end, *value);
   return result.ec == std::errc() ? result.ptr : nullptr;
@@ -147,6 +149,7 @@ bool ReadRow(OpenTable& table, char* cells) {
     in.MoveTo(after);
     return CheckRow(table, cells);
   }
+  // From the start of the row again, entry by entry.
   for (int i = 0; i < table.rowLength; ++i) {
     if (!ReadEntry(table, cells + i * CELL)) return false;
     const int c = in.Peek();

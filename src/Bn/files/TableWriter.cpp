@@ -147,12 +147,15 @@ void PrintCommented(NetPrinter& printer, const TableForm& form, PrintEntry print
   PrintHeading(printer, form, conditions, depth, tabs);
   for (long long row = 0; row < form.numRows; ++row) {
     if (printer.work.Halts(40.0 * (form.rowLength + 1))) return;
+    // As many lists open before a row as parents stand at their first state, and close behind it as stand at their
+    // last.
     const bool isLast = row == form.numRows - 1;
     const int opened = printer.options.flatTables ? row == 0 : conditions.NumAtFirst() + ownLevel;
     const int closed = printer.options.flatTables ? isLast : conditions.NumAtLast() + ownLevel;
     printer.Indent(tabs);
     out.PutRepeated(' ', depth - opened);
     out.PutRepeated('(', opened);
+    // All entries but the last are written in columns, straight into the channel's buffer.
     for (int i = 0; i < form.rowLength - 1; ++i) {
       char* const start = out.Room(NUMBER_TEXT_LEN + COLUMN + 2);
       char* at = printEntry(row, i, start);
@@ -195,6 +198,7 @@ void PrintDense(NetPrinter& printer, const TableForm& form, PrintEntry printEntr
       if (i) out.Put(", ");
       char* const start = out.Room(NUMBER_TEXT_LEN);
       char* end = printEntry(row, i, start);
+      // Where no columns are kept, "0.25" is written ".25".
       if (end - start > 1 && start[0] == '0' && start[1] == '.') {
         std::memmove(start, start + 1, end - start - 1);
         --end;

@@ -151,11 +151,12 @@ int SetKind(node_bn node, int kind) {
   }
   net_bn net = node->innet;
   UndoRecord* undo = BeginChange(node, NODE_KIND);
+  // A node of that kind takes no part in compiling, so becoming or ceasing to be one changes the graph.
   const bool assumed = kind == ASSUME_NODE || node->kind == ASSUME_NODE;
   Replace(undo, node->kind, kind);
   Replace(undo, node->chance, UNKNOWN_CHANCE);
   if (net && assumed) {
-    // Such nodes take no part in compiling: a stored order is that of other nodes now.
+    // A stored order is that of other nodes now.
     net->noassume = false;
     HoldStructure(undo, net);
     GraphChanged(net);

@@ -112,6 +112,7 @@ statetype StateOfValue(const bnode& node, double value, double tolerance) {
     }
     return std::fabs(node.levels[nearest] - value) <= tolerance ? nearest : UNDEF_STATE;
   }
+  // Intervals are closed below and open above, but for the last one and those that are a point.
   for (int k = 0; k < n; ++k) {
     const double low = node.levels[k], high = node.levels[k + 1];
     const bool closedAbove = k == n - 1 || low == high;
@@ -148,6 +149,7 @@ int SetDiscrete(node_bn node, int discrete) {
     return -1;
   }
   UndoRecord* undo = BeginChange(node, NODE_DISCRETE);
+  // Levels mean values on one side and bounds on the other, so they do not outlive a change between the two.
   const bool levelsGo = discrete == DISCRETE || node->discrete == DISCRETE;
   DropTablesByLevels(undo, node);
   Replace(undo, node->discrete, discrete);
@@ -187,6 +189,8 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
     const int namesAnswer = names ? SetStateNames(node, names) : 1;
     return levelsAnswer == 0 || namesAnswer == 0 ? 0 : 1;
   }
+  // Tables go first, in records of their own, while the number of states still fits them. A value finding is taken out
+  // and comes back, if it has a place under the new levels, when these are in force.
   DropTablesByStates(node, numstates);
   UndoRecord* undo = BeginChange(node, NODE_NUMSTATES);
   const bool hadFinding = HasFinding(*node);

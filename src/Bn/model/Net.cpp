@@ -66,6 +66,7 @@ Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node
   for (node_bn node : nodes) {
     VisitParents(node, [&](node_bn parent) { RemoveChild(undo, parent, node); });
   }
+  // The record owns what is taken out, so that undo can put it back; without a record it is freed below.
   Vector<Member> outNodes, outStubs;
   for (node_bn node : nodes) outNodes.push_back({node, 0});
   for (node_bn stub : stubs) outStubs.push_back({stub, 0});
@@ -168,6 +169,7 @@ Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span
 void DeleteNode(node_bn node) {
   net_bn net = node->innet;
   UndoGroup group(UNDO_NODE_DELETED, net);
+  // Placeholders among its parents go with the node where no other node needs them.
   DisconnectChildren(node);
   Vector<node_bn> stubs;
   for (node_bn parent : Entries(node->preds)) {

@@ -61,6 +61,8 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
         stack.pop_back();
         *output++ = node;
       } else {
+        // The node stays on the stack below its parents, and is put out when it comes up again. The first parent is to
+        // be visited first, so it is pushed last.
         node->mark = inProgress;
         const auto parents = Entries(node->preds);
         for (std::size_t i = parents.size(); i-- > 0;) {
@@ -152,6 +154,8 @@ void KeepPresentOrder(net_bn net) {
   net->numcycles = 0;
   net->orderstate = ORDER_ACYCLIC;
   if (!HasLateParent(net, [](const bnode&, const bnode&) { return true; })) return SetSubnets(net, {});
+  // A parent comes late: the order may be kept only if all that come late lie on a cycle with their children. The
+  // sorted order tells where there are cycles, and the labels which nodes lie on the same one.
   const Vector<node_bn> present(net->nodes.begin(), net->nodes.end());
   SortNodes(net);
   if (net->numcycles == 0) return;

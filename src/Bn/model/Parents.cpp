@@ -28,6 +28,7 @@ Vector<int> MatchParents(std::span<const node_bn> oldparents, std::span<const no
   Vector<unsigned char> taken(newparents.size(), 0);
   for (int i = 0; i < Count(oldparents); ++i) {
     for (int k = 0; k < Count(newparents); ++k) {
+      // A parent that is linked twice takes its places in order.
       if (taken[k] || newparents[k] != oldparents[i]) continue;
       taken[k] = true;
       map[i] = k;
@@ -105,6 +106,7 @@ bool CheckDoubleLink(node_bn node, std::span<const node_bn> newparents, std::spa
 // Tells the parents that come and go, each once.
 void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparents,
                     std::span<const node_bn> newparents) {
+  // Marks tell membership in linear time: first of the new parents among the old ones, then the other way round.
   const int stays = NewMark();
   for (node_bn parent : newparents) parent->mark2 = stays;
   const int gone = NewMark();
@@ -197,6 +199,8 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
     return PARENTS_REFUSED;
   }
 
+  // From here on nothing is refused. Tables are reshaped while the node still has its old parents; placeholders that no
+  // child needs any more leave the net last.
   net_bn net = node->innet;
   UndoRecord* undo = NewUndo(UNDO_PARENTS, net, node);
   if (net) HoldStructure(undo, net);

@@ -24,6 +24,7 @@ Plan MakePlan(const bnode& node, std::span<const node_bn> newparents, std::span<
   const auto oldparents = Entries(node.preds);
   Vector<long long> steps(oldparents.size());
   Vector<unsigned char> kept(oldparents.size(), 0);
+  // Steps in the old table, first parent slowest.
   long long step = 1;
   for (int i = Count(oldparents); i-- > 0;) {
     steps[i] = step;
@@ -56,6 +57,7 @@ void ForEachRun(const Plan& plan, Copy copy) {
   for (long long to = 0; to < plan.numrows; to += plan.run) {
     copy(from, to);
     for (int k = states.size(); k-- > 0;) {
+      // The next state of this dimension, or back to its first state and on to the next slower dimension.
       from += plan.dimensions[k].step;
       if (++states[k] < plan.dimensions[k].numstates) break;
       from -= plan.dimensions[k].step * states[k];

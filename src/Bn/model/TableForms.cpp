@@ -95,6 +95,7 @@ Failure UnnormalizeTable(node_bn node, double experience) {
   const long long rows = NumRows(*node);
   const int n = node->numstates;
   for (long long r = 0; r < rows; ++r) {
+    // A row without experience is taken to stand for as many cases as asked for.
     double weight = node->numcases ? node->numcases[r] : experience;
     if (weight < 0 && weight != UNDEF_DBL) weight = experience;
     if (!BRAVIC_ASSERT_TEXT(weight != UNDEF_DBL, "numcas != UNDEF_DBL")) weight = 1;
@@ -108,6 +109,7 @@ Failure UnnormalizeTable(node_bn node, double experience) {
 }
 
 bool IsProbsComplete(node_bn node) {
+  // A table that is derived from others may be missing although it was complete.
   if (node->probsokay < 0 || (!node->probs && HasRelation(*node))) {
     const Failure failure = MakeProbs(node);
     if (failure) {

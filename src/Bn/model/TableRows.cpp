@@ -37,6 +37,7 @@ bool ForEachRow(const bnode& node, const statetype* parentstates, Visit visit) {
     if (node.preds.ar[i]->numstates == 0) return true;
     states[i] = parentstates[i] == EVERY_STATE ? 0 : parentstates[i];
   }
+  // An odometer over the parents with wildcards, last one fastest.
   for (;;) {
     if (!visit(RowIndex(node, states.get()))) return false;
     int i = n - 1;
@@ -72,6 +73,8 @@ bool JudgeProbs(node_bn node, const statetype* parentstates, const RowChange& ch
                 OrEmpty(node->name));
     return false;
   }
+  // A vector of another form than the table's is judged before the table is brought into that form, which a refused
+  // change must not do; one of the same form only if it changes anything.
   const bool sameForm = (node->normalized != 0) == change.normalized;
   if (!sameForm && RefuseVector(*node, parentstates, change.probs, change.normalized)) return false;
   Failure failure = change.normalized ? NormalizeTable(node) : UnnormalizeTable(node, 1.0);
@@ -137,6 +140,7 @@ int ChangeByCopy(node_bn node, const statetype* parentstates, const RowChange& c
   const int n = node->numstates;
   Block<float> probs, numcases, determinv;
   Block<statetype> determin;
+  // Each step takes over what the ones before it have copied, so that several tables can change at once.
   if (difference.value) {
     if (!(determinv = CopyTable(*node, node->determinv, 1))) return -1;
     relation = {nullptr, node->numcases, nullptr, determinv.get(), 1};
@@ -224,6 +228,7 @@ int SetRow(node_bn node, const statetype* parentstates, const RowChange& change)
   }
   if (!JudgeFunction(node, parentstates, change, &difference)) return -1;
   if (!difference.Any()) return 0;
+  // New probabilities make function tables untrue, a new state makes values untrue that are not set along with it.
   const bool tablesGo = (difference.probs && (node->determin || node->determinv)) ||
                         (difference.state && node->determinv && !difference.value);
   if (tablesGo || (node->preds.num && HasWildcard(*node, parentstates))) {

@@ -43,6 +43,7 @@ void SwapRow(node_bn node, RowBlock* row, long long index) {
   }
 }
 
+// A belief vector of the present number of states, which tells nothing yet.
 void FitBelief(node_bn node) {
   if (!node->belief) return;
   Free(node->belief);
@@ -56,6 +57,7 @@ void SwapName(node_bn node, HeldValue& value) {
   value.held = old;
 }
 
+// The node leaves the counts of its net with the old finding and joins them with the new one.
 void SwapFinding(node_bn node, HeldValue& value) {
   if (node->innet) CountFinding(node->innet, *node, -1);
   const statetype state = node->evidence;
@@ -129,6 +131,7 @@ void FreeValue(HeldValue& value) {
   }
 }
 
+// At its old place among the children, since hosts see their order.
 void PutChild(node_bn parent, node_bn child, int position) {
   nodelist_rec& succs = parent->succs;
   if (IsStub(*parent)) {
@@ -173,6 +176,7 @@ struct Effects {
   Vector<node_bn> tables, findings;
 };
 
+// What a change of that code, or of what the record holds, makes stale.
 void NoteEffects(const UndoRecord* undo, Effects& effects) {
   switch (undo->code) {
     case UNDO_REVERSE:
@@ -202,12 +206,14 @@ void NoteEffects(const UndoRecord* undo, Effects& effects) {
 
 void SwapRecord(UndoRecord* undo, Effects& effects) {
   net_bn net = undo->net;
+  // The order is kept as it stands now and put back last, when all members are in their places.
   HeldOrder present;
   if (undo->structural) present = KeepOrder(net);
   // Last made first, since values may share a field (an array put in place, then one of its entries).
   std::reverse(undo->values.begin(), undo->values.end());
   for (HeldValue& value : undo->values) SwapValue(undo, value);
   if (!undo->nodes.empty() || !undo->stubs.empty()) {
+    // Nodes are in the net while children are told of them.
     if (undo->membersOut) {
       PutMembers(net, undo->nodes, undo->stubs);
       SwapEdits(undo);
@@ -225,6 +231,7 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
     undo->order = std::move(present);
   }
   NoteEffects(undo, effects);
+  // The children of a group are applied one after the other and end up the other way round, ready to be applied again.
   UndoRecord* reversed = nullptr;
   while (UndoRecord* child = undo->children) {
     undo->children = child->next;
