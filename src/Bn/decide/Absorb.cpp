@@ -410,7 +410,7 @@ Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* 
     char name[MAX_ERR_LEN / 2];
     FormatText(name, sizeof name, "%s", node->name);
     if (Failure failure = AbsorbOne(node, policies, candidates, work)) {
-      if (failure->number == HALTED) return failure;
+      if (failure->number == HALTED.number) return failure;
       return Fail(failure->number, "couldn't absorb node '%s' because %s", name, failure->mesg);
     }
   }

@@ -16,7 +16,7 @@ namespace bravic {
 namespace {
 
 Failure WrapOptimize(Failure failure, net_bn net) {
-  if (!failure || failure->number == HALTED) return failure;
+  if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't optimize net '%s', because %s", net->name, failure->mesg);
 }
 

@@ -98,7 +98,7 @@ Factor FactorOf(node_bn node) {
   Factor factor;
   factor.numstates = node->numstates;
   const Failure failure = MakeProbs(node);
-  factor.lacksMemory = failure && failure->number == NO_MEMORY_FOR_TABLE;
+  factor.lacksMemory = failure && failure->number == NO_MEMORY_FOR_TABLE.number;
   if (!failure && IsProbsComplete(node)) {
     factor.table = node->probs;
   } else if (node->kind == UTILITY_NODE && !node->probs && node->determinv) {

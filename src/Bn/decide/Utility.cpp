@@ -150,7 +150,7 @@ Failure ExpectedUtility(net_bn net, double* result) {
   Failure failure = FindUtility(nodes, &utility);
   if (!failure) failure = CheckFitness(nodes, Purpose::Optimize, Extent::Tables);
   if (!failure) failure = Expect(nodes, utility, result);
-  if (!failure || failure->number == HALTED) return failure;
+  if (!failure || failure->number == HALTED.number) return failure;
   return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);
 }
 

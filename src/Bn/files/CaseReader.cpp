@@ -37,8 +37,8 @@ void JudgeVersion(std::string_view text) {
 
 Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
-  auto* fail = failure->danger < ERROR_ERR ? FailWarning : Fail;
-  return fail(failure->number, "error reading file '%s':  %s", ShownPath(filename_).text, failure->mesg);
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), AROUND_CASE_FILE, ShownPath(filename_).text, reason);
 }
 
 Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {

@@ -282,8 +282,7 @@ int SetFunctionState(node_bn node, const statetype* parentstates, statetype stat
   if (node->probs) {
     Block<float> row = TryMakeBlock<float>(node->numstates);
     if (!row) {
-      Post(FailMemory(NO_MEMORY_FOR_TABLE, node->numstates * static_cast<double>(sizeof(float)),
-                      "to change a row of a table"));
+      Post(FailMemory(NO_MEMORY_FOR_ROW, node->numstates * static_cast<double>(sizeof(float))));
       return -1;
     }
     FillFunctionRow(row.get(), node->numstates, state);

@@ -56,9 +56,7 @@ void* TryTableMemory(const bnode& node, int width) {
 Failure NoMemoryForTable(const bnode& node, int width) {
   double nbytes = width * static_cast<double>(sizeof(float));
   for (node_bn parent : Entries(node.preds)) nbytes *= parent->numstates;
-  char purpose[128];
-  FormatText(purpose, sizeof purpose, "to make a table for node '%.40s'", OrEmpty(node.name));
-  return FailMemory(NO_MEMORY_FOR_TABLE, nbytes, purpose);
+  return FailMemory(NO_MEMORY_FOR_TABLE, nbytes, OrEmpty(node.name));
 }
 
 void* NewTableMemory(const bnode& node, int width) {

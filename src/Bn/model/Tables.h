@@ -24,7 +24,6 @@ void RowStates(const bnode& node, long long row, statetype* parentstates);  // t
 // Steps a configuration to the next one, last node fastest; false after the last.
 bool NextConfiguration(std::span<const node_bn> nodes, statetype* states);
 
-inline constexpr int NO_MEMORY_FOR_TABLE = -2286;
 // A table for all the node's rows, each of width entries; empty, with that number posted, when there is no room for it.
 void* NewTableMemory(const bnode& node, int width);
 void* TryTableMemory(const bnode& node, int width);  // NULL when there is no room
