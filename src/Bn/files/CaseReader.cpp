@@ -75,11 +75,12 @@ Failure CaseReader::ReadIndicator() {
 
 void CaseReader::NoteStranger(std::string_view name) {
   ++numStrangers_;
-  const std::size_t used = std::strlen(strangers_), length = static_cast<std::size_t>(Shown(name.size()));
+  const std::size_t used = std::strlen(strangers_);
+  const int length = Shown(name.size());
   if (EndsWith(strangers_, "...")) return;
   const bool fits = used + length + sizeof ", , ..." <= sizeof strangers_;
-  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "",
-             static_cast<int>(fits ? length : 3), fits ? name.data() : "...");
+  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "", fits ? length : 3,
+             fits ? name.data() : "...");
 }
 
 bool CaseReader::IsDoubled(const bnode& node) const {
@@ -215,6 +216,10 @@ void CaseReader::ReportUnfit(Failure failure) {
 
 namespace {
 
+bool EndsEntry(char c) {
+  return static_cast<unsigned char>(c) <= ' ';
+}
+
 bool IsMissingMark(const char* text, std::size_t length) {
   return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
 }
@@ -312,7 +317,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
     // Blanks before an entry do not count, whatever separates the columns.
     while (p < lineEnd && *p == ' ') ++p;
     const char* start = p;
-    while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
+    while (p < lineEnd && !EndsEntry(*p)) ++p;
     const std::size_t length = p - start;
     if (count == columns_.size()) {
       if (p == lineEnd && length == 0) break;  // a tab before the line end
@@ -322,7 +327,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
     // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
     while (p < lineEnd && *p == ' ') ++p;
     more = p < lineEnd;
-    if (more && static_cast<unsigned char>(*p) <= ' ') ++p;
+    if (more && EndsEntry(*p)) ++p;
   }
   if (count < columns_.size()) return Fail(-2088, "Too few entries %s", Place(place, sizeof place));
   return nullptr;

@@ -109,8 +109,8 @@ bool IllegalValue(NetReader& reader, const Statement& at, std::string_view name)
 }  // namespace
 
 void LegalName(std::string_view word, char* name) {
-  const std::size_t length = std::min(word.size(), static_cast<std::size_t>(MAX_NAME_LEN));
-  std::replace_copy(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(length), name, '\0', '_');
+  const int length = std::min<int>(Count(word), MAX_NAME_LEN);
+  std::replace_copy(word.begin(), word.begin() + length, name, '\0', '_');
   name[length] = 0;
   CheckNameText(name, NAME_ALL_CHECKS, nullptr, true);
 }
@@ -187,7 +187,7 @@ bool ReadNumbers(NetReader& reader, const Statement& at, const ErrorRow& badNumb
     const bool ended = word.empty() && !(reader.in.Peek() == ',' || reader.in.Peek() == ')');
     if (word.empty() && !ended) return ValueFault(reader, at, EMPTY_ITEM);
     double value;
-    const long nth = static_cast<long>(reader.numbers.size()) + 1;
+    const long nth = reader.numbers.size() + 1;
     if (!ended && (!ParseReal(word, &value) || value == ANY_DBL)) return BadNumber(reader, at, word, badNumber, nth);
     if (!ended) reader.numbers.push_back(value);
     if (!NextItem(reader, at, opened, &more)) return false;

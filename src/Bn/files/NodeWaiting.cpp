@@ -46,7 +46,7 @@ bool ReadLevels(NodeBlock& block) {
   if (!counted) SetNumStates(node, implied, FIELD_IMPLIED);
   DropLevels(node);
   if (count) {
-    node.levels = static_cast<double*>(Allocate(reader.numbers.size() * sizeof(double)));
+    node.levels = NewArray<double>(reader.numbers.size());
     std::copy(reader.numbers.begin(), reader.numbers.end(), node.levels);
   }
   return true;
@@ -57,7 +57,7 @@ bool ReadBelief(NodeBlock& block) {
   if (!ReadStateNumbers(block, NODE_BELIEF)) return false;
   const auto& numbers = block.reader.numbers;
   if (numbers.empty()) return true;
-  node.belief = static_cast<float*>(Allocate(numbers.size() * sizeof(float)));
+  node.belief = NewArray<float>(numbers.size());
   std::transform(numbers.begin(), numbers.end(), node.belief, [](double p) { return static_cast<float>(p); });
   return true;
 }

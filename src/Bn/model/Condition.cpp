@@ -23,12 +23,13 @@ struct Line {
   }
   void Add(int number) {
     char digits[16];
-    Add({digits, static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
+    const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    Add(std::string_view(digits, end - digits));
   }
   void Add(double number) {
     char digits[32];
-    const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 6).ptr;
-    Add({digits, static_cast<std::size_t>(end - digits)});
+    const char* end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 6).ptr;
+    Add(std::string_view(digits, end - digits));
   }
   void AddText(const char* text) { Add(text ? std::string_view(text) : std::string_view()); }
 };

@@ -134,6 +134,18 @@ NodeField FindNodeField(std::string_view name) {
 template struct FieldRow<bnet>;
 template struct FieldRow<bnode>;
 
+void FreeTexts(const bnet& net) {
+  for (const FieldRow<bnet>& row : NET_FIELD_TABLE) {
+    if (row.form == FieldForm::Text) Free(net.*row.text);
+  }
+}
+
+void FreeTexts(const bnode& node) {
+  for (const FieldRow<bnode>& row : NODE_FIELD_TABLE) {
+    if (row.form == FieldForm::Text) Free(node.*row.text);
+  }
+}
+
 void CopyFields(const bnode& from, CopyFor purpose, node_bn to) {
   for (const FieldRow<bnode>& row : NODE_FIELD_TABLE) {
     const bool isLacking = purpose == CopyFor::Placeholder && (row.traits & OF_NODES);

@@ -5,6 +5,7 @@
 #include "Basic/Environ.h"
 #include "Basic/Text.h"
 #include "Bn/model/Changes.h"
+#include "Bn/model/Fields.h"
 #include "Bn/model/Members.h"
 #include "Bn/model/Node.h"
 #include "Bn/model/NodeNames.h"
@@ -105,15 +106,13 @@ void FreeNet(net_bn net) {
     ClearList(*list);
   }
   ClearList(net->elimorder);
-  for (void* block : {static_cast<void*>(net->names.slots), static_cast<void*>(net->defineNames.slots),
-                      static_cast<void*>(net->freshStems), static_cast<void*>(net->nodeHoles.counts),
-                      static_cast<void*>(net->stubHoles.counts)}) {
-    Free(block);
-  }
-  for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,
-                     net->filename, net->casefilename}) {
-    Free(text);
-  }
+  Free(net->names.slots);
+  Free(net->defineNames.slots);
+  Free(net->freshStems);
+  Free(net->nodeHoles.counts);
+  Free(net->stubHoles.counts);
+  FreeTexts(*net);
+  for (char* text : {net->name, net->backcomments, net->report, net->filename, net->casefilename}) Free(text);
   Free(net->subnets);
   net->tag = NO_TAG;
   DeleteObject(net);

@@ -128,7 +128,7 @@ void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> old
 void UpdateLinkNames(UndoRecord* undo, node_bn node, std::span<const node_bn> newparents,
                      std::span<const int> inverse) {
   if (!node->inputs) return;
-  auto** names = static_cast<char**>(AllocateCleared(newparents.size(), sizeof(char*)));
+  auto** names = NewCleared<char*>(newparents.size());
   const std::span<char*> all(names, newparents.size());
   char buffer[LINK_NAME_LEN];
   for (int k = 0; k < Count(all); ++k) {
@@ -210,7 +210,7 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
   } else if (!IsIdentity(forward, parents.size())) {
     if (!ReshapeTables(undo, node, parents, inverse)) result = PARENTS_TABLES_LOST;
   }
-  auto* entries = static_cast<node_bn*>(Allocate((parents.size() + 1) * sizeof(node_bn)));
+  auto* entries = NewArray<node_bn>(parents.size() + 1);
   *std::copy(parents.begin(), parents.end(), entries) = node;
   UpdateLinkNames(undo, node, parents, inverse);
   ReplaceList(undo, node->preds, entries, parents.size());
