@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -65,6 +66,11 @@ report_ns NewRecord(environ_ns env, int number, int danger, const char* text) {
   return report;
 }
 
+void WriteFramed(int number, const char* message) {
+  std::fprintf(stderr, "\n*********\n%s (error %d)\n*********\n", message, std::abs(number));
+  std::fflush(stderr);
+}
+
 void PrintIfNotStarted(environ_ns env, int number, const char* text) {
   if (FullyStarted(env)) return;
   char framed[MAX_ERR_LEN + 128];
@@ -72,7 +78,7 @@ void PrintIfNotStarted(environ_ns env, int number, const char* text) {
     FormatText(framed, sizeof framed, "%s: %s", currentFunction, OrEmpty(text));
     text = framed;
   }
-  PrintFramed(number, OrEmpty(text));
+  WriteFramed(number, OrEmpty(text));
 }
 
 void LinkIntoGroup(report_ns report, report_ns group) {
@@ -393,7 +399,7 @@ void PrintFramedRow(const ErrorRow* row, ...) {
   char text[MAX_ERR_LEN];
   FormatTextV(text, sizeof text, row->text, arguments);
   va_end(arguments);
-  PrintFramed(row->number, text);
+  WriteFramed(row->number, text);
 }
 
 Failure Fail(int number, const char* format, ...) {
@@ -444,8 +450,7 @@ report_ns Post(Failure failure) {
 }
 
 void PrintFramed(int number, const char* message) {
-  std::fprintf(stderr, "\n*********\n%s (error %d)\n*********\n", message, number < 0 ? -number : number);
-  std::fflush(stderr);
+  WriteFramed(number, message);
 }
 
 bool AssertFailed(const char* file, int line, const char* text) {

@@ -151,7 +151,7 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
           const auto at = std::find(table.variables.begin(), table.variables.end(), known);
           const int first =
               at == table.variables.end() ? 0 : table.strides[static_cast<std::size_t>(at - table.variables.begin())];
-          Elimination::Key key;
+          engine::TableKey key;
           key.Mix(static_cast<std::uint64_t>(t));
           key.Mix(static_cast<std::uint64_t>(at == table.variables.end() ? -1 : known));
           elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()),
