@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "Basic/Memory.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Records.h"
 #include "support/joint.h"
 #include "support/net_fixture.h"
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "Basic/Text.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/NodeNames.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {

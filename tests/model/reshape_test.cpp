@@ -1,8 +1,8 @@
 // A change of parents against a row-by-row model of what becomes of the tables.
 #include <algorithm>
 
-#include "Bn/model/Net.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 #include "support/net_fixture.h"
 

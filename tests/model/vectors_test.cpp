@@ -1,7 +1,7 @@
 // The judge of probability vectors, and the normal form of rows.
 #include <cmath>
 
-#include "Bn/model/Tables.h"
+#include "Bn/model/VectorCheck.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {

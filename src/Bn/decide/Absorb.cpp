@@ -7,7 +7,10 @@
 #include "Bn/compiled/Findings.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/decide/Reverse.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 

@@ -5,7 +5,10 @@
 #include "Bn/decide/Absorb.h"
 #include "Bn/decide/Utility.h"
 #include "Bn/model/Checks.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 

@@ -5,7 +5,11 @@
 #include "Basic/Format.h"
 #include "Bn/engine/Axes.h"
 #include "Bn/model/Attributes.h"
+#include "Bn/model/Changes.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 
@@ -314,7 +318,9 @@ ReversalResult ReverseLink(node_bn parent, node_bn child, ParentOrder order, Par
   InstallRelation(child, newChild);
   InstallRelation(parent, newParent);
   GraphChanged(net);
-  for (node_bn node : {parent, child}) NotifyChange(net, node, tablesLost ? ChangeCode::TablesLost : ChangeCode::Graph);
+  for (node_bn node : {parent, child}) {
+    if (tablesLost) TableChanged(node);
+  }
   return REVERSED;
 }
 

@@ -7,6 +7,8 @@
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Net.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"
 

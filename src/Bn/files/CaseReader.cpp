@@ -7,9 +7,9 @@
 
 #include "Basic/Text.h"
 #include "Bn/files/NetFormat.h"
-#include "Bn/model/Attributes.h"
-#include "Bn/model/Net.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 
 namespace bravic {
 

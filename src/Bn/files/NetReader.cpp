@@ -4,6 +4,7 @@
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
+#include "Bn/model/Node.h"
 
 namespace bravic {
 namespace {

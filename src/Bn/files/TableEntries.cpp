@@ -6,7 +6,7 @@
 
 #include "Basic/Text.h"
 #include "Bn/files/NetValues.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/VectorCheck.h"
 
 namespace bravic {
 namespace {

@@ -4,6 +4,8 @@
 
 #include "Basic/Format.h"
 #include "Bn/model/Net.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 
 extern "C" {

@@ -10,7 +10,9 @@
 #include "Bn/files/CaseWriter.h"
 #include "Bn/learn/SampleTree.h"
 #include "Bn/model/Condition.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
 
