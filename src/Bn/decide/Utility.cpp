@@ -6,7 +6,6 @@
 #include "Bn/engine/Order.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/Net.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"

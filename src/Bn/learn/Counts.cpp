@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "Basic/Format.h"
-#include "Bn/model/Net.h"
 #include "Bn/model/Relation.h"
 #include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"

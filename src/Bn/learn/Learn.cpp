@@ -4,7 +4,6 @@
 
 #include "Bn/files/CaseReader.h"
 #include "Bn/learn/Counts.h"
-#include "Bn/model/Net.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/Relation.h"
 #include "Bn/model/TableForms.h"
