@@ -1,5 +1,5 @@
-// Error records: made by the report functions here, kept newest first in the environment's main group, read and
-// cleared by hosts through the error functions of bravic.h.
+// Reporting: what goes wrong becomes an error record in the environment, which hosts read and clear through the error
+// functions of bravic.h. ErrorTable.inc says what is reported, ErrorRecords.h how records are kept.
 //
 // Two ways to report. A site that knows the whole text reports at once (ReportError, ReportWarning, ...). A site
 // whose text an outer layer wraps ("can't %s net '%s', because %s") answers a Failure: a detached record that the
@@ -9,32 +9,10 @@
 #include <memory>
 #include <utility>
 
+#include "Basic/ErrorRecords.h"
 #include "Basic/ErrorTable.h"
 #include "Basic/Format.h"
-#include "Basic/TypedObject.h"
 #include "bravic.h"
-
-struct report_rec {
-  bravic::TagWord tag;
-  report_ns next;     // the next older record of the same group
-  report_ns newer;    // the next newer record of the same group
-  report_ns members;  // a group's records, newest first; owned
-  report_ns oldest;   // the last of members
-  report_ns group;    // the group that holds the record; NULL while detached; the main group holds itself
-  environ_ns env;
-  int number;            // negative for library errors
-  char* mesg;            // owned
-  int code;              // result code; -1 when none
-  const char* function;  // API function that was running, or NULL; static text
-  int displayStatus;
-  int firstDanger;
-  int danger;  // for a group: the highest among its members
-  int fixStatus;
-  long time;  // calendar seconds
-  int label;
-  char* filename;  // owned, or NULL
-  int word1, word2;
-};
 
 namespace bravic {
 
@@ -125,17 +103,7 @@ bool AssertFailed(const char* file, int line, const char* text);
 #define BRAVIC_ASSERT(condition) BRAVIC_ASSERT_TEXT(condition, #condition)
 
 const char* DangerName(int danger);
-// The newest record, to be compared later: HasErrorSince tells whether one of at least that danger came after it.
-report_ns NewestRecord(environ_ns env);
-bool HasErrorSince(environ_ns env, report_ns newest, int danger);
-// The oldest record of at least the danger, or the next newer one after the given record; its twin goes from the
-// newest to older ones. NULL when there is none.
-report_ns OldestError(environ_ns env, int danger, report_ns after);
-report_ns NewestError(environ_ns env, int danger, report_ns after);
 void ShowOutstandingErrors(environ_ns env);
-void FreeReport(report_ns report);             // never a permanent record; not one of a group
-void ClearReport(report_ns report);            // out of its group and freed; the main group is emptied
-void ClearErrors(environ_ns env, int danger);  // every record of at most that danger
 // The message headed by the name of the function that was running; belongs to the record.
 const char* MessageWithFunction(report_ns report);
 report_ns FromResultCode(int code);  // NULL for 0, else the permanent "Error occurred"

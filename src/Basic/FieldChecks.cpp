@@ -55,9 +55,10 @@ bool CheckRange(const FieldOwner& owner, T* value, const FieldRange<T>& range, c
   const Fault fault = range.min == range.max ? NOT_THE_VALUE : *value > range.max ? TOO_LARGE : TOO_SMALL;
   const T bound = fault == TOO_LARGE ? range.max : range.min;
   const char* field = FieldName(range.field);
-  MarkRepair(owner, range.format ? ReportError(range.number, range.format, field, owner.kind, owner.name, *value, bound)
-                                 : ReportError(range.number, FORMATS<T>[fault], wording.prefix, field, wording.of,
-                                               owner.kind, owner.name, *value, bound));
+  const ErrorRow row{range.number, ERROR_ERR, range.format ? range.format : FORMATS<T>[fault]};
+  MarkRepair(owner, range.format ? PostRow(&row, DIALOG_DISPLAY, field, owner.kind, owner.name, *value, bound)
+                                 : PostRow(&row, DIALOG_DISPLAY, wording.prefix, field, wording.of, owner.kind,
+                                           owner.name, *value, bound));
   if (owner.repair) *value = range.byDefault;
   return false;
 }
@@ -82,8 +83,8 @@ bool CheckField(const FieldOwner& owner, double* value, const FieldRange<double>
 
 bool CheckField(const FieldOwner& owner, bool byDefault, unsigned char* value, int number, int field) {
   if (*value <= 1) return true;
-  MarkRepair(owner,
-             ReportError(number, "%s '%s' has illegal `%s` (= %d)", owner.kind, owner.name, FieldName(field), *value));
+  const ErrorRow row{number, ERROR_ERR, "%s '%s' has illegal `%s` (= %d)"};
+  MarkRepair(owner, PostRow(&row, DIALOG_DISPLAY, owner.kind, owner.name, FieldName(field), *value));
   if (owner.repair) *value = byDefault;
   return false;
 }

@@ -73,12 +73,105 @@ int ReadCount(const char** at) {
   return count;
 }
 
+// The arguments not yet taken; a record, since a list as a parameter may decay to a pointer.
+struct Arguments {
+  std::va_list list;
+};
+
+// Flags, width, precision and length; *at then stands at the conversion's letter.
+Spec ReadSpec(const char** at, Arguments* arguments) {
+  Spec spec;
+  for (;; ++*at) {
+    if (**at == '-') {
+      spec.left = true;
+    } else if (**at == '0') {
+      spec.zeros = true;
+    } else if (**at == '+') {
+      spec.plus = true;
+    } else if (**at == ' ') {
+      spec.space = true;
+    } else {
+      break;
+    }
+  }
+  const auto readNumber = [&] {
+    if (**at != '*') return ReadCount(at);
+    ++*at;
+    return va_arg(arguments->list, int);
+  };
+  spec.width = readNumber();
+  if (**at == '.') {
+    ++*at;
+    spec.precision = readNumber();
+  }
+  for (; **at == 'l' || **at == 'h' || **at == 'z'; ++*at) {
+    spec.longs += **at == 'l';
+    spec.sizeType |= **at == 'z';
+  }
+  return spec;
+}
+
+long long TakeSigned(const Spec& spec, Arguments* arguments) {
+  if (spec.longs > 1) return va_arg(arguments->list, long long);
+  if (spec.longs) return va_arg(arguments->list, long);
+  if (spec.sizeType) return va_arg(arguments->list, std::ptrdiff_t);
+  return va_arg(arguments->list, int);
+}
+
+unsigned long long TakeUnsigned(const Spec& spec, Arguments* arguments) {
+  if (spec.longs > 1) return va_arg(arguments->list, unsigned long long);
+  if (spec.longs) return va_arg(arguments->list, unsigned long);
+  if (spec.sizeType) return va_arg(arguments->list, std::size_t);
+  return va_arg(arguments->list, unsigned);
+}
+
+// A text without a precision ends at its terminator; one with a precision need not have any.
+void PutText(Output* out, const Spec& spec, const char* text) {
+  if (!text) text = "(null)";
+  std::size_t length = 0;
+  if (spec.precision < 0) {
+    length = std::strlen(text);
+  } else {
+    const std::size_t limit = spec.precision;
+    while (length < limit && text[length]) ++length;
+  }
+  PutPadded(out, spec, "", {text, length}, false);
+}
+
+void PutConversion(Output* out, const Spec& spec, char conversion, Arguments* arguments) {
+  switch (conversion) {
+    case 'd':
+    case 'i': {
+      const long long value = TakeSigned(spec, arguments);
+      const auto magnitude = static_cast<std::uint64_t>(value);
+      return PutInteger(out, spec, value < 0, value < 0 ? 0 - magnitude : magnitude, 10);
+    }
+    case 'u':
+    case 'x':
+      return PutInteger(out, spec, false, TakeUnsigned(spec, arguments), conversion == 'u' ? 10 : 16);
+    case 'p':
+      return PutInteger(out, spec, false, reinterpret_cast<std::uintptr_t>(va_arg(arguments->list, void*)), 16);
+    case 'c': {
+      const char c = static_cast<char>(va_arg(arguments->list, int));
+      return PutPadded(out, spec, "", {&c, 1}, false);
+    }
+    case 's':
+      return PutText(out, spec, va_arg(arguments->list, const char*));
+    case 'f':
+    case 'e':
+    case 'g':
+      return PutReal(out, spec, conversion, va_arg(arguments->list, double));
+    default:
+      return out->Put(conversion);
+  }
+}
+
 }  // namespace
 
 std::size_t FormatTextV(char* buffer, std::size_t size, const char* format, std::va_list passed) {
   Output out{buffer, size, 0};
-  std::va_list arguments;
-  va_copy(arguments, passed);
+  Arguments arguments;
+  va_copy(arguments.list, passed);
   for (const char* at = format; *at; ++at) {
     if (*at != '%') {
       const std::size_t run = std::strcspn(at, "%");
@@ -86,90 +179,12 @@ std::size_t FormatTextV(char* buffer, std::size_t size, const char* format, std:
       at += run - 1;
       continue;
     }
-    Spec spec;
-    for (++at;; ++at) {
-      if (*at == '-') {
-        spec.left = true;
-      } else if (*at == '0') {
-        spec.zeros = true;
-      } else if (*at == '+') {
-        spec.plus = true;
-      } else if (*at == ' ') {
-        spec.space = true;
-      } else {
-        break;
-      }
-    }
-    if (*at == '*') {
-      spec.width = va_arg(arguments, int);
-      ++at;
-    } else {
-      spec.width = ReadCount(&at);
-    }
-    if (*at == '.') {
-      ++at;
-      if (*at == '*') {
-        spec.precision = va_arg(arguments, int);
-        ++at;
-      } else {
-        spec.precision = ReadCount(&at);
-      }
-    }
-    for (; *at == 'l' || *at == 'h' || *at == 'z'; ++at) {
-      spec.longs += *at == 'l';
-      spec.sizeType |= *at == 'z';
-    }
+    ++at;
+    const Spec spec = ReadSpec(&at, &arguments);
     if (!*at) break;
-    switch (*at) {
-      case 'd':
-      case 'i': {
-        const long long value = spec.longs > 1  ? va_arg(arguments, long long)
-                                : spec.longs    ? va_arg(arguments, long)
-                                : spec.sizeType ? static_cast<long long>(va_arg(arguments, std::ptrdiff_t))
-                                                : va_arg(arguments, int);
-        const auto magnitude = static_cast<std::uint64_t>(value);
-        PutInteger(&out, spec, value < 0, value < 0 ? 0 - magnitude : magnitude, 10);
-        break;
-      }
-      case 'u':
-      case 'x': {
-        const unsigned long long value = spec.longs > 1  ? va_arg(arguments, unsigned long long)
-                                         : spec.longs    ? va_arg(arguments, unsigned long)
-                                         : spec.sizeType ? va_arg(arguments, std::size_t)
-                                                         : va_arg(arguments, unsigned);
-        PutInteger(&out, spec, false, value, *at == 'u' ? 10 : 16);
-        break;
-      }
-      case 'p':
-        PutInteger(&out, spec, false, reinterpret_cast<std::uintptr_t>(va_arg(arguments, void*)), 16);
-        break;
-      case 'c': {
-        const char c = static_cast<char>(va_arg(arguments, int));
-        PutPadded(&out, spec, "", {&c, 1}, false);
-        break;
-      }
-      case 's': {
-        const char* text = va_arg(arguments, const char*);
-        if (!text) text = "(null)";
-        const void* stop =
-            spec.precision < 0 ? nullptr : std::memchr(text, 0, static_cast<std::size_t>(spec.precision));
-        const std::size_t length = spec.precision < 0 ? std::strlen(text)
-                                   : stop             ? static_cast<std::size_t>(static_cast<const char*>(stop) - text)
-                                                      : static_cast<std::size_t>(spec.precision);
-        PutPadded(&out, spec, "", {text, length}, false);
-        break;
-      }
-      case 'f':
-      case 'e':
-      case 'g':
-        PutReal(&out, spec, *at, va_arg(arguments, double));
-        break;
-      default:
-        out.Put(*at);
-        break;
-    }
+    PutConversion(&out, spec, *at, &arguments);
   }
-  va_end(arguments);
+  va_end(arguments.list);
   if (size) buffer[std::min(out.length, size - 1)] = 0;
   return out.length;
 }

@@ -1,6 +1,7 @@
 // The page of errors, made from the table of errors: error_page PAGE SOURCES compares the page with it, and looks
 // through the sources for each name; error_page --write PAGE writes the page. What stands before the first chapter is
 // kept.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -97,14 +98,17 @@ int ComparePage(const std::string& is, const std::string& expected) {
   }
 }
 
-// The words of all sources but the table.
+// The words of all sources but the table, comments left out.
 std::set<std::string> WordsOfSources(const std::filesystem::path& folder) {
   std::set<std::string> words;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string extension = entry.path().extension().string();
     if (extension != ".cpp" && extension != ".h") continue;
     std::string word;
-    for (const char c : ReadFile(entry.path())) {
+    const std::string text = ReadFile(entry.path());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      if (text.compare(i, 2, "//") == 0) i = std::min(text.find('\n', i), text.size() - 1);
+      const char c = text[i];
       const bool inWord = c == '_' || ('A' <= c && c <= 'Z') || ('0' <= c && c <= '9') || (c == '-' && word.empty());
       if (!inWord) {
         words.insert(word);
