@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "Basic/Memory.h"
+#include "Bn/compiled/Likelihood.h"
 #include "Bn/model/Consistency.h"
 #include "Bn/model/Records.h"
 #include "Bn/model/SharedAnswers.h"
@@ -196,8 +197,15 @@ bool Enumerate(const Net& net, testing::Posterior* truth) {
   testing::Weights weights;
   for (node_bn node : Nodes(net)) {
     if (GetNodeKind_bn(node) != NATURE_NODE || NumStates(node) == 0) return false;
+    // What hosts are shown of weights beyond floats is in proportion only.
     const float* likelihood = GetNodeLikelihood_bn(node);
     weights[node].assign(likelihood, likelihood + NumStates(node));
+    if (!node->likelihood || !IsBeyondFloats(*node)) continue;
+    const Vector<engine::WideNumber> wide = LikelihoodWeights(*node);
+    for (int s = 0; s < wide.size(); ++s) {
+      if (std::abs(wide[s].exponent) > 900) return false;
+      weights[node][static_cast<std::size_t>(s)] = engine::ToDouble(wide[s], 0);
+    }
   }
   *truth = testing::Enumerate(net.get(), weights);
   return truth->probability == 0 || truth->mostProbable > 1e-290;

@@ -7,6 +7,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -129,6 +130,24 @@ Block<T> TryMakeBlock(std::size_t n) {
   static_assert(std::is_trivially_destructible_v<T>);
   if (n > std::numeric_limits<std::size_t>::max() / sizeof(T)) return nullptr;
   return Block<T>(static_cast<T*>(TryAllocate(n * sizeof(T))));
+}
+
+// The same as plain pointers, for fields that own them.
+template <class T>
+T* NewArray(std::size_t n) {
+  return MakeBlock<T>(n).release();
+}
+template <class T>
+T* NewCleared(std::size_t n) {
+  static_assert(std::is_trivially_destructible_v<T>);
+  return static_cast<T*>(AllocateCleared(n, sizeof(T)));
+}
+// A copy of a whole block; NULL gives NULL.
+template <class T>
+T* DupBlock(const T* block) {
+  if (!block) return nullptr;
+  void* copy = Allocate(BlockSize(block));
+  return static_cast<T*>(std::memcpy(copy, block, BlockSize(block)));
 }
 
 // Constructed objects in counted memory.

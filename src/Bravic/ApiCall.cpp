@@ -38,10 +38,13 @@ bool IsSound(report_ns report) {
          inRange(&report->fixStatus, CANT_BE_FIXED, FIELD_FIX_STATUS);
 }
 
+// Before memory is accounted for there is no place for an error record.
 constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
 
 }  // namespace
 
+// The name of another function is set. Within a callback that is as it should be; else that function has found the
+// memory reserve gone, or the host calls from a second thread, or has left a call by a jump.
 void ApiCall::Nest(const char* function, InCallback allowed) {
   if (IsInCallback()) {
     around_ = currentFunction;
@@ -56,6 +59,7 @@ void ApiCall::Nest(const char* function, InCallback allowed) {
 bool ApiCall::RefuseWithoutReserve(int number) {
   if (!currentEnviron || currentEnviron->stage < STAGE_MEMORY) return RefuseEnvironment(-5101, BEFORE_INIT);
   ReportError(number, "not enough free memory to call %s", currentFunction);
+  // The name stays set, so that the next call complains of nesting, too.
   leaveSet_ = true;
   return false;
 }

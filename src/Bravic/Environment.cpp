@@ -51,6 +51,7 @@ void StartPlatformFirstHalf(environ_ns env) {
   if (env->hasFileIO == UNDETERMINED) env->hasFileIO = 1;
 }
 
+// Without a buffer for the message a box tells it.
 int CheckOperatingSystem(MessageBuffer* mesg) {
   int major = 0;
   bool ntFamily = false;
@@ -80,6 +81,7 @@ void SetStartupBox(StartupBox box) {
   showStartupBox = box ? box : StartupMessageBox;
 }
 
+// The record is static: a host may keep the pointer beyond the close, and is told then that it is closed.
 environ_ns CreateEnviron() {
   environ_rec& env = theEnviron;
   env = environ_rec();

@@ -12,6 +12,7 @@
 namespace bravic {
 namespace {
 
+// In the order of starting: each may use those before it.
 struct Module {
   void (*start)();  // either may be NULL
   void (*stop)();

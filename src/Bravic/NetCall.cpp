@@ -16,6 +16,7 @@ bool Passes(Failure failure) {
   return false;
 }
 
+// net: of the entries before; the first entry decides it.
 bool CheckEntry(const nodelist_rec& list, int index, net_bn* net, bool allowNull) {
   node_bn node = list.ar[index];
   if (!node) {
@@ -44,6 +45,7 @@ bool CheckEntries(const nodelist_rec& list, bool allowNulls, net_bn* net) {
   return true;
 }
 
+// In one walk: every node seen bears a mark that no other walk has written.
 bool CheckDistinct(const nodelist_rec& list) {
   const int mark = NewMark();
   for (node_bn node : list) {
@@ -123,7 +125,8 @@ bool NetCall::CheckList(nodelist_bn list, unsigned allow) {
     ReportError(-5119, "node list passed has a negative number of nodes (%d)", list->num);
     return false;
   }
-  // What a record holds is right by itself.
+  // Where NULLs are allowed, a host's list that has passed is not looked at again until something happens to it or to a
+  // node in it, and a record's is right by itself.
   HostList* hosts = place.owner == ListPlace::HOST ? static_cast<HostList*>(list) : nullptr;
   if (!(allow & ALLOW_NULLS) || (hosts && !HasPassed(*hosts))) {
     net_bn net = nullptr;

@@ -43,6 +43,7 @@ TEST_F(SmallProbabilities, OfLikelihoods) {
       {{{1e30f, 1e-20f}}, true, 0, 5e-21, {1e30f, 1e-20f}},
       {{{1e-38f, 1}, {1e-38f, 1}, {1, 1e-38f}, {1, 1e-38f}}, false, 0.5, 1e-76, {0.7238f, 0.7238f}},
       {{{0.5f, 0.25f}, {0.5f, 0.25f}}, false, 0.8, 0.15625, {0.25f, 0.0625f}},
+      {{{1e-30f, 1}, {1e-30f, 1}}, false, 0, 0.5, {1.4e-45f, 1}},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.probability);

@@ -97,56 +97,56 @@ bool PrepareUpdate(net_bn net, Account account) {
   return before != engine::Status::Halted;
 }
 
-// What the answer of the engine means for the net: an UpdateResult, those below 0 with an error posted.
-int FinishUpdate(net_bn net, engine::Status status) {
+// What the answer of the engine means for the net.
+Update FinishUpdate(net_bn net, engine::Status status) {
   switch (status) {
     case engine::Status::Done:
       net->beliefsCurrent = true;
-      return BELIEFS_UPDATED;
+      return Update::Done;
     case engine::Status::Inconsistent:
       ReportError(-2078, "according to this model, the evidence entered is inconsistent");
       MarkContradicted(net);
       net->caseprob = 0;
-      return BELIEFS_CONTRADICTED;
+      return Update::Contradicted;
     case engine::Status::Vanished:
       ReportError(-777, "according to this model, the evidence entered is inconsistent");
       MarkContradicted(net);
-      return BELIEFS_CONTRADICTED;
+      return Update::Contradicted;
     case engine::Status::Halted:
       Post(FailHalted());
-      return BELIEFS_FAILED;
+      return Update::Failed;
     default: {
       Failure failure = FailMemory(-2009, 0, "for the messages of the junction tree");
       const char* reason = failure->mesg;
       Post(Rephrase(std::move(failure), "couldn't update beliefs because %s", reason));
       DropPotentials(net);
-      return BELIEFS_FAILED;
+      return Update::Failed;
     }
   }
 }
 
 // Makes caseprob and its logarithm those of all findings.
-int UpdateProbability(net_bn net) {
-  const int result = UpdateBeliefs(net, Account::None);
-  if (result != BELIEFS_UPDATED || net->compiled->probabilityKnown) return result;
+Update UpdateProbability(net_bn net) {
+  const Update result = UpdateBeliefs(net, Account::None);
+  if (result != Update::Done || net->compiled->probabilityKnown) return result;
   return FinishUpdate(net, FindProbability(net, Showing::Never));
 }
 
 }  // namespace
 
-int UpdateBeliefs(net_bn net, Account account) {
-  if (net->beliefsCurrent) return BELIEFS_UPDATED;
+Update UpdateBeliefs(net_bn net, Account account) {
+  if (net->beliefsCurrent) return Update::Done;
   if (!MayInteract()) account = Account::None;
-  if (!PrepareUpdate(net, account)) return BELIEFS_FAILED;
+  if (!PrepareUpdate(net, account)) return Update::Failed;
   CompiledNet& compiled = *net->compiled;
   const double before = compiled.logProbability;
   if (account == Account::None) {
-    const int result = FinishUpdate(net, CheckFindings(compiled));
-    if (result == BELIEFS_UPDATED) compiled.probabilityKnown = false;
+    const Update result = FinishUpdate(net, CheckFindings(compiled));
+    if (result == Update::Done) compiled.probabilityKnown = false;
     return result;
   }
-  const int result = FinishUpdate(net, FindProbability(net, Showing::Always));
-  if (result == BELIEFS_UPDATED) PrintAccount(net, before);
+  const Update result = FinishUpdate(net, FindProbability(net, Showing::Always));
+  if (result == Update::Done) PrintAccount(net, before);
   return result;
 }
 
@@ -172,19 +172,17 @@ const float* CurrentBelief(node_bn node) {
     // A belief may be found without the probability of the findings.
     net->compiled->probabilityKnown = false;
   }
-  return FinishUpdate(net, FindBelief(node)) == BELIEFS_UPDATED ? node->belief : nullptr;
+  return FinishUpdate(net, FindBelief(node)) == Update::Done ? node->belief : nullptr;
 }
 
 double CaseProbability(net_bn net) {
-  int result = UpdateProbability(net);
-  return result == BELIEFS_UPDATED ? net->caseprob : result == BELIEFS_CONTRADICTED ? 0.0 : -1.0;
+  const Update result = UpdateProbability(net);
+  return result == Update::Done ? net->caseprob : result == Update::Contradicted ? 0.0 : -1.0;
 }
 
 double CaseLogProbability(net_bn net) {
-  int result = UpdateProbability(net);
-  return result == BELIEFS_UPDATED        ? net->compiled->logProbability
-         : result == BELIEFS_CONTRADICTED ? -INF_DBL
-                                          : UNDEF_DBL;
+  const Update result = UpdateProbability(net);
+  return result == Update::Done ? net->compiled->logProbability : result == Update::Contradicted ? -INF_DBL : UNDEF_DBL;
 }
 
 statetype MostProbableState(node_bn node) {

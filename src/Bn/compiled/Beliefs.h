@@ -6,13 +6,13 @@
 
 namespace bravic {
 
-enum UpdateResult : int { BELIEFS_UPDATED = 0, BELIEFS_FAILED = -1, BELIEFS_CONTRADICTED = -2 };
+enum class Update { Done, Failed, Contradicted };  // the last two with an error posted
 
 // Whether an account of the new probability, or of the most probable configuration, goes to the person at the console,
 // if there is one.
 enum class Account { None, ToUser };
-// Brings beliefs up to date as far as the flags say; an UpdateResult, those below 0 with an error posted.
-int UpdateBeliefs(net_bn net, Account account);
+// Brings beliefs up to date as far as the flags say.
+Update UpdateBeliefs(net_bn net, Account account);
 // After a change of findings: an update when the net's autoupdate asks for one.
 void AutoUpdate(net_bn net);
 // The node's belief vector, up to date; NULL with an error posted, and for a node that takes no part in the

@@ -81,10 +81,6 @@ Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   compiled->nodes = std::move(graph.nodes);
   compiled->numstates = std::move(graph.numstates);
   compiled->parents = std::move(graph.parents);
-  for (int i = 0; i < compiled->nodes.size(); ++i) {
-    compiled->nodes[i]->elim = compiled->tree.number[i];
-    compiled->nodes[i]->homecliq = compiled->tree.home[i];
-  }
   net->compiled = compiled.release();
   return nullptr;
 }

@@ -41,6 +41,7 @@ Vector<int> StoredOrder(net_bn net, const CompileGraph& graph) {
     placed[node->compiledIndex] = 1;
     order.push_back(node->compiledIndex);
   }
+  // Nodes that came after the order was given go last.
   for (int i = 0; i < placed.size(); ++i) {
     if (!placed[i]) order.push_back(i);
   }

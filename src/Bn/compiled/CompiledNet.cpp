@@ -26,7 +26,7 @@ int CompiledIndex(const bnode& node) {
 
 void UncompileNet(net_bn net) {
   if (net->compiled) {
-    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
+    for (node_bn node : PresentNodes(net)) node->compiledIndex = -1;
     DeleteObject(net->compiled);
     net->compiled = nullptr;
   }
@@ -67,7 +67,8 @@ void HandOverFindings(net_bn net) {
   CompiledNet& compiled = *net->compiled;
   for (int i : compiled.staleFindings.members) {
     const bnode& node = *compiled.nodes[i];
-    bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
+    // A finding of another kind of node is kept for the host, and the engine is not told of it.
+    const bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
     if (counts && node.evidence != UNDEF_STATE) {
       compiled.inference->SetState(i, node.evidence);
     } else if (counts && node.likelihood) {
@@ -118,7 +119,9 @@ engine::Status FindAllBeliefs(CompiledNet& compiled, unsigned long long stamp) {
     node_bn node = compiled.nodes[i];
     return node->kind == NATURE_NODE && node->beliefStamp != stamp ? BeliefVector(node) : nullptr;
   };
-  return AskEngine(compiled, 2, Showing::Never, [&] { return compiled.inference->AllBeliefs(place); });
+  constexpr int COLLECT_AND_DISTRIBUTE = 2;
+  return AskEngine(compiled, COLLECT_AND_DISTRIBUTE, Showing::Never,
+                   [&] { return compiled.inference->AllBeliefs(place); });
 }
 
 // The node's vector, or those of all nodes.
@@ -170,6 +173,7 @@ bool HasBelief(const bnode& node) {
   return node.innet->beliefsCurrent && node.beliefStamp == node.innet->compiled->inference->Stamp();
 }
 
+// For a state whose belief is 0: that may be too small for a float, or impossible.
 bool IsStatePossible(node_bn node, statetype state) {
   CompiledNet& compiled = *node->innet->compiled;
   return compiled.inference->CheckState(node->compiledIndex, state) != engine::Status::Inconsistent;
@@ -181,6 +185,7 @@ void ResetProbability(net_bn net) {
   net->compiled->probabilityKnown = true;
 }
 
+// A node may have got more states since its vector was made.
 float* BeliefVector(node_bn node) {
   const std::size_t nbytes = node->numstates * sizeof(float);
   if (!node->belief || BlockSize(node->belief) < nbytes) {

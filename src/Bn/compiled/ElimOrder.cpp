@@ -18,6 +18,7 @@ int FindElimOrder(net_bn net, double seconds) {
   CompileGraph graph = MakeGraph(std::move(nodes));
   engine::Graph moral = engine::MoralGraph(graph.parents, graph.children);
   Vector<int> start;
+  // The search goes on from what is stored, so that repeated calls improve on each other.
   if (net->elimorder.num >= 0) start = StoredOrder(net, graph);
   engine::Order order;
   {

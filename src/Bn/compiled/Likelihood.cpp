@@ -31,11 +31,18 @@ const WideNumber* WeightsBehind(const bnode& node) {
   return reinterpret_cast<const WideNumber*>(block + WeightsAt(node.numstates));
 }
 
-// By which power of two all positive weights come within the limits, 0 if they are; as far as one can do that.
+// By which power of two to show weights in numbers of limited range: 0 where the largest can be shown as it is and
+// another scale would not bring in the rest either.
 long long ScaleInto(std::span<const WideNumber> weights, long long least, long long largest) {
-  bool fits = true;
-  for (WideNumber w : weights) fits &= w.mantissa == 0 || (w.exponent > least && w.exponent <= largest);
-  return fits ? 0 : -std::max_element(weights.begin(), weights.end())->exponent;
+  long long low = std::numeric_limits<long long>::max(), high = std::numeric_limits<long long>::min();
+  for (WideNumber w : weights) {
+    if (w.mantissa == 0) continue;
+    low = std::min(low, w.exponent);
+    high = std::max(high, w.exponent);
+  }
+  const bool fits = low > least && high <= largest, wouldFit = low - high > least;
+  const bool isLargestShown = high > least && high <= largest;
+  return fits || (isLargestShown && !wouldFit) ? 0 : -high;
 }
 
 // Whether its text is that of a float, too.
@@ -77,6 +84,7 @@ Block<float> MakeLikelihood(std::span<const WideNumber> weights) {
 }
 
 Block<float> MakeLikelihood(std::span<const double> numbers) {
+  // Numbers that floats print alike need nothing behind them: they come back as they are.
   if (!std::all_of(numbers.begin(), numbers.end(), ReadsAsFloat)) {
     Vector<WideNumber> weights;
     for (double x : numbers) weights.push_back(ToWide(x));

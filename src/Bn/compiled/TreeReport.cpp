@@ -1,9 +1,9 @@
 #include "Bn/compiled/TreeReport.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 
+#include "Basic/Format.h"
 #include "Basic/Text.h"
 #include "Bn/compiled/CompiledNet.h"
 
@@ -16,13 +16,12 @@ void Add(Vector<char>& text, std::string_view more) {
 
 void AddInt(Vector<char>& text, int value) {
   char digits[16];
-  Add(text, {digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
+  Add(text, {digits, FormatText(digits, sizeof digits, "%d", value)});
 }
 
-// As "%g".
 void AddReal(Vector<char>& text, double value) {
   char digits[32];
-  Add(text, {digits, std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 6).ptr});
+  Add(text, {digits, FormatText(digits, sizeof digits, "%g", value)});
 }
 
 constexpr int SIZE_COLUMN = 25, MAX_BLANKS = 80;

@@ -47,6 +47,7 @@ bool IsBarren(node_bn node) {
   return true;
 }
 
+// A copy: reversals change the list of children.
 Vector<node_bn> ChildrenInOrder(node_bn node) {
   OrderedNodes(node->innet);
   Vector<node_bn> children(node->succs.begin(), node->succs.end());
@@ -324,20 +325,21 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
   char purpose[100];
   FormatText(purpose, sizeof purpose, "for decision table of node '%s'", decision->name);
   if (!utility->determinv) return Fail(-2215, "node '%s' doesn't have a deterministic relation table", utility->name);
-  const long long rows = NumConfigurations(parents);
-  if (rows <= 0) return FailMemory(-2183, 0, purpose);
+  const long long numrows = NumConfigurations(parents);
+  if (numrows <= 0) return FailMemory(-2183, 0, purpose);
+  const auto rows = static_cast<std::size_t>(numrows);
   Policy policy;
   policy.decision = decision;
   policy.parents.assign(parents.begin(), parents.end());
   policy.states = TryMakeBlock<statetype>(rows);
   Block<float> best = TryMakeBlock<float>(rows);
   if (!policy.states || !best) {
-    return FailMemory(-2183, static_cast<double>(rows) * (sizeof(statetype) + sizeof(float)), purpose);
+    return FailMemory(-2183, static_cast<double>(numrows) * (sizeof(statetype) + sizeof(float)), purpose);
   }
 
   Choice choice(decision, utility);
   Vector<statetype> states(decision->preds.num + 1, 0);
-  for (long long row = 0; row < rows; ++row) {
+  for (std::size_t row = 0; row < rows; ++row) {
     if (work.Halts(STATE_WORK * decision->numstates)) return FailHalted();
     if (!choice.Make(states.data(), &policy.states[row], &best[row])) {
       return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", utility->name,
@@ -364,11 +366,13 @@ Failure AbsorbOne(node_bn node, Vector<Policy>* policies, Vector<Candidate>& can
   node_bn utility = UtilityToMaximize(node, nullptr);
   if (Failure failure = RemoveBarrenDescendants(node, candidates)) return failure;
   if (Failure failure = MaximizeDecision(node, utility, policies, work)) return failure;
+  // Its choice is known now, so nothing but barren nodes can ask for it.
   DisconnectChildren(node);  // barren ones that stay keep a placeholder
   node_bn nodes[] = {node};
   return RemoveNodesFromNet(net, nodes, {});
 }
 
+// The reason is that of the first that is left, found anew.
 Failure NoneCanBeAbsorbed(node_bn node) {
   char reason[REASON_LEN] = "";
   if (node->kind == DECISION_NODE) {

@@ -55,12 +55,13 @@ Failure CheckNoForgetting(std::span<const node_bn> decisions) {
 Block<statetype> SpreadPolicy(const Policy& policy) {
   node_bn decision = policy.decision;
   const auto parents = Entries(decision->preds);
-  const long long rows = NumConfigurations(parents);
+  const auto rows = static_cast<std::size_t>(NumConfigurations(parents));
   Block<statetype> table = TryMakeBlock<statetype>(rows);
   if (!table) return table;
   Vector<statetype> states(parents.size() + 1, 0);
-  for (long long row = 0; row < rows; ++row) {
+  for (std::size_t row = 0; row < rows; ++row) {
     std::size_t at = 0;
+    // The policy's row of this configuration of all parents.
     for (node_bn parent : policy.parents) at = at * parent->numstates + states[IndexIn(decision->preds, parent)];
     table[row] = policy.states[at];
     NextConfiguration(parents, states.data());
@@ -80,6 +81,7 @@ Failure OptimizeDecisions(net_bn net) {
   if (Failure failure = CheckReadiness(nodes, Purpose::Optimize, Extent::Tables, net)) return failure;
   if (Failure failure = CheckNoForgetting(decisions)) return WrapOptimize(std::move(failure), net);
 
+  // Absorbing takes the net apart; the private undo puts it together again when its scope ends.
   Vector<Policy> policies;
   {
     PrivateUndo sandbox(net);

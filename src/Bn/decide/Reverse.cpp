@@ -120,6 +120,7 @@ std::size_t StrideIn(const bnode& family, int numstates, node_bn node) {
   return found;
 }
 
+// Marked nodes are in the list already, or not wanted in it.
 void AppendDistinct(Vector<node_bn>& to, std::span<const node_bn> from, int mark) {
   for (node_bn node : from) {
     if (node->mark == mark) continue;
@@ -128,6 +129,7 @@ void AppendDistinct(Vector<node_bn>& to, std::span<const node_bn> from, int mark
   }
 }
 
+// Impossible entries count as 0.
 bool AllZero(const float* row, int n) {
   for (int i = 0; i < n; ++i)
     if (row[i] != 0 && row[i] != IMPOS_PROB) return false;
@@ -274,7 +276,7 @@ ReversalResult MakeNewTables(node_bn parent, node_bn child, const Factor& a, con
   if (!a.table || !b.table || rows == 0) return REVERSED;
   // With a utility node among its parents the parent's rows cannot be indexed, so it keeps no table.
   const bool wanted = parentTable == ParentTable::Made && !b.utility;
-  constexpr double MAX_ENTRIES = 0x1p60;
+  constexpr double MAX_ENTRIES = 0x1p60;  // in the larger table, so that both can be counted
   if (rows > 0 && static_cast<double>(rows) * b.numstates * a.numstates < MAX_ENTRIES) {
     const std::size_t childSize = static_cast<std::size_t>(rows) * b.numstates;
     tables.child = TryMakeBlock<float>(childSize);
@@ -308,6 +310,7 @@ ReversalResult ReverseLink(node_bn parent, node_bn child, ParentOrder order, Par
   newParent.probs = tables.parent.release();
   (b.utility ? newChild.determinv : newChild.probs) = tables.child.release();
 
+  // Experience and functions of either node do not outlive the reversal.
   const bool tablesLost =
       parent->numcases || parent->determin || parent->determinv || child->numcases || child->determin;
   UndoGroup group(UNDO_REVERSE, net);

@@ -6,7 +6,6 @@
 #include "Bn/engine/Order.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/Net.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
@@ -44,17 +43,16 @@ struct ExpectationProblem {
   Vector<Block<float>> policies;  // [node] one-hot rows of a decision's function table
 };
 
-// The decision's function table as probabilities. None where they are not needed: it is known, or has a table of its
-// own.
+// The function table of a decision as probabilities; none where the decision is known or has probabilities itself.
 Failure PolicyRows(node_bn decision, Block<float>* rows) {
   if (decision->evidence >= 0 || decision->probs) return nullptr;
-  const long long numrows = NumRows(*decision);
+  const auto numrows = static_cast<std::size_t>(NumRows(*decision));
   if (!decision->determin) return Fail(-2229, "node '%s' doesn't have a relation table", decision->name);
-  const std::size_t n = static_cast<std::size_t>(numrows) * decision->numstates;
+  const std::size_t n = numrows * decision->numstates;
   *rows = TryMakeBlock<float>(n);
   if (!*rows) return FailMemory(-2183, static_cast<double>(n) * sizeof(float), "for an expected utility");
   std::fill_n(rows->get(), n, 0.0f);
-  for (long long row = 0; row < numrows; ++row) {
+  for (std::size_t row = 0; row < numrows; ++row) {
     statetype state = decision->determin[row];
     if (state == UNDEF_STATE) {
       return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", decision->name,
@@ -65,6 +63,7 @@ Failure PolicyRows(node_bn decision, Block<float>* rows) {
   return nullptr;
 }
 
+// Numbers the nodes (scratch), and brings their tables into the form in which the engine takes them.
 Failure FillProblem(std::span<const node_bn> nodes, ExpectationProblem& problem) {
   const int n = Count(nodes);
   problem.parents.resize(n);
@@ -122,7 +121,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
   const engine::JunctionTree tree = engine::BuildTree(moral, problem.numstates, problem.parents, order.nodes);
   Owned<engine::Inference> inference = engine::Inference::Make(tree, problem.numstates, problem.parents);
   int failedClique;
-  const std::size_t rows = NumRows(*utility);
+  const auto rows = static_cast<std::size_t>(NumRows(*utility));
   Block<float> marginal = TryMakeBlock<float>(rows);
   if (!marginal || inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
     return FailMemory(-2009, tree.totalSize * sizeof(float), "for an expected utility");
@@ -133,6 +132,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
   });
   EnterFindings(nodes, *inference);
   if (Failure failure = FindMarginal(*inference, utility, {marginal.get(), rows})) return failure;
+  // Of configurations that cannot occur, the utility does not matter.
   double sum = 0;
   for (std::size_t row = 0; row < rows; ++row) {
     const double weight = marginal[row];

@@ -1,8 +1,9 @@
 // What computing takes, estimated: everything by which the engine chooses between ways of doing the same thing.
 //
-// All costs are in nanoseconds of one processor; only their proportions matter. They were fitted to the times of
-// `script/bench` (bench_inference, built for release) on x86-64 servers with 512-bit vectors. Another machine is served
-// well enough as long as the proportions are about the same; a wrong estimate costs time, never an answer.
+// All costs are in nanoseconds, measured on one x86-64 machine with 512-bit vectors; only their proportions matter.
+// What they lead to is measured by `script/bench`; docs/performance.md names the machine and the times. On another one,
+// a 2-core Intel Xeon (gcc 12.2, release build), passes by a plan over random shapes of 30 to 324,000 entries took 0.6
+// of their estimate in the middle, half of them between 0.5 and 0.7. A wrong estimate costs time, never an answer.
 //
 // An entry costs differently from one place to another because different things are done to it: plain arithmetic in
 // doubles, vector arithmetic in floats by a plan, and reading and dividing messages beside that in a whole sweep.
@@ -21,6 +22,11 @@ inline constexpr double WHOLE_ROW = 2, WHOLE_ROW_ENTRY = 0.12;  //   whole rows,
 inline constexpr double DIRECT_ROW_ENTRY = 0.15;                //   or straight from the block,
 inline constexpr double LANE_ROW = 5, LANE_ENTRY = 1.2;         //   and rows whose lanes go to other places
 inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread entries of a factor over a row
+// Smaller passes go entry by entry, in place of a plan, and those of the second size until they come again; in entries.
+inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
+// The order of axes is searched for in cliques of so many entries, trying one order for so many of them
+// (AxisOrder.cpp).
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, ENTRIES_PER_AXIS_ORDER = 400;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries

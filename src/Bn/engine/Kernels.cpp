@@ -25,15 +25,6 @@ namespace scalar {
 using Lanes = float;
 using Doubles = double;
 constexpr int LANES = 1;
-inline Lanes Load(const float* p) {
-  return *p;
-}
-inline void Store(float* p, Lanes x) {
-  *p = x;
-}
-inline Lanes Maximum(Lanes a, Lanes b) {
-  return a > b ? a : b;
-}
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace scalar
 
@@ -41,17 +32,6 @@ namespace sse2 {
 typedef float Lanes __attribute__((vector_size(16)));
 typedef double Doubles __attribute__((vector_size(16)));
 constexpr int LANES = 4;
-inline Lanes Load(const float* p) {
-  Lanes x;
-  std::memcpy(&x, p, sizeof x);
-  return x;
-}
-inline void Store(float* p, Lanes x) {
-  std::memcpy(p, &x, sizeof x);
-}
-inline Lanes Maximum(Lanes a, Lanes b) {
-  return a > b ? a : b;
-}
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace sse2
 
@@ -67,17 +47,6 @@ namespace avx2 {
 typedef float Lanes __attribute__((vector_size(32)));
 typedef double Doubles __attribute__((vector_size(32)));
 constexpr int LANES = 8;
-inline Lanes Load(const float* p) {
-  Lanes x;
-  std::memcpy(&x, p, sizeof x);
-  return x;
-}
-inline void Store(float* p, Lanes x) {
-  std::memcpy(p, &x, sizeof x);
-}
-inline Lanes Maximum(Lanes a, Lanes b) {
-  return a > b ? a : b;
-}
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace avx2
 #if defined(__clang__)
@@ -92,17 +61,6 @@ namespace avx512 {
 typedef float Lanes __attribute__((vector_size(64)));
 typedef double Doubles __attribute__((vector_size(64)));
 constexpr int LANES = 16;
-inline Lanes Load(const float* p) {
-  Lanes x;
-  std::memcpy(&x, p, sizeof x);
-  return x;
-}
-inline void Store(float* p, Lanes x) {
-  std::memcpy(p, &x, sizeof x);
-}
-inline Lanes Maximum(Lanes a, Lanes b) {
-  return a > b ? a : b;
-}
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace avx512
 #if defined(__clang__)

@@ -206,11 +206,13 @@ void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const 
   const int first = plan.numFactors + 1, tables = plan.tables.size();
   std::fill(plan.at.begin(), plan.at.end(), 0);
   std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
+  // Rows gather from 0.
   for (int t = first; t < tables; ++t) {
     const PassPlan::Table& table = plan.tables[t];
     plan.pending[t] = plan.foldRows[t] = 0;
     std::fill_n(arena + table.room, table.numDistinct * plan.paddedLength, 0.0f);
   }
+  // Block after block: its products, then what they add to each target, then the step to the next block.
   for (int moved = -1, stale = -1;;) {
     // Where a block was left out, what should have been spread for it is still to do.
     stale = std::min(stale, moved);

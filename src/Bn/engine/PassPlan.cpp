@@ -23,6 +23,7 @@ struct Merged {
   const int* Strides(int table) const { return strides.data() + table * numAxes; }
 };
 
+// An axis is joined to the one before it when every table's stride there is that of a whole run through this one.
 void Merge(const PassShape& shape, Merged* merged) {
   const int tables = shape.NumTables();
   int from[MAX_AXES];  // the fastest original axis of each merged one
@@ -57,6 +58,7 @@ struct Split {
 
 using Kind = PassPlan::Table::Kind;
 
+// How the table stands to the rows of the split: whether it has all of their axes in order, none, or some.
 Kind KindOf(const Merged& merged, int table, const Split& split, bool target) {
   const int* strides = merged.Strides(table);
   bool dense = true, none = true;

@@ -2,7 +2,7 @@
 //
 // Neighbouring axes that every table steps through alike are joined. The fastest axes make rows of some dozens of
 // entries, further axes make blocks of rows that fit the first-level cache, the slowest - the prefix - are stepped
-// through. The division is the one that the estimate of CostModel.h likes best.
+// through. Of all such divisions the cheapest is taken, by the costs of CostModel.h.
 //
 // Over a block every table is one vector operation: a factor that has all row axes is read in place, one that has none
 // is a scale per row, one that has some is spread out over whole rows first; a target gathers whole rows, which are

@@ -13,7 +13,7 @@ struct PassShape {
   Vector<int> sizes;    // [axis], slowest first; each at least 2
   Vector<int> strides;  // [table][axis]
 
-  // Keeps the sizes of so many axes.
+  // Begins anew, with so many axes; sizes that are there already stay.
   void Clear(int axes) {
     numAxes = axes;
     numFactors = numTargets = 0;

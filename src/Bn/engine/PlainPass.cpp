@@ -9,13 +9,15 @@ void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* co
                 bool maximize) {
   constexpr int FEW_TABLES = 32, RUN = 32;
   const int numFactors = shape.numFactors, tables = shape.NumTables();
+  const int numAxes = shape.numAxes;
+  const int* const strides = shape.strides.data();  // [table][axis]
   // The fastest axis is run through a table at a time, the others entry by entry.
-  const int inner = shape.numAxes - 1, length = inner >= 0 ? shape.sizes[inner] : 1;
+  const int inner = numAxes - 1, length = inner >= 0 ? shape.sizes[inner] : 1;
   int at[MAX_AXES] = {}, few[2 * FEW_TABLES] = {};
   Vector<int> many(tables > FEW_TABLES ? 2 * tables : 0, 0);
   int* const offsets = many.empty() ? few : many.data();
   int* const steps = offsets + tables;
-  for (int t = 0; t < tables && inner >= 0; ++t) steps[t] = shape.Strides(t)[inner];
+  for (int t = 0; t < tables && inner >= 0; ++t) steps[t] = strides[t * numAxes + inner];
   double products[RUN];
   do {
     double scale = 1;
@@ -48,7 +50,7 @@ void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* co
       }
     }
   } while (StepOn(inner, shape.sizes.data(), at, [&](int axis, int moves) {
-             for (int t = 0; t < tables; ++t) offsets[t] += moves * shape.Strides(t)[axis];
+             for (int t = 0; t < tables; ++t) offsets[t] += moves * strides[t * numAxes + axis];
            }) >= 0);
 }
 

@@ -105,7 +105,10 @@ class Run {
     tournament_.BuildAll();
   }
 
+  // What the greedy run takes the least of. Nodes whose neighbours are all joined come first, in their order.
   double Key(int node) const {
+    constexpr double SIMPLICIAL = -1e300, ABOVE_0 = 1e-9;
+    constexpr double SMALL_SHARE = 0.01, HALF = 0.5;  // of the state space
     const Vector<int>& list = lists_[node];
     double space = logs_[node], fill = 0, weighted = 0;
     bool simplicial = true;
@@ -120,16 +123,16 @@ class Run {
         weighted += logs_[list[i]] * logs_[list[j]];
       }
     }
-    if (simplicial) return -1e300 + node;
+    if (simplicial) return SIMPLICIAL + node;
     switch (measure_) {
       case Measure::STATE_SPACE:
         return space + bias_[node];
       case Measure::FILL:
-        return BinaryLogarithm(fill) + 0.01 * space + bias_[node];
+        return BinaryLogarithm(fill) + SMALL_SHARE * space + bias_[node];
       case Measure::WEIGHTED_FILL:
-        return BinaryLogarithm(weighted + 1e-9) + bias_[node];
+        return BinaryLogarithm(weighted + ABOVE_0) + bias_[node];
       default:
-        return 0.5 * space + BinaryLogarithm(weighted + 1e-9) + bias_[node];
+        return HALF * space + BinaryLogarithm(weighted + ABOVE_0) + bias_[node];
     }
   }
 
@@ -138,6 +141,7 @@ class Run {
     const Vector<int>& around = lists_[node];
     double space = sizes_[node];
     for (int a : around) space *= sizes_[a];
+    // Recorded sets with the node in them go: what is recorded below holds the rest of them.
     int largest = 0;
     for (int set : setsOf_[node]) {
       largest = std::max(largest, setSize_[set]);
@@ -150,6 +154,7 @@ class Run {
       *std::find(list.begin(), list.end(), node) = list.back();
       list.pop_back();
     }
+    // The neighbours are joined; the new edges are kept for the update.
     filled_.clear();
     for (int i = 0; i < around.size(); ++i) {
       for (int j = 0; j < i; ++j) {
@@ -286,7 +291,8 @@ class LongSearch {
       Track& track = ChooseTrack();
       ChangeNeighbourhood(track, round);
       // Early on a little harm is allowed, so that the search can leave a hollow.
-      const double tolerance = 0.003 * std::max(0.0, 1 - 1.5 * elapsed_ / seconds_);
+      constexpr double MOST_HARM = 0.003, FASTER = 1.5;  // none is left after two thirds of the time
+      const double tolerance = MOST_HARM * std::max(0.0, 1 - FASTER * elapsed_ / seconds_);
       const double cost = run_.Try(track.measure, bias_, track.cost * (1 + tolerance), &order_);
       if (!(cost < std::numeric_limits<double>::infinity())) continue;
       Take(&track, cost);

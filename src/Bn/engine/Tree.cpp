@@ -11,6 +11,8 @@ namespace bravic::engine {
 
 namespace {
 
+// The moral graph and its fill-in: a node is joined to every earlier one from which followers lead to it. A node's
+// follower is the earliest of its later neighbours in the filled graph (Tarjan & Yannakakis 1984).
 Vector<Vector<int>> FilledGraph(const Graph& moral, std::span<const int> order) {
   const int n = Count(order);
   Vector<Vector<int>> filled(n);
@@ -73,6 +75,8 @@ Vector<int> MaximumCardinalityNumbers(const Vector<Vector<int>>& filled, Vector<
   return number;
 }
 
+// Nodes are gone through from the highest number down. A node and its neighbours of lower numbers make a clique, unless
+// the clique of a higher node, whose highest lower neighbour it is, holds them all.
 void FormCliques(const Vector<Vector<int>>& filled, std::span<const int> byNumber, std::span<const int> numstates,
                  JunctionTree* tree) {
   Vector<int> counter(filled.size(), 0);
@@ -139,6 +143,7 @@ void LinkCliques(std::span<const int> numstates, JunctionTree* tree) {
   }
 }
 
+// The smallest clique that holds the family, the first of equals.
 void ChooseHomes(std::span<const Vector<int>> parents, JunctionTree* tree) {
   tree->home.assign(parents.size(), -1);
   Vector<int> mark(parents.size(), -1);
@@ -192,6 +197,7 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree) {
       size[std::min(a, b)] = joint;
     }
   }
+  // Cliques that are left get new places, in their order, and take the members of those merged into them.
   JunctionTree merged;
   merged.number = tree.number;
   merged.home = tree.home;

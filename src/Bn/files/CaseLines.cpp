@@ -10,8 +10,8 @@ namespace bravic {
 
 namespace {
 
-inline constexpr std::size_t BUFFER_SLACK = 8;
-inline constexpr std::size_t MAX_LINE = std::size_t{64} << 20;
+constexpr std::size_t BUFFER_SLACK = 8;
+constexpr std::size_t MAX_LINE = std::size_t{64} << 20;
 
 bool IsLineEnd(int c) {
   return c == '\n' || c == '\r';
@@ -67,7 +67,8 @@ bool CaseLines::Grow(std::size_t kept) {
 
 bool CaseLines::Refill() {
   if (atEnd_ || !file_) return false;
-  const std::size_t kept = static_cast<std::size_t>(end_ - at_);
+  // The part of a line that is there already moves to the front, in a larger buffer where it fills half of this one.
+  const std::size_t kept = end_ - at_;
   if (kept == MAX_LINE)
     trouble_ = Fail(-2470, "line %ld is longer than %d megabytes", LineNumber(), static_cast<int>(MAX_LINE >> 20));
   const bool mustGrow = kept * 2 > capacity_ && capacity_ < MAX_LINE;  // a line longer than the buffer
@@ -82,6 +83,7 @@ bool CaseLines::Refill() {
   const std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
   at_ = buffer_.get();
   end_ = at_ + kept + got;
+  // Names are compared eight bytes at a time, also the last one of the file.
   std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
   if (got > 0) return true;
   atEnd_ = true;
@@ -91,14 +93,15 @@ bool CaseLines::Refill() {
 
 bool CaseLines::NeedLine() {
   if (trouble_) return false;
+  // Only what came with the last refill is looked through.
   for (std::size_t seen = 0;;) {
     const char* from = at_ + seen;
-    const void* found = std::memchr(from, lineBreak_, static_cast<std::size_t>(end_ - from));
+    const void* found = std::memchr(from, lineBreak_, end_ - from);
     if (found) {
       lineEnd_ = static_cast<const char*>(found);
       return true;
     }
-    seen = static_cast<std::size_t>(end_ - at_);
+    seen = end_ - at_;
     if (Refill()) continue;
     lineEnd_ = end_;
     return at_ < end_ && !trouble_;
@@ -125,7 +128,7 @@ long CaseLines::CountLines(long position) const {
   long numlines = 0;
   char block[4096];
   while (position > 0) {
-    const std::size_t want = static_cast<std::size_t>(std::min<long>(position, sizeof block));
+    const std::size_t want = std::min<long>(position, sizeof block);
     const std::size_t got = std::fread(block, 1, want, file);
     if (got == 0) break;
     numlines += static_cast<long>(std::count(block, block + got, lineBreak_));

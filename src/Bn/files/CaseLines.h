@@ -26,7 +26,7 @@ class CaseLines {
   // Of that line, without its line feed or lone carriage return. Eight bytes after its end are readable.
   const char* Start() const { return at_; }
   const char* End() const { return lineEnd_; }
-  std::string_view Line() const { return {at_, static_cast<std::size_t>(lineEnd_ - at_)}; }
+  std::string_view Line() const { return {at_, lineEnd_}; }
   bool IsTerminated() const { return lineEnd_ < end_; }
   void Consume();                      // goes on after the line
   void ConsumePart(const char* next);  // goes on within it

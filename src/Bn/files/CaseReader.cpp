@@ -12,56 +12,28 @@
 #include "Bn/model/NodeOrder.h"
 
 namespace bravic {
-
 namespace {
 
-inline constexpr std::size_t PLACE_LEN = 300;
-inline constexpr int MAX_UNFIT = 100;  // entries reported one by one
+constexpr std::size_t PLACE_LEN = 300;
+constexpr int MAX_UNFIT = 100;  // entries reported one by one
 
 // Of a text quoted in a message.
 int Shown(std::size_t length) {
   return static_cast<int>(std::min<std::size_t>(length, 40));
 }
 
-bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v';
+// Digits are compared as text, so that a number of any length is the one told.
+void JudgeVersion(std::string_view text) {
+  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
+  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
+  if (digits == CASE_VERSION) return;
+  const bool isOld = digits.empty();
+  if (isOld) digits = "0";
+  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
+                isOld ? "old" : "new", Shown(digits.size()), digits.data());
 }
 
 }  // namespace
-
-std::uint64_t StateNames::FirstBytes(const char* text, std::size_t length) {
-  unsigned char bytes[8];
-  std::memcpy(bytes, text, 8);
-  std::uint64_t key = 0;
-  for (int i = 7; i >= 0; --i) key = key << 8 | bytes[i];
-  return length >= 8 ? key : key & ((std::uint64_t{1} << (8 * length)) - 1);
-}
-
-bool StateNames::SameTail(const Entry& entry, const char* text) {
-  return std::memcmp(entry.name + 8, text + 8, entry.length - 8) == 0;
-}
-
-void StateNames::Fill(const bnode& node) {
-  if (!node.states) return;
-  std::size_t size = 4;
-  while (size < static_cast<std::size_t>(node.numstates) * 2) size *= 2;
-  mask_ = size - 1;
-  slots_.assign(size, Entry());
-  for (int state = 0; state < node.numstates; ++state) {
-    const char* name = node.states[state];
-    if (!name || !*name) continue;
-    Entry entry;
-    char padded[40] = {};
-    entry.length = std::min(std::strlen(name), sizeof padded - 1);
-    std::memcpy(padded, name, entry.length);
-    entry.key = FirstBytes(padded, entry.length);
-    entry.name = name;
-    entry.state = state;
-    std::size_t at = Slot(entry.key, entry.length);
-    while (slots_[at].state >= 0) at = (at + 1) & mask_;
-    slots_[at] = entry;
-  }
-}
 
 Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
@@ -77,17 +49,6 @@ Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_
   return Prefixed(lines_.HasTrouble() ? lines_.TakeTrouble() : std::move(failure));
 }
 
-// Digits are compared as text, so that a number of any length is the one told.
-static void JudgeVersion(std::string_view text) {
-  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
-  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
-  if (digits == CASE_VERSION) return;
-  const bool isOld = digits.empty();
-  if (isOld) digits = "0";
-  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
-                isOld ? "old" : "new", Shown(digits.size()), digits.data());
-}
-
 // At most three lines of at least three characters are looked at, as in every file of the library.
 Failure CaseReader::ReadIndicator() {
   for (int examined = 0; examined < format::INDICATOR_LINES && lines_.NeedLine();) {
@@ -97,7 +58,7 @@ Failure CaseReader::ReadIndicator() {
     std::size_t stop = start == head.npos ? start : head.find(format::INDICATOR_END, start);
     lines_.Consume();
     if (stop == head.npos) {
-      if (line.size() >= static_cast<std::size_t>(format::INDICATOR_MIN_LINE)) ++examined;
+      if (Count(line) >= format::INDICATOR_MIN_LINE) ++examined;
       continue;
     }
     std::string_view text = head.substr(start + std::strlen(format::INDICATOR_START));
@@ -114,11 +75,12 @@ Failure CaseReader::ReadIndicator() {
 
 void CaseReader::NoteStranger(std::string_view name) {
   ++numStrangers_;
-  const std::size_t used = std::strlen(strangers_), length = static_cast<std::size_t>(Shown(name.size()));
+  const std::size_t used = std::strlen(strangers_);
+  const int length = Shown(name.size());
   if (EndsWith(strangers_, "...")) return;
   const bool fits = used + length + sizeof ", , ..." <= sizeof strangers_;
-  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "",
-             static_cast<int>(fits ? length : 3), fits ? name.data() : "...");
+  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "", fits ? length : 3,
+             fits ? name.data() : "...");
 }
 
 bool CaseReader::IsDoubled(const bnode& node) const {
@@ -143,6 +105,7 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     std::memcpy(text, name.data(), length);
     text[length] = '\0';
     column.node = FindNode(net, text);
+    // Columns that are nobody's, or that come a second time, keep their place in the rows and are skipped there.
     if (!column.node) {
       NoteStranger(name);
     } else if (IsDoubled(*column.node)) {
@@ -160,7 +123,7 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
 
 // Comments and empty lines may come before the columns, comments also between and after their names.
 Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
-  const char* blockEnd = nullptr;
+  const char* blockEnd = nullptr;  // what closes the comment at hand, which may run over lines
   long blockLine = 0;
   while ((columns_.empty() || blockEnd) && lines_.NeedLine()) {
     const char* const lineEnd = lines_.End();
@@ -170,7 +133,7 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
     const char* p = lines_.Start();
     while (p < lineEnd) {
       if (blockEnd) {
-        std::string_view rest(p, static_cast<std::size_t>(lineEnd - p));
+        std::string_view rest(p, lineEnd);
         const std::size_t close = rest.find(blockEnd);
         if (close == rest.npos) {
           p = lineEnd;
@@ -178,7 +141,7 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
         }
         p += close + 2;
         blockEnd = nullptr;
-      } else if (IsBlank(*p)) {
+      } else if (IsAsciiSpace(*p)) {
         if (*p == '\r' && !columns_.empty()) break;
         ++p;
       } else if (opensComment(p)) {
@@ -190,9 +153,10 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
         blockLine = lines_.LineNumber();
         p += 2;
       } else {
+        // A name ends at white space or where a comment begins.
         const char* start = p++;
-        while (p < lineEnd && !IsBlank(*p) && !opensComment(p)) ++p;
-        AddColumn({start, static_cast<std::size_t>(p - start)}, net, mark);
+        while (p < lineEnd && !IsAsciiSpace(*p) && !opensComment(p)) ++p;
+        AddColumn({start, p}, net, mark);
       }
     }
     // A carriage return ends the line of the columns too.
@@ -221,10 +185,11 @@ Failure CaseReader::JudgeColumns(net_bn net) const {
 }
 
 Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
+  // The wanted nodes are known by the mark, their places in the list by the scratch field.
   int mark = NewMark();
-  for (std::size_t i = 0; i < wanted.size(); ++i) {
+  for (int i = 0; i < Count(wanted); ++i) {
     wanted[i]->mark = mark;
-    wanted[i]->scratch = static_cast<int>(i);
+    wanted[i]->scratch = i;
   }
   if (Failure failure = ReadColumnNames(net, mark)) return failure;
   if (lines_.HasTrouble()) return lines_.TakeTrouble();
@@ -234,7 +199,7 @@ Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) 
 
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
-  if (rowAtHand_ && rowAtHand_->hasId) std::snprintf(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
+  if (rowAtHand_ && rowAtHand_->hasId) FormatText(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
   FormatText(buffer, size, "%son line %ld of file '%s'", caseText, lines_.LineNumber(), ShownPath(filename_).text);
   return buffer;
 }
@@ -250,6 +215,10 @@ void CaseReader::ReportUnfit(Failure failure) {
 }
 
 namespace {
+
+bool EndsEntry(char c) {
+  return static_cast<unsigned char>(c) <= ' ';
+}
 
 bool IsMissingMark(const char* text, std::size_t length) {
   return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
@@ -271,31 +240,26 @@ bool ParseInteger(const char* text, const char* end, T* number) {
 
 }  // namespace
 
-Failure CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
+void CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
   const bnode& node = *column.node;
+  // Nearly every entry ends here. What is no name may be a number: behind "#", or alone where no state has a name.
   const statetype named = column.names.Find(text, length);
   if (named >= 0) {
     *state = named;
-    return nullptr;
+    return;
   }
   const bool byNumber = text[0] == '#';
   statetype number = -1;
   if ((byNumber || !node.states) && ParseInteger(text + byNumber, text + length, &number) && number >= 0 &&
       number < node.numstates) {
     *state = number;
-    return nullptr;
+    return;
   }
   unknown_ = &column;
-  if (statesSetting == DONT_ADD_NEW) {
-    if (numUnknown_++ == 0)
-      FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
-                 lines_.LineNumber());
-    return nullptr;
+  if (numUnknown_++ == 0) {
+    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
+               lines_.LineNumber());
   }
-  char place[PLACE_LEN];
-  ReportUnfit(
-      Fail(-2084, "Unknown value '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place)));
-  return nullptr;
 }
 
 Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
@@ -304,7 +268,7 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::
   double number;
   if (!ParseReal(text, length, &number))
     return Fail(-2085, "Illegal number '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place));
-  const std::size_t wanted = static_cast<std::size_t>(column.wanted);
+  const int wanted = column.wanted;
   if (node.levels) {
     row->states[wanted] = StateOfValue(node, number, LEVEL_TOLERANCE);
     if (row->states[wanted] < 0) {
@@ -335,10 +299,13 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::s
       break;
   }
   if (IsMissingMark(text, length)) return nullptr;
+  // A node with levels may be given by state or by value: "#2" is always a state, a word one where states have names.
   const bnode& node = *column.node;
   const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
                        (node.states && IsAsciiLetter(static_cast<unsigned char>(text[0])));
-  return isState ? ReadState(column, text, length, &row->states[column.wanted]) : ReadNumber(column, text, length, row);
+  if (!isState) return ReadNumber(column, text, length, row);
+  ReadState(column, text, length, &row->states[column.wanted]);
+  return nullptr;
 }
 
 // An entry ends at white space; a tab after it leads to the next entry, which may be empty.
@@ -347,18 +314,20 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   const char* p = lines_.Start();
   int count = 0;
   for (bool more = true; more;) {
+    // Blanks before an entry do not count, whatever separates the columns.
     while (p < lineEnd && *p == ' ') ++p;
     const char* start = p;
-    while (p<lineEnd&& static_cast<unsigned char>(*p)> ' ') ++p;
-    const std::size_t length = static_cast<std::size_t>(p - start);
+    while (p < lineEnd && !EndsEntry(*p)) ++p;
+    const std::size_t length = p - start;
     if (count == columns_.size()) {
       if (p == lineEnd && length == 0) break;  // a tab before the line end
       return Fail(-2087, "Too many entries %s", Place(place, sizeof place));
     }
     if (Failure failure = ReadEntry(columns_[count++], start, length, row)) return failure;
+    // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
     while (p < lineEnd && *p == ' ') ++p;
     more = p < lineEnd;
-    if (more && static_cast<unsigned char>(*p) <= ' ') ++p;
+    if (more && EndsEntry(*p)) ++p;
   }
   if (count < columns_.size()) return Fail(-2088, "Too few entries %s", Place(place, sizeof place));
   return nullptr;
@@ -368,6 +337,8 @@ Failure CaseReader::ReadRow(CaseRow* row) {
   const char* lineEnd = lines_.End();
   while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
   if (Failure failure = ReadEntries(lineEnd, row)) return failure;
+  // The row was the last of the file and has no line end: it may have been cut off, which is certain where its last
+  // entry names no state.
   if (lines_.IsTerminated()) return nullptr;
   char place[PLACE_LEN];
   if (unknown_ && unknown_ == &columns_.back())
@@ -392,6 +363,7 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
     while (p < lineEnd && (*p == ' ' || *p == '\r')) ++p;
     return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/');
   };
+  // Blank lines and comments between the rows are passed over.
   bool found;
   while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
   if (!found && !lines_.HasTrouble()) return Result::End;

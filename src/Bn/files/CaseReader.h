@@ -2,13 +2,12 @@
 // does not grow with it; the columns are planned once, and states are found by the bytes of their names in place.
 #pragma once
 
-#include <cstdint>
 #include <span>
 #include <string_view>
 
 #include "Basic/Errors.h"
 #include "Bn/files/CaseLines.h"
-#include "Bn/model/Records.h"
+#include "Bn/files/StateNames.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {
@@ -17,40 +16,6 @@ inline constexpr char CASE_TYPE[] = "CASE";
 inline constexpr char CASE_VERSION[] = "1";
 inline constexpr char ID_COLUMN[] = "IDnum", FREQ_COLUMN[] = "NumCases";
 inline constexpr int MAX_COLUMN_NAME = 40;
-
-// What to do with an entry that names no state, or a column that names no node.
-enum AddNew { DONT_ADD_NEW = 0, ERR_ADD_NEW = 1, IF_EVID_ADD_NEW = 2, QUERY_ADD_NEW = 3, ALWAYS_ADD_NEW = 4 };
-
-// States by name: a small open-addressing table over the first eight bytes and the length of each name.
-class StateNames {
- public:
-  void Fill(const bnode& node);
-  // text must have eight readable bytes after its start.
-  int Find(const char* text, std::size_t length) const {
-    if (slots_.empty()) return -1;
-    std::uint64_t key = FirstBytes(text, length);
-    for (std::size_t at = Slot(key, length);; at = (at + 1) & mask_) {
-      const Entry& entry = slots_[at];
-      if (entry.state < 0) return -1;
-      if (entry.key == key && entry.length == length && (length <= 8 || SameTail(entry, text))) return entry.state;
-    }
-  }
-
- private:
-  struct Entry {
-    std::uint64_t key = 0;
-    std::size_t length = 0;
-    const char* name = nullptr;  // the node's
-    int state = -1;
-  };
-  static std::uint64_t FirstBytes(const char* text, std::size_t length);
-  static bool SameTail(const Entry& entry, const char* text);
-  std::size_t Slot(std::uint64_t key, std::size_t length) const {
-    return static_cast<std::size_t>(((key + length) * 0x9E3779B97F4A7C15ULL) >> 40) & mask_;
-  }
-  Vector<Entry> slots_;
-  std::size_t mask_ = 0;
-};
 
 struct CaseColumn {
   enum Kind : unsigned char { Skipped, Id, Freq, Node } kind = Skipped;
@@ -94,7 +59,6 @@ class CaseReader {
   // The failure under the prefix that all messages about the file have while it is read.
   Failure Prefixed(Failure failure) const;
   bool warnsOfColumns = true;
-  AddNew statesSetting = DONT_ADD_NEW;
 
  private:
   Failure ReadIndicator();
@@ -106,7 +70,7 @@ class CaseReader {
   Failure JudgeColumns(net_bn net) const;
   Failure ReadEntries(const char* lineEnd, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
-  Failure ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state);
+  void ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state);
   Failure ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row);
   Failure ReadRow(CaseRow* row);
   void ReportUnfit(Failure failure);                  // of an entry that then counts as missing

@@ -18,7 +18,7 @@ std::string_view StateEntry(const bnode& node, statetype state, char* buffer) {
   char* at = buffer;
   if (node.states || node.levels) *at++ = '#';
   at = std::to_chars(at, buffer + 16, state).ptr;
-  return {buffer, static_cast<std::size_t>(at - buffer)};
+  return {buffer, at};
 }
 
 void CaseWriter::SetColumns(std::span<const PlannedColumn> columns) {
@@ -79,7 +79,7 @@ void CaseWriter::Row(const statetype* states, const double* values, long id, dou
     out_.Advance(at);
     at = out_.Room(NUMBER_TEXT_LEN + 3);  // with a tab, or a line end in its place
     if (static_cast<unsigned>(states[i]) < static_cast<unsigned>(column.numstates)) {
-      const Entry& entry = entries[column.firstEntry + static_cast<std::size_t>(states[i])];
+      const Entry& entry = entries[column.firstEntry + states[i]];
       std::memcpy(at, texts + entry.start, entry.length);
       at += entry.length;
       continue;

@@ -142,7 +142,7 @@ void FinishEntry(NetReader& reader, NodeEntry& entry) {
 
 // Whether the names of a list all stand for nodes. Reported otherwise.
 bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement& at) {
-  for (int i = 0; i < range.count; i++) {
+  for (int i = 0; i < range.count; ++i) {
     const std::string_view word = reader.words[range.first + i];
     const node_bn found = FindEntry(reader, word);
     if (found && !found->isdefine && !IsStub(*found)) continue;
@@ -172,7 +172,7 @@ bool CheckElimOrder(NetReader& reader, const nodelist_rec& order, const Statemen
   const auto nodes = Entries(reader.net->nodes);
   const auto missing = std::count_if(nodes.begin(), nodes.end(), isMissing);
   if (missing == 0) return true;
-  reader.in.ReportAt(TOO_FEW_ITEMS, reader.elimOrderAt, {}, order.num, order.num + static_cast<long>(missing));
+  reader.in.ReportAt(TOO_FEW_ITEMS, reader.elimOrderAt, {}, order.num, order.num + missing);
   return ReportFault(reader, at);
 }
 
@@ -180,7 +180,7 @@ void SetElimOrder(NetReader& reader) {
   const Statement at = {FieldName(NET_ELIMORDER), format::NET_WORD, reader.net->name};
   if (!reader.hasElimOrder || !CheckNames(reader, reader.elimOrder, reader.elimOrderAt, at)) return;
   nodelist_rec order;
-  for (int i = 0; i < reader.elimOrder.count; i++) {
+  for (int i = 0; i < reader.elimOrder.count; ++i) {
     Append(order, FindEntry(reader, reader.words[reader.elimOrder.first + i]));
   }
   if (CheckElimOrder(reader, order, at)) SetNetElimOrder(reader.net, &order);
@@ -226,6 +226,7 @@ void FillNet(NetReader& reader) {
 }
 
 void FinishNet(NetReader& reader) {
+  // Names are resolved while all nodes are still outside the net, where nothing has to be undone on an error.
   for (NodeEntry& entry : reader.entries) FinishEntry(reader, entry);
   for (NodeEntry& entry : reader.entries) {
     CheckNames(reader, entry.children, entry.childrenAt,
@@ -233,6 +234,7 @@ void FinishNet(NetReader& reader) {
   }
   FillNet(reader);
   SetElimOrder(reader);
+  // The net owns the nodes now. What was done to it so far is no change of a host's, nor is it to be saved.
   reader.entries.clear();
   bnet& net = *reader.net;
   FreeUndo(&net);

@@ -36,9 +36,9 @@ std::string_view NextLine(InputChannel& in) {
   const char* start = in.Cursor();
   const char* end = start + std::min<std::ptrdiff_t>(in.End() - start, format::INDICATOR_LINE_LEN);
   const char* stop = std::find_if(start, end, [](char c) { return c == '\n' || c == '\r'; });
-  const std::string_view line(start, static_cast<std::size_t>(stop - start));
-  if (stop < in.End() && *stop == '\r') stop++;
-  if (stop < in.End() && *stop == '\n') stop++;
+  const std::string_view line(start, stop);
+  if (stop < in.End() && *stop == '\r') ++stop;
+  if (stop < in.End() && *stop == '\n') ++stop;
   in.MoveTo(stop);
   return line;
 }
@@ -47,8 +47,8 @@ std::string_view NextLine(InputChannel& in) {
 bool FindIndicator(InputChannel& in, std::string_view* indicator) {
   for (int examined = 0; examined < format::INDICATOR_LINES && in.Cursor() < in.End();) {
     const std::string_view line = NextLine(in);
-    if (line.size() < static_cast<std::size_t>(format::INDICATOR_MIN_LINE)) continue;
-    examined++;
+    if (Count(line) < format::INDICATOR_MIN_LINE) continue;
+    ++examined;
     const std::size_t start = line.find(format::INDICATOR_START);
     if (start == std::string_view::npos) continue;
     const std::size_t from = start + std::strlen(format::INDICATOR_START);
@@ -89,8 +89,8 @@ bool ReadFileType(NetReader& reader, FileType* type) {
               version.data());
     return false;
   }
-  for (std::size_t i = 0; i < std::size(format::TYPE_WORDS); i++) {
-    if (format::TYPE_WORDS[i] && word == format::TYPE_WORDS[i]) type->type = static_cast<int>(i);
+  for (int i = 0; i < Count(format::TYPE_WORDS); ++i) {
+    if (format::TYPE_WORDS[i] && word == format::TYPE_WORDS[i]) type->type = i;
   }
   if (type->type >= 0) return true;
   ReadError(reader, -2042, "File %s is of an unknown type ('%.*s')", file.text, QuoteLength(word), word.data());
@@ -156,7 +156,7 @@ void ReadTopLevel(NetReader& reader) {
 // Length of the path's directory, its separator included; 0 for a name in the current directory.
 std::size_t DirectoryLength(const char* path) {
   std::size_t length = std::strlen(path);
-  while (length > 0 && !IsPathSeparator(path[length - 1])) length--;
+  while (length > 0 && !IsPathSeparator(path[length - 1])) --length;
   return length;
 }
 
@@ -172,7 +172,7 @@ Block<char> Joined(const char* directory, std::size_t length, const char* name) 
 // Empty, with an error posted, where links lead in a circle.
 Block<char> FollowLinks(const char* name) {
   Block<char> path = Joined("", 0, name);
-  for (int i = 0; i <= MAX_LINKS; i++) {
+  for (int i = 0; i <= MAX_LINKS; ++i) {
     Block<char> target = LinkTarget(path.get());
     if (!target) return path;
     path =
@@ -199,7 +199,7 @@ Block<char> MakeNewFile(const char* path, bool ownersAlone) {
   const Block<char> directory = Joined(path, length, "");
   const std::size_t size = length + sizeof NEW_FILE_PREFIX + sizeof format::NET_EXTENSION + 8;
   Block<char> name = MakeBlock<char>(size);
-  for (int number = 1; number < NUM_NEW_FILES; number++) {
+  for (int number = 1; number < NUM_NEW_FILES; ++number) {
     FormatText(name.get(), size, "%s%s%04d%s", directory.get(), NEW_FILE_PREFIX, number, format::NET_EXTENSION);
     const Creation creation = CreateNewFile(name.get(), ownersAlone);
     if (creation == Creation::Done) return name;
@@ -239,6 +239,7 @@ bool ReplaceText(net_bn net, const char* path, FileKind old) {
     if (NumHalts() != halts) std::remove(newFile.get());
     return false;
   }
+  // The new text is on the disk before it takes the old one's place, and the change of names after it.
   if (old == FileKind::Regular) CopyPermissions(path, newFile.get());
   FlushDirectoryOf(path);
   if (IsWriteProtected(path) || ReplaceFile(newFile.get(), path) == Rename::Failed) {

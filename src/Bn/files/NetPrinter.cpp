@@ -28,7 +28,7 @@ void NetPrinter::PutNumber(double value) {
 
 void NetPrinter::PutNames(const char* const* names, int count) {
   out.Put('(');
-  for (int i = 0; i < count; i++) {
+  for (int i = 0; i < count; ++i) {
     if (i) out.Put(", ");
     out.Put(OrEmpty(names[i]));
   }
@@ -37,7 +37,7 @@ void NetPrinter::PutNames(const char* const* names, int count) {
 
 void NetPrinter::PutNodeNames(const nodelist_rec& nodes) {
   out.Put('(');
-  for (int i = 0; i < nodes.num; i++) {
+  for (int i = 0; i < nodes.num; ++i) {
     if (i) out.Put(", ");
     out.Put(NameOf(*nodes.ar[i]));
   }
@@ -46,7 +46,7 @@ void NetPrinter::PutNodeNames(const nodelist_rec& nodes) {
 
 void NetPrinter::PutNumbers(std::span<const double> numbers) {
   out.Put('(');
-  for (std::size_t i = 0; i < numbers.size(); i++) {
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
     if (i) out.Put(", ");
     out.PutShortest(numbers[i]);
   }
@@ -55,9 +55,9 @@ void NetPrinter::PutNumbers(std::span<const double> numbers) {
 
 void NetPrinter::PutNumbers(const float* numbers, int count, bool exact) {
   out.Put('(');
-  for (int i = 0; i < count; i++) {
+  for (int i = 0; i < count; ++i) {
     if (i) out.Put(", ");
-    exact ? out.PutShortest(numbers[i]) : out.PutGeneral(static_cast<double>(numbers[i]));
+    exact ? out.PutShortest(numbers[i]) : out.PutGeneral(numbers[i]);
   }
   out.Put(')');
 }
@@ -101,7 +101,7 @@ Unit UnitAt(const char* at, bool beginsContinuation) {
       break;
   }
   int length = 1;
-  while (length < 4 && (static_cast<unsigned char>(at[length]) & 0xC0) == 0x80) length++;
+  while (length < 4 && (static_cast<unsigned char>(at[length]) & 0xC0) == 0x80) ++length;
   return {length, length};
 }
 
@@ -124,7 +124,7 @@ const char* EndOfLine(const char* at, bool continues) {
 
 void PutEscaped(OutputChannel& out, const char* at, const char* end, bool continues) {
   if (continues && at < end && *at == ' ') out.Put('\\');
-  for (; at < end; at++) {
+  for (; at < end; ++at) {
     switch (*at) {
       case '"':
         out.Put("\\\"");

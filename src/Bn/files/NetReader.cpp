@@ -13,7 +13,7 @@ constexpr long MAX_LISTED = 1000;  // problems of one file; what comes after the
 
 void ReportPrefixed(NetReader& reader, int number, bool warning, const char* format, std::va_list arguments) {
   if (++reader.numProblems > MAX_LISTED) {
-    reader.numUnlisted++;
+    ++reader.numUnlisted;
     reader.unlistedErrors = reader.unlistedErrors || !warning;
     return;
   }
@@ -70,9 +70,9 @@ void ReadMemoryError(NetReader& reader, Failure failure) {
 }
 
 bool IsHalted(NetReader& reader) {
-  const double left = static_cast<double>(reader.in.End() - reader.in.Cursor());
-  const double all = static_cast<double>(reader.in.Position()) + left + 1;
-  if (reader.stopped || !reader.wait->Progress(1 - left / all)) return reader.stopped;
+  const long left = reader.in.End() - reader.in.Cursor(), all = reader.in.Position() + left + 1;
+  if (reader.stopped || !reader.wait->Progress(1 - static_cast<double>(left) / static_cast<double>(all)))
+    return reader.stopped;
   reader.stopped = true;
   Post(FailHalted());
   return true;

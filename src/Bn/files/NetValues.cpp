@@ -64,6 +64,7 @@ void ReadEscape(InputChannel& in, Vector<char>& text) {
       return AppendLine(text, '\r');
     case 't':
       return AppendLine(text, '\t');
+    // A broken line: the line end and the blanks and tabs of the next line stand for nothing.
     case '\r':
     case '\n':
       if (c == '\r' && in.Next() != '\n') in.PushBack();
@@ -80,8 +81,8 @@ void ReadEscape(InputChannel& in, Vector<char>& text) {
 
 bool HasDuplicate(char** names, int count, const char** duplicate) {
   if (count <= FEW_NAMES) {
-    for (int i = 0; i < count; i++) {
-      for (int j = 0; names[i] && j < i; j++) {
+    for (int i = 0; i < count; ++i) {
+      for (int j = 0; names[i] && j < i; ++j) {
         if (names[j] && std::strcmp(names[i], names[j]) == 0) return *duplicate = names[i], true;
       }
     }
@@ -89,7 +90,7 @@ bool HasDuplicate(char** names, int count, const char** duplicate) {
   }
   Vector<const char*> sorted;
   sorted.reserve(count);
-  for (int i = 0; i < count; i++) {
+  for (int i = 0; i < count; ++i) {
     if (names[i]) sorted.push_back(names[i]);
   }
   std::sort(sorted.begin(), sorted.end(), [](const char* a, const char* b) { return std::strcmp(a, b) < 0; });
@@ -108,8 +109,8 @@ bool IllegalValue(NetReader& reader, const Statement& at, std::string_view name)
 }  // namespace
 
 void LegalName(std::string_view word, char* name) {
-  const std::size_t length = std::min(word.size(), static_cast<std::size_t>(MAX_NAME_LEN));
-  std::replace_copy(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(length), name, '\0', '_');
+  const int length = std::min<int>(Count(word), MAX_NAME_LEN);
+  std::replace_copy(word.begin(), word.begin() + length, name, '\0', '_');
   name[length] = 0;
   CheckNameText(name, NAME_ALL_CHECKS, nullptr, true);
 }
@@ -186,7 +187,7 @@ bool ReadNumbers(NetReader& reader, const Statement& at, const ErrorRow& badNumb
     const bool ended = word.empty() && !(reader.in.Peek() == ',' || reader.in.Peek() == ')');
     if (word.empty() && !ended) return ValueFault(reader, at, EMPTY_ITEM);
     double value;
-    const long nth = static_cast<long>(reader.numbers.size()) + 1;
+    const long nth = reader.numbers.size() + 1;
     if (!ended && (!ParseReal(word, &value) || value == ANY_DBL)) return BadNumber(reader, at, word, badNumber, nth);
     if (!ended) reader.numbers.push_back(value);
     if (!NextItem(reader, at, opened, &more)) return false;
@@ -223,19 +224,20 @@ bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRang
   *names = {reader.words.size(), 0};
   bool empty, more = true;
   if (!OpenList(reader, at, &empty)) return false;
+  // A word that is empty is an empty item where a comma or the end of the list follows, else something is wrong.
   while (!empty && more) {
     const std::string_view word = NextWord(reader);
     const int next = word.empty() ? reader.in.Peek() : 0;
     if (!allowEmpty && (next == ',' || next == ')')) return ValueFault(reader, at, EMPTY_ITEM);
     if (!NextItem(reader, at, opened, &more)) return false;
     reader.words.push_back(word);
-    names->count++;
+    ++names->count;
   }
   return true;
 }
 
 bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names) {
-  *names = static_cast<char**>(AllocateCleared(range.count, sizeof(char*)));
+  *names = NewCleared<char*>(range.count);
   bool good = true;
   for (int i = 0; i < range.count && good; ++i) {
     const std::string_view word = reader.words[range.first + i];
@@ -268,7 +270,7 @@ statetype StateOfWord(const NetReader& reader, const bnode& node, std::string_vi
     if (word.size() < 2 || !ParseInteger(word.substr(1), reader.in.base, &number)) return UNDEF_STATE;
     return number >= 0 && number < node.numstates ? static_cast<statetype>(number) : UNDEF_STATE;
   }
-  for (int i = 0; node.states && !word.empty() && i < node.numstates; i++) {
+  for (int i = 0; node.states && !word.empty() && i < node.numstates; ++i) {
     if (node.states[i] && word.substr(0, MAX_NAME_LEN) == node.states[i]) return i;
   }
   return UNDEF_STATE;

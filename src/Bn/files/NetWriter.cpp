@@ -20,7 +20,7 @@ namespace {
 
 // Names that placeholders have in the file, and how far the numbers behind each stem have been counted.
 struct FileNames {
-  explicit FileNames(int numPlaceholders) { stems.reserve(static_cast<std::size_t>(numPlaceholders)); }
+  explicit FileNames(int numPlaceholders) { stems.reserve(numPlaceholders); }
   SymbolTable* const taken = NewSymbolTable(64, nullptr, false, false, 0.7, 2.0);
   SymbolTable* const counted = NewSymbolTable(64, nullptr, false, true, 0.7, 2.0);
   Vector<NetPrinter::NewName> stems;  // the tables keep pointers into it
@@ -35,9 +35,10 @@ struct FileNames {
 void RenamePlaceholder(net_bn net, FileNames& names, const bnode& stub, NetPrinter::NewName& newName) {
   const char* digits;
   long number = TrailingNumber(stub.name, &digits);
-  std::size_t stem = number < 0 ? std::strlen(stub.name) : static_cast<std::size_t>(digits - stub.name);
+  std::size_t stem = number < 0 ? std::strlen(stub.name) : digits - stub.name;
   if (number < 0 || number > 99999999) number = 0;
   if (stem > MAX_NAME_LEN - 9) stem = MAX_NAME_LEN - 9;
+  // The number goes on from where the last placeholder of the same stem stopped, so that many of them take linear time.
   char* const name = newName.text;
   std::memcpy(name, stub.name, stem);
   int slot = FindName(names.counted, name, 0);
@@ -59,7 +60,7 @@ void RenamePlaceholders(NetPrinter& printer) {
   const bnet& net = *printer.net;
   if (net.stubs.num == 0) return;
   FileNames names(net.stubs.num);
-  printer.placeholderNames.resize(static_cast<std::size_t>(net.stubs.num));
+  printer.placeholderNames.resize(net.stubs.num);
   for (const node_bn stub : net.stubs) {
     NetPrinter::NewName& newName = printer.placeholderNames[stub->index];
     const bool isTaken = names.IsTaken(printer.net, stub->name);
@@ -100,7 +101,7 @@ bool PrintNet(net_bn net, const format::PrintOptions& options, OutputChannel& ou
   for (const nodelist_rec* group : groups) {
     for (const node_bn node : *group) {
       if (work.Halts(1000)) return false;
-      work.SetShare(static_cast<double>(numPrinted++) / (net->nodes.num + 1));
+      work.SetShare(1.0 * numPrinted++ / (net->nodes.num + 1));
       out.Put('\n');
       PrintNode(printer, *node);
     }

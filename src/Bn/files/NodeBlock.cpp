@@ -29,6 +29,8 @@ void SetNumStates(bnode& node, int numstates, FieldStatus status) {
   node.fields[NODE_NUMSTATES] = status;
 }
 
+// How many states there are, of the node's own and of its parents, gives a value its meaning; of a node that is
+// discretized its levels say that.
 bool Needs(const bnode& node, NodeField field, NodeField needed) {
   const bool discretized = node.discrete == CONTINUOUS;
   switch (needed) {
@@ -46,6 +48,7 @@ bool Needs(const bnode& node, NodeField field, NodeField needed) {
   }
 }
 
+// Words of statements that are missing have the place 0, which is before everything.
 bool StandsTooEarly(NodeBlock& block, NodeField field) {
   constexpr NodeField NEEDED[] = {NODE_DISCRETE, NODE_NUMSTATES, NODE_STATES, NODE_LEVELS, NODE_PARENTS};
   if (block.inheritLate && block.node.inherits.num) return false;

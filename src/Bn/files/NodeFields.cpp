@@ -218,8 +218,7 @@ bool InheritStates(const bnode& define, bnode& node) {
 
 bool InheritLevels(const bnode& define, bnode& node) {
   if (!define.levels || node.numstates != define.numstates || node.discrete != define.discrete) return false;
-  node.levels = static_cast<double*>(Allocate(BlockSize(define.levels)));
-  std::memcpy(node.levels, define.levels, BlockSize(define.levels));
+  node.levels = DupBlock(define.levels);
   return true;
 }
 

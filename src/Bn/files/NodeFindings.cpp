@@ -83,6 +83,7 @@ bool ReadLikelihood(NodeBlock& block, FindingRead* finding) {
   return true;
 }
 
+// The statement of one field; false also where it says that there is no finding.
 bool ReadFinding(NodeBlock& block, NodeField field, FindingRead* finding) {
   if (!block.value[field] || StandsTooEarly(block, field)) return false;
   block.reader.in.SetPosition(block.value[field]);
@@ -120,12 +121,11 @@ bool TakeFinding(const bnode& node, const bnode& define, FindingRead* finding) {
     return true;
   }
   if (!define.likelihood) return false;
-  const std::size_t size = BlockSize(define.likelihood) / sizeof(float);  // with what stands behind the floats
-  finding->likelihood = MakeBlock<float>(size);
-  std::copy_n(define.likelihood, size, finding->likelihood.get());
+  finding->likelihood.reset(DupBlock(define.likelihood));  // with what stands behind the floats
   return true;
 }
 
+// From the first define-node that states any. One that the node cannot take leaves it without a finding.
 void InheritFinding(NodeBlock& block) {
   for (const bnode* define : Entries(block.node.inherits)) {
     const auto carries = [&](NodeField field) { return define->fields[field] != FIELD_ABSENT; };
@@ -146,6 +146,7 @@ void ReadFindings(NodeBlock& block) {
   NodeField inOrder[] = {NODE_EVIDENCE, NODE_VALUE, NODE_LIKELIHOOD};
   std::sort(std::begin(inOrder), std::end(inOrder),
             [&](NodeField a, NodeField b) { return block.word[a] < block.word[b]; });
+  // Each statement replaces what was held before it, with a warning, unless the two say the same thing together.
   FindingRead held;
   for (NodeField field : inOrder) {
     FindingRead read;

@@ -46,7 +46,7 @@ bool LinkParents(NetReader& reader, NodeEntry& entry, bool final) {
   if (entry.linked || !entry.hasParents) return true;
   bnode& node = *entry.node;
   const int count = entry.parents.count;
-  auto* family = static_cast<node_bn*>(Allocate((count + 1) * sizeof(node_bn)));
+  auto* family = NewArray<node_bn>(count + 1);
   bool known = true;
   for (int i = 0; i < count && known; ++i) {
     const std::string_view word = reader.words[entry.parents.first + i];

@@ -46,6 +46,7 @@ bool ReadStatementOf(NodeBlock& block, NodeField field, Place place) {
               LineNow(reader));
     return false;
   }
+  // A value that waits has only been passed over: its status is settled when it is read.
   block.failed[field] = !ReadValue(block, field);
   if (block.failed[field]) return false;
   // States without names only tell how many there are.

@@ -60,7 +60,7 @@ bool ReadNumStates(NodeBlock& block, NodeField field) {
   const char* name = FieldName(field);
   if (stated < 0) {  // whether there may be none the end of the block tells
     ReadError(block.reader, -1026, "`%s` stated to be %ld, but it must not be less than 1, in %s '%s', line %ld", name,
-              static_cast<long>(stated), block.keyword, node.name, line);
+              long{stated}, block.keyword, node.name, line);
     return false;
   }
   if (stated != node.numstates && block.Status(NODE_STATES) == FIELD_INHERITED) {
@@ -86,6 +86,7 @@ bool ReadStates(NodeBlock& block, NodeField field) {
   NetReader& reader = block.reader;
   bnode& node = block.node;
   const Statement at = block.At(field);
+  // The words are needed only until the names are made.
   const int numWords = reader.words.size();
   const bool counted = block.Status(NODE_NUMSTATES) == FIELD_READ;
   NameRange range;
@@ -121,7 +122,7 @@ bool ReadParents(NodeBlock& block, NodeField field) {
   entry.parents = range;
   entry.parentsAt = block.word[field];
   entry.hasParents = true;
-  LinkParents(block.reader, entry, false);
+  LinkParents(block.reader, entry, false);  // if all of them are known, so that tables can be read where they stand
   return true;
 }
 

@@ -31,10 +31,12 @@ bool ReadLevels(NodeBlock& block) {
   const bool continuous = node.discrete != DISCRETE;
   if (continuous && count < 2) {
     ReadError(reader, -1076, "`%s` statement has %ld entries, but minimum is %ld, because %s '%s' is %s, line %ld",
-              FieldName(NODE_LEVELS), static_cast<long>(count), 2L, block.keyword, node.name,
-              DISCRETE_NAMES[node.discrete], LineNow(reader));
+              FieldName(NODE_LEVELS), long{count}, 2L, block.keyword, node.name, DISCRETE_NAMES[node.discrete],
+              LineNow(reader));
     return false;
   }
+  // Levels settle the number of states unless it was stated, in which case they must fit. Two bounds without states
+  // between them are allowed.
   const bool counted = block.Status(NODE_NUMSTATES) != FIELD_ABSENT && block.Status(NODE_NUMSTATES) != FIELD_INHERITED;
   const int implied = continuous ? count - 1 : count;
   const bool boundsAlone = continuous && count == 2 && node.numstates == 0;
@@ -44,7 +46,7 @@ bool ReadLevels(NodeBlock& block) {
   if (!counted) SetNumStates(node, implied, FIELD_IMPLIED);
   DropLevels(node);
   if (count) {
-    node.levels = static_cast<double*>(Allocate(reader.numbers.size() * sizeof(double)));
+    node.levels = NewArray<double>(reader.numbers.size());
     std::copy(reader.numbers.begin(), reader.numbers.end(), node.levels);
   }
   return true;
@@ -55,7 +57,7 @@ bool ReadBelief(NodeBlock& block) {
   if (!ReadStateNumbers(block, NODE_BELIEF)) return false;
   const auto& numbers = block.reader.numbers;
   if (numbers.empty()) return true;
-  node.belief = static_cast<float*>(Allocate(numbers.size() * sizeof(float)));
+  node.belief = NewArray<float>(numbers.size());
   std::transform(numbers.begin(), numbers.end(), node.belief, [](double p) { return static_cast<float>(p); });
   return true;
 }
@@ -74,7 +76,7 @@ void ReadWaiting(NodeBlock& block, NodeField field) {
 void SetCertainBelief(bnode& node) {
   if (node.evidence == UNDEF_STATE) return;
   Free(node.belief);
-  node.belief = static_cast<float*>(AllocateCleared(node.numstates, sizeof(float)));
+  node.belief = NewCleared<float>(node.numstates);
   node.belief[node.evidence] = 1;
 }
 
@@ -128,6 +130,8 @@ void FinishTable(NodeBlock& block, NodeField field) {
 
 void FinishNode(NodeBlock& block) {
   bnode& node = block.node;
+  // The order matters: discreteness says what levels are, levels how many states there are, and findings need all
+  // three. Fields are inherited here where the reader was asked to, so that a block's own statements come first.
   const long resume = block.reader.in.Position();
   if (block.inheritLate) InheritField(block, NODE_DISCRETE);
   ReadWaiting(block, NODE_LEVELS);

@@ -35,6 +35,7 @@ bool IsTakenOver(const bnode& node, NodeField field) {
 bool IsWritten(const NetPrinter& printer, const bnode& node, NodeField field, bool inherits) {
   if (!IsOffered(printer, node, field, inherits) || !HasValue(node, field)) return false;
   if (field == NODE_NUMSTATES && HasBoundsAlone(node)) return true;
+  // What the define-node gives is not said again, where it arrives unchanged.
   if (inherits) {
     const bnode* const base = Carrier(node, field);
     if (base) return !HasValue(*base, field) || !IsSameValue(node, *base, field) || !IsTakenOver(node, field);

@@ -79,49 +79,48 @@ bool ReadNumberEntry(OpenTable& table, char* cell) {
 constexpr float POWERS_OF_TEN[] = {1e0f, 1e1f, 1e2f, 1e3f, 1e4f, 1e5f, 1e6f, 1e7f, 1e8f, 1e9f, 1e10f};
 constexpr unsigned EXACT_LIMIT = 1u << 24;  // integers up to here are floats
 
-bool IsBlank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 // A number that begins with a digit or a point; NULL for anything else. Up to seven digits the quotient of two exact
 // floats is the nearest float.
 const char* ReadPlainNumber(const char* at, const char* end, float* value) {
+  // Digits before and behind the point are gathered into one integer, as long as it is exact as a float.
   const char* start = at;
   unsigned digits = 0;
   int decimals = 0;
   while (at < end && IsAsciiDigit(*at) && digits < EXACT_LIMIT / 10)
     digits = 10 * digits + static_cast<unsigned>(*at++ - '0');
   if (at < end && *at == '.') {
-    at++;
+    ++at;
     while (at < end && IsAsciiDigit(*at) && decimals < 10 && digits < EXACT_LIMIT / 10) {
       digits = 10 * digits + static_cast<unsigned>(*at++ - '0');
-      decimals++;
+      ++decimals;
     }
   }
-  if (at < end && at > start && (*at == ',' || *at == ')' || IsBlank(*at)) && (decimals > 0 || IsAsciiDigit(*start))) {
+  if (at < end && at > start && (*at == ',' || *at == ')' || IsAsciiSpace(*at)) &&
+      (decimals > 0 || IsAsciiDigit(*start))) {
     *value = static_cast<float>(digits) / POWERS_OF_TEN[decimals];
     return at;
   }
+  // Longer numbers and those with an exponent; a sign or a word is left to the general way.
   if (start == end || !(IsAsciiDigit(*start) || *start == '.')) return nullptr;
   const auto result = std::from_chars(start, end, *value);
   return result.ec == std::errc() ? result.ptr : nullptr;
 }
 
 const char* SkipBlanks(const char* at, const char* end) {
-  while (at < end && IsBlank(*at)) at++;
+  while (at < end && IsAsciiSpace(*at)) ++at;
   return at;
 }
 
 // A row of plain numbers behind its "(", up to its ")"; NULL when it is anything else.
 const char* ReadPlainRow(const char* at, const char* end, char* cells, int length) {
-  for (int i = 0; i < length; i++) {
+  for (int i = 0; i < length; ++i) {
     float value;
     at = ReadPlainNumber(SkipBlanks(at, end), end, &value);
     if (!at) return nullptr;
     StoreFloat(cells + i * CELL, value);
     at = SkipBlanks(at, end);
     if (at == end || *at != (i + 1 < length ? ',' : ')')) return nullptr;
-    if (i + 1 < length) at++;
+    if (i + 1 < length) ++at;
   }
   return at;
 }
@@ -150,7 +149,8 @@ bool ReadRow(OpenTable& table, char* cells) {
     in.MoveTo(after);
     return CheckRow(table, cells);
   }
-  for (int i = 0; i < table.rowLength; i++) {
+  // From the start of the row again, entry by entry.
+  for (int i = 0; i < table.rowLength; ++i) {
     if (!ReadEntry(table, cells + i * CELL)) return false;
     const int c = in.Peek();
     if (i + 1 == table.rowLength) break;

@@ -37,7 +37,7 @@ int CountOpen(OpenTable& table) {
   int opened = 0;
   while (table.reader.in.Peek() == '(') {
     table.reader.in.Next();
-    opened++;
+    ++opened;
   }
   return opened;
 }
@@ -45,10 +45,11 @@ int CountOpen(OpenTable& table) {
 // Reads the element that begins here. On success every list that is left open waits for a "," or ")".
 bool ReadElement(OpenTable& table) {
   InputChannel& in = table.reader.in;
+  // Every parenthesis that opens here opens one more level, at its first state.
   const int allowed = table.depth - table.open;
   const int opened = CountOpen(table);
   if (opened > allowed) return TooManyOpen(table, opened, allowed);
-  for (int level = table.open + 1; level <= table.open + opened; level++) {
+  for (int level = table.open + 1; level <= table.open + opened; ++level) {
     if (level <= table.numparents) table.index[level] = 0;
   }
   table.open += opened;
@@ -57,6 +58,7 @@ bool ReadElement(OpenTable& table) {
   const int c = in.Peek();
   if (c == ')' || IsEnd(c)) return NotEnoughEntries(table);
   char* cells = Cell(table, table.row * table.rowLength);
+  // The entry or row is read to where its first copy belongs, then copied to all the configurations it stands for.
   if (table.form != TableForm::Probs) {
     if (!ReadEntry(table, cells)) return false;
     SpreadElement(table, table.open);
@@ -68,7 +70,7 @@ bool ReadElement(OpenTable& table) {
   in.Next();
   table.inRow = false;
   table.closed = 1;
-  table.open--;
+  --table.open;
   SpreadElement(table, table.open);
   return true;
 }
@@ -78,6 +80,7 @@ bool CloseList(OpenTable& table) {
   const int level = table.open, last = table.index[level];
   const int length = table.node.preds.ar[level - 1]->numstates;
   const long long stride = table.strides[level];
+  // A list that is not full stands for all states of its parent if it has a single element; else it is too short.
   if (last + 1 < length) {
     if (last > 0) {
       if (level > 1) return TooManyClosed(table);
@@ -87,8 +90,8 @@ bool CloseList(OpenTable& table) {
     Repeat(Cell(table, table.row * table.rowLength), RowBytes(table, stride), RowBytes(table, stride) * length);
   }
   table.row -= last * stride;
-  table.open--;
-  table.closed++;
+  --table.open;
+  ++table.closed;
   return true;
 }
 
@@ -102,6 +105,7 @@ bool FinishElement(OpenTable& table, bool* more) {
     if (c != ',' && c != ')')
       return c == '(' || !IsPunctuation(c) ? MissingComma(table) : UnexpectedPunctuation(table, c);
     in.Next();
+    // A comma leads to the next state of the innermost parent that is open, a parenthesis one level out.
     if (c == ',') {
       const int level = table.open;
       if (table.index[level] + 1 >= table.node.preds.ar[level - 1]->numstates) return TooManyItems(table);
@@ -115,7 +119,7 @@ bool FinishElement(OpenTable& table, bool* more) {
   return true;
 }
 
-constexpr long long BETWEEN_LOOKS = 16384;  // entries
+constexpr long long BETWEEN_LOOKS = 16384;  // entries read between two looks whether reading is to be halted
 
 bool ReadNested(OpenTable& table) {
   long long sinceLook = 0;
@@ -134,7 +138,7 @@ bool ReadNested(OpenTable& table) {
 // Entries of a list over the first parent moved to the first rows of their states, from the last backwards.
 void SpreadOverFirstParent(OpenTable& table, int count) {
   const long long stride = table.strides[1];
-  for (long long i = count - 1; i >= 0; i--) {
+  for (long long i = count - 1; i >= 0; --i) {
     std::memmove(Cell(table, i * stride), Cell(table, i), CELL);
     Repeat(Cell(table, i * stride), CELL, RowBytes(table, stride));
   }
@@ -149,7 +153,9 @@ bool ReadSingleLevel(OpenTable& table) {
   const int shortLength = probs ? table.rowLength : table.node.preds.ar[0]->numstates;
   table.open = 1;
   table.inRow = probs;
-  for (long long count = 0;; count++) {
+  // Which of the three it is shows only at its end. Entries go to the cells that they have in a flat table, and are
+  // moved from there when the list turns out to be short.
+  for (long long count = 0;; ++count) {
     table.flatCell = count;
     table.flat = count >= shortLength;
     if (!probs && !table.flat) table.index[1] = static_cast<int>(count);
@@ -175,6 +181,7 @@ bool ReadSingleLevel(OpenTable& table) {
     if (c != ')') return IsPunctuation(c) ? UnexpectedPunctuation(table, c) : MissingComma(table);
     in.Next();
     table.open = 0;
+    // The list is closed: flat and full, a single element for all configurations, or one element per state.
     const long long read = count + 1;
     if (read == total) return true;
     if (probs ? read == shortLength : read == 1) {
@@ -221,6 +228,7 @@ bool ReadCells(OpenTable& table) {
     SpreadElement(table, 0);
     return true;
   }
+  // A table that could have more levels but opens only one is told by what follows its parenthesis.
   if (table.depth > 1) {
     const char* start = in.Cursor();
     in.Next();
@@ -235,7 +243,7 @@ bool ReadWhole(OpenTable& table) {
   const int c = table.reader.in.Peek();
   if (!IsPunctuation(c) || IsEnd(c)) return true;  // what else there may be is another statement
   if (c == ',' && table.closed > 1) {
-    table.closed--;
+    --table.closed;
     return TooManyClosed(table);
   }
   if (c != ')') return UnexpectedPunctuation(table, c);
@@ -327,7 +335,7 @@ bool ReadTable(NetReader& reader, node_bn node, NodeField field) {
   const int numparents = node->preds.num;
   reader.indices.assign(numparents + 1, 0);
   reader.strides.assign(numparents + 1, 1);
-  for (int level = numparents; level > 0; level--) {
+  for (int level = numparents; level > 0; --level) {
     reader.strides[level - 1] = reader.strides[level] * node->preds.ar[level - 1]->numstates;
   }
   OpenTable table{reader,

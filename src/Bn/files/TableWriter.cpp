@@ -20,7 +20,7 @@ class Conditions {
     for (const node_bn parent : parents) AddParent(*parent, printer.NameOf(*parent));
     text_.resize(length_);
     states_.resize(parents.size());
-    for (int i = 0; i < columns_.size(); i++) Rewrite(i);
+    for (int i = 0; i < columns_.size(); ++i) Rewrite(i);
   }
 
   // To the next configuration, last parent fastest; after the last one, the first again.
@@ -58,13 +58,13 @@ class Conditions {
   void AddParent(const bnode& parent, const char* name) {
     int longest = 0;
     const int firstLabel = labels_.size();
-    for (int state = 0; state < parent.numstates; state++) {
+    for (int state = 0; state < parent.numstates; ++state) {
       char buffer[128];
       const char* label = parent.states ? parent.states[state] : nullptr;
       if (HasIntervals(parent) || OrEmpty(label)[0] == 0)
         label = StateCondition(parent, name, state, buffer, sizeof buffer);
       const int begin = letters_.size();
-      for (; *label; label++) {  // a line end would end the comment
+      for (; *label; ++label) {  // a line end would end the comment
         letters_.push_back(static_cast<unsigned char>(*label) < ' ' ? ' ' : *label);
       }
       labels_.push_back({begin, letters_.size() - begin});
@@ -79,14 +79,14 @@ class Conditions {
     const Label& label = labels_[column.firstLabel + states_[i]];
     char* const to = text_.data() + column.offset;
     std::memcpy(to, letters_.data() + label.begin, label.length);
-    std::memset(to + label.length, ' ', static_cast<int>(column.width) - label.length);
+    std::memset(to + label.length, ' ', column.width - label.length);
     if (i + 1 == columns_.size()) lastLength_ = label.length;
   }
 
   template <class StateOf>
   int NumAt(StateOf stateOf) const {
     int n = 0;
-    for (int i = columns_.size(); i-- > 0 && states_[i] == stateOf(columns_[i]);) n++;
+    for (int i = columns_.size(); i-- > 0 && states_[i] == stateOf(columns_[i]);) ++n;
     return n;
   }
 
@@ -118,7 +118,7 @@ void PrintHeading(NetPrinter& printer, const TableForm& form, const Conditions& 
   out.PutRepeated(' ', depth - 3);  // entries begin after the parentheses
   if (form.rowsAreLists) {
     char number[16];
-    for (int state = 0; state < form.node.numstates; state++) {
+    for (int state = 0; state < form.node.numstates; ++state) {
       const std::string_view name = printer.StateWord(form.node, state, number);
       out.Put(name);
       out.PutRepeated(' ', Padding(Count(name), COLUMN));
@@ -127,7 +127,7 @@ void PrintHeading(NetPrinter& printer, const TableForm& form, const Conditions& 
     out.PutRepeated(' ', COLUMN);
   }
   out.Put("// ");
-  for (int i = 0; i < form.node.preds.num; i++) {
+  for (int i = 0; i < form.node.preds.num; ++i) {
     const std::string_view name = printer.NameOf(*form.node.preds.ar[i]);
     out.Put(name);
     out.PutRepeated(' ', Padding(Count(name), conditions.Width(i)));
@@ -145,15 +145,18 @@ void PrintCommented(NetPrinter& printer, const TableForm& form, PrintEntry print
   Conditions conditions(printer, Entries(form.node.preds));
   out.Put('\n');
   PrintHeading(printer, form, conditions, depth, tabs);
-  for (long long row = 0; row < form.numRows; row++) {
+  for (long long row = 0; row < form.numRows; ++row) {
     if (printer.work.Halts(40.0 * (form.rowLength + 1))) return;
+    // As many lists open before a row as parents stand at their first state, and close behind it as stand at their
+    // last.
     const bool isLast = row == form.numRows - 1;
     const int opened = printer.options.flatTables ? row == 0 : conditions.NumAtFirst() + ownLevel;
     const int closed = printer.options.flatTables ? isLast : conditions.NumAtLast() + ownLevel;
     printer.Indent(tabs);
     out.PutRepeated(' ', depth - opened);
     out.PutRepeated('(', opened);
-    for (int i = 0; i < form.rowLength - 1; i++) {
+    // All entries but the last are written in columns, straight into the channel's buffer.
+    for (int i = 0; i < form.rowLength - 1; ++i) {
       char* const start = out.Room(NUMBER_TEXT_LEN + COLUMN + 2);
       char* at = printEntry(row, i, start);
       *at++ = ',';
@@ -186,18 +189,19 @@ void PrintDense(NetPrinter& printer, const TableForm& form, PrintEntry printEntr
   Conditions conditions(printer, Entries(form.node.preds));
   out.Put('\n');
   printer.Indent(printer.indent + 1);
-  for (long long row = 0; row < form.numRows; row++) {
+  for (long long row = 0; row < form.numRows; ++row) {
     if (printer.work.Halts(40.0 * (form.rowLength + 1))) return;
     const bool isLast = row == form.numRows - 1;
     const int higher = conditions.NumAtLast();
     out.PutRepeated('(', printer.options.flatTables ? row == 0 : conditions.NumAtFirst() + ownLevel);
-    for (int i = 0; i < form.rowLength; i++) {
+    for (int i = 0; i < form.rowLength; ++i) {
       if (i) out.Put(", ");
       char* const start = out.Room(NUMBER_TEXT_LEN);
       char* end = printEntry(row, i, start);
+      // Where no columns are kept, "0.25" is written ".25".
       if (end - start > 1 && start[0] == '0' && start[1] == '.') {
-        std::memmove(start, start + 1, static_cast<std::size_t>(end - start - 1));
-        end--;
+        std::memmove(start, start + 1, end - start - 1);
+        --end;
       }
       out.Advance(end);
     }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "Basic/Format.h"
-#include "Bn/model/Net.h"
 #include "Bn/model/Relation.h"
 #include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
@@ -24,7 +23,7 @@ Failure NoRoomForTable(int number, double nbytes, const bnode& node) {
 }
 
 std::size_t NumRowsOf(const bnode& node) {
-  return std::max(NumRows(node), 0LL);
+  return static_cast<std::size_t>(std::max(NumRows(node), 0LL));
 }
 
 double Sum(const double* counts, int numstates) {
@@ -122,6 +121,7 @@ Failure StartCounter(node_bn node, Counter& counter, LongWork& work) {
     counter.strides[i] = stride;
     stride *= parents[i]->numstates;
   }
+  // The stride of the first parent times its states: the number of rows.
   counter.changed.assign(stride, 0);
   if (!OwnRows(*node)) {
     std::fill_n(counter.counts.get(), counter.size, BaseExperience_bn);
@@ -144,6 +144,7 @@ Failure StartCounter(node_bn node, Counter& counter, LongWork& work) {
   return nullptr;
 }
 
+// Taking away is judged for all families first, so that a refused case leaves no trace.
 bool CountCase(std::span<Counter> counters, const statetype* states, double weight, const Counter** failed) {
   Place place;
   if (weight < 0) {
@@ -164,6 +165,7 @@ bool CountCase(std::span<Counter> counters, const statetype* states, double weig
 
 Failure MakeTables(Counter& counter, LongWork* work) {
   node_bn node = counter.node;
+  // Counted nothing: a function stays a function.
   const float* own = OwnRows(*node);
   if (!own && HasRelation(*node) && std::count(counter.changed.begin(), counter.changed.end(), 1) == 0) return nullptr;
   const int numstates = node->numstates;

@@ -4,7 +4,6 @@
 
 #include "Bn/files/CaseReader.h"
 #include "Bn/learn/Counts.h"
-#include "Bn/model/Net.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/Relation.h"
 #include "Bn/model/TableForms.h"
@@ -54,6 +53,7 @@ Failure LearnOne(node_bn node, double degree) {
   counts[found] = std::max(counts[found] + degree, 0.0);
   double sum = 0;
   for (double count : counts) sum += count;
+  // Only now, as nothing can be refused any more, does the node get the tables that it lacks.
   if (Failure failure = MakeLearnable(node)) return failure;
   Vector<float> row(numstates);
   for (int k = 0; k < numstates; ++k) row[k] = static_cast<float>(sum > 0 ? counts[k] / sum : 1.0 / numstates);
@@ -104,6 +104,7 @@ Failure PlanCount(std::span<const node_bn> nodes, FileCount& plan) {
       plan.wanted.push_back(member);
     }
   }
+  // While it is planned, scratch is a node's place among those wanted, which is its place in every case.
   for (int i = 0; i < plan.wanted.size(); ++i) plan.wanted[i]->scratch = i;
   for (Counter& counter : plan.counters) {
     for (node_bn member : Family(*counter.node)) counter.members.push_back(member->scratch);

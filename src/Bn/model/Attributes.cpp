@@ -52,7 +52,7 @@ int SetFlag(net_bn net, const char* name, UndoCode code, int& field, int value) 
 
 void PutName(UndoRecord* undo, char**& field, int length, int index, const char* name) {
   if (!field) {
-    ReplaceTexts(undo, field, static_cast<char**>(AllocateCleared(static_cast<std::size_t>(length), sizeof(char*))));
+    ReplaceTexts(undo, field, NewCleared<char*>(length));
   }
   ReplaceTextAt(undo, field, index, IsEmptyName(name) ? nullptr : DupText(name));
 }
@@ -151,11 +151,12 @@ int SetKind(node_bn node, int kind) {
   }
   net_bn net = node->innet;
   UndoRecord* undo = BeginChange(node, NODE_KIND);
+  // A node of that kind takes no part in compiling, so becoming or ceasing to be one changes the graph.
   const bool assumed = kind == ASSUME_NODE || node->kind == ASSUME_NODE;
   Replace(undo, node->kind, kind);
   Replace(undo, node->chance, UNKNOWN_CHANCE);
   if (net && assumed) {
-    // Such nodes take no part in compiling: a stored order is that of other nodes now.
+    // A stored order is that of other nodes now.
     net->noassume = false;
     HoldStructure(undo, net);
     GraphChanged(net);
@@ -274,7 +275,7 @@ int SetNodeUser(node_bn node, void* data) {
 }
 
 statetype FindState(const bnode& node, const char* name) {
-  for (statetype k = 0; node.states && k < node.numstates; k++) {
+  for (statetype k = 0; node.states && k < node.numstates; ++k) {
     if (!IsEmptyName(node.states[k]) && std::strcmp(node.states[k], name) == 0) return k;
   }
   return UNDEF_STATE;
@@ -282,7 +283,7 @@ statetype FindState(const bnode& node, const char* name) {
 
 int FindLink(const bnode& node, const char* name) {
   char buffer[40];
-  for (int i = 0; i < node.preds.num; i++) {
+  for (int i = 0; i < node.preds.num; ++i) {
     if (EqualText(LinkName(node, i, buffer), name)) return i;
   }
   return -1;

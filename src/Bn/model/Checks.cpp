@@ -77,7 +77,7 @@ Failure CheckAcyclic(std::span<const node_bn> nodes) {
 
 Failure IncompleteTable(node_bn node, long long missingRow) {
   if (missingRow < 0) return Fail(-2229, "node '%s' doesn't have a relation table", Name(node));
-  auto states = MakeBlock<statetype>(static_cast<std::size_t>(node->preds.num));
+  auto states = MakeBlock<statetype>(node->preds.num);
   RowStates(*node, missingRow, states.get());
   char condition[320];
   ConditionText(*node, states.get(), condition, sizeof condition);

@@ -23,12 +23,13 @@ struct Line {
   }
   void Add(int number) {
     char digits[16];
-    Add({digits, static_cast<std::size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits)});
+    const char* end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    Add(std::string_view(digits, end - digits));
   }
   void Add(double number) {
     char digits[32];
-    const auto end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 6).ptr;
-    Add({digits, static_cast<std::size_t>(end - digits)});
+    const char* end = std::to_chars(digits, digits + sizeof digits, number, std::chars_format::general, 6).ptr;
+    Add(std::string_view(digits, end - digits));
   }
   void AddText(const char* text) { Add(text ? std::string_view(text) : std::string_view()); }
 };
@@ -78,7 +79,7 @@ const char* StateCondition(const bnode& parent, const char* name, statetype stat
 const char* ConditionText(const bnode& node, const statetype* parentstates, char* buffer, std::size_t size) {
   Line line{buffer, size};
   buffer[0] = 0;
-  for (int i = 0; i < node.preds.num; i++) {
+  for (int i = 0; i < node.preds.num; ++i) {
     if (i) line.Add(", ");
     AddState(line, *node.preds.ar[i], node.preds.ar[i]->name, parentstates[i]);
   }
@@ -90,7 +91,7 @@ const char* RowText(const bnode& node, const statetype* parentstates, const floa
   ConditionText(node, parentstates, condition, sizeof condition);
   double sum = 0;
   for (const float* prob = probs; prob < probs + node.numstates; ++prob)
-    if (*prob != UNDEF_PROB && *prob != IMPOS_PROB) sum += static_cast<double>(*prob);
+    if (*prob != UNDEF_PROB && *prob != IMPOS_PROB) sum += *prob;
   FormatText(buffer, ROW_TEXT_LEN, "node '%s'%s%s; sum %.7g", OrEmpty(node.name), *condition ? " given " : "",
              condition, sum);
   return buffer;

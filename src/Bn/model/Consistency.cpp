@@ -185,8 +185,8 @@ Failure CheckChildren(net_bn net) {
 Failure CheckCounts(net_bn net) {
   int numEvidence = 0, numLikelihood = 0;
   for (node_bn node : Entries(net->nodes)) {
-    if (node->evidence != UNDEF_STATE || node->value != UNDEF_DBL) numEvidence++;
-    if (node->likelihood) numLikelihood++;
+    if (node->evidence != UNDEF_STATE || node->value != UNDEF_DBL) ++numEvidence;
+    if (node->likelihood) ++numLikelihood;
   }
   if (numEvidence == net->numEvidence && numLikelihood == net->numLikelihood) return nullptr;
   return BadNet(BAD_FINDING, *net, "its counts of findings don't fit its nodes");

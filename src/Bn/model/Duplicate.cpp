@@ -31,6 +31,7 @@ void NameCopies(net_bn net, std::span<const node_bn> sources, std::span<const no
       EnterNodeName(net, copies[i]);
     }
   }
+  // The names were entered so that the copies' names differ from one another; the net enters them itself.
   for (node_bn copy : copies) {
     if (!IsStub(*copy)) RemoveNodeName(net, copy);
   }
@@ -56,6 +57,8 @@ class ParentCopies {
   Vector<node_bn> stubs;  // made for parents that are in another net
 
  private:
+  // The scratch field of an original has its place among the pairs. It may be left over from other uses, so the place
+  // counts only where it holds the original.
   void Pair(node_bn original, node_bn counterpart) {
     original->scratch = originals_.size();
     originals_.push_back(original);
@@ -72,7 +75,7 @@ class ParentCopies {
 
 void LinkCopy(const bnode& source, node_bn copy, ParentCopies& parents) {
   const int num = source.preds.num;
-  auto* entries = static_cast<node_bn*>(Allocate(static_cast<std::size_t>(num + 1) * sizeof(node_bn)));
+  auto* entries = NewArray<node_bn>(num + 1);
   for (int i = 0; i < num; ++i) entries[i] = parents.Of(source.preds.ar[i]);
   entries[num] = copy;
   Free(copy->preds.ar);
@@ -95,6 +98,7 @@ Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_b
     return Fail(-5509, "out of memory duplicating list of length %d", nodes.num);
   }
   const auto sources = Entries(nodes), made = Entries(list);
+  // All copies exist now, so that each can be given copies for parents. They enter the net together.
   NameCopies(destination, sources, made);
   ParentCopies parents(destination, sources, made);
   for (std::size_t i = 0; i < made.size(); ++i) LinkCopy(*sources[i], made[i], parents);

@@ -1,7 +1,5 @@
 #include "Bn/model/Fields.h"
 
-#include <cstring>
-
 #include "Basic/Text.h"
 #include "Bn/model/FieldList.h"
 #include "Bn/model/NameLists.h"
@@ -136,6 +134,18 @@ NodeField FindNodeField(std::string_view name) {
 template struct FieldRow<bnet>;
 template struct FieldRow<bnode>;
 
+void FreeTexts(const bnet& net) {
+  for (const FieldRow<bnet>& row : NET_FIELD_TABLE) {
+    if (row.form == FieldForm::Text) Free(net.*row.text);
+  }
+}
+
+void FreeTexts(const bnode& node) {
+  for (const FieldRow<bnode>& row : NODE_FIELD_TABLE) {
+    if (row.form == FieldForm::Text) Free(node.*row.text);
+  }
+}
+
 void CopyFields(const bnode& from, CopyFor purpose, node_bn to) {
   for (const FieldRow<bnode>& row : NODE_FIELD_TABLE) {
     const bool isLacking = purpose == CopyFor::Placeholder && (row.traits & OF_NODES);
@@ -143,9 +153,7 @@ void CopyFields(const bnode& from, CopyFor purpose, node_bn to) {
   }
   // States and levels are of the form Own, for how many there are the number of states says.
   to->states = DupNames(from.states, from.numstates);
-  if (!from.levels) return;
-  to->levels = static_cast<double*>(Allocate(BlockSize(from.levels)));
-  std::memcpy(to->levels, from.levels, BlockSize(from.levels));
+  to->levels = DupBlock(from.levels);
 }
 
 }  // namespace bravic

@@ -63,6 +63,10 @@ inline const char* FieldName(NodeField field) {
   return NODE_FIELD_TABLE[field].name;
 }
 
+// All texts that a row of the table knows.
+void FreeTexts(const bnet& net);
+void FreeTexts(const bnode& node);
+
 // All fields that a node hands on, to a copy or (placeholder) to what takes its place. `to` has none of them yet.
 enum class CopyFor { Node, Placeholder };
 void CopyFields(const bnode& from, CopyFor purpose, node_bn to);

@@ -21,7 +21,7 @@ constexpr double FUNCTION_TOLERANCE = 1e-4;
 double* CopyLevels(const bnode& node, int numstates, const double* levels) {
   if (!levels) return nullptr;
   const int n = NumLevels(node.discrete, numstates);
-  auto* copy = static_cast<double*>(Allocate(n * sizeof(double)));
+  auto* copy = NewArray<double>(n);
   std::copy_n(levels, n, copy);
   return copy;
 }
@@ -40,8 +40,7 @@ void DropTablesByLevels(UndoRecord* undo, node_bn node) {
 // for a value. Whether anything of it changed.
 bool PlaceFinding(UndoRecord* undo, node_bn node) {
   if (node->discrete == DISCRETE) {
-    const double value =
-        node->evidence >= 0 && node->levels ? node->levels[node->evidence] : static_cast<double>(UNDEF_DBL);
+    const double value = node->evidence >= 0 && node->levels ? node->levels[node->evidence] : UNDEF_DBL;
     if (node->evidence < 0 || value == node->value) return false;
     ReplaceFinding(undo, node, node->evidence, value, nullptr);
     return true;
@@ -50,7 +49,7 @@ bool PlaceFinding(UndoRecord* undo, node_bn node) {
   const statetype state = StateOfValue(*node, node->value, 0);
   const bool fits = IsWithinBounds(*node, node->value);
   if (fits && state == node->evidence) return false;
-  ReplaceFinding(undo, node, state, fits ? node->value : static_cast<double>(UNDEF_DBL), nullptr);
+  ReplaceFinding(undo, node, state, fits ? node->value : UNDEF_DBL, nullptr);
   return true;
 }
 
@@ -113,6 +112,7 @@ statetype StateOfValue(const bnode& node, double value, double tolerance) {
     }
     return std::fabs(node.levels[nearest] - value) <= tolerance ? nearest : UNDEF_STATE;
   }
+  // Intervals are closed below and open above, but for the last one and those that are a point.
   for (int k = 0; k < n; ++k) {
     const double low = node.levels[k], high = node.levels[k + 1];
     const bool closedAbove = k == n - 1 || low == high;
@@ -130,7 +130,7 @@ bool IsWithinBounds(const bnode& node, double value) {
 statetype FunctionStateOfValue(const bnode& node, float value) {
   if (value == IMPOS_PROB) return IMPOS_STATE;
   if (value == UNDEF_PROB) return UNDEF_STATE;
-  return StateOfValue(node, static_cast<double>(value), FUNCTION_TOLERANCE);
+  return StateOfValue(node, value, FUNCTION_TOLERANCE);
 }
 
 int SetDiscrete(node_bn node, int discrete) {
@@ -149,13 +149,14 @@ int SetDiscrete(node_bn node, int discrete) {
     return -1;
   }
   UndoRecord* undo = BeginChange(node, NODE_DISCRETE);
+  // Levels mean values on one side and bounds on the other, so they do not outlive a change between the two.
   const bool levelsGo = discrete == DISCRETE || node->discrete == DISCRETE;
   DropTablesByLevels(undo, node);
   Replace(undo, node->discrete, discrete);
   Replace(undo, node->chance, UNKNOWN_CHANCE);
   bool findingChanged = false;
   if (levelsGo) {
-    if (node->levels) ReplaceBlock(undo, node->levels, static_cast<double*>(nullptr));
+    if (node->levels) ReplaceBlock<double>(undo, node->levels, nullptr);
     findingChanged = node->value != UNDEF_DBL;
     if (findingChanged) ReplaceFinding(undo, node, node->evidence, UNDEF_DBL, nullptr);
   }
@@ -188,6 +189,8 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
     const int namesAnswer = names ? SetStateNames(node, names) : 1;
     return levelsAnswer == 0 || namesAnswer == 0 ? 0 : 1;
   }
+  // Tables go first, in records of their own, while the number of states still fits them. A value finding is taken out
+  // and comes back, if it has a place under the new levels, when these are in force.
   DropTablesByStates(node, numstates);
   UndoRecord* undo = BeginChange(node, NODE_NUMSTATES);
   const bool hadFinding = HasFinding(*node);

@@ -96,7 +96,7 @@ nodelist_bn NewList(int length) {
   if (!list) return nullptr;
   new (list.get()) HostList;
   if (length > 0) {
-    list->ar = static_cast<node_bn*>(TryAllocateCleared(static_cast<std::size_t>(length), sizeof(node_bn)));
+    list->ar = static_cast<node_bn*>(TryAllocateCleared(length, sizeof(node_bn)));
     if (!list->ar) return nullptr;
   }
   list->num = length;
@@ -129,7 +129,7 @@ void Append(nodelist_rec& list, node_bn node) {
 }
 
 void CopyList(nodelist_rec& to, std::span<const node_bn> from) {
-  node_bn* ar = from.empty() ? nullptr : static_cast<node_bn*>(Allocate(from.size_bytes()));
+  node_bn* ar = from.empty() ? nullptr : NewArray<node_bn>(from.size());
   std::copy(from.begin(), from.end(), ar);
   Free(to.ar);
   to.ar = ar;

@@ -28,7 +28,7 @@ void FitHoles(const nodelist_rec& list, Holes& holes) {
   if (holes.size >= list.num) return;
   ForgetHoles(holes);
   holes.size = 2 * list.num;
-  holes.counts = static_cast<int*>(AllocateCleared(static_cast<std::size_t>(holes.size) + 1, sizeof(int)));
+  holes.counts = NewCleared<int>(holes.size + 1);
   for (int i = 0; i < list.num; ++i) {
     if (!list.ar[i]) CountHole(holes, i, 1);
   }
@@ -56,7 +56,7 @@ void JoinNet(net_bn net, node_bn node) {
   if (IsStub(*node)) return;
   EnterNodeName(net, node);
   if (net->keepsbeliefs && !node->belief) {
-    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
+    node->belief = NewCleared<float>(node->numstates);
   }
   if (node->kind == ASSUME_NODE) net->noassume = false;
   CountFinding(net, *node, 1);
@@ -81,7 +81,9 @@ void TakeFromList(net_bn net, nodelist_rec& list, Holes& holes, std::span<Member
     list.ar[member.node->index] = nullptr;
     CountHole(holes, member.node->index, 1);
   }
+  // Holes at the end are no holes but places that are free again.
   for (; list.num > 0 && !list.ar[list.num - 1]; --list.num) CountHole(holes, list.num - 1, -1);
+  // Where half of the list is holes, walking over it would cost more than closing it up.
   constexpr int FEW_HOLES = 32;
   if (holes.num > FEW_HOLES && holes.num > list.num / 2) CloseUpList(list, holes);
   for (const Member& member : members) LeaveNet(net, member.node);
@@ -89,6 +91,7 @@ void TakeFromList(net_bn net, nodelist_rec& list, Holes& holes, std::span<Member
 
 void PutInList(net_bn net, nodelist_rec& list, Holes& holes, std::span<const Member> members) {
   if (members.empty()) return;
+  // Two lists by rising position are merged: the nodes that are there, and those that come back to their places.
   CloseUpList(list, holes);
   const Vector<node_bn> present(list.begin(), list.end());
   for (const Member& member : members) Append(list, member.node);

@@ -26,14 +26,14 @@ bool SameNames(const char* const* a, const char* const* b, int num) {
 
 char** DupNames(const char* const* names, int num) {
   if (!names) return nullptr;
-  auto** copy = static_cast<char**>(AllocateCleared(num, sizeof(char*)));
+  auto** copy = NewCleared<char*>(num);
   for (int i = 0; i < num; ++i) copy[i] = DupText(names[i]);
   return copy;
 }
 
 char** DupAnyNames(const char* const* names, int num) {
   if (!HasAnyName(names, num)) return nullptr;
-  auto** copy = static_cast<char**>(AllocateCleared(num, sizeof(char*)));
+  auto** copy = NewCleared<char*>(num);
   for (int i = 0; i < num; ++i) copy[i] = IsEmptyName(names[i]) ? nullptr : DupText(names[i]);
   return copy;
 }

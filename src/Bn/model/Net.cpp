@@ -5,6 +5,7 @@
 #include "Basic/Environ.h"
 #include "Basic/Text.h"
 #include "Bn/model/Changes.h"
+#include "Bn/model/Fields.h"
 #include "Bn/model/Members.h"
 #include "Bn/model/Node.h"
 #include "Bn/model/NodeNames.h"
@@ -66,6 +67,7 @@ Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node
   for (node_bn node : nodes) {
     VisitParents(node, [&](node_bn parent) { RemoveChild(undo, parent, node); });
   }
+  // The record owns what is taken out, so that undo can put it back; without a record it is freed below.
   Vector<Member> outNodes, outStubs;
   for (node_bn node : nodes) outNodes.push_back({node, 0});
   for (node_bn stub : stubs) outStubs.push_back({stub, 0});
@@ -104,15 +106,13 @@ void FreeNet(net_bn net) {
     ClearList(*list);
   }
   ClearList(net->elimorder);
-  for (void* block : {static_cast<void*>(net->names.slots), static_cast<void*>(net->defineNames.slots),
-                      static_cast<void*>(net->freshStems), static_cast<void*>(net->nodeHoles.counts),
-                      static_cast<void*>(net->stubHoles.counts)}) {
-    Free(block);
-  }
-  for (char* text : {net->name, net->title, net->comment, net->author, net->whochanged, net->backcomments, net->report,
-                     net->filename, net->casefilename}) {
-    Free(text);
-  }
+  Free(net->names.slots);
+  Free(net->defineNames.slots);
+  Free(net->freshStems);
+  Free(net->nodeHoles.counts);
+  Free(net->stubHoles.counts);
+  FreeTexts(*net);
+  for (char* text : {net->name, net->backcomments, net->report, net->filename, net->casefilename}) Free(text);
   Free(net->subnets);
   net->tag = NO_TAG;
   DeleteObject(net);
@@ -168,6 +168,7 @@ Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span
 void DeleteNode(node_bn node) {
   net_bn net = node->innet;
   UndoGroup group(UNDO_NODE_DELETED, net);
+  // Placeholders among its parents go with the node where no other node needs them.
   DisconnectChildren(node);
   Vector<node_bn> stubs;
   for (node_bn parent : Entries(node->preds)) {

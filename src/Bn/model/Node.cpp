@@ -31,7 +31,8 @@ void FreeNodeRecord(node_bn node) {
   NoteNodeGone(*node);
   FreeNames(node->states);
   FreeNames(node->inputs);
-  for (char* text : {node->name, node->units, node->title, node->comment, node->author, node->whochanged}) Free(text);
+  FreeTexts(*node);
+  Free(node->name);
   for (float* table : {node->probs, node->numcases, node->determinv, node->likelihood, node->belief}) Free(table);
   Free(node->levels);
   Free(node->determin);

@@ -16,7 +16,7 @@ void SetSubnets(net_bn net, std::span<const Subnet> subnets) {
   net->subnets = nullptr;
   net->numsubnets = Count(subnets);
   if (subnets.empty()) return;
-  net->subnets = static_cast<Subnet*>(Allocate(subnets.size_bytes()));
+  net->subnets = NewArray<Subnet>(subnets.size());
   std::copy(subnets.begin(), subnets.end(), net->subnets);
   for (int i = 0; i < net->numsubnets; ++i) {
     const Subnet& subnet = net->subnets[i];
@@ -61,6 +61,8 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
         stack.pop_back();
         *output++ = node;
       } else {
+        // The node stays on the stack below its parents, and is put out when it comes up again. The first parent is to
+        // be visited first, so it is pushed last.
         node->mark = inProgress;
         const auto parents = Entries(node->preds);
         for (std::size_t i = parents.size(); i-- > 0;) {
@@ -80,7 +82,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
 void SortNodes(net_bn net) {
   Vector<node_bn> reached;
   Vector<Subnet> subnets;
-  reached.reserve(static_cast<std::size_t>(PresentNodes(net).num));
+  reached.reserve(PresentNodes(net).num);
   const int mark = NewMark();
   for (node_bn node : net->nodes) {
     if (node->mark == mark) continue;
@@ -90,8 +92,7 @@ void SortNodes(net_bn net) {
   }
   net->numcycles = 0;
   for (const Subnet& subnet : subnets) {
-    net->numcycles += OrderSlice({reached.data() + subnet.first, static_cast<std::size_t>(subnet.count)},
-                                 net->nodes.ar + subnet.first);
+    net->numcycles += OrderSlice(std::span(reached.data() + subnet.first, subnet.count), net->nodes.ar + subnet.first);
   }
   SetSubnets(net, subnets);
   Renumber(net->nodes);
@@ -153,6 +154,8 @@ void KeepPresentOrder(net_bn net) {
   net->numcycles = 0;
   net->orderstate = ORDER_ACYCLIC;
   if (!HasLateParent(net, [](const bnode&, const bnode&) { return true; })) return SetSubnets(net, {});
+  // A parent comes late: the order may be kept only if all that come late lie on a cycle with their children. The
+  // sorted order tells where there are cycles, and the labels which nodes lie on the same one.
   const Vector<node_bn> present(net->nodes.begin(), net->nodes.end());
   SortNodes(net);
   if (net->numcycles == 0) return;

@@ -1,9 +1,9 @@
 #include "Bn/model/Parents.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
+#include "Basic/Format.h"
 #include "Basic/Text.h"
 #include "Bn/model/Changes.h"
 #include "Bn/model/Connect.h"
@@ -26,21 +26,22 @@ constexpr std::size_t LINK_NAME_LEN = 40;
 Vector<int> MatchParents(std::span<const node_bn> oldparents, std::span<const node_bn> newparents) {
   Vector<int> map(oldparents.size(), -1);
   Vector<unsigned char> taken(newparents.size(), 0);
-  for (std::size_t i = 0; i < oldparents.size(); ++i) {
-    for (std::size_t k = 0; k < newparents.size(); ++k) {
+  for (int i = 0; i < Count(oldparents); ++i) {
+    for (int k = 0; k < Count(newparents); ++k) {
+      // A parent that is linked twice takes its places in order.
       if (taken[k] || newparents[k] != oldparents[i]) continue;
       taken[k] = true;
-      map[i] = static_cast<int>(k);
+      map[i] = k;
       break;
     }
   }
   return map;
 }
 
-Vector<int> Invert(std::span<const int> map, std::size_t num) {
+Vector<int> Invert(std::span<const int> map, int num) {
   Vector<int> inverse(num, -1);
-  for (std::size_t i = 0; i < map.size(); ++i) {
-    if (map[i] >= 0) inverse[map[i]] = static_cast<int>(i);
+  for (int i = 0; i < Count(map); ++i) {
+    if (map[i] >= 0) inverse[map[i]] = i;
   }
   return inverse;
 }
@@ -77,7 +78,7 @@ bool Allow(int policy, const bnode& parent, const bnode& child, int warning, con
 // The first added parent that is a descendant of the node.
 bool CheckCycle(node_bn node, std::span<const node_bn> newparents, std::span<const int> inverse) {
   const int mark = MarkDescendants(node);
-  for (std::size_t k = 0; k < newparents.size(); ++k) {
+  for (int k = 0; k < Count(newparents); ++k) {
     if (inverse[k] >= 0 || newparents[k]->mark != mark) continue;
     return Allow(CYCLE_POLICY, *newparents[k], *node, -3200, "a cycle (with no time delays)", -3207,
                  "that would result in a cycle (with no time delays)");
@@ -88,10 +89,10 @@ bool CheckCycle(node_bn node, std::span<const node_bn> newparents, std::span<con
 // The first added parent that is linked already.
 bool CheckDoubleLink(node_bn node, std::span<const node_bn> newparents, std::span<const int> inverse) {
   const int mark = NewMark();
-  for (std::size_t k = 0; k < newparents.size(); ++k) {
+  for (int k = 0; k < Count(newparents); ++k) {
     if (inverse[k] >= 0) newparents[k]->mark = mark;
   }
-  for (std::size_t k = 0; k < newparents.size(); ++k) {
+  for (int k = 0; k < Count(newparents); ++k) {
     if (inverse[k] >= 0 || IsStub(*newparents[k])) continue;
     if (newparents[k]->mark == mark) {
       return Allow(DOUBLE_LINK_POLICY, *newparents[k], *node, -3208, "multiple links between the same two nodes", -3209,
@@ -105,6 +106,7 @@ bool CheckDoubleLink(node_bn node, std::span<const node_bn> newparents, std::spa
 // Tells the parents that come and go, each once.
 void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparents,
                     std::span<const node_bn> newparents) {
+  // Marks tell membership in linear time: first of the new parents among the old ones, then the other way round.
   const int stays = NewMark();
   for (node_bn parent : newparents) parent->mark2 = stays;
   const int gone = NewMark();
@@ -126,15 +128,15 @@ void UpdateChildren(UndoRecord* undo, node_bn node, std::span<const node_bn> old
 void UpdateLinkNames(UndoRecord* undo, node_bn node, std::span<const node_bn> newparents,
                      std::span<const int> inverse) {
   if (!node->inputs) return;
-  auto** names = static_cast<char**>(AllocateCleared(newparents.size(), sizeof(char*)));
+  auto** names = NewCleared<char*>(newparents.size());
   const std::span<char*> all(names, newparents.size());
   char buffer[LINK_NAME_LEN];
-  for (std::size_t k = 0; k < all.size(); ++k) {
+  for (int k = 0; k < Count(all); ++k) {
     if (inverse[k] >= 0) names[k] = DupText(node->inputs[inverse[k]]);
   }
-  for (std::size_t k = 0; k < all.size(); ++k) {
+  for (int k = 0; k < Count(all); ++k) {
     if (inverse[k] >= 0) continue;
-    const char* name = DefaultLinkName(*newparents[k], static_cast<int>(k), buffer);
+    const char* name = DefaultLinkName(*newparents[k], k, buffer);
     if (std::none_of(all.begin(), all.end(), [&](const char* other) { return EqualText(other, name); })) {
       names[k] = DupText(name);
     }
@@ -165,10 +167,10 @@ void DropStubs(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparen
   }
 }
 
-bool IsIdentity(std::span<const int> map, std::size_t num) {
-  if (map.size() != num) return false;
-  for (std::size_t i = 0; i < num; ++i) {
-    if (map[i] != static_cast<int>(i)) return false;
+bool IsIdentity(std::span<const int> map, int num) {
+  if (Count(map) != num) return false;
+  for (int i = 0; i < num; ++i) {
+    if (map[i] != i) return false;
   }
   return true;
 }
@@ -197,6 +199,8 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
     return PARENTS_REFUSED;
   }
 
+  // From here on nothing is refused. Tables are reshaped while the node still has its old parents; placeholders that no
+  // child needs any more leave the net last.
   net_bn net = node->innet;
   UndoRecord* undo = NewUndo(UNDO_PARENTS, net, node);
   if (net) HoldStructure(undo, net);
@@ -206,7 +210,7 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
   } else if (!IsIdentity(forward, parents.size())) {
     if (!ReshapeTables(undo, node, parents, inverse)) result = PARENTS_TABLES_LOST;
   }
-  auto* entries = static_cast<node_bn*>(Allocate((parents.size() + 1) * sizeof(node_bn)));
+  auto* entries = NewArray<node_bn>(parents.size() + 1);
   *std::copy(parents.begin(), parents.end(), entries) = node;
   UpdateLinkNames(undo, node, parents, inverse);
   ReplaceList(undo, node->preds, entries, parents.size());
@@ -297,7 +301,7 @@ node_bn NewPlaceholder(const bnode& original) {
 
 const char* DefaultLinkName(const bnode& parent, int index, char* buffer) {
   if (!IsStub(parent)) return parent.name;
-  std::snprintf(buffer, LINK_NAME_LEN, "Arg%d", index);
+  FormatText(buffer, LINK_NAME_LEN, "Arg%d", index);
   return buffer;
 }
 

@@ -25,7 +25,7 @@ double inf_dbl_ns = bravic::INF_DBL;
 
 // A family of one: the parent array's only slot holds the node itself.
 bnode::bnode() : value(bravic::UNDEF_DBL) {
-  preds.ar = static_cast<node_bn*>(bravic::Allocate(sizeof(node_bn)));
+  preds.ar = bravic::NewArray<node_bn>(1);
   preds.ar[0] = this;
 }
 

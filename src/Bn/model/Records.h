@@ -122,8 +122,6 @@ struct bnode {
   int numListed = 0;  // places in checked lists of hosts, if listedEpoch is the present one (Lists.cpp)
   unsigned long long listedEpoch = 0;
   statetype state39 = 0;   // slice kept when this node stops being a parent; most probable state
-  int elim = -1;           // position in the elimination order, then the search number
-  int homecliq = -1;       // index of the home clique, -1 while there is no junction tree
   int compiledIndex = -1;  // what the junction tree knows the node by; read through CompiledIndex
   int mark = 1, mark2 = 1;
   // From the file: inheritance and which fields were stated.

@@ -24,20 +24,20 @@ Plan MakePlan(const bnode& node, std::span<const node_bn> newparents, std::span<
   const auto oldparents = Entries(node.preds);
   Vector<long long> steps(oldparents.size());
   Vector<unsigned char> kept(oldparents.size(), 0);
+  // Steps in the old table, first parent slowest.
   long long step = 1;
-  for (std::size_t i = oldparents.size(); i-- > 0;) {
+  for (int i = Count(oldparents); i-- > 0;) {
     steps[i] = step;
     step *= oldparents[i]->numstates;
   }
   Plan plan;
   plan.numrows = NumConfigurations(newparents);
-  for (std::size_t k = 0; k < newparents.size(); ++k) {
+  for (int k = 0; k < Count(newparents); ++k) {
     const bool added = inverse[k] < 0;
-    const auto from = static_cast<std::size_t>(inverse[k]);
-    if (!added) kept[from] = true;
-    plan.dimensions.push_back({newparents[k]->numstates, added ? 0 : steps[from]});
+    if (!added) kept[inverse[k]] = true;
+    plan.dimensions.push_back({newparents[k]->numstates, added ? 0 : steps[inverse[k]]});
   }
-  for (std::size_t i = 0; i < oldparents.size(); ++i) {
+  for (int i = 0; i < Count(oldparents); ++i) {
     const node_bn parent = oldparents[i];
     if (!kept[i]) plan.start += steps[i] * (parent->state39 < parent->numstates ? parent->state39 : 0);
   }
@@ -56,7 +56,8 @@ void ForEachRun(const Plan& plan, Copy copy) {
   long long from = plan.start;
   for (long long to = 0; to < plan.numrows; to += plan.run) {
     copy(from, to);
-    for (std::size_t k = states.size(); k-- > 0;) {
+    for (int k = states.size(); k-- > 0;) {
+      // The next state of this dimension, or back to its first state and on to the next slower dimension.
       from += plan.dimensions[k].step;
       if (++states[k] < plan.dimensions[k].numstates) break;
       from -= plan.dimensions[k].step * states[k];
@@ -73,7 +74,7 @@ T* Reshape(const T* old, const Plan& plan, int width) {
   if (plan.numrows < 0 || (w && numrows > SIZE_MAX / sizeof(T) / w)) return nullptr;
   auto* table = static_cast<T*>(TryAllocate(static_cast<std::size_t>(numrows * w) * sizeof(T)));
   if (!table) return nullptr;
-  const auto length = static_cast<std::size_t>(plan.run) * static_cast<std::size_t>(width);
+  const long long length = plan.run * width;
   ForEachRun(plan, [&](long long from, long long to) { std::copy_n(old + from * width, length, table + to * width); });
   return table;
 }

@@ -17,10 +17,15 @@ statetype FunctionState(const bnode& node, long long row, bool* warned) {
   const statetype state = FunctionStateOfValue(node, value);
   if (state == UNDEF_STATE && value != UNDEF_PROB && !*warned) {
     *warned = true;
-    ReportWarning(-2283, "function value %g of node '%s' corresponds to none of its states", static_cast<double>(value),
-                  OrEmpty(node.name));
+    ReportWarning(-2283, "function value %g of node '%s' corresponds to none of its states", value, OrEmpty(node.name));
   }
   return state;
+}
+
+// The first missing entry of a table, NULL when there is none.
+const float* FindMissing(const float* table, long long num) {
+  const float* found = std::find(table, table + num, UNDEF_PROB);
+  return found == table + num ? nullptr : found;
 }
 
 }  // namespace
@@ -42,7 +47,7 @@ Failure MakeProbs(node_bn node) {
   Block<float> probs(static_cast<float*>(TryTableMemory(*node, n)));
   if (!probs) return NoMemoryForTable(*node, n);
   bool warned = false;
-  for (long long r = 0; r < rows; r++) FillFunctionRow(probs.get() + r * n, n, FunctionState(*node, r, &warned));
+  for (long long r = 0; r < rows; ++r) FillFunctionRow(probs.get() + r * n, n, FunctionState(*node, r, &warned));
   node->probs = probs.release();
   node->probsokay = -1;
   node->normalized = 1;
@@ -67,7 +72,7 @@ Failure NormalizeTable(node_bn node) {
     node->numcases = static_cast<float*>(TryTableMemory(*node, 1));
     if (!node->numcases) return NoMemoryForTable(*node, 1);
   }
-  for (long long r = 0; r < rows; r++) {
+  for (long long r = 0; r < rows; ++r) {
     float* row = node->probs + r * n;
     double sum;
     const RowForm form = NormalizeRow(row, n, &sum);
@@ -89,13 +94,14 @@ Failure UnnormalizeTable(node_bn node, double experience) {
   }
   const long long rows = NumRows(*node);
   const int n = node->numstates;
-  for (long long r = 0; r < rows; r++) {
-    double weight = node->numcases ? static_cast<double>(node->numcases[r]) : experience;
+  for (long long r = 0; r < rows; ++r) {
+    // A row without experience is taken to stand for as many cases as asked for.
+    double weight = node->numcases ? node->numcases[r] : experience;
     if (weight < 0 && weight != UNDEF_DBL) weight = experience;
     if (!BRAVIC_ASSERT_TEXT(weight != UNDEF_DBL, "numcas != UNDEF_DBL")) weight = 1;
     float* row = node->probs + r * n;
-    for (int k = 0; k < n; k++) {
-      if (row[k] >= 0) row[k] = static_cast<float>(static_cast<double>(row[k]) * weight);
+    for (int k = 0; k < n; ++k) {
+      if (row[k] >= 0) row[k] = static_cast<float>(row[k] * weight);
     }
   }
   node->normalized = 0;
@@ -103,13 +109,13 @@ Failure UnnormalizeTable(node_bn node, double experience) {
 }
 
 bool IsProbsComplete(node_bn node) {
+  // A table that is derived from others may be missing although it was complete.
   if (node->probsokay < 0 || (!node->probs && HasRelation(*node))) {
     const Failure failure = MakeProbs(node);
     if (failure) {
       node->probsokay = 0;
     } else {
-      const float* end = node->probs + NumRows(*node) * node->numstates;
-      node->probsokay = std::find(node->probs, const_cast<float*>(end), UNDEF_PROB) == end;
+      node->probsokay = !FindMissing(node->probs, NumRows(*node) * node->numstates);
     }
   }
   return node->probsokay == 1;
@@ -121,16 +127,14 @@ bool IsRelationComplete(node_bn node, long long* missingRow) {
   *missingRow = -1;
   const long long rows = NumRows(*node);
   if (!node->probs && !node->determin && node->determinv && node->numstates == 0) {
-    const float* end = node->determinv + rows;
-    const float* gap = std::find(static_cast<const float*>(node->determinv), end, UNDEF_PROB);
-    if (gap != end) *missingRow = gap - node->determinv;
-    return gap == end;
+    const float* gap = FindMissing(node->determinv, rows);
+    if (gap) *missingRow = gap - node->determinv;
+    return !gap;
   }
   if (IsProbsComplete(node)) return true;
   if (!node->probs) return false;
-  const float* end = node->probs + rows * node->numstates;
-  const float* gap = std::find(static_cast<const float*>(node->probs), end, UNDEF_PROB);
-  if (gap == end) return true;
+  const float* gap = FindMissing(node->probs, rows * node->numstates);
+  if (!gap) return true;
   *missingRow = (gap - node->probs) / node->numstates;
   return false;
 }
@@ -142,8 +146,8 @@ bool TestDeterminism(node_bn node) {
   if (!node->probs) return false;
   if (Failure failure = NormalizeTable(node)) return false;
   // As many entries as there are configurations, not whole rows: kept so on purpose.
-  const float* end = node->probs + std::min(NumRows(*node), NumRows(*node) * node->numstates);
-  return std::all_of(static_cast<const float*>(node->probs), end, [](float p) { return p == 0 || p == 1; });
+  const long long num = std::min(NumRows(*node), NumRows(*node) * node->numstates);
+  return std::all_of(node->probs, node->probs + num, [](float p) { return p == 0 || p == 1; });
 }
 
 }  // namespace

@@ -33,14 +33,15 @@ bool ForEachRow(const bnode& node, const statetype* parentstates, Visit visit) {
   const int n = node.preds.num;
   if (!n || !HasWildcard(node, parentstates)) return visit(n ? RowIndex(node, parentstates) : 0LL);
   auto states = MakeBlock<statetype>(n);
-  for (int i = 0; i < n; i++) {
+  for (int i = 0; i < n; ++i) {
     if (node.preds.ar[i]->numstates == 0) return true;
     states[i] = parentstates[i] == EVERY_STATE ? 0 : parentstates[i];
   }
+  // An odometer over the parents with wildcards, last one fastest.
   for (;;) {
     if (!visit(RowIndex(node, states.get()))) return false;
     int i = n - 1;
-    for (; i >= 0; i--) {
+    for (; i >= 0; --i) {
       if (parentstates[i] != EVERY_STATE) continue;
       statetype& state = states[i];
       if (++state < node.preds.ar[i]->numstates) break;
@@ -72,6 +73,8 @@ bool JudgeProbs(node_bn node, const statetype* parentstates, const RowChange& ch
                 OrEmpty(node->name));
     return false;
   }
+  // A vector of another form than the table's is judged before the table is brought into that form, which a refused
+  // change must not do; one of the same form only if it changes anything.
   const bool sameForm = (node->normalized != 0) == change.normalized;
   if (!sameForm && RefuseVector(*node, parentstates, change.probs, change.normalized)) return false;
   Failure failure = change.normalized ? NormalizeTable(node) : UnnormalizeTable(node, 1.0);
@@ -137,6 +140,7 @@ int ChangeByCopy(node_bn node, const statetype* parentstates, const RowChange& c
   const int n = node->numstates;
   Block<float> probs, numcases, determinv;
   Block<statetype> determin;
+  // Each step takes over what the ones before it have copied, so that several tables can change at once.
   if (difference.value) {
     if (!(determinv = CopyTable(*node, node->determinv, 1))) return -1;
     relation = {nullptr, node->numcases, nullptr, determinv.get(), 1};
@@ -202,12 +206,12 @@ double ExperienceOfRow(node_bn node, long long row) {
     return UNDEF_DBL;
   }
   if (!node->numcases || node->numcases[row] == NO_EXPERIENCE) return UNDEF_DBL;
-  return static_cast<double>(node->numcases[row]);
+  return node->numcases[row];
 }
 
 double FunctionValueOfRow(node_bn node, long long row) {
   if (node->determin) return node->determin[row];
-  if (node->determinv) return static_cast<double>(node->determinv[row]);
+  if (node->determinv) return node->determinv[row];
   if (!node->probs || !IsDeterministic(node) || MakeProbs(node)) return UNDEF_DBL;
   const float* probs = node->probs + row * node->numstates;
   const float* certain = std::find(probs, probs + node->numstates, 1.0f);
@@ -218,12 +222,13 @@ double FunctionValueOfRow(node_bn node, long long row) {
 int SetRow(node_bn node, const statetype* parentstates, const RowChange& change) {
   Difference difference;
   if (change.probs && !JudgeProbs(node, parentstates, change, &difference.probs)) return -1;
-  if (change.experience != static_cast<double>(NO_EXPERIENCE) &&
+  if (change.experience != NO_EXPERIENCE &&
       !JudgeExperience(node, parentstates, change.experience, &difference.experience)) {
     return -1;
   }
   if (!JudgeFunction(node, parentstates, change, &difference)) return -1;
   if (!difference.Any()) return 0;
+  // New probabilities make function tables untrue, a new state makes values untrue that are not set along with it.
   const bool tablesGo = (difference.probs && (node->determin || node->determinv)) ||
                         (difference.state && node->determinv && !difference.value);
   if (tablesGo || (node->preds.num && HasWildcard(*node, parentstates))) {
@@ -251,7 +256,7 @@ int SetProbsRow(node_bn node, const statetype* parentstates, const float* probs)
 }
 
 int SetExperienceRow(node_bn node, const statetype* parentstates, double experience) {
-  if (experience == static_cast<double>(NO_EXPERIENCE)) return 0;
+  if (experience == NO_EXPERIENCE) return 0;
   if (Failure failure = NormalizeTable(node)) {
     Post(std::move(failure));
     return -1;

@@ -26,7 +26,7 @@ long long NumConfigurations(std::span<const node_bn> nodes) {
 
 long long RowIndex(const bnode& node, const statetype* parentstates) {
   long long row = 0;
-  for (int i = 0; i < node.preds.num; i++) row = row * node.preds.ar[i]->numstates + parentstates[i];
+  for (int i = 0; i < node.preds.num; ++i) row = row * node.preds.ar[i]->numstates + parentstates[i];
   return row;
 }
 
@@ -54,7 +54,7 @@ void* TryTableMemory(const bnode& node, int width) {
 }
 
 Failure NoMemoryForTable(const bnode& node, int width) {
-  double nbytes = width * static_cast<double>(sizeof(float));
+  double nbytes = 1.0 * width * sizeof(float);
   for (node_bn parent : Entries(node.preds)) nbytes *= parent->numstates;
   return FailMemory(NO_MEMORY_FOR_TABLE, nbytes, OrEmpty(node.name));
 }

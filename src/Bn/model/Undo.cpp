@@ -57,6 +57,7 @@ UndoRecord* MakeRecord(UndoCode code, net_bn net, node_bn node) {
   record->whochanged = DupText(net->whochanged);
   record->next = net->undo;
   net->undo = record;
+  // Within a group nothing is cut: the group counts as one record, and is cut as one.
   if (net->sublevel == 0) {
     CutStack(net->undo, depthLimit);
     FreeStack(net->redo);
@@ -118,6 +119,7 @@ UndoGroup::UndoGroup(UndoCode code, net_bn net) : net_(net), code_(code), outer_
   innermostGroup = this;
 }
 
+// Outer groups are made first, so that this one's record lies above theirs.
 void UndoGroup::Make() {
   if (outer_) outer_->MakeFor(net_);
   if (group_) return;
@@ -140,6 +142,7 @@ void UndoGroup::Begin(net_bn net) {
 UndoGroup::~UndoGroup() {
   innermostGroup = outer_;
   if (!group_) return;
+  // All that lies above the group's own record on the stack was recorded within it and becomes its own.
   BRAVIC_ASSERT_TEXT(net_->sublevel > 0, "bnn->sublevel > 0");
   UndoRecord** last = &net_->undo;
   while (*last != group_) last = &(*last)->next;

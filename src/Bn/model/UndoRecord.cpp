@@ -32,23 +32,22 @@ void SwapRow(node_bn node, RowBlock* row, long long index) {
     Failure failure = row->normalized ? NormalizeTable(node) : UnnormalizeTable(node, 1.0);
     if (failure) Post(std::move(failure));
   }
-  const auto r = static_cast<std::size_t>(index);
-  const auto n = static_cast<std::size_t>(row->numstates);
-  if (node->numcases) std::swap(row->experience, node->numcases[r]);
-  if (node->determin) std::swap(row->state, node->determin[r]);
-  if (node->determinv) std::swap(row->value, node->determinv[r]);
+  if (node->numcases) std::swap(row->experience, node->numcases[index]);
+  if (node->determin) std::swap(row->state, node->determin[index]);
+  if (node->determinv) std::swap(row->value, node->determinv[index]);
   if (node->determin || node->determinv) {
     // What is derived from function tables may have been made since.
     RefreshDerivedRow(node, index);
   } else if (node->probs) {
-    std::swap_ranges(row->probs, row->probs + n, node->probs + r * n);
+    std::swap_ranges(row->probs, row->probs + row->numstates, node->probs + index * row->numstates);
   }
 }
 
+// A belief vector of the present number of states, which tells nothing yet.
 void FitBelief(node_bn node) {
   if (!node->belief) return;
   Free(node->belief);
-  node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
+  node->belief = NewCleared<float>(node->numstates);
   node->beliefStamp = 0;
 }
 
@@ -58,6 +57,7 @@ void SwapName(node_bn node, HeldValue& value) {
   value.held = old;
 }
 
+// The node leaves the counts of its net with the old finding and joins them with the new one.
 void SwapFinding(node_bn node, HeldValue& value) {
   if (node->innet) CountFinding(node->innet, *node, -1);
   const statetype state = node->evidence;
@@ -131,6 +131,7 @@ void FreeValue(HeldValue& value) {
   }
 }
 
+// At its old place among the children, since hosts see their order.
 void PutChild(node_bn parent, node_bn child, int position) {
   nodelist_rec& succs = parent->succs;
   if (IsStub(*parent)) {
@@ -175,6 +176,7 @@ struct Effects {
   Vector<node_bn> tables, findings;
 };
 
+// What a change of that code, or of what the record holds, makes stale.
 void NoteEffects(const UndoRecord* undo, Effects& effects) {
   switch (undo->code) {
     case UNDO_REVERSE:
@@ -204,12 +206,14 @@ void NoteEffects(const UndoRecord* undo, Effects& effects) {
 
 void SwapRecord(UndoRecord* undo, Effects& effects) {
   net_bn net = undo->net;
+  // The order is kept as it stands now and put back last, when all members are in their places.
   HeldOrder present;
   if (undo->structural) present = KeepOrder(net);
   // Last made first, since values may share a field (an array put in place, then one of its entries).
   std::reverse(undo->values.begin(), undo->values.end());
   for (HeldValue& value : undo->values) SwapValue(undo, value);
   if (!undo->nodes.empty() || !undo->stubs.empty()) {
+    // Nodes are in the net while children are told of them.
     if (undo->membersOut) {
       PutMembers(net, undo->nodes, undo->stubs);
       SwapEdits(undo);
@@ -227,6 +231,7 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
     undo->order = std::move(present);
   }
   NoteEffects(undo, effects);
+  // The children of a group are applied one after the other and end up the other way round, ready to be applied again.
   UndoRecord* reversed = nullptr;
   while (UndoRecord* child = undo->children) {
     undo->children = child->next;
@@ -371,15 +376,14 @@ void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   undo->node = node;
   undo->values.reserve(undo->values.size() + 2);  // rows are set by the million
   Hold(undo, HeldValue::INT, &node->chance).index = node->chance;
-  const auto r = static_cast<std::size_t>(index);
-  const auto n = static_cast<std::size_t>(node->numstates);
+  const int n = node->numstates;
   auto* row = static_cast<RowBlock*>(AllocateCleared(1, sizeof(RowBlock) + n * sizeof(float)));
   row->normalized = node->normalized;
   row->numstates = node->numstates;
-  if (node->probs) std::copy_n(node->probs + r * n, n, row->probs);
-  if (node->numcases) row->experience = node->numcases[r];
-  if (node->determin) row->state = node->determin[r];
-  if (node->determinv) row->value = node->determinv[r];
+  if (node->probs) std::copy_n(node->probs + index * n, n, row->probs);
+  if (node->numcases) row->experience = node->numcases[index];
+  if (node->determin) row->state = node->determin[index];
+  if (node->determinv) row->value = node->determinv[index];
   HeldValue& value = Hold(undo, HeldValue::ROW, nullptr);
   value.held = row;
   value.index = index;

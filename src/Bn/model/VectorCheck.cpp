@@ -29,7 +29,7 @@ unsigned ValidateVector(std::span<const float> probs) {
   bool hasProbability = false;
   for (const float p : probs) {
     if (p >= 0) {
-      sum += static_cast<double>(p);
+      sum += p;
       hasProbability = true;
       if (p > 1) flags |= VECTOR_ABOVE_ONE;
     } else if (p == IMPOS_PROB) {
@@ -74,12 +74,12 @@ RowForm NormalizeRow(float* row, int numstates, double* sum) {
   for (int k = numstates; k-- > 0;) {
     if (row[k] == UNDEF_PROB) return RowForm::Missing;
     if (row[k] == IMPOS_PROB) return RowForm::Impossible;
-    total += static_cast<double>(row[k]);
+    total += row[k];
   }
   if (total == 0) return RowForm::ZeroSum;
   *sum = total;
   const double scale = 1.0 / total;
-  for (int k = 0; k < numstates; k++) row[k] = static_cast<float>(static_cast<double>(row[k]) * scale);
+  for (int k = 0; k < numstates; ++k) row[k] = static_cast<float>(row[k] * scale);
   return RowForm::Fine;
 }
 

@@ -52,6 +52,7 @@ bool CheckElimOrder(net_bn net, nodelist_bn order) {
   return true;
 }
 
+// Kinds that a host may give a node.
 bool CheckKind(node_bn node, int kind) {
   if (!ApiCall::Basic()) return true;
   if (kind < 0 || kind > ADVERSARY_NODE) {
@@ -69,6 +70,7 @@ bool CheckKind(node_bn node, int kind) {
   return true;
 }
 
+// Of a discrete node the number of states is settled when it is made.
 bool CheckNumStates(node_bn node, int numstates) {
   if (!ApiCall::Basic()) return true;
   if (numstates < 0) {

@@ -24,6 +24,7 @@ bool CheckUpdating(int number, int updating) {
   return false;
 }
 
+// Any finite weight: negative ones unlearn.
 bool CheckDegree(int number, double degree) {
   if (!ApiCall::Basic() || (degree - degree == 0 && degree != UNDEF_DBL && std::fabs(degree) < INF_DBL)) return true;
   ReportError(number, "argument 'degree' is not a finite number (it is %g)", degree);

@@ -25,6 +25,7 @@ int Setting(int* field, int setting, int low, int high, const char* function, in
   return *field = setting;
 }
 
+// A setting of 0 or 1.
 int Flag(int environ_rec::*field, int setting, environ_ns env, const char* function, int number) {
   if (!ValidateEnviron(env, function)) return -1;
   return Setting(&(env->*field), setting, 0, 1, function, number);

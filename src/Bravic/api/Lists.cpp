@@ -17,6 +17,7 @@ constexpr int END_OF_LIST = INT_MAX;
 // Every list function allows NULL entries and repeated nodes.
 constexpr unsigned ANY_LIST = NetCall::ALLOW_NULLS | NetCall::ALLOW_DUPLICATES;
 
+// Whether the list is a host's own, as far as that can be told of one that may be damaged.
 bool CheckFreeable(nodelist_bn list) {
   if (IsLiveBlock(list) ? TagOf(list) != NODELIST_TAG : static_cast<void*>(list) == currentEnviron) {
     ReportError(-5110, "NULL passed for the nodelist_bn");

@@ -18,6 +18,7 @@ using namespace bravic;
 
 namespace {
 
+// A row to be set: given, and at the level of lists fit to be one.
 bool CheckVector(node_bn node, const statetype* parentstates, const float* probs) {
   if (ApiCall::Basic() && !probs) {
     ReportError(-5113, "NULL passed for probability vector");
@@ -32,11 +33,13 @@ bool CheckVector(node_bn node, const statetype* parentstates, const float* probs
   return false;
 }
 
+// What a double says of states: cut towards 0, within the range of int.
 int ToState(double value) {
   constexpr double MAX = std::numeric_limits<int>::max();
   return value >= -MAX ? static_cast<int>(std::min(value, MAX)) : -std::numeric_limits<int>::max();
 }
 
+// Of a discrete node the value is a state, of any other one a real number.
 bool CheckFunctionValue(node_bn node, double value) {
   if (!ApiCall::Basic()) return true;
   if (std::isnan(value)) {

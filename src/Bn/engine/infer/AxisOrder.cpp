@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "Bn/engine/CostModel.h"
 #include "Bn/engine/PassPlan.h"
 #include "Bn/engine/PassShape.h"
 
@@ -10,8 +11,7 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr double WORTH_A_SEARCH = 512;                     // entries
-constexpr double ENTRIES_PER_TRY = 400, MOST_TRIES = 400;  // so that trying costs little beside a pass
+constexpr double MOST_TRIES = 400;  // so that trying costs little beside a pass
 constexpr double CLEARLY_LESS = 0.999;
 
 class AxisOrderSearch {
@@ -66,7 +66,7 @@ Vector<int> AxisOrderSearch::SharedLast(const CliqueFacts& clique) {
 void AxisOrderSearch::SortVariables(int c) {
   CliqueFacts& clique = structure_.cliques[c];
   const int n = clique.variables.size();
-  int tries = static_cast<int>(std::min(MOST_TRIES, structure_.tree->cliques[c].size / ENTRIES_PER_TRY));
+  int tries = static_cast<int>(std::min(MOST_TRIES, structure_.tree->cliques[c].size / cost::ENTRIES_PER_AXIS_ORDER));
   Vector<int> best = clique.variables, order = SharedLast(clique);
   double bestCost = CostOf(clique, best);
   for (bool better = true; better && tries > 0;) {
@@ -109,7 +109,7 @@ void ChooseAxisOrders(Structure* structure) {
   AxisOrderSearch search(structure);
   for (int c : bySize) {
     CliqueFacts& clique = structure->cliques[c];
-    if (tree.cliques[c].size > WORTH_A_SEARCH) search.SortVariables(c);
+    if (tree.cliques[c].size > cost::AXIS_ORDER_WORTH_A_SEARCH) search.SortVariables(c);
     for (int k = 0; k < clique.variables.size(); ++k) axisOf[clique.variables[k]] = k;
     for (const Link& link : clique.links) {
       Vector<int>& members = structure->separators[link.separator].variables;

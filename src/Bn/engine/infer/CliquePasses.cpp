@@ -10,8 +10,6 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr double PLAIN_ENTRIES = 12;    // smaller passes go entry by entry,
-constexpr double PLAIN_AT_FIRST = 160;  // and these until they come again
 constexpr int MANY_PLANS_UP_TO = 2048;  // entries of cliques that keep many passes
 constexpr int MANY_PLANS = 16, FEW_PLANS = 4;
 constexpr int WORD_BITS = 64;
@@ -142,8 +140,8 @@ void CliquePasses::Prepare(const PassRequest& request, Prepared* pass) {
   if (request.ontoNodes) addTarget(request.nodes.nodes);
   pass->size = 1;
   for (int size : shape.sizes) pass->size *= size;
-  pass->runs = pass->size <= PLAIN_ENTRIES || !potentials_[request.clique].floats ? 0 : 1;
-  pass->isPlain = pass->size <= PLAIN_AT_FIRST;
+  pass->runs = pass->size <= cost::PLAIN_ALWAYS || !potentials_[request.clique].floats ? 0 : 1;
+  pass->isPlain = pass->size <= cost::PLAIN_AT_FIRST;
   if (!pass->isPlain) MakePlan(shape, &pass->plan);
 }
 

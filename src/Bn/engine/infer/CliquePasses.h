@@ -6,6 +6,7 @@
 // likelihoods are entered. The states themselves only move where tables begin.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "Bn/engine/PassPlan.h"
@@ -54,10 +55,10 @@ struct Sums {
 // What is to be known of the sums that a pass left in its targets.
 struct PassResult {
   double unscale = 1;   // by which they are to be multiplied
-  int floor = 0;        // products below 2^floor, before any lift, may be wrong
+  int floor = 0;        // products below 2^floor, but for the lift, may be wrong
   int lift = 0;         // the sums stand times 2^lift
   ProductRange range;   // of the products
-  double numTerms = 1;  // summed over all entries of a target
+  double numTerms = 1;  // that all sums on a target have together
 
   // What each sum on a target of that size may lack, see Range.h.
   int LostInSums(int targetSize, bool maximize) const {
@@ -96,7 +97,7 @@ class CliquePasses {
     int key = -1;
     Vector<int> outLinks;
     bool isPlain = false;  // entry by entry
-    int runs = 0;          // 0: it is not worth a plan ever
+    int runs = 0;          // from 1; 0 where a plan is never worth making
     double size = 1;       // entries passed over
     PassShape shape;
     PassPlan plan;

@@ -23,7 +23,7 @@ KeptTables::Table* KeptTables::PlaceFor(const TableKey& key) {
   if (places_.empty())
     places_.resize(std::clamp(std::bit_ceil(capacity_ / ENTRIES_PER_PLACE), FEWEST_PLACES, MOST_PLACES));
   const std::size_t numPlaces = places_.size();
-  for (std::size_t place = key.low % numPlaces;; place = (place + 1) % numPlaces)
+  for (std::size_t place = static_cast<std::size_t>(key.low) % numPlaces;; place = (place + 1) % numPlaces)
     if (places_[place].size == 0 || places_[place].key == key) return &places_[place];
 }
 

@@ -14,7 +14,7 @@ bool AllocateFloats(Block<float>* block, int entries) {
   return *block != nullptr;
 }
 
-Potentials::Potentials(const Structure& structure, NodeTables& tables, Mode& mode)
+Potentials::Potentials(const Structure& structure, NodeTables& tables, const Mode& mode)
     : structure_(structure),
       tables_(tables),
       mode_(mode),

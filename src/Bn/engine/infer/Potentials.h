@@ -31,7 +31,7 @@ struct Potential {
 
 class Potentials {
  public:
-  Potentials(const Structure& structure, NodeTables& tables, Mode& mode);
+  Potentials(const Structure& structure, NodeTables& tables, const Mode& mode);
 
   // Room for the clique's potential and for the tables of any; false without memory.
   bool Allocate(int clique);
@@ -62,7 +62,7 @@ class Potentials {
 
   const Structure& structure_;
   NodeTables& tables_;
-  Mode& mode_;
+  const Mode& mode_;
   Vector<Potential> potentials_;  // [clique]
   bool allocated_ = false, spreadsRounding_ = false;
   // Scratch.

@@ -45,9 +45,9 @@ class Question {
   const Mode& mode_;
   Relevance relevance_;
   Elimination elimination_;
-  // What questions have taken since the tree was last used, and when that should be thought about again; how much must
-  // have come together before.
-  double sinceTree_ = 0, lookAgain_ = 0, patience_ = 1;
+  double sinceTree_ = 0;         // what questions have cost since the tree was last used,
+  double lookAgain_ = 0;         //   and what that must come to before the tree is thought about again
+  double patience_ = 1;          // how many times the tree's cost must have been spent before it is brought up to date
   unsigned numCollections_ = 0;  // of the tree, when it was last looked at
   // Scratch.
   Vector<int> variableOf_;  // [node] its number in the elimination, if it has one

@@ -25,7 +25,8 @@ inline constexpr int PRODUCT_BITS = 16;
 // Whether sums hold, are all 0, or may be wrong for want of range.
 enum class Outcome { GOOD, ZERO, DOUBTFUL };
 
-// Of a table with entries up to 1.
+// Bounds on a table with entries up to 1. An entry lacks what it is too small by for want of range: low tells of
+// entries that are in danger, lost of what has happened to them. Rounding is no part of it.
 struct Range {
   int low = 0;         // no positive entry is below 2^low
   int lost = NO_LOSS;  // no entry lacks more than 2^lost
@@ -64,7 +65,10 @@ class ProductRange {
   }
 
  private:
-  int low_ = 0, lowOfLifted_ = 0, numLifted_ = 0, lost_ = NO_LOSS, numTables_ = 0, numLossy_ = 0;
+  int low_ = 0, lost_ = NO_LOSS;      // of the products
+  int numTables_ = 0, numLossy_ = 0;  // multiplied, and those of them that lack something
+  // Tables that floats hold only when they are lifted; one that they do not hold even so counts as two.
+  int numLifted_ = 0, lowOfLifted_ = 0;
 };
 
 // Whether sums, the largest of which is given, hold to far more digits than are answered.
