@@ -1,8 +1,6 @@
 #include "Basic/Random.h"
 
-#include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <limits>
 #include <utility>
@@ -17,8 +15,7 @@ constexpr std::int32_t M1 = 259200, A1 = 7141, C1 = 54773;
 constexpr std::int32_t M2 = 134456, A2 = 8121, C2 = 28411;
 constexpr std::int32_t M3 = 243000, A3 = 4561, C3 = 51349;
 constexpr double PER_M1 = 3.858024691358025e-6, PER_M2 = 7.437377283274826e-6;
-constexpr std::int32_t M = 714025, A = 1366, C = 150889;
-constexpr int PRODUCT_FITS_BELOW = 3000, INTEGER_DRAWS_BELOW = 32767;
+constexpr std::int32_t M = NUM_INTEGER_DRAWS, A = 1366, C = 150889;
 
 RandomState* libraryState = nullptr;
 
@@ -57,12 +54,6 @@ void StartIntegers(RandomState* state) {
   if (state->seed2 < 0) state->seed2 = -state->seed2;
   for (std::int32_t& entry : state->ir) entry = StepInteger(state);
   state->iy = StepInteger(state);
-}
-
-template <class T>
-void Subset(T* array, int length, int subsetSize) {
-  if (!BRAVIC_ASSERT_TEXT(0 <= subsetSize && subsetSize <= length, "0 <= subsetsize && subsetsize <= len")) return;
-  for (int i = 0; i < subsetSize; ++i) std::swap(array[i], array[i + UniformBelow(length - i)]);
 }
 
 }  // namespace
@@ -119,46 +110,6 @@ int DrawInteger() {
 
 double DrawUniform(double a, double b) {
   return a + (b - a) * static_cast<double>(DrawReal());
-}
-
-int UniformBelow(int n) {
-  if (n < INTEGER_DRAWS_BELOW) return UniformBelowByInteger(n);
-  return static_cast<int>(static_cast<double>(DrawReal()) * n);
-}
-
-int UniformBelowByInteger(int n) {
-  if (n < PRODUCT_FITS_BELOW) return DrawInteger() * n / M;
-  return static_cast<int>(static_cast<double>(DrawInteger()) * n / M);
-}
-
-double DrawExponential() {
-  return -std::log(static_cast<double>(DrawReal()));
-}
-
-void RandomSubset(int* array, int length, int subsetSize) {
-  Subset(array, length, subsetSize);
-}
-
-void RandomSubset(void** array, int length, int subsetSize) {
-  Subset(array, length, subsetSize);
-}
-
-char* RandomPattern(int length, int numOnes, char* buffer) {
-  if (!BRAVIC_ASSERT_TEXT(0 <= numOnes && numOnes <= length, "0 <= numones && numones <= len")) return nullptr;
-  if (!buffer) buffer = static_cast<char*>(Allocate(static_cast<std::size_t>(length)));
-  const bool mostlyOnes = numOnes >= length / 2;
-  std::memset(buffer, mostlyOnes, static_cast<std::size_t>(length));
-  int numExchanges = mostlyOnes ? length - numOnes : numOnes;
-  if (!BRAVIC_ASSERT_TEXT(0 <= numExchanges && numExchanges <= length, "0 <= numexchgs && numexchgs <= len")) {
-    return buffer;
-  }
-  while (numExchanges > 0) {
-    char& entry = buffer[UniformBelow(length)];
-    if (entry != static_cast<char>(mostlyOnes)) continue;
-    entry = static_cast<char>(!mostlyOnes);
-    --numExchanges;
-  }
-  return buffer;
 }
 
 void StartRandom() {

@@ -8,6 +8,7 @@
 namespace bravic {
 
 inline constexpr int RANDOM_TABLE_LEN = 97;
+inline constexpr int NUM_INTEGER_DRAWS = 714025;
 
 struct RandomState {
   std::int32_t seed1;  // of the real generator; negative: the next draw initialises it
@@ -24,21 +25,13 @@ RandomState* NewRandomState(int seed);  // a seed of 0 is the calendar time; mus
 void FreeRandomState(RandomState* state);
 void SeedRandomState(RandomState* state, int seed);
 float DrawReal(RandomState* state);   // in (0, 1)
-int DrawInteger(RandomState* state);  // 0 .. 714024
+int DrawInteger(RandomState* state);  // 0 .. NUM_INTEGER_DRAWS - 1
 
 // On the library's state.
 void SeedRandom(int seed);
 float DrawReal();
 int DrawInteger();
 double DrawUniform(double a, double b);  // [a, b)
-int UniformBelow(int n);                 // 0 .. n - 1, with real draws for n of 32767 and more
-int UniformBelowByInteger(int n);        // with integer draws for every n
-double DrawExponential();                // of mean 1
-// Puts a random selection of that many entries, in random order, at the front.
-void RandomSubset(int* array, int length, int subsetSize);
-void RandomSubset(void** array, int length, int subsetSize);
-// Exactly so many ones at random places; fills the buffer [length], or one that it allocates.
-char* RandomPattern(int length, int numOnes, char* buffer);
 
 void StartRandom();
 void StopRandom();

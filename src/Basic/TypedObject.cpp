@@ -93,6 +93,10 @@ std::size_t StoredSize(const void* object) {
   return size <= SMALLEST_STORED ? SMALLEST_STORED : size;
 }
 
+bool IsRecord(const void* object, int tag) {
+  return IsLiveBlock(object) && BlockSize(object) >= TypeDataSize(static_cast<TagWord>(tag)) && TagOf(object) == tag;
+}
+
 void* BoxDouble(double value) {
   char* box = static_cast<char*>(AllocateCleared(1, WORD + sizeof value));
   const TagWord word = DOUBLE_TAG;

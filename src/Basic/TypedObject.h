@@ -46,7 +46,9 @@ const char* TypeName(int tag);
 void* ObjectData(void* object);
 std::size_t TypeDataSize(TagWord word);      // 4 for an indirect object, else the size table's entry
 std::size_t StoredSize(const void* object);  // sizes below 5 count as 4
-void* BoxDouble(double value);               // owned by the caller; freed by Free
-void FreeObject_sy(void* object);            // any tagged object; NULL is ignored; -2089 for other tags
+// Whether the address is that of a live record of the type: a block with its tag, of its size at least.
+bool IsRecord(const void* object, int tag);
+void* BoxDouble(double value);     // owned by the caller; freed by Free
+void FreeObject_sy(void* object);  // any tagged object; NULL is ignored; -2089 for other tags
 
 }  // namespace bravic

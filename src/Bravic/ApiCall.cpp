@@ -2,8 +2,8 @@
 
 #include "Basic/Callback.h"
 #include "Basic/Errors.h"
-#include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
+#include "Basic/uncalled/FieldChecks.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {

@@ -1,7 +1,7 @@
 #include "Bravic/NetCall.h"
 
-#include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
+#include "Basic/TypedObject.h"
 #include "Bn/model/Consistency.h"
 #include "Bn/model/Members.h"
 #include "Bn/model/NodeNames.h"

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "Basic/Arrays.h"
-#include "Basic/FieldChecks.h"
 #include "Basic/SymbolTable.h"
 #include "Basic/TypedObject.h"
+#include "Basic/uncalled/Arrays.h"
+#include "Basic/uncalled/FieldChecks.h"
 #include "support/library.h"
 #include "support/random.h"
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Basic/Memory.h"
+#include "Basic/uncalled/RandomDraws.h"
 #include "support/library.h"
 
 namespace bravic::testing {

@@ -7,47 +7,41 @@
 namespace bravic {
 namespace {
 
-// The value of a row: its form, and the member that holds it.
-struct OwnValue {};
+// Rows of which only the value is known: its form, and the member that holds it.
+struct OwnValue {
+  template <class Record>
+  constexpr operator FieldRow<Record>() const {
+    return {};
+  }
+};
 constexpr OwnValue OWN;
 template <class Record>
-struct Value {
-  FieldForm form = FieldForm::Own;
-  char* Record::*text = nullptr;
-  int Record::*number = nullptr;
-  unsigned Record::*seconds = nullptr;
-  const char* const* words = nullptr;
-  int numWords = 0;
-};
-template <class Record>
-constexpr Value<Record> Text(char* Record::*text) {
+constexpr FieldRow<Record> Text(char* Record::*text) {
   return {.form = FieldForm::Text, .text = text};
 }
 template <class Record>
-constexpr Value<Record> Number(int Record::*number) {
+constexpr FieldRow<Record> Number(int Record::*number) {
   return {.form = FieldForm::Number, .number = number};
 }
 template <class Record>
-constexpr Value<Record> Seconds(unsigned Record::*seconds) {
+constexpr FieldRow<Record> Seconds(unsigned Record::*seconds) {
   return {.form = FieldForm::Seconds, .seconds = seconds};
 }
 template <class Record>
-constexpr Value<Record> Flag(int Record::*number) {
+constexpr FieldRow<Record> Flag(int Record::*number) {
   return {.form = FieldForm::Flag, .number = number};
 }
 template <class Record, int numWords>
-constexpr Value<Record> Word(int Record::*number, const char* const (&words)[numWords]) {
+constexpr FieldRow<Record> Word(int Record::*number, const char* const (&words)[numWords]) {
   return {.form = FieldForm::Word, .number = number, .words = words, .numWords = numWords};
 }
 
 template <class Record>
-constexpr FieldRow<Record> MakeRow(const char* name, const Value<Record>& value, int traits, UndoCode undo) {
-  return {name,        value.form,    static_cast<unsigned char>(traits), undo, value.text, value.number, value.seconds,
-          value.words, value.numWords};
-}
-template <class Record>
-constexpr FieldRow<Record> MakeRow(const char* name, OwnValue, int traits, UndoCode undo) {
-  return MakeRow<Record>(name, Value<Record>{}, traits, undo);
+constexpr FieldRow<Record> MakeRow(const char* name, FieldRow<Record> row, int traits, UndoCode undo) {
+  row.name = name;
+  row.traits = static_cast<unsigned char>(traits);
+  row.undo = undo;
+  return row;
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ enum FieldTrait : unsigned char {
 // A row of the table. Of the members the one that the form names is set.
 template <class Record>
 struct FieldRow {
-  const char* name;
+  const char* name = "";
   FieldForm form = FieldForm::Own;
   unsigned char traits = NO_TRAITS;
   UndoCode undo = UNDO_NONE;

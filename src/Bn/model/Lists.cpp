@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "Basic/Errors.h"
-#include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
+#include "Basic/TypedObject.h"
 
 namespace bravic {
 namespace {

@@ -1,5 +1,5 @@
-// Plain arrays whose length the owner holds and whose room the allocator knows: appending, searching sorted arrays,
-// sorting, and maps of values.
+// Without a caller in the library: plain arrays whose length the owner holds and whose room the allocator knows:
+// appending, searching sorted arrays, sorting, and maps of values.
 #pragma once
 
 #include <cstddef>

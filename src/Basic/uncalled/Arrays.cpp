@@ -1,4 +1,4 @@
-#include "Basic/Arrays.h"
+#include "Basic/uncalled/Arrays.h"
 
 #include <cstdint>
 #include <cstring>

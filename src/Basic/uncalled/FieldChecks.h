@@ -1,13 +1,10 @@
-// Range checks of the fields of stored objects, for readers of files and for integrity checks. A fault is reported;
-// in repair mode the field is also set to its default and the report marked as patched.
+// Without a caller in the library: range checks of the fields of stored objects, for readers of files and for integrity
+// checks. A fault is reported; in repair mode the field is also set to its default and the report marked as patched.
 #pragma once
 
 #include <cstddef>
 
 namespace bravic {
-
-// Whether the address is that of a live record of the type: a block with its tag, of its size at least.
-bool IsRecord(const void* object, int tag);
 
 // Which field a check is about; selects the name shown in its message.
 enum Field : int {

@@ -1,12 +1,10 @@
-#include "Basic/FieldChecks.h"
+#include "Basic/uncalled/FieldChecks.h"
 
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 
 #include "Basic/Errors.h"
-#include "Basic/Memory.h"
-#include "Basic/TypedObject.h"
 
 namespace bravic {
 namespace {
@@ -64,10 +62,6 @@ bool CheckRange(const FieldOwner& owner, T* value, const FieldRange<T>& range, c
 }
 
 }  // namespace
-
-bool IsRecord(const void* object, int tag) {
-  return IsLiveBlock(object) && BlockSize(object) >= TypeDataSize(static_cast<TagWord>(tag)) && TagOf(object) == tag;
-}
 
 const char* FieldName(int field) {
   return 0 <= field && field < NUM_FIELDS ? FIELD_NAMES[field] : "???";
