@@ -290,8 +290,7 @@ TEST_F(Learning, StopsWhenTheHostSaysSo) {
   SetProgressCallback_ns(nullptr, nullptr, env);
   SetWaitClock(nullptr);
   EXPECT_EQ(Experience(a), 2 + 3072);
-  EXPECT_EQ(Reports(),
-            "4 2191 CaseFileRevisesProbs_bn: Only 3072 cases were incorporated before action was halted (61%).\n\n");
+  EXPECT_EQ(Gist(), "4 2191 CaseFileRevisesProbs_bn 3072 61;");
 }
 
 TEST_F(Learning, FadesTowardTheBase) {

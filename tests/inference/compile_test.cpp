@@ -56,18 +56,14 @@ TEST_F(Compiling, KeepsTheTreeWhenATableChanges) {
   EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
   EXPECT_FALSE(IsBeliefUpdated_bn(Named(net, "smoke")));
   GetNodeBeliefs_bn(Named(net, "dysp"));
-  EXPECT_EQ(Reports(),
-            "5 2077 GetNodeBeliefs_bn: Can't update beliefs because network 'ChestClinic' hasn't been recently "
-            "compiled\n");
+  EXPECT_EQ(Gist(), "5 2077 GetNodeBeliefs_bn ChestClinic");
   CompileNet_bn(net.get());
   EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
   EXPECT_GT(Belief(net, "dysp", "yes"), before + 0.05f);
   EXPECT_NEAR(Belief(net, "bronc", "yes"), 0.9 * 0.6 + 0.1 * 0.3, 1e-6);
   DeleteNodeRelation_bn(Named(net, "smoke"));
   CompileNet_bn(net.get());
-  EXPECT_EQ(Reports(),
-            "5 2229 CompileNet_bn: Can't compile net 'ChestClinic', because node 'smoke' doesn't have a relation "
-            "table\n");
+  EXPECT_EQ(Gist(), "5 2229 CompileNet_bn ChestClinic smoke");
   EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
   DeleteLink_bn(0, Named(net, "bronc"));
   EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
@@ -146,9 +142,7 @@ class HaltedCompiling : public Compiling {
 TEST_F(HaltedCompiling, GoesOnWithTheOrderFoundSoFar) {
   Net net = ChestClinic(env);
   CompileHalting("Finding Elimination Order", net);
-  EXPECT_EQ(Reports(),
-            "4 2295 CompileNet_bn: Resulting elimination order will be poor because only 1 nodes of it were found "
-            "before action was halted.\n\n");
+  EXPECT_EQ(Gist(), "4 2295 CompileNet_bn 1;");
   EXPECT_EQ(Order(net), Names({"asia", "tub", "smoke", "lung", "either", "xray", "bronc", "dysp"}));
   EXPECT_NEAR(Belief(net, "dysp", "yes"), 0.4359706, 1e-6);
 }
@@ -166,8 +160,7 @@ TEST_F(Compiling, RefusesWhatIsNoBeliefNet) {
   Net net = ChestClinic(env);
   SetNodeKind_bn(Named(net, "smoke"), DECISION_NODE);
   CompileNet_bn(net.get());
-  EXPECT_EQ(Reports(),
-            "5 2007 CompileNet_bn: Can't compile net 'ChestClinic', because it has a decision node ('smoke')\n");
+  EXPECT_EQ(Gist(), "5 2007 CompileNet_bn ChestClinic smoke");
   EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
   SetNodeKind_bn(Named(net, "smoke"), NATURE_NODE);
   CompileNet_bn(net.get());
