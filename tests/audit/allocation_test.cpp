@@ -1,9 +1,6 @@
 // The n-th request to the heap fails, for every n, under every function that changes or makes something: the call is
 // either carried out or refused with everything as it was, and nothing leaks. In the second form the reserve stays
 // away after that failure, so that all later requests that may fail do.
-#include <gmock/gmock.h>
-
-#include <functional>
 
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"

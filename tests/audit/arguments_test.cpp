@@ -1,12 +1,5 @@
 // Every exported function with every kind of bad argument: the number reported, the neutral answer, nothing changed,
 // no memory kept and no name of a running function left behind, at each level of checking.
-#include <algorithm>
-#include <functional>
-#include <limits>
-#include <set>
-#include <sstream>
-#include <tuple>
-#include <utility>
 
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"

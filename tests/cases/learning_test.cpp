@@ -1,7 +1,4 @@
 // Learning from cases against a model that only counts.
-#include <cmath>
-#include <map>
-#include <numeric>
 
 #include "Win_Face/Interaction.h"
 #include "support/net_fixture.h"
@@ -25,7 +22,7 @@ class Counts {
         if (!hasTable || experience < 0) experience = NumStates(node) * BaseExperience_bn;
         for (int k = 0; k < NumStates(node); ++k) {
           const probtype* row = GetNodeProbs_bn(node, states);
-          counts.push_back(experience * (hasTable ? static_cast<double>(row[k]) : 1.0 / NumStates(node)));
+          counts.push_back(experience * (hasTable ? double(row[k]) : 1.0 / NumStates(node)));
         }
       });
     }
@@ -39,7 +36,7 @@ class Counts {
       family.push_back(node);
       for (node_bn member : family) {
         whole = whole && states.at(member) != MISSING;
-        at = at * static_cast<std::size_t>(NumStates(member)) + static_cast<std::size_t>(states.at(member));
+        at = at * std::size_t(NumStates(member)) + std::size_t(states.at(member));
       }
       if (whole) counts[at] += weight;
     }
@@ -128,7 +125,7 @@ TEST_F(Learning, AgreesWithCounting) {
     for (int f = 0; f < 2; ++f) {
       std::vector<node_bn> columns = nodes;
       for (std::size_t i = columns.size(); i > 1; --i)
-        std::swap(columns[i - 1], columns[static_cast<std::size_t>(random.Below(static_cast<int>(i)))]);
+        std::swap(columns[i - 1], columns[std::size_t(random.Below(int(i)))]);
       std::string text = INDICATOR + std::string(f ? "NumCases" : "IDnum");
       for (node_bn node : columns) text += "\t" + std::string(GetNodeName_bn(node));
       for (int i = 0; i < 200; ++i) {
@@ -151,11 +148,11 @@ TEST_F(Learning, AgreesWithCounting) {
       start.ExpectTables(1e-4);
     }
     for (const auto& [row, weight] : cases) counts.Learn(row, weight);
-    for (int f = 0; f < 2; ++f) LearnFile(paths[static_cast<std::size_t>(f)], listed, degrees[f]);
+    for (int f = 0; f < 2; ++f) LearnFile(paths[std::size_t(f)], listed, degrees[f]);
     counts.ExpectTables();
 
     // The same again, and a part of it case by case.
-    for (int f = 0; f < 2; ++f) LearnFile(paths[static_cast<std::size_t>(f)], listed, degrees[f]);
+    for (int f = 0; f < 2; ++f) LearnFile(paths[std::size_t(f)], listed, degrees[f]);
     for (const auto& [row, weight] : cases) counts.Learn(row, weight);
     for (std::size_t i = 0; i < 20; ++i) {
       RetractAllFindings_bn(net.get());

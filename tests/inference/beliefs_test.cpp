@@ -1,8 +1,4 @@
 // Beliefs and the probability of the findings on nets with known answers, and the most probable configuration.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
 
 #include "Bn/model/Records.h"
 #include "support/library.h"

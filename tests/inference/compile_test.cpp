@@ -1,8 +1,4 @@
 // Compiling: the junction tree and its report, what is refused, what a change keeps, elimination orders.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "Basic/Memory.h"
 #include "Win_Face/Interaction.h"
@@ -22,7 +18,7 @@ class Compiling : public LibraryTest {
     return names;
   }
   static void Uniform(node_bn node) {
-    std::vector<float> row(static_cast<std::size_t>(NumStates(node)), 1.0f / static_cast<float>(NumStates(node)));
+    std::vector<float> row(std::size_t(NumStates(node)), 1.0f / float(NumStates(node)));
     std::vector<statetype> every(Nodes(GetNodeParents_bn(node)).size() + 1, EVERY_STATE);
     SetNodeProbs_bn(node, every.data(), row.data());
   }
@@ -191,9 +187,9 @@ TEST_F(Compiling, RefusesACliqueTooLargeToHold) {
   for (int i = 0; i < 3; ++i) Uniform(NewNode_bn(nullptr, 1, net.get()));
   std::vector<node_bn> nodes = Nodes(net);
   for (int i = 0; i < 3; ++i) {
-    node_bn child = nodes[static_cast<std::size_t>(3 + i)];
-    AddLink_bn(nodes[static_cast<std::size_t>(i)], child);
-    AddLink_bn(nodes[static_cast<std::size_t>((i + 1) % 3)], child);
+    node_bn child = nodes[std::size_t(3 + i)];
+    AddLink_bn(nodes[std::size_t(i)], child);
+    AddLink_bn(nodes[std::size_t((i + 1) % 3)], child);
   }
   std::size_t used = MemoryUsed();
   CompileNet_bn(net.get());

@@ -1,8 +1,4 @@
 // Entering, accumulating, reading and retracting findings: what is refused, with which words, and what is kept.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 #include "Bn/model/Attributes.h"
 #include "support/library.h"

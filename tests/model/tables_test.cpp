@@ -50,8 +50,8 @@ struct PlainModel {
     });
   }
   Row OneHot(double state) const {
-    Row row(static_cast<std::size_t>(NumStates(node)), state < 0 ? UNDEF_PROB : 0.0f);
-    if (state >= 0) row[static_cast<std::size_t>(state)] = 1;
+    Row row(std::size_t(NumStates(node)), state < 0 ? UNDEF_PROB : 0.0f);
+    if (state >= 0) row[std::size_t(state)] = 1;
     return row;
   }
   void SetProbs(const States& states, const Row& row) {
@@ -142,7 +142,7 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
       ASSERT_EQ(UndoSequence(net.get()) != sequence, model.tables != before) << "one record exactly when it changed";
       if (model.tables != before) history.push_back({sequence, before});
       if (random.Chance(0.3) && !history.empty()) {
-        const auto [at, tables] = history[static_cast<std::size_t>(random.Below(static_cast<int>(history.size())))];
+        const auto [at, tables] = random.Pick(history);
         const PlainTables now = std::exchange(model.tables, tables);
         const int newest = UndoSequence(net.get());
         UndoTo(net.get(), at);
@@ -187,7 +187,7 @@ TEST_F(TablesTest, FunctionValuesBecomeStatesByLevels) {
     ASSERT_EQ(SetFunctionValue(node, nullptr, c.value), 0);
     EXPECT_EQ(RowOf(node, {}), c.row);
     EXPECT_EQ(Gist(), c.warning);
-    EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), static_cast<double>(c.value));
+    EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), double(c.value));
     DeleteNode_bn(node);
   }
 }

@@ -1,6 +1,5 @@
 // Damaged net files: whatever a file holds, reading it ends, leaves no memory behind, and a net that comes of it is
 // consistent.
-#include <algorithm>
 
 #include "Basic/Memory.h"
 #include "support/mutated.h"

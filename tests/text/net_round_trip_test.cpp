@@ -1,6 +1,5 @@
 // Writing and reading again loses nothing, and what is written then is byte for byte the same: nets made through the
 // interface, files of others, and files with every mix of statements, inherited ones included.
-#include <algorithm>
 
 #include "Basic/Text.h"
 #include "Bn/model/Tables.h"
@@ -15,7 +14,7 @@ namespace {
 std::string Tell(const bnode& node) {
   std::string told;
   const auto add = [&](const void* values, long long count) {
-    told.append(static_cast<const char*>(values), values ? static_cast<std::size_t>(count) * sizeof(float) : 0);
+    told.append(static_cast<const char*>(values), values ? std::size_t(count) * sizeof(float) : 0);
     told += '|';
   };
   const bool continuous = node.discrete == CONTINUOUS;
@@ -115,9 +114,7 @@ std::string RandomStatements(Random& random) {
   const double share = random.Chance(0.5) ? 0.5 : 0.2;
   for (const auto& [field, values] : CHOICES) {
     if (!random.Chance(share)) continue;
-    const std::string statement = std::string(field) + " = " +
-                                  values[static_cast<std::size_t>(random.Below(static_cast<int>(values.size())))] +
-                                  "; ";
+    const std::string statement = std::string(field) + " = " + random.Pick(values) + "; ";
     random.Chance(0.05) ? statements.insert(0, statement) : statements += statement;
   }
   return statements;

@@ -1,7 +1,4 @@
 // Saving over an old file: whatever fails, the old file stays byte for byte and the report says what happened.
-#include <gmock/gmock.h>
-
-#include <filesystem>
 
 #include "Basic/OutputChannel.h"
 #include "Bn/files/NetWriter.h"

@@ -1,8 +1,4 @@
 // What WriteNet_bn writes: a text laid out by hand, and nets of every kind that must come back as they were.
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <functional>
 
 #include "Basic/Text.h"
 #include "Bn/files/NetWriter.h"
@@ -181,7 +177,7 @@ TEST_F(NetWriterTest, BeliefsAreThoseOfTheFindings) {
   std::string text = Written(net);
   EXPECT_EQ(text.find("\tbelief"), text.rfind("\tbelief")) << "more than that of xray";
   char belief[64];
-  std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", static_cast<double>(Belief(net, "tub", "yes")));
+  std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", double(Belief(net, "tub", "yes")));
   text = Written(net);
   EXPECT_THAT(text, ::testing::HasSubstr(belief));
   EXPECT_THAT(text, ::testing::HasSubstr("\tevidence = yes;\n\tbelief = (1, 0);\n"));
