@@ -5,7 +5,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "Basic/ApiCall.h"
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
@@ -253,8 +252,6 @@ report_ns OldestError(environ_ns env, int danger, report_ns after) {
   return OldestPlain(main, danger);
 }
 
-namespace {
-
 void ClearErrors(environ_ns env, int danger) {
   report_ns main = env->errs;
   if (!main) return;
@@ -264,8 +261,6 @@ void ClearErrors(environ_ns env, int danger) {
     ClearDangers(main, danger);
   }
 }
-
-}  // namespace
 
 void ClearReport(report_ns report) {
   report_ns group = report->group;
@@ -286,8 +281,6 @@ void ClearReport(report_ns report) {
   FreeReport(report);
 }
 
-namespace {
-
 const char* MessageWithFunction(report_ns report) {
   if (!report->function) return OrEmpty(report->mesg);
   if (report->mesg && StartsWithNoCase(report->mesg, report->function)) return report->mesg;
@@ -300,8 +293,6 @@ const char* MessageWithFunction(report_ns report) {
   Free(report->mesg);
   return report->mesg = rebuilt;
 }
-
-}  // namespace
 
 #define REPORT_WITH(number, danger, display, format)                            \
   std::va_list arguments;                                                       \
@@ -498,10 +489,9 @@ void StopErrors(environ_ns env) {
   env->errs = env->currentGroup = nullptr;
 }
 
-// A host's own text, which may be missing; NULL for one that is too long.
-static report_ns ReportText(int number, int danger, const char* mesg) {
-  if (mesg && !BRAVIC_ASSERT_TEXT(std::strlen(mesg) < MAX_ERR_LEN, "nch < MAX_ERR_LEN")) return nullptr;
-  return PostRecord(number, danger, DIALOG_DISPLAY, mesg);
+report_ns ReportText(int number, int danger, const char* text) {
+  if (text && !BRAVIC_ASSERT_TEXT(std::strlen(text) < MAX_ERR_LEN, "nch < MAX_ERR_LEN")) return nullptr;
+  return PostRecord(number, danger, DIALOG_DISPLAY, text);
 }
 
 void SetDisplayHooks(ShowMessageHook show, InternalErrorHook internal) {
@@ -510,67 +500,3 @@ void SetDisplayHooks(ShowMessageHook show, InternalErrorHook internal) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-namespace {
-
-constexpr int MAX_CLIENT_NUMBER = 999;
-
-bool DangerInRange(int number, int danger) {
-  if (!ApiCall::Basic() || (NOTHING_ERR <= danger && danger <= INTERNAL_ERR)) return true;
-  ReportError(number, "argument 'danger' is %d, but should be between 0 and %d inclusive", danger, int{INTERNAL_ERR});
-  return false;
-}
-
-bool ClientNumberInRange(int number) {
-  if (!ApiCall::Basic() || (0 <= number && number <= MAX_CLIENT_NUMBER)) return true;
-  ReportError(-5563, "argument 'number' is %d, but should be between 0 and %d inclusive", number, MAX_CLIENT_NUMBER);
-  return false;
-}
-
-}  // namespace
-
-report_ns BRAVIC_CALL GetError_ns(environ_ns env, int danger, report_ns after) {
-  ApiCall call("GetError_ns", ApiCall::InCallback::Allowed);
-  if (!call.Check(env) || !DangerInRange(-5534, danger) || (after && !call.Check(after))) return nullptr;
-  return OldestError(env, danger, after);
-}
-
-void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger) {
-  ApiCall call("ClearErrors_ns", ApiCall::InCallback::Allowed);
-  if (!call.Check(env) || !DangerInRange(-5535, danger)) return;
-  ClearErrors(env, danger);
-}
-
-void BRAVIC_CALL ClearError_ns(report_ns error) {
-  ApiCall call("ClearError_ns", ApiCall::InCallback::Allowed);
-  if (!error || !call.Check(error)) return;
-  ClearReport(error);
-}
-
-report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char* mesg) {
-  ApiCall call("ReportError_ns", ApiCall::InCallback::Allowed);
-  if (!call.Check(env) || !ClientNumberInRange(number) || !DangerInRange(-5563, danger)) return nullptr;
-  return ReportText(-number, danger, mesg);
-}
-
-int BRAVIC_CALL ErrorNumber_ns(report_ns error) {
-  ApiCall call("ErrorNumber_ns", ApiCall::InCallback::Allowed);
-  if (!error || !call.Check(error)) return 0;
-  return error->number < 0 ? -error->number : error->number;
-}
-
-const char* BRAVIC_CALL ErrorMessage_ns(report_ns error) {
-  ApiCall call("ErrorMessage_ns", ApiCall::InCallback::Allowed);
-  if (!error) return "";
-  if (!call.Check(error)) return "error";
-  return MessageWithFunction(error);
-}
-
-int BRAVIC_CALL ErrorDanger_ns(report_ns error) {
-  ApiCall call("ErrorDanger_ns", ApiCall::InCallback::Allowed);
-  if (!error) call.LeaveNameSet();
-  if (!error || !call.Check(error)) return FALSE_ALERT;
-  return error->danger;
-}

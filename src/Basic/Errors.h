@@ -47,6 +47,8 @@ report_ns ReportSilentError(int number, const char* format, ...) BRAVIC_PRINTF(2
 report_ns ReportWarning(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);      // danger 4, displayed
 report_ns ReportNotice(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);       // danger 3, with sound
 report_ns ReportDanger(int number, int danger, int display, const char* format, ...) BRAVIC_PRINTF(4, 5);
+// A text of the host's own, as it stands, which may be missing; NULL for one that is too long.
+report_ns ReportText(int number, int danger, const char* text);
 // Danger 6; also shown by the interaction layer. Answers what the prompt decided: 0 proceed, 1 skip.
 int ReportInternal(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);
 
@@ -83,8 +85,11 @@ bool HasErrorSince(environ_ns env, report_ns newest, int danger);
 report_ns OldestError(environ_ns env, int danger, report_ns after);
 report_ns NewestError(environ_ns env, int danger, report_ns after);
 void ShowOutstandingErrors(environ_ns env);
-void FreeReport(report_ns report);   // never a permanent record; not one of a group
-void ClearReport(report_ns report);  // out of its group and freed; the main group is emptied
+void FreeReport(report_ns report);             // never a permanent record; not one of a group
+void ClearReport(report_ns report);            // out of its group and freed; the main group is emptied
+void ClearErrors(environ_ns env, int danger);  // every record of at most that danger
+// The message headed by the name of the function that was running; belongs to the record.
+const char* MessageWithFunction(report_ns report);
 report_ns FromResultCode(int code);  // NULL for 0, else the permanent "Error occurred"
 
 void StartErrors(environ_ns env);

@@ -7,7 +7,6 @@
 #include <limits>
 #include <utility>
 
-#include "Basic/ApiCall.h"
 #include "Basic/Errors.h"
 #include "Basic/Memory.h"
 
@@ -172,12 +171,3 @@ void StopRandom() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env) {
-  ApiCall call("SeedRandom_ns");
-  if (!call.HasReserve(-5250) || !call.Check(env)) return -1;
-  SeedRandom(seed);
-  return 0;
-}

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "Basic/Random.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/Changes.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/FileSpec.h"
@@ -18,8 +18,8 @@ struct Module {
 };
 
 constexpr Module MODULES[] = {
-    {nullptr, FreeAllFileSpecs}, {StartRandom, StopRandom}, {StartModel, StopModel},
-    {nullptr, StopTables},       {StartCompile, nullptr},
+    {nullptr, FreeAllFileSpecs}, {StartRandom, StopRandom},  {StartModel, StopModel},
+    {nullptr, StopTables},       {ListenToChanges, nullptr},
 };
 
 }  // namespace

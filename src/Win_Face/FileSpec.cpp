@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "Basic/ApiCall.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
 
@@ -13,15 +12,14 @@ filespec_ns allSpecs = nullptr;
 
 constexpr std::size_t MAX_FILE_NAME = 4095;
 
-// Why a name cannot be a file's, to follow "it"; NULL for a name that can.
-const char* NameFault(const char* name) {
+}  // namespace
+
+const char* FileNameFault(const char* name) {
   if (!name) return "is missing";
   if (!*name) return "is empty (contains no characters)";
   if (std::strlen(name) > MAX_FILE_NAME) return "is too long";
   return nullptr;
 }
-
-}  // namespace
 
 filespec_ns NewFileSpec(const char* name) {
   auto* file = static_cast<filespec_ns>(AllocateCleared(1, sizeof(filespec_rec)));
@@ -49,21 +47,3 @@ void FreeAllFileSpecs() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-filespec_ns BRAVIC_CALL FileNamed_ns(const char* name, environ_ns env) {
-  ApiCall call("FileNamed_ns");
-  if (!call.HasReserve(-5134)) return nullptr;
-  if (const char* fault = NameFault(name)) {
-    ReportError(-5537, "bad file name passed; it %s", fault);
-    return nullptr;
-  }
-  if (!call.Check(env)) return nullptr;
-  return NewFileSpec(name);
-}
-
-void BRAVIC_CALL FreeFileSpec_ns(filespec_ns file) {
-  ApiCall call("FreeFileSpec_ns");
-  if (file && call.Check(file)) FreeFileSpec(file);
-}

@@ -18,6 +18,8 @@ struct filespec_rec {
 
 namespace bravic {
 
+// Why a name cannot be a file's, to follow "it"; NULL for a name that can.
+const char* FileNameFault(const char* name);
 filespec_ns NewFileSpec(const char* name);
 void FreeFileSpec(filespec_ns file);
 void FreeAllFileSpecs();

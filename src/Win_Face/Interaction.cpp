@@ -5,7 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "Basic/ApiCall.h"
+#include "Basic/Callback.h"
+#include "Basic/Environ.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
 #include "Win_Face/Platform.h"
@@ -39,10 +40,6 @@ unsigned numHalts = 0;
 long (*waitClock)() = CalendarSeconds;
 progress_ns hostProgress = nullptr;
 void* hostData = nullptr;
-
-bool MayInteract() {
-  return currentEnviron && currentEnviron->hasUserInteraction == 1;
-}
 
 void Indent(int level) {
   for (int i = 0; i < level; ++i) PrintToUser("  ");
@@ -124,6 +121,10 @@ int ShowInternalError(int number, const char* text) {
 }
 
 }  // namespace
+
+bool MayInteract() {
+  return currentEnviron && currentEnviron->hasUserInteraction == 1;
+}
 
 Wait* StartWait(Showing showing, double estimatedSeconds, const char* format, ...) {
   auto* wait = static_cast<Wait*>(AllocateCleared(1, sizeof(Wait)));
@@ -254,6 +255,11 @@ int* ProgressSetting() {
   return &showProgress;
 }
 
+void SetHostProgress(progress_ns report, void* data) {
+  hostProgress = report;
+  hostData = data;
+}
+
 void StartInteraction() {
   SetDisplayHooks(ShowMessage, ShowInternalError);
 }
@@ -270,12 +276,3 @@ void StopInteraction() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL SetProgressCallback_ns(progress_ns report, void* data, environ_ns env) {
-  ApiCall call("SetProgressCallback_ns");
-  if (!call.Check(env)) return;
-  hostProgress = report;
-  hostData = data;
-}

@@ -66,6 +66,7 @@ class LongWork {
   std::optional<WaitScope> wait_;
 };
 
+bool MayInteract();  // whether there is a person to print to and to ask
 bool AskYesNo(bool byDefault, const char* format, ...) BRAVIC_PRINTF(2, 3);
 void PrintToUser(const char* format, ...) BRAVIC_PRINTF(1, 2);
 bool UserAborts();
@@ -74,6 +75,8 @@ void Delay(double seconds);
 void SetWaitClock(long (*clock)());
 // Whether progress is printed, 0 or 1. Lines appear only where the environment allows user interaction as well.
 int* ProgressSetting();
+// The host's progress function, NULL for none, and what is handed to it.
+void SetHostProgress(progress_ns report, void* data);
 void StartInteraction();
 void StopInteraction();
 

@@ -2,6 +2,7 @@
 // for bit.
 #include "Bn/engine/Pass.h"
 
+#include "Bn/engine/PlainPass.h"
 #include "support/random.h"
 #include "support/test.h"
 

@@ -16,26 +16,23 @@ class ChecksTest : public NetTest {
     NetTest::SetUp();
     net = ChestClinic(env);
   }
-  std::string Verdict(Purpose purpose, int mode, bool wrap = false) {
-    const nodelist_rec& nodes = OrderedNodes(net.get());
-    const Failure failure = CheckReadiness(Entries(nodes), wrap, purpose, mode, wrap ? net.get() : nullptr);
+  std::string Verdict(Purpose purpose, Extent extent) {
+    const Failure failure = CheckFitness(Entries(OrderedNodes(net.get())), purpose, extent);
     return failure ? std::to_string(failure->number) + " " + failure->mesg : "";
   }
 };
 
-TEST_F(ChecksTest, AFitNetPassesInEveryMode) {
-  for (int mode : {0, 1, 2}) {
-    EXPECT_EQ(Verdict(Purpose::Compile, mode), "");
-    EXPECT_EQ(Verdict(Purpose::Optimize, mode), "");
-  }
+TEST_F(ChecksTest, AFitNetPasses) {
+  EXPECT_EQ(Verdict(Purpose::Compile, Extent::Tables), "");
+  EXPECT_EQ(Verdict(Purpose::Optimize, Extent::Tables), "");
   net = Chain(env, 20000, 2);  // searched without recursion
-  EXPECT_EQ(Verdict(Purpose::Compile, 0), "");
+  EXPECT_EQ(Verdict(Purpose::Compile, Extent::Tables), "");
 }
 
 TEST_F(ChecksTest, FaultsByTheirNumbers) {
   struct Case {
     std::function<void()> damage;
-    std::string structure, compile, optimize;  // verdicts in mode 2, and in mode 0 for both purposes
+    std::string structure, compile, optimize;  // verdicts on the structure, and on all for both purposes
   };
   const std::string same = "same";
   const std::vector<float> missing = {UNDEF_PROB, 0.5f};
@@ -58,11 +55,11 @@ TEST_F(ChecksTest, FaultsByTheirNumbers) {
     c.damage();
     Reports(0);
     SCOPED_TRACE(c.structure + c.compile);
-    all += Verdict(Purpose::Compile, 0) + "\n";
+    all += Verdict(Purpose::Compile, Extent::Tables) + "\n";
     const std::string compile = c.compile == same ? c.structure : c.compile;
-    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, 2)), c.structure);
-    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, 0)), compile);
-    EXPECT_EQ(GistOf(Verdict(Purpose::Optimize, 0)), c.optimize == same ? compile : c.optimize);
+    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, Extent::Structure)), c.structure);
+    EXPECT_EQ(GistOf(Verdict(Purpose::Compile, Extent::Tables)), compile);
+    EXPECT_EQ(GistOf(Verdict(Purpose::Optimize, Extent::Tables)), c.optimize == same ? compile : c.optimize);
   }
   for (const char* said :
        {"(containing link xray -> xray)", "(e.g., missing either=no, bronc=yes)", "(e.g., missing its only row)"}) {
@@ -72,32 +69,12 @@ TEST_F(ChecksTest, FaultsByTheirNumbers) {
 
 TEST_F(ChecksTest, AParentLeftOutAndTheWrappedText) {
   node_bn lung = Named(net, "lung");
-  const Failure failure = CheckReadiness({&lung, 1}, true, Purpose::Optimize, 2, nullptr);
+  const Failure failure = CheckReadiness({&lung, 1}, Purpose::Optimize, Extent::Structure, net.get());
   ASSERT_TRUE(failure);
-  EXPECT_STREQ(failure->mesg,
-               "can't optimize net, because node 'smoke' (a parent of node lung) is not included in the net");
-  DeleteNodeRelation_bn(lung);
-  EXPECT_EQ(Verdict(Purpose::Compile, 0, true), std::string("-2229 can't compile net '") + GetNetName_bn(net.get()) +
-                                                    "', because node 'lung' doesn't have a relation table");
+  EXPECT_EQ(failure->mesg, std::string("can't optimize net '") + GetNetName_bn(net.get()) +
+                               "', because node 'smoke' (a parent of node lung) is not included in the net");
 }
 
-TEST_F(ChecksTest, AUserMayPassAnIncompleteTable) {
-  DeleteNodeRelation_bn(Named(net, "asia"));
-  DeleteNodeRelation_bn(Named(net, "xray"));
-  HasUserInteraction_ns(1, env);
-  for (const char* typed : {"y", "n"}) {
-    Type(typed);
-    ::testing::internal::CaptureStdout();
-    EXPECT_EQ(Verdict(Purpose::Compile, 1), *typed == 'y' ? "" : "-2229 node 'asia' doesn't have a relation table");
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "Won't be able to finish compiling, because node 'asia' doesn't have a complete probability table.  "
-              "Continue (yes/NO)? ");
-  }
-  HasUserInteraction_ns(0, env);
-  EXPECT_EQ(Verdict(Purpose::Compile, 1), "-2229 node 'asia' doesn't have a relation table");
-}
-
-// Each damage is mended again, so that the net can be freed.
 TEST_F(ChecksTest, DamagedRecordsAreNoticed) {
   node_bn dysp = Named(net, "dysp"), bronc = Named(net, "bronc");
   struct Case {

@@ -2,48 +2,29 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <limits>
-#include <optional>
-#include <utility>
 
-#include "Bn/compiled/Compile.h"
-#include "Bn/model/NetCall.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
+namespace {
 
-float* BeliefVector(node_bn node) {
-  std::size_t nbytes = static_cast<std::size_t>(node->numstates) * sizeof(float);
-  if (!node->belief || BlockSize(node->belief) < nbytes) {
-    Free(node->belief);
-    node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(std::max(node->numstates, 1)),  //
-                                                       sizeof(float)));
-    node->beliefStamp = 0;
-  }
-  return node->belief;
-}
-
-void SetUnitBelief(node_bn node, statetype state) {
-  float* belief = BeliefVector(node);
-  std::fill_n(belief, node->numstates, 0.0f);
-  belief[state] = 1;
-}
-
+// The state of largest belief, the first of equals; ties: how many others equal it.
 statetype LargestState(const float* belief, int numstates, int* ties) {
   statetype best = 0;
   for (statetype s = 1; s < numstates; ++s) {
     if (belief[s] > belief[best]) best = s;
   }
-  *ties = static_cast<int>(std::count(belief, belief + numstates, belief[best])) - 1;
+  *ties = -1;
+  for (statetype s = 0; s < numstates; ++s) *ties += belief[s] == belief[best];
   return best;
 }
 
 // The probability of the configuration in which each node has its state39, by the nodes' tables; a marker when one
 // of the entries is a marker.
-static double ConfigurationProbability(net_bn net) {
+double ConfigurationProbability(net_bn net) {
   double product = 1;
   Vector<statetype> states;
   for (node_bn node : OrderedNodes(net)) {
@@ -57,7 +38,8 @@ static double ConfigurationProbability(net_bn net) {
   return product;
 }
 
-static void PrintMostProbable(net_bn net) {
+// Where the largest belief of every node is unique, these states are the most probable configuration.
+void PrintMostProbable(net_bn net) {
   int allTies = 0;
   for (node_bn node : OrderedNodes(net)) {
     if (node->kind == ASSUME_NODE) continue;
@@ -72,104 +54,50 @@ static void PrintMostProbable(net_bn net) {
     return;
   }
   double probability = ConfigurationProbability(net);
-  if (probability == static_cast<double>(IMPOS_PROB)) {
+  if (probability == IMPOS_PROB) {
     PrintToUser("The most probable configuration is one for which an \"impossible\" (x) probability was declared.\n");
-  } else if (probability == static_cast<double>(UNDEF_PROB)) {
+  } else if (probability == UNDEF_PROB) {
     PrintToUser("The most probable configuration is one for which not all probabilities were defined.\n");
   } else {
     PrintToUser("The probability of the most probable configuration is %g %%.\n", 100 * probability);
   }
 }
 
-// From here on every update has to apply the findings again, so that each reports what this one did.
-static void MarkContradicted(net_bn net) {
+// Of an update that found the probability of the findings; before: the logarithm of what it was.
+void PrintAccount(net_bn net, double before) {
+  if (net->findmpe) {
+    PrintMostProbable(net);
+  } else {
+    PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
+                100 * std::exp(net->compiled->logProbability - before), 100 * net->caseprob);
+  }
+}
+
+// The findings contradict each other: every update from here on applies them again, and so reports the same.
+void MarkContradicted(net_bn net) {
   net->findingsApplied = net->beliefsCurrent = false;
 }
 
-// Whether a host that has read so many beliefs is likely to read most of them, or has made them dearer one by one than
-// one sweep over the tree.
-static bool WorthAll(const CompiledNet& compiled) {
-  int n = compiled.nodes.size();
-  return compiled.numRead > n / 4 || compiled.numReadBefore > n / 2 || compiled.inference->SweepPays();
-}
-
-// A question to the engine, which may take long. sweeps: how often it passes over the tree.
-template <class Question>
-static engine::Status AskEngine(CompiledNet& compiled, int sweeps, Showing showing, Question question) {
-  std::optional<WaitScope> wait;  // begun where it is worth one
-  const auto progress = [&wait, showing](double fraction) {
-    if (!wait) wait.emplace("Updating beliefs", showing);
-    return wait->Progress(fraction);
-  };
-  compiled.inference->StartLong(std::ref(progress), sweeps);
-  const engine::Status status = question();
-  return compiled.inference->FinishLong() ? engine::Status::Halted : status;
-}
-
-static engine::Status Propagate(CompiledNet& compiled, Showing showing) {
-  return AskEngine(compiled, 1, showing, [&] { return compiled.inference->Propagate(); });
-}
-
-// The node's belief, or all of them.
-static engine::Status ComputeBelief(CompiledNet& compiled, node_bn node, int i) {
-  unsigned long long stamp = compiled.inference->Stamp();
-  if (compiled.readStamp != stamp) {
-    compiled.readStamp = stamp;
-    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
-    compiled.allKnown = false;
-  }
-  ++compiled.numRead;
-  if (!compiled.allKnown && WorthAll(compiled)) {
-    // What is right already stays as it is, whatever becomes of the rest.
-    const auto place = [&](int other) -> float* {
-      node_bn to = compiled.nodes[other];
-      return to->kind == NATURE_NODE && to->beliefStamp != stamp ? BeliefVector(to) : nullptr;
-    };
-    engine::Status status =
-        AskEngine(compiled, 2, Showing::Never, [&] { return compiled.inference->AllBeliefs(place); });
-    compiled.allKnown = status == engine::Status::Done;
-    if (!compiled.allKnown && status != engine::Status::Vanished) return status;
-  }
-  if (compiled.allKnown) return engine::Status::Done;
-  const std::span<float> belief(BeliefVector(node), static_cast<std::size_t>(node->numstates));
-  return AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Belief(i, belief); });
-}
-
-// The engine's probability of the findings that it has been given.
-static void TakeProbability(net_bn net) {
-  CompiledNet& compiled = *net->compiled;
-  compiled.logProbability = compiled.inference->LogProbability();
-  // 0 is kept for a contradiction.
-  net->caseprob = std::max(compiled.inference->Probability(), std::numeric_limits<double>::min());
-  compiled.probabilityKnown = true;
-}
-
-// Hands the findings over, so that the engine can be asked.
-static bool PrepareUpdate(net_bn net, bool printing) {
+// Hands the findings over, so that the engine can be asked. False with an error posted.
+bool PrepareUpdate(net_bn net, Account account) {
   if (!net->potentialsMade) {
     ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
     return false;
   }
-  CompiledNet& compiled = *net->compiled;
   if (!net->findingsApplied) {
-    net->caseprob = 1.0;
-    compiled.logProbability = 0;
-    compiled.probabilityKnown = true;
+    ResetProbability(net);
     net->findingsApplied = true;
   }
   // What the new findings are compared with, where nobody has asked for it yet.
   engine::Status before = engine::Status::Done;
-  if (printing && !compiled.probabilityKnown) {
-    before = Propagate(compiled, Showing::Always);
-    if (before == engine::Status::Done) TakeProbability(net);
-  }
+  if (account == Account::ToUser && !net->compiled->probabilityKnown) before = FindProbability(net, Showing::Always);
   HandOverFindings(net);
-  compiled.inference->SetMaximize(net->findmpe != 0);
   if (before == engine::Status::Halted) Post(FailHalted());
   return before != engine::Status::Halted;
 }
 
-static int FinishUpdate(net_bn net, engine::Status status) {
+// What the answer of the engine means for the net: an UpdateResult, those below 0 with an error posted.
+int FinishUpdate(net_bn net, engine::Status status) {
   switch (status) {
     case engine::Status::Done:
       net->beliefsCurrent = true;
@@ -196,32 +124,35 @@ static int FinishUpdate(net_bn net, engine::Status status) {
   }
 }
 
-int UpdateBeliefs(net_bn net, bool printing) {
+// Makes caseprob and its logarithm those of all findings.
+int UpdateProbability(net_bn net) {
+  const int result = UpdateBeliefs(net, Account::None);
+  if (result != BELIEFS_UPDATED || net->compiled->probabilityKnown) return result;
+  return FinishUpdate(net, FindProbability(net, Showing::Never));
+}
+
+}  // namespace
+
+int UpdateBeliefs(net_bn net, Account account) {
   if (net->beliefsCurrent) return BELIEFS_UPDATED;
-  printing = printing && UserOutput();
-  if (!PrepareUpdate(net, printing)) return BELIEFS_FAILED;
+  if (!MayInteract()) account = Account::None;
+  if (!PrepareUpdate(net, account)) return BELIEFS_FAILED;
   CompiledNet& compiled = *net->compiled;
-  int result =
-      FinishUpdate(net, printing ? Propagate(compiled, Showing::Always)
-                                 : AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); }));
-  if (result != BELIEFS_UPDATED) return result;
-  double before = compiled.logProbability;
-  compiled.probabilityKnown = false;
-  if (!printing) return result;
-  TakeProbability(net);
-  if (net->findmpe) {
-    PrintMostProbable(net);
-  } else {
-    PrintToUser("Probability of new evidence = %g %%, of all evidence = %g %%.\n",
-                100 * std::exp(compiled.logProbability - before), 100 * net->caseprob);
+  const double before = compiled.logProbability;
+  if (account == Account::None) {
+    const int result = FinishUpdate(net, CheckFindings(compiled));
+    if (result == BELIEFS_UPDATED) compiled.probabilityKnown = false;
+    return result;
   }
+  const int result = FinishUpdate(net, FindProbability(net, Showing::Always));
+  if (result == BELIEFS_UPDATED) PrintAccount(net, before);
   return result;
 }
 
 void AutoUpdate(net_bn net) {
   if (!net->autoupdate || net->beliefsCurrent || IsTakingBack()) return;
   if (net->potentialsMade) {
-    UpdateBeliefs(net, true);
+    UpdateBeliefs(net, Account::ToUser);
   } else {
     ReportNotice(-2135, "can't update beliefs, because network '%s' hasn't been recently compiled", net->name);
   }
@@ -229,34 +160,18 @@ void AutoUpdate(net_bn net) {
 
 const float* CurrentBelief(node_bn node) {
   net_bn net = node->innet;
-  int i = CompiledIndex(*node);
-  if (i < 0 || node->kind != NATURE_NODE) {
-    UpdateBeliefs(net, false);
+  if (CompiledIndex(*node) < 0 || node->kind != NATURE_NODE) {
+    // It has no belief; what is wrong with the net or its findings is reported all the same.
+    UpdateBeliefs(net, Account::None);
     return nullptr;
   }
-  if (net->beliefsCurrent && node->beliefStamp == net->compiled->inference->Stamp()) return node->belief;
+  if (HasBelief(*node)) return node->belief;
   if (!net->beliefsCurrent) {
-    if (!PrepareUpdate(net, false)) return nullptr;
+    if (!PrepareUpdate(net, Account::None)) return nullptr;
+    // A belief may be found without the probability of the findings.
     net->compiled->probabilityKnown = false;
   }
-  CompiledNet& compiled = *net->compiled;
-  if (FinishUpdate(net, ComputeBelief(compiled, node, i)) != BELIEFS_UPDATED) return nullptr;
-  // A probability too small for a normal float would read as possible and yet have lost its digits.
-  for (int s = 0; s < node->numstates; ++s) {
-    if (node->belief[s] < std::numeric_limits<float>::min()) node->belief[s] = 0;
-  }
-  node->beliefStamp = compiled.inference->Stamp();
-  return node->belief;
-}
-
-// Makes caseprob and its logarithm those of all findings.
-static int UpdateProbability(net_bn net) {
-  int result = UpdateBeliefs(net, false);
-  if (result == BELIEFS_UPDATED && !net->compiled->probabilityKnown) {
-    result = FinishUpdate(net, Propagate(*net->compiled, Showing::Never));
-    if (result == BELIEFS_UPDATED) TakeProbability(net);
-  }
-  return result;
+  return FinishUpdate(net, FindBelief(node)) == BELIEFS_UPDATED ? node->belief : nullptr;
 }
 
 double CaseProbability(net_bn net) {
@@ -271,44 +186,10 @@ double CaseLogProbability(net_bn net) {
                                           : UNDEF_DBL;
 }
 
-}  // namespace bravic
-
-using namespace bravic;
-
-const probtype* BRAVIC_CALL GetNodeBeliefs_bn(node_bn node) {
-  NetCall call("GetNodeBeliefs_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return SharedOneThenZeros(1);
-  const float* belief = CurrentBelief(node);
-  return belief ? belief : SharedOneThenZeros(node->numstates);
-}
-
-int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node) {
-  NetCall call("IsBeliefUpdated_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return 0;
-  return node->innet->beliefsCurrent;
-}
-
-double BRAVIC_CALL CaseProbability_bn(net_bn net) {
-  NetCall call("CaseProbability_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return -1.0;
-  return CaseProbability(net);
-}
-
-double BRAVIC_CALL CaseLogProbability_bn(net_bn net) {
-  NetCall call("CaseLogProbability_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return UNDEF_DBL;
-  return CaseLogProbability(net);
-}
-
-statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {
-  NetCall call("GetNodeMostProbable_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return UNDEF_STATE;
-  if (!node->innet->findmpe) {
-    ReportError(-5567, "the find-most-probable flag of net '%s', which holds argument 'node', is off",
-                node->innet->name);
-    return UNDEF_STATE;
-  }
+statetype MostProbableState(node_bn node) {
   const float* belief = CurrentBelief(node);
   int ties;
   return belief && node->numstates > 0 ? LargestState(belief, node->numstates, &ties) : UNDEF_STATE;
 }
+
+}  // namespace bravic

@@ -1,38 +1,23 @@
 #include "Bn/compiled/Compile.h"
 
 #include <algorithm>
-#include <cstdio>
 
+#include "Basic/Format.h"
 #include "Basic/Text.h"
-#include "Bn/compiled/Beliefs.h"
 #include "Bn/compiled/CompileGraph.h"
-#include "Bn/compiled/Likelihood.h"
-#include "Bn/compiled/TreeReport.h"
+#include "Bn/compiled/CompiledNet.h"
+#include "Bn/engine/SearchOrder.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
+namespace {
 
-static std::size_t Position(int i) {
-  return static_cast<std::size_t>(i);
-}
-
-int CompiledIndex(const bnode& node) {
-  const CompiledNet* compiled = node.innet ? node.innet->compiled : nullptr;
-  if (!compiled || node.compiledIndex < 0 || node.compiledIndex >= compiled->nodes.size()) return -1;
-  return compiled->nodes[Position(node.compiledIndex)] == &node ? node.compiledIndex : -1;
-}
-
-bool UserOutput() {
-  return currentEnviron && currentEnviron->hasUserInteraction == 1;
-}
-
-static constexpr int NODES_WORTH_SEARCHING = 4;
+constexpr int NODES_WORTH_SEARCHING = 4;  // of fewer any order is as good
 
 // The order to triangulate along: the stored one, or the one searched now, which is stored.
-static Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine::Graph& moral) {
+Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine::Graph& moral) {
   if (net->elimorder.num >= 0) return StoredOrder(net, graph);
   engine::Order order;
   if (graph.nodes.size() < NODES_WORTH_SEARCHING) {
@@ -47,33 +32,51 @@ static Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const
 }
 
 // Between two steps: whether there is memory left and nobody wants to stop.
-static Failure CheckGoingOn(WaitScope& wait, double fraction) {
+Failure CheckGoingOn(WaitScope& wait, double fraction) {
   if (!HasReserve()) return Fail(-2073, "compiling aborted due to insufficient memory");
   if (wait.Progress(fraction)) return Fail(-2074, "compiling aborted");
   return nullptr;
 }
 
-static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
+Failure FailCompiling(Failure failure) {
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), "couldn't compile net because %s", reason);
+}
+
+bool FitsInTables(const engine::JunctionTree& tree) {
+  return std::all_of(tree.cliques.begin(), tree.cliques.end(),
+                     [](const engine::Clique& clique) { return clique.size < engine::MAX_TABLE_ENTRIES; });
+}
+
+// The tree to compute with. Hosts are told of the tree of the stored order; where its tables are large, that of a
+// quickly found order whose tables are well smaller takes its place in computing.
+engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const CompileGraph& graph,
+                                   const engine::Graph& moral) {
+  constexpr double ENTRIES_WORTH_SEARCHING = 16384, SHARE_WORTH_TAKING = 0.97, NANOSECONDS_AN_ENTRY = 0.25;
+  if (told.totalSize > ENTRIES_WORTH_SEARCHING) {
+    const engine::Order quick =
+        engine::QuickOrder(moral, graph.numstates, SHARE_WORTH_TAKING * told.totalSize, NANOSECONDS_AN_ENTRY);
+    if (!quick.nodes.empty()) {
+      const engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
+      // Smaller altogether, it may still have a clique too large for a table.
+      if (!other.cliques.empty() && FitsInTables(other)) return engine::MergeSmallCliques(other);
+    }
+  }
+  return engine::MergeSmallCliques(told);
+}
+
+// The shares of the work that are done by then, as a host is told of them.
+constexpr double SHARE_AT_MORAL_GRAPH = 0.1, SHARE_AT_TREE = 0.6;
+
+Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   CompileGraph graph = MakeGraph(std::move(nodes));
-  engine::Graph moral = engine::MoralGraph(graph.parents, graph.children);
-  if (Failure failure = CheckGoingOn(wait, 0.1)) return failure;
-  Vector<int> order = EliminationOrder(net, graph, moral);
+  const engine::Graph moral = engine::MoralGraph(graph.parents, graph.children);
+  if (Failure failure = CheckGoingOn(wait, SHARE_AT_MORAL_GRAPH)) return failure;
+  const Vector<int> order = EliminationOrder(net, graph, moral);
   Owned<CompiledNet> compiled = MakeOwned<CompiledNet>();
   compiled->tree = engine::BuildTree(moral, graph.numstates, graph.parents, order);
-  // To compute with: the tree of another order, where one is found whose tables are well smaller.
-  constexpr double ENTRIES_WORTH_SEARCHING = 16384;
-  engine::Order quick;
-  if (compiled->tree.totalSize > ENTRIES_WORTH_SEARCHING) {
-    quick = engine::QuickOrder(moral, graph.numstates, 0.97 * compiled->tree.totalSize, 0.25);
-  }
-  engine::JunctionTree other;
-  if (!quick.nodes.empty()) other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
-  // Smaller altogether, it may still have a clique too large for a table.
-  bool serves = !other.cliques.empty() && std::ranges::all_of(other.cliques, [](const engine::Clique& clique) {
-    return clique.size < engine::MAX_TABLE_ENTRIES;
-  });
-  compiled->computingTree = engine::MergeSmallCliques(serves ? other : compiled->tree);
-  if (Failure failure = CheckGoingOn(wait, 0.6)) return failure;
+  compiled->computingTree = ComputingTree(compiled->tree, graph, moral);
+  if (Failure failure = CheckGoingOn(wait, SHARE_AT_TREE)) return failure;
   compiled->nodes = std::move(graph.nodes);
   compiled->numstates = std::move(graph.numstates);
   compiled->parents = std::move(graph.parents);
@@ -85,31 +88,30 @@ static Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   return nullptr;
 }
 
-static constexpr std::size_t MAX_MEMBERS_TEXT = 100;
+constexpr std::size_t MAX_MEMBERS_TEXT = 100;
 
-static Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique) {
+// clique: of the tree, the one whose table could not be had; -1 when it is not known.
+Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique) {
   char members[MAX_MEMBERS_TEXT + 1] = "";
   double nbytes = 0;
   if (clique >= 0) {
-    const engine::Clique& failed = tree.cliques[Position(clique)];
+    const engine::Clique& failed = tree.cliques[clique];
     nbytes = failed.size * sizeof(float);
     std::size_t length = 0;
     for (int k = 0; k < failed.members.size(); ++k) {
       if (k > 0 && length < MAX_MEMBERS_TEXT) members[length++] = ',';
-      std::string_view name = OrEmpty(compiled.nodes[Position(failed.members[k])]->name);
+      const std::string_view name = OrEmpty(compiled.nodes[failed.members[k]]->name);
       length += name.copy(members + length, MAX_MEMBERS_TEXT - length);
     }
     members[length] = '\0';
   }
   char purpose[MAX_MEMBERS_TEXT + 60];
-  std::snprintf(purpose, sizeof purpose, "for the potential table of clique [%s]", members);
-  Failure failure = FailMemory(-2009, nbytes, purpose);
-  const char* reason = failure->mesg;
-  return Rephrase(std::move(failure), "couldn't compile net because %s", reason);
+  FormatText(purpose, sizeof purpose, "for the potential table of clique [%s]", members);
+  return FailCompiling(FailMemory(-2009, nbytes, purpose));
 }
 
 // Every table in the form in which potentials take it.
-static Failure PrepareTables(const CompiledNet& compiled) {
+Failure PrepareTables(const CompiledNet& compiled) {
   for (node_bn node : compiled.nodes) {
     if (node->kind == UTILITY_NODE) continue;
     if (!IsProbsComplete(node)) {
@@ -117,168 +119,72 @@ static Failure PrepareTables(const CompiledNet& compiled) {
                   "Couldn't generate clique potentials because node '%s' doesn't have a complete probability table",
                   node->name);
     }
-    if (Failure failure = NormalizeTable(node)) {
-      const char* reason = failure->mesg;
-      return Rephrase(std::move(failure), "couldn't compile net because %s", reason);
-    }
+    if (Failure failure = NormalizeTable(node)) return FailCompiling(std::move(failure));
   }
   return nullptr;
 }
 
-// Fills the potentials anew, or only those whose tables changed since they were filled.
-static Failure FillPotentials(CompiledNet& compiled) {
-  const engine::JunctionTree& tree = compiled.computingTree;
-  if (!compiled.filled) {
-    // What is refused does not depend on the tree that happens to be found.
-    for (int c = 0; c < compiled.tree.cliques.size(); ++c) {
-      if (!(compiled.tree.cliques[c].size < engine::MAX_TABLE_ENTRIES)) {
-        return FailPotential(compiled, compiled.tree, c);
-      }
-    }
-    compiled.inference = engine::Inference::Make(tree, compiled.numstates, compiled.parents);
-    int failedClique = -1;
-    if (compiled.inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
-      return FailPotential(compiled, tree, failedClique);
-    }
-    if (Failure failure = PrepareTables(compiled)) return failure;
-    compiled.inference->SetTables([&compiled](int i) -> const float* {
-      const bnode& node = *compiled.nodes[Position(i)];
-      return node.kind == UTILITY_NODE ? nullptr : node.probs;
-    });
-    compiled.staleFindings.Reset(compiled.nodes.size());
-    for (int i = 0; i < compiled.nodes.size(); ++i) {
-      const bnode& node = *compiled.nodes[i];
-      if (node.evidence != UNDEF_STATE || node.likelihood) compiled.staleFindings.Add(i);
-    }
-  } else {
-    if (Failure failure = PrepareTables(compiled)) return failure;
-    for (int i : compiled.staleTables.members) compiled.inference->TableChanged(i);
+// A new engine, with every table; all findings have to be handed over to it.
+Failure FillPotentials(CompiledNet& compiled) {
+  // What hosts are told of decides what is refused, whatever tree is computed with.
+  for (int c = 0; c < compiled.tree.cliques.size(); ++c) {
+    // A size beyond all numbers is refused, too.
+    if (!(compiled.tree.cliques[c].size < engine::MAX_TABLE_ENTRIES)) return FailPotential(compiled, compiled.tree, c);
   }
-  compiled.staleTables.Reset(compiled.nodes.size());
-  compiled.filled = true;
+  compiled.inference = engine::Inference::Make(compiled.computingTree, compiled.numstates, compiled.parents);
+  int failedClique = -1;
+  if (compiled.inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
+    return FailPotential(compiled, compiled.computingTree, failedClique);
+  }
+  if (Failure failure = PrepareTables(compiled)) return failure;
+  compiled.inference->SetTables([&compiled](int i) -> const float* {
+    const bnode& node = *compiled.nodes[i];
+    return node.kind == UTILITY_NODE ? nullptr : node.probs;
+  });
+  compiled.staleFindings.Reset(compiled.nodes.size());
+  for (int i = 0; i < compiled.nodes.size(); ++i) {
+    bnode& node = *compiled.nodes[i];
+    if (node.evidence != UNDEF_STATE || node.likelihood) compiled.staleFindings.Add(i);
+    node.beliefStamp = 0;  // a belief kept from another engine bears a stamp that means nothing to this one
+  }
+  compiled.readStamp = 0;
   return nullptr;
 }
 
-static Failure MakePotentials(net_bn net) {
+// The engine is there: only the tables that changed since are handed over.
+Failure RefillPotentials(CompiledNet& compiled) {
+  if (Failure failure = PrepareTables(compiled)) return failure;
+  for (int i : compiled.staleTables.members) compiled.inference->TableChanged(i);
+  return nullptr;
+}
+
+Failure MakePotentials(net_bn net) {
   CompiledNet& compiled = *net->compiled;
-  bool anew = !compiled.filled;
-  if (Failure failure = FillPotentials(compiled)) {
+  if (Failure failure = compiled.filled ? RefillPotentials(compiled) : FillPotentials(compiled)) {
     DropPotentials(net);
     return failure;
   }
-  // Beliefs kept from another engine bear stamps that mean nothing to this one.
-  if (anew) {
-    for (node_bn node : compiled.nodes) node->beliefStamp = 0;
-    compiled.readStamp = 0;
-  }
-  net->caseprob = 1.0;
-  compiled.logProbability = 0;
-  compiled.probabilityKnown = true;
+  compiled.staleTables.Reset(compiled.nodes.size());
+  compiled.filled = true;
+  ResetProbability(net);
   net->potentialsMade = true;
   return nullptr;
 }
 
-Failure CompileNet(net_bn net, bool discardTree, bool makePotentials, bool printReport) {
-  if (discardTree) UncompileNet(net);
+}  // namespace
+
+Failure CompileNet(net_bn net) {
   if (net->potentialsMade) return nullptr;
   WaitScope wait("Compiling net");
   Vector<node_bn> nodes = CompileNodes(net);
-  constexpr int STRUCTURE_ONLY = 2, TABLES_TOO = 0;
-  if (!net->compiled || makePotentials) {
-    int mode = makePotentials ? TABLES_TOO : STRUCTURE_ONLY;
-    if (Failure failure = CheckReadiness(nodes, true, Purpose::Compile, mode, net)) return failure;
-  }
+  if (Failure failure = CheckReadiness(nodes, Purpose::Compile, Extent::Tables, net)) return failure;
   if (!net->compiled) {
     if (Failure failure = MakeTree(net, std::move(nodes), wait)) return failure;
-    if (printReport && UserOutput()) {
-      Block<char> report(JunctionTreeReport(net));
-      PrintToUser("\n%s\n", report.get());
-    }
   }
-  if (!makePotentials) return nullptr;
   if (Failure failure = MakePotentials(net)) return failure;
   HandOverFindings(net);
   net->findingsApplied = true;
   return nullptr;
 }
 
-void UncompileNet(net_bn net) {
-  if (net->compiled) {
-    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
-    DeleteObject(net->compiled);
-    net->compiled = nullptr;
-  }
-  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
-}
-
-void DropPotentials(net_bn net) {
-  if (net->compiled) {
-    net->compiled->inference.reset();
-    net->compiled->filled = false;
-  }
-  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
-}
-
-// The hook for a change of one table: the rest of the potentials keeps.
-static void TableChangedAlone(node_bn node) {
-  net_bn net = node->innet;
-  if (!net || !net->compiled) return;
-  if (net->compiled->filled) {
-    int i = CompiledIndex(*node);
-    if (i >= 0) net->compiled->staleTables.Add(i);
-  }
-  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
-}
-
-void NoteFindingChanged(node_bn node, bool strengthened) {
-  net_bn net = node->innet;
-  net->dirty = true;
-  net->beliefsCurrent = false;
-  if (!strengthened) net->findingsApplied = false;
-  node->beliefStamp = 0;
-  int i = CompiledIndex(*node);
-  if (i < 0 || !net->compiled->filled) return;
-  net->compiled->staleFindings.Add(i);
-  net->compiled->allKnown = false;
-}
-
-// The hook for a finding that came back by undo or redo.
-static void FindingRestored(node_bn node) {
-  if (!node->innet) return;
-  NoteFindingChanged(node, false);
-  AutoUpdate(node->innet);
-}
-
-void HandOverFindings(net_bn net) {
-  CompiledNet& compiled = *net->compiled;
-  for (int i : compiled.staleFindings.members) {
-    const bnode& node = *compiled.nodes[Position(i)];
-    bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
-    if (counts && node.evidence != UNDEF_STATE) {
-      compiled.inference->SetState(i, node.evidence);
-    } else if (counts && node.likelihood) {
-      compiled.inference->SetLikelihood(i, LikelihoodWeights(node));
-    } else {
-      compiled.inference->ClearFinding(i);
-    }
-  }
-  compiled.staleFindings.Clear();
-}
-
-void StartCompile() {
-  inferenceHooks = {UncompileNet, DropPotentials, TableChangedAlone, FindingRestored};
-}
-
 }  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL CompileNet_bn(net_bn net) {
-  NetCall call("CompileNet_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return;
-  if (Failure failure = CompileNet(net, false, true, false)) {
-    Post(std::move(failure));
-    return;
-  }
-  if (net->autoupdate) UpdateBeliefs(net, true);
-}

@@ -2,10 +2,6 @@
 
 namespace bravic {
 
-static std::size_t Position(int i) {
-  return static_cast<std::size_t>(i);
-}
-
 Vector<node_bn> CompileNodes(net_bn net) {
   Vector<node_bn> nodes;
   for (node_bn node : OrderedNodes(net)) {
@@ -17,16 +13,17 @@ Vector<node_bn> CompileNodes(net_bn net) {
 CompileGraph MakeGraph(Vector<node_bn> nodes) {
   CompileGraph graph;
   graph.nodes = std::move(nodes);
-  std::size_t n = graph.nodes.size();
+  const int n = graph.nodes.size();
   graph.numstates.resize(n);
   graph.parents.resize(n);
   graph.children.resize(n);
-  for (std::size_t i = 0; i < n; ++i) graph.nodes[i]->compiledIndex = static_cast<int>(i);
-  for (std::size_t i = 0; i < n; ++i) {
+  for (int i = 0; i < n; ++i) graph.nodes[i]->compiledIndex = i;
+  for (int i = 0; i < n; ++i) {
     const bnode& node = *graph.nodes[i];
     graph.numstates[i] = node.numstates;
     for (node_bn parent : Entries(node.preds)) graph.parents[i].push_back(parent->compiledIndex);
     for (node_bn child : Entries(node.succs)) {
+      // Children of that kind take no part; parents of that kind have been refused by the checks of structure.
       if (child->kind != ASSUME_NODE) graph.children[i].push_back(child->compiledIndex);
     }
   }
@@ -37,8 +34,9 @@ Vector<int> StoredOrder(net_bn net, const CompileGraph& graph) {
   Vector<int> order;
   Vector<unsigned char> placed(graph.nodes.size(), 0);
   for (node_bn node : Entries(net->elimorder)) {
-    if (node->innet != net || node->kind == ASSUME_NODE || placed[Position(node->compiledIndex)]) continue;
-    placed[Position(node->compiledIndex)] = 1;
+    // The list is the host's as it was given; a node may have left the net or changed its kind since.
+    if (node->innet != net || node->kind == ASSUME_NODE || placed[node->compiledIndex]) continue;
+    placed[node->compiledIndex] = 1;
     order.push_back(node->compiledIndex);
   }
   for (int i = 0; i < placed.size(); ++i) {
@@ -57,7 +55,7 @@ void WarnHalted(const engine::Order& order) {
 
 void StoreOrder(nodelist_rec& list, const CompileGraph& graph, const Vector<int>& order) {
   Vector<node_bn> entries;
-  for (int i : order) entries.push_back(graph.nodes[Position(i)]);
+  for (int i : order) entries.push_back(graph.nodes[i]);
   CopyList(list, entries);
 }
 

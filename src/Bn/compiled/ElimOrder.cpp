@@ -1,17 +1,17 @@
-// The search for an elimination order on demand, beyond the one that compiling makes.
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/ElimOrder.h"
+
 #include "Bn/compiled/CompileGraph.h"
+#include "Bn/compiled/CompiledNet.h"
+#include "Bn/engine/SearchOrder.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
 
 int FindElimOrder(net_bn net, double seconds) {
   Vector<node_bn> nodes = CompileNodes(net);
-  constexpr int STRUCTURE_ONLY = 2;
-  if (Failure failure = CheckReadiness(nodes, true, Purpose::Compile, STRUCTURE_ONLY, net)) {
+  if (Failure failure = CheckReadiness(nodes, Purpose::Compile, Extent::Structure, net)) {
     Post(std::move(failure));
     return -1;
   }
@@ -26,6 +26,7 @@ int FindElimOrder(net_bn net, double seconds) {
                                 [&](double fraction) { return wait.Progress(fraction); });
   }
   WarnHalted(order);
+  // Numbering the nodes for the search has written over the numbers that the engine knows them by.
   if (const CompiledNet* compiled = net->compiled) {
     for (int i = 0; i < compiled->nodes.size(); ++i) compiled->nodes[i]->compiledIndex = i;
   }
@@ -37,11 +38,3 @@ int FindElimOrder(net_bn net, double seconds) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds) {
-  NetCall call("FindElimOrder_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
-  return FindElimOrder(net, seconds);
-}

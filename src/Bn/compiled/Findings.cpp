@@ -6,84 +6,66 @@
 #include <limits>
 
 #include "Bn/compiled/Beliefs.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
+namespace {
 
 // Values of findings and levels that are this near count as equal.
-static constexpr double VALUE_TOLERANCE = 1e-5;
+constexpr double VALUE_TOLERANCE = 1e-5;
 
-static std::span<const float> Weights(const float* likelihood, const bnode& node) {
-  return {likelihood, static_cast<std::size_t>(likelihood ? node.numstates : 0)};
+std::span<const float> Weights(const float* likelihood, const bnode& node) {
+  return std::span(likelihood, likelihood ? node.numstates : 0);
 }
 
-static bool AllEqual(std::span<const float> weights) {
+bool AllEqual(std::span<const float> weights) {
   return std::all_of(weights.begin(), weights.end(), [&](float weight) { return weight == weights[0]; });
 }
 
-static bool AllZero(std::span<const float> weights) {
+bool AllZero(std::span<const float> weights) {
   return std::all_of(weights.begin(), weights.end(), [](float weight) { return weight == 0; });
 }
 
-bool HasFinding(const bnode& node) {
-  return node.evidence != UNDEF_STATE || node.value != UNDEF_DBL || node.likelihood;
-}
-
 // No finding, or a likelihood that tells nothing of the states.
-static bool KnowsNothing(const bnode& node) {
+bool KnowsNothing(const bnode& node) {
   return node.evidence == UNDEF_STATE && node.value == UNDEF_DBL &&
          (!node.likelihood || AllEqual(Weights(node.likelihood, node)));
 }
 
-int FindingOf(const bnode& node) {
-  if (node.evidence >= 0) return node.evidence;
-  int numNonZero = 0, first = 0;
-  bool equal = true;
-  std::span<const float> weights = Weights(node.likelihood, node);
-  for (std::size_t s = 0; s < weights.size(); ++s) {
-    if (weights[s] == 0) continue;
-    if (numNonZero++ == 0) first = static_cast<int>(s);
-    equal = equal && weights[s] == weights[first];
-  }
-  if (numNonZero == 0) return NO_FINDING;
-  if (numNonZero == 1) return first;
-  if (!equal) return LIKELIHOOD_FINDING;
-  return numNonZero < node.numstates ? NEGATIVE_FINDING : NO_FINDING;
-}
-
 // The node's belief as far as the net's beliefs are current, else NULL: what new findings are checked against.
-static const float* KnownBelief(node_bn node) {
+const float* KnownBelief(node_bn node) {
   return node->innet->beliefsCurrent ? CurrentBelief(node) : nullptr;
 }
 
-static bool TakesPart(const bnode& node) {
+// Whether findings of the node bear on beliefs.
+bool TakesPart(const bnode& node) {
   return node.kind != ASSUME_NODE && node.kind != UTILITY_NODE;
 }
 
-static void PutFinding(UndoRecord* undo, node_bn node, statetype state, double value, float* likelihood,
-                       bool strengthened) {
+// Nothing but more knowledge lets what was applied of the findings count on.
+FindingChange ChangeThat(bool onlyAdds) {
+  return onlyAdds ? FindingChange::Strengthening : FindingChange::Other;
+}
+
+void PutFinding(UndoRecord* undo, node_bn node, statetype state, double value, float* likelihood,
+                FindingChange change) {
   ReplaceFinding(undo, node, state, value, likelihood);
   if (state != UNDEF_STATE) SetUnitBelief(node, state);
-  NoteFindingChanged(node, strengthened || !TakesPart(*node));
+  NoteFindingChanged(node, TakesPart(*node) ? change : FindingChange::Strengthening);
 }
 
-void StoreFinding(node_bn node, statetype state, double value, float* likelihood) {
-  bool strengthened = (state != UNDEF_STATE && KnowsNothing(*node)) || (likelihood && !HasFinding(*node));
-  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, strengthened);
-}
-
-static void ChangeFinding(node_bn node, statetype state, double value, float* likelihood, bool strengthened) {
-  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, strengthened);
+// The likelihood, which may be NULL, becomes the node's.
+void ChangeFinding(node_bn node, statetype state, double value, float* likelihood, FindingChange change) {
+  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, change);
   AutoUpdate(node->innet);
 }
 
-static Failure CheckAgainstOwnFinding(const bnode& node, statetype state) {
+Failure CheckAgainstOwnFinding(const bnode& node, statetype state) {
   char name[16], oldname[16];
   if (node.evidence != UNDEF_STATE && node.evidence != state) {
     return Fail(-3310, "new finding '%s' contradicts previous finding '%s' for this node", StateText(node, state, name),
@@ -97,7 +79,7 @@ static Failure CheckAgainstOwnFinding(const bnode& node, statetype state) {
 }
 
 // What the node's own table says when nothing else bears on it.
-static Failure CheckAgainstTable(const bnode& node, statetype state) {
+Failure CheckAgainstTable(const bnode& node, statetype state) {
   if (node.preds.num > 0) return nullptr;
   if ((!node.determin || node.determin[0] == state) && (!node.probs || node.probs[state] != 0)) return nullptr;
   char name[16];
@@ -105,19 +87,19 @@ static Failure CheckAgainstTable(const bnode& node, statetype state) {
               StateText(node, state, name));
 }
 
-// A probability below the range of floats reads as 0, too, but is possible.
-static bool IsImpossible(node_bn node, statetype state) {
-  const int i = node->kind == NATURE_NODE ? CompiledIndex(*node) : -1;
-  return i < 0 || node->innet->compiled->inference->CheckState(i, state) == engine::Status::Inconsistent;
+// Of a state whose belief is 0, which a probability below the range of floats reads as, too: the engine knows better.
+bool IsImpossible(node_bn node, statetype state) {
+  return node->kind != NATURE_NODE || CompiledIndex(*node) < 0 || !IsStatePossible(node, state);
 }
 
-static bool ExcludedByBelief(node_bn node, statetype state) {
+// What the node itself is said to be has been judged by then, so only what is known of others counts here.
+bool ExcludedByBelief(node_bn node, statetype state) {
   if (!KnowsNothing(*node)) return false;
   const float* belief = KnownBelief(node);
   return belief && belief[state] == 0 && IsImpossible(node, state);
 }
 
-static Failure CheckState(node_bn node, statetype state, bool accumulate) {
+Failure CheckState(node_bn node, statetype state, Entry entry) {
   if (node->discrete == CONTINUOUS && !node->levels) {
     return Fail(-3316, "the node is continuous without any range levels defined");
   }
@@ -126,7 +108,7 @@ static Failure CheckState(node_bn node, statetype state, bool accumulate) {
                 node->numstates - 1);
   }
   if (state < 0) return Fail(-3301, "new finding is negative (%d), and is not UNDEF_STATE (%d)", state, UNDEF_STATE);
-  if (accumulate) {
+  if (entry == Entry::Adding) {
     if (Failure failure = CheckAgainstOwnFinding(*node, state)) return failure;
   }
   if (Failure failure = CheckAgainstTable(*node, state)) return failure;
@@ -138,27 +120,10 @@ static Failure CheckState(node_bn node, statetype state, bool accumulate) {
   return nullptr;
 }
 
-int EnterState(node_bn node, statetype state, bool accumulate) {
-  if (state == node->evidence && !node->likelihood) return 1;
-  if (state == UNDEF_STATE && accumulate) return 1;
-  if (state != UNDEF_STATE) {
-    if (Failure failure = CheckState(node, state, accumulate)) {
-      const char* reason = failure->mesg;
-      Post(Rephrase(std::move(failure), "can't enter finding for node '%s', because %s", node->name, reason));
-      return -1;
-    }
-  }
-  bool hasLevel = state != UNDEF_STATE && node->discrete == DISCRETE && node->levels;
-  ChangeFinding(node, state, hasLevel ? node->levels[state] : UNDEF_DBL, nullptr,
-                state != UNDEF_STATE && KnowsNothing(*node));
-  return 0;
-}
-
-static Failure CheckWeights(node_bn node, std::span<const float> weights) {
+Failure CheckWeights(node_bn node, std::span<const float> weights) {
   for (float weight : weights) {
     if (!(weight >= 0) || std::isinf(weight)) {
-      return Fail(-3318, "likelihood has an entry that is not a finite number of 0 or more (%g)",
-                  static_cast<double>(weight));
+      return Fail(-3318, "likelihood has an entry that is not a finite number of 0 or more (%g)", double{weight});
     }
   }
   if (AllZero(weights)) return Fail(-3303, "likelihood consists of all zeroes");
@@ -169,66 +134,29 @@ static Failure CheckWeights(node_bn node, std::span<const float> weights) {
   return nullptr;
 }
 
-static Failure CheckAgainstBelief(node_bn node, std::span<const float> weights, bool accumulate) {
-  if (!accumulate && !KnowsNothing(*node)) return nullptr;
+// Whether some state that the likelihood allows is possible with the findings.
+Failure CheckAgainstBelief(node_bn node, std::span<const float> weights, Entry entry) {
+  if (entry == Entry::Replacing && !KnowsNothing(*node)) return nullptr;
   const float* belief = KnownBelief(node);
   if (!belief) return nullptr;
-  for (std::size_t s = 0; s < weights.size(); ++s) {
+  for (statetype s = 0; s < Count(weights); ++s) {
     if (weights[s] != 0 && belief[s] != 0) return nullptr;
   }
-  for (std::size_t s = 0; s < weights.size(); ++s) {
-    if (weights[s] != 0 && !IsImpossible(node, static_cast<statetype>(s))) return nullptr;
+  for (statetype s = 0; s < Count(weights); ++s) {
+    if (weights[s] != 0 && !IsImpossible(node, s)) return nullptr;
   }
   return Fail(-3305, "likelihood is inconsistent with findings for other nodes, according to this model");
 }
 
-static int RefuseLikelihood(node_bn node, Failure failure) {
+int RefuseLikelihood(node_bn node, Failure failure) {
   const char* reason = failure->mesg;
   Post(
       Rephrase(std::move(failure), "Can't enter likelihood finding for node '%s', because new %s", node->name, reason));
   return -1;
 }
 
-int EnterLikelihood(node_bn node, const float* likelihood, bool accumulate) {
-  if (!likelihood) return accumulate ? 1 : EnterState(node, UNDEF_STATE, false);
-  std::span<const float> weights = Weights(likelihood, *node);
-  if (Failure failure = CheckWeights(node, weights)) return RefuseLikelihood(node, std::move(failure));
-  if (!accumulate && node->likelihood && !IsBeyondFloats(*node) &&
-      std::memcmp(likelihood, node->likelihood, weights.size_bytes()) == 0) {
-    return 1;
-  }
-  if (accumulate && node->evidence != UNDEF_STATE) {
-    if (likelihood[node->evidence] != 0) return 1;
-    char name[16];
-    return RefuseLikelihood(node, Fail(-3306, "likelihood is inconsistent with previous finding (%s) for this node",
-                                       StateText(*node, node->evidence, name)));
-  }
-  Block<float> stored;
-  if (!accumulate || !node->likelihood) {
-    stored = MakeBlock<float>(weights.size());
-    std::copy(weights.begin(), weights.end(), stored.get());
-  } else {
-    stored = MakeLikelihood(CombinedWeights(*node, weights));
-    if (AllZero({stored.get(), weights.size()})) {
-      return RefuseLikelihood(
-          node, Fail(-3307, "likelihood is inconsistent with previous negative or likelihood findings for this node"));
-    }
-  }
-  std::span<const float> combined(stored.get(), weights.size());
-  if (Failure failure = CheckAgainstBelief(node, weights, accumulate)) {
-    return RefuseLikelihood(node, std::move(failure));
-  }
-  auto isNonZero = [](float weight) { return weight != 0; };
-  if (std::count_if(combined.begin(), combined.end(), isNonZero) == 1) {
-    auto state = std::find_if(combined.begin(), combined.end(), isNonZero) - combined.begin();
-    return EnterState(node, static_cast<statetype>(state), accumulate);
-  }
-  ChangeFinding(node, UNDEF_STATE, UNDEF_DBL, stored.release(), accumulate || !HasFinding(*node));
-  return 0;
-}
-
 // The state that a value stands for, in *state; UNDEF_STATE for a node without levels.
-static Failure FindStateOfValue(const bnode& node, double value, statetype* state) {
+Failure FindStateOfValue(const bnode& node, double value, statetype* state) {
   *state = UNDEF_STATE;
   if (!node.levels) return nullptr;
   const char* units = node.units ? node.units : "";
@@ -248,17 +176,17 @@ static Failure FindStateOfValue(const bnode& node, double value, statetype* stat
               value, nearest, node.levels[nearest], units);
 }
 
-static Failure CheckValue(node_bn node, double value, bool accumulate, statetype* state) {
+Failure CheckValue(node_bn node, double value, Entry entry, statetype* state) {
   if (std::isnan(value)) return Fail(-2432, "the new value is not a number");
   if (node->discrete == DISCRETE && !node->levels) {
     return Fail(-3317, "the node is discrete without any levels defined");
   }
-  if (accumulate && node->value != UNDEF_DBL && !(std::fabs(value - node->value) <= VALUE_TOLERANCE)) {
+  if (entry == Entry::Adding && node->value != UNDEF_DBL && !(std::fabs(value - node->value) <= VALUE_TOLERANCE)) {
     return Fail(-3311, "new value %g contradicts old value %g", value, node->value);
   }
   if (Failure failure = FindStateOfValue(*node, value, state)) return failure;
   if (*state == UNDEF_STATE) return nullptr;
-  if (accumulate) {
+  if (entry == Entry::Adding) {
     if (Failure failure = CheckAgainstOwnFinding(*node, *state)) return failure;
   }
   if (Failure failure = CheckAgainstTable(*node, *state)) return failure;
@@ -268,33 +196,114 @@ static Failure CheckValue(node_bn node, double value, bool accumulate, statetype
   return nullptr;
 }
 
-int EnterValue(node_bn node, double value, bool accumulate) {
-  if (value == UNDEF_DBL ? accumulate || !HasFinding(*node) : value == node->value) return 1;
+}  // namespace
+
+int FindingOf(const bnode& node) {
+  if (node.evidence >= 0) return node.evidence;
+  int numNonZero = 0, first = 0;
+  bool equal = true;
+  std::span<const float> weights = Weights(node.likelihood, node);
+  for (statetype s = 0; s < Count(weights); ++s) {
+    if (weights[s] == 0) continue;
+    if (numNonZero++ == 0) first = s;
+    equal = equal && weights[s] == weights[first];
+  }
+  if (numNonZero == 0) return NO_FINDING;
+  if (numNonZero == 1) return first;
+  if (!equal) return LIKELIHOOD_FINDING;
+  return numNonZero < node.numstates ? NEGATIVE_FINDING : NO_FINDING;
+}
+
+void StoreFinding(node_bn node, statetype state, double value, float* likelihood) {
+  const bool adds = (state != UNDEF_STATE && KnowsNothing(*node)) || (likelihood && !HasFinding(*node));
+  PutFinding(NewUndo(UNDO_FINDING, node->innet, node), node, state, value, likelihood, ChangeThat(adds));
+}
+
+int EnterState(node_bn node, statetype state, Entry entry) {
+  if (state == node->evidence && !node->likelihood) return 1;
+  if (state == UNDEF_STATE && entry == Entry::Adding) return 1;
+  if (state != UNDEF_STATE) {
+    if (Failure failure = CheckState(node, state, entry)) {
+      const char* reason = failure->mesg;
+      Post(Rephrase(std::move(failure), "can't enter finding for node '%s', because %s", node->name, reason));
+      return -1;
+    }
+  }
+  // A state of a discrete node with levels stands for that value, too.
+  const bool hasLevel = state != UNDEF_STATE && node->discrete == DISCRETE && node->levels;
+  ChangeFinding(node, state, hasLevel ? node->levels[state] : UNDEF_DBL, nullptr,
+                ChangeThat(state != UNDEF_STATE && KnowsNothing(*node)));
+  return 0;
+}
+
+int EnterLikelihood(node_bn node, const float* likelihood, Entry entry) {
+  if (!likelihood) return entry == Entry::Adding ? 1 : EnterState(node, UNDEF_STATE, Entry::Replacing);
+  std::span<const float> weights = Weights(likelihood, *node);
+  if (Failure failure = CheckWeights(node, weights)) return RefuseLikelihood(node, std::move(failure));
+  if (entry == Entry::Replacing && node->likelihood && !IsBeyondFloats(*node) &&
+      std::memcmp(likelihood, node->likelihood, weights.size_bytes()) == 0) {
+    return 1;
+  }
+  if (entry == Entry::Adding && node->evidence != UNDEF_STATE) {
+    if (likelihood[node->evidence] != 0) return 1;
+    char name[16];
+    return RefuseLikelihood(node, Fail(-3306, "likelihood is inconsistent with previous finding (%s) for this node",
+                                       StateText(*node, node->evidence, name)));
+  }
+  Block<float> stored;
+  if (entry == Entry::Replacing || !node->likelihood) {
+    stored = MakeBlock<float>(weights.size());
+    std::copy(weights.begin(), weights.end(), stored.get());
+  } else {
+    stored = MakeLikelihood(CombinedWeights(*node, weights));
+    if (AllZero({stored.get(), weights.size()})) {
+      return RefuseLikelihood(
+          node, Fail(-3307, "likelihood is inconsistent with previous negative or likelihood findings for this node"));
+    }
+  }
+  std::span<const float> combined(stored.get(), weights.size());
+  if (Failure failure = CheckAgainstBelief(node, weights, entry)) {
+    return RefuseLikelihood(node, std::move(failure));
+  }
+  // Where one state is left, that is what is known.
+  const auto isPositive = [](float weight) { return weight != 0; };
+  if (std::count_if(combined.begin(), combined.end(), isPositive) == 1) {
+    const auto only = std::find_if(combined.begin(), combined.end(), isPositive);
+    return EnterState(node, static_cast<statetype>(only - combined.begin()), entry);
+  }
+  ChangeFinding(node, UNDEF_STATE, UNDEF_DBL, stored.release(),
+                ChangeThat(entry == Entry::Adding || !HasFinding(*node)));
+  return 0;
+}
+
+int EnterValue(node_bn node, double value, Entry entry) {
+  if (value == UNDEF_DBL ? entry == Entry::Adding || !HasFinding(*node) : value == node->value) return 1;
   statetype state = UNDEF_STATE;
   if (value != UNDEF_DBL) {
-    if (Failure failure = CheckValue(node, value, accumulate, &state)) {
+    if (Failure failure = CheckValue(node, value, entry, &state)) {
       const char* reason = failure->mesg;
       Post(Rephrase(std::move(failure), "can't change value of node '%s', because %s", node->name, reason));
       return -1;
     }
   }
-  ChangeFinding(node, state, value, nullptr, state != UNDEF_STATE && KnowsNothing(*node));
+  ChangeFinding(node, state, value, nullptr, ChangeThat(state != UNDEF_STATE && KnowsNothing(*node)));
   return 0;
 }
 
 void RetractFinding(node_bn node) {
+  // The finding of a discrete node is a state, that of any other one a value; retracting either drops all of it.
   if (node->discrete == DISCRETE) {
-    EnterState(node, UNDEF_STATE, false);
+    EnterState(node, UNDEF_STATE, Entry::Replacing);
   } else {
-    EnterValue(node, UNDEF_DBL, false);
+    EnterValue(node, UNDEF_DBL, Entry::Replacing);
   }
 }
 
 void RetractAllFindings(net_bn net) {
   if (net->numEvidence + net->numLikelihood > 0) {
     UndoGroup group(UNDO_ALL_FINDINGS, net);
-    int autoupdate = net->autoupdate;
-    net->autoupdate = 0;
+    const int autoupdate = net->autoupdate;
+    net->autoupdate = 0;  // one update at the end
     for (node_bn node : PresentNodes(net)) {
       if (net->numEvidence + net->numLikelihood == 0) break;
       if (node->kind != ASSUME_NODE) RetractFinding(node);
@@ -304,90 +313,22 @@ void RetractAllFindings(net_bn net) {
   AutoUpdate(net);
 }
 
-}  // namespace bravic
-
-using namespace bravic;
-
-void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state) {
-  NetCall call("EnterFinding_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
-  const TakenBackIfHalted change(node->innet);
-  EnterState(node, state, true);
-}
-
-void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state) {
-  NetCall call("EnterFindingNot_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node) || !call.CheckState(node, state)) return;
-  const TakenBackIfHalted change(node->innet);
-  Vector<float> weights(static_cast<std::size_t>(node->numstates), 1.0f);
+int EnterNot(node_bn node, statetype state) {
+  Vector<float> weights(node->numstates, 1.0f);
   if (state >= 0 && state < node->numstates) weights[state] = 0;
-  EnterLikelihood(node, weights.data(), true);
+  return EnterLikelihood(node, weights.data(), Entry::Adding);
 }
 
-void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood) {
-  NetCall call("EnterNodeLikelihood_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  if (!likelihood && NetCall::Basic()) {
-    ReportError(-5514, "argument 'likelihood' is NULL");
-    return;
-  }
-  const TakenBackIfHalted change(node->innet);
-  EnterLikelihood(node, likelihood, true);
-}
-
-void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value) {
-  NetCall call("EnterNodeValue_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  const TakenBackIfHalted change(node->innet);
-  EnterValue(node, value, true);
-}
-
-// Whether the node has states; reported under the number otherwise.
-static bool CheckDiscretized(node_bn node, int number) {
-  if (node->numstates > 0 || !NetCall::Basic()) return true;
-  ReportError(number, "argument 'node' is '%s', which is not discrete or discretized", node->name);
-  return false;
-}
-
-statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node) {
-  NetCall call("GetNodeFinding_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckDiscretized(node, -5515)) return NO_FINDING;
-  return FindingOf(*node);
-}
-
-const probtype* BRAVIC_CALL GetNodeLikelihood_bn(node_bn node) {
-  NetCall call("GetNodeLikelihood_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node) || !CheckDiscretized(node, -5560)) return SharedOnes(1);
+const float* ShownLikelihood(node_bn node) {
   if (node->likelihood) return node->likelihood;
   if (node->evidence == UNDEF_STATE) return SharedOnes(node->numstates);
   SetUnitBelief(node, node->evidence);
   return node->belief;
 }
 
-double BRAVIC_CALL GetNodeValue_bn(node_bn node) {
-  NetCall call("GetNodeValue_bn");
-  if (!call.HasReserve(-5134) || !call.Check(node)) return UNDEF_DBL;
-  if (node->discrete != DISCRETE) return node->value;
-  if (!node->levels) {
-    if (NetCall::Basic()) {
-      ReportError(-5564, "argument 'node' is '%s', which is not continuous, and has not been given a levels array",
-                  node->name);
-    }
-    return UNDEF_DBL;
-  }
-  return node->evidence == UNDEF_STATE ? UNDEF_DBL : node->levels[node->evidence];
+double ValueOf(const bnode& node) {
+  if (node.discrete != DISCRETE) return node.value;
+  return node.evidence == UNDEF_STATE || !node.levels ? UNDEF_DBL : node.levels[node.evidence];
 }
 
-void BRAVIC_CALL RetractNodeFindings_bn(node_bn node) {
-  NetCall call("RetractNodeFindings_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  const TakenBackIfHalted change(node->innet);
-  RetractFinding(node);
-}
-
-void BRAVIC_CALL RetractAllFindings_bn(net_bn net) {
-  NetCall call("RetractAllFindings_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return;
-  const TakenBackIfHalted change(net);
-  RetractAllFindings(net);
-}
+}  // namespace bravic

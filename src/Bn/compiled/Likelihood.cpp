@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
-#include <string_view>
 
 #include "Basic/NumberText.h"
 #include "Bn/engine/infer/Range.h"
@@ -16,7 +15,8 @@ using engine::WideNumber;
 
 namespace {
 
-// Where the weights begin in a block that has them.
+// The block of a likelihood: [numstates] floats, which hosts see; then, where these are not all of it, [numstates] wide
+// numbers from the next place on that is aligned for them. The size of the block tells which of the two it is.
 std::size_t WeightsAt(std::size_t numstates) {
   return (numstates * sizeof(float) + alignof(WideNumber) - 1) / alignof(WideNumber) * alignof(WideNumber);
 }
@@ -26,9 +26,9 @@ std::size_t SizeWithWeights(std::size_t numstates) {
 }
 
 const WideNumber* WeightsBehind(const bnode& node) {
-  const std::size_t n = static_cast<std::size_t>(node.numstates);
-  if (BlockSize(node.likelihood) < SizeWithWeights(n)) return nullptr;
-  return reinterpret_cast<const WideNumber*>(reinterpret_cast<const char*>(node.likelihood) + WeightsAt(n));
+  if (BlockSize(node.likelihood) < SizeWithWeights(node.numstates)) return nullptr;
+  const char* block = reinterpret_cast<const char*>(node.likelihood);
+  return reinterpret_cast<const WideNumber*>(block + WeightsAt(node.numstates));
 }
 
 // By which power of two all positive weights come within the limits, 0 if they are; as far as one can do that.
@@ -41,9 +41,7 @@ long long ScaleInto(std::span<const WideNumber> weights, long long least, long l
 // Whether its text is that of a float, too.
 bool ReadsAsFloat(double x) {
   char text[NUMBER_TEXT_LEN], ofFloat[NUMBER_TEXT_LEN];
-  const std::size_t length = static_cast<std::size_t>(PrintShortest(x, text) - text);
-  const std::size_t floatLength = static_cast<std::size_t>(PrintShortest(static_cast<float>(x), ofFloat) - ofFloat);
-  return std::string_view(text, length) == std::string_view(ofFloat, floatLength);
+  return std::equal(text, PrintShortest(x, text), ofFloat, PrintShortest(static_cast<float>(x), ofFloat));
 }
 
 }  // namespace
@@ -51,13 +49,13 @@ bool ReadsAsFloat(double x) {
 Vector<WideNumber> LikelihoodWeights(const bnode& node) {
   if (const WideNumber* weights = WeightsBehind(node)) return {weights, weights + node.numstates};
   Vector<WideNumber> weights;
-  for (int s = 0; s < node.numstates; ++s) weights.push_back(ToWide(static_cast<double>(node.likelihood[s])));
+  for (int s = 0; s < node.numstates; ++s) weights.push_back(ToWide(node.likelihood[s]));
   return weights;
 }
 
 Vector<WideNumber> CombinedWeights(const bnode& node, std::span<const float> more) {
   Vector<WideNumber> weights;
-  for (float weight : more) weights.push_back(ToWide(static_cast<double>(weight)));
+  for (float weight : more) weights.push_back(ToWide(weight));
   if (!node.likelihood) return weights;
   const Vector<WideNumber> before = LikelihoodWeights(node);
   for (int s = 0; s < weights.size(); ++s) weights[s] = weights[s] * before[s];
@@ -67,7 +65,8 @@ Vector<WideNumber> CombinedWeights(const bnode& node, std::span<const float> mor
 Block<float> MakeLikelihood(std::span<const WideNumber> weights) {
   const std::size_t n = weights.size();
   Block<float> block = MakeBlock<float>(SizeWithWeights(n) / sizeof(float));
-  const long long scale = ScaleInto(weights, engine::FLOAT_FLOOR + 1, 127);
+  constexpr long long LARGEST_FLOAT_EXPONENT = 127;
+  const long long scale = ScaleInto(weights, engine::FLOAT_FLOOR + 1, LARGEST_FLOAT_EXPONENT);
   for (std::size_t s = 0; s < n; ++s) {
     const float shown = static_cast<float>(ToDouble(weights[s], scale));
     block[s] = weights[s].mantissa > 0 ? std::max(shown, std::numeric_limits<float>::denorm_min()) : 0;
@@ -94,7 +93,8 @@ bool IsBeyondFloats(const bnode& node) {
 
 Vector<double> LikelihoodNumbers(const bnode& node) {
   const Vector<WideNumber> weights = LikelihoodWeights(node);
-  const long long scale = ScaleInto(weights, engine::DOUBLE_FLOOR + 1, 1023);
+  constexpr long long LARGEST_DOUBLE_EXPONENT = 1023;
+  const long long scale = ScaleInto(weights, engine::DOUBLE_FLOOR + 1, LARGEST_DOUBLE_EXPONENT);
   Vector<double> numbers;
   for (WideNumber w : weights) {
     const double number = ToDouble(w, scale);

@@ -5,34 +5,35 @@
 #include <string_view>
 
 #include "Basic/Text.h"
-#include "Bn/compiled/Compile.h"
-#include "Bn/model/NetCall.h"
+#include "Bn/compiled/CompiledNet.h"
 
 namespace bravic {
+namespace {
 
-static void Add(Vector<char>& text, std::string_view more) {
+void Add(Vector<char>& text, std::string_view more) {
   text.insert(text.end(), more.begin(), more.end());
 }
 
-static void AddInt(Vector<char>& text, int value) {
+void AddInt(Vector<char>& text, int value) {
   char digits[16];
   Add(text, {digits, std::to_chars(digits, digits + sizeof digits, value).ptr});
 }
 
 // As "%g".
-static void AddReal(Vector<char>& text, double value) {
+void AddReal(Vector<char>& text, double value) {
   char digits[32];
   Add(text, {digits, std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 6).ptr});
 }
 
-static constexpr std::size_t SIZE_COLUMN = 25, MAX_BLANKS = 80;
-static constexpr double LARGEST_INT_SIZE = 2147483647.0;
+constexpr int SIZE_COLUMN = 25, MAX_BLANKS = 80;
+constexpr double LARGEST_INT_SIZE = 2147483647.0;  // larger sizes are written as real numbers
 
-static void AddClique(Vector<char>& text, const CompiledNet& compiled, std::size_t index) {
+// A line: its number, its neighbours, its size right-aligned in its column, its members.
+void AddClique(Vector<char>& text, const CompiledNet& compiled, int index) {
   const engine::Clique& clique = compiled.tree.cliques[index];
   Vector<char> line;
   if (index < 10) line.push_back(' ');
-  AddInt(line, static_cast<int>(index));
+  AddInt(line, index);
   Add(line, "  [");
   for (int k = 0; k < clique.neighbours.size(); ++k) {
     if (k > 0) line.push_back(' ');
@@ -45,21 +46,22 @@ static void AddClique(Vector<char>& text, const CompiledNet& compiled, std::size
   } else {
     AddReal(size, clique.size);
   }
-  std::size_t used = line.size() + size.size();
-  line.insert(line.end(), std::clamp<std::size_t>(used < SIZE_COLUMN ? SIZE_COLUMN - used : 0, 1, MAX_BLANKS), ' ');
+  line.insert(line.end(), std::clamp(SIZE_COLUMN - line.size() - size.size(), 1, MAX_BLANKS), ' ');
   Add(line, std::string_view(size.begin(), size.end()));
   Add(line, "  (");
   for (int k = 0; k < clique.members.size(); ++k) {
-    auto member = static_cast<std::size_t>(clique.members[k]);
+    const int member = clique.members[k];
     if (k > 0) Add(line, ", ");
-    if (compiled.tree.home[member] == static_cast<int>(index)) line.push_back('*');
+    if (compiled.tree.home[member] == index) line.push_back('*');
     Add(line, OrEmpty(compiled.nodes[member]->name));
   }
   Add(line, ")\n");
   Add(text, std::string_view(line.begin(), line.end()));
 }
 
-char* JunctionTreeReport(net_bn net) {
+}  // namespace
+
+const char* JunctionTreeReport(net_bn net) {
   Vector<char> text;
   if (!net->compiled) {
     Add(text, "Net '");
@@ -75,17 +77,8 @@ char* JunctionTreeReport(net_bn net) {
     AddReal(text, total);
     Add(text, "\n");
   }
-  return DupText(std::string_view(text.data(), text.size()));
+  Free(net->report);
+  return net->report = DupText(std::string_view(text.data(), text.size()));
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-const char* BRAVIC_CALL JunctionTreeReport_bn(net_bn net) {
-  NetCall call("JunctionTreeReport_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return "error";
-  Free(net->report);
-  net->report = JunctionTreeReport(net);
-  return net->report;
-}

@@ -9,7 +9,6 @@
 #include "Bn/engine/SearchOrder.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
@@ -94,7 +93,7 @@ Failure OptimizeDecisions(net_bn net) {
     if (node->kind == DECISION_NODE) decisions.push_back(node);
   node_bn utility;
   if (Failure failure = FindUtility(nodes, &utility)) return WrapOptimize(std::move(failure), net);
-  if (Failure failure = CheckReadiness(nodes, true, Purpose::Optimize, 0, net)) return failure;
+  if (Failure failure = CheckReadiness(nodes, Purpose::Optimize, Extent::Tables, net)) return failure;
   if (Failure failure = CheckNoForgetting(decisions)) return WrapOptimize(std::move(failure), net);
 
   Vector<Policy> policies;
@@ -215,50 +214,10 @@ Failure ExpectedUtility(net_bn net, double* result) {
   Vector<node_bn> nodes = NodesToSolve(net);
   node_bn utility;
   Failure failure = FindUtility(nodes, &utility);
-  if (!failure) failure = CheckReadiness(nodes, false, Purpose::Optimize, 0, nullptr);
+  if (!failure) failure = CheckFitness(nodes, Purpose::Optimize, Extent::Tables);
   if (!failure) failure = Expect(nodes, utility, result);
   if (!failure || failure->number == HALTED) return failure;
   return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-extern "C" int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes) {
-  NetCall call("OptimizeDecisions_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, NetCall::ALLOW_DUPLICATES)) return -1;
-  if (nodes->num <= 0) return 0;
-  Failure failure = OptimizeDecisions(nodes->ar[0]->innet);
-  if (!failure) return 0;
-  int number = failure->number;
-  Post(std::move(failure));
-  return number;
-}
-
-// The list is consumed whatever becomes of the call; one that the library owns was never the caller's to give.
-extern "C" void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
-  NetCall call("AbsorbNodes_bn");
-  if (call.IsRefused()) return;  // the list may be what the calling operation works on
-  const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
-  if (call.HasReserve(-5135) && call.Check(nodes, NetCall::ALLOW_NONE)) {
-    if (!callers)
-      ReportError(-5562, "the passed node list should not be freed (or is already freed)");
-    else if (nodes->num > 0) {
-      LongWork work("Absorbing nodes", 0, Showing::Always);
-      if (Failure failure = AbsorbNodes(nodes->ar[0]->innet, Entries(*nodes), nullptr, work)) Post(std::move(failure));
-    }
-  }
-  if (callers) FreeList(nodes);
-}
-
-extern "C" double BRAVIC_CALL GetExpectedUtility_bn(net_bn net) {
-  NetCall call("GetExpectedUtility_bn");
-  if (!call.HasReserve(-5134) || !call.Check(net)) return UNDEF_DBL;
-  double utility = UNDEF_DBL;
-  if (Failure failure = ExpectedUtility(net, &utility)) {
-    Post(std::move(failure));
-    return UNDEF_DBL;
-  }
-  return utility;
-}

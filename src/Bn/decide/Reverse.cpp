@@ -8,7 +8,6 @@
 #include <cstdio>
 
 #include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
@@ -301,18 +300,3 @@ int ReverseLink(node_bn parent, node_bn child, bool sortParents, bool dropParent
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-extern "C" int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
-  NetCall call("ReverseLink_bn");
-  if (!call.HasReserve(-5135) || !call.Check(parent) || !call.Check(child) || !call.CheckSameNet(parent, child)) {
-    return -1;
-  }
-  // Goes ahead whatever TestReversal would say: a host that needs its conditions ensures them itself.
-  LongWork work("Reversing a link", 0, Showing::Always);
-  const int result = ReverseLink(parent, child, false, false, work);
-  if (result != REVERSAL_HALTED) return result;
-  Post(FailHalted());
-  return -1;
-}

@@ -10,8 +10,6 @@ namespace bravic::engine {
 // Asked now and then with the share done; true halts.
 using ProgressFunction = std::function<bool(double fraction)>;
 
-inline constexpr double PASS_ENTRIES = 100;  // what a pass costs beside its entries
-
 struct Interrupt {
   static constexpr double BETWEEN_LOOKS = 1 << 18;
 

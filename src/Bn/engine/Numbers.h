@@ -1,4 +1,5 @@
-// Small things that several parts of the engine count with.
+// What several parts of the engine compute with: exponents, numbers of unlimited range, the range of a table, and a
+// logarithm that is the same on every platform.
 #pragma once
 
 #include <algorithm>
@@ -10,10 +11,6 @@
 #include <utility>
 
 namespace bravic::engine {
-
-inline std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
 
 // Of a positive number: the e with x in [2^(e-1), 2^e).
 inline int Exponent(double x) {
@@ -28,6 +25,17 @@ inline int Exponent(double x) {
 inline double PowerOfTwo(int exponent) {
   return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
 }
+
+// The nearest exponent that normal doubles have.
+inline int NormalExponent(int exponent) {
+  return std::clamp(exponent, -1022, 1023);
+}
+
+// value * 2^exponent: a probability however small.
+struct ScaledNumber {
+  double value = 0;
+  long long exponent = 0;
+};
 
 // mantissa * 2^exponent, of unlimited range and never negative.
 struct WideNumber {
@@ -92,7 +100,7 @@ void FindRange(const Number* numbers, std::size_t size, Number* largest, Number*
   *least = std::min(std::min(low[0], low[1]), std::min(low[2], low[3]));
 }
 
-// Spread over [0.5, 1).
+// Factors spread over [0.5, 1) by the golden ratio: those of neighbouring numbers are far apart.
 inline double SpreadFactor(int i) {
   const double turns = 0.6180339887498949 * (i + 1);
   return 0.5 + 0.5 * (turns - std::floor(turns));

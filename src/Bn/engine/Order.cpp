@@ -23,8 +23,8 @@ class RemainingGraph {
   RemainingGraph(const Graph& moral, std::span<const int> numstates)
       : numstates_(numstates),
         many_(MANY + moral.NumNodes() / MANY),
-        neighbours_(At(moral.NumNodes())),
-        setsOf_(At(moral.NumNodes())) {
+        neighbours_(moral.NumNodes()),
+        setsOf_(moral.NumNodes()) {
     const int n = neighbours_.size();
     isolated_.assign(n, 0);
     eliminated_.assign(n, 0);
@@ -165,7 +165,7 @@ class RemainingGraph {
 Order FindOrder(const Graph& moral, std::span<const int> numstates, const ProgressFunction& progress) {
   const int n = moral.NumNodes();
   Order order;
-  order.nodes.reserve(At(n));
+  order.nodes.reserve(n);
   if (n < 4) {
     for (int i = 0; i < n; ++i) order.nodes.push_back(i);
     order.numFound = n;
@@ -176,7 +176,7 @@ Order FindOrder(const Graph& moral, std::span<const int> numstates, const Progre
   Tournament tournament;
   tournament.Reset(n);
   // Costs that are only bounded are made exact when they come to be the least.
-  Vector<unsigned char> done(At(n), 0), known(At(n), 1);
+  Vector<unsigned char> done(n, 0), known(n, 1);
   auto bound = [&](int node) {
     bool exact;
     const double cost = graph.CostBelow(node, &exact);

@@ -1,5 +1,5 @@
-// Elimination orders: a greedy search by state space, with the ties that hosts rely on, quick ones for computing with,
-// and the cost of a given order. Longer searches stand in SearchOrder.h.
+// Elimination orders: a greedy search by state space, with the ties that hosts rely on, and the cost of a given order.
+// Others, for computing with, stand in SearchOrder.h.
 #pragma once
 
 #include "Bn/engine/Graph.h"
@@ -17,8 +17,5 @@ struct Order {
 // remaining neighbours lie in a recorded larger set costs 0.
 Order FindOrder(const Graph& moral, std::span<const int> numstates, const ProgressFunction& progress);
 double OrderCost(const Graph& moral, std::span<const int> numstates, std::span<const int> order);
-// The best of some quick greedy orders, the same on every machine; without nodes when none costs less than the limit.
-// effort: nanoseconds, about, that an entry of the tree is worth.
-Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit, double effort);
 
 }  // namespace bravic::engine

@@ -59,17 +59,17 @@ class RandomStream {
 class Run {
  public:
   Run(const Graph& moral, std::span<const int> numstates)
-      : moral_(moral), n_(moral.NumNodes()), words_((At(n_) + 63) / 64) {
+      : moral_(moral), n_(moral.NumNodes()), words_((n_ + 63) / 64) {
     for (int s : numstates) sizes_.push_back(std::max(1, s));
     for (double s : sizes_) logs_.push_back(BinaryLogarithm(s));
-    adjacent_.assign(At(n_) * words_, 0);
+    adjacent_.assign(n_ * words_, 0);
     for (int i = 0; i < n_; ++i)
       for (int w : moral.Neighbours(i)) SetBit(i, w);
     pristine_ = adjacent_;
-    lists_.resize(At(n_));
-    setsOf_.resize(At(n_));
-    touched_.assign(At(n_), -1);
-    gone_.resize(At(n_));
+    lists_.resize(n_);
+    setsOf_.resize(n_);
+    touched_.assign(n_, -1);
+    gone_.resize(n_);
   }
 
   // The order's total state space; infinity as soon as it passes the limit.
@@ -87,8 +87,8 @@ class Run {
   }
 
  private:
-  bool Bit(int i, int j) const { return adjacent_[At(i) * words_ + At(j) / 64] >> (j % 64) & 1; }
-  void SetBit(int i, int j) { adjacent_[At(i) * words_ + At(j) / 64] |= std::uint64_t{1} << (j % 64); }
+  bool Bit(int i, int j) const { return adjacent_[i * words_ + j / 64] >> (j % 64) & 1; }
+  void SetBit(int i, int j) { adjacent_[i * words_ + j / 64] |= std::uint64_t{1} << (j % 64); }
 
   void Reset(Measure measure, std::span<const double> bias) {
     measure_ = measure;
@@ -176,7 +176,7 @@ class Run {
       // Elsewhere an edge less is to fill for those that see both ends of a new one.
       for (const auto& [a, b] : filled_) {
         for (std::size_t w = 0; w < words_; ++w) {
-          std::uint64_t both = adjacent_[At(a) * words_ + w] & adjacent_[At(b) * words_ + w];
+          std::uint64_t both = adjacent_[a * words_ + w] & adjacent_[b * words_ + w];
           for (; both != 0; both &= both - 1) {
             const int c = static_cast<int>(w) * 64 + std::countr_zero(both);
             if (!gone_[c]) update(c);
@@ -232,7 +232,7 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
   RandomStream random;
   Run run(moral, numstates);
   Vector<int> order;
-  Vector<double> bias(At(n), 0.0);
+  Vector<double> bias(n, 0.0);
   constexpr Measure MEASURES[] = {Measure::FILL_OF_SPACE, Measure::WEIGHTED_FILL, Measure::FILL};
   // A try takes about two microseconds a node, a propagation two nanoseconds an entry.
   for (int round = 0; round < 3 || (round < 64 && round * 2000.0 * n < best.cost * effort); ++round) {
@@ -254,7 +254,7 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
   const auto began = Clock::now();
   const int n = moral.NumNodes();
   Order best = FindOrder(moral, numstates, nullptr);
-  if (start.size() == At(n)) {
+  if (Count(start) == n) {
     const double cost = OrderCost(moral, numstates, start);
     if (cost <= best.cost) {
       best.nodes.assign(start.begin(), start.end());
@@ -265,7 +265,7 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
 
   RandomStream random;
   Run run(moral, numstates);
-  Vector<int> order, region, mark(At(n), -1);
+  Vector<int> order, region, mark(n, -1);
   Track tracks[static_cast<int>(Measure::NUM_MEASURES)];
   double elapsed = 0;
   int sinceAsked = 0;
@@ -288,11 +288,11 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
   };
   for (int m = 0; m < static_cast<int>(Measure::NUM_MEASURES); ++m) {
     tracks[m].measure = static_cast<Measure>(m);
-    tracks[m].bias.assign(At(n), 0.0);
+    tracks[m].bias.assign(n, 0.0);
   }
 
   // Noise over the whole graph, for a quarter of the time.
-  Vector<double> bias(At(n));
+  Vector<double> bias(n);
   for (int round = 0; mayGoOn() && elapsed < seconds / 4 && round < 4000; ++round) {
     Track& track = tracks[round % static_cast<int>(Measure::NUM_MEASURES)];
     const double strength = round < 8 ? 1e-6 : random.Share() * random.Share();

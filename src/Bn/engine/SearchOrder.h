@@ -5,6 +5,10 @@
 
 namespace bravic::engine {
 
+// The best of some quick greedy orders, the same on every machine; without nodes when none costs less than the limit.
+// effort: nanoseconds, about, that an entry of the tree is worth.
+Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit, double effort);
+
 // Searches beyond it for at most the given seconds and answers the best order seen (start: an order to beat, or
 // empty). Halted early keeps the best so far.
 Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,

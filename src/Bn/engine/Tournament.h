@@ -1,10 +1,7 @@
 // Which of many numbers is the least, kept while single numbers change.
 #pragma once
 
-#include <limits>
-
 #include "Basic/Memory.h"
-#include "Bn/engine/Numbers.h"
 
 namespace bravic::engine {
 
@@ -14,8 +11,8 @@ class Tournament {
   // n players, all of them out.
   void Reset(int n) {
     width_ = 1;
-    while (width_ < At(n)) width_ *= 2;
-    cost_.resize(At(n));
+    while (width_ < n) width_ *= 2;
+    cost_.resize(n);
     winner_.assign(2 * width_, -1);
   }
   double Cost(int player) const { return cost_[player]; }
@@ -23,30 +20,30 @@ class Tournament {
   // Takes part from the next BuildAll on.
   void Place(int player, double cost) {
     cost_[player] = cost;
-    winner_[width_ + At(player)] = player;
+    winner_[width_ + player] = player;
   }
   void BuildAll() {
-    for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
+    for (int place = width_ - 1; place > 0; --place) Play(place);
   }
   void Change(int player, double cost) {
     cost_[player] = cost;
     PlayAbove(player);
   }
   void Remove(int player) {
-    winner_[width_ + At(player)] = -1;
+    winner_[width_ + player] = -1;
     PlayAbove(player);
   }
 
  private:
-  void Play(std::size_t place) {
+  void Play(int place) {
     const int left = winner_[2 * place], right = winner_[2 * place + 1];
     winner_[place] = left < 0 || (right >= 0 && cost_[right] < cost_[left]) ? right : left;
   }
   void PlayAbove(int player) {
-    for (std::size_t place = (width_ + At(player)) / 2; place > 0; place /= 2) Play(place);
+    for (int place = (width_ + player) / 2; place > 0; place /= 2) Play(place);
   }
 
-  std::size_t width_ = 1;
+  int width_ = 1;
   Vector<double> cost_;
   Vector<int> winner_;
 };

@@ -38,7 +38,7 @@ Vector<Vector<int>> FilledGraph(const Graph& moral, std::span<const int> order) 
 // Buckets are doubly linked lists of nodes; a node that gains a numbered neighbour goes to the head of the next.
 Vector<int> MaximumCardinalityNumbers(const Vector<Vector<int>>& filled, Vector<int>* byNumber) {
   const int n = filled.size();
-  Vector<int> number(At(n), -1), cardinality(At(n), 0), next(At(n)), previous(At(n)), head(At(n) + 1, -1);
+  Vector<int> number(n, -1), cardinality(n, 0), next(n), previous(n), head(n + 1, -1);
   for (int i = 0; i < n; ++i) {
     next[i] = i + 1 < n ? i + 1 : -1;
     previous[i] = i - 1;
@@ -204,7 +204,7 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree) {
     merged.totalSize += size[c];
   }
   for (std::size_t c = 0; c < n; ++c) {
-    const int to = place[At(find(static_cast<int>(c)))];
+    const int to = place[find(static_cast<int>(c))];
     for (int member : tree.cliques[c].members) {
       Vector<int>& members = merged.cliques[to].members;
       if (std::find(members.begin(), members.end(), member) == members.end()) members.push_back(member);

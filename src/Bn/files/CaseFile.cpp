@@ -1,4 +1,4 @@
-// Single cases for hosts: the current findings written as a row, a row read and entered as findings.
+#include "Bn/files/CaseFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -8,7 +8,6 @@
 #include "Bn/compiled/Findings.h"
 #include "Bn/files/CaseReader.h"
 #include "Bn/files/CaseWriter.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Platform.h"
 
@@ -27,6 +26,8 @@ void TakeBack(const char* filename, long length) {
   std::error_code ignored;
   std::filesystem::resize_file(filename, static_cast<std::uintmax_t>(length), ignored);
 }
+
+}  // namespace
 
 long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double freq) {
   CasePlan plan;
@@ -56,6 +57,8 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   if (!nodes.empty()) RememberCaseFile(nodes[0]->innet, file->name);
   return plan.append ? plan.position : writer.HeaderLength();
 }
+
+namespace {
 
 Failure CouldntMove(filespec_ns file, long position) {
   const ShownPath path(file->name);
@@ -95,15 +98,17 @@ void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow* row) {
   if (row) RetractAllFindings(net);
   for (std::size_t i = 0; i < nodes.size(); ++i) {
     if (row && nodes[i]->discrete != DISCRETE && row->values[i] != UNDEF_DBL)
-      EnterValue(nodes[i], row->values[i], false);
+      EnterValue(nodes[i], row->values[i], Entry::Replacing);
     else if (row && row->states[i] >= 0)
-      EnterState(nodes[i], row->states[i], false);
+      EnterState(nodes[i], row->states[i], Entry::Replacing);
     else if (HasFinding(*nodes[i]))
       RetractFinding(nodes[i]);
   }
   net->autoupdate = autoupdate;
   AutoUpdate(net);
 }
+
+}  // namespace
 
 void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, long* id, double* freq) {
   net_bn net = nodes.empty() ? nullptr : nodes[0]->innet;
@@ -147,31 +152,4 @@ void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, 
   if (freq) *freq = row.freq;
 }
 
-}  // namespace
-
 }  // namespace bravic
-
-using namespace bravic;
-
-extern "C" long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq) {
-  NetCall call("WriteCase_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(file)) return -1;
-  if (NetCall::Basic() && idnum < -1) {
-    ReportError(-5522, "argument 'ID_num' is less than -1 (it is %ld)", idnum);
-    return -1;
-  }
-  if (NetCall::Basic() && freq != -1 && !(freq >= 0)) {
-    ReportError(-5523, "argument 'freq' is less than 0 (it is %g)", freq);
-    return -1;
-  }
-  if (NetCall::Basic() && !CheckFinite("freq", freq)) return -1;
-  return WriteCase(nodes ? Entries(*nodes) : std::span<const node_bn>(), file, idnum, freq);
-}
-
-extern "C" void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes, long* idnum,
-                                        double* freq) {
-  NetCall call("ReadCase_bn");
-  if (!call.HasReserve(-5135) || !call.Check(file)) return;
-  if (nodes && !call.Check(nodes, NetCall::ALLOW_NONE)) return;
-  ReadCase(caseposn, file, nodes ? Entries(*nodes) : std::span<const node_bn>(), idnum, freq);
-}

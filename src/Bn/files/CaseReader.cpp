@@ -17,7 +17,6 @@ namespace {
 
 inline constexpr std::size_t PLACE_LEN = 300;
 inline constexpr int MAX_UNFIT = 100;  // entries reported one by one
-inline constexpr double LEVEL_TOLERANCE = 1e-5;
 
 // Of a text quoted in a message.
 int Shown(std::size_t length) {

@@ -1,85 +1,28 @@
-// The block of a net: its statements, the blocks within it, and what is settled at its end, when every name is known.
+#include "Bn/files/NetBlock.h"
 
 #include <algorithm>
 
+#include "Basic/Environ.h"
 #include "Basic/Format.h"
 #include "Basic/Text.h"
-#include "Bn/files/NetReader.h"
+#include "Bn/files/NetFields.h"
+#include "Bn/files/NetValues.h"
+#include "Bn/files/NodeInherit.h"
+#include "Bn/files/NodeLinks.h"
+#include "Bn/files/NodeReader.h"
+#include "Bn/files/TableReader.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/NetCall.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
-#include "Win_Face/Interaction.h"
 
 namespace bravic {
 namespace {
 
-// The word is known in this spelling, too.
-constexpr const char* ELIM_ORDER_WORD = "elimorder";
-
 // --- Statements of a net
 
-bool ReadBackComments(NetReader& reader, const Statement& at) {
-  const int numWords = reader.words.size();
-  NameRange range;
-  const bool good = ReadNames(reader, at, false, &range);
-  if (good) {
-    reader.text.assign(1, '(');
-    for (int i = numWords; i < reader.words.size(); i++) {
-      if (i > numWords) reader.text.insert(reader.text.end(), {',', ' '});
-      reader.text.insert(reader.text.end(), reader.words[i].begin(), reader.words[i].end());
-    }
-    reader.text.push_back(')');
-    std::replace(reader.text.begin(), reader.text.end(), '\0', '_');
-    reader.net->backcomments = DupText(std::string_view(reader.text.data(), reader.text.size()));
-  }
-  reader.words.resize(numWords);
-  return good;
-}
-
-bool ReadIgnoredNames(NetReader& reader, const Statement& at) {
-  const int numWords = reader.words.size();
-  NameRange range;
-  const bool good = ReadNames(reader, at, false, &range);
-  reader.words.resize(numWords);
-  return good;
-}
-
-bool ReadNetValue(NetReader& reader, int field, const Statement& at) {
-  bnet& net = *reader.net;
-  switch (field) {
-    case NET_PARAMS:
-    case NET_NODES:
-      return ReadIgnoredNames(reader, at);
-    case NET_NUMDIMENSIONS:
-      return ReadInt(reader, at, &net.numdimensions);
-    case NET_AUTOUPDATE:
-      return ReadBoolean(reader, at, &net.autoupdate);
-    case NET_ELIMORDER:
-      reader.elimOrderAt = static_cast<Place>(reader.in.Position());
-      return reader.hasElimOrder = ReadNames(reader, at, false, &reader.elimOrder);
-    case NET_TITLE:
-      return ReadQuoted(reader, at, &net.title);
-    case NET_COMMENT:
-      return ReadQuoted(reader, at, &net.comment);
-    case NET_AUTHOR:
-      return ReadQuoted(reader, at, &net.author);
-    case NET_WHOCHANGED:
-      return ReadQuoted(reader, at, &net.whochanged);
-    case NET_WHENCHANGED:
-      return ReadUnsigned(reader, at, &net.whenchanged);
-    case NET_LOCKED:
-      return ReadBoolean(reader, at, &net.locked);
-    case NET_BACKCOMMENTS:
-      return ReadBackComments(reader, at);
-    default:
-      ReadError(reader, -1131, "Cannot yet parse `%s` field of %s", at.field, at.keyword);
-      return false;
-  }
-}
-
-bool ReadNetStatement(NetReader& reader, int field) {
-  const Statement at = {NET_FIELD_NAMES[field], format::NET_WORD, reader.net->name};
+bool ReadNetStatement(NetReader& reader, NetField field) {
+  const Statement at = {FieldName(field), format::NET_WORD, reader.net->name};
   if (reader.stated[field]) {
     ReadError(reader, -1023, "more than one `%s` statement for %s '%s', line %ld", at.field, at.keyword, at.owner,
               LineNow(reader));
@@ -92,21 +35,13 @@ bool ReadNetStatement(NetReader& reader, int field) {
               LineNow(reader));
     return false;
   }
-  if (!ReadNetValue(reader, field, at)) return false;
+  if (!ReadValue(reader, at, field)) return false;
   if (!ReadSemicolon(reader)) {
     ReadError(reader, -1009, "missing semicolon after `%s` statement of net '%s', line %ld", at.field, at.owner,
               LineNow(reader));
     EndStatement(reader);
   }
   return true;
-}
-
-int FindNetField(std::string_view word) {
-  if (word == ELIM_ORDER_WORD) return NET_ELIMORDER;
-  for (int i = 0; i < NUM_NET_FIELDS; i++) {
-    if (word == NET_FIELD_NAMES[i]) return i;
-  }
-  return -1;
 }
 
 void ReadDefine(NetReader& reader) {
@@ -116,20 +51,20 @@ void ReadDefine(NetReader& reader) {
               LineNow(reader));
     return AbandonStatement(reader);
   }
-  const Place start = static_cast<Place>(reader.in.Position());
-  const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  const Place start = reader.in.Position();
+  const std::string_view word = NextWord(reader);
   // The keyword may be left out, in which case this was the name.
-  if (word != format::NODE_WORD) reader.in.SetPosition(static_cast<long>(start));
+  if (word != format::NODE_WORD) reader.in.SetPosition(start);
   ReadNodeBlock(reader, false, true);
 }
 
 void ReadBlockStatement(NetReader& reader) {
-  const std::string_view word = reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  const std::string_view word = NextWord(reader);
   if (word == format::NODE_WORD) return ReadNodeBlock(reader, false, false);
   if (word == format::PARAM_WORD) return ReadNodeBlock(reader, true, false);
   if (word == format::DEFINE_WORD) return ReadDefine(reader);
-  const int field = FindNetField(word);
-  if (field < 0) {
+  const NetField field = FindNetField(word);
+  if (field == NUM_NET_FIELDS) {
     ReadWarning(reader, -1005, "unknown data field: '%.*s' in %s '%s', line %ld", QuoteLength(word), word.data(),
                 format::NET_WORD, reader.net->name, LineNow(reader));
     AbandonStatement(reader);
@@ -157,25 +92,20 @@ bool ReadNetBody(NetReader& reader) {
 
 // --- The end of a net block: names of later nodes are known now
 
-Place& PlaceOf(NodeEntry& entry, NodeField field) {
-  return field == NODE_FUNCTABLE ? entry.functableAt : field == NODE_PROBS ? entry.probsAt : entry.numcasesAt;
-}
-
 void ReadWaitingTable(NetReader& reader, NodeEntry& entry, NodeField field, bool parentsFailed) {
-  const Place place = PlaceOf(entry, field);
+  const Place place = entry.TableAt(field);
   if (!place || reader.stopped) return;
-  reader.in.SetPosition(static_cast<long>(place));
+  reader.in.SetPosition(place);
   if (parentsFailed) {
     ReadError(reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
-              NODE_FIELD_NAMES[field], NODE_FIELD_NAMES[NODE_PARENTS], format::NODE_WORD, entry.node->name,
-              LineNow(reader));
+              FieldName(field), FieldName(NODE_PARENTS), format::NODE_WORD, entry.node->name, LineNow(reader));
     return;
   }
   if (!ReadTable(reader, entry.node, field)) return;
   entry.node->fields[field] = FIELD_READ;
   const int c = reader.in.Peek();
   if (c == ';' || c == '}' || c == END_OF_INPUT) return;
-  ReadError(reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", NODE_FIELD_NAMES[field],
+  ReadError(reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", FieldName(field),
             format::NODE_WORD, entry.node->name, LineNow(reader));
 }
 
@@ -201,7 +131,7 @@ void SettleRelation(NetReader& reader, NodeEntry& entry) {
 void FinishEntry(NetReader& reader, NodeEntry& entry) {
   const bool parentsFailed = !LinkParents(reader, entry, true);
   if (!parentsFailed) ReadInputs(reader, entry);
-  for (NodeField field : {NODE_FUNCTABLE, NODE_PROBS, NODE_NUMCASES}) {
+  for (NodeField field : TABLES) {
     ReadWaitingTable(reader, entry, field, parentsFailed);
   }
   SettleRelation(reader, entry);
@@ -213,16 +143,14 @@ bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement
   for (int i = 0; i < range.count; i++) {
     const std::string_view word = reader.words[range.first + i];
     const node_bn found = FindEntry(reader, word);
-    if (found && !found->isdefine && TagOf(found) == BNODE_TAG) continue;
+    if (found && !found->isdefine && !IsStub(*found)) continue;
     if (found && found->isdefine) {
       ReadError(reader, -1077, "a DEFINED %s '%s' appears in the `%s` list of %s '%s', line %ld", format::NODE_WORD,
                 found->name, at.field, at.keyword, at.owner, reader.in.LineOf(place));
       return false;
     }
-    char context[160];
-    FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
     reader.in.ReportAt(UNDEFINED_NODE, place, word);
-    return ReportFault(reader, context);
+    return ReportFault(reader, at);
   }
   return true;
 }
@@ -242,14 +170,12 @@ bool CheckElimOrder(NetReader& reader, const nodelist_rec& order, const Statemen
   const auto nodes = Entries(reader.net->nodes);
   const auto missing = std::count_if(nodes.begin(), nodes.end(), isMissing);
   if (missing == 0) return true;
-  char context[160];
-  FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
   reader.in.ReportAt(TOO_FEW_ITEMS, reader.elimOrderAt, {}, order.num, order.num + static_cast<long>(missing));
-  return ReportFault(reader, context);
+  return ReportFault(reader, at);
 }
 
 void SetElimOrder(NetReader& reader) {
-  const Statement at = {NET_FIELD_NAMES[NET_ELIMORDER], format::NET_WORD, reader.net->name};
+  const Statement at = {FieldName(NET_ELIMORDER), format::NET_WORD, reader.net->name};
   if (!reader.hasElimOrder || !CheckNames(reader, reader.elimOrder, reader.elimOrderAt, at)) return;
   nodelist_rec order;
   for (int i = 0; i < reader.elimOrder.count; i++) {
@@ -262,7 +188,7 @@ void SetElimOrder(NetReader& reader) {
 // A define-node keeps no links into the net, whose nodes may go; those who inherited took what hangs on them.
 void UnlinkDefine(bnode& define) {
   if (!define.preds.num) return;
-  FreeNames(define.inputs, define.preds.num);
+  FreeNames(define.inputs);
   define.inputs = nullptr;
   define.preds.num = 0;
   define.preds.ar[0] = &define;
@@ -287,7 +213,7 @@ void FillNet(NetReader& reader) {
       entry.node->index = -1;
       Append(net.defines, entry.node);
       EnterInTable(net.defineNames, entry.node);
-    } else if (TagOf(entry.node) == STUB_TAG) {
+    } else if (IsStub(*entry.node)) {
       stubs.push_back(entry.node);
     } else {
       nodes.push_back(entry.node);
@@ -301,7 +227,7 @@ void FinishNet(NetReader& reader) {
   for (NodeEntry& entry : reader.entries) FinishEntry(reader, entry);
   for (NodeEntry& entry : reader.entries) {
     CheckNames(reader, entry.children, entry.childrenAt,
-               {NODE_FIELD_NAMES[NODE_CHILDREN], format::NODE_WORD, entry.node->name});
+               {FieldName(NODE_CHILDREN), format::NODE_WORD, entry.node->name});
   }
   FillNet(reader);
   SetElimOrder(reader);
@@ -313,15 +239,6 @@ void FinishNet(NetReader& reader) {
 }
 
 }  // namespace
-
-void FreeBlock(NetReader& reader) {
-  for (NodeEntry& entry : reader.entries) FreeNodeRecord(entry.node);
-  reader.entries.clear();
-  FreeNet(reader.net);
-  reader.net = nullptr;
-  Free(reader.names.slots);
-  reader.names = {};
-}
 
 void ReadNetBlock(NetReader& reader) {
   reader.foundNet = true;

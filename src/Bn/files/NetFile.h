@@ -1,4 +1,6 @@
-// Net files: reading and writing a net as text. docs/net-format.md describes the format.
+// Net files as wholes. Reading finds the indicator and the blocks of nets, of which the last one counts. Saving writes
+// the new text to a file of its own beside the old one, which takes the old one's place only when it is whole, so that
+// whatever fails leaves the old file byte for byte. docs/net-format.md describes the format.
 #pragma once
 
 #include "Bn/model/Net.h"

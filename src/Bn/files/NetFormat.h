@@ -1,5 +1,5 @@
 // The net file format as the reader and the writer share it: the words and characters that are fixed. Names of
-// statements and of enumerated values stand in Bn/model/Records.h (NET_FIELD_NAMES, KIND_NAMES ...);
+// statements stand in Bn/model/FieldList.h, those of enumerated values in Bn/model/Records.h (KIND_NAMES ...);
 // docs/net-format.md describes the whole.
 //
 // Conventions of the texts between words:
@@ -15,8 +15,6 @@
 #pragma once
 
 #include <string_view>
-
-#include "Bn/model/Records.h"
 
 namespace bravic::format {
 
@@ -40,8 +38,6 @@ inline constexpr int NUMBER_WIDTH = 7;     // of an entry of a table
 inline constexpr int COLUMN_PADDING = 5;   // added to a width to make a column
 inline constexpr int MAX_PADDING = 80, MAX_INDENT = 16;
 inline constexpr char NET_EXTENSION[] = ".dne", OTHER_NET_EXTENSION[] = ".dnet";
-
-inline constexpr int LAST_NET_FIELD = NET_BACKCOMMENTS, LAST_NODE_FIELD = NODE_BELIEF;  // last that is ever written
 
 // How the writer prints, set to these defaults at start.
 struct PrintOptions {

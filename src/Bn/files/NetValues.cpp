@@ -1,30 +1,21 @@
-// The values of statements: names, numbers, quoted texts and lists.
+#include "Bn/files/NetValues.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstring>
 
-#include "Basic/Format.h"
 #include "Basic/Text.h"
-#include "Bn/files/NetReader.h"
+#include "Bn/model/NameLists.h"
 
 namespace bravic {
 namespace {
 
-constexpr std::size_t CONTEXT_LEN = 160;
 constexpr int FEW_NAMES = 16;  // up to here duplicates are looked for pair by pair
 
 // Reports what the channel found wrong with the value of a statement.
 bool ValueFault(NetReader& reader, const Statement& at, int number, std::string_view word = {}, long count = 0) {
   reader.in.Report(number, word, count);
-  char context[CONTEXT_LEN];
-  FormatText(context, sizeof context, " in `%s` statement of %s '%s'", at.field, at.keyword, at.owner);
-  ReportFault(reader, context);
-  return false;
-}
-
-std::string_view NextWord(NetReader& reader) {
-  return reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  return ReportFault(reader, at);
 }
 
 bool IsWord(std::string_view word, const char* text) {
@@ -96,7 +87,7 @@ bool HasDuplicate(char** names, int count, const char** duplicate) {
     return false;
   }
   Vector<const char*> sorted;
-  sorted.reserve(static_cast<std::size_t>(count));
+  sorted.reserve(count);
   for (int i = 0; i < count; i++) {
     if (names[i]) sorted.push_back(names[i]);
   }
@@ -107,10 +98,9 @@ bool HasDuplicate(char** names, int count, const char** duplicate) {
   return true;
 }
 
-bool IllegalName(NetReader& reader, const Statement& at, std::string_view name) {
-  ReadError(reader, -1024, "illegal value '%.*s' for `%s` statement in %s '%s', line %ld",
-            static_cast<int>(std::min<std::size_t>(name.size(), MAX_ERROR_WORD)), name.data(), at.field, at.keyword,
-            at.owner, LineNow(reader));
+bool IllegalValue(NetReader& reader, const Statement& at, std::string_view name) {
+  ReadError(reader, -1024, "illegal value '%.*s' for `%s` statement in %s '%s', line %ld", QuoteLength(name),
+            name.data(), at.field, at.keyword, at.owner, LineNow(reader));
   return false;
 }
 
@@ -127,7 +117,7 @@ bool ReadBlockName(NetReader& reader, const char* keyword, const char* owner, ch
   const std::string_view word = NextWord(reader);
   if (written) *written = word;
   LegalName(word, name);
-  const int quoted = static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD));
+  const int quoted = QuoteLength(word);
   if (word != name) {
     ReadError(reader, -1024, "illegal `name` '%.*s' in %s '%s', line %ld", quoted, word.data(), keyword, owner,
               LineNow(reader));
@@ -166,8 +156,8 @@ bool ReadUnsigned(NetReader& reader, const Statement& at, unsigned* value) {
 }
 
 // Reports a text that is no number under the number that belongs to its statement.
-static bool BadNumber(NetReader& reader, const Statement& at, std::string_view word, int badNumber, long nth) {
-  const int quoted = static_cast<int>(std::min<std::size_t>(word.size(), MAX_ERROR_WORD));
+bool BadNumber(NetReader& reader, const Statement& at, std::string_view word, int badNumber, long nth) {
+  const int quoted = QuoteLength(word);
   if (!word.empty() && word[0] == '@') {
     ReadError(reader, -1090, "unknown escape name '%.*s'", quoted - 1, word.data() + 1);
     return false;
@@ -188,7 +178,7 @@ bool ReadNumber(NetReader& reader, const Statement& at, double* value) {
 
 bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber) {
   reader.numbers.clear();
-  const Place opened = static_cast<Place>(reader.in.Position());
+  const Place opened = reader.in.Position();
   bool empty, more = true;
   if (!OpenList(reader, at, &empty)) return false;
   while (!empty && more) {
@@ -211,7 +201,7 @@ bool ReadQuoted(NetReader& reader, const Statement& at, char** text) {
     in.PushBack();
     return ValueFault(reader, at, MISSING_STRUCTURE, "\"");
   }
-  const Place opened = static_cast<Place>(in.Position());
+  const Place opened = in.Position();
   reader.text.clear();
   for (int c = in.Next(); c != '"'; c = in.Next()) {
     if (c == END_OF_INPUT) {
@@ -229,7 +219,7 @@ bool ReadQuoted(NetReader& reader, const Statement& at, char** text) {
 }
 
 bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRange* names) {
-  const Place opened = static_cast<Place>(reader.in.Position());
+  const Place opened = reader.in.Position();
   *names = {reader.words.size(), 0};
   bool empty, more = true;
   if (!OpenList(reader, at, &empty)) return false;
@@ -245,30 +235,85 @@ bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRang
 }
 
 bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names) {
-  const std::size_t count = static_cast<std::size_t>(range.count);
-  *names = static_cast<char**>(AllocateCleared(count, sizeof(char*)));
+  *names = static_cast<char**>(AllocateCleared(range.count, sizeof(char*)));
   bool good = true;
-  for (std::size_t i = 0; i < count && good; i++) {
-    const std::string_view word = reader.words[static_cast<std::size_t>(range.first) + i];
+  for (int i = 0; i < range.count && good; ++i) {
+    const std::string_view word = reader.words[range.first + i];
     char name[MAX_NAME_LEN + 1];
     LegalName(word, name);
     if (word.substr(0, MAX_NAME_LEN) != name) {
-      good = IllegalName(reader, at, word);
+      good = IllegalValue(reader, at, word);
     } else if (!word.empty()) {
       (*names)[i] = DupText(name);
     }
   }
   const char* duplicate;
-  if (good && HasDuplicate(*names, range.count, &duplicate)) good = IllegalName(reader, at, duplicate);
+  if (good && HasDuplicate(*names, range.count, &duplicate)) good = IllegalValue(reader, at, duplicate);
   if (good) return true;
-  FreeNames(*names, range.count);
+  FreeNames(*names);
   *names = nullptr;
   return false;
 }
 
-void FreeNames(char** names, int count) {
-  for (int i = 0; names && i < count; i++) Free(names[i]);
-  Free(names);
+int FindWord(std::string_view word, const char* const* words, int num) {
+  for (int i = 0; i < num; ++i) {
+    if (word == words[i]) return i;
+  }
+  return -1;
 }
+
+statetype StateOfWord(const NetReader& reader, const bnode& node, std::string_view word) {
+  if (!word.empty() && word[0] == '#') {
+    long long number;
+    if (word.size() < 2 || !ParseInteger(word.substr(1), reader.in.base, &number)) return UNDEF_STATE;
+    return number >= 0 && number < node.numstates ? static_cast<statetype>(number) : UNDEF_STATE;
+  }
+  for (int i = 0; node.states && !word.empty() && i < node.numstates; i++) {
+    if (node.states[i] && word.substr(0, MAX_NAME_LEN) == node.states[i]) return i;
+  }
+  return UNDEF_STATE;
+}
+
+namespace {
+
+bool ReadText(NetReader& reader, const Statement& at, char*& text) {
+  char* read;
+  if (!ReadQuoted(reader, at, &read)) return false;
+  Free(text);
+  text = read;
+  return true;
+}
+
+bool ReadEnumerated(NetReader& reader, const Statement& at, const char* const* words, int num, int* value) {
+  const std::string_view word = NextWord(reader);
+  const int found = FindWord(word, words, num);
+  if (found < 0) return IllegalValue(reader, at, word);
+  *value = found;
+  return true;
+}
+
+}  // namespace
+
+template <class Record>
+bool ReadField(NetReader& reader, const Statement& at, const FieldRow<Record>& row, Record& record) {
+  switch (row.form) {
+    case FieldForm::Own:
+      return false;
+    case FieldForm::Text:
+      return ReadText(reader, at, record.*row.text);
+    case FieldForm::Number:
+      return ReadInt(reader, at, &(record.*row.number));
+    case FieldForm::Seconds:
+      return ReadUnsigned(reader, at, &(record.*row.seconds));
+    case FieldForm::Flag:
+      return ReadBoolean(reader, at, &(record.*row.number));
+    case FieldForm::Word:
+      return ReadEnumerated(reader, at, row.words, row.numWords, &(record.*row.number));
+  }
+  return false;
+}
+
+template bool ReadField(NetReader& reader, const Statement& at, const FieldRow<bnet>& row, bnet& record);
+template bool ReadField(NetReader& reader, const Statement& at, const FieldRow<bnode>& row, bnode& record);
 
 }  // namespace bravic

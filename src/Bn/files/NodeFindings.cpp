@@ -1,18 +1,23 @@
-// The finding of a node being read: what its own statements say, else what its define-nodes do. `evidence` and `value`
-// may say the same thing together; of other statements the last one holds.
+#include "Bn/files/NodeFindings.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "Bn/compiled/Likelihood.h"
-#include "Bn/files/NodeReader.h"
+#include "Bn/files/NetValues.h"
 #include "Bn/model/Tables.h"
 
 namespace bravic {
 namespace {
 
-constexpr double VALUE_TOLERANCE = 1e-5;
+// A finding as a node's statement, or a define-node, gives it.
+struct FindingRead {
+  statetype evidence = UNDEF_STATE;
+  double value = UNDEF_DBL;
+  Block<float> likelihood;  // [numstates], or none
+  bool IsNone() const { return evidence == UNDEF_STATE && value == UNDEF_DBL && !likelihood; }
+};
 
 // A state of a discrete node has its level for a value.
 void SetState(const bnode& node, statetype state, FindingRead* finding) {
@@ -22,7 +27,7 @@ void SetState(const bnode& node, statetype state, FindingRead* finding) {
 
 // False for a value that the node cannot have.
 bool SetValue(const bnode& node, double value, FindingRead* finding) {
-  const statetype state = StateOfValue(node, value, VALUE_TOLERANCE);
+  const statetype state = StateOfValue(node, value, LEVEL_TOLERANCE);
   if (node.discrete == DISCRETE && state == UNDEF_STATE) return false;
   if (node.discrete != DISCRETE && !IsWithinBounds(node, value)) return false;
   finding->evidence = state;
@@ -33,7 +38,7 @@ bool SetValue(const bnode& node, double value, FindingRead* finding) {
 bool StateHolds(const bnode& node, statetype state, double value) {
   if (!node.levels) return false;
   if (node.discrete == DISCRETE) {
-    return node.levels[state] == value || std::fabs(node.levels[state] - value) <= VALUE_TOLERANCE;
+    return node.levels[state] == value || std::fabs(node.levels[state] - value) <= LEVEL_TOLERANCE;
   }
   const auto [low, high] = std::minmax(node.levels[state], node.levels[state + 1]);
   return value >= low && value <= high;
@@ -41,11 +46,11 @@ bool StateHolds(const bnode& node, statetype state, double value) {
 
 bool ReadEvidence(NodeBlock& block, FindingRead* finding) {
   if (!HasStates(block, NODE_EVIDENCE)) return false;
-  const std::string_view word = block.reader.in.ReadWord(format::PUNCTUATION, format::MAX_WORD_LEN, nullptr);
+  const std::string_view word = NextWord(block.reader);
   const statetype state = StateOfWord(block.reader, block.node, word);
   if (state == UNDEF_STATE) {
     ReadError(block.reader, -1036, "unknown label '%.*s' in `%s` statement of %s '%s', line %ld", QuoteLength(word),
-              word.data(), NODE_FIELD_NAMES[NODE_EVIDENCE], block.keyword, block.node.name, LineNow(block.reader));
+              word.data(), FieldName(NODE_EVIDENCE), block.keyword, block.node.name, LineNow(block.reader));
     return false;
   }
   SetState(block.node, state, finding);
@@ -63,7 +68,7 @@ bool ReadNodeValue(NodeBlock& block, FindingRead* finding) {
 
 // A single entry that is not 0 is a state finding.
 bool ReadLikelihood(NodeBlock& block, FindingRead* finding) {
-  if (!ReadVector(block, NODE_LIKELIHOOD)) return false;
+  if (!ReadStateNumbers(block, NODE_LIKELIHOOD)) return false;
   const auto& numbers = block.reader.numbers;
   if (numbers.empty()) return true;
   const auto isNonZero = [](double entry) { return entry != 0; };
@@ -80,7 +85,7 @@ bool ReadLikelihood(NodeBlock& block, FindingRead* finding) {
 
 bool ReadFinding(NodeBlock& block, NodeField field, FindingRead* finding) {
   if (!block.value[field] || StandsTooEarly(block, field)) return false;
-  block.reader.in.SetPosition(static_cast<long>(block.value[field]));
+  block.reader.in.SetPosition(block.value[field]);
   const bool good = field == NODE_EVIDENCE ? ReadEvidence(block, finding)
                     : field == NODE_VALUE  ? ReadNodeValue(block, finding)
                                            : ReadLikelihood(block, finding);

@@ -7,7 +7,6 @@
 #include <cmath>
 
 #include "Bn/files/CaseReader.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
@@ -120,6 +119,10 @@ Failure LearnOne(node_bn node, double degree) {
 }
 
 }  // namespace
+
+bool HasOwnRows(const bnode& node) {
+  return OwnRows(node) != nullptr;
+}
 
 void LearnFindings(std::span<const node_bn> nodes, double degree) {
   if (nodes.empty()) return;
@@ -366,53 +369,3 @@ void FadeTable(node_bn node, double degree) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-namespace {
-
-bool CheckUpdating(int number, int updating) {
-  if (!ApiCall::Basic() || updating == 0) return true;
-  ReportError(number, "argument 'updating' is not 0 (it is %g)", static_cast<double>(updating));
-  return false;
-}
-
-bool CheckDegree(int number, double degree) {
-  if (!ApiCall::Basic() || (degree - degree == 0 && degree != UNDEF_DBL && std::fabs(degree) < INF_DBL)) return true;
-  ReportError(number, "argument 'degree' is not a finite number (it is %g)", degree);
-  return false;
-}
-
-}  // namespace
-
-extern "C" void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {
-  NetCall call("CaseRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
-  if (!CheckUpdating(-5540, updating) || !CheckDegree(-5545, degree)) return;
-  if (nodes) LearnFindings(Entries(*nodes), degree);
-}
-
-extern "C" void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree) {
-  NetCall call("CaseFileRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(file) || !call.Check(nodes, NetCall::ALLOW_NONE)) return;
-  if (!CheckUpdating(-5539, updating) || !CheckDegree(-5544, degree)) return;
-  if (nodes) LearnFile(file, Entries(*nodes), degree);
-}
-
-extern "C" void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
-  NetCall call("FadeProbs_bn");
-  if (!call.HasReserve(-5135) || !call.Check(node)) return;
-  if (NetCall::Basic() && !(degree >= 0 && degree <= 1)) {
-    ReportError(-5516, "argument 'degree' is %g, but it should be within 0 to 1 inclusive", degree);
-    return;
-  }
-  if (NetCall::Basic() && !(BaseExperience_bn >= 0)) {
-    ReportError(-5517, "global variable 'BaseExperience_bn' is negative (it is %g)", BaseExperience_bn);
-    return;
-  }
-  if (!OwnRows(*node)) {
-    ReportError(-5518, "node '%s' doesnt have any probability table", node->name);
-    return;
-  }
-  FadeTable(node, degree);
-}

@@ -13,6 +13,7 @@ namespace bravic {
 void LearnFindings(std::span<const node_bn> nodes, double degree);
 // Every case of the file. What was counted before a bad row stays.
 void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree);
-void FadeTable(node_bn node, double degree);  // 0 .. 1
+bool HasOwnRows(const bnode& node);           // a table of probabilities that does not follow from a function
+void FadeTable(node_bn node, double degree);  // of a node that has them; 0 .. 1
 
 }  // namespace bravic

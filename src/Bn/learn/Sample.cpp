@@ -6,12 +6,11 @@
 
 #include "Basic/Random.h"
 #include "Basic/Text.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Findings.h"
 #include "Bn/files/CaseWriter.h"
 #include "Bn/learn/SampleTree.h"
 #include "Bn/model/Condition.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
@@ -20,7 +19,6 @@ namespace bravic {
 
 namespace {
 
-inline constexpr double LEVEL_TOLERANCE = 1e-5;
 inline constexpr double NODE_WORK = 16;  // to sample one
 constexpr int SAMPLE_HALTED = -14;       // within this file
 
@@ -397,33 +395,3 @@ int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const Genera
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-extern "C" long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
-  NetCall call("RandomCase_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
-  if (NetCall::Basic() && method != 0) {
-    ReportError(-5541, "argument 'method' is not 0 (it is %d)", method);
-    return SAMPLE_ERROR;
-  }
-  return RandomCase(nodes ? Entries(*nodes) : std::span<const node_bn>(), maxdraws);
-}
-
-extern "C" int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid,
-                                            double freq, int append) {
-  NetCall call("GenerateCases_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
-  if (NetCall::Basic() && numcases < 0) {
-    ReportError(-5546, "argument 'numcases' is less than 0 (it is %ld)", numcases);
-    return SAMPLE_ERROR;
-  }
-  if (!call.Check(file)) return SAMPLE_ERROR;
-  if (NetCall::Basic() && !(freq >= 0)) {
-    ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
-    return SAMPLE_ERROR;
-  }
-  if (NetCall::Basic() && !CheckFinite("freq", freq)) return SAMPLE_ERROR;
-  return GenerateCases(nodes ? Entries(*nodes) : std::span<const node_bn>(), file,
-                       {numcases, firstid, freq, append != 0});
-}

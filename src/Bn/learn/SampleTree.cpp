@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "Basic/Random.h"
-#include "Bn/compiled/Compile.h"
+#include "Bn/compiled/CompiledNet.h"
 
 namespace bravic {
 

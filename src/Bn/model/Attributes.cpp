@@ -5,32 +5,34 @@
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
+#include "Bn/model/Fields.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
 namespace {
 
-bool IsEmpty(const char* text) {
-  return !text || !*text;
-}
-
 void Touch(net_bn net) {
   if (net) net->dirty = true;
 }
 
-// Texts of which none and the empty one are the same value.
-int SetText(net_bn net, node_bn node, UndoCode code, char*& field, const char* text) {
-  if (EqualText(OrEmpty(field), OrEmpty(text))) return 1;
-  ReplaceText(NewUndo(code, net, node), field, IsEmpty(text) ? nullptr : DupText(text));
+// Texts of which none and the empty one are the same value. The owner is the net or the node itself.
+template <class Record, class Field>
+int SetText(net_bn net, Record* owner, Field field, const FieldRow<Record>& row, const char* text) {
+  char*& present = owner->*row.text;
+  if (EqualText(OrEmpty(present), OrEmpty(text))) return 1;
+  ReplaceText(BeginChange(owner, field), present, IsEmptyName(text) ? nullptr : DupText(text));
   Touch(net);
   return 0;
 }
 
-int SetNodeText(node_bn node, UndoCode code, NodeField number, char*& field, const char* text) {
-  const int answer = SetText(node->innet, node, code, field, text);
-  if (answer == 0) node->fields[number] = FIELD_READ;
-  return answer;
+int SetNetText(net_bn net, NetField field, const char* text) {
+  return SetText(net, net, field, NET_FIELD_TABLE[field], text);
+}
+
+int SetNodeText(node_bn node, NodeField field, const char* text) {
+  return SetText(node->innet, node, field, NODE_FIELD_TABLE[field], text);
 }
 
 int SetFlag(net_bn net, const char* name, UndoCode code, int& field, int value) {
@@ -46,55 +48,14 @@ int SetFlag(net_bn net, const char* name, UndoCode code, int& field, int value) 
   return 0;
 }
 
-// The name of entry i of an array that may be absent.
-const char* NameAt(char* const* names, int i) {
-  return names ? OrEmpty(names[i]) : "";
-}
-
-bool SameNames(char* const* present, const char* const* names, int n) {
-  for (int i = 0; i < n; i++) {
-    if (!EqualText(NameAt(present, i), names ? OrEmpty(names[i]) : "")) return false;
-  }
-  return true;
-}
-
-// Whether an array of names can be a node's: the reason of the first fault is written to the buffer.
-bool FitNames(const char* const* names, int n, char* reason, std::size_t size) {
-  for (int i = 0; names && i < n; i++) {
-    if (IsEmpty(names[i])) continue;
-    if (CheckNameText(names[i], reason)) return false;
-    for (int k = 0; k < i; k++) {
-      if (!EqualText(names[i], OrEmpty(names[k]))) continue;
-      FormatText(reason, size, "'%.30s' is used twice (by %d and %d)", names[i], k, i);
-      return false;
-    }
-  }
-  return true;
-}
-
-char** CopyNames(const char* const* names, int n) {
-  if (!names || std::all_of(names, names + n, IsEmpty)) return nullptr;
-  auto** copy = static_cast<char**>(AllocateCleared(static_cast<std::size_t>(n), sizeof(char*)));
-  for (int i = 0; i < n; i++) copy[i] = IsEmpty(names[i]) ? nullptr : DupText(names[i]);
-  return copy;
-}
-
 void PutName(UndoRecord* undo, char**& field, int length, int index, const char* name) {
   if (!field) {
     ReplaceTexts(undo, field, static_cast<char**>(AllocateCleared(static_cast<std::size_t>(length), sizeof(char*))));
   }
-  ReplaceTextAt(undo, field, index, IsEmpty(name) ? nullptr : DupText(name));
+  ReplaceTextAt(undo, field, index, IsEmptyName(name) ? nullptr : DupText(name));
 }
 
 }  // namespace
-
-bool FitStateNames(const char* const* names, int numstates, char* reason) {
-  return FitNames(names, numstates, reason, NAME_REASON_LEN);
-}
-
-char** CopyStateNames(const char* const* names, int numstates) {
-  return CopyNames(names, numstates);
-}
 
 int SetNetName(net_bn net, const char* name) {
   if (EqualText(net->name, name)) return 1;
@@ -104,7 +65,7 @@ int SetNetName(net_bn net, const char* name) {
                 reason);
     return -1;
   }
-  ReplaceText(NewUndo(UNDO_NET_NAME, net), net->name, DupText(name));
+  ReplaceText(BeginChange(net, NET_NAME), net->name, DupText(name));
   Touch(net);
   return 0;
 }
@@ -131,23 +92,23 @@ int SetNetElimOrder(net_bn net, const nodelist_rec* order) {
   }
   const nodelist_rec& present = net->elimorder;
   if (num == present.num && (num < 0 || std::equal(nodes.get(), nodes.get() + num, present.ar))) return 1;
-  ReplaceList(NewUndo(UNDO_ELIM_ORDER, net), net->elimorder, nodes.release(), num);
+  ReplaceList(BeginChange(net, NET_ELIMORDER), net->elimorder, nodes.release(), num);
   if (inferenceHooks.uncompile) inferenceHooks.uncompile(net);
   Touch(net);
   return 0;
 }
 
 int SetNetTitle(net_bn net, const char* title) {
-  return SetText(net, nullptr, UNDO_NET_TITLE, net->title, title);
+  return SetNetText(net, NET_TITLE, title);
 }
 
 int SetNetComment(net_bn net, const char* comment) {
-  return SetText(net, nullptr, UNDO_NET_COMMENT, net->comment, comment);
+  return SetNetText(net, NET_COMMENT, comment);
 }
 
 int SetNetUser(net_bn net, void* data) {
   if (data == net->user) return 1;
-  ReplacePointer(NewUndo(UNDO_NET_USER, net), net->user, data);
+  ReplacePointer(BeginChange(net, NET_USER), net->user, data);
   return 0;
 }
 
@@ -162,7 +123,7 @@ int SetNodeName(node_bn node, const char* name) {
     ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, OrEmpty(node->innet->name));
     return -1;
   }
-  ReplaceNodeName(NewUndo(UNDO_NODE_NAME, node->innet, node), node, DupText(name));
+  ReplaceNodeName(BeginChange(node, NODE_NAME), node, DupText(name));
   Touch(node->innet);
   return 0;
 }
@@ -187,11 +148,10 @@ int SetKind(node_bn node, int kind) {
     return -1;
   }
   net_bn net = node->innet;
-  UndoRecord* undo = NewUndo(UNDO_KIND, net, node);
+  UndoRecord* undo = BeginChange(node, NODE_KIND);
   const bool assumed = kind == ASSUME_NODE || node->kind == ASSUME_NODE;
   Replace(undo, node->kind, kind);
   Replace(undo, node->chance, UNKNOWN_CHANCE);
-  node->fields[NODE_KIND] = FIELD_READ;
   if (net && assumed) {
     // Such nodes take no part in compiling: a stored order is that of other nodes now.
     net->noassume = false;
@@ -220,8 +180,7 @@ int SetMeasure(node_bn node, int measure) {
         OrEmpty(node->name), measure, DISCRETE_NAMES[CONTINUOUS], MEASURE_NAMES[ORDINAL]);
     return -1;
   }
-  Replace(NewUndo(UNDO_MEASURE, node->innet, node), node->measure, measure);
-  node->fields[NODE_MEASURE] = FIELD_READ;
+  Replace(BeginChange(node, NODE_MEASURE), node->measure, measure);
   Touch(node->innet);
   return 0;
 }
@@ -229,7 +188,7 @@ int SetMeasure(node_bn node, int measure) {
 int SetStateName(node_bn node, int state, const char* name) {
   if (EqualText(NameAt(node->states, state), OrEmpty(name))) return 1;
   char reason[NAME_REASON_LEN];
-  if (!IsEmpty(name)) {
+  if (!IsEmptyName(name)) {
     if (CheckNameText(name, reason)) {
       ReportError(-3065, "can't change the name of state %d of node %s to '%.80s', because that %s", state,
                   OrEmpty(node->name), name, reason);
@@ -251,12 +210,11 @@ int SetStateName(node_bn node, int state, const char* name) {
 int SetStateNames(node_bn node, const char* const* names) {
   if (SameNames(node->states, names, node->numstates)) return 1;
   char reason[NAME_REASON_LEN];
-  if (!FitStateNames(names, node->numstates, reason)) {
+  if (!FitNames(names, node->numstates, reason)) {
     ReportError(-3053, "can't change the state names of node '%s', because new %s", OrEmpty(node->name), reason);
     return -1;
   }
-  ReplaceTexts(NewUndo(UNDO_STATE_NAMES, node->innet, node), node->states, CopyNames(names, node->numstates));
-  node->fields[NODE_STATES] = FIELD_READ;
+  ReplaceTexts(BeginChange(node, NODE_STATES), node->states, DupAnyNames(names, node->numstates));
   Touch(node->innet);
   return 0;
 }
@@ -264,7 +222,7 @@ int SetStateNames(node_bn node, const char* const* names) {
 int SetLinkName(node_bn node, int index, const char* name) {
   if (EqualText(NameAt(node->inputs, index), OrEmpty(name))) return 1;
   char reason[NAME_REASON_LEN];
-  if (!IsEmpty(name)) {
+  if (!IsEmptyName(name)) {
     if (CheckNameText(name, reason)) {
       ReportError(-3070, "can't change the name of link %d of node %s to '%.80s', because that %s", index,
                   OrEmpty(node->name), name, reason);
@@ -286,38 +244,36 @@ int SetLinkName(node_bn node, int index, const char* name) {
 int SetLinkNames(node_bn node, const char* const* names) {
   if (SameNames(node->inputs, names, node->preds.num)) return 1;
   char reason[NAME_REASON_LEN];
-  if (!FitNames(names, node->preds.num, reason, sizeof reason)) {
+  if (!FitNames(names, node->preds.num, reason)) {
     ReportError(-3057, "can't change the link names of node '%s', because new %s", OrEmpty(node->name), reason);
     return -1;
   }
-  ReplaceTexts(NewUndo(UNDO_LINK_NAMES, node->innet, node), node->inputs, CopyNames(names, node->preds.num));
-  node->fields[NODE_INPUTS] = FIELD_READ;
+  ReplaceTexts(BeginChange(node, NODE_INPUTS), node->inputs, DupAnyNames(names, node->preds.num));
   Touch(node->innet);
   return 0;
 }
 
 int SetNodeTitle(node_bn node, const char* title) {
-  return SetNodeText(node, UNDO_NODE_TITLE, NODE_TITLE, node->title, title);
+  return SetNodeText(node, NODE_TITLE, title);
 }
 
 int SetNodeComment(node_bn node, const char* comment) {
-  return SetNodeText(node, UNDO_NODE_COMMENT, NODE_COMMENT, node->comment, comment);
+  return SetNodeText(node, NODE_COMMENT, comment);
 }
 
 int SetNodeUnits(node_bn node, const char* units) {
-  return SetNodeText(node, UNDO_MEASURE, NODE_UNITS, node->units, units);
+  return SetNodeText(node, NODE_UNITS, units);
 }
 
 int SetNodeUser(node_bn node, void* data) {
   if (data == node->user) return 1;
-  ReplacePointer(NewUndo(UNDO_NODE_USER, node->innet, node), node->user, data);
-  node->fields[NODE_USER] = FIELD_READ;
+  ReplacePointer(BeginChange(node, NODE_USER), node->user, data);
   return 0;
 }
 
 statetype FindState(const bnode& node, const char* name) {
   for (statetype k = 0; node.states && k < node.numstates; k++) {
-    if (!IsEmpty(node.states[k]) && std::strcmp(node.states[k], name) == 0) return k;
+    if (!IsEmptyName(node.states[k]) && std::strcmp(node.states[k], name) == 0) return k;
   }
   return UNDEF_STATE;
 }
@@ -331,7 +287,8 @@ int FindLink(const bnode& node, const char* name) {
 }
 
 const char* StateText(const bnode& node, statetype state, char* buffer) {
-  if (node.states && state >= 0 && state < node.numstates && !IsEmpty(node.states[state])) return node.states[state];
+  if (node.states && state >= 0 && state < node.numstates && !IsEmptyName(node.states[state]))
+    return node.states[state];
   FormatText(buffer, 16, "#%d", state);
   return buffer;
 }

@@ -2,6 +2,7 @@
 // changed the record, 1 when the value was already so, and -1 with an error posted and nothing changed.
 #pragma once
 
+#include "Bn/model/Levels.h"
 #include "Bn/model/Net.h"
 
 namespace bravic {
@@ -18,27 +19,15 @@ int SetNetUser(net_bn net, void* data);
 
 int SetNodeName(node_bn node, const char* name);
 int SetKind(node_bn node, int kind);
-int SetDiscrete(node_bn node, int discrete);
 int SetMeasure(node_bn node, int measure);
 int SetStateName(node_bn node, int state, const char* name);
 int SetStateNames(node_bn node, const char* const* names);  // [numstates], or NULL for none
-// Levels alone: [numstates] of a discrete node, [max (numstates + 1, 2)] of another, or NULL for none. A value finding
-// is placed anew among them, and is retracted where no state holds it.
-int SetLevels(node_bn node, const double* levels);
-// Levels, names and the number of states as one step (5300). Another number of states means another discretization:
-// what was indexed by the old states goes (probabilities, function states and experience of the node, all tables of
-// its children, state and likelihood findings, names unless given anew); function values of the node stay.
-int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const char* const* names);
 int SetLinkName(node_bn node, int index, const char* name);
 int SetLinkNames(node_bn node, const char* const* names);  // [number of parents], or NULL for none
 int SetNodeTitle(node_bn node, const char* title);
 int SetNodeComment(node_bn node, const char* comment);
 int SetNodeUser(node_bn node, void* data);
 int SetNodeUnits(node_bn node, const char* units);
-
-// Whether names, of which any may be missing, are fit for a node's states; else the reason (NAME_REASON_LEN).
-bool FitStateNames(const char* const* names, int numstates, char* reason);
-char** CopyStateNames(const char* const* names, int numstates);  // NULL when every name is missing
 
 int FindLink(const bnode& node, const char* name);         // by stored and default link names; -1 when there is none
 statetype FindState(const bnode& node, const char* name);  // UNDEF_STATE when there is none

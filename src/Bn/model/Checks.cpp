@@ -6,7 +6,6 @@
 #include "Bn/model/Condition.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
-#include "Win_Face/Interaction.h"
 
 namespace bravic {
 namespace {
@@ -21,7 +20,7 @@ Failure CheckParents(node_bn node) {
   }
   const int mark = NewMark();
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) == STUB_TAG) return Fail(-2226, "node '%s' has a disconnected link", Name(node));
+    if (IsStub(*parent)) return Fail(-2226, "node '%s' has a disconnected link", Name(node));
   }
   for (node_bn parent : Entries(node->preds)) {
     if (parent->mark == mark) {
@@ -85,8 +84,7 @@ Failure IncompleteTable(node_bn node, long long missingRow) {
               node->preds.num ? condition : "its only row");
 }
 
-// done: the user took the answer upon himself.
-Failure CheckTable(node_bn node, Purpose purpose, bool ask, bool* done) {
+Failure CheckTable(node_bn node, Purpose purpose) {
   if (purpose == Purpose::Compile) {
     if (node->kind == DECISION_NODE) return Fail(-2007, "it has a decision node ('%s')", Name(node));
     if (node->kind == UTILITY_NODE) return Fail(-2105, "it has a utility node ('%s')", Name(node));
@@ -98,40 +96,30 @@ Failure CheckTable(node_bn node, Purpose purpose, bool ask, bool* done) {
   if (node->kind == DECISION_NODE) return nullptr;
   long long missingRow = -1;
   if (node->numstates > 0 && IsRelationComplete(node, &missingRow)) return nullptr;
-  if (ask && AskYesNo(false,
-                      "Won't be able to finish compiling, because node '%s' doesn't have a complete probability "
-                      "table.  Continue",
-                      Name(node))) {
-    *done = true;
-    return nullptr;
-  }
   return IncompleteTable(node, missingRow);
 }
 
-Failure CheckFitness(std::span<const node_bn> nodes, Purpose purpose, int mode) {
+}  // namespace
+
+Failure CheckFitness(std::span<const node_bn> nodes, Purpose purpose, Extent extent) {
   for (node_bn node : nodes) {
     if (Failure failure = CheckParents(node)) return failure;
   }
   if (Failure failure = CheckClosed(nodes)) return failure;
   if (Failure failure = CheckAcyclic(nodes)) return failure;
-  if (mode == 2) return nullptr;
-  bool done = false;
+  if (extent == Extent::Structure) return nullptr;
   for (node_bn node : nodes) {
-    if (Failure failure = CheckTable(node, purpose, mode == 1, &done)) return failure;
-    if (done) break;
+    if (Failure failure = CheckTable(node, purpose)) return failure;
   }
   return nullptr;
 }
 
-}  // namespace
-
-Failure CheckReadiness(std::span<const node_bn> nodes, bool wrap, Purpose purpose, int mode, net_bn net) {
-  Failure failure = CheckFitness(nodes, purpose, mode);
-  if (!failure || !wrap) return failure;
-  const char* verb = purpose == Purpose::Compile ? "compile" : "optimize";
-  const Block<char> reason(DupText(failure->mesg));
-  if (!net) return Rephrase(std::move(failure), "can't %s net, because %s", verb, reason.get());
-  return Rephrase(std::move(failure), "can't %s net '%s', because %s", verb, OrEmpty(net->name), reason.get());
+Failure CheckReadiness(std::span<const node_bn> nodes, Purpose purpose, Extent extent, net_bn net) {
+  Failure failure = CheckFitness(nodes, purpose, extent);
+  if (!failure) return nullptr;
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), "can't %s net '%s', because %s",
+                  purpose == Purpose::Compile ? "compile" : "optimize", OrEmpty(net->name), reason);
 }
 
 }  // namespace bravic

@@ -9,8 +9,11 @@
 namespace bravic {
 
 enum class Purpose { Compile, Optimize };
-// mode 2: structure only; 1: ask the user before refusing incomplete tables; else tables without asking.
-Failure CheckReadiness(std::span<const node_bn> nodes, bool wrap, Purpose purpose, int mode, net_bn net);
+enum class Extent { Structure, Tables };  // tables as well as the structure
+// What keeps the nodes, which are to be compiled or optimized together, from it.
+Failure CheckFitness(std::span<const node_bn> nodes, Purpose purpose, Extent extent);
+// The same as "can't compile net ..., because ...".
+Failure CheckReadiness(std::span<const node_bn> nodes, Purpose purpose, Extent extent, net_bn net);
 // The record's own consistency (deep argument checks, saving, the finishing check after reading).
 Failure CheckNodeConsistency(node_bn node);
 Failure CheckNetConsistency(net_bn net);

@@ -47,7 +47,7 @@ void AddInterval(Line& line, const bnode& parent, const char* name, double low, 
 
 void AddState(Line& line, const bnode& parent, const char* name, statetype state) {
   const bool inRange = state >= 0 && state < parent.numstates;
-  if (inRange && parent.discrete == CONTINUOUS && parent.levels) {
+  if (inRange && HasIntervals(parent)) {
     AddInterval(line, parent, name, parent.levels[state], parent.levels[state + 1]);
     return;
   }

@@ -6,12 +6,13 @@
 #include <string_view>
 
 #include "Basic/Text.h"
+#include "Bn/model/Levels.h"
 #include "Bn/model/Parents.h"
 
 namespace bravic {
 namespace {
 
-constexpr double LEVEL_TOLERANCE = 1e-5;  // relative, absolute below 1
+constexpr double SAME_LEVEL = 1e-5;  // relative, absolute below 1
 
 // Units of one dimension are equivalent: a value is worth `scale` of the dimension's first unit.
 struct Unit {
@@ -39,11 +40,6 @@ double Conversion(const char* from, const char* to) {
   const Unit* a = FindUnit(from);
   const Unit* b = FindUnit(to);
   return a && b && a->dimension == b->dimension ? a->scale / b->scale : 0;
-}
-
-int NumLevels(const bnode& node) {
-  if (!node.levels) return 0;
-  return node.discrete == DISCRETE ? node.numstates : node.numstates + 1;
 }
 
 }  // namespace
@@ -77,9 +73,10 @@ Failure CheckConnection(int index, const bnode& child, const bnode& newparent) {
     return Fail(-3201, "Can't connect, because %s is in %.40s units, but %s must be in %.40s (or equivalent) units",
                 node, newparent.units, slot, old.units);
   }
-  for (int i = 0; i < std::min(NumLevels(newparent), NumLevels(old)); ++i) {
+  const int numlevels = newparent.levels && old.levels ? std::min(NumLevels(newparent), NumLevels(old)) : 0;
+  for (int i = 0; i < numlevels; ++i) {
     const double level = newparent.levels[i] * factor;
-    if (std::fabs(level - old.levels[i]) <= LEVEL_TOLERANCE * std::max(1.0, std::fabs(old.levels[i]))) continue;
+    if (std::fabs(level - old.levels[i]) <= SAME_LEVEL * std::max(1.0, std::fabs(old.levels[i]))) continue;
     return Fail(-3201, "Can't connect, because level %d of %s is %g%s, but that level of %s must be %g", i, node, level,
                 factor == 1 ? "" : " (converted for units)", slot, old.levels[i]);
   }

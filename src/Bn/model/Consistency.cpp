@@ -5,6 +5,7 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Checks.h"
+#include "Bn/model/Fields.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Tables.h"
 
@@ -36,10 +37,10 @@ bool HoldsEntries(const void* block, long long count, std::size_t size) {
 Failure CheckRange(const bnode& node, NodeField field, int value, int last) {
   if (0 <= value && value <= last) return nullptr;
   if (value < 0) {
-    return Fail(BAD_ENUMERATION, "`%s` of node '%.40s' is too small (= %d, but minimum is %d)", NODE_FIELD_NAMES[field],
+    return Fail(BAD_ENUMERATION, "`%s` of node '%.40s' is too small (= %d, but minimum is %d)", FieldName(field),
                 OrEmpty(node.name), value, 0);
   }
-  return Fail(BAD_ENUMERATION, "`%s` of node '%.40s' is too large (= %d, but maximum is %d)", NODE_FIELD_NAMES[field],
+  return Fail(BAD_ENUMERATION, "`%s` of node '%.40s' is too large (= %d, but maximum is %d)", FieldName(field),
               OrEmpty(node.name), value, last);
 }
 
@@ -77,7 +78,7 @@ Failure CheckLinks(node_bn node, bool inNet) {
   if (node->succs.num < 0 || !HoldsEntries(node->succs.ar, node->succs.num, sizeof(node_bn))) {
     return BadNode(BAD_CHILDREN, *node, "its list of children is too short");
   }
-  if (TagOf(node) == STUB_TAG && node->succs.num > 0) {
+  if (IsStub(*node) && node->succs.num > 0) {
     return BadNode(BAD_CHILDREN, *node, "a placeholder has children");
   }
   const int mark = NewMark();

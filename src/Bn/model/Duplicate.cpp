@@ -4,22 +4,17 @@
 #include <algorithm>
 
 #include "Basic/Text.h"
-#include "Bn/model/NetCall.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
 
 namespace bravic {
 namespace {
 
-bool IsStub(const bnode& node) {
-  return TagOf(&node) == STUB_TAG;
-}
-
 node_bn CopyNode(const bnode& source) {
   node_bn copy = NewNodeRecord(&source);
   if (!copy) return nullptr;
-  CopyAttributes(source, copy);
-  copy->inputs = DupTexts(source.inputs, source.preds.num);
+  copy->inputs = DupNames(source.inputs, source.preds.num);
   return copy;
 }
 
@@ -110,13 +105,3 @@ Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_b
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination) {
-  NetCall call("DuplicateNodes_bn");
-  if (!call.HasReserve(-5134) || !call.Check(nodes, NetCall::ALLOW_NONE) || !call.Check(destination)) return nullptr;
-  nodelist_bn copies = nullptr;
-  if (Failure failure = DuplicateNodes(*nodes, destination, &copies)) Post(std::move(failure));
-  return copies;
-}

@@ -1,34 +1,33 @@
-// Levels and the number of states: what discretizes a node, and what a new discretization does to everything that is
-// indexed by its states.
+#include "Bn/model/Levels.h"
+
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "Basic/Text.h"
 #include "Bn/model/Attributes.h"
+#include "Bn/model/Fields.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
 namespace {
 
-std::size_t NumLevels(const bnode& node, int numstates) {
-  if (node.discrete == DISCRETE) return static_cast<std::size_t>(numstates);
-  return std::max<std::size_t>(static_cast<std::size_t>(numstates) + 1, 2);
-}
+// A value of a function table this near a level of a discrete node is that level's state.
+constexpr double FUNCTION_TOLERANCE = 1e-4;
 
 double* CopyLevels(const bnode& node, int numstates, const double* levels) {
   if (!levels) return nullptr;
-  const std::size_t n = NumLevels(node, numstates);
-  return std::copy_n(levels, n, static_cast<double*>(Allocate(n * sizeof(double)))) - n;
+  const int n = NumLevels(node.discrete, numstates);
+  auto* copy = static_cast<double*>(Allocate(n * sizeof(double)));
+  std::copy_n(levels, n, copy);
+  return copy;
 }
 
 bool SameLevels(const bnode& node, const double* levels) {
   if (!levels || !node.levels) return levels == node.levels;
-  return std::memcmp(levels, node.levels, NumLevels(node, node.numstates) * sizeof(double)) == 0;
-}
-
-bool HasFinding(const bnode& node) {
-  return node.evidence != UNDEF_STATE || node.likelihood || node.value != UNDEF_DBL;
+  return std::memcmp(levels, node.levels, NumLevels(node) * sizeof(double)) == 0;
 }
 
 // What was derived by way of the levels is held and made again when it is needed.
@@ -94,7 +93,7 @@ bool FitNumStates(const bnode& node, int numstates, const double* levels, const 
     return false;
   }
   char reason[NAME_REASON_LEN];
-  if (!FitStateNames(names, numstates, reason)) {
+  if (!FitNames(names, numstates, reason)) {
     ReportError(-3068, "can't change the state names of node '%s', because new %s", OrEmpty(node.name), reason);
     return false;
   }
@@ -102,6 +101,36 @@ bool FitNumStates(const bnode& node, int numstates, const double* levels, const 
 }
 
 }  // namespace
+
+statetype StateOfValue(const bnode& node, double value, double tolerance) {
+  const int n = node.numstates;
+  if (!node.levels || n <= 0) return UNDEF_STATE;
+  if (node.discrete == DISCRETE) {
+    int nearest = 0;
+    for (int k = 1; k < n; ++k) {
+      if (std::fabs(node.levels[k] - value) < std::fabs(node.levels[nearest] - value)) nearest = k;
+    }
+    return std::fabs(node.levels[nearest] - value) <= tolerance ? nearest : UNDEF_STATE;
+  }
+  for (int k = 0; k < n; ++k) {
+    const double low = node.levels[k], high = node.levels[k + 1];
+    const bool closedAbove = k == n - 1 || low == high;
+    if (value >= low && (value < high || (closedAbove && value == high))) return k;
+  }
+  return UNDEF_STATE;
+}
+
+bool IsWithinBounds(const bnode& node, double value) {
+  if (!node.levels || node.discrete == DISCRETE) return true;
+  const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[NumLevels(node) - 1]);
+  return value >= lowest && value <= highest;
+}
+
+statetype FunctionStateOfValue(const bnode& node, float value) {
+  if (value == IMPOS_PROB) return IMPOS_STATE;
+  if (value == UNDEF_PROB) return UNDEF_STATE;
+  return StateOfValue(node, static_cast<double>(value), FUNCTION_TOLERANCE);
+}
 
 int SetDiscrete(node_bn node, int discrete) {
   if (discrete == node->discrete) return 1;
@@ -118,7 +147,7 @@ int SetDiscrete(node_bn node, int discrete) {
                 OrEmpty(node->name), DISCRETE_NAMES[discrete], DISCRETE_NAMES[node->discrete]);
     return -1;
   }
-  UndoRecord* undo = NewUndo(UNDO_DISCRETE, node->innet, node);
+  UndoRecord* undo = BeginChange(node, NODE_DISCRETE);
   const bool levelsGo = discrete == DISCRETE || node->discrete == DISCRETE;
   DropTablesByLevels(undo, node);
   Replace(undo, node->discrete, discrete);
@@ -129,7 +158,6 @@ int SetDiscrete(node_bn node, int discrete) {
     findingChanged = node->value != UNDEF_DBL;
     if (findingChanged) ReplaceFinding(undo, node, node->evidence, UNDEF_DBL, nullptr);
   }
-  node->fields[NODE_DISCRETE] = FIELD_READ;
   TellLevelsChanged(node, findingChanged);
   NotifyChange(node->innet, node, ChangeCode::Kind);
   return 0;
@@ -142,7 +170,7 @@ int SetLevels(node_bn node, const double* levels) {
                 DISCRETE_NAMES[node->discrete], OrEmpty(node->name));
     return -1;
   }
-  UndoRecord* undo = NewUndo(UNDO_LEVELS, node->innet, node);
+  UndoRecord* undo = BeginChange(node, NODE_LEVELS);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, node->numstates, levels));
   DropTablesByLevels(undo, node);
   TellLevelsChanged(node, PlaceFinding(undo, node));
@@ -160,21 +188,25 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
     return levelsAnswer == 0 || namesAnswer == 0 ? 0 : 1;
   }
   DropTablesByStates(node, numstates);
-  UndoRecord* undo = NewUndo(UNDO_NUM_STATES, net, node);
+  UndoRecord* undo = BeginChange(node, NODE_NUMSTATES);
   const bool hadFinding = HasFinding(*node);
   const double value = node->value;
   if (hadFinding) ReplaceFinding(undo, node, UNDEF_STATE, UNDEF_DBL, nullptr);
   ReplaceNumStates(undo, node, numstates);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, numstates, levels));
-  ReplaceTexts(undo, node->states, CopyStateNames(names, numstates));
+  ReplaceTexts(undo, node->states, DupAnyNames(names, numstates));
   if (value != UNDEF_DBL && node->discrete != DISCRETE) {
     const statetype state = StateOfValue(*node, value, 0);
     if (IsWithinBounds(*node, value)) ReplaceFinding(undo, node, state, value, nullptr);
   }
-  node->fields[NODE_NUMSTATES] = node->fields[NODE_STATES] = FIELD_READ;
+  node->fields[NODE_STATES] = FIELD_READ;
   if (net && inferenceHooks.uncompile) inferenceHooks.uncompile(net);
   TellLevelsChanged(node, hadFinding);
   return 0;
+}
+
+int SetNodeLevels(node_bn node, int numstates, const double* levels) {
+  return numstates == node->numstates ? SetLevels(node, levels) : SetStatesAndLevels(node, numstates, levels, nullptr);
 }
 
 }  // namespace bravic

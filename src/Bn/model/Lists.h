@@ -28,9 +28,12 @@ void NotePassed(HostList& list, net_bn net);
 void NoteNodeGone(const bnode& node);  // it is about to be freed, or to leave its net
 
 // Host-owned lists (heap records).
-nodelist_bn NewList(int length);                  // every entry NULL; NULL on shortage
-nodelist_bn DupList(const nodelist_rec& source);  // exactly num entries; NULL on shortage
-void FreeList(nodelist_bn list);                  // record and array, never the nodes
+nodelist_bn NewList(int length);                         // every entry NULL; NULL on shortage
+nodelist_bn DupList(const nodelist_rec& source);         // exactly num entries; NULL on shortage
+void FreeList(nodelist_bn list);                         // record and array, never the nodes
+bool InsertAt(HostList& list, node_bn node, int index);  // false on shortage, which is posted (-5208)
+node_bn TakeAt(HostList& list, int index);
+void PutAt(HostList& list, int index, node_bn node);
 
 // Embedded lists. Append grows by at least 32 entries at a time and must succeed.
 void Append(nodelist_rec& list, node_bn node);

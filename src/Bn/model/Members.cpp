@@ -56,7 +56,7 @@ void CloseUpList(nodelist_rec& list, Holes& holes) {
 
 void JoinNet(net_bn net, node_bn node) {
   node->innet = net;
-  if (TagOf(node) != BNODE_TAG) return;
+  if (IsStub(*node)) return;
   EnterNodeName(net, node);
   if (net->keepsbeliefs && !node->belief) {
     node->belief = static_cast<float*>(AllocateCleared(static_cast<std::size_t>(node->numstates), sizeof(float)));
@@ -69,7 +69,7 @@ void LeaveNet(net_bn net, node_bn node) {
   NoteNodeGone(*node);
   node->innet = nullptr;
   node->index = -1;
-  if (TagOf(node) != BNODE_TAG) return;
+  if (IsStub(*node)) return;
   RemoveNodeName(net, node);
   CountFinding(net, *node, -1);
 }
@@ -113,7 +113,7 @@ bool IsMember(const nodelist_rec& list, node_bn node) {
 
 void AppendMembers(net_bn net, std::span<const node_bn> nodes, Vector<Member>* members) {
   for (node_bn node : nodes) {
-    const bool isStub = TagOf(node) == STUB_TAG;
+    const bool isStub = IsStub(*node);
     nodelist_rec& list = isStub ? net->stubs : net->nodes;
     node->index = list.num;
     if (members) members->push_back({node, list.num - (isStub ? net->stubHoles : net->nodeHoles).num});

@@ -4,25 +4,18 @@
 #include <cstring>
 #include <ctime>
 
+#include "Basic/Environ.h"
 #include "Basic/Text.h"
-#include "Bn/model/NetCall.h"
+#include "Bn/model/Fields.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
 namespace {
 
 node_bn prototypeNode = nullptr;
-
-// A copy of a table, or NULL; false on shortage.
-template <class T>
-bool CopyTable(const T* from, T*& to) {
-  if (!from) return true;
-  to = static_cast<T*>(TryAllocate(BlockSize(from)));
-  if (!to) return false;
-  std::memcpy(to, from, BlockSize(from));
-  return true;
-}
 
 void FreeNodes(const nodelist_rec& list) {
   for (node_bn node : list) FreeNodeRecord(node);
@@ -131,19 +124,12 @@ node_bn NewNodeRecord(const bnode* source) {
   node_bn node = copy.get();
   if (!source) return copy.release();
   node->tag = source->tag;
-  node->kind = source->kind;
-  node->discrete = source->discrete;
-  node->measure = source->measure;
-  node->chance = source->chance;
-  node->numstates = source->numstates;
   node->probsokay = source->probsokay;
   node->normalized = source->normalized;
   node->whenchanged = static_cast<unsigned>(std::time(nullptr));
-  node->states = DupTexts(source->states, source->numstates);
-  node->author = DupText(source->author);
-  node->whochanged = DupText(source->whochanged);
-  if (CopyTable(source->probs, node->probs) && CopyTable(source->numcases, node->numcases) &&
-      CopyTable(source->determin, node->determin) && CopyTable(source->determinv, node->determinv)) {
+  CopyFields(*source, CopyFor::Node, node);
+  if (TryCopyTable(source->probs, node->probs) && TryCopyTable(source->numcases, node->numcases) &&
+      TryCopyTable(source->determin, node->determin) && TryCopyTable(source->determinv, node->determinv)) {
     return copy.release();
   }
   FreeNodeRecord(copy.release());
@@ -153,8 +139,8 @@ node_bn NewNodeRecord(const bnode* source) {
 void FreeNodeRecord(node_bn node) {
   if (!node) return;
   NoteNodeGone(*node);
-  FreeTexts(node->states);
-  FreeTexts(node->inputs);
+  FreeNames(node->states);
+  FreeNames(node->inputs);
   for (char* text : {node->name, node->units, node->title, node->comment, node->author, node->whochanged}) Free(text);
   for (float* table : {node->probs, node->numcases, node->determinv, node->likelihood, node->belief}) Free(table);
   Free(node->levels);
@@ -217,7 +203,7 @@ void DeleteNode(node_bn node) {
   DisconnectChildren(node);
   Vector<node_bn> stubs;
   for (node_bn parent : Entries(node->preds)) {
-    if (TagOf(parent) != STUB_TAG || parent->numUses > 1) continue;
+    if (!IsStub(*parent) || parent->numUses > 1) continue;
     if (std::find(stubs.begin(), stubs.end(), parent) == stubs.end()) stubs.push_back(parent);
   }
   if (Failure failure = TakeOut(net, {&node, 1}, stubs)) Post(std::move(failure));
@@ -302,34 +288,3 @@ void StopModel() {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-net_bn BRAVIC_CALL NewNet_bn(const char* name, environ_ns env) {
-  NetCall call("NewNet_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.Check(env)) return nullptr;
-  return NewNetRecord(name, env);
-}
-
-node_bn BRAVIC_CALL NewNode_bn(const char* name, int numstates, net_bn net) {
-  NetCall call("NewNode_bn");
-  if (!call.HasReserve(-5134) || (name && !call.CheckName(name)) || !call.Check(net)) return nullptr;
-  if (name && !call.CheckNameUnused(name, net, nullptr)) return nullptr;
-  if (call.Basic() && numstates < 0) {
-    ReportError(-5513, "argument 'num_states' is negative (=%d), adding node to net '%s'", numstates, net->name);
-    return nullptr;
-  }
-  return NewNode(name, numstates, net);
-}
-
-void BRAVIC_CALL DeleteNode_bn(node_bn node) {
-  NetCall call("DeleteNode_bn");
-  if (!call.Check(node)) return;
-  DeleteNode(node);
-}
-
-void BRAVIC_CALL FreeNet_bn(net_bn net) {
-  NetCall call("FreeNet_bn");
-  if (!net || !call.Check(net)) return;
-  FreeNet(net);
-}

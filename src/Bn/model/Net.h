@@ -10,8 +10,8 @@ namespace bravic {
 
 net_bn NewNetRecord(const char* name, environ_ns env);  // must succeed; whenchanged 0
 void FreeNet(net_bn net);                               // NULL is accepted
-// A node outside any net; as a copy of source: tag, kinds, states, tables, authors (see Net.cpp), no links, no
-// findings. NULL when its tables cannot be copied.
+// A node outside any net; as a copy of source: its tag, what nodes hand on (Fields.h) and its tables, but no name,
+// links and findings. NULL when its tables cannot be copied.
 node_bn NewNodeRecord(const bnode* source);
 void FreeNodeRecord(node_bn node);
 // NATURE_NODE, discrete, 2 states, named freshly from the stem ("Node" when NULL), added to the net.
@@ -57,12 +57,12 @@ void TableChanged(node_bn node);
 void GraphRestored(net_bn net);
 void TableRestored(node_bn node);
 
-// Given by the inference services at start-up, which stand above the model.
+// What the compiled side of a net, which stands above the model, is told of changes. It sets the hooks at start-up;
+// each is called when the change has been made, and must not change the model.
 struct InferenceHooks {
-  void (*uncompile)(net_bn net);
-  void (*dropPotentials)(net_bn net);
-  void (*tableChanged)(node_bn node);  // of this node only: like dropPotentials, but the rest of them is kept
-  void (*findingChanged)(node_bn node);
+  void (*uncompile)(net_bn net);         // the graph changed, or what nodes take part; also before a net is freed
+  void (*tableChanged)(node_bn node);    // of this node only; the others' are as they were
+  void (*findingChanged)(node_bn node);  // by undo or redo
 };
 extern InferenceHooks inferenceHooks;
 

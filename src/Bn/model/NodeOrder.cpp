@@ -12,10 +12,6 @@ namespace {
 constexpr int FIRST_MARK = 100, WARN_MARK = 2047483647, LAST_MARK = 2147483547;
 int markCounter = FIRST_MARK;
 
-bool IsReal(const bnode& node) {
-  return TagOf(&node) == BNODE_TAG;
-}
-
 void SetSubnets(net_bn net, std::span<const Subnet> subnets) {
   Free(net->subnets);
   net->subnets = nullptr;
@@ -37,7 +33,7 @@ void Renumber(nodelist_rec& list) {
 void AppendComponent(node_bn from, int mark, Vector<node_bn>& reached) {
   int next = reached.size();
   const auto reach = [&](node_bn node) {
-    if (node->mark == mark || !IsReal(*node)) return;
+    if (node->mark == mark || IsStub(*node)) return;
     node->mark = mark;
     reached.push_back(node);
   };
@@ -69,7 +65,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
         node->mark = inProgress;
         const auto parents = Entries(node->preds);
         for (std::size_t i = parents.size(); i-- > 0;) {
-          if (!IsReal(*parents[i])) continue;
+          if (IsStub(*parents[i])) continue;
           if (parents[i]->mark == inProgress) {
             ++numcycles;
           } else if (parents[i]->mark != done) {
@@ -108,7 +104,7 @@ template <class Matters>
 bool HasLateParent(net_bn net, Matters matters) {
   for (node_bn node : net->nodes) {
     for (node_bn parent : Entries(node->preds)) {
-      if (IsReal(*parent) && parent->index >= node->index && matters(*node, *parent)) return true;
+      if (!IsStub(*parent) && parent->index >= node->index && matters(*node, *parent)) return true;
     }
   }
   return false;

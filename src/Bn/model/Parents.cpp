@@ -5,7 +5,8 @@
 #include <cstring>
 
 #include "Basic/Text.h"
-#include "Bn/model/NetCall.h"
+#include "Bn/model/Fields.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Reshape.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
@@ -14,10 +15,6 @@ namespace bravic {
 namespace {
 
 constexpr std::size_t LINK_NAME_LEN = 40;
-
-bool IsReal(const bnode& node) {
-  return TagOf(&node) == BNODE_TAG;
-}
 
 // Old position to new: each old parent in the next place of the new list that holds the same node.
 Vector<int> MatchParents(std::span<const node_bn> oldparents, std::span<const node_bn> newparents) {
@@ -89,7 +86,7 @@ bool CheckDoubleLink(node_bn node, std::span<const node_bn> newparents, std::spa
     if (inverse[k] >= 0) newparents[k]->mark = mark;
   }
   for (std::size_t k = 0; k < newparents.size(); ++k) {
-    if (inverse[k] >= 0 || !IsReal(*newparents[k])) continue;
+    if (inverse[k] >= 0 || IsStub(*newparents[k])) continue;
     if (newparents[k]->mark == mark) {
       return Allow(DOUBLE_LINK_POLICY, *newparents[k], *node, -3208, "multiple links between the same two nodes", -3209,
                    "they are already connected");
@@ -136,8 +133,8 @@ void UpdateLinkNames(UndoRecord* undo, node_bn node, std::span<const node_bn> ne
       names[k] = DupText(name);
     }
   }
-  if (std::none_of(all.begin(), all.end(), [](const char* name) { return *OrEmpty(name) != 0; })) {
-    FreeTexts(names);
+  if (!HasAnyName(names, Count(newparents))) {
+    FreeNames(names);
     names = nullptr;
   }
   ReplaceTexts(undo, node->inputs, names);
@@ -149,7 +146,7 @@ void DropStubs(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparen
   for (node_bn parent : oldparents) {
     const bool listed =
         std::any_of(stubs.begin(), stubs.end(), [&](const Member& member) { return member.node == parent; });
-    if (IsReal(*parent) || !parent->innet || listed) continue;
+    if (!IsStub(*parent) || !parent->innet || listed) continue;
     if (parent->numUses == 0) stubs.push_back({parent, 0});
   }
   if (stubs.empty()) return;
@@ -277,54 +274,23 @@ void DisconnectParents(node_bn node) {
   UndoGroup group(UNDO_DISCONNECT_ALL, node->innet);
   const Vector<node_bn> parents(node->preds.begin(), node->preds.end());
   for (node_bn parent : parents) {
-    if (!IsReal(*parent) || IndexIn(node->preds, parent) < 0) continue;
+    if (IsStub(*parent) || IndexIn(node->preds, parent) < 0) continue;
     node_bn stub = NewPlaceholder(*parent);
     AddNodesToNet(node->innet, {}, {&stub, 1});
     ReplaceParent(node, parent, stub);
   }
 }
 
-char** DupTexts(char* const* texts, int num) {
-  if (!texts) return nullptr;
-  auto** copy = static_cast<char**>(AllocateCleared(static_cast<std::size_t>(num), sizeof(char*)));
-  for (int i = 0; i < num; ++i) copy[i] = DupText(texts[i]);
-  return copy;
-}
-
-void CopyAttributes(const bnode& from, node_bn to) {
-  Free(to->levels);
-  to->levels = nullptr;
-  if (from.levels) {
-    to->levels = static_cast<double*>(Allocate(BlockSize(from.levels)));
-    std::memcpy(to->levels, from.levels, BlockSize(from.levels));
-  }
-  const auto copy = [](char*& field, const char* text) {
-    Free(field);
-    field = DupText(text);
-  };
-  copy(to->units, from.units);
-  copy(to->title, from.title);
-  copy(to->comment, from.comment);
-  to->weight = from.weight;
-  to->locked = from.locked;
-}
-
 node_bn NewPlaceholder(const bnode& original) {
   node_bn stub = NewNodeRecord(nullptr);
   stub->tag = STUB_TAG;
   stub->name = DupText(original.name);
-  stub->kind = original.kind;
-  stub->discrete = original.discrete;
-  stub->measure = original.measure;
-  stub->chance = original.chance;
-  stub->numstates = original.numstates;
-  stub->states = DupTexts(original.states, original.numstates);
-  CopyAttributes(original, stub);
+  CopyFields(original, CopyFor::Placeholder, stub);
   return stub;
 }
 
 const char* DefaultLinkName(const bnode& parent, int index, char* buffer) {
-  if (IsReal(parent)) return parent.name;
+  if (!IsStub(parent)) return parent.name;
   std::snprintf(buffer, LINK_NAME_LEN, "Arg%d", index);
   return buffer;
 }
@@ -342,25 +308,3 @@ bool IsAncestor(node_bn ancestor, node_bn node) {
 }
 
 }  // namespace bravic
-
-using namespace bravic;
-
-int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child) {
-  NetCall call("AddLink_bn");
-  if (!call.HasReserve(-5134) || !call.Check(parent) || !call.Check(child) || !call.CheckSameNet(parent, child))
-    return -1;
-  return AddLink(parent, child);
-}
-
-int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child) {
-  NetCall call("DeleteLink_bn");
-  if (!call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return -1;
-  return DeleteLink(linkindex, child);
-}
-
-void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent) {
-  NetCall call("SwitchNodeParent_bn");
-  if (!call.HasReserve(-5135) || !call.Check(child) || !call.CheckLinkIndex(child, linkindex)) return;
-  if (!call.Check(newparent) || !call.CheckSameNet(newparent, child)) return;
-  if (Failure failure = SwitchParent(linkindex, child, newparent)) Post(std::move(failure));
-}

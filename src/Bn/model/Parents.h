@@ -30,8 +30,4 @@ bool IsAncestor(node_bn ancestor, node_bn node);  // or the node itself
 // Why a node cannot take the place of an old parent of the child; empty when it can (Connect.cpp).
 Failure CheckConnection(int index, const bnode& child, const bnode& newparent);
 
-// Copies every field that is the node's own whatever net it is in: levels, units, title, comment (not the tables).
-void CopyAttributes(const bnode& from, node_bn to);
-char** DupTexts(char* const* texts, int num);  // NULL gives NULL
-
 }  // namespace bravic

@@ -11,41 +11,6 @@ const char* const DISCRETE_NAMES[NUM_DISCRETES] = {"CONTINUOUS", "DISCRETE", "UN
 const char* const MEASURE_NAMES[NUM_MEASURES] = {"NOMINAL", "LOCAL", "ORDINAL", "INTERVAL", "RATIO", "UNKNOWN_MEASURE"};
 const char* const CHANCE_NAMES[NUM_CHANCES] = {"INVERTABLE", "DETERMIN", "CHANCE", "GAUSSIAN", "UNKNOWN_CHANCE"};
 
-const char* const NET_FIELD_NAMES[NUM_NET_FIELDS] = {"name",
-                                                     "params",
-                                                     "nodes",
-                                                     "numdimensions",
-                                                     "eqncontext",
-                                                     "autoupdate",
-                                                     "ElimOrder",
-                                                     "user",
-                                                     "title",
-                                                     "comment",
-                                                     "author",
-                                                     "whochanged",
-                                                     "whenchanged",
-                                                     "locked",
-                                                     "backcomments",
-                                                     "<dummy>",
-                                                     "definenodes",
-                                                     "visnet",
-                                                     "numnodes",
-                                                     "numstubs",
-                                                     "numdecnnodes",
-                                                     "numevidnodes",
-                                                     "numlikelihoodnodes",
-                                                     "connected",
-                                                     "numsubnets",
-                                                     "beliefvalid",
-                                                     "fields",
-                                                     "dirty"};
-const char* const NODE_FIELD_NAMES[NUM_NODE_FIELDS] = {
-    "name",       "kind",        "discrete", "measure",    "chance",      "numstates",   "states",
-    "levels",     "units",       "inputs",   "numparents", "parents",     "numchildren", "children",
-    "functable",  "probs",       "numcases", "user",       "title",       "comment",     "author",
-    "whochanged", "whenchanged", "locked",   "evidence",   "value",       "likelihood",  "belief",
-    "<dummy>",    "subnetnum",   "innet",    "visual",     "definenodes", "isdefine",    "fields"};
-
 const float UNDEF_PROB = std::bit_cast<float>(std::uint32_t{0xFF7F7D30});
 const float IMPOS_PROB = std::bit_cast<float>(std::uint32_t{0xFF7EFAE6});
 const double UNDEF_DBL = std::bit_cast<double>(std::uint64_t{0xFFEFEFA6115F8D89});

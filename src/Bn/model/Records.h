@@ -1,10 +1,10 @@
-// The records of the network model: net, node, placeholder and node list. Plain data; Net.h, Node.h, Parents.h,
-// Tables.h and Attributes.h hold what may be done to them. A placeholder (`stub`) has the layout of a node and
-// differs only in its tag.
+// The records of the network model: net, node, placeholder and node list. Plain data; the other headers of this folder
+// have what may be done to them. A placeholder (`stub`) has the layout of a node and differs only in its tag.
 #pragma once
 
 #include "Basic/Memory.h"
 #include "Basic/TypedObject.h"
+#include "Bn/model/FieldList.h"
 #include "bravic.h"
 
 struct nodelist_rec {
@@ -20,7 +20,7 @@ struct nodelist_rec {
 namespace bravic {
 
 struct UndoRecord;
-struct CompiledNet;  // Bn/compiled/Compile.h: junction tree, potentials and messages of the engine
+struct CompiledNet;  // Bn/compiled/CompiledNet.h: junction tree, potentials and messages of the engine
 
 enum Discreteness { CONTINUOUS, DISCRETE, UNKNOWN_DISCRETE };
 enum Measure { NOMINAL, LOCAL, ORDINAL, INTERVAL, RATIO, UNKNOWN_MEASURE };
@@ -31,78 +31,13 @@ extern const char* const DISCRETE_NAMES[NUM_DISCRETES];
 extern const char* const MEASURE_NAMES[NUM_MEASURES];
 extern const char* const CHANCE_NAMES[NUM_CHANCES];
 
-// Field numbers, shared by undo, comparison and the net file format.
-enum NetField {
-  NET_NAME,
-  NET_PARAMS,
-  NET_NODES,
-  NET_NUMDIMENSIONS,
-  NET_EQNCONTEXT,
-  NET_AUTOUPDATE,
-  NET_ELIMORDER,
-  NET_USER,
-  NET_TITLE,
-  NET_COMMENT,
-  NET_AUTHOR,
-  NET_WHOCHANGED,
-  NET_WHENCHANGED,
-  NET_LOCKED,
-  NET_BACKCOMMENTS,
-  NET_DUMMY,
-  NET_DEFINENODES,
-  NET_VISNET,
-  NET_NUMNODES,
-  NET_NUMSTUBS,
-  NET_NUMDECNNODES,
-  NET_NUMEVIDNODES,
-  NET_NUMLIKELIHOODNODES,
-  NET_CONNECTED,
-  NET_NUMSUBNETS,
-  NET_BELIEFVALID,
-  NET_FIELDS,
-  NET_DIRTY,
-  NUM_NET_FIELDS
-};
-enum NodeField {
-  NODE_NAME,
-  NODE_KIND,
-  NODE_DISCRETE,
-  NODE_MEASURE,
-  NODE_CHANCE,
-  NODE_NUMSTATES,
-  NODE_STATES,
-  NODE_LEVELS,
-  NODE_UNITS,
-  NODE_INPUTS,
-  NODE_NUMPARENTS,
-  NODE_PARENTS,
-  NODE_NUMCHILDREN,
-  NODE_CHILDREN,
-  NODE_FUNCTABLE,
-  NODE_PROBS,
-  NODE_NUMCASES,
-  NODE_USER,
-  NODE_TITLE,
-  NODE_COMMENT,
-  NODE_AUTHOR,
-  NODE_WHOCHANGED,
-  NODE_WHENCHANGED,
-  NODE_LOCKED,
-  NODE_EVIDENCE,
-  NODE_VALUE,
-  NODE_LIKELIHOOD,
-  NODE_BELIEF,
-  NODE_DUMMY,
-  NODE_SUBNETNUM,
-  NODE_INNET,
-  NODE_VISUAL,
-  NODE_DEFINENODES,
-  NODE_ISDEFINE,
-  NODE_FIELDS,
-  NUM_NODE_FIELDS
-};
-extern const char* const NET_FIELD_NAMES[NUM_NET_FIELDS];
-extern const char* const NODE_FIELD_NAMES[NUM_NODE_FIELDS];
+// The fields, by which undo, comparison and files know them; Fields.h has what is said of each.
+#define NET_FIELD(id, name, value, traits, undo) NET_##id,
+enum NetField { BRAVIC_NET_FIELDS(NET_FIELD) NUM_NET_FIELDS };
+#undef NET_FIELD
+#define NODE_FIELD(id, name, value, traits, undo) NODE_##id,
+enum NodeField { BRAVIC_NODE_FIELDS(NODE_FIELD) NUM_NODE_FIELDS };
+#undef NODE_FIELD
 
 // How a field of a node came from its file; what a host sets later is FIELD_READ.
 enum FieldStatus : unsigned char { FIELD_ABSENT, FIELD_READ, FIELD_INHERITED, FIELD_IMPLIED };
@@ -252,3 +187,23 @@ struct bnet {
 
   bnet();
 };
+
+namespace bravic {
+
+// Of a record that is one or the other.
+inline bool IsStub(const bnode& node) {
+  return TagOf(&node) == STUB_TAG;
+}
+// Whether the node has states that a table or a finding can speak of.
+inline bool IsDiscretized(const bnode& node) {
+  return node.numstates > 0 && (node.discrete != CONTINUOUS || node.levels);
+}
+// Whether its states are intervals between levels.
+inline bool HasIntervals(const bnode& node) {
+  return node.discrete == CONTINUOUS && node.levels;
+}
+inline bool HasFinding(const bnode& node) {
+  return node.evidence != UNDEF_STATE || node.value != UNDEF_DBL || node.likelihood;
+}
+
+}  // namespace bravic

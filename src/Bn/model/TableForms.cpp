@@ -12,8 +12,6 @@
 namespace bravic {
 namespace {
 
-constexpr double LEVEL_TOLERANCE = 1e-4;
-
 std::size_t Size(long long n) {
   return static_cast<std::size_t>(n);
 }
@@ -53,36 +51,6 @@ void* NewTableMemory(const bnode& node, int width) {
   void* table = TryTable(node, width);
   if (!table) Post(NoMemoryForTable(node, width));
   return table;
-}
-
-statetype StateOfValue(const bnode& node, double value, double tolerance) {
-  const int n = node.numstates;
-  if (!node.levels || n <= 0) return UNDEF_STATE;
-  if (node.discrete == DISCRETE) {
-    int nearest = 0;
-    for (int k = 1; k < n; k++) {
-      if (std::fabs(node.levels[k] - value) < std::fabs(node.levels[nearest] - value)) nearest = k;
-    }
-    return std::fabs(node.levels[nearest] - value) <= tolerance ? nearest : UNDEF_STATE;
-  }
-  for (int k = 0; k < n; k++) {
-    const double low = node.levels[k], high = node.levels[k + 1];
-    const bool closedAbove = k == n - 1 || low == high;
-    if (value >= low && (value < high || (closedAbove && value == high))) return k;
-  }
-  return UNDEF_STATE;
-}
-
-bool IsWithinBounds(const bnode& node, double value) {
-  if (!node.levels || node.discrete == DISCRETE) return true;
-  const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
-  return value >= lowest && value <= highest;
-}
-
-statetype FunctionStateOfValue(const bnode& node, float value) {
-  if (value == IMPOS_PROB) return IMPOS_STATE;
-  if (value == UNDEF_PROB) return UNDEF_STATE;
-  return StateOfValue(node, static_cast<double>(value), LEVEL_TOLERANCE);
 }
 
 void FillFunctionRow(float* row, int numstates, statetype state) {

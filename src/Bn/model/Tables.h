@@ -3,8 +3,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 
 #include "Basic/Memory.h"
+#include "Bn/model/Levels.h"
 #include "Bn/model/Net.h"
 
 namespace bravic {
@@ -54,6 +56,14 @@ Block<T> NewTable(const bnode& node, int width, T fill) {
   return table;
 }
 
+// A copy of a whole table, or NULL of none; false when there is no room for it.
+template <class T>
+bool TryCopyTable(const T* from, T*& to) {
+  to = from ? static_cast<T*>(TryAllocate(BlockSize(from))) : nullptr;
+  if (to) std::memcpy(to, from, BlockSize(from));
+  return to || !from;
+}
+
 // Makes probs exist (from the function tables if need be) and be in probability form. Empty on success. A function
 // value that is no state's is warned of (-2283) and leaves its row undefined. A table of probabilities that stands
 // beside a function table is always derived from it; so is determin beside determinv, where a file gave both.
@@ -98,14 +108,10 @@ int SetExperienceRow(node_bn node, const statetype* parentstates, double experie
 int SetFunctionState(node_bn node, const statetype* parentstates, statetype state);
 int SetFunctionValue(node_bn node, const statetype* parentstates, float value);
 
-// The state of a value by the node's levels: interval of a continuous node, nearest level of a discrete one
-// (within tolerance). UNDEF_STATE outside.
-statetype StateOfValue(const bnode& node, double value, double tolerance);
-// Whether the bounds of a continuous node, if it has any, hold the value; true of any other node.
-bool IsWithinBounds(const bnode& node, double value);
-
-// The same for an entry of determinv, markers included.
-statetype FunctionStateOfValue(const bnode& node, float value);
+// UNDEF_DBL where there is none, and with an error posted.
+double ExperienceOfRow(node_bn node, long long row);
+// Without a function table, what a deterministic table of probabilities says: the state of probability 1.
+double FunctionValueOfRow(node_bn node, long long row);
 
 // As table entries are stored: UNDEF_DBL becomes UNDEF_PROB, what is too large the largest float.
 float ToFloat(double value);

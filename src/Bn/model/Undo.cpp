@@ -6,7 +6,6 @@
 
 #include "Basic/Errors.h"
 #include "Basic/Text.h"
-#include "Bn/model/NetCall.h"
 #include "Bn/model/UndoRecord.h"
 #include "Win_Face/Interaction.h"
 
@@ -238,12 +237,10 @@ void StartUndo() {
   depthLimit = DEFAULT_DEPTH;
 }
 
-}  // namespace bravic
-
-using namespace bravic;
+namespace {
 
 // A step whose update was halted is taken back.
-static int StepUnlessHalted(net_bn net, bool (*step)(net_bn), bool (*back)(net_bn)) {
+int StepUnlessHalted(net_bn net, bool (*step)(net_bn), bool (*back)(net_bn)) {
   const unsigned halts = NumHalts();
   const bool done = step(net);
   if (NumHalts() == halts) return done;
@@ -253,26 +250,14 @@ static int StepUnlessHalted(net_bn net, bool (*step)(net_bn), bool (*back)(net_b
   return -1;
 }
 
-int BRAVIC_CALL UndoLastChange_bn(net_bn net) {
-  NetCall call("UndoLastChange_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+}  // namespace
+
+int UndoUnlessHalted(net_bn net) {
   return StepUnlessHalted(net, UndoLast, RedoLast);
 }
 
-int BRAVIC_CALL RedoLastChange_bn(net_bn net) {
-  NetCall call("RedoLastChange_bn");
-  if (!call.HasReserve(-5135) || !call.Check(net)) return -1;
+int RedoUnlessHalted(net_bn net) {
   return StepUnlessHalted(net, RedoLast, UndoLast);
 }
 
-int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net) {
-  NetCall call("SetUndoDepth_bn");
-  if (!call.HasReserve(-5135)) return -1;
-  if (call.Basic() && depth < -1) {
-    ReportError(-5581, "argument 'depth' is %d, but it should be %d or between %d and %d inclusive", depth, -1, 0,
-                INT_MAX);
-    return -1;
-  }
-  if (!call.Check(net)) return -1;
-  return SetUndoDepth(depth, net);
-}
+}  // namespace bravic

@@ -7,6 +7,7 @@
 namespace bravic {
 
 enum UndoCode : int {
+  UNDO_NONE = 0,
   UNDO_DECISION = 1455,
   UNDO_NODE_NAME = 4100,
   UNDO_KIND = 4105,
@@ -16,11 +17,9 @@ enum UndoCode : int {
   UNDO_STATE_NAME = 4125,
   UNDO_STATE_NAMES = 4130,
   UNDO_LEVELS = 4135,
-  UNDO_LEVELS_ALONE = 4140,
   UNDO_LINK_NAME = 4150,
   UNDO_LINK_NAMES = 4155,
   UNDO_ROW = 4210,
-  UNDO_TABLES = 4220,
   UNDO_RELATION = 4222,
   UNDO_NODE_TITLE = 4300,
   UNDO_NODE_COMMENT = 4310,
@@ -47,6 +46,9 @@ enum UndoCode : int {
   UNDO_GROUP = 5990
 };
 
+// A record on the net's undo stack; the redo stack is freed and the undo stack trimmed. NULL when nothing is recorded
+// (recording off, or no net).
+UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node = nullptr);
 bool UndoRecording();
 int UndoDepth();
 int SetUndoDepth(int depth, net_bn net);  // previous depth; -1 only asks
@@ -110,6 +112,9 @@ void UndoTo(net_bn net, int sequence);
 void RedoTo(net_bn net, int sequence);
 bool UndoLast(net_bn net);
 bool RedoLast(net_bn net);
+// The same as 0 or 1. A step whose update of beliefs was halted is taken back: -1.
+int UndoUnlessHalted(net_bn net);
+int RedoUnlessHalted(net_bn net);
 void FreeUndo(net_bn net);
 void StartUndo();  // the depth as it is before a host sets it
 // A change that is not recorded (recording off): what is kept on both stacks no longer fits and is freed.

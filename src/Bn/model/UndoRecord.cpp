@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Tables.h"
 
 namespace bravic {
@@ -121,19 +122,15 @@ void SwapValue(UndoRecord* undo, HeldValue& value) {
 void FreeValue(HeldValue& value) {
   if (value.form == HeldValue::POINTER) return;
   if (value.form == HeldValue::TEXTS) {
-    FreeTexts(static_cast<char**>(value.held));
+    FreeNames(static_cast<char**>(value.held));
   } else {
     Free(value.held);
   }
 }
 
-bool CountsChildren(const bnode& node) {
-  return TagOf(&node) == STUB_TAG;
-}
-
 void PutChild(node_bn parent, node_bn child, int position) {
   nodelist_rec& succs = parent->succs;
-  if (CountsChildren(*parent)) {
+  if (IsStub(*parent)) {
     ++parent->numUses;
   } else {
     Append(succs, child);
@@ -142,7 +139,7 @@ void PutChild(node_bn parent, node_bn child, int position) {
 }
 
 void TakeChild(node_bn parent, int position) {
-  if (CountsChildren(*parent)) {
+  if (IsStub(*parent)) {
     --parent->numUses;
   } else {
     RemoveAt(parent->succs, position);
@@ -304,7 +301,7 @@ void ReplaceTexts(UndoRecord* undo, char**& field, char** texts) {
   if (undo) {
     Hold(undo, HeldValue::TEXTS, &field).held = field;
   } else {
-    FreeTexts(field);
+    FreeNames(field);
   }
   field = texts;
 }
@@ -403,7 +400,7 @@ void InsertChild(UndoRecord* undo, node_bn parent, node_bn child) {
 }
 
 void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child) {
-  const int position = CountsChildren(*parent) ? 0 : FindChild(parent->succs, child);
+  const int position = IsStub(*parent) ? 0 : FindChild(parent->succs, child);
   if (undo) undo->edits.push_back({parent, child, position, false});
   TakeChild(parent, position);
 }
@@ -435,13 +432,6 @@ void FreeUndoRecord(UndoRecord* undo) {
   }
   Free(undo->whochanged);
   DeleteObject(undo);
-}
-
-void FreeTexts(char** texts) {
-  if (!texts) return;
-  const std::size_t num = BlockSize(texts) / sizeof(char*);
-  for (std::size_t i = 0; i < num; ++i) Free(texts[i]);
-  Free(texts);
 }
 
 }  // namespace bravic

@@ -1,27 +1,28 @@
 // What an undo record holds, and how a change fills it in. A change opens a record once it is certain, then puts
 // each new value in place through Replace...; the old value goes into the record:
 //
-//   UndoRecord* undo = NewUndo(UNDO_NODE_TITLE, node->innet, node);
+//   UndoRecord* undo = BeginChange(node, NODE_TITLE);
 //   ReplaceText(undo, node->title, DupText(title));
 //
-// While nothing is recorded NewUndo answers NULL and every Replace... frees the old value at once, so that a change is
-// written once for both. Applying a record swaps what it holds with what the net holds; no code needs a
-// swap routine of its own. What each code holds:
+// While nothing is recorded the record is NULL and every Replace... frees the old value at once, so that a change is
+// written once for both. Applying a record swaps what it holds with what the net holds; no code needs a swap routine
+// of its own. What the codes hold:
 //
-//   4100 node name             ReplaceNodeName
-//   4105, 4108, 4110           Replace (kind, discrete, measure)
-//   4125, 4150                 ReplaceTextAt (states, inputs); the array is there, or was put there by ReplaceTexts
-//   4130, 4155                 ReplaceTexts
-//   4112, 4135, 4140           ReplaceNumStates, ReplaceBlock (levels), ReplaceTexts (states)
-//   5300                       a group: those of the node, and a 4222 record for it and for each child
-//   4210                       HoldRow, then the row is written in place
-//   4220, 4222                 ReplaceTables
-//   4300, 4310, 4700 ...       ReplaceText
-//   4360, 4860                 ReplacePointer
-//   4400                       ReplaceFinding
-//   4710, 4715                 Replace
-//   4720                       ReplaceList (elimorder)
-//   5000, 5020, 5600           the model's own: nodes in and out of the net, parents
+//   UNDO_NODE_NAME                           ReplaceNodeName
+//   UNDO_KIND, UNDO_DISCRETE, UNDO_MEASURE   Replace
+//   UNDO_STATE_NAME, UNDO_LINK_NAME          ReplaceTextAt; the array is there, or was put there by ReplaceTexts
+//   UNDO_STATE_NAMES, UNDO_LINK_NAMES        ReplaceTexts
+//   UNDO_LEVELS, UNDO_NUM_STATES             ReplaceNumStates, ReplaceBlock (levels), ReplaceTexts (states)
+//   UNDO_STATES_WITH_TABLES                  a group: those of the node, and an UNDO_RELATION for it and each child
+//   UNDO_ROW                                 HoldRow, then the row is written in place
+//   UNDO_RELATION                            ReplaceTables
+//   UNDO_NODE_TITLE ... UNDO_NET_COMMENT     ReplaceText
+//   UNDO_NODE_USER, UNDO_NET_USER            ReplacePointer
+//   UNDO_FINDING                             ReplaceFinding
+//   UNDO_AUTOUPDATE, UNDO_FIND_MPE           Replace
+//   UNDO_ELIM_ORDER                          ReplaceList
+//   UNDO_NODES_ADDED, UNDO_NODES_REMOVED     nodes in and out of the net (Members.h), and the structure
+//   UNDO_PARENTS                             ReplaceList, children, and the structure
 //
 // Applying restores bit for bit what was held and keeps the name table, the finding counts, the children lists and
 // the caches of tables right; it raises the same hooks as the change did.
@@ -96,10 +97,6 @@ struct UndoRecord {
   HeldOrder order;
 };
 
-// A record on the net's undo stack; the redo stack is freed and the undo stack trimmed. NULL when nothing is recorded
-// (recording off, or no net).
-UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node = nullptr);
-
 void Replace(UndoRecord* undo, int& field, int value);
 void Replace(UndoRecord* undo, double& field, double value);
 void ReplacePointer(UndoRecord* undo, void*& field, void* value);
@@ -124,8 +121,6 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double valu
 // Undo and redo in one: exchanges all that the record and its children hold, then raises the hooks.
 void ApplyUndo(UndoRecord* undo);
 void FreeUndoRecord(UndoRecord* undo);
-
-void FreeTexts(char** texts);  // an array of texts and its texts; NULL is accepted
 
 // Beneath the operations on structure (Net.cpp, Parents.cpp).
 void HoldStructure(UndoRecord* undo, net_bn net);  // node order and elimination order (which is none afterwards)

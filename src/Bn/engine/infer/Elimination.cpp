@@ -76,7 +76,7 @@ double Elimination::WeightBeyond(const std::uint64_t* row, const std::uint64_t* 
 void Elimination::MakeMoralGraph() {
   const int n = sizes_.size();
   words_ = std::max(1, (n + 63) / 64);
-  rows_.assign(At(n * words_), 0);
+  rows_.assign(n * words_, 0);
   std::uint64_t scope[MAX_VARIABLES / 64];
   for (const Factor& factor : factors_) {
     std::fill_n(scope, words_, 0);
@@ -111,7 +111,7 @@ bool Elimination::Record(int v) {
 // weighs the product of the logarithms of its ends' numbers of states. onlyNew: variables of the last order are left.
 bool Elimination::OrderGreedily(bool onlyNew) {
   const int n = sizes_.size();
-  fill_.assign(At(n), 0.0);
+  fill_.assign(n, 0.0);
   tournament_.Reset(n);
   for (int v = 0; v < n; ++v) {
     if (v == keep_ || (onlyNew && position_[v] >= 0)) continue;
@@ -122,7 +122,7 @@ bool Elimination::OrderGreedily(bool onlyNew) {
     tournament_.Place(v, fill_[v]);
   }
   tournament_.BuildAll();
-  touchedAt_.assign(At(n), -1);
+  touchedAt_.assign(n, -1);
   for (int v = tournament_.Best(); v >= 0; v = tournament_.Best()) {
     tournament_.Remove(v);
     const int step = buckets_.size();
@@ -167,7 +167,7 @@ bool Elimination::OrderGreedily(bool onlyNew) {
 bool Elimination::OrderAsBefore() {
   const int n = sizes_.size();
   int numSame = 0;
-  position_.resize(At(n));
+  position_.resize(n);
   for (int v = 0; v < n; ++v) {
     position_[v] = ids_[v] < lastPosition_.size() ? lastPosition_[ids_[v]] : -1;
     numSame += position_[v] >= 0;
@@ -216,7 +216,7 @@ double Elimination::Plan(int keep, double limit) {
   lastIds_ = ids_;
   lastPosition_.resize(std::max(lastPosition_.size(), *std::max_element(ids_.begin(), ids_.end()) + 1), -1);
   for (int v = 0; v < n; ++v) lastPosition_[ids_[v]] = n;
-  for (int i = 0; i < buckets_.size(); ++i) lastPosition_[At(ids_[buckets_[i].variable])] = i;
+  for (int i = 0; i < buckets_.size(); ++i) lastPosition_[ids_[buckets_[i].variable]] = i;
   lastCost_ = cost_;
   return cost_;
 }
@@ -231,7 +231,7 @@ void Elimination::SumEntriesOf(const Bucket& bucket) {
   const int fastest = numAxes - 1;
   const int length = numAxes > 0 ? sizes_[neighbours_[bucket.firstNeighbour + fastest]] : 1;
   const int* inner = shape_.strides.data() + std::max(fastest, 0) * numInputs;
-  int at[MAX_PASS_AXES] = {};
+  int at[MAX_AXES] = {};
   double* out = sums_.data();
   for (;;) {
     // The longer loop goes inside, where its steps do not wait for each other.
@@ -273,7 +273,7 @@ void Elimination::SumEntries(const Bucket& bucket) {
   const int numInputs = inputs_.size(), numAxes = bucket.numNeighbours;
   // [axis][input] strides, those of the bucket's variable last.
   Vector<int>& strides = shape_.strides;
-  strides.assign(At((numAxes + 1) * numInputs), 0);
+  strides.assign((numAxes + 1) * numInputs, 0);
   tables_.clear();
   for (int i = 0; i < numInputs; ++i) {
     const Factor& factor = factors_[inputs_[i]];
@@ -315,7 +315,7 @@ void Elimination::SumByPlan(const Bucket& bucket, const Kernels& kernels) {
   tables_.clear();
   std::size_t room = 0;
   for (int f : inputs_)
-    if (!factors_[f].padded) room += At(factors_[f].size) + KERNEL_SLACK;
+    if (!factors_[f].padded) room += factors_[f].size + KERNEL_SLACK;
   padding_.GrowTo(room);
   float* free = padding_.data();
   for (int input : inputs_) {
@@ -393,7 +393,7 @@ Outcome Elimination::Eliminate(const Bucket& bucket, const Kernels& kernels) {
     return Outcome::GOOD;
   }
   std::size_t size = 1;
-  for (int k = 0; k < bucket.numNeighbours; ++k) size *= At(sizes_[neighbours_[bucket.firstNeighbour + k]]);
+  for (int k = 0; k < bucket.numNeighbours; ++k) size *= sizes_[neighbours_[bucket.firstNeighbour + k]];
   const int states = sizes_[bucket.variable];
   if (interrupt_ && interrupt_->Halts(static_cast<double>(size) * states)) return Outcome::DOUBTFUL;
   sums_.resize(size);
@@ -478,7 +478,7 @@ Outcome Elimination::MultiplyRest(double* to) {
       for (int f : inputs_) to[s] *= entry(f, s);
     }
   } else {
-    Vector<WideNumber> products(At(states), {0.5, 1});
+    Vector<WideNumber> products(states, {0.5, 1});
     for (int s = 0; s < states; ++s)
       for (int f : inputs_) products[s] = products[s] * ToWide(entry(f, s));
     const long long exponent = std::max_element(products.begin(), products.end())->exponent;
@@ -486,13 +486,13 @@ Outcome Elimination::MultiplyRest(double* to) {
     for (int s = 0; s < states; ++s) to[s] = ToDouble(products[s], -exponent);
     if (lost != NO_LOSS) lost = static_cast<int>(std::min(0LL, lost - exponent));
   }
-  return JudgeEach(to, At(states), lost);
+  return JudgeEach(to, states, lost);
 }
 
 Outcome Elimination::Run(const Kernels& kernels, double* to) {
   if (isFull_) Forget();
   const int n = sizes_.size();
-  position_.assign(At(n), n);
+  position_.assign(n, n);
   for (int i = 0; i < buckets_.size(); ++i) position_[buckets_[i].variable] = i;
   // In a table that is left the variable to be eliminated next is the slowest.
   std::size_t room = 0;
@@ -500,7 +500,7 @@ Outcome Elimination::Run(const Kernels& kernels, double* to) {
     const auto begin = neighbours_.begin() + bucket.firstNeighbour, end = begin + bucket.numNeighbours;
     std::sort(begin, end, [&](int a, int b) { return position_[a] < position_[b]; });
     std::size_t size = 1;
-    for (auto v = begin; v != end; ++v) size *= At(sizes_[*v]);
+    for (auto v = begin; v != end; ++v) size *= sizes_[*v];
     room += size + KERNEL_SLACK;
   }
   store_.GrowTo(room);

@@ -14,6 +14,7 @@
 
 #include "Basic/Memory.h"
 #include "Bn/engine/Interrupt.h"
+#include "Bn/engine/Kernels.h"
 #include "Bn/engine/Pass.h"
 #include "Bn/engine/Tournament.h"
 #include "Bn/engine/infer/Range.h"

@@ -4,221 +4,88 @@
 // changed. A finding is entered at one clique, so a change of it leaves every message towards that clique valid.
 //
 // A state finding takes its variable out of every pass over a clique that holds it; a message made meanwhile holds
-// that one state only, so it is dense over the variables that were free. Messages are scaled by a power of two to a
-// largest entry in [0.5, 1); exponents add up along the tree, so that the probability of the findings keeps full
-// precision however small it is. What numbers of limited range may have lost is judged in Range.h. A message from
-// beyond which nothing is known but distributions of nodes that end there is 1 throughout, and is not computed.
+// that one state only, so it is dense over the variables that were free. What numbers of limited range may have lost is
+// judged in Range.h.
 //
-// When all beliefs are asked for, each clique is passed over once with every incoming message multiplied in, and an
-// outgoing message is the sum on its separator divided by the incoming one. Where that was 0 the quotient is
-// unknown and set to 0, which is right as long as the incoming 0 stays: such a message is marked as resting on the
-// one against it.
+// The work is done by parts that each own their data; here they are put together, each knowing those above it in the
+// list, and told of what changes.
+#include "Bn/engine/infer/Inference.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "Bn/engine/infer/Propagation.h"
+#include "Bn/engine/CostModel.h"
+#include "Bn/engine/infer/Answers.h"
+#include "Bn/engine/infer/AxisOrder.h"
 
 namespace bravic::engine {
 
-void Inference::Impl::Build() {
-  const std::size_t numCliques = tree->cliques.size(), n = numstates.size();
-  cliques.resize(numCliques);
-  separators.resize(tree->separators.size());
-  messages.resize(2 * separators.size());
-  cliquesOf.resize(n);
-  separatorsOf.resize(n);
-  findings.resize(n);
-  children.resize(n);
-  for (std::size_t i = 0; i < n; ++i)
-    for (int parent : parents[i]) children[parent].push_back(static_cast<int>(i));
-  tableFacts.resize(n);
-  parentsVisited.assign(n, 0);
-  childrenVisited.assign(n, 0);
-  targetAt.assign(n, 0);
-  entry.assign(n, -1);
-  readAt.assign(n, -1);
-  axisOf.assign(n, -1);
-  auto variables = [&](const Vector<int>& members) {
-    Vector<int> list;
-    for (int m : members)
-      if (numstates[m] > 1) list.push_back(m);
-    return list;
-  };
-  for (std::size_t c = 0; c < numCliques; ++c) {
-    const Clique& from = tree->cliques[c];
-    CliqueState& clique = cliques[c];
-    clique.variables = variables(from.members);
-    clique.links.resize(from.neighbours.size());
-    for (int k = 0; k < from.neighbours.size(); ++k) {
-      const int s = from.separators[k];
-      const int second = tree->separators[s].cliques[1] == static_cast<int>(c);
-      Link& link = clique.links[k];
-      link.neighbour = from.neighbours[k];
-      link.separator = s;
-      link.in = 2 * s + 1 - second;
-      link.out = 2 * s + second;
-    }
-    for (int m : from.members) {
-      cliquesOf[m].push_back(static_cast<int>(c));
-      if (entry[m] < 0 || from.size < tree->cliques[entry[m]].size) entry[m] = static_cast<int>(c);
-    }
+struct Inference::Impl {
+  Impl(const JunctionTree& tree, std::span<const int> numstates, std::span<const Vector<int>> parents)
+      : structure(tree, numstates, parents) {}
+
+  Mode mode;
+  Structure structure;
+  bool hasAxisOrder = false;
+  Findings findings{structure};
+  NodeTables tables{structure};
+  Potentials potentials{structure, tables, mode};
+  Messages messages{structure, findings, potentials, mode};
+  CliquePasses passes{structure, findings, potentials, messages, mode};
+  WidePropagation wide{structure, findings, tables, potentials, mode};
+  Marginals marginals{structure, findings, mode};
+  Propagation propagation{structure, findings, tables, potentials, messages, passes, wide, marginals, mode};
+  SeparatorBeliefs separatorBeliefs{structure, findings, messages, marginals, mode};
+  Sweep sweep{structure, findings, potentials, messages, passes, propagation, marginals, separatorBeliefs};
+  Costs costs{structure, findings, potentials, messages, passes, propagation};
+  Question question{structure, findings, tables, marginals, propagation, costs, mode};
+  ReducedModels reduced{structure, findings, tables, propagation, costs, mode};
+  Answers answers{structure,   findings,  potentials,       tables, messages, passes, wide,
+                  propagation, marginals, separatorBeliefs, sweep,  question, reduced};
+  unsigned long long stamp = 1;
+
+  // What was answered holds no more.
+  void Forget() {
+    propagation.Forget();
+    costs.Forget();
+    ++stamp;
   }
-  for (int s = 0; s < separators.size(); ++s) {
-    separators[s].variables = variables(tree->separators[s].members);
-    for (std::size_t way = 0; way < 2; ++way)
-      messages[2 * s + way].fixedAt.assign(separators[s].variables.size(), FREE);
-    for (int m : separators[s].variables) {
-      separatorsOf[m].push_back(s);
-      int& read = readAt[m];
-      if (read < 0 || tree->separators[s].size < tree->separators[read].size) read = s;
-    }
+  // Something is different at the clique, and nowhere else.
+  void ChangedAt(int clique) {
+    messages.InvalidateFrom(clique);
+    propagation.SetPivot(clique);
+    Forget();
   }
-  for (std::size_t i = 0; i < n; ++i) {
-    const int node = static_cast<int>(i);
-    if (tree->home[i] >= 0) cliques[tree->home[i]].homed.push_back(node);
-    if (entry[i] >= 0) cliques[entry[i]].entered.push_back(node);
-    if (readAt[i] >= 0)
-      separators[readAt[i]].read.push_back(node);
-    else if (numstates[i] > 1 && entry[i] >= 0)
-      cliques[entry[i]].alone.push_back(node);
+  void ChangedEverywhere() {
+    messages.InvalidateAll();
+    Forget();
   }
-  for (CliqueState& clique : cliques) {
-    for (Link& link : clique.links) {
-      const Vector<int>& shared = separators[link.separator].variables;
-      for (int node : clique.homed) link.tellsOfHomed |= std::find(shared.begin(), shared.end(), node) != shared.end();
-    }
+  bool AllocateClique(int c) {
+    if (!potentials.Allocate(c)) return false;
+    for (const Link& link : structure.cliques[c].links)
+      if (!messages.HasRoom(link.separator) && !messages.Allocate(link.separator)) return false;
+    return true;
   }
-  RootTree();
-}
-
-void Inference::Impl::RootTree() {
-  parentClique.assign(cliques.size(), -1);
-  depth.assign(cliques.size(), 0);
-  Vector<int> queue;
-  if (!cliques.empty()) queue.push_back(0);
-  for (int head = 0; head < queue.size(); ++head) {
-    const int c = queue[head];
-    if (tree->cliques[c].size < tree->cliques[pivot].size) pivot = c;
-    for (const Link& link : cliques[c].links) {
-      if (link.neighbour == parentClique[c]) continue;
-      parentClique[link.neighbour] = c;
-      depth[link.neighbour] = depth[c] + 1;
-      queue.push_back(link.neighbour);
-    }
+  void SetTables(TableSource source, const CutTables* cut) {
+    tables.Set(std::move(source), cut);
+    for (int c = 0; c < structure.cliques.size(); ++c) potentials.Forget(c);
+    question.ForgetTables();
+    findings.ForgetChecks();
+    ChangedEverywhere();
   }
-}
-
-// What rests on an invalid message is invalid: all messages further on, and the one against it when that was
-// divided by a zero of it.
-void Inference::Impl::Invalidate(int message) {
-  if (!messages[message].valid) return;
-  messages[message].valid = false;
-  work.assign(1, message);
-  while (!work.empty()) {
-    const int m = work.back();
-    work.pop_back();
-    const Separator& separator = tree->separators[m / 2];
-    const int to = separator.cliques[1 - m % 2];
-    for (const Link& link : cliques[to].links) {
-      if (link.in == m || !messages[link.out].valid) continue;
-      messages[link.out].valid = false;
-      work.push_back(link.out);
-    }
-    if (messages[m ^ 1].valid && messages[m ^ 1].rests) {
-      messages[m ^ 1].valid = false;
-      work.push_back(m ^ 1);
-    }
+  // FREE and no weights: nothing is known.
+  void SetFinding(int node, int state, std::span<const WideNumber> weights) {
+    const Finding& finding = findings[node];
+    if (finding.state != FREE && finding.state != state) messages.InvalidateState(node);
+    if ((finding.state == FREE) != (state == FREE) || finding.weighted == weights.empty()) messages.LayoutChanged(node);
+    findings.Set(node, state, weights);
+    ChangedAt(structure.entry[node]);
   }
-}
+};
 
-void Inference::Impl::InvalidateFrom(int clique) {
-  for (const Link& link : cliques[clique].links) Invalidate(link.out);
-}
-
-void Inference::Impl::Changed(int clique) {
-  InvalidateFrom(clique);
-  pivot = clique;
-  Forget();
-}
-
-void Inference::Impl::Forget() {
-  propagated = wide = false;
-  spent = sweepCost = 0;
-  numSwept = 0;
-  Vector<Block<WideNumber>>().swap(wideMessages);
-  ++stamp;
-}
-
-void Inference::Impl::InvalidateAll() {
-  for (Message& message : messages) message.valid = false;
-  Forget();
-}
-
-void Inference::Impl::LayoutChanged(int node) {
-  for (int c : cliquesOf[node]) ++cliques[c].layoutNumber;
-}
-
-// Messages that hold one state of the node only are of no use any more.
-void Inference::Impl::ForgetState(int node) {
-  for (int s : separatorsOf[node]) {
-    const Vector<int>& variables = separators[s].variables;
-    const auto at = std::find(variables.begin(), variables.end(), node) - variables.begin();
-    for (int m = 2 * s; m < 2 * s + 2; ++m)
-      if (messages[m].fixedAt[at] != FREE) Invalidate(m);
-  }
-}
-
-void Inference::Impl::SetChecked(int node, bool checked) {
-  Finding& finding = findings[node];
-  if (finding.state == FREE && !finding.weighted) checked = true;
-  if (finding.checked == checked) return;
-  finding.checked = checked;
-  if (checked)
-    unchecked.erase(std::find(unchecked.begin(), unchecked.end(), node));
-  else
-    unchecked.push_back(node);
-}
-
-void Inference::Impl::ForgetChecks() {
-  tablesChecked = false;
-  for (int i = 0; i < findings.size(); ++i) SetChecked(i, false);
-}
-
-void Inference::Impl::CheckedAll() {
-  tablesChecked = true;
-  for (int node : unchecked) findings[node].checked = true;
-  unchecked.clear();
-}
-
-// Weights largest of which is above 0, if there are any.
-void Inference::Impl::SetFinding(int node, int state, std::span<const WideNumber> weights) {
-  Finding& finding = findings[node];
-  if (finding.state != FREE && finding.state != state) ForgetState(node);
-  if ((finding.state == FREE) != (state == FREE) || finding.weighted == weights.empty()) LayoutChanged(node);
-  numWeighted += static_cast<int>(!weights.empty()) - static_cast<int>(finding.weighted);
-  numKnown += static_cast<int>(state != FREE) - static_cast<int>(finding.state != FREE);
-  finding.state = state;
-  finding.weighted = !weights.empty();
-  finding.serial = ++lastSerial;
-  finding.weights.assign(weights.begin(), weights.end());
-  if (finding.weighted) {
-    WideNumber least;
-    for (WideNumber w : weights)
-      if (w.mantissa > 0 && (least.mantissa == 0 || w < least)) least = w;
-    finding.exponent = std::max_element(weights.begin(), weights.end())->exponent;
-    finding.range = {static_cast<int>(std::max(least.exponent - 1 - finding.exponent, -1000000LL)), NO_LOSS};
-    if (finding.range.low < DOUBLE_FLOOR) finding.range.lost = DOUBLE_FLOOR;
-    finding.doubles.clear();
-    for (WideNumber w : weights) finding.doubles.push_back(ToDouble(w, -finding.exponent));
-    finding.floats.assign(weights.size() + KERNEL_SLACK, 0.0f);
-    for (std::size_t s = 0; s < weights.size(); ++s) finding.floats[s] = static_cast<float>(finding.doubles[s]);
-  }
-  SetChecked(node, false);
-  Changed(entry[node]);
-}
-
-Inference::Inference() : impl_(NewObject<Impl>()) {}
+Inference::Inference(const JunctionTree& tree, std::span<const int> numstates, std::span<const Vector<int>> parents)
+    : impl_(NewObject<Impl>(tree, numstates, parents)) {}
 
 Inference::~Inference() {
   DeleteObject(impl_);
@@ -226,18 +93,57 @@ Inference::~Inference() {
 
 Owned<Inference> Inference::Make(const JunctionTree& tree, std::span<const int> numstates,
                                  std::span<const Vector<int>> parents) {
-  Owned<Inference> inference = MakeOwned<Inference>();
-  Impl& impl = *inference->impl_;
-  impl.tree = &tree;
-  impl.parents = parents;
-  impl.numstates.assign(numstates.begin(), numstates.end());
-  impl.Build();
-  return inference;
+  return MakeOwned<Inference>(tree, numstates, parents);
+}
+
+Status Inference::AllocatePotentials(int* failedClique) {
+  // Steps of single questions may be kept in a small part of what the tree takes, or in little enough.
+  constexpr double KEPT_SHARE = 1.0 / 16, LEAST_KEPT = 16384, MOST_KEPT = 1048576;
+  Impl& impl = *impl_;
+  if (impl.potentials.AreAllocated()) return Status::Done;
+  for (int c = 0; c < impl.structure.cliques.size(); ++c) {
+    if (impl.AllocateClique(c)) continue;
+    if (failedClique) *failedClique = c;
+    DropPotentials();
+    return Status::NoMemory;
+  }
+  impl.potentials.FinishAllocation();
+  if (!impl.hasAxisOrder) ChooseAxisOrders(&impl.structure);
+  impl.hasAxisOrder = true;
+  const double kept = std::clamp(impl.structure.tree->totalSize * KEPT_SHARE, LEAST_KEPT, MOST_KEPT);
+  impl.question.Keep(static_cast<std::size_t>(kept));
+  return Status::Done;
+}
+
+void Inference::DropPotentials() {
+  impl_->potentials.Drop();
+  impl_->messages.Drop();
+  impl_->reduced.Drop();
+  impl_->tables.Drop();
+  impl_->ChangedEverywhere();
+}
+
+void Inference::SetTables(std::function<const float*(int)> table) {
+  impl_->SetTables(std::move(table), nullptr);
+}
+
+void Inference::SetCutTables(const CutTables& cut, Interrupt* watch, std::function<const float*(int)> table) {
+  impl_->mode.watch = watch;
+  impl_->SetTables(std::move(table), &cut);
+}
+
+void Inference::TableChanged(int node) {
+  const int c = impl_->structure.tree->home[node];
+  impl_->potentials.Forget(c);
+  impl_->tables.Forget(node);
+  impl_->question.ForgetTables();
+  impl_->findings.ForgetChecks();
+  impl_->ChangedAt(c);
 }
 
 void Inference::SetState(int node, int state) {
   const Finding& finding = impl_->findings[node];
-  if (impl_->numstates[node] == 1) return ClearFinding(node);
+  if (impl_->structure.numstates[node] == 1) return ClearFinding(node);
   if (finding.state != state || finding.weighted) impl_->SetFinding(node, state, {});
 }
 
@@ -254,27 +160,85 @@ void Inference::SetLikelihood(int node, std::span<const WideNumber> weights) {
 }
 
 void Inference::ClearFinding(int node) {
-  const Finding& finding = impl_->findings[node];
-  if (finding.state != FREE || finding.weighted) impl_->SetFinding(node, FREE, {});
+  if (!impl_->findings[node].IsNone()) impl_->SetFinding(node, FREE, {});
 }
 
 void Inference::SetMaximize(bool on) {
-  if (impl_->maximize == on) return;
-  impl_->maximize = on;
-  impl_->InvalidateAll();
+  if (impl_->mode.maximize == on) return;
+  impl_->mode.maximize = on;
+  impl_->ChangedEverywhere();
+}
+
+Status Inference::Propagate() {
+  return impl_->propagation.Propagate(-1, {});
+}
+
+ScaledNumber Inference::ScaledProbability() const {
+  return impl_->propagation.Probability();
+}
+
+double Inference::Probability() const {
+  const ScaledNumber probability = ScaledProbability();
+  return ToDouble({probability.value, 0}, probability.exponent);
+}
+
+double Inference::LogProbability() const {
+  constexpr double LOG_2 = 0.69314718055994530942;
+  const ScaledNumber probability = ScaledProbability();
+  if (!(probability.value > 0)) return -std::numeric_limits<double>::infinity();
+  return std::log(probability.value) + static_cast<double>(probability.exponent) * LOG_2;
+}
+
+Status Inference::Check() {
+  return impl_->answers.Check();
+}
+
+Status Inference::CheckState(int node, int state) {
+  const Vector<WideNumber> weights = impl_->findings[node].weights;
+  const int before = impl_->findings[node].state;
+  SetState(node, state);
+  const Status status = Check();
+  if (before != FREE)
+    SetState(node, before);
+  else if (!weights.empty())
+    SetLikelihood(node, weights);
+  else
+    ClearFinding(node);
+  return status;
+}
+
+Status Inference::Belief(int node, std::span<float> out) {
+  return impl_->answers.Belief(node, out);
+}
+
+void Inference::SetWay(Way way) {
+  impl_->mode.way = way;
+}
+
+bool Inference::SweepPays() const {
+  return impl_->costs.SweepPays();
+}
+
+Status Inference::AllBeliefs(const BeliefPlace& out) {
+  return impl_->answers.AllBeliefs(out);
+}
+
+bool Inference::FamilyMarginal(int node, std::span<float> out) {
+  return impl_->answers.FamilyMarginal(node, out);
 }
 
 void Inference::StartLong(const ProgressFunction& progress, int sweeps) {
-  const double entries = impl_->tree->totalSize + PASS_ENTRIES * static_cast<double>(impl_->cliques.size());
-  impl_->interrupt.Start(progress, sweeps * entries);
+  const Structure& structure = impl_->structure;
+  const double entries = structure.tree->totalSize + cost::ENTRIES_OF_A_PASS * structure.cliques.size();
+  impl_->mode.interrupt.Start(progress, sweeps * entries);
 }
 
 bool Inference::FinishLong() {
-  const bool halted = impl_->interrupt.halted;
-  impl_->interrupt.Start(nullptr, 1);
-  if (!halted) return false;
-  impl_->reducedModels.clear();
-  impl_->InvalidateAll();
+  const bool isHalted = impl_->mode.interrupt.halted;
+  impl_->mode.interrupt.Start(nullptr, 1);
+  if (!isHalted) return false;
+  impl_->reduced.Drop();
+  impl_->ChangedEverywhere();
   return true;
 }
 
@@ -283,26 +247,7 @@ unsigned long long Inference::Stamp() const {
 }
 
 double Inference::Bytes() const {
-  double bytes = 0;
-  auto addPasses = [&](const PassCache& cache) {
-    for (const PreparedPass& pass : cache.passes)
-      bytes += static_cast<double>(
-          sizeof pass + pass.plan.tables.size() * sizeof(PassPlan::Table) +
-          (pass.plan.pool.size() + pass.plan.prefixStrides.size() + pass.shape.strides.size()) * sizeof(int));
-  };
-  for (const CliqueState& clique : impl_->cliques) {
-    if (impl_->allocated && clique.potential) bytes += static_cast<double>(clique.size) * sizeof(float);
-    if (impl_->allocated && clique.exact) bytes += static_cast<double>(clique.size) * sizeof(double);
-    addPasses(clique.sweep);
-    addPasses(clique.read);
-    for (const Link& link : clique.links) addPasses(link.send);
-  }
-  for (const auto& model : impl_->reducedModels) bytes += model->inference->Bytes();
-  if (impl_->allocated)
-    for (const SeparatorState& separator : impl_->separators)
-      bytes +=
-          2 * static_cast<double>(separator.size) * ((separator.doubles ? 8.0 : 0.0) + (separator.floats ? 4.0 : 0.0));
-  return bytes;
+  return impl_->passes.Bytes() + impl_->reduced.Bytes() + impl_->potentials.Bytes() + impl_->messages.Bytes();
 }
 
 }  // namespace bravic::engine

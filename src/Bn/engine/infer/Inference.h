@@ -10,19 +10,20 @@
 #include "Bn/engine/Interrupt.h"
 #include "Bn/engine/Numbers.h"
 #include "Bn/engine/Tree.h"
+#include "Bn/engine/infer/Terms.h"
 
 namespace bravic::engine {
 
-// Vanished: a belief is 0 throughout although the findings are possible, for want of numbers small enough.
-// Halted: by the progress function; what was asked for is unknown.
-enum class Status { Done, Inconsistent, Vanished, NoMemory, Halted };
+struct CutTables;
 
 class Inference {
  public:
+  using Way = engine::Way;
+
   // The tree and the parents must outlive it. Nothing large is allocated yet.
   static Owned<Inference> Make(const JunctionTree& tree, std::span<const int> numstates,
                                std::span<const Vector<int>> parents);
-  Inference();
+  Inference(const JunctionTree& tree, std::span<const int> numstates, std::span<const Vector<int>> parents);
   ~Inference();
 
   // Room for every clique's potential, separator and scratch. NoMemory names the clique that could not be had.
@@ -33,6 +34,8 @@ class Inference {
   // normalized. Potentials are multiplied together where they are first needed, so what the tables are made of must
   // outlive the use of the potentials.
   void SetTables(std::function<const float*(int node)> table);
+  // The same of tables that were cut out of those of another model, who halts this one too.
+  void SetCutTables(const CutTables& cut, Interrupt* watch, std::function<const float*(int node)> table);
   void TableChanged(int node);
 
   // Findings. A vector of numstates non-negative weights, not all 0, copied; state findings are cheaper as states.
@@ -49,6 +52,7 @@ class Inference {
   Status Propagate();
   double Probability() const;     // may underflow to 0
   double LogProbability() const;  // natural log
+  ScaledNumber ScaledProbability() const;
 
   // Whether the findings are possible together, without their probability where that would cost more; whether they are
   // with one more (which takes the place of the node's own, and goes again).
@@ -58,14 +62,12 @@ class Inference {
   // The node's marginal given all findings, normalized to sum 1 (maximum 1 when maximizing), by whatever is cheapest.
   // No probability above 1e-30 is answered as 0.
   Status Belief(int node, std::span<float> out);
-  // How beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always by the
-  // messages of the tree, or always without it where that is possible.
-  enum class Way { CHEAPEST, TREE, WITHOUT_TREE };
+  // Which way is taken from now on.
   void SetWay(Way way);
   // Whether single beliefs since the last change have taken so much that all at once would have been cheaper.
   bool SweepPays() const;
   // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
-  Status AllBeliefs(const std::function<float*(int node)>& out);
+  Status AllBeliefs(const BeliefPlace& out);
   // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
   bool FamilyMarginal(int node, std::span<float> out);
 

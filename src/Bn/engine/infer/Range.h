@@ -19,6 +19,8 @@ inline constexpr int FLOAT_FLOOR = -126, DOUBLE_FLOOR = -1022;
 inline constexpr int LIFT = 90;
 // Of a table whose entries are exact but for rounding.
 inline constexpr int NO_LOSS = -(1 << 29);
+// A product of as many tables as a clique has lacks less than 2^this times what one multiplication may lose.
+inline constexpr int PRODUCT_BITS = 16;
 
 // Whether sums hold, are all 0, or may be wrong for want of range.
 enum class Outcome { GOOD, ZERO, DOUBTFUL };

@@ -1,0 +1,200 @@
+#include "Bn/compiled/CompiledNet.h"
+
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "Bn/compiled/Likelihood.h"
+#include "Bn/model/Net.h"
+
+namespace bravic {
+namespace {
+
+void ForgetPotentials(net_bn net) {
+  net->potentialsMade = net->findingsApplied = net->beliefsCurrent = false;
+}
+
+}  // namespace
+
+int CompiledIndex(const bnode& node) {
+  const CompiledNet* compiled = node.innet ? node.innet->compiled : nullptr;
+  if (!compiled || node.compiledIndex < 0 || node.compiledIndex >= compiled->nodes.size()) return -1;
+  return compiled->nodes[node.compiledIndex] == &node ? node.compiledIndex : -1;
+}
+
+void UncompileNet(net_bn net) {
+  if (net->compiled) {
+    for (node_bn node : PresentNodes(net)) node->compiledIndex = node->homecliq = -1;
+    DeleteObject(net->compiled);
+    net->compiled = nullptr;
+  }
+  ForgetPotentials(net);
+}
+
+void DropPotentials(net_bn net) {
+  if (net->compiled) {
+    net->compiled->inference.reset();
+    net->compiled->filled = false;
+  }
+  ForgetPotentials(net);
+}
+
+void NoteTableChanged(node_bn node) {
+  net_bn net = node->innet;
+  if (!net || !net->compiled) return;
+  if (net->compiled->filled) {
+    int i = CompiledIndex(*node);
+    if (i >= 0) net->compiled->staleTables.Add(i);
+  }
+  ForgetPotentials(net);
+}
+
+void NoteFindingChanged(node_bn node, FindingChange change) {
+  net_bn net = node->innet;
+  net->dirty = true;
+  net->beliefsCurrent = false;
+  if (change != FindingChange::Strengthening) net->findingsApplied = false;
+  node->beliefStamp = 0;
+  int i = CompiledIndex(*node);
+  if (i < 0 || !net->compiled->filled) return;
+  net->compiled->staleFindings.Add(i);
+  net->compiled->allKnown = false;
+}
+
+void HandOverFindings(net_bn net) {
+  CompiledNet& compiled = *net->compiled;
+  for (int i : compiled.staleFindings.members) {
+    const bnode& node = *compiled.nodes[i];
+    bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
+    if (counts && node.evidence != UNDEF_STATE) {
+      compiled.inference->SetState(i, node.evidence);
+    } else if (counts && node.likelihood) {
+      compiled.inference->SetLikelihood(i, LikelihoodWeights(node));
+    } else {
+      compiled.inference->ClearFinding(i);
+    }
+  }
+  compiled.staleFindings.Clear();
+  compiled.inference->SetMaximize(net->findmpe != 0);
+}
+
+namespace {
+
+// A question to the engine, which may take long. sweeps: how often it passes over the tree.
+template <class Question>
+engine::Status AskEngine(CompiledNet& compiled, int sweeps, Showing showing, Question question) {
+  std::optional<WaitScope> wait;  // begun where it is worth one
+  const auto progress = [&wait, showing](double fraction) {
+    if (!wait) wait.emplace("Updating beliefs", showing);
+    return wait->Progress(fraction);
+  };
+  compiled.inference->StartLong(std::ref(progress), sweeps);
+  const engine::Status status = question();
+  return compiled.inference->FinishLong() ? engine::Status::Halted : status;
+}
+
+// Counts what is read between two changes of the engine's numbers.
+void NoteReading(CompiledNet& compiled, unsigned long long stamp) {
+  if (compiled.readStamp != stamp) {
+    compiled.readStamp = stamp;
+    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
+    compiled.allKnown = false;
+  }
+  ++compiled.numRead;
+}
+
+// Whether a host that has read so many beliefs is likely to read most of them, or has made them dearer one by one than
+// one sweep over the tree.
+bool WorthAll(const CompiledNet& compiled) {
+  const int n = compiled.nodes.size();
+  return compiled.numRead > n / 4 || compiled.numReadBefore > n / 2 || compiled.inference->SweepPays();
+}
+
+// What is right already stays as it is, whatever becomes of the rest.
+engine::Status FindAllBeliefs(CompiledNet& compiled, unsigned long long stamp) {
+  const auto place = [&compiled, stamp](int i) -> float* {
+    node_bn node = compiled.nodes[i];
+    return node->kind == NATURE_NODE && node->beliefStamp != stamp ? BeliefVector(node) : nullptr;
+  };
+  return AskEngine(compiled, 2, Showing::Never, [&] { return compiled.inference->AllBeliefs(place); });
+}
+
+// The node's vector, or those of all nodes.
+engine::Status FillBeliefs(CompiledNet& compiled, node_bn node) {
+  const unsigned long long stamp = compiled.inference->Stamp();
+  NoteReading(compiled, stamp);
+  if (!compiled.allKnown && WorthAll(compiled)) {
+    const engine::Status status = FindAllBeliefs(compiled, stamp);
+    compiled.allKnown = status == engine::Status::Done;
+    // Where some belief vanishes, the others can still be found one by one.
+    if (!compiled.allKnown && status != engine::Status::Vanished) return status;
+  }
+  if (compiled.allKnown) return engine::Status::Done;
+  const std::span<float> belief(BeliefVector(node), node->numstates);
+  return AskEngine(compiled, 1, Showing::Never,
+                   [&] { return compiled.inference->Belief(node->compiledIndex, belief); });
+}
+
+}  // namespace
+
+engine::Status CheckFindings(CompiledNet& compiled) {
+  return AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); });
+}
+
+engine::Status FindProbability(net_bn net, Showing showing) {
+  CompiledNet& compiled = *net->compiled;
+  const engine::Status status = AskEngine(compiled, 1, showing, [&] { return compiled.inference->Propagate(); });
+  if (status != engine::Status::Done) return status;
+  compiled.logProbability = compiled.inference->LogProbability();
+  // 0 is kept for a contradiction.
+  net->caseprob = std::max(compiled.inference->Probability(), std::numeric_limits<double>::min());
+  compiled.probabilityKnown = true;
+  return status;
+}
+
+engine::Status FindBelief(node_bn node) {
+  CompiledNet& compiled = *node->innet->compiled;
+  const engine::Status status = FillBeliefs(compiled, node);
+  if (status != engine::Status::Done) return status;
+  // A probability too small for a normal float would read as possible and yet have lost its digits.
+  for (int s = 0; s < node->numstates; ++s) {
+    if (node->belief[s] < std::numeric_limits<float>::min()) node->belief[s] = 0;
+  }
+  node->beliefStamp = compiled.inference->Stamp();
+  return status;
+}
+
+bool HasBelief(const bnode& node) {
+  return node.innet->beliefsCurrent && node.beliefStamp == node.innet->compiled->inference->Stamp();
+}
+
+bool IsStatePossible(node_bn node, statetype state) {
+  CompiledNet& compiled = *node->innet->compiled;
+  return compiled.inference->CheckState(node->compiledIndex, state) != engine::Status::Inconsistent;
+}
+
+void ResetProbability(net_bn net) {
+  net->caseprob = 1.0;
+  net->compiled->logProbability = 0;
+  net->compiled->probabilityKnown = true;
+}
+
+float* BeliefVector(node_bn node) {
+  const std::size_t nbytes = node->numstates * sizeof(float);
+  if (!node->belief || BlockSize(node->belief) < nbytes) {
+    Free(node->belief);
+    node->belief = static_cast<float*>(AllocateCleared(std::max(node->numstates, 1), sizeof(float)));
+    node->beliefStamp = 0;
+  }
+  return node->belief;
+}
+
+void SetUnitBelief(node_bn node, statetype state) {
+  float* belief = BeliefVector(node);
+  std::fill_n(belief, node->numstates, 0.0f);
+  belief[state] = 1;
+}
+
+}  // namespace bravic

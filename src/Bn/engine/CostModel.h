@@ -1,0 +1,53 @@
+// What computing takes, estimated: everything by which the engine chooses between ways of doing the same thing.
+//
+// All costs are in nanoseconds of one processor; only their proportions matter. They were fitted to the times of
+// `script/bench` (bench_inference, built for release) on x86-64 servers with 512-bit vectors. Another machine is served
+// well enough as long as the proportions are about the same; a wrong estimate costs time, never an answer.
+//
+// An entry costs differently from one place to another because different things are done to it: plain arithmetic in
+// doubles, vector arithmetic in floats by a plan, and reading and dividing messages beside that in a whole sweep.
+#pragma once
+
+namespace bravic::engine::cost {
+
+// A pass by a plan (PassPlan.cpp). Blocks of rows are multiplied and summed a row of vectors at a time.
+inline constexpr double PLAN_RUN = 40;                          // to begin
+inline constexpr double BLOCK = 12;                             // to step to a block
+inline constexpr double ROW = 0.7, ROW_ENTRY = 0.035;           // one vector operation over a row, by its padded length
+inline constexpr double TABLE_OF_BLOCK = 8;                     // a target's share in a block,
+inline constexpr double FACTOR_OF_BLOCK = 4;                    //   and that of a factor of one scale a row
+inline constexpr double FOLD = 15;                              // to fold gathered rows onto the target, by row:
+inline constexpr double WHOLE_ROW = 2, WHOLE_ROW_ENTRY = 0.12;  //   whole rows, gathered first,
+inline constexpr double DIRECT_ROW_ENTRY = 0.15;                //   or straight from the block,
+inline constexpr double LANE_ROW = 5, LANE_ENTRY = 1.2;         //   and rows whose lanes go to other places
+inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread entries of a factor over a row
+
+// Messages (Costs.cpp).
+inline constexpr double MESSAGE = 120;        // to make one, beside its entries
+inline constexpr double NEW_LAYOUT = 250;     // to prepare its pass for findings about other nodes
+inline constexpr double MESSAGE_ENTRY = 0.9;  // an entry of the clique passed over
+inline constexpr double FILL_ENTRY = 0.8;     // an entry of a potential that is still to be filled
+inline constexpr double LOOK = 20;            // to look at a clique on the way
+
+// Single questions (Question.cpp).
+inline constexpr double QUESTION = 1000;          // to begin
+inline constexpr double RELEVANT_NODE = 45;       // to find a node that matters, and gather its tables
+inline constexpr double RELEVANT_VARIABLE = 180;  // the least that its elimination takes
+inline constexpr double SMALL = 1500;             // what is not worth a look at other ways
+
+// Steps of variable elimination (EliminationOrder.cpp).
+inline constexpr double BUCKET = 180;         // a step, beside its entries
+inline constexpr double SINGLE_ENTRY = 2;     // an entry in doubles, one by one
+inline constexpr double MAKE_PLAN = 3000;     // to make a plan for a large step,
+inline constexpr double PLANNED_ENTRY = 0.7;  //   and an entry then
+
+// Models without the known nodes (ReducedModels.cpp).
+inline constexpr double MAKE_MODEL_NODE = 8000;               // to make one, by nodes
+inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
+inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
+
+// Orders and trees.
+inline constexpr double GREEDY_NODE = 2000;       // a greedy run over the graph, by nodes (SearchOrder.cpp)
+inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message takes beside its entries, in entries
+
+}  // namespace bravic::engine::cost

@@ -1,0 +1,333 @@
+#include "Bn/engine/PassPlan.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Bn/engine/CostModel.h"
+
+namespace bravic::engine {
+
+namespace {
+
+constexpr int MAX_ROW = 512;         // merged rows grow no longer
+constexpr int BLOCK_ENTRIES = 2048;  // 8 KB of products
+constexpr int WIDEST_VECTOR = 16;    // floats
+constexpr int SHORTEST_ROW = 6;      // shorter rows are not worth a vector
+
+// The axes with neighbours joined that every table steps through alike.
+struct Merged {
+  int numAxes = 0, numTables = 0;
+  int sizes[MAX_AXES];
+  Vector<int> strides;  // [table][axis], numAxes apart from each other
+
+  int Stride(int table, int axis) const { return strides[table * numAxes + axis]; }
+};
+
+void Merge(const PassShape& shape, Merged* merged) {
+  const int tables = shape.NumTables();
+  int from[MAX_AXES];  // the fastest original axis of each merged one
+  int count = 0;
+  for (int a = 0; a < shape.numAxes; ++a) {
+    const int size = shape.sizes[a];
+    bool join = count > 0 && merged->sizes[count - 1] * size <= MAX_ROW;
+    for (int t = 0; join && t < tables; ++t) join = shape.Strides(t)[a - 1] == shape.Strides(t)[a] * size;
+    if (join) {
+      merged->sizes[count - 1] *= size;
+      from[count - 1] = a;
+    } else {
+      merged->sizes[count] = size;
+      from[count++] = a;
+    }
+  }
+  merged->numAxes = count;
+  merged->numTables = tables;
+  merged->strides.resize(tables * count);
+  for (int t = 0; t < tables; ++t)
+    for (int a = 0; a < count; ++a) merged->strides[t * count + a] = shape.Strides(t)[from[a]];
+}
+
+// Axes [0, block) are the prefix, [block, row) step through the rows of a block, [row, numAxes) make a row.
+struct Split {
+  int block = 0, row = 0;
+  int cut = 0;  // 0, or axis [block - 1] is cut into parts of that size, the slowest axis of the block
+  int parts = 1;
+  int rowLength = 1, paddedLength = 1, numRows = 1;
+  double cost = 0;
+};
+
+using Kind = PassPlan::Table::Kind;
+
+Kind KindOf(const Merged& merged, int table, const Split& split, bool target) {
+  bool dense = true, none = true;
+  int expected = 1;
+  for (int a = merged.numAxes; a-- > split.row;) {
+    const int stride = merged.Stride(table, a);
+    dense &= stride == expected;
+    none &= stride == 0;
+    expected *= merged.sizes[a];
+  }
+  if (dense) return Kind::WHOLE_ROWS;
+  if (target) return Kind::LANES;
+  if (!none) return Kind::SPREAD;
+  for (int a = split.block; a < split.row; ++a)
+    if (merged.Stride(table, a) != 0) return Kind::SCALES;
+  return Kind::BLOCK_SCALE;
+}
+
+// Makes two axes of the last one before the block, the slower of which counts the parts.
+void CutAxis(Split* split, Merged* merged) {
+  const int a = split->block - 1, axes = merged->numAxes;
+  Vector<int> strides;
+  for (int t = 0; t < merged->numTables; ++t) {
+    for (int k = 0; k < axes; ++k) {
+      if (k == a) strides.push_back(merged->Stride(t, k) * split->cut);
+      strides.push_back(merged->Stride(t, k));
+    }
+  }
+  for (int k = axes; k > a; --k) merged->sizes[k] = merged->sizes[k - 1];
+  merged->sizes[a] = split->parts;
+  merged->sizes[a + 1] = split->cut;
+  merged->strides = std::move(strides);
+  ++merged->numAxes;
+  ++split->row;
+}
+
+int RoundUp(int count, int unit) {
+  return (count + unit - 1) / unit * unit;
+}
+
+// Short rows are padded to vectors of 8, longer ones to the widest.
+int PaddedLength(int length) {
+  constexpr int SHORT = 48;
+  return RoundUp(length, length > SHORT ? WIDEST_VECTOR : 8);
+}
+
+// How often the block moves along the axis. A cut axis counts once for its parts and once, within the block, for what
+// is in a part.
+double StepsAlong(const Merged& merged, const Split& split, int axis) {
+  return split.cut && axis == split.block - 1 ? split.parts : merged.sizes[axis];
+}
+
+double RowCost(const Split& split) {
+  return cost::ROW + cost::ROW_ENTRY * static_cast<double>(split.paddedLength);
+}
+
+// Adds what one table takes, over so many blocks.
+void AddTableCost(const Merged& merged, const Split& split, int t, int numFactors, double blocks, double* cost) {
+  constexpr double ALMOST_ALL = 0.999;
+  const bool isTarget = t > numFactors;
+  const double length = split.rowLength, rows = split.numRows, perRow = RowCost(split);
+  Kind kind = KindOf(merged, t, split, isTarget);
+  // Rows of the block that the table tells apart, and how often its part in a block changes.
+  double distinct = 1, changes = 1, before = 1;
+  for (int a = split.block; a < split.row; ++a)
+    if (merged.Stride(t, a) != 0) distinct *= merged.sizes[a];
+  for (int a = 0; a < split.block; ++a) {
+    before *= StepsAlong(merged, split, a);
+    if (merged.Stride(t, a) != 0) changes = before;
+  }
+  if (split.cut && merged.Stride(t, split.block - 1) != 0) {
+    distinct *= split.cut;
+    if (kind == Kind::BLOCK_SCALE) kind = Kind::SCALES;
+  }
+  if (isTarget) {
+    if (kind == Kind::WHOLE_ROWS && distinct == rows && changes >= blocks * ALMOST_ALL) {
+      *cost += blocks * (cost::TABLE_OF_BLOCK + rows * (cost::WHOLE_ROW + cost::DIRECT_ROW_ENTRY * length));
+      return;
+    }
+    changes = std::max(changes, blocks * rows / distinct / ADDS_BETWEEN_FOLDS);
+    *cost += blocks * (cost::TABLE_OF_BLOCK + rows * perRow);
+    *cost +=
+        changes * (cost::FOLD + distinct * (kind == Kind::WHOLE_ROWS ? cost::WHOLE_ROW + cost::WHOLE_ROW_ENTRY * length
+                                                                     : cost::LANE_ROW + cost::LANE_ENTRY * length));
+  } else if (kind == Kind::SPREAD) {
+    if (t > 0) *cost += blocks * rows * perRow;
+    *cost += changes * distinct * (cost::SPREAD_ROW + cost::SPREAD_ENTRY * length);
+  } else if (t > 0) {
+    *cost += kind == Kind::WHOLE_ROWS ? blocks * rows * perRow : blocks * (cost::FACTOR_OF_BLOCK + rows);
+  }
+}
+
+double Estimate(const Merged& merged, int numFactors, const Split& split) {
+  double blocks = 1;
+  for (int a = 0; a < split.block; ++a) blocks *= StepsAlong(merged, split, a);
+  if (split.cut) blocks *= static_cast<double>(merged.sizes[split.block - 1]) / (split.parts * split.cut);
+  double cost = cost::PLAN_RUN + blocks * (cost::BLOCK + split.numRows * RowCost(split));
+  for (int t = 0; t < merged.numTables; ++t) AddTableCost(merged, split, t, numFactors, blocks, &cost);
+  return cost;
+}
+
+// Takes as many axes into a block as fit it, and cuts the next one if that still fills it better.
+template <class Consider>
+void ConsiderBlocks(const Merged& merged, Split split, Consider consider) {
+  const int maxRows = std::clamp(BLOCK_ENTRIES / split.paddedLength, 1, ADDS_BETWEEN_FOLDS);
+  while (split.block > 0 && split.numRows * merged.sizes[split.block - 1] <= maxRows)
+    split.numRows *= merged.sizes[--split.block];
+  consider(split);
+  if (split.block == 0 || maxRows < 2 * split.numRows) return;
+  const int size = merged.sizes[split.block - 1], most = maxRows / split.numRows;
+  split.parts = (size + most - 1) / most;
+  split.cut = (size + split.parts - 1) / split.parts;
+  split.parts = (size + split.cut - 1) / split.cut;
+  split.numRows *= split.cut;
+  consider(split);
+}
+
+// Tries every number of axes that makes rows long enough, and keeps the cheapest.
+Split ChooseSplit(const Merged& merged, int numFactors) {
+  Split best;
+  best.cost = -1;
+  auto consider = [&](Split split) {
+    split.cost = Estimate(merged, numFactors, split);
+    if (best.cost < 0 || split.cost < best.cost) best = split;
+  };
+  int length = 1;
+  for (int row = merged.numAxes; row >= 0; --row) {
+    if (row < merged.numAxes) length *= merged.sizes[row];
+    if (length < SHORTEST_ROW && row > 0) continue;
+    if (length > MAX_ROW && best.cost >= 0) break;
+    Split split;
+    split.row = split.block = row;
+    split.rowLength = length;
+    split.paddedLength = PaddedLength(length);
+    ConsiderBlocks(merged, split, consider);
+  }
+  return best;
+}
+
+// The part of a plan that is about one table.
+class TableMaker {
+ public:
+  TableMaker(const Merged& merged, const Split& split, int number, bool isTarget, PassPlan* plan)
+      : merged_(merged),
+        split_(split),
+        number_(number),
+        isTarget_(isTarget),
+        plan_(plan),
+        table_(plan->tables[number]) {}
+
+  void Make() {
+    table_ = {};
+    table_.kind = KindOf(merged_, number_, split_, isTarget_);
+    for (int a = 0; a < split_.block; ++a) {
+      plan_->prefixStrides.push_back(Stride(a));
+      if (Stride(a) != 0) table_.lastPrefix = a;
+    }
+    const bool hasRoom = isTarget_ || table_.kind == Kind::SPREAD;
+    DescribeRows(hasRoom);
+    if (!hasRoom) return;
+    DescribeBases();
+    table_.room = plan_->arena;
+    plan_->arena += table_.numDistinct * plan_->paddedLength;
+    if (table_.kind != Kind::WHOLE_ROWS) DescribeLanes();
+  }
+
+ private:
+  int Stride(int axis) const { return merged_.Stride(number_, axis); }
+
+  // The index into the pool of the offsets of all configurations of the axes.
+  int AddOffsets(int numAxes, const int* axes, const int* strides) {
+    int sizes[MAX_AXES];
+    for (int k = 0; k < numAxes; ++k) sizes[k] = merged_.sizes[axes[k]];
+    const int begin = plan_->pool.size();
+    ForEachOffset(numAxes, sizes, strides, [&](int offset) { plan_->pool.push_back(offset); });
+    return begin;
+  }
+
+  // Where each row of the block begins, and how many are told apart.
+  void DescribeRows(bool hasRoom) {
+    int axes[MAX_AXES], strides[MAX_AXES], distinct = 1;
+    for (int a = split_.row; a-- > split_.block;) {
+      axes[a - split_.block] = a;
+      strides[a - split_.block] = !hasRoom ? Stride(a) : Stride(a) != 0 ? distinct * plan_->paddedLength : 0;
+      if (Stride(a) != 0) distinct *= merged_.sizes[a];
+    }
+    table_.numDistinct = distinct;
+    table_.perFold = plan_->numRows / distinct;
+    const bool isCut = split_.cut && Stride(split_.block) != 0;
+    table_.tailDistinct = isCut ? distinct / split_.cut * (plan_->tailRows / (plan_->numRows / split_.cut)) : distinct;
+    table_.direct = isTarget_ && table_.kind == Kind::WHOLE_ROWS && table_.perFold == 1 && table_.lastPrefix >= 0 &&
+                    table_.lastPrefix == split_.block - 1;
+    table_.offsets = AddOffsets(split_.row - split_.block, axes, strides);
+  }
+
+  // Where the rows that are told apart begin in the table.
+  void DescribeBases() {
+    int axes[MAX_AXES], strides[MAX_AXES], count = 0;
+    for (int a = split_.block; a < split_.row; ++a) {
+      if (Stride(a) == 0) continue;
+      axes[count] = a;
+      strides[count++] = Stride(a);
+    }
+    table_.bases = AddOffsets(count, axes, strides);
+  }
+
+  // Where the lanes of a row belong in the table: for a factor in their order, for a target those of one entry
+  // together.
+  void DescribeLanes() {
+    int axes[MAX_AXES], rest[MAX_AXES], lane[MAX_AXES], strides[MAX_AXES], count = 0, numRest = 0, step = 1;
+    for (int a = merged_.numAxes; a-- > split_.row;) {
+      lane[a] = step;
+      step *= merged_.sizes[a];
+    }
+    for (int a = split_.row; a < merged_.numAxes; ++a)
+      (isTarget_ && Stride(a) == 0 ? rest[numRest++] : axes[count++]) = a;
+    for (int k = 0; k < numRest; ++k) {
+      axes[count++] = rest[k];
+      table_.perEntry *= merged_.sizes[rest[k]];
+    }
+    for (int k = 0; k < count; ++k) strides[k] = Stride(axes[k]);
+    table_.lanes = AddOffsets(count, axes, strides);
+    if (!isTarget_) return;
+    for (int k = 0; k < count; ++k) strides[k] = lane[axes[k]];
+    table_.order = AddOffsets(count, axes, strides);
+  }
+
+  const Merged& merged_;
+  const Split& split_;
+  const int number_;
+  const bool isTarget_;
+  PassPlan* plan_;
+  PassPlan::Table& table_;
+};
+
+}  // namespace
+
+double PlanCost(const PassShape& shape) {
+  Merged merged;
+  Merge(shape, &merged);
+  return ChooseSplit(merged, shape.numFactors).cost;
+}
+
+void MakePlan(const PassShape& shape, PassPlan* plan) {
+  Merged merged;
+  Merge(shape, &merged);
+  Split split = ChooseSplit(merged, shape.numFactors);
+  plan->tailRows = split.numRows;
+  if (split.cut) {
+    const int rest = merged.sizes[split.block - 1] - (split.parts - 1) * split.cut;
+    plan->tailRows = split.numRows / split.cut * rest;
+    CutAxis(&split, &merged);
+  }
+  plan->rowLength = split.rowLength;
+  plan->paddedLength = split.paddedLength;
+  plan->numRows = split.numRows;
+  plan->numPrefix = split.block;
+  plan->numFactors = shape.numFactors;
+  plan->prefixSizes.assign(merged.sizes, merged.sizes + split.block);
+  plan->tables.resize(merged.numTables);
+  plan->prefixStrides.clear();
+  plan->pool.clear();
+  // The products come first in the arena, then the scales, then each table's rows.
+  plan->scales = split.numRows * split.paddedLength;
+  plan->arena = plan->scales + RoundUp(split.numRows, WIDEST_VECTOR);
+  for (int r = 0; r < split.numRows; ++r) plan->pool.push_back(r * split.paddedLength);
+  for (int t = 0; t < merged.numTables; ++t) TableMaker(merged, split, t, t > shape.numFactors, plan).Make();
+  plan->at.resize(split.block);
+  plan->tableAt.resize(merged.numTables);
+  plan->foldRows.resize(merged.numTables);
+  plan->foldAt.resize(merged.numTables);
+  plan->pending.resize(merged.numTables);
+}
+
+}  // namespace bravic::engine

@@ -1,0 +1,13 @@
+// A pass entry by entry in double precision: for small tables, for numbers that floats cannot hold, and as what a plan
+// must agree with.
+#pragma once
+
+#include "Bn/engine/PassShape.h"
+
+namespace bravic::engine {
+
+template <class Entry, class Factor>
+void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* const* factors, const PassTarget* targets,
+                bool maximize);
+
+}  // namespace bravic::engine

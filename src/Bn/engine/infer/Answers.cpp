@@ -1,0 +1,118 @@
+#include "Bn/engine/infer/Answers.h"
+
+#include <algorithm>
+
+namespace bravic::engine {
+
+Answers::Answers(const Structure& structure, const Findings& findings, const Potentials& potentials,
+                 const NodeTables& tables, Messages& messages, CliquePasses& passes, WidePropagation& wide,
+                 Propagation& propagation, Marginals& marginals, SeparatorBeliefs& separatorBeliefs, Sweep& sweep,
+                 Question& question, ReducedModels& reduced)
+    : structure_(structure),
+      findings_(findings),
+      potentials_(potentials),
+      tables_(tables),
+      messages_(messages),
+      passes_(passes),
+      wide_(wide),
+      propagation_(propagation),
+      marginals_(marginals),
+      separatorBeliefs_(separatorBeliefs),
+      sweep_(sweep),
+      question_(question),
+      reduced_(reduced) {}
+
+Status Answers::Check() {
+  if (propagation_.IsDone()) return propagation_.Answer();
+  if (findings_.Unchecked().empty() && findings_.AreTablesChecked()) return Status::Done;
+  Status answer = Status::Done;
+  return question_.Ask(Question::NO_NODE, {}, &answer) ? answer : propagation_.Propagate(-1, {});
+}
+
+bool Answers::ReadWide(int clique, std::span<const int> nodes, std::span<float> to) {
+  propagation_.GoWide();
+  const double* sums = wide_.SumOnto(clique, nodes);
+  return sums && marginals_.Normalize(sums, to);
+}
+
+// The belief of a node that is not known, after propagation: where two messages meet already or, if there is no such
+// separator, in the nearest clique.
+bool Answers::ReadFromTree(int node, std::span<float> to) {
+  if (!propagation_.IsWide()) {
+    for (int s : structure_.separatorsOf[node])
+      if (messages_.AreBothValid(s) &&
+          separatorBeliefs_.Read(s, std::span<const int>(&node, 1), [&](int) { return to.data(); }))
+        return true;
+    const int c = propagation_.CliqueForReading(node);
+    if (propagation_.Collect(c) == Outcome::GOOD) {
+      const Sums sums = passes_.SumOnto(c, NodeSet::Single(node));
+      if (marginals_.NormalizeSurely(sums.entries, sums.lost, to)) return true;
+    }
+  }
+  return ReadWide(structure_.entry[node], std::span<const int>(&node, 1), to);
+}
+
+Status Answers::Belief(int node, std::span<float> out) {
+  const int state = findings_[node].state;
+  std::fill(out.begin(), out.end(), 0.0f);
+  if (state != FREE || out.size() == 1) {
+    const Status status = Check();
+    if (status == Status::Done) out[std::max(state, 0)] = 1;
+    return status;
+  }
+  if (propagation_.IsDone() && propagation_.Answer() != Status::Done) return propagation_.Answer();
+  Status answer = Status::Done;
+  if (question_.Ask(node, out, &answer)) return answer;
+  if (!propagation_.IsDone()) {
+    propagation_.SetPivot(propagation_.CliqueForReading(node));
+    answer = propagation_.Propagate(node, out);
+    if (answer != Status::Done || !propagation_.IsWide()) return answer;
+  }
+  return ReadFromTree(node, out) ? Status::Done : Status::Vanished;
+}
+
+Status Answers::AllBeliefs(const BeliefPlace& out) {
+  const bool isReduced = potentials_.AreAllocated() && tables_.AreSet() && reduced_.Sweep(out);
+  if (const Status status = propagation_.Propagate(-1, {}); status != Status::Done) return status;
+  const int n = structure_.NumNodes();
+  for (int node = 0; node < n; ++node) {
+    if (findings_.IsAxis(node)) continue;
+    float* belief = out(node);
+    if (!belief) continue;
+    std::fill_n(belief, structure_.numstates[node], 0.0f);
+    belief[std::max(findings_[node].state, 0)] = 1;
+  }
+  if (isReduced) return Status::Done;
+  const bool isSure = !propagation_.IsWide() &&
+                      (structure_.cliques.empty() || propagation_.Collect(propagation_.Pivot()) == Outcome::GOOD) &&
+                      sweep_.ReadAll(out);
+  if (isSure) return Status::Done;
+  propagation_.GoWide();
+  bool isGood = true;
+  for (int node = 0; node < n; ++node) {
+    if (!findings_.IsAxis(node)) continue;
+    float* belief = out(node);
+    if (belief) isGood &= ReadFromTree(node, std::span(belief, structure_.numstates[node]));
+  }
+  return isGood ? Status::Done : Status::Vanished;
+}
+
+bool Answers::FamilyMarginal(int node, std::span<float> out) {
+  std::fill(out.begin(), out.end(), 0.0f);
+  if (propagation_.Propagate(-1, {}) != Status::Done) return false;
+  const int c = structure_.tree->home[node];
+  const Vector<int>& family = structure_.families[node];
+  // The sums are dense over the free variables; the rest of the table stays 0.
+  familyBelief_.resize(findings_.FreeSize(family));
+  bool isGood = false;
+  if (!propagation_.IsWide() && propagation_.Collect(c) == Outcome::GOOD) {
+    const Sums sums = passes_.SumOnto(c, NodeSet::Family(structure_, node));
+    isGood = marginals_.NormalizeSurely(sums.entries, sums.lost, familyBelief_);
+  }
+  if (!isGood) isGood = ReadWide(c, family, familyBelief_);
+  const float* from = familyBelief_.data();
+  findings_.ForEachFree(family, {}, [&](int index) { out[index] = *from++; });
+  return isGood;
+}
+
+}  // namespace bravic::engine

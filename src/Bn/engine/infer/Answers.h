@@ -1,0 +1,43 @@
+// The answers to hosts' questions: one belief, all of them, the belief of a family. Each is found in whatever way is
+// cheapest and, where that cannot be relied on, in wide numbers.
+#pragma once
+
+#include "Bn/engine/infer/Question.h"
+#include "Bn/engine/infer/ReducedModels.h"
+#include "Bn/engine/infer/Sweep.h"
+
+namespace bravic::engine {
+
+class Answers {
+ public:
+  Answers(const Structure& structure, const Findings& findings, const Potentials& potentials, const NodeTables& tables,
+          Messages& messages, CliquePasses& passes, WidePropagation& wide, Propagation& propagation,
+          Marginals& marginals, SeparatorBeliefs& separatorBeliefs, Sweep& sweep, Question& question,
+          ReducedModels& reduced);
+
+  Status Check();
+  Status Belief(int node, std::span<float> out);
+  Status AllBeliefs(const BeliefPlace& out);
+  bool FamilyMarginal(int node, std::span<float> out);
+
+ private:
+  bool ReadFromTree(int node, std::span<float> to);
+  bool ReadWide(int clique, std::span<const int> nodes, std::span<float> to);
+
+  const Structure& structure_;
+  const Findings& findings_;
+  const Potentials& potentials_;
+  const NodeTables& tables_;
+  Messages& messages_;
+  CliquePasses& passes_;
+  WidePropagation& wide_;
+  Propagation& propagation_;
+  Marginals& marginals_;
+  SeparatorBeliefs& separatorBeliefs_;
+  Sweep& sweep_;
+  Question& question_;
+  ReducedModels& reduced_;
+  Vector<float> familyBelief_;  // scratch
+};
+
+}  // namespace bravic::engine

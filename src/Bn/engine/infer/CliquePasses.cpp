@@ -1,0 +1,286 @@
+#include "Bn/engine/infer/CliquePasses.h"
+
+#include <algorithm>
+
+#include "Bn/engine/CostModel.h"
+#include "Bn/engine/Pass.h"
+#include "Bn/engine/PlainPass.h"
+
+namespace bravic::engine {
+
+namespace {
+
+constexpr double PLAIN_ENTRIES = 12;            // smaller passes go entry by entry,
+constexpr double PLAIN_AT_FIRST = 160;          // and these until they come again
+constexpr std::size_t MANY_PLANS_UP_TO = 2048;  // entries of cliques that keep many passes
+constexpr int MANY_PLANS = 16, FEW_PLANS = 4;
+constexpr int WORD_BITS = 64;
+
+// A bit for each entry of the list; there are fewer than 64 variables of two states or more.
+template <class List, class IsSet>
+std::uint64_t BitsOf(const List& list, IsSet isSet) {
+  std::uint64_t word = 0;
+  for (int k = 0; k < list.size(); ++k) word |= std::uint64_t{isSet(list[k])} << (k % WORD_BITS);
+  return word;
+}
+
+}  // namespace
+
+CliquePasses::CliquePasses(const Structure& structure, const Findings& findings, Potentials& potentials,
+                           const Messages& messages, const Mode& mode)
+    : structure_(structure),
+      findings_(findings),
+      potentials_(potentials),
+      messages_(messages),
+      mode_(mode),
+      sweeps_(structure.cliques.size()),
+      reads_(structure.cliques.size()),
+      sends_(structure.cliques.size()),
+      layouts_(structure.cliques.size()),
+      maker_(structure.numstates) {
+  for (int c = 0; c < sends_.size(); ++c) sends_[c].resize(structure.cliques[c].links.size());
+}
+
+template <class Visit>
+void CliquePasses::ForEachLikelihood(int c, Visit visit) const {
+  if (!findings_.HasLikelihoods()) return;
+  for (int node : structure_.cliques[c].entered)
+    if (findings_[node].weighted) visit(node);
+}
+
+bool CliquePasses::Prepared::IsFor(const PassRequest& request) const {
+  return key == request.nodes.key &&
+         std::equal(request.outLinks.begin(), request.outLinks.end(), outLinks.begin(), outLinks.end());
+}
+
+CliquePasses::Cache& CliquePasses::CacheOf(const PassRequest& request) {
+  switch (request.kind) {
+    case PassRequest::Kind::SEND:
+      return sends_[request.clique][request.exceptLink];
+    case PassRequest::Kind::SWEEP:
+      return sweeps_[request.clique];
+    default:
+      return reads_[request.clique];
+  }
+}
+
+const Vector<std::uint64_t>& CliquePasses::LayoutOf(int c) {
+  Layout& layout = layouts_[c];
+  if (layout.number == messages_.LayoutNumber(c)) return layout.words;
+  layout.number = messages_.LayoutNumber(c);
+  layout.words.clear();
+  layout.words.push_back(BitsOf(structure_.cliques[c].variables, [&](int v) { return !findings_.IsFree(v); }));
+  messages_.ForEachIncoming(c, -1, [&](const Message& message) {
+    layout.words.push_back(BitsOf(message.fixedAt, [](int state) { return state != FREE; }));
+  });
+  ForEachLikelihood(c, [&](int node) { layout.words.push_back(node); });
+  return layout.words;
+}
+
+// The pass for the clique's present layout, found or made. Which pass was the latest is known without comparing.
+CliquePasses::Prepared& CliquePasses::FindPrepared(const PassRequest& request) {
+  const int c = request.clique;
+  Cache& cache = CacheOf(request);
+  if (cache.layout == messages_.LayoutNumber(c) && cache.passes[cache.current].IsFor(request))
+    return cache.passes[cache.current];
+  const Vector<std::uint64_t>& layout = LayoutOf(c);
+  cache.layout = messages_.LayoutNumber(c);
+  // The message that is left out has the word after that of the variables; it does not matter.
+  const int ignored = request.exceptLink >= 0 ? request.exceptLink + 1 : -1;
+  for (int i = 0; i < cache.passes.size(); ++i) {
+    Prepared& pass = cache.passes[i];
+    if (!pass.IsFor(request) || pass.layout.size() != layout.size()) continue;
+    bool isSame = true;
+    for (int w = 0; isSame && w < layout.size(); ++w) isSame = pass.layout[w] == layout[w] || w == ignored;
+    if (!isSame) continue;
+    cache.current = i;
+    return pass;
+  }
+  const int room = potentials_[c].size <= MANY_PLANS_UP_TO ? MANY_PLANS : FEW_PLANS;
+  if (cache.passes.size() < room) {
+    cache.passes.emplace_back();
+    cache.current = cache.passes.size() - 1;
+  } else {
+    cache.current = cache.replaceNext;
+    cache.replaceNext = (cache.replaceNext + 1) % room;
+  }
+  Prepared& pass = cache.passes[cache.current];
+  pass.layout = layout;
+  Prepare(request, &pass);
+  return pass;
+}
+
+// Factors: the incoming messages, then the likelihoods. Targets: the separators, then the table over the nodes.
+void CliquePasses::Prepare(const PassRequest& request, Prepared* pass) {
+  const CliqueFacts& clique = structure_.cliques[request.clique];
+  PassShape& shape = pass->shape;
+  pass->key = request.nodes.key;
+  pass->outLinks.assign(request.outLinks.begin(), request.outLinks.end());
+  pass->shifts.clear();
+  maker_.Begin(
+      clique.variables, [&](int v) { return findings_.IsFree(v); }, &shape);
+  auto place = [&](std::span<const int> variables, int table, int* strides, auto has) {
+    maker_.Place(variables, has, strides, [&](int node, int stride) { pass->shifts.push_back({table, node, stride}); });
+  };
+  auto everything = [](int) { return true; };
+  place(clique.variables, 0, shape.Strides(0), everything);
+  for (int k = 0; k < clique.links.size(); ++k) {
+    if (k == request.exceptLink) continue;
+    const Vector<int>& fixedAt = messages_[clique.links[k].in].fixedAt;
+    int* strides = shape.AddFactor();
+    place(structure_.separators[clique.links[k].separator].variables, shape.numFactors, strides,
+          [&](int j) { return fixedAt[j] == FREE; });
+  }
+  ForEachLikelihood(request.clique, [&](int node) {
+    int* strides = shape.AddFactor();
+    place(std::span<const int>(&node, 1), shape.numFactors, strides, everything);
+  });
+  auto addTarget = [&](std::span<const int> variables) {
+    place(variables, 0, shape.AddTarget(), [&](int k) { return findings_.IsFree(variables[k]); });
+  };
+  for (int k : request.outLinks) addTarget(structure_.separators[clique.links[k].separator].variables);
+  if (request.ontoNodes) addTarget(request.nodes.nodes);
+  pass->size = 1;
+  for (int size : shape.sizes) pass->size *= size;
+  pass->runs = pass->size <= PLAIN_ENTRIES || !potentials_[request.clique].floats ? 0 : 1;
+  pass->isPlain = pass->size <= PLAIN_AT_FIRST;
+  if (!pass->isPlain) MakePlan(shape, &pass->plan);
+}
+
+ProductRange CliquePasses::RangeOf(int c, int exceptLink) const {
+  ProductRange range;
+  range.Multiply(potentials_[c].range);
+  messages_.ForEachIncoming(c, exceptLink,
+                            [&](const Message& message) { range.Multiply(message.range, message.probs != nullptr); });
+  ForEachLikelihood(c, [&](int node) { range.Multiply(findings_[node].range); });
+  return range;
+}
+
+// The entries of a message that has floats alone.
+const double* CliquePasses::InDoubles(const Message& message, std::span<const int> variables, int* numConverted) {
+  if (converted_.size() == *numConverted) converted_.emplace_back();
+  Vector<double>& doubles = converted_[(*numConverted)++];
+  const int size = ForEachStride(
+      variables, structure_.numstates, [&](int k) { return message.fixedAt[k] == FREE; }, [](int, int) {});
+  doubles.assign(message.floats, message.floats + size);
+  return doubles.data();
+}
+
+// Answers by what the sums are to be multiplied.
+double CliquePasses::RunInDoubles(const Prepared& pass, const PassRequest& request) {
+  const Vector<Link>& links = structure_.cliques[request.clique].links;
+  const Potential& potential = potentials_[request.clique];
+  doubleTables_.assign(1, potential.doubles.get());
+  int numConverted = 0;
+  for (int k = 0; k < links.size(); ++k) {
+    if (k == request.exceptLink) continue;
+    const Message& message = messages_[links[k].in];
+    doubleTables_.push_back(message.probs ? message.probs
+                                          : InDoubles(message, structure_.VariablesOf(links[k].in), &numConverted));
+  }
+  ForEachLikelihood(request.clique, [&](int node) { doubleTables_.push_back(findings_[node].doubles.data()); });
+  const float* floats = potential.floats.get();
+  for (const Prepared::Shift& shift : pass.shifts) {
+    const int by = findings_[shift.node].state * shift.stride;
+    if (shift.table > 0 || potential.doubles)
+      doubleTables_[shift.table] += by;
+    else
+      floats += by;
+  }
+  const double* const* tables = doubleTables_.data();
+  if (potential.doubles) {
+    RunPlainly(pass.shape, tables[0], tables + 1, targets_.data(), mode_.maximize);
+    return 1;
+  }
+  RunPlainly(pass.shape, floats, tables + 1, targets_.data(), mode_.maximize);
+  return potential.unscale;
+}
+
+// Answers by what the sums are to be multiplied.
+double CliquePasses::RunInFloats(Prepared* pass, const PassRequest& request, int lift) {
+  const Potential& potential = potentials_[request.clique];
+  floatTables_.assign(1, potential.floats.get());
+  double unscale = potential.unscale;
+  messages_.ForEachIncoming(request.clique, request.exceptLink, [&](const Message& message) {
+    floatTables_.push_back(message.floats);
+    unscale *= message.unscale;
+  });
+  ForEachLikelihood(request.clique, [&](int node) { floatTables_.push_back(findings_[node].floats.data()); });
+  for (const Prepared::Shift& shift : pass->shifts)
+    floatTables_[shift.table] += findings_[shift.node].state * shift.stride;
+  arena_.GrowTo(pass->plan.arena);
+  RunPlan(pass->plan, mode_.kernels, floatTables_[0], floatTables_.data() + 1, targets_.data(), arena_.data(),
+          mode_.maximize, static_cast<float>(PowerOfTwo(lift)));
+  return unscale * PowerOfTwo(-lift);
+}
+
+// Floats are tried first, then floats with all products lifted, then doubles (docs/numerics.md).
+PassResult CliquePasses::Run(const PassRequest& request) {
+  const Potential& potential = potentials_.Filled(request.clique);
+  Prepared& pass = FindPrepared(request);
+  PassResult result;
+  result.floor = DOUBLE_FLOOR;
+  result.numTerms = pass.size;
+  if (mode_.watch->Halts(static_cast<double>(potential.size) + cost::ENTRIES_OF_A_PASS)) return result;
+  if (pass.isPlain && pass.runs > 0 && ++pass.runs > 2) {
+    MakePlan(pass.shape, &pass.plan);
+    pass.isPlain = false;
+  }
+  result.range = RangeOf(request.clique, request.exceptLink);
+  bool inFloats = !pass.isPlain && !potential.doubles;
+  if (inFloats && !result.range.StaysAbove(FLOAT_FLOOR)) {
+    inFloats = result.range.FitsFloats();
+    if (inFloats) result.lift = LIFT;
+  }
+  if (inFloats) {
+    result.floor = FLOAT_FLOOR - result.lift;
+    // One of the tables may stand lifted already.
+    result.unscale = RunInFloats(&pass, request, result.range.HasLifted() ? 0 : result.lift);
+  } else {
+    if (targets_[0].narrow) result.floor = FLOAT_FLOOR;
+    result.unscale = RunInDoubles(pass, request);
+  }
+  return result;
+}
+
+void CliquePasses::AddTarget(std::size_t size, float* narrow) {
+  PassTarget target;
+  if (narrow && size > WIDE_TARGET) {
+    target.narrow = narrow;
+    std::fill_n(narrow, size, 0.0f);
+  } else {
+    const int k = targets_.size();
+    sums_.GrowTo(k + 1);
+    sums_[k].assign(size, 0.0);
+    target.wide = sums_[k].data();
+  }
+  targets_.push_back(target);
+}
+
+Sums CliquePasses::SumOnto(int clique, const NodeSet& nodes) {
+  const std::size_t size = findings_.FreeSize(nodes.nodes);
+  ClearTargets();
+  AddTarget(size, nullptr);
+  const PassResult result = Run({.clique = clique, .ontoNodes = true, .nodes = nodes});
+  return {sums_[0].data(), result.unscale, result.LostInSums(size, mode_.maximize)};
+}
+
+double CliquePasses::Bytes() const {
+  double bytes = 0;
+  auto addCache = [&](const Cache& cache) {
+    for (const Prepared& pass : cache.passes) {
+      const PassPlan& plan = pass.plan;
+      const std::size_t tables = plan.tables.size() * sizeof(PassPlan::Table);
+      const std::size_t ints = plan.pool.size() + plan.prefixStrides.size() + pass.shape.strides.size();
+      bytes += static_cast<double>(sizeof pass + tables + ints * sizeof(int));
+    }
+  };
+  for (int c = 0; c < sweeps_.size(); ++c) {
+    addCache(sweeps_[c]);
+    addCache(reads_[c]);
+    for (const Cache& cache : sends_[c]) addCache(cache);
+  }
+  return bytes;
+}
+
+}  // namespace bravic::engine

@@ -1,0 +1,152 @@
+// Passes over a clique: its potential is multiplied by the messages that come in and by the likelihoods entered there,
+// and summed onto separators or nodes. Each pass is prepared for one layout of the clique, kept, and run in floats by a
+// plan or, where that could lose something or the clique is small, in doubles entry by entry.
+//
+// A layout is which of the clique's variables are known, which of them incoming messages hold one state of, and which
+// likelihoods are entered. The states themselves only move where tables begin.
+#pragma once
+
+#include <cstdint>
+
+#include "Bn/engine/PassPlan.h"
+#include "Bn/engine/PassShape.h"
+#include "Bn/engine/infer/Findings.h"
+#include "Bn/engine/infer/Messages.h"
+#include "Bn/engine/infer/Potentials.h"
+
+namespace bravic::engine {
+
+// Nodes of one clique that are summed onto together. The key tells sets of the same clique apart.
+struct NodeSet {
+  int key = 0;
+  std::span<const int> nodes;
+
+  static NodeSet None() { return {-1, {}}; }
+  static NodeSet Single(const int& node) { return {node, std::span<const int>(&node, 1)}; }
+  static NodeSet Family(const Structure& structure, int node) { return {-2 - node, structure.families[node]}; }
+  static NodeSet Lone(const Structure& structure, int clique) {
+    return {structure.NumNodes(), structure.cliques[clique].lone};
+  }
+};
+
+// What a pass over a clique is for.
+struct PassRequest {
+  enum class Kind {
+    SEND,   // one message: onto the separator of a link, that of the opposite message left out
+    SWEEP,  // several messages: onto the separators of links, all messages in; and perhaps onto nodes
+    READ    // onto nodes, all messages in
+  };
+  Kind kind = Kind::READ;
+  int clique = 0;
+  int exceptLink = -1;                 // whose incoming message is left out, or -1
+  std::span<const int> outLinks = {};  // onto whose separators
+  bool ontoNodes = false;              // whether onto a table over nodes too
+  NodeSet nodes = {};
+};
+
+// A table of sums.
+struct Sums {
+  const double* entries;  // good until the next pass
+  double unscale;         // by which they are to be multiplied
+  int lost;               // what each may lack, see Range.h
+};
+
+// What is to be known of the sums that a pass left in its targets.
+struct PassResult {
+  double unscale = 1;   // by which they are to be multiplied
+  int floor = 0;        // products below 2^floor, before any lift, may be wrong
+  int lift = 0;         // the sums stand times 2^lift
+  ProductRange range;   // of the products
+  double numTerms = 1;  // summed over all entries of a target
+
+  // What each sum on a target of that size may lack, see Range.h.
+  int LostInSums(std::size_t targetSize, bool maximize) const {
+    const double perEntry = maximize ? 1 : std::max(1.0, numTerms / static_cast<double>(targetSize));
+    const int lost = range.Lost(floor, perEntry);
+    return lost == NO_LOSS ? lost : lost + lift;
+  }
+};
+
+class CliquePasses {
+ public:
+  CliquePasses(const Structure& structure, const Findings& findings, Potentials& potentials, const Messages& messages,
+               const Mode& mode);
+
+  // The targets of the next pass, cleared, in the order of their request.
+  void ClearTargets() { targets_.clear(); }
+  void AddTarget(std::size_t size, float* narrow);
+  const Vector<PassTarget>& Targets() const { return targets_; }
+  // The pass asked for, over a potential that is filled where it is not. All messages in are valid.
+  PassResult Run(const PassRequest& request);
+  // Sums onto the free ones of the nodes.
+  Sums SumOnto(int clique, const NodeSet& nodes);
+
+  // Of the products of the clique's potential, messages and likelihoods.
+  ProductRange RangeOf(int clique, int exceptLink) const;
+  // Whether the message's pass, or the passes that read the clique, are prepared for the present layout.
+  bool IsPreparedToSend(int clique, int link) const {
+    return sends_[clique][link].layout == messages_.LayoutNumber(clique);
+  }
+  bool IsPreparedToRead(int clique) const { return reads_[clique].layout == messages_.LayoutNumber(clique); }
+  double Bytes() const;
+
+ private:
+  // A pass prepared for one layout.
+  struct Prepared {
+    Vector<std::uint64_t> layout;
+    int key = -1;
+    Vector<int> outLinks;
+    bool isPlain = false;  // entry by entry
+    int runs = 0;          // 0: it is not worth a plan ever
+    double size = 1;       // entries passed over
+    PassShape shape;
+    PassPlan plan;
+    struct Shift {
+      int table, node, stride;  // the table begins at the node's state * stride
+    };
+    Vector<Shift> shifts;
+
+    bool IsFor(const PassRequest& request) const;
+  };
+  // The same pass for the layouts met lately.
+  struct Cache {
+    unsigned layout = 0;  // number of the layout for which current was chosen
+    int current = -1, replaceNext = 0;
+    Vector<Prepared> passes;
+  };
+  // The present layout of a clique: a word of its variables, one per link, one per likelihood.
+  struct Layout {
+    unsigned number = 0;
+    Vector<std::uint64_t> words;
+  };
+
+  Cache& CacheOf(const PassRequest& request);
+  const Vector<std::uint64_t>& LayoutOf(int clique);
+  Prepared& FindPrepared(const PassRequest& request);
+  void Prepare(const PassRequest& request, Prepared* pass);
+  template <class Visit>
+  void ForEachLikelihood(int clique, Visit visit) const;
+  double RunInDoubles(const Prepared& pass, const PassRequest& request);
+  double RunInFloats(Prepared* pass, const PassRequest& request, int lift);
+  const double* InDoubles(const Message& message, std::span<const int> variables, int* numConverted);
+
+  const Structure& structure_;
+  const Findings& findings_;
+  Potentials& potentials_;
+  const Messages& messages_;
+  const Mode& mode_;
+  Vector<Cache> sweeps_, reads_;  // [clique]
+  Vector<Vector<Cache>> sends_;   // [clique][link]
+  Vector<Layout> layouts_;        // [clique]
+  // The latest targets, and the sums of those in doubles.
+  Vector<PassTarget> targets_;
+  Vector<Vector<double>> sums_;
+  // Scratch.
+  ShapeMaker maker_;
+  Vector<float> arena_;
+  Vector<const float*> floatTables_;
+  Vector<const double*> doubleTables_;
+  Vector<Vector<double>> converted_;  // messages that have no doubles
+};
+
+}  // namespace bravic::engine

@@ -1,0 +1,77 @@
+#include "Bn/engine/infer/Costs.h"
+
+#include <algorithm>
+
+#include "Bn/engine/CostModel.h"
+
+namespace bravic::engine {
+
+void Costs::Forget() {
+  spent_ = sweepCost_ = 0;
+  numSwept_ = 0;
+}
+
+double Costs::OfPass(int c) const {
+  double size = 1;
+  for (int v : structure_.cliques[c].variables)
+    if (findings_.IsFree(v)) size *= structure_.numstates[v];
+  const Potential& potential = potentials_[c];
+  return cost::MESSAGE + cost::MESSAGE_ENTRY * size +
+         (potential.filled ? 0 : cost::FILL_ENTRY * static_cast<double>(potential.size));
+}
+
+double Costs::OfTree(int node, double limit) {
+  int target = propagation_.Pivot();
+  if (node >= 0) {
+    for (int s : structure_.separatorsOf[node])
+      if (messages_.AreBothValid(s)) return cost::MESSAGE;
+    target = propagation_.CliqueForReading(node);
+  }
+  auto ofNewLayout = [](bool isPrepared) { return isPrepared ? 0 : cost::NEW_LAYOUT; };
+  double cost = OfPass(target) + ofNewLayout(passes_.IsPreparedToRead(target));
+  // Outward, as far as messages inward are missing.
+  cliques_.assign(1, target);
+  cameFrom_.assign(1, -1);
+  for (int head = 0; head < cliques_.size() && cost < limit; ++head) {
+    const int c = cliques_[head];
+    for (const Link& link : structure_.cliques[c].links) {
+      if (link.neighbour == cameFrom_[head] || messages_.IsValid(link.in)) continue;
+      const Vector<Link>& back = structure_.cliques[link.neighbour].links;
+      for (int k = 0; k < back.size(); ++k)
+        if (back[k].neighbour == c)
+          cost += OfPass(link.neighbour) + ofNewLayout(passes_.IsPreparedToSend(link.neighbour, k));
+      cliques_.push_back(link.neighbour);
+      cameFrom_.push_back(c);
+    }
+  }
+  spent_ += cost::LOOK * cliques_.size();
+  return cost;
+}
+
+double Costs::OfPath(int node) {
+  const int pivot = propagation_.Pivot();
+  structure_.FindPath(pivot, node >= 0 ? propagation_.CliqueForReading(node) : pivot, &path_);
+  double cost = 0;
+  for (int c : path_) cost += OfPass(c);
+  spent_ += cost::LOOK * path_.size();
+  return cost;
+}
+
+double Costs::OfSweep() const {
+  double cost = 0;
+  for (int c = 0; c < structure_.cliques.size(); ++c) {
+    int numMissing = 0;
+    for (const Link& link : structure_.cliques[c].links) numMissing += !messages_.IsValid(link.out);
+    if (numMissing > 0) cost += std::min(numMissing, 2) * OfPass(c);
+  }
+  return cost;
+}
+
+// Each clique is passed over twice, inward and outward.
+bool Costs::SweepPays() {
+  if (!(spent_ > cost::SMALL)) return false;
+  while (sweepCost_ <= spent_ && numSwept_ < structure_.cliques.size()) sweepCost_ += 2 * OfPass(numSwept_++);
+  return sweepCost_ <= spent_;
+}
+
+}  // namespace bravic::engine
