@@ -46,7 +46,7 @@ Failure CheckNoForgetting(std::span<const node_bn> decisions) {
   node_bn from = nullptr, to = nullptr;
   Vector<node_bn> counted;  // as parents of the present decision
   auto require = [&](node_bn parent, node_bn decision) {
-    if (IndexIn(decision->preds, parent) >= 0 || std::ranges::count(counted, parent) > 0) return;
+    if (IndexIn(decision->preds, parent) >= 0 || std::count(counted.begin(), counted.end(), parent) > 0) return;
     counted.push_back(parent);
     if (missing++ == 0) from = parent, to = decision;
   };

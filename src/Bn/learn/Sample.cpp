@@ -48,7 +48,8 @@ Failure FindSource(node_bn node, Step& step) {
 }
 
 Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
-  const std::span<const node_bn> ordered = OrderedNodes(nodes[0]->innet);  // before marking: ordering marks too
+  const std::span<const node_bn> ordered =
+      Entries(OrderedNodes(nodes[0]->innet));  // before marking: ordering marks too
   const int mark = NewMark();
   Vector<node_bn> open(nodes.begin(), nodes.end());
   while (!open.empty()) {
