@@ -634,7 +634,7 @@ TEST_F(ArgumentsTest, EveryExportIsTried) {
 TEST_F(ArgumentsTest, SoundObjectsPassTheDeepChecks) {
   ArgumentChecking_ns(26, env);
   Random random(20);
-  for (int i = 0; i < 30; i++) {
+  for (int i = 0; i < 30; ++i) {
     Net rich = RandomRichNet(env, random);
     Reports();
     GetNetName_bn(rich.get());

@@ -198,28 +198,6 @@ TEST_F(UndoWalkTest, ALowerDepth) {
   EXPECT_EQ(RedoLastChange_bn(net.get()), 0);
 }
 
-TEST_F(UndoWalkTest, AnOrderComesBackWithItsTree) {
-  net = ChestClinic(env);
-  SetUndoDepth_bn(2, net.get());
-  const auto report = [&] {
-    CompileNet_bn(net.get());
-    return std::string(JunctionTreeReport_bn(net.get()));
-  };
-  const auto nodes = Nodes(net);
-  std::vector<std::string> reports;
-  for (const auto& order : {nodes, std::vector<node_bn>(nodes.rbegin(), nodes.rend())}) {
-    nodelist_bn list = List(order);
-    SetNetElimOrder_bn(net.get(), list);
-    FreeNodeList_bn(list);
-    reports.push_back(report());
-  }
-  ASSERT_NE(reports[0], reports[1]);
-  UndoLastChange_bn(net.get());
-  EXPECT_EQ(report(), reports[0]);
-  RedoLastChange_bn(net.get());
-  EXPECT_EQ(report(), reports[1]);
-}
-
 // Without recording nothing is kept but the net.
 TEST_F(UndoWalkTest, WithoutRecordingNothingIsKept) {
   const auto used = MemoryUsed();

@@ -317,18 +317,5 @@ TEST_F(Learning, FadesTowardTheBase) {
   EXPECT_FLOAT_EQ(GetNodeProbs_bn(b, &yes)[0], 2.0f / 4);
 }
 
-TEST_F(Learning, FilesThatAreNotThereAndUncheckedCalls) {
-  Pair();
-  filespec_ns absent = FileNamed_ns(directory.Path("absent").c_str(), env);
-  CaseFileRevisesProbs_bn(absent, GetNetNodes_bn(net.get()), 0, 1);
-  EXPECT_EQ(Reports(), "5 2115 CaseFileRevisesProbs_bn: File '" + directory.Path("absent") + "' does not exist\n");
-  ArgumentChecking_ns(23, env);
-  CaseRevisesProbs_bn(nullptr, 0, 1);
-  CaseFileRevisesProbs_bn(absent, nullptr, 0, 1);
-  EXPECT_EQ(RandomCase_bn(nullptr, 0, 1), 0);
-  ArgumentChecking_ns(25, env);
-  FreeFileSpec_ns(absent);
-}
-
 }  // namespace
 }  // namespace bravic::testing

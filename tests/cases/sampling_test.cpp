@@ -27,7 +27,6 @@ class Sampling : public NetTest {
     const std::string text = ReadWhole(Path());
     return std::size_t(std::count(text.begin(), text.end(), '\n'));
   }
-  void ExpectLearnedBack(const Net& drawn, long numcases);
   long Draw(const Net& from, double maxdraws = 1) { return RandomCase_bn(GetNetNodes_bn(from.get()), 0, maxdraws); }
 };
 
@@ -284,38 +283,6 @@ TEST_F(Sampling, StopsWhenTheHostSaysSo) {
   EXPECT_EQ(Gist(), "5 2450 GenerateCases_bn");
   EXPECT_GT(NumLines(), 50000u);
   EXPECT_LT(NumLines(), 60000u);
-}
-
-// Tables learned from drawn cases: no entry may differ from the net's more than chance allows.
-void Sampling::ExpectLearnedBack(const Net& drawn, long numcases) {
-  SeedRandom_ns(20, env);
-  ASSERT_EQ(Generate(drawn, numcases), 0);
-  std::vector<std::vector<float>> tables;
-  for (node_bn node : Nodes(drawn)) {
-    tables.push_back(GetTable(node));
-    DeleteNodeRelation_bn(node);
-  }
-  BaseExperience_bn = 0;
-  filespec_ns file = FileNamed_ns(Path().c_str(), env);
-  CaseFileRevisesProbs_bn(file, GetNetNodes_bn(drawn.get()), 0, 1);
-  FreeFileSpec_ns(file);
-  BaseExperience_bn = 1;
-  for (std::size_t i = 0; i < tables.size(); ++i) {
-    node_bn node = Nodes(drawn)[i];
-    const float* expected = tables[i].data();
-    ForEachRow(node, [&](const statetype* states) {
-      const double n = GetNodeExperience_bn(node, states);
-      for (int k = 0; k < NumStates(node); ++k, ++expected) {
-        const double p = double(*expected), spread = std::sqrt(p * (1 - p) / n);
-        // Few cases of a rare state are spread more widely than a normal variable.
-        if (n > 0) EXPECT_NEAR(GetNodeProbs_bn(node, states)[k], p, 5 * spread + 10 * p * (1 - p) / n);
-      }
-    });
-  }
-}
-
-TEST_F(Sampling, IsUndoneByLearning) {
-  ExpectLearnedBack(ChestClinic(env), 100000);
 }
 
 }  // namespace

@@ -98,21 +98,27 @@ double CostOfMaximalFamilies(const Graph& moral, const Vector<int>& numstates, c
 
 const ModelOptions LARGE = {1, 40, 1, 5, 4, 1e18, 0};
 
-TEST(Order, IsTheGreedyOneWithItsTies) {
-  for (std::uint64_t seed = 1; seed <= 150; ++seed) {
+template <class Check>
+void ForModels(std::uint64_t count, const ModelOptions& options, Check check) {
+  for (std::uint64_t seed = 1; seed <= count; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(seed);
-    const Model model = RandomModel(random, LARGE);
-    const Compiled compiled(model);
+    const Model model = RandomModel(random, options);
+    check(model, Compiled(model));
+  }
+}
+
+TEST(Order, IsTheGreedyOneWithItsTies) {
+  ForModels(150, LARGE, [](const Model& model, const Compiled& compiled) {
     const engine::Order& order = compiled.order;
     EXPECT_EQ(order.numFound, model.NumNodes());
-    EXPECT_DOUBLE_EQ(order.cost, engine::OrderCost(compiled.moral, model.numstates, order.nodes)) << "seed " << seed;
+    EXPECT_DOUBLE_EQ(order.cost, engine::OrderCost(compiled.moral, model.numstates, order.nodes));
     EXPECT_DOUBLE_EQ(order.cost, CostOfMaximalFamilies(compiled.moral, model.numstates, order.nodes));
-    if (model.NumNodes() < 4) continue;
+    if (model.NumNodes() < 4) return;
     const SlowSearch slow(compiled.moral, model.numstates);
-    EXPECT_TRUE(std::equal(slow.order.begin(), slow.order.end(), order.nodes.begin(), order.nodes.end()))
-        << "seed " << seed;
-    EXPECT_EQ(slow.cost, order.cost) << "seed " << seed;
-  }
+    EXPECT_TRUE(std::equal(slow.order.begin(), slow.order.end(), order.nodes.begin(), order.nodes.end()));
+    EXPECT_EQ(slow.cost, order.cost);
+  });
 }
 
 // Nodes with very many neighbours, whose costs are bounded before they are computed.
@@ -155,8 +161,7 @@ TEST(Order, CostOfAnyOrderCountsEachCliqueOnce) {
     Vector<int> order(model.numstates.size());
     std::iota(order.begin(), order.end(), 0);
     for (std::size_t i = order.size(); i > 1; --i) std::swap(order[i - 1], order[std::size_t(random.Below(int(i)))]);
-    EXPECT_EQ(engine::OrderCost(moral, model.numstates, order), CostOfMaximalFamilies(moral, model.numstates, order))
-        << "seed " << seed;
+    EXPECT_EQ(engine::OrderCost(moral, model.numstates, order), CostOfMaximalFamilies(moral, model.numstates, order));
   }
 }
 
@@ -205,10 +210,7 @@ TEST(StateSpace, SaturatesInsteadOfOverflowing) {
 
 // Every clique is complete in the filled graph and maximal, and together they hold every edge.
 TEST(Tree, HasTheCliquesOfTheFilledGraph) {
-  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-    Random random(seed);
-    const Model model = RandomModel(random, {4, 30, 1, 4, 4, 1e18, 0});
-    const Compiled compiled(model);
+  ForModels(100, {4, 30, 1, 4, 4, 1e18, 0}, [](const Model& model, const Compiled& compiled) {
     const SlowSearch slow(compiled.moral, model.numstates);
     std::set<std::pair<int, int>> edges;
     double total = 0;
@@ -227,22 +229,19 @@ TEST(Tree, HasTheCliquesOfTheFilledGraph) {
                       compiled.tree.number[std::size_t(clique.members.back())],
                   true);
       }
-      EXPECT_TRUE(common.empty()) << "seed " << seed << ": a clique could be larger";
+      EXPECT_TRUE(common.empty()) << ": a clique could be larger";
     }
     std::set<std::pair<int, int>> filled;
     for (int a = 0; a < model.NumNodes(); ++a)
       for (int b : slow.filled[std::size_t(a)]) filled.insert({a, b});
-    EXPECT_EQ(edges, filled) << "seed " << seed;
+    EXPECT_EQ(edges, filled);
     EXPECT_EQ(compiled.tree.totalSize, total);
-    EXPECT_EQ(total, compiled.order.cost) << "seed " << seed;
-  }
+    EXPECT_EQ(total, compiled.order.cost);
+  });
 }
 
 TEST(Tree, LinksBackwardsToTheNearestCliqueThatHoldsTheSeparator) {
-  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-    Random random(seed);
-    const Model model = RandomModel(random, LARGE);
-    const Compiled compiled(model);
+  ForModels(100, LARGE, [](const Model& model, const Compiled& compiled) {
     const JunctionTree& tree = compiled.tree;
     ASSERT_EQ(tree.separators.size() + 1, tree.cliques.size());
     std::vector<NodeSet> sets;
@@ -261,20 +260,17 @@ TEST(Tree, LinksBackwardsToTheNearestCliqueThatHoldsTheSeparator) {
       while (!std::all_of(shared.begin(), shared.end(), [&](int m) { return sets[std::size_t(partner)].count(m) > 0; }))
         --partner;
       const engine::Separator& separator = tree.separators[c - 1];
-      EXPECT_EQ(separator.members, shared) << "seed " << seed;
-      EXPECT_EQ(separator.cliques[0], partner) << "seed " << seed;
+      EXPECT_EQ(separator.members, shared);
+      EXPECT_EQ(separator.cliques[0], partner);
       EXPECT_EQ(separator.cliques[1], int(c));
       EXPECT_EQ(tree.cliques[c].neighbours[0], partner);
       EXPECT_EQ(tree.cliques[c].separators[0], int(c) - 1);
     }
-  }
+  });
 }
 
 TEST(Tree, HomesAreTheSmallestCliquesThatHoldTheFamily) {
-  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-    Random random(seed);
-    const Model model = RandomModel(random, LARGE);
-    const Compiled compiled(model);
+  ForModels(100, LARGE, [](const Model& model, const Compiled& compiled) {
     for (std::size_t i = 0; i < model.numstates.size(); ++i) {
       int home = -1;
       for (int c = int(compiled.tree.cliques.size()) - 1; c >= 0; --c) {
@@ -284,9 +280,9 @@ TEST(Tree, HomesAreTheSmallestCliquesThatHoldTheFamily) {
         for (int p : model.parents[i]) holds &= members.count(p) > 0;
         if (holds && (home < 0 || clique.size <= compiled.tree.cliques[std::size_t(home)].size)) home = c;
       }
-      EXPECT_EQ(compiled.tree.home[i], home) << "seed " << seed;
+      EXPECT_EQ(compiled.tree.home[i], home);
     }
-  }
+  });
 }
 
 TEST(Tree, MergedIsStillAJunctionTree) {

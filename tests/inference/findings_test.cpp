@@ -139,34 +139,6 @@ TEST_F(Findings, ThatContradictEachOtherAreReportedByEveryUpdate) {
   EXPECT_NEAR(CaseProbability_bn(net.get()), 0.1, 1e-7);
 }
 
-TEST_F(Findings, OfAnEqualLikelihoodKeepTheirScale) {
-  const float half[] = {0.5f, 0.5f, 0.5f};
-  for (bool compiledBefore : {false, true}) {
-    Net net = Copying();
-    node_bn node = Free(net);
-    if (compiledBefore) {
-      CompileNet_bn(net.get());
-      EXPECT_NEAR(CaseProbability_bn(net.get()), 1, 1e-7);
-    }
-    EnterNodeLikelihood_bn(node, half);
-    if (!compiledBefore) CompileNet_bn(net.get());
-    EXPECT_NEAR(CaseProbability_bn(net.get()), 0.5, 1e-7) << compiledBefore;
-    EnterNodeLikelihood_bn(node, half);
-    EXPECT_NEAR(CaseProbability_bn(net.get()), 0.25, 1e-7) << compiledBefore;
-  }
-}
-
-TEST_F(Findings, DoNotVanishWhenTheyAreTiny) {
-  const float tiny[] = {1e-30f, 1e-30f, 0};
-  Net net = Copying();
-  node_bn node = Free(net);
-  for (int i = 0; i < 3; ++i) EnterNodeLikelihood_bn(node, tiny);
-  EXPECT_EQ(Reports(), "");
-  EXPECT_EQ(GetNodeFinding_bn(node), NEGATIVE);
-  CompileNet_bn(net.get());
-  EXPECT_NEAR(Belief(net, "Free", "r"), 0.4, 1e-6);
-}
-
 class Values : public Findings {
  protected:
   // A discrete node with levels 1, 2, 3 and a continuous one with the intervals 0, 10, 20, 40.

@@ -43,10 +43,10 @@ struct PlainModel {
     std::size_t row = 0;
     ForEachRow(node, [&](const statetype* here) {
       bool agrees = true;
-      for (std::size_t i = 0; i + 1 < states.size(); i++)
+      for (std::size_t i = 0; i + 1 < states.size(); ++i)
         agrees = agrees && (states[i] == EVERY_STATE || states[i] == here[i]);
       if (agrees) change(row);
-      row++;
+      ++row;
     });
   }
   Row OneHot(double state) const {
@@ -58,7 +58,7 @@ struct PlainModel {
     std::vector<Row> probs = tables.probs;
     if (probs.empty()) {
       probs.assign(NumRows(), OneHot(UNDEF_STATE));
-      for (std::size_t r = 0; r < tables.function.size(); r++) probs[r] = OneHot(tables.function[r]);
+      for (std::size_t r = 0; r < tables.function.size(); ++r) probs[r] = OneHot(tables.function[r]);
     }
     const std::vector<Row> before = probs;
     AtAgreeing(states, [&](std::size_t r) { probs[r] = row; });
@@ -96,13 +96,13 @@ void ExpectSame(const PlainModel& model) {
       const Row expected = tables.probs.empty() ? model.OneHot(tables.function[row]) : tables.probs[row];
       ASSERT_EQ(Row(probs, probs + NumStates(node)), expected);
     }
-    row++;
+    ++row;
   });
 }
 
 TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
   SetUndoDepth_bn(1000, net.get());
-  for (std::uint64_t seed = 1; seed <= 40; seed++) {
+  for (std::uint64_t seed = 1; seed <= 40; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(seed);
     net.reset(NewNet_bn("Test", env));
@@ -110,7 +110,7 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
     for (int i = random.Below(4); i-- > 0;) AddLink_bn(New(nullptr, random.Between(1, 4)), node);
     PlainModel model{node, {}};
     std::vector<std::pair<int, PlainTables>> history;  // undo sequence and what held then
-    for (int step = 0; step < 120; step++) {
+    for (int step = 0; step < 120; ++step) {
       SCOPED_TRACE("step " + std::to_string(step));
       const PlainTables before = model.tables;
       const int sequence = UndoSequence(net.get());
@@ -298,7 +298,7 @@ TEST_F(TablesTest, RowsOfTablesThatAreNotThere) {
 
 TEST_F(TablesTest, ATableBeyondAllMemoryIsRefused) {
   node_bn huge = New("Huge", 1000);
-  for (int i = 0; i < 8; i++) AddLink_bn(New(nullptr, 1000), huge);
+  for (int i = 0; i < 8; ++i) AddLink_bn(New(nullptr, 1000), huge);
   const States first(8, 0);
   SetNodeProbs_bn(huge, first.data(), Row(1000, 0.001f).data());
   EXPECT_EQ(Gist(), "5 2286 SetNodeProbs_bn Huge 3.90625e+24");

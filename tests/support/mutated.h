@@ -10,7 +10,7 @@ namespace bravic::testing {
 
 // The text with a few random changes: characters and passages replaced, dropped or repeated, pieces put in, cut short.
 inline std::string Mutated(std::string text, const std::vector<const char*>& pieces, Random& random) {
-  for (int n = random.Between(1, 4); n > 0 && !text.empty(); n--) {
+  for (int n = random.Between(1, 4); n > 0 && !text.empty(); --n) {
     const auto at = std::size_t(random.Below(int(text.size())));
     const auto length = std::size_t(random.Between(1, 40));
     switch (random.Below(6)) {

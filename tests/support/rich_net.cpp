@@ -35,7 +35,7 @@ void Replace(char*& field, const std::string& text) {
 
 void NameStates(node_bn node, Random& random) {
   const double share = random.Chance(0.3) ? 0.5 : 1;
-  for (statetype state = 0; state < node->numstates; state++) {
+  for (statetype state = 0; state < node->numstates; ++state) {
     // A number at its end keeps the names of a node apart.
     if (random.Chance(share)) SetNodeStateName_bn(node, state, ("s" + std::to_string(state)).c_str());
   }
@@ -48,7 +48,7 @@ void GiveLevels(node_bn node, Random& random) {
   std::vector<double> levels;
   double level = random.Between(-5, 5);
   const int count = node->discrete == DISCRETE ? node->numstates : std::max(node->numstates + 1, 2);
-  for (int i = 0; i < count; i++) {
+  for (int i = 0; i < count; ++i) {
     levels.push_back(level);
     level += random.Chance(0.1) ? 0 : 0.25 * random.Between(1, 20);
   }
@@ -98,7 +98,7 @@ void AddRealNode(const Net& net, Random& random, int number) {
   node_bn node = NewNode_bn(("Real" + std::to_string(number)).c_str(), 0, net.get());
   if (random.Chance(0.5)) SetNodeKind_bn(node, UTILITY_NODE);
   auto nodes = Nodes(net);
-  for (int k = random.Below(3); k > 0; k--) {
+  for (int k = random.Below(3); k > 0; --k) {
     node_bn parent = random.Pick(nodes);
     if (parent->numstates > 0 && IndexIn(node->preds, parent) < 0) AddLink_bn(parent, node);
   }
@@ -131,7 +131,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
   RandomNetOptions options;
   options.maxNodes = 8;
   Net net = RandomNet(env, random, options);
-  for (int i = random.Below(3); i > 0; i--) AddRealNode(net, random, i);
+  for (int i = random.Below(3); i > 0; --i) AddRealNode(net, random, i);
   for (const node_bn node : Nodes(net)) {
     if (random.Chance(0.7)) NameStates(node, random);
     if (random.Chance(0.4)) GiveLevels(node, random);
@@ -142,7 +142,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
     }
     if (node->numstates > 0) ChangeTables(node, random);
     if (random.Chance(0.3)) node->chance = random.Chance(0.5) ? INVERTABLE : GAUSSIAN;
-    for (int i = 0; i < node->preds.num; i++) {
+    for (int i = 0; i < node->preds.num; ++i) {
       if (random.Chance(0.2)) SetLinkName_bn(node, i, ("in" + std::to_string(i)).c_str());
     }
     if (random.Chance(0.3)) SetNodeTitle_bn(node, RandomText(random).c_str());

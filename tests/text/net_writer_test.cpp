@@ -93,7 +93,7 @@ TEST_F(NetWriterTest, TextsOfEveryKindComeBack) {
                                     "ends with blanks   ",
                                     "}; node x { \"; /* // /#"};
   Random random(31);
-  for (int i = 0; i < 300; i++) texts.push_back(RandomText(random));
+  for (int i = 0; i < 300; ++i) texts.push_back(RandomText(random));
   for (const std::string& text : texts) {
     const Net net(NewNet_bn("Texts", env));
     SetNetTitle_bn(net.get(), text.c_str());
@@ -145,7 +145,7 @@ TEST_F(NetWriterTest, NamesOfDefineNodesAreTaken) {
 // Placeholders of deleted nodes that had all the same name, each of which is another one in the file.
 TEST_F(NetWriterTest, PlaceholdersOfOneNameGetNumbers) {
   constexpr int NUM = 4000;
-  for (int i = 0; i < NUM; i++) {
+  for (int i = 0; i < NUM; ++i) {
     node_bn parent = New("a");
     New(("c" + std::to_string(i)).c_str(), 2, {parent});
     DeleteNode_bn(parent);
