@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "Bn/model/Levels.h"
 #include "Bn/model/Records.h"
-#include "Bn/model/Tables.h"
 #include "harness.h"
 #include "support/rich_net.h"
 

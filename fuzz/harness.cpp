@@ -8,9 +8,9 @@
 #include <cstdlib>
 
 #include "Basic/Memory.h"
-#include "Bn/model/Checks.h"
+#include "Bn/model/Consistency.h"
 #include "Bn/model/Records.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/SharedAnswers.h"
 #include "support/joint.h"
 
 namespace bravic::fuzz {

@@ -9,25 +9,20 @@ namespace bravic {
 
 inline constexpr int STAGE_CREATED = 0, STAGE_TYPES = 10, STAGE_SYSTEM = 20, STAGE_MEMORY = 30, STAGE_STARTED = 40;
 inline constexpr int CHECK_NOTHING = 23, CHECK_BASIC = 24, CHECK_LISTS = 25, CHECK_DEEP = 26;
-inline constexpr char PRODUCT_NAME[] = "Bravic", VERSION_TEXT[] = "1.06", PLATFORM_NAME[] = "Win";
+inline constexpr char PRODUCT_NAME[] = "Bravic";
 
 }  // namespace bravic
 
 struct environ_rec {
   bravic::TagWord tag;
-  int stage;              // STAGE_... reached by start-up
-  char* programLocation;  // owned; empty text on this platform
-  int hasFileIO;          // tri-states: -1 undetermined, 0, 1
+  int stage;      // STAGE_... reached by start-up
+  int hasFileIO;  // tri-states: -1 undetermined, 0, 1
   int hasUserInteraction;
-  int spareTriState1;
   int hasGUI;  // 0 always
-  int spareTriState2;
   int hasUserInterpreter;
   report_ns errs;          // the main group, owned
   report_ns currentGroup;  // where new records are posted; shared, not owned
-  int word1;
-  int repetitionMode;  // 1, 2 or 3; see Errors.h
-  int word2;
+  int repetitionMode;      // 1, 2 or 3; see Errors.h
   int errorLabel;          // label of the next error record
   bool closed;             // by CloseBravic_bn; the record is not used again until it is created anew
   const char* whoChanged;  // given to new nodes by reference; NULL unless something sets it

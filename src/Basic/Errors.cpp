@@ -36,7 +36,7 @@ char* NewMessage(const char* text) {
 int NextLabel(environ_ns env) {
   const int label = env->errorLabel++;
   if (env->errorLabel == LABEL_WARNING_AT) {
-    ReportWarning(-2311, "will soon recycle labels for 'rept'.  Save work and restart");
+    Report(REPORT_LABELS_RECYCLED);
   }
   if (env->errorLabel >= LABEL_WRAPS_AT) env->errorLabel = 1;
   return label;
@@ -154,6 +154,11 @@ report_ns PostFormatted(int number, int danger, int display, const char* format,
   char text[MAX_ERR_LEN];
   if (!FormatMessage(text, format, arguments)) return internalFailure;
   return PostRecord(number, danger, display, text);
+}
+
+Failure DetachedRecord(int number, int danger, const char* text) {
+  if (!BRAVIC_ASSERT_TEXT(currentEnviron && currentEnviron->errs, "env && env->errs")) return nullptr;
+  return Failure(NewRecord(currentEnviron, number, danger, text));
 }
 
 Failure MakeDetached(int number, int danger, const char* format, std::va_list arguments) {
@@ -323,14 +328,23 @@ report_ns ReportDanger(int number, int danger, int display, const char* format, 
 
 #undef REPORT_WITH
 
-int ReportInternal(int number, const char* format, ...) {
+report_ns PostRow(const ErrorRow* row, int display, ...) {
+  std::va_list arguments;
+  va_start(arguments, display);
+  report_ns report = PostFormatted(row->number, row->danger, display, row->text, arguments);
+  va_end(arguments);
+  return report;
+}
+
+int PostInternalRow(const ErrorRow* row, ...) {
   if (reportingInternal) return 0;
   reportingInternal = true;
   std::va_list arguments;
-  va_start(arguments, format);
+  va_start(arguments, row);
   char text[MAX_ERR_LEN];
-  FormatTextV(text, sizeof text, format, arguments);
+  FormatTextV(text, sizeof text, row->text, arguments);
   va_end(arguments);
+  const int number = row->number;
   PostRecord(number, INTERNAL_ERR, DIALOG_DISPLAY, text);
   const int decision = showInternalError ? showInternalError(number, text) : 0;
   reportingInternal = false;
@@ -339,6 +353,47 @@ int ReportInternal(int number, const char* format, ...) {
 
 void FailureDeleter::operator()(report_ns report) const {
   FreeReport(report);
+}
+
+Failure FailRow(const ErrorRow* row, ...) {
+  std::va_list arguments;
+  va_start(arguments, row);
+  Failure failure = MakeDetached(row->number, row->danger, row->text, arguments);
+  va_end(arguments);
+  return failure;
+}
+
+Failure FailMemoryRow(const ErrorRow* row, double nbytes, ...) {
+  std::va_list arguments;
+  va_start(arguments, nbytes);
+  char text[MAX_ERR_LEN];
+  const std::size_t length = FormatTextV(text, sizeof text, row->text, arguments);
+  va_end(arguments);
+  if (nbytes > 0 && length < sizeof text) {
+    FormatText(text + length, sizeof text - length, " (%g K bytes needed)", nbytes / 1024);
+  }
+  return DetachedRecord(row->number, row->danger, text);
+}
+
+Failure RephraseRow(Failure failure, const ErrorRow* row, ...) {
+  if (!BRAVIC_ASSERT_TEXT(failure != nullptr, "err")) return failure;
+  std::va_list arguments;
+  va_start(arguments, row);
+  char text[MAX_ERR_LEN];
+  FormatTextV(text, sizeof text, row->text, arguments);
+  va_end(arguments);
+  Free(failure->mesg);
+  failure->mesg = DupText(text);
+  return failure;
+}
+
+void PrintFramedRow(const ErrorRow* row, ...) {
+  std::va_list arguments;
+  va_start(arguments, row);
+  char text[MAX_ERR_LEN];
+  FormatTextV(text, sizeof text, row->text, arguments);
+  va_end(arguments);
+  PrintFramed(row->number, text);
 }
 
 Failure Fail(int number, const char* format, ...) {
@@ -398,7 +453,7 @@ bool AssertFailed(const char* file, int line, const char* text) {
   for (const char* at = file; *at; ++at) {
     if (*at == '/' || *at == '\\') base = at + 1;
   }
-  ReportInternal(-111, "%s-%d (%s).", base, line, text);
+  ReportInternal(CHECK_FAILED, base, line, text);
   return false;
 }
 
@@ -436,7 +491,7 @@ void ShowOutstandingErrors(environ_ns env) {
     if (MemoryState() == MEMORY_LOW) break;
     if (report->displayStatus != NOT_DISPLAYED || report->danger < ERROR_ERR || report->fixStatus <= FIXED) continue;
     if (shown == MAX_SHOWN_OUTSTANDING) {
-      ReportDanger(-2202, report->danger, DIALOG_DISPLAY, "There are more errors, but they won't be displayed");
+      PostRecord(MORE_ERRORS_NOT_SHOWN.number, report->danger, DIALOG_DISPLAY, MORE_ERRORS_NOT_SHOWN.text);
       break;
     }
     DisplayRecord(report, DIALOG_DISPLAY);

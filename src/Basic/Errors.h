@@ -7,7 +7,9 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
+#include "Basic/ErrorTable.h"
 #include "Basic/Format.h"
 #include "Basic/TypedObject.h"
 #include "bravic.h"
@@ -37,9 +39,62 @@ struct report_rec {
 namespace bravic {
 
 inline constexpr int MAX_ERR_LEN = 512;
-enum Danger { NOTHING_ERR, FALSE_ALERT, REPORT_ERR, NOTICE_ERR, WARNING_ERR, ERROR_ERR, INTERNAL_ERR };
 enum Display { NOT_DISPLAYED, SOUND_DISPLAY, LOG_DISPLAY, DIALOG_DISPLAY };
 enum FixStatus { NEEDS_NO_FIX, FIXED, PATCHED, COVERED_UP, STILL_REMAINS, CANT_BE_FIXED };
+
+struct FailureDeleter {
+  void operator()(report_ns report) const;
+};
+// A detached error, owned by its holder; empty means success.
+using Failure = std::unique_ptr<report_rec, FailureDeleter>;
+
+constexpr Display DisplayOf(Danger danger) {
+  return danger == REPORT_ERR ? LOG_DISPLAY : danger == NOTICE_ERR ? SOUND_DISPLAY : DIALOG_DISPLAY;
+}
+
+// What the forms below come to: the row with its arguments, unchecked.
+report_ns PostRow(const ErrorRow* row, int display, ...);
+int PostInternalRow(const ErrorRow* row, ...);
+Failure FailRow(const ErrorRow* row, ...);
+Failure FailMemoryRow(const ErrorRow* row, double nbytes, ...);
+Failure RephraseRow(Failure failure, const ErrorRow* row, ...);
+void PrintFramedRow(const ErrorRow* row, ...);
+
+// Posted at once under the row's number and danger, and shown as its danger is; the answer belongs to the environment.
+template <class... Args>
+report_ns Report(ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  return PostRow(error.Row(), DisplayOf(error.Row()->danger), arguments...);
+}
+// The same, shown in another way.
+template <class... Args>
+report_ns ReportShown(Display display, ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  return PostRow(error.Row(), display, arguments...);
+}
+// Also shown by the interaction layer. Answers what the prompt decided: 0 proceed, 1 skip.
+template <class... Args>
+int ReportInternal(ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  return PostInternalRow(error.Row(), arguments...);
+}
+// A detached record.
+template <class... Args>
+Failure Fail(ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  return FailRow(error.Row(), arguments...);
+}
+// The row's text, and behind it " (%g K bytes needed)" when nbytes is above 0.
+template <class... Args>
+Failure FailMemory(ErrorFor<std::type_identity_t<Args>...> error, double nbytes, Args... arguments) {
+  return FailMemoryRow(error.Row(), nbytes, arguments...);
+}
+// The same failure under a new text, which as a rule embeds the old (failure->mesg).
+template <class... Args>
+Failure Rephrase(Failure failure, ErrorFor<std::type_identity_t<Args>...> around, Args... arguments) {
+  return RephraseRow(std::move(failure), around.Row(), arguments...);
+}
+// Framed on the standard error stream, for what cannot be recorded.
+template <class... Args>
+void PrintFramed(ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  PrintFramedRow(error.Row(), arguments...);
+}
 
 // Posted at once; the answer belongs to the environment.
 report_ns ReportError(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);        // danger 5, displayed
@@ -49,14 +104,7 @@ report_ns ReportNotice(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);
 report_ns ReportDanger(int number, int danger, int display, const char* format, ...) BRAVIC_PRINTF(4, 5);
 // A text of the host's own, as it stands, which may be missing; NULL for one that is too long.
 report_ns ReportText(int number, int danger, const char* text);
-// Danger 6; also shown by the interaction layer. Answers what the prompt decided: 0 proceed, 1 skip.
-int ReportInternal(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);
 
-struct FailureDeleter {
-  void operator()(report_ns report) const;
-};
-// A detached error, owned by its holder; empty means success.
-using Failure = std::unique_ptr<report_rec, FailureDeleter>;
 Failure Fail(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);         // danger 5
 Failure FailWarning(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);  // danger 4
 // "not enough memory %s", or "not enough memory %s (%g K bytes needed)" when nbytes is above 0.

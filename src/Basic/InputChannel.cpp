@@ -37,7 +37,7 @@ bool OpensComment(const char* at, const char* end) {
 // Whether the text begins with the word, without regard to case; the word is in lower case.
 bool BeginsWith(std::string_view text, std::string_view word) {
   if (text.size() < word.size()) return false;
-  for (std::size_t i = 0; i < word.size(); i++) {
+  for (std::size_t i = 0; i < word.size(); ++i) {
     if (AsciiLower(static_cast<unsigned char>(text[i])) != word[i]) return false;
   }
   return true;
@@ -82,8 +82,8 @@ Failure ReadAll(std::FILE* file, Block<char>* block, std::size_t* length) {
     if (larger) std::memcpy(larger.get(), bytes.get(), used);
     bytes = std::move(larger);
   }
-  if (!bytes) return FailMemory(-1138, static_cast<double>(capacity), "for reading");
-  if (std::ferror(file)) return Fail(-2015, "File problem %d", errno);
+  if (!bytes) return FailMemory(NO_MEMORY_FOR_READING, static_cast<double>(capacity));
+  if (std::ferror(file)) return Fail(FILE_READING_FAILED, errno);
   *block = std::move(bytes);
   *length = used;
   return nullptr;
@@ -94,8 +94,8 @@ Failure ReadAll(std::FILE* file, Block<char>* block, std::size_t* length) {
 Failure InputChannel::OpenFile(const char* name, InputChannel* channel) {
   OpenedFile file(std::fopen(name, "rb"));
   if (!file) {
-    if (errno == ENOENT) return Fail(-2012, "file '%s' does not exist", ShownPath(name).text);
-    return Fail(-2014, "couldn't open file '%s' for %s", ShownPath(name).text, "reading");
+    if (errno == ENOENT) return Fail(FILE_DOES_NOT_EXIST, ShownPath(name).text);
+    return Fail(CANT_OPEN_FOR_READING, ShownPath(name).text);
   }
   Block<char> bytes;
   std::size_t length = 0;
@@ -120,8 +120,8 @@ void InputChannel::OpenString(std::string_view text) {
 }
 
 Failure InputChannel::SetPosition(long position) {
-  if (!BRAVIC_ASSERT_TEXT(position >= 0, "*posn >= 0")) return Fail(-2017, "setposn past file limits");
-  if (static_cast<std::size_t>(position) > text_.size()) return Fail(-2017, "setposn past file limits");
+  if (!BRAVIC_ASSERT_TEXT(position >= 0, "*posn >= 0")) return Fail(POSITION_BEYOND_END);
+  if (static_cast<std::size_t>(position) > text_.size()) return Fail(POSITION_BEYOND_END);
   at_ = static_cast<std::size_t>(position);
   ended_ = false;
   return nullptr;
@@ -131,8 +131,8 @@ long InputChannel::LineOf(std::size_t offset) const {
   const auto endsLine = [&](std::size_t i) {
     return text_[i] == '\n' || (text_[i] == '\r' && !(i + 1 < text_.size() && text_[i + 1] == '\n'));
   };
-  for (; countedTo_ < offset; countedTo_++) countedLine_ += endsLine(countedTo_);
-  for (; countedTo_ > offset; countedTo_--) countedLine_ -= endsLine(countedTo_ - 1);
+  for (; countedTo_ < offset; ++countedTo_) countedLine_ += endsLine(countedTo_);
+  for (; countedTo_ > offset; --countedTo_) countedLine_ -= endsLine(countedTo_ - 1);
   return countedLine_;
 }
 
@@ -142,7 +142,7 @@ int InputChannel::Next() {
 }
 
 void InputChannel::PushBack() {
-  if (!ended_ && at_ > 0) at_--;
+  if (!ended_ && at_ > 0) --at_;
   ended_ = false;
 }
 
@@ -167,7 +167,7 @@ bool InputChannel::SkipComment() {
 
 int InputChannel::NextSignificant() {
   do {
-    while (at_ < text_.size() && IsSpace(text_[at_])) at_++;
+    while (at_ < text_.size() && IsSpace(text_[at_])) ++at_;
   } while (SkipComment());
   return Next();
 }
@@ -184,7 +184,7 @@ bool InputChannel::Find(std::string_view text) {
   for (int c = NextSignificant(); c != END_OF_INPUT; c = NextSignificant()) {
     if (c != static_cast<unsigned char>(text[0])) continue;
     std::size_t matched = 1;
-    while (matched < text.size() && Next() == static_cast<unsigned char>(text[matched])) matched++;
+    while (matched < text.size() && Next() == static_cast<unsigned char>(text[matched])) ++matched;
     if (matched == text.size()) return true;
     PushBack();
   }
@@ -193,7 +193,7 @@ bool InputChannel::Find(std::string_view text) {
 
 std::string_view InputChannel::ReadText(std::string_view terminators, int* ended) {
   const std::size_t start = at_;
-  while (at_ < text_.size() && !IsOneOf(text_[at_], terminators)) at_++;
+  while (at_ < text_.size() && !IsOneOf(text_[at_], terminators)) ++at_;
   const std::string_view found = text_.substr(start, at_ - start);
   const int c = Next();
   if (c == END_OF_INPUT) Report(MISSING_CHARACTER, terminators);
@@ -207,7 +207,7 @@ std::string_view InputChannel::ReadWord(std::string_view terminators, int maxcha
   const std::size_t start = at_;
   while (at_ < text_.size() && !IsSpace(text_[at_]) && !IsOneOf(text_[at_], terminators) &&
          !OpensComment(Cursor(), End())) {
-    at_++;
+    ++at_;
   }
   const std::string_view word = text_.substr(start, std::min(at_ - start, static_cast<std::size_t>(maxchars)));
   if (ended) {
@@ -296,11 +296,11 @@ void InputChannel::SkipStatement() {
         break;
       case '(':
       case '[':
-        groups++;
+        ++groups;
         break;
       case ')':
       case ']':
-        if (groups > 0) groups--;
+        if (groups > 0) --groups;
         break;
       case '{':
         if (braces++ == 0) groupsOutside = groups;
@@ -318,14 +318,14 @@ void InputChannel::SkipStatement() {
   }
 }
 
-void InputChannel::Report(int number, std::string_view word, long count, long bound) {
-  ReportAt(number, at_, word, count, bound);
+void InputChannel::Report(const ErrorRow& error, std::string_view word, long count, long bound) {
+  ReportAt(error, at_, word, count, bound);
 }
 
-void InputChannel::ReportAt(int number, std::size_t offset, std::string_view word, long count, long bound) {
+void InputChannel::ReportAt(const ErrorRow& error, std::size_t offset, std::string_view word, long count, long bound) {
   if (parseState != 0) return;
-  parseState = number;
-  fault.number = number;
+  parseState = error.number;
+  fault.error = &error;
   fault.position = static_cast<long>(offset);
   fault.line = LineOf(offset);
   const std::size_t n = std::min(word.size(), static_cast<std::size_t>(MAX_ERROR_WORD));
@@ -336,66 +336,36 @@ void InputChannel::ReportAt(int number, std::size_t offset, std::string_view wor
 }
 
 const char* ParseErrorText(const ParseFault& fault, const char* context, char* buffer, std::size_t size) {
-  const char *word = fault.word, *in = context;
+  const char *text = fault.error->text, *word = fault.word, *in = context;
   const long line = fault.line, count = fault.count, bound = fault.bound;
   const char first = word[0] ? word[0] : '?';
-  switch (fault.number) {
-    case UNDEFINED_NODE:
-      FormatText(buffer, size, "undefined node '%s'%s, line %ld", word, in, line);
+  switch (fault.error->number) {
+    case UNDEFINED_NODE.number:
+    case ILLEGAL_BOOLEAN.number:
+    case ILLEGAL_NUMBER.number:
+    case ILLEGAL_PUNCTUATION.number:
+      FormatText(buffer, size, text, word, in, line);
       break;
-    case ILLEGAL_BOOLEAN:
-      FormatText(buffer, size, "illegal value '%s'%s (should be TRUE or FALSE), line %ld", word, in, line);
+    case NUMBER_TOO_LARGE.number:
+    case TOO_FEW_ITEMS.number:
+    case TOO_MANY_ITEMS.number:
+      FormatText(buffer, size, text, count, bound, in, line);
       break;
-    case NUMBER_TOO_LARGE:
-      FormatText(buffer, size, "number %ld too large (must be less than %ld)%s, line %ld", count, bound, in, line);
+    case ILLEGAL_LIST_NUMBER.number:
+      FormatText(buffer, size, text, word, count, in, line);
       break;
-    case ILLEGAL_LIST_NUMBER:
-      FormatText(buffer, size, "'%s' is not a legal number (%ldth number%s), line %ld", word, count, in, line);
+    case MISSING_STRUCTURE.number:
+      FormatText(buffer, size, text, in, first, line);
       break;
-    case ILLEGAL_NUMBER:
-      FormatText(buffer, size, "illegal number '%s'%s, line %ld", word, in, line);
+    case UNTERMINATED_STRUCTURE.number:
+      FormatText(buffer, size, text, first, in, line);
       break;
-    case ILLEGAL_PUNCTUATION:
-      FormatText(buffer, size, "illegal punctuation '%s'%s, line %ld", word, in, line);
-      break;
-    case EMPTY_ITEM:
-      FormatText(buffer, size, "list should not contain empty string%s, line %ld", in, line);
-      break;
-    case MISSING_COMMA:
-      FormatText(buffer, size, "missing comma%s, line %ld", in, line);
-      break;
-    case TOO_FEW_ITEMS:
-      FormatText(buffer, size, "list has too few elements (has %ld, should have %ld)%s, line %ld", count, bound, in,
-                 line);
-      break;
-    case TOO_MANY_ITEMS:
-      FormatText(buffer, size, "list has too many elements (has %ld, but %ld maximum)%s, line %ld", count, bound, in,
-                 line);
-      break;
-    case MISSING_CLOSE:
-      FormatText(buffer, size, "missing close parenthesis%s, starting line %ld", in, line);
-      break;
-    case MISSING_OPEN:
-      FormatText(buffer, size, "missing open parenthesis%s, line %ld", in, line);
-      break;
-    case MISSING_STRUCTURE:
-      FormatText(buffer, size, "missing structure%s, should start with '%c' on line %ld", in, first, line);
-      break;
-    case UNTERMINATED_STRUCTURE:
-      FormatText(buffer, size, "unterminated structure starting with '%c'%s, starting on line %ld", first, in, line);
-      break;
-    case UNTERMINATED_QUOTE:
-      FormatText(buffer, size, "unterminated quote (\")%s, line %ld", in, line);
-      break;
-    case UNTERMINATED_COMMENT:
-      FormatText(buffer, size, "unterminated comment, starting with '%s', on line %ld%s", word, line, in);
-      break;
-    case MISSING_CHARACTER:
-      FormatText(buffer, size, "missing character (one of '%s').  It was expected somewhere on or after line %ld%s",
-                 word, line, in);
+    case UNTERMINATED_COMMENT.number:
+    case MISSING_CHARACTER.number:
+      FormatText(buffer, size, text, word, line, in);
       break;
     default:
-      FormatText(buffer, size, "parsing error %d%s, line %ld", fault.number, in, line);
+      FormatText(buffer, size, text, in, line);
   }
   return buffer;
 }

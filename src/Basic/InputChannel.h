@@ -18,40 +18,19 @@ inline constexpr int END_OF_INPUT = -1;
 // What the special number words stand for.
 extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
 
-// Parse errors of this layer; PARSE_CANCELLED stops every reader.
-enum ParseError : int {
-  PARSE_CANCELLED = -3999,
-  UNDEFINED_NODE = -181,
-  ILLEGAL_BOOLEAN = -182,
-  NUMBER_TOO_LARGE = -183,
-  ILLEGAL_LIST_NUMBER = -184,
-  ILLEGAL_NUMBER = -187,
-  ILLEGAL_PUNCTUATION = -188,
-  EMPTY_ITEM = -189,
-  MISSING_COMMA = -190,
-  TOO_FEW_ITEMS = -191,
-  TOO_MANY_ITEMS = -192,
-  MISSING_CLOSE = -193,
-  MISSING_OPEN = -194,
-  MISSING_STRUCTURE = -195,
-  UNTERMINATED_STRUCTURE = -196,
-  UNTERMINATED_QUOTE = -197,
-  UNTERMINATED_COMMENT = -199,
-  MISSING_CHARACTER = -200,
-};
+// The parse state that stops every reader.
+inline constexpr int PARSE_CANCELLED = -3999;
 inline constexpr int MAX_ERROR_WORD = 40;
 
 // Kept of the first error: what its message quotes and where it happened.
 struct ParseFault {
-  int number = 0;
+  const ErrorRow* error = nullptr;  // NULL: there is none
   long position = 0;
   long line = 0;
   char word[MAX_ERROR_WORD + 1] = "";  // also a single character
   long count = 0, bound = 0;
 };
 
-// Where the channel is opened the file's failures are -2012 "file '%s' does not exist", -2014 "couldn't open file
-// '%s' for %s", -2015 "File problem %d"; -2017 is "setposn past file limits".
 class InputChannel {
  public:
   static Failure OpenFile(const char* name, InputChannel* channel);
@@ -83,8 +62,8 @@ class InputChannel {
   void SkipStatement();
 
   // Keeps the error unless one is kept already.
-  void Report(int number, std::string_view word = {}, long count = 0, long bound = 0);
-  void ReportAt(int number, std::size_t offset, std::string_view word = {}, long count = 0, long bound = 0);
+  void Report(const ErrorRow& error, std::string_view word = {}, long count = 0, long bound = 0);
+  void ReportAt(const ErrorRow& error, std::size_t offset, std::string_view word = {}, long count = 0, long bound = 0);
   void ForgetError() { fault = {}, parseState = 0; }
 
   // The bytes not yet read, for readers with a loop of their own.

@@ -147,27 +147,25 @@ void GiveReserveBack() {
 }
 
 [[noreturn]] void EndForWantOfMemory(std::size_t nbytes) {
-  char text[80];
-  FormatText(text, sizeof text, "Out of memory (%ld bytes needed)", static_cast<long>(nbytes));
-  PrintFramed(-2103, text);
+  PrintFramed(OUT_OF_MEMORY, static_cast<long>(nbytes));
   std::exit(1);
 }
 
 // The request has failed once: tries it again on the reserve's memory, or ends the process.
 template <class Request>
-void* AskWithReserve(std::size_t nbytes, int warning, Request request) {
+void* AskWithReserve(std::size_t nbytes, ErrorFor<long> warning, Request request) {
   if (!memoryReserve) EndForWantOfMemory(nbytes);
   GiveReserveBack();
   void* block = request();
   if (!block) EndForWantOfMemory(nbytes);
-  ReportWarning(warning, "Dangerously low on memory. (%ld)", static_cast<long>(nbytes));
+  Report(warning, static_cast<long>(nbytes));
   memoryState = MEMORY_LOW;
   return block;
 }
 
 void* MustAllocate(std::size_t nbytes, bool cleared) {
   if (void* block = AskHeap(nbytes, cleared)) return block;
-  return AskWithReserve(nbytes, -2043, [=] { return AskHeap(nbytes, cleared); });
+  return AskWithReserve(nbytes, LOW_MEMORY, [=] { return AskHeap(nbytes, cleared); });
 }
 
 // The count of bytes, at least 1; false when it overflows.
@@ -219,7 +217,7 @@ void* Resize(void* block, std::size_t nbytes) {
   const std::size_t slot = SlotOfLive(block);
   if (slot == numSlots) return block;
   if (void* moved = AskHeapToResize(block, slot, nbytes)) return moved;
-  return AskWithReserve(nbytes, -2044, [=] { return AskHeapToResize(block, slot, nbytes); });
+  return AskWithReserve(nbytes, LOW_MEMORY_TO_GROW, [=] { return AskHeapToResize(block, slot, nbytes); });
 }
 
 void* TryResize(void* block, std::size_t nbytes) {

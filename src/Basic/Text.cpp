@@ -133,9 +133,7 @@ char* TryDupText(const char* text) {
   const std::size_t size = std::strlen(text) + 1;
   char* copy = static_cast<char*>(TryAllocate(size));
   if (!copy) {
-    char purpose[80];
-    FormatText(purpose, sizeof purpose, "to work with text starting '%20.40s...'", text);
-    Post(FailMemory(-2285, 0, purpose));
+    Post(FailMemory(NO_MEMORY_FOR_TEXT, 0, text));
     return nullptr;
   }
   std::memcpy(copy, text, size);

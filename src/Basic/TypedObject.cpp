@@ -107,7 +107,7 @@ void FreeObject_sy(void* object) {
   if (FreeFunction free = Row(word).free) {
     free(object);
   } else {
-    ReportError(-2089, "Unrecognized type of object passed to FreeObject_sy (%d)", word & TAG_MASK);
+    Report(CANT_FREE_OBJECT_TYPE, word & TAG_MASK);
   }
 }
 

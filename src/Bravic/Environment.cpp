@@ -15,8 +15,10 @@
 namespace bravic {
 namespace {
 
-constexpr int OLDEST_SYSTEM = 4;
-constexpr char BUILD_CODE[] = "AtB";
+constexpr int OLDEST_SYSTEM = 4;  // major version
+// The version is the project's: the build gives it.
+constexpr int MAJOR = BRAVIC_VERSION_MAJOR, MINOR = BRAVIC_VERSION_MINOR;
+constexpr char BUILD_CODE[] = "AtB", PLATFORM_NAME[] = "Win";
 constexpr int UNDETERMINED = -1;
 
 environ_rec theEnviron;
@@ -24,6 +26,7 @@ char versionText[64];
 SystemVersionQuestion askSystemVersion = SystemVersion;
 StartupBox showStartupBox = StartupMessageBox;
 
+// What typed objects can be of: the name under which messages speak of a record, and how it is freed.
 void RegisterRecordTypes() {
   static constexpr struct {
     int tag;
@@ -60,9 +63,9 @@ int CheckOperatingSystem(MessageBuffer* mesg) {
   return -1;
 }
 
+// What the host has not set before the start is off.
 void SettleTriStates(environ_ns env) {
-  for (int* setting : {&env->hasFileIO, &env->hasUserInteraction, &env->spareTriState1, &env->spareTriState2,
-                       &env->hasUserInterpreter}) {
+  for (int* setting : {&env->hasFileIO, &env->hasUserInteraction, &env->hasUserInterpreter}) {
     if (*setting == UNDETERMINED) *setting = 0;
   }
 }
@@ -78,17 +81,12 @@ void SetStartupBox(StartupBox box) {
 }
 
 environ_ns CreateEnviron() {
-  if (currentEnviron) {
-    PrintFramed(-2205, "Attempt to create 2 environments (currently Bravic only supports a single concurrent session)");
-    return nullptr;
-  }
   environ_rec& env = theEnviron;
   env = environ_rec();
   env.tag = ENVIRON_TAG;
   env.stage = STAGE_CREATED;
-  env.hasFileIO = env.hasUserInteraction = env.spareTriState1 = UNDETERMINED;
+  env.hasFileIO = env.hasUserInteraction = env.hasUserInterpreter = UNDETERMINED;
   env.hasGUI = 0;
-  env.spareTriState2 = env.hasUserInterpreter = UNDETERMINED;
   env.repetitionMode = 2;
   return &env;
 }
@@ -105,9 +103,10 @@ bool ValidateEnviron(environ_ns env, const char* function) {
   return false;
 }
 
+// What has been started is told by env->stage, so that a close after a start-up that failed stops just that.
 int StartUp(environ_ns env, MessageBuffer* mesg) {
   currentEnviron = env;
-  mesg->Append("%s (%s) %s %s\n", PRODUCT_NAME, BUILD_CODE, VERSION_TEXT, PLATFORM_NAME);
+  mesg->Append("%s (%s) %d.%02d %s\n", PRODUCT_NAME, BUILD_CODE, MAJOR, MINOR, PLATFORM_NAME);
   StartTypes();
   RegisterRecordTypes();
   env->stage = STAGE_TYPES;
@@ -119,7 +118,6 @@ int StartUp(environ_ns env, MessageBuffer* mesg) {
   StartInteraction();
   env->stage = STAGE_MEMORY;
   if (env->hasGUI != 0) return -1;
-  env->programLocation = DupText("");
   StartModules();
   SettleTriStates(env);
   env->stage = STAGE_STARTED;
@@ -133,8 +131,6 @@ int StartUp(environ_ns env, MessageBuffer* mesg) {
 void ShutDown(environ_ns env) {
   if (env->stage >= STAGE_STARTED) {
     StopModules();
-    Free(env->programLocation);
-    env->programLocation = nullptr;
   }
   if (env->stage >= STAGE_MEMORY) {
     HaltOnInterrupts(false);
@@ -148,8 +144,13 @@ void ShutDown(environ_ns env) {
   env->closed = true;
 }
 
+int VersionNumber() {
+  return 100 * MAJOR + MINOR;
+}
+
 const char* VersionText() {
-  FormatText(versionText, sizeof versionText, "%s %s, %s (%s)", VERSION_TEXT, PLATFORM_NAME, PRODUCT_NAME, BUILD_CODE);
+  FormatText(versionText, sizeof versionText, "%d.%02d %s, %s (%s)", MAJOR, MINOR, PLATFORM_NAME, PRODUCT_NAME,
+             BUILD_CODE);
   return versionText;
 }
 

@@ -29,8 +29,8 @@ class MessageBuffer {
   std::size_t length_ = 0;
 };
 
-inline constexpr int VERSION_NUMBER = 106;
-const char* VersionText();  // stays until close
+int VersionNumber();        // times 100
+const char* VersionText();  // stays
 
 environ_ns CreateEnviron();
 // Makes a valid environment the current one; not while a callback runs. The function is the one to be named.

@@ -6,7 +6,7 @@
 #include "Basic/Random.h"
 #include "Bn/compiled/Changes.h"
 #include "Bn/model/Net.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/SharedAnswers.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {
@@ -18,8 +18,8 @@ struct Module {
 };
 
 constexpr Module MODULES[] = {
-    {nullptr, FreeAllFileSpecs}, {StartRandom, StopRandom},  {StartModel, StopModel},
-    {nullptr, StopTables},       {ListenToChanges, nullptr},
+    {nullptr, FreeAllFileSpecs},  {StartRandom, StopRandom},  {StartModel, StopModel},
+    {nullptr, FreeSharedAnswers}, {ListenToChanges, nullptr},
 };
 
 }  // namespace

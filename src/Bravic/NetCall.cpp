@@ -2,8 +2,10 @@
 
 #include "Basic/FieldChecks.h"
 #include "Basic/Text.h"
-#include "Bn/model/Checks.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/Consistency.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 
 namespace bravic {
 namespace {

@@ -179,7 +179,7 @@ unsigned NumHalts() {
 }
 
 Failure FailHalted() {
-  return Fail(HALTED, "%s was halted", currentFunction ? currentFunction : "a long operation");
+  return Fail(HALTED, currentFunction ? currentFunction : "a long operation");
 }
 
 bool LongWork::Look() {

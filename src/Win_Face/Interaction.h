@@ -22,8 +22,7 @@ void EndWait(Wait* wait);
 
 // How many operations were halted so far: to see whether one within a call was.
 unsigned NumHalts();
-// "NAME was halted", NAME being the exported function now running.
-inline constexpr int HALTED = -2450;
+// HALTED, by the name of the exported function now running.
 Failure FailHalted();
 
 // A wait over a scope. Once halted it stays so.

@@ -4,7 +4,8 @@
 
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Undo.h"
 #include "support/changes.h"
 #include "support/net_fixture.h"

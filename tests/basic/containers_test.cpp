@@ -254,7 +254,7 @@ TEST_F(TypesTest, TablesAnswerByTag) {
   SetNetTitle_bn(static_cast<net_bn>(box), "x");
   EXPECT_EQ(Gist(), "5 5143 SetNetTitle_bn net_bn") << "too small for a net";
   Free(box);
-  FreeObject_sy(Fail(-1, "x").release());
+  FreeObject_sy(Fail(NULL_NODE).release());
   FreeObject_sy(FileNamed_ns("x", env));
   report_ns first = ReportError_ns(env, 1, 5, "first");
   ReportError_ns(env, 2, 4, "second");

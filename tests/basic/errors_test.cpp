@@ -16,6 +16,11 @@ namespace {
 using ::testing::internal::CaptureStdout;
 using ::testing::internal::GetCapturedStdout;
 
+constexpr ErrorRow CANT_OPEN{-2001, ERROR_ERR, "can't open '%s'"}, AROUND{0, AROUND_ERR, "can't read, because %s"},
+    LATER{-2003, WARNING_ERR, "later"}, NO_MEMORY{-2005, ERROR_ERR, "not enough memory to sort %d"},
+    ANY_TEXT{-3, ERROR_ERR, "%s"}, BAD{-9, ERROR_ERR, "bad"}, FIRST{-1, INTERNAL_ERR, "first"},
+    SECOND{-2, INTERNAL_ERR, "second"};
+
 class ErrorsTest : public LibraryTest {
  protected:
   // The numbers of the records of at least that danger, in the order of the walk.
@@ -122,29 +127,30 @@ TEST_F(ErrorsTest, MessagesTakeTheFunctionsNameOnceAndFewerThan512Characters) {
   report_ns longest = ReportError_ns(env, 1, 4, std::string(511, 'm').c_str());
   EXPECT_EQ(ErrorMessage_ns(longest), "ReportError_ns: M" + std::string(510, 'm'));
   EXPECT_EQ(ReportError_ns(env, 2, 4, std::string(512, 'm').c_str()), nullptr);
-  EXPECT_STREQ(ReportError(-3, "%s", std::string(512, 'm').c_str())->mesg, "Internal failure");
+  EXPECT_STREQ(Report(ANY_TEXT, std::string(512, 'm').c_str())->mesg, "Internal failure");
   EXPECT_EQ(Walk(0), (std::vector<int>{1, 111, 111}));
   ClearErrors_ns(env, 6);
 }
 
 TEST_F(ErrorsTest, FailuresAreSeenOnlyOncePosted) {
   {
-    Failure failure = Fail(-2001, "can't open '%s'", "f");
-    failure = Renumber(Rephrase(std::move(failure), "can't read net, because %s", failure->mesg), -2002);
-    Post(FailWarning(-2003, "later"));
+    Failure failure = Fail(CANT_OPEN, "f");
+    const char* reason = failure->mesg;
+    failure = Rephrase(std::move(failure), AROUND, reason);
+    Post(Fail(LATER));
     EXPECT_EQ(Walk(0), std::vector<int>{2003});
     EXPECT_FALSE(HasErrorSince(env, nullptr, ERROR_ERR));
     report_ns mark = NewestRecord(env);
     Post(std::move(failure));
     EXPECT_TRUE(HasErrorSince(env, mark, ERROR_ERR));
     EXPECT_FALSE(HasErrorSince(env, NewestRecord(env), WARNING_ERR));
-    const Failure dropped = Fail(-2004, "forgotten");
+    const Failure dropped = Fail(BAD);
   }
-  Post(FailMemory(-2005, 1536, "to sort"));
-  Post(FailMemory(-2006, 0, "to sort"));
+  Post(FailMemory(NO_MEMORY, 1536, 7));
+  Post(FailMemory(NO_MEMORY, 0, 7));
   EXPECT_EQ(Reports(),
-            "4 2003 later\n5 2002 can't read net, because can't open 'f'\n"
-            "5 2005 not enough memory to sort (1.5 K bytes needed)\n5 2006 not enough memory to sort\n");
+            "4 2003 later\n5 2001 can't read, because can't open 'f'\n"
+            "5 2005 not enough memory to sort 7 (1.5 K bytes needed)\n5 2005 not enough memory to sort 7\n");
 }
 
 TEST_F(ErrorsTest, ResultCodesBecomeTheSharedRecord) {
@@ -159,10 +165,10 @@ TEST_F(ErrorsTest, ResultCodesBecomeTheSharedRecord) {
 
 TEST_F(ErrorsTest, AnInternalErrorWithinAnotherIsRefused) {
   SetDisplayHooks(nullptr, [](int, const char*) {
-    ReportInternal(-2, "second");
+    ReportInternal(SECOND);
     return 1;
   });
-  EXPECT_EQ(ReportInternal(-1, "first"), 1);
+  EXPECT_EQ(ReportInternal(FIRST), 1);
   EXPECT_EQ(Reports(), "6 1 first\n");
 }
 
@@ -185,7 +191,7 @@ TEST_F(ErrorsTest, RepeatedReportsAreShownByTheMode) {
   const std::string expected[] = {"", full, full + more, full + full + full, ""};
   for (int mode = 1; mode <= 4; ++mode) {
     env->repetitionMode = mode;
-    ReportSilentError(-9, "bad");  // was not shown, so it does not count
+    ReportShown(NOT_DISPLAYED, BAD);  // was not shown, so it does not count
     CaptureStdout();
     for (int i = 0; i < 3; ++i) ReportError_ns(env, 9, 5, "bad");
     EXPECT_EQ(GetCapturedStdout(), expected[mode]) << "mode " << mode;
@@ -195,14 +201,17 @@ TEST_F(ErrorsTest, RepeatedReportsAreShownByTheMode) {
 
 TEST_F(ErrorsTest, OutstandingErrorsAreShownFourAtMost) {
   HasUserInteraction_ns(1, env);
-  for (int i = 1; i <= 6; ++i) ReportSilentError(-i, "e%d", i);
-  ReportDanger(-7, INTERNAL_ERR, NOT_DISPLAYED, "stays");
+  for (int i = 1; i <= 6; ++i) {
+    const ErrorRow row{-i, ERROR_ERR, "e%d"};
+    PostRow(&row, NOT_DISPLAYED, i);
+  }
+  ReportShown(NOT_DISPLAYED, FIRST);
   CaptureStdout();
   ShowOutstandingErrors(env);
   EXPECT_EQ(GetCapturedStdout(),
             "E1 (error 1)\nE2 (error 2)\nE3 (error 3)\nE4 (error 4)\n"
             "There are more errors, but they won't be displayed (error 2202)\n");
-  EXPECT_EQ(Walk(0), std::vector<int>{7});
+  EXPECT_EQ(Walk(0), std::vector<int>{1});
   ClearErrors_ns(env, 6);
 }
 

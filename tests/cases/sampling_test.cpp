@@ -2,7 +2,7 @@
 
 #include "Basic/Random.h"
 #include "Bn/learn/Sample.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/TableRows.h"
 #include "Win_Face/Interaction.h"
 #include "support/joint.h"
 #include "support/net_fixture.h"

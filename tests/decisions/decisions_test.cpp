@@ -1,7 +1,7 @@
 // Link reversal, absorption and optimal decisions against the joint distribution enumerated.
 
 #include "Basic/Memory.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Records.h"
 #include "support/joint.h"
 #include "support/net_fixture.h"
 

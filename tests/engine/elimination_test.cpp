@@ -141,7 +141,7 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
           const Table& table = tables[std::size_t(t)];
           const auto at = std::find(table.variables.begin(), table.variables.end(), known);
           const int first = at == table.variables.end() ? 0 : table.strides[std::size_t(at - table.variables.begin())];
-          Elimination::Key key;
+          engine::TableKey key;
           key.Mix(static_cast<std::uint64_t>(t));
           key.Mix(static_cast<std::uint64_t>(at == table.variables.end() ? -1 : known));
           elimination->AddFactor(table.entries.data(), first, int(table.entries.size()), {table.low, engine::NO_LOSS},

@@ -10,6 +10,8 @@
 namespace bravic::testing {
 namespace {
 
+constexpr ErrorRow LOST{-42, INTERNAL_ERR, "lost"}, LOST_COUNT{-42, INTERNAL_ERR, "lost %d"};
+
 using ::testing::HasSubstr;
 using ::testing::internal::CaptureStderr;
 using ::testing::internal::CaptureStdout;
@@ -177,7 +179,7 @@ TEST_F(InteractionTest, InternalErrorsAskWhatToDo) {
     Type(row.typed);
     CaptureStdout();
     CaptureStderr();
-    EXPECT_EQ(ReportInternal(-42, "lost %d", 3), row.answer);
+    EXPECT_EQ(ReportInternal(LOST_COUNT, 3), row.answer);
     EXPECT_EQ(GetCapturedStderr(), shown);
     EXPECT_EQ(GetCapturedStdout(),
               "Lost 3 (internal error 42)\n" + shown + "(Exit, Skip, Proceed): " + row.decision + "\n\n");
@@ -191,7 +193,7 @@ TEST_F(InteractionTest, InternalErrorsAskWhatToDo) {
   Type("s");
   CaptureStdout();
   CaptureStderr();
-  EXPECT_EQ(ReportInternal(-42, "lost"), 0);
+  EXPECT_EQ(ReportInternal(LOST), 0);
   EXPECT_EQ(GetCapturedStderr(), "");
   EXPECT_EQ(GetCapturedStdout(), "");
   EXPECT_EQ(Reports(), "6 42 lost\n");
@@ -208,7 +210,7 @@ TEST_F(InteractionDeathTest, ExitEndsTheProcessWithTheNumber) {
   EXPECT_EXIT(
       {
         Type("x");
-        ReportInternal(-42, "lost");
+        ReportInternal(LOST);
       },
       ::testing::ExitedWithCode(STATUS), "Bravic internal error \\(42\\): lost");
 }

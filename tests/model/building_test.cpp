@@ -1,7 +1,7 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
 
 #include "Basic/Text.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/NodeNames.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {

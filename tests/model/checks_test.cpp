@@ -2,9 +2,8 @@
 #include "Bn/model/Checks.h"
 
 #include "Basic/Memory.h"
-#include "Bn/model/Attributes.h"
-#include "Bn/model/Net.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Consistency.h"
+#include "Bn/model/NodeOrder.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {

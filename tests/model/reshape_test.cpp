@@ -1,7 +1,7 @@
 // A change of parents against a row-by-row model of what becomes of the tables.
 
-#include "Bn/model/Net.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 #include "support/net_fixture.h"
 

@@ -4,6 +4,10 @@
 #include <optional>
 
 #include "Basic/Memory.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/SharedAnswers.h"
+#include "Bn/model/TableForms.h"
+#include "Bn/model/TableRows.h"
 #include "Bn/model/Undo.h"
 #include "support/net_fixture.h"
 
@@ -316,7 +320,7 @@ TEST_F(TablesTest, SharedAnswersOutliveLargerOnes) {
   EXPECT_EQ(SharedOnes(3 * 1024), large) << "grown to three times its size";
   EXPECT_EQ(Row(large, large + 3 * 1024), Row(3 * 1024, 1.0f));
   EXPECT_EQ(Row(zeros, zeros + 5), (Row{1, 0, 0, 0, 0}));
-  StopTables();
+  FreeSharedAnswers();
   SharedOnes(1024);
   SharedOneThenZeros(1024);
 }

@@ -1,6 +1,6 @@
 // The judge of probability vectors, and the normal form of rows.
 
-#include "Bn/model/Tables.h"
+#include "Bn/model/VectorCheck.h"
 #include "support/net_fixture.h"
 
 namespace bravic::testing {

@@ -3,7 +3,7 @@
 #include <regex>
 
 #include "Basic/Memory.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/SharedAnswers.h"
 
 namespace bravic::testing {
 

@@ -7,7 +7,7 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
 
 namespace bravic::testing {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "Basic/Text.h"
 #include "Bn/files/NetWriter.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/TableForms.h"
 #include "support/net_fixture.h"
 #include "support/rich_net.h"
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "Bn/compiled/CompiledNet.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"

@@ -2,7 +2,7 @@
 
 #include "Bn/compiled/Beliefs.h"
 #include "Bn/compiled/CompiledNet.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/Changes.h"
 
 namespace bravic {
 namespace {

@@ -8,7 +8,8 @@
 #include "Bn/compiled/CompiledNet.h"
 #include "Bn/engine/SearchOrder.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/TableForms.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {

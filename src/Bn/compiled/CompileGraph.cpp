@@ -1,5 +1,7 @@
 #include "Bn/compiled/CompileGraph.h"
 
+#include "Bn/model/NodeOrder.h"
+
 namespace bravic {
 
 Vector<node_bn> CompileNodes(net_bn net) {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "Bn/compiled/Likelihood.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/Members.h"
 
 namespace bravic {
 namespace {

@@ -9,15 +9,14 @@
 #include "Bn/compiled/CompiledNet.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/model/Attributes.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/SharedAnswers.h"
 #include "Bn/model/Undo.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
 namespace {
-
-// Values of findings and levels that are this near count as equal.
-constexpr double VALUE_TOLERANCE = 1e-5;
 
 std::span<const float> Weights(const float* likelihood, const bnode& node) {
   return std::span(likelihood, likelihood ? node.numstates : 0);
@@ -166,7 +165,7 @@ Failure FindStateOfValue(const bnode& node, double value, statetype* state) {
                ? Fail(-3308, "new value %g is less than lowest allowable (%g%.40s)", value, lowest, units)
                : Fail(-3309, "new value %g is higher than highest allowable (%g%.40s)", value, highest, units);
   }
-  *state = StateOfValue(node, value, VALUE_TOLERANCE);
+  *state = StateOfValue(node, value, LEVEL_TOLERANCE);
   if (*state != UNDEF_STATE || node.discrete != DISCRETE) return nullptr;
   statetype nearest = 0;
   for (statetype s = 1; s < node.numstates; ++s) {
@@ -181,7 +180,7 @@ Failure CheckValue(node_bn node, double value, Entry entry, statetype* state) {
   if (node->discrete == DISCRETE && !node->levels) {
     return Fail(-3317, "the node is discrete without any levels defined");
   }
-  if (entry == Entry::Adding && node->value != UNDEF_DBL && !(std::fabs(value - node->value) <= VALUE_TOLERANCE)) {
+  if (entry == Entry::Adding && node->value != UNDEF_DBL && !(std::fabs(value - node->value) <= LEVEL_TOLERANCE)) {
     return Fail(-3311, "new value %g contradicts old value %g", value, node->value);
   }
   if (Failure failure = FindStateOfValue(*node, value, state)) return failure;

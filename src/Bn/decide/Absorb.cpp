@@ -1,25 +1,25 @@
-// The order of absorption is chosen step by step by cost. A nature node's children are taken in the net's node order,
-// so that reversing a link never closes a cycle in an acyclic net.
-
 #include "Bn/decide/Absorb.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <limits>
 
+#include "Basic/Format.h"
 #include "Bn/compiled/Findings.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/decide/Reverse.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Bn/model/Undo.h"
 
 namespace bravic {
-
 namespace {
 
-inline constexpr double NEVER = -1, LARGEST = std::numeric_limits<double>::max();
-inline constexpr std::size_t REASON_LEN = REVERSAL_REASON_LEN + 80;
+// Costs of what cannot be absorbed now, and of what need not be looked at closely since something cheaper is there.
+constexpr double NEVER = -1, LARGEST = std::numeric_limits<double>::max();
+constexpr std::size_t REASON_LEN = REVERSAL_REASON_LEN + 80;
 
 struct Candidate {
   node_bn node;
@@ -57,7 +57,7 @@ Vector<node_bn> ChildrenInOrder(node_bn node) {
 // The one utility child, or NULL with the reason why the decision cannot be absorbed now.
 node_bn UtilityToMaximize(node_bn decision, char* reason) {
   auto refuse = [reason](const char* format, const char* name1 = "", const char* name2 = "") -> node_bn {
-    if (reason) std::snprintf(reason, REASON_LEN, format, name1, name2);
+    if (reason) FormatText(reason, REASON_LEN, format, name1, name2);
     return nullptr;
   };
   node_bn utility = nullptr;
@@ -70,41 +70,43 @@ node_bn UtilityToMaximize(node_bn decision, char* reason) {
     }
   }
   if (!utility) return refuse("it does not have a child utility node");
-  for (node_bn child : utility->succs)
-    if (!IsBarren(child))
-      return refuse("its child utility node '%s' has a nonbarren child ('%s')", utility->name, child->name);
-  for (node_bn parent : utility->preds)
-    if (parent != decision && IndexIn(decision->preds, parent) < 0)
-      return refuse("its child utility node '%s' has parents that it doesn't have", utility->name);
+  for (node_bn child : utility->succs) {
+    if (IsBarren(child)) continue;
+    return refuse("its child utility node '%s' has a nonbarren child ('%s')", utility->name, child->name);
+  }
+  for (node_bn parent : utility->preds) {
+    if (parent == decision || IndexIn(decision->preds, parent) >= 0) continue;
+    return refuse("its child utility node '%s' has parents that it doesn't have", utility->name);
+  }
   return utility;
 }
 
 // Whether every link to the children can be reversed, one after the other in the net's order. Past the first child no
 // cycle can form: what led to the later ones has been turned around by then.
 bool CanReverseChildren(node_bn node, char* reason) {
-  bool first = true;
+  CycleTest cycleTest = CycleTest::Made;
   for (node_bn child : ChildrenInOrder(node)) {
     char why[REVERSAL_REASON_LEN];
-    int code = TestReversal(node, child, first, why);
-    first = false;
-    if (code == 0) continue;
-    if (reason) {
-      if (code < 0)
-        std::snprintf(reason, REASON_LEN, "child %s", why);
-      else
-        std::snprintf(reason, REASON_LEN, "link to '%s' %s", child->name, why);
+    const Obstacle obstacle = FindObstacle(node, child, cycleTest, why);
+    cycleTest = CycleTest::NotNeeded;
+    if (obstacle == Obstacle::None) continue;
+    if (!reason) return false;
+    if (obstacle == Obstacle::Child) {
+      FormatText(reason, REASON_LEN, "child %s", why);
+    } else {
+      FormatText(reason, REASON_LEN, "link to '%s' %s", child->name, why);
     }
     return false;
   }
   return true;
 }
 
+// Cycles are no obstacle: they go away as other parents are turned around first.
 bool CanReverseParents(node_bn node, char* reason) {
   for (node_bn parent : node->preds) {
     char why[REVERSAL_REASON_LEN];
-    int code = TestReversal(parent, node, false, why);
-    if (code == 0) continue;
-    if (reason) std::snprintf(reason, REASON_LEN, "link from '%s' %s", parent->name, why);
+    if (FindObstacle(parent, node, CycleTest::NotNeeded, why) == Obstacle::None) continue;
+    if (reason) FormatText(reason, REASON_LEN, "link from '%s' %s", parent->name, why);
     return false;
   }
   return true;
@@ -117,18 +119,26 @@ bool CanAbsorbNature(node_bn node, char* reason) {
   return CanReverseChildren(node, reason);
 }
 
+// Links to be reversed count most, then the place in the order: among equals the last node goes first. A node with a
+// value but no state is kept to the end.
+constexpr double LINK_COST = 1000, PLACE_COST = 10, VALUE_COST = 1000000;
+
+double NatureCost(const Candidate& candidate, int numnodes) {
+  const bnode& node = *candidate.node;
+  const double place = PLACE_COST * (numnodes - candidate.position);
+  if (HasStateFinding(node) || node.likelihood) {
+    return LINK_COST * (node.preds.num + (node.likelihood ? node.succs.num : 0)) + place;
+  }
+  if (node.value != UNDEF_DBL) return VALUE_COST + candidate.position;
+  return LINK_COST * node.succs.num + place;
+}
+
+// smallest: the least cost so far, or NEVER.
 double CostOf(const Candidate& candidate, int numnodes, double smallest) {
   node_bn node = candidate.node;
   if (node->kind == DECISION_NODE) return HasStateFinding(*node) || UtilityToMaximize(node, nullptr) ? 0 : NEVER;
   if (node->kind != NATURE_NODE) return NEVER;
-  double cost;
-  if (HasStateFinding(*node) || node->likelihood)
-    cost =
-        1000.0 * (node->preds.num + (node->likelihood ? node->succs.num : 0)) + 10.0 * (numnodes - candidate.position);
-  else if (node->value != UNDEF_DBL)
-    cost = 1000000.0 + candidate.position;
-  else
-    cost = 1000.0 * node->succs.num + 10.0 * (numnodes - candidate.position);
+  const double cost = NatureCost(candidate, numnodes);
   if (smallest != NEVER && cost > smallest) return LARGEST;
   return CanAbsorbNature(node, nullptr) ? cost : NEVER;
 }
@@ -137,10 +147,10 @@ double CostOf(const Candidate& candidate, int numnodes, double smallest) {
 int ChooseNext(std::span<const Candidate> candidates, int numnodes) {
   int best = -1;
   double smallest = NEVER;
-  for (std::size_t i = 0; i < candidates.size(); ++i) {
-    double cost = CostOf(candidates[i], numnodes, smallest);
+  for (int i = 0; i < Count(candidates); ++i) {
+    const double cost = CostOf(candidates[i], numnodes, smallest);
     if (cost == NEVER || (smallest != NEVER && cost >= smallest)) continue;
-    best = static_cast<int>(i);
+    best = i;
     smallest = cost;
     if (cost == 0) break;
   }
@@ -157,11 +167,15 @@ Failure RemoveWithSlice(node_bn node) {
   return RemoveNodesFromNet(node->innet, nodes, {});
 }
 
-Failure ReversalFailure(node_bn parent, node_bn child, int result) {
+Failure ReversalFailure(node_bn parent, node_bn child, ReversalResult result) {
   if (result == REVERSAL_HALTED) return FailHalted();
   if (result == REVERSAL_NO_MEMORY)
     return Fail(-2143, "ran out of memory (trying to reverse link from '%s' to '%s')", parent->name, child->name);
-  return Fail(-2144, "couldn't reverse link from '%s' to '%s' (error %d)", parent->name, child->name, result);
+  return Fail(-2144, "couldn't reverse link from '%s' to '%s' (error %d)", parent->name, child->name, int{result});
+}
+
+Failure ReversalRefused(node_bn parent, node_bn child, const char* why) {
+  return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", parent->name, child->name, why);
 }
 
 // Reverses the links from the node's parents until it has none: each time the first that can be reversed now.
@@ -170,19 +184,16 @@ Failure ReverseParents(node_bn node, LongWork& work) {
     node_bn next = nullptr;
     for (node_bn parent : node->preds) {
       char why[REVERSAL_REASON_LEN];
-      int code = TestReversal(parent, node, true, why);
-      if (code == 0) {
+      const Obstacle obstacle = FindObstacle(parent, node, CycleTest::Made, why);
+      if (obstacle == Obstacle::None) {
         next = parent;
         break;
       }
-      if (code != 1)
-        return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", parent->name, node->name, why);
+      if (obstacle != Obstacle::Cycle) return ReversalRefused(parent, node, why);
     }
-    if (!next)
-      return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", node->preds.ar[0]->name, node->name,
-                  "it would form a directed cycle");
-    if (int result = ReverseLink(next, node, true, false, work); result != REVERSED)
-      return ReversalFailure(next, node, result);
+    if (!next) return ReversalRefused(node->preds.ar[0], node, "it would form a directed cycle");
+    const ReversalResult result = ReverseLink(next, node, ParentOrder::NodeOrder, ParentTable::Made, work);
+    if (result != REVERSED) return ReversalFailure(next, node, result);
   }
   return nullptr;
 }
@@ -192,36 +203,39 @@ Failure AbsorbLikelihood(node_bn node, LongWork& work) {
   if (Failure failure = ReverseParents(node, work)) return failure;
   if (Failure failure = MakeProbs(node)) return failure;
   Relation relation;
-  Block<float> row = TryMakeBlock<float>(static_cast<std::size_t>(node->numstates));
+  Block<float> row = TryMakeBlock<float>(node->numstates);
   if (!row) return FailMemory(-2183, 0, "to absorb a likelihood finding");
   Vector<engine::WideNumber> weights = LikelihoodWeights(*node);
   engine::WideNumber sum;
   for (int k = 0; k < weights.size(); ++k) {
-    weights[k] = weights[k] * engine::ToWide(static_cast<double>(node->probs[k]));
+    weights[k] = weights[k] * engine::ToWide(node->probs[k]);
     sum = sum + weights[k];
   }
-  for (int k = 0; k < weights.size(); ++k)
+  for (int k = 0; k < weights.size(); ++k) {
     row[k] = sum.mantissa > 0 ? static_cast<float>(engine::ToDouble(weights[k] / sum, 0)) : IMPOS_PROB;
+  }
   relation.probs = row.release();
   InstallRelation(node, relation);
   RetractFinding(node);
   return nullptr;
 }
 
+// Its children have all of its parents by then, so nothing is lost with it.
 Failure AbsorbNature(node_bn node, LongWork& work) {
   if (HasStateFinding(*node)) {
     if (Failure failure = ReverseParents(node, work)) return failure;
     return RemoveWithSlice(node);
   }
-  if (node->likelihood)
+  if (node->likelihood) {
     if (Failure failure = AbsorbLikelihood(node, work)) return failure;
+  }
   for (node_bn child : ChildrenInOrder(node)) {
     char why[REVERSAL_REASON_LEN];
-    if (TestReversal(node, child, true, why) != 0)
-      return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", node->name, child->name, why);
-    bool last = node->succs.num == 1;
-    if (int result = ReverseLink(node, child, true, last, work); result != REVERSED)
-      return ReversalFailure(node, child, result);
+    if (FindObstacle(node, child, CycleTest::Made, why) != Obstacle::None) return ReversalRefused(node, child, why);
+    // After the last reversal the node goes, and its table with it.
+    const ParentTable own = node->succs.num == 1 ? ParentTable::Dropped : ParentTable::Made;
+    const ReversalResult result = ReverseLink(node, child, ParentOrder::NodeOrder, own, work);
+    if (result != REVERSED) return ReversalFailure(node, child, result);
   }
   node_bn nodes[] = {node};
   return RemoveNodesFromNet(node->innet, nodes, {});
@@ -246,72 +260,93 @@ Vector<node_bn> BarrenDescendants(node_bn decision, std::span<const Candidate> c
   return descendants;
 }
 
+void TakeOut(Vector<Candidate>& candidates, std::ptrdiff_t index) {
+  candidates[index] = candidates.back();
+  candidates.pop_back();
+}
+
 // Leaves that follow from the decision alone tell nothing about its choice.
-Failure RemoveBarrenDescendants(node_bn decision, std::span<Candidate> candidates, std::size_t* numLeft) {
+Failure RemoveBarrenDescendants(node_bn decision, Vector<Candidate>& candidates) {
   OrderedNodes(decision->innet);
-  for (node_bn node : BarrenDescendants(decision, candidates.first(*numLeft))) {
+  for (node_bn node : BarrenDescendants(decision, candidates)) {
     if (node->succs.num > 0) continue;
-    const auto end = candidates.begin() + static_cast<std::ptrdiff_t>(*numLeft);
-    *std::find_if(candidates.begin(), end, [node](const Candidate& c) { return c.node == node; }) =
-        candidates[*numLeft - 1];
-    --*numLeft;
+    const auto isNode = [node](const Candidate& candidate) { return candidate.node == node; };
+    TakeOut(candidates, std::find_if(candidates.begin(), candidates.end(), isNode) - candidates.begin());
     node_bn nodes[] = {node};
     if (Failure failure = RemoveNodesFromNet(node->innet, nodes, {})) return failure;
   }
   return nullptr;
 }
 
-double UtilityOf(float entry) {
-  return entry == IMPOS_PROB ? 0.0 : static_cast<double>(entry);
-}
+// What a decision is chosen by: the utility's table at a configuration of the decision's parents.
+class Choice {
+ public:
+  Choice(node_bn decision, node_bn utility)
+      : decision_(*decision), utility_(*utility), position_(utility->preds.num), states_(utility->preds.num + 1, 0) {
+    for (int i = 0; i < position_.size(); ++i) {
+      node_bn parent = utility->preds.ar[i];
+      position_[i] = parent == decision ? -1 : IndexIn(decision->preds, parent);
+    }
+    while (IsExcluded(firstAllowed_)) ++firstAllowed_;
+  }
+  // The first state of largest utility, and that utility; IMPOS_PROB where every state is impossible. False when the
+  // utility of a state is not defined.
+  bool Make(const statetype* parentStates, statetype* chosen, float* utility) {
+    *chosen = firstAllowed_;
+    *utility = IMPOS_PROB;
+    for (statetype d = 0; d < decision_.numstates; ++d) {
+      if (IsExcluded(d)) continue;
+      for (int i = 0; i < position_.size(); ++i) states_[i] = position_[i] < 0 ? d : parentStates[position_[i]];
+      const float entry = utility_.determinv[RowIndex(utility_, states_.data())];
+      if (entry == UNDEF_PROB) return false;
+      if (entry == IMPOS_PROB || (*utility != IMPOS_PROB && !(entry > *utility))) continue;
+      *chosen = d;
+      *utility = entry;
+    }
+    return true;
+  }
+
+ private:
+  // By a finding that is not a state.
+  bool IsExcluded(statetype state) const { return decision_.likelihood && decision_.likelihood[state] == 0; }
+
+  const bnode &decision_, &utility_;
+  Vector<int> position_;  // of each parent of the utility node among the decision's, -1: the decision itself
+  Vector<statetype> states_;
+  statetype firstAllowed_ = 0;
+};
 
 // For each configuration of the decision's parents the first state of largest expected utility; the utility node
 // takes all of those parents.
 Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* policies, LongWork& work) {
+  constexpr double STATE_WORK = 10;  // nanoseconds, about, to look at one
   const auto parents = Entries(decision->preds);
   char purpose[100];
-  std::snprintf(purpose, sizeof purpose, "for decision table of node '%s'", decision->name);
+  FormatText(purpose, sizeof purpose, "for decision table of node '%s'", decision->name);
   if (!utility->determinv) return Fail(-2215, "node '%s' doesn't have a deterministic relation table", utility->name);
-  long long rows = NumConfigurations(parents);
+  const long long rows = NumConfigurations(parents);
   if (rows <= 0) return FailMemory(-2183, 0, purpose);
   Policy policy;
   policy.decision = decision;
   policy.parents.assign(parents.begin(), parents.end());
-  policy.states = TryMakeBlock<statetype>(static_cast<std::size_t>(rows));
-  Block<float> best = TryMakeBlock<float>(static_cast<std::size_t>(rows));
-  if (!policy.states || !best) return FailMemory(-2183, static_cast<double>(rows) * 8, purpose);
+  policy.states = TryMakeBlock<statetype>(rows);
+  Block<float> best = TryMakeBlock<float>(rows);
+  if (!policy.states || !best) {
+    return FailMemory(-2183, static_cast<double>(rows) * (sizeof(statetype) + sizeof(float)), purpose);
+  }
 
-  const int numparents = decision->preds.num;
-  Vector<int> position(static_cast<std::size_t>(utility->preds.num));  // of each utility parent, -1: the decision
-  for (int i = 0; i < utility->preds.num; ++i)
-    position[i] = utility->preds.ar[i] == decision ? -1 : IndexIn(decision->preds, utility->preds.ar[i]);
-  Vector<statetype> states(static_cast<std::size_t>(numparents) + 1, 0);
-  Vector<statetype> utilityStates(position.size() + 1, 0);
-  statetype firstAllowed = 0;
-  while (decision->likelihood && decision->likelihood[firstAllowed] == 0) ++firstAllowed;
+  Choice choice(decision, utility);
+  Vector<statetype> states(decision->preds.num + 1, 0);
   for (long long row = 0; row < rows; ++row) {
-    if (work.Halts(10.0 * decision->numstates)) return FailHalted();
-    statetype chosen = firstAllowed;
-    float chosenEntry = IMPOS_PROB;
-    for (statetype d = 0; d < decision->numstates; ++d) {
-      if (decision->likelihood && decision->likelihood[d] == 0) continue;  // excluded by a finding
-      for (int i = 0; i < position.size(); ++i) utilityStates[i] = position[i] < 0 ? d : states[position[i]];
-      float entry = utility->determinv[RowIndex(*utility, utilityStates.data())];
-      if (entry == UNDEF_PROB)
-        return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", utility->name,
-                    "an expected utility");
-      if (entry == IMPOS_PROB) continue;
-      if (chosenEntry == IMPOS_PROB || UtilityOf(entry) > UtilityOf(chosenEntry)) {
-        chosen = d;
-        chosenEntry = entry;
-      }
+    if (work.Halts(STATE_WORK * decision->numstates)) return FailHalted();
+    if (!choice.Make(states.data(), &policy.states[row], &best[row])) {
+      return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", utility->name,
+                  "an expected utility");
     }
-    policy.states[row] = chosen;
-    best[row] = chosenEntry;
     NextConfiguration(parents, states.data());
   }
 
-  Vector<node_bn> newparents(parents.begin(), parents.end());
+  const Vector<node_bn> newparents(parents.begin(), parents.end());
   ChangeParents(utility, newparents, {}, true);
   Relation relation;
   relation.determinv = best.release();
@@ -320,14 +355,14 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
   return nullptr;
 }
 
-Failure AbsorbOne(node_bn node, Vector<Policy>* policies, std::span<Candidate> candidates, std::size_t* numLeft,
-                  LongWork& work) {
+// candidates: what is left to be absorbed; a decision takes those along that only it bears on.
+Failure AbsorbOne(node_bn node, Vector<Policy>* policies, Vector<Candidate>& candidates, LongWork& work) {
   net_bn net = node->innet;
   UndoGroup group(UNDO_ABSORB, net);
   if (node->kind != DECISION_NODE) return AbsorbNature(node, work);
   if (HasStateFinding(*node)) return RemoveWithSlice(node);
   node_bn utility = UtilityToMaximize(node, nullptr);
-  if (Failure failure = RemoveBarrenDescendants(node, candidates, numLeft)) return failure;
+  if (Failure failure = RemoveBarrenDescendants(node, candidates)) return failure;
   if (Failure failure = MaximizeDecision(node, utility, policies, work)) return failure;
   DisconnectChildren(node);  // barren ones that stay keep a placeholder
   node_bn nodes[] = {node};
@@ -340,40 +375,42 @@ Failure NoneCanBeAbsorbed(node_bn node) {
     UtilityToMaximize(node, reason);
     return Fail(-2058, "can't absorb decision node '%s', because %s", node->name, reason);
   }
-  if (node->kind == NATURE_NODE)
+  if (node->kind == NATURE_NODE) {
     CanAbsorbNature(node, reason);
-  else
-    std::snprintf(reason, sizeof reason, "'%s' is not a nature node", node->name);
+  } else {
+    FormatText(reason, sizeof reason, "'%s' is not a nature node", node->name);
+  }
   return Fail(-2059, "can't absorb nature node '%s', because %s", node->name, reason);
 }
 
 }  // namespace
 
 Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* policies, LongWork& work) {
+  constexpr double CANDIDATE_WORK = 100;  // nanoseconds, about, to find the cost of one
   UndoGroup group(UNDO_GROUP, net);
   OrderedNodes(net);
   Vector<Candidate> candidates;
-  for (node_bn node : nodes)
+  for (node_bn node : nodes) {
     if (node->kind != UTILITY_NODE && node->kind != ASSUME_NODE) candidates.push_back({node, 0});
+  }
   std::sort(candidates.begin(), candidates.end(),
             [](const Candidate& x, const Candidate& y) { return x.node->index < y.node->index; });
   for (int i = 0; i < candidates.size(); ++i) candidates[i].position = i;
 
-  std::size_t numLeft = candidates.size();
-  const double numnodes = static_cast<double>(numLeft);
-  while (numLeft > 0) {
+  const double numnodes = candidates.size();
+  while (!candidates.empty()) {
     // A choice looks at all that is left, and each of these at its neighbours.
-    if (work.Halts(100.0 * static_cast<double>(numLeft))) return FailHalted();
-    work.SetShare(1 - static_cast<double>(numLeft) / numnodes);
-    int next = ChooseNext({candidates.data(), numLeft}, net->nodes.num);
+    if (work.Halts(CANDIDATE_WORK * candidates.size())) return FailHalted();
+    work.SetShare(1 - candidates.size() / numnodes);
+    const int next = ChooseNext(candidates, net->nodes.num);
     if (next < 0) return NoneCanBeAbsorbed(candidates[0].node);
     node_bn node = candidates[next].node;
-    candidates[next] = candidates[--numLeft];
+    TakeOut(candidates, next);
     // The record of a removed node may go with the undo record, so its name is kept for the message.
     char name[MAX_ERR_LEN / 2];
-    std::snprintf(name, sizeof name, "%s", node->name);
-    if (Failure failure = AbsorbOne(node, policies, candidates, &numLeft, work)) {
-      if (failure->number == HALTED) return failure;
+    FormatText(name, sizeof name, "%s", node->name);
+    if (Failure failure = AbsorbOne(node, policies, candidates, work)) {
+      if (failure->number == HALTED.number) return failure;
       return Fail(failure->number, "couldn't absorb node '%s' because %s", name, failure->mesg);
     }
   }

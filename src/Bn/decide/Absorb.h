@@ -1,6 +1,7 @@
-// Node absorption and decision optimization: influence diagrams solved by node removal and link reversal (Shachter
-// 1986). A nature node is summed out after its links to its children are reversed; a decision node is maximized into
-// its utility child, and the maximizing choices are its policy.
+// Node absorption: influence diagrams solved by node removal and link reversal (Shachter 1986). A nature node is summed
+// out after its links to its children are reversed; a decision node is maximized into its utility child, and the
+// maximizing choices are its policy. The order is chosen step by step by cost. A nature node's children are taken in
+// the net's node order, so that reversing a link never closes a cycle in an acyclic net.
 #pragma once
 
 #include <span>
@@ -20,9 +21,5 @@ struct Policy {
 // Absorbs the nodes for good, as one undo group; utility and assume nodes among them are passed over. A failure
 // leaves the net as far as the absorption got. Policies found are appended, when a place for them is given.
 Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* policies, LongWork& work);
-// Gives every decision node of the net its optimal table and leaves the rest as it was; on failure all of it.
-Failure OptimizeDecisions(net_bn net);
-// Expected utility under the current decision tables and findings.
-Failure ExpectedUtility(net_bn net, double* utility);
 
 }  // namespace bravic

@@ -38,6 +38,7 @@ inline constexpr double SMALL = 1500;             // what is not worth a look at
 // Steps of variable elimination (EliminationOrder.cpp).
 inline constexpr double BUCKET = 180;         // a step, beside its entries
 inline constexpr double SINGLE_ENTRY = 2;     // an entry in doubles, one by one
+inline constexpr double PLANNED_FROM = 4096;  // entries from which on a step goes by a plan
 inline constexpr double MAKE_PLAN = 3000;     // to make a plan for a large step,
 inline constexpr double PLANNED_ENTRY = 0.7;  //   and an entry then
 

@@ -7,17 +7,16 @@
 namespace bravic::engine {
 
 Graph MoralGraph(std::span<const Vector<int>> parents, std::span<const Vector<int>> children) {
-  const std::size_t n = parents.size();
+  const int n = Count(parents);
   Graph graph;
   graph.start.reserve(n + 1);
   graph.start.push_back(0);
   Vector<int> seenFrom(n, -1);
-  for (std::size_t i = 0; i < n; ++i) {
-    const int self = static_cast<int>(i);
-    seenFrom[i] = self;
+  for (int i = 0; i < n; ++i) {
+    seenFrom[i] = i;
     auto join = [&](int other) {
-      if (seenFrom[other] == self) return;
-      seenFrom[other] = self;
+      if (seenFrom[other] == i) return;
+      seenFrom[other] = i;
       graph.list.push_back(other);
     };
     for (int parent : parents[i]) join(parent);

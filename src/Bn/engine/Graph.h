@@ -12,9 +12,7 @@ namespace bravic::engine {
 struct Graph {
   Vector<int> start, list;
   int NumNodes() const { return start.size() - 1; }
-  std::span<const int> Neighbours(int i) const {
-    return {list.data() + start[i], static_cast<std::size_t>(start[static_cast<std::size_t>(i) + 1] - start[i])};
-  }
+  std::span<const int> Neighbours(int i) const { return std::span(list.data() + start[i], start[i + 1] - start[i]); }
 };
 
 // parents[i]: the parents of node i in their order. Moral neighbours come parents first, then children in the order

@@ -196,7 +196,7 @@ Order FindOrder(const Graph& moral, std::span<const int> numstates, const Progre
     done[best] = 1;
     tournament.Remove(best);
     for (int a : graph.Eliminate(best)) tournament.Change(a, bound(a));
-    if (progress && progress(static_cast<double>(i + 1) / n)) {
+    if (progress && progress((i + 1.0) / n)) {
       order.halted = true;
       break;
     }

@@ -20,7 +20,7 @@ struct Merged {
   int sizes[MAX_AXES];
   Vector<int> strides;  // [table][axis], numAxes apart from each other
 
-  int Stride(int table, int axis) const { return strides[table * numAxes + axis]; }
+  const int* Strides(int table) const { return strides.data() + table * numAxes; }
 };
 
 void Merge(const PassShape& shape, Merged* merged) {
@@ -58,19 +58,19 @@ struct Split {
 using Kind = PassPlan::Table::Kind;
 
 Kind KindOf(const Merged& merged, int table, const Split& split, bool target) {
+  const int* strides = merged.Strides(table);
   bool dense = true, none = true;
   int expected = 1;
   for (int a = merged.numAxes; a-- > split.row;) {
-    const int stride = merged.Stride(table, a);
-    dense &= stride == expected;
-    none &= stride == 0;
+    dense &= strides[a] == expected;
+    none &= strides[a] == 0;
     expected *= merged.sizes[a];
   }
   if (dense) return Kind::WHOLE_ROWS;
   if (target) return Kind::LANES;
   if (!none) return Kind::SPREAD;
   for (int a = split.block; a < split.row; ++a)
-    if (merged.Stride(table, a) != 0) return Kind::SCALES;
+    if (strides[a] != 0) return Kind::SCALES;
   return Kind::BLOCK_SCALE;
 }
 
@@ -80,8 +80,8 @@ void CutAxis(Split* split, Merged* merged) {
   Vector<int> strides;
   for (int t = 0; t < merged->numTables; ++t) {
     for (int k = 0; k < axes; ++k) {
-      if (k == a) strides.push_back(merged->Stride(t, k) * split->cut);
-      strides.push_back(merged->Stride(t, k));
+      if (k == a) strides.push_back(merged->Strides(t)[k] * split->cut);
+      strides.push_back(merged->Strides(t)[k]);
     }
   }
   for (int k = axes; k > a; --k) merged->sizes[k] = merged->sizes[k - 1];
@@ -102,58 +102,62 @@ int PaddedLength(int length) {
   return RoundUp(length, length > SHORT ? WIDEST_VECTOR : 8);
 }
 
-// How often the block moves along the axis. A cut axis counts once for its parts and once, within the block, for what
-// is in a part.
-double StepsAlong(const Merged& merged, const Split& split, int axis) {
-  return split.cut && axis == split.block - 1 ? split.parts : merged.sizes[axis];
-}
+// What the blocks of a split come to.
+struct Blocks {
+  int cutAxis = -1;        // a prefix axis: it counts once for its parts and once, within the block, for what is in one
+  double count = 1;        // of all, a last one in proportion to its rows
+  double perRow = 0;       // cost of a vector operation over a row
+  double steps[MAX_AXES];  // [prefix axis] parts or states
 
-double RowCost(const Split& split) {
-  return cost::ROW + cost::ROW_ENTRY * static_cast<double>(split.paddedLength);
-}
+  Blocks(const Merged& merged, const Split& split)
+      : cutAxis(split.cut ? split.block - 1 : -1), perRow(cost::ROW + cost::ROW_ENTRY * split.paddedLength) {
+    for (int a = 0; a < split.block; ++a) count *= steps[a] = a == cutAxis ? split.parts : merged.sizes[a];
+    if (split.cut) count *= static_cast<double>(merged.sizes[cutAxis]) / (split.parts * split.cut);
+  }
+};
 
-// Adds what one table takes, over so many blocks.
-void AddTableCost(const Merged& merged, const Split& split, int t, int numFactors, double blocks, double* cost) {
+// Adds what one table takes.
+void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks, int t, int numFactors, double* cost) {
   constexpr double ALMOST_ALL = 0.999;
   const bool isTarget = t > numFactors;
-  const double length = split.rowLength, rows = split.numRows, perRow = RowCost(split);
+  const int* strides = merged.Strides(t);
+  const double length = split.rowLength, rows = split.numRows;
   Kind kind = KindOf(merged, t, split, isTarget);
   // Rows of the block that the table tells apart, and how often its part in a block changes.
   double distinct = 1, changes = 1, before = 1;
   for (int a = split.block; a < split.row; ++a)
-    if (merged.Stride(t, a) != 0) distinct *= merged.sizes[a];
+    if (strides[a] != 0) distinct *= merged.sizes[a];
   for (int a = 0; a < split.block; ++a) {
-    before *= StepsAlong(merged, split, a);
-    if (merged.Stride(t, a) != 0) changes = before;
+    before *= blocks.steps[a];
+    if (strides[a] != 0) changes = before;
   }
-  if (split.cut && merged.Stride(t, split.block - 1) != 0) {
+  if (split.cut && strides[blocks.cutAxis] != 0) {
     distinct *= split.cut;
     if (kind == Kind::BLOCK_SCALE) kind = Kind::SCALES;
   }
+  const double allRows = blocks.count * rows * blocks.perRow;
   if (isTarget) {
-    if (kind == Kind::WHOLE_ROWS && distinct == rows && changes >= blocks * ALMOST_ALL) {
-      *cost += blocks * (cost::TABLE_OF_BLOCK + rows * (cost::WHOLE_ROW + cost::DIRECT_ROW_ENTRY * length));
+    if (kind == Kind::WHOLE_ROWS && distinct == rows && changes >= blocks.count * ALMOST_ALL) {
+      *cost += blocks.count * (cost::TABLE_OF_BLOCK + rows * (cost::WHOLE_ROW + cost::DIRECT_ROW_ENTRY * length));
       return;
     }
-    changes = std::max(changes, blocks * rows / distinct / ADDS_BETWEEN_FOLDS);
-    *cost += blocks * (cost::TABLE_OF_BLOCK + rows * perRow);
-    *cost +=
-        changes * (cost::FOLD + distinct * (kind == Kind::WHOLE_ROWS ? cost::WHOLE_ROW + cost::WHOLE_ROW_ENTRY * length
-                                                                     : cost::LANE_ROW + cost::LANE_ENTRY * length));
+    changes = std::max(changes, blocks.count * rows / distinct / ADDS_BETWEEN_FOLDS);
+    const double perFold = kind == Kind::WHOLE_ROWS ? cost::WHOLE_ROW + cost::WHOLE_ROW_ENTRY * length
+                                                    : cost::LANE_ROW + cost::LANE_ENTRY * length;
+    *cost += blocks.count * (cost::TABLE_OF_BLOCK + rows * blocks.perRow);
+    *cost += changes * (cost::FOLD + distinct * perFold);
   } else if (kind == Kind::SPREAD) {
-    if (t > 0) *cost += blocks * rows * perRow;
+    if (t > 0) *cost += allRows;
     *cost += changes * distinct * (cost::SPREAD_ROW + cost::SPREAD_ENTRY * length);
   } else if (t > 0) {
-    *cost += kind == Kind::WHOLE_ROWS ? blocks * rows * perRow : blocks * (cost::FACTOR_OF_BLOCK + rows);
+    *cost += kind == Kind::WHOLE_ROWS ? allRows : blocks.count * (cost::FACTOR_OF_BLOCK + rows);
   }
 }
 
 double Estimate(const Merged& merged, int numFactors, const Split& split) {
-  double blocks = 1;
-  for (int a = 0; a < split.block; ++a) blocks *= StepsAlong(merged, split, a);
-  if (split.cut) blocks *= static_cast<double>(merged.sizes[split.block - 1]) / (split.parts * split.cut);
-  double cost = cost::PLAN_RUN + blocks * (cost::BLOCK + split.numRows * RowCost(split));
-  for (int t = 0; t < merged.numTables; ++t) AddTableCost(merged, split, t, numFactors, blocks, &cost);
+  const Blocks blocks(merged, split);
+  double cost = cost::PLAN_RUN + blocks.count * (cost::BLOCK + split.numRows * blocks.perRow);
+  for (int t = 0; t < merged.numTables; ++t) AddTableCost(merged, split, blocks, t, numFactors, &cost);
   return cost;
 }
 
@@ -223,14 +227,17 @@ class TableMaker {
   }
 
  private:
-  int Stride(int axis) const { return merged_.Stride(number_, axis); }
+  int Stride(int axis) const { return merged_.Strides(number_)[axis]; }
 
-  // The index into the pool of the offsets of all configurations of the axes.
+  // Adds the offsets of all configurations of the axes to the pool; answers where they begin.
   int AddOffsets(int numAxes, const int* axes, const int* strides) {
-    int sizes[MAX_AXES];
-    for (int k = 0; k < numAxes; ++k) sizes[k] = merged_.sizes[axes[k]];
-    const int begin = plan_->pool.size();
-    ForEachOffset(numAxes, sizes, strides, [&](int offset) { plan_->pool.push_back(offset); });
+    int sizes[MAX_AXES], count = 1;
+    for (int k = 0; k < numAxes; ++k) count *= sizes[k] = merged_.sizes[axes[k]];
+    Vector<int>& pool = plan_->pool;
+    const int begin = pool.size();
+    pool.resize(begin + count);
+    int* to = pool.data() + begin;
+    ForEachOffset(numAxes, sizes, strides, [&](int offset) { *to++ = offset; });
     return begin;
   }
 

@@ -13,6 +13,7 @@ struct PassShape {
   Vector<int> sizes;    // [axis], slowest first; each at least 2
   Vector<int> strides;  // [table][axis]
 
+  // Keeps the sizes of so many axes.
   void Clear(int axes) {
     numAxes = axes;
     numFactors = numTargets = 0;
@@ -56,10 +57,12 @@ class ShapeMaker {
   template <class IsFree>
   void Begin(std::span<const int> variables, IsFree isFree, PassShape* shape) {
     int axes = 0;
-    for (int v : variables) axisOf_[v] = isFree(v) ? axes++ : NONE;
+    shape->sizes.resize(Count(variables));
+    for (int v : variables) {
+      axisOf_[v] = isFree(v) ? axes : NONE;
+      if (axisOf_[v] != NONE) shape->sizes[axes++] = numstates_[v];
+    }
     shape->Clear(axes);
-    for (int v : variables)
-      if (axisOf_[v] != NONE) shape->sizes[axisOf_[v]] = numstates_[v];
   }
   // Fills in the strides of a table that has[k] says has variables[k]. known(variable, stride) is told of those of its
   // variables that are no axes.

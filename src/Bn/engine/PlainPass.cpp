@@ -20,15 +20,15 @@ void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* co
   do {
     double scale = 1;
     for (int f = 1; f <= numFactors; ++f)
-      if (steps[f] == 0) scale *= static_cast<double>(factors[f - 1][offsets[f]]);
+      if (steps[f] == 0) scale *= factors[f - 1][offsets[f]];
     for (int begin = 0; begin < length && scale != 0; begin += RUN) {
       const int count = std::min(RUN, length - begin);
       const Entry* entries = potential + offsets[0] + begin * steps[0];
-      for (int i = 0; i < count; ++i) products[i] = scale * static_cast<double>(entries[i * steps[0]]);
+      for (int i = 0; i < count; ++i) products[i] = scale * entries[i * steps[0]];
       for (int f = 1; f <= numFactors; ++f) {
         if (steps[f] == 0) continue;
         const Factor* factor = factors[f - 1] + offsets[f] + begin * steps[f];
-        for (int i = 0; i < count; ++i) products[i] *= static_cast<double>(factor[i * steps[f]]);
+        for (int i = 0; i < count; ++i) products[i] *= factor[i * steps[f]];
       }
       double whole = 0;
       for (int i = 0; i < count; ++i) whole = maximize ? std::max(whole, products[i]) : whole + products[i];

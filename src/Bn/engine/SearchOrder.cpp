@@ -6,7 +6,6 @@
 #include "Bn/engine/SearchOrder.h"
 
 #include <algorithm>
-#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -14,6 +13,8 @@
 #include <numeric>
 #include <utility>
 
+#include "Bn/engine/BitRows.h"
+#include "Bn/engine/CostModel.h"
 #include "Bn/engine/Numbers.h"
 #include "Bn/engine/Tournament.h"
 
@@ -30,11 +31,13 @@ bool IsSearchable(const Graph& moral) {
   const int n = moral.NumNodes();
   double pairs = 0;
   for (int i = 0; i < n; ++i) {
-    const double degree = static_cast<double>(moral.Neighbours(i).size());
+    const double degree = Count(moral.Neighbours(i));
     pairs += degree * degree * degree / 6;
   }
   return n >= 4 && n <= MAX_SEARCH_NODES && pairs <= MAX_PAIRS;
 }
+
+using Clock = std::chrono::steady_clock;
 
 enum class Measure { STATE_SPACE, FILL, WEIGHTED_FILL, FILL_OF_SPACE, NUM_MEASURES };
 
@@ -58,14 +61,12 @@ class RandomStream {
 // One greedy run after another over the same graph.
 class Run {
  public:
-  Run(const Graph& moral, std::span<const int> numstates)
-      : moral_(moral), n_(moral.NumNodes()), words_((n_ + 63) / 64) {
+  Run(const Graph& moral, std::span<const int> numstates) : moral_(moral), n_(moral.NumNodes()) {
     for (int s : numstates) sizes_.push_back(std::max(1, s));
     for (double s : sizes_) logs_.push_back(BinaryLogarithm(s));
-    adjacent_.assign(n_ * words_, 0);
+    pristine_.Reset(n_);
     for (int i = 0; i < n_; ++i)
-      for (int w : moral.Neighbours(i)) SetBit(i, w);
-    pristine_ = adjacent_;
+      for (int w : moral.Neighbours(i)) pristine_.Set(i, w);
     lists_.resize(n_);
     setsOf_.resize(n_);
     touched_.assign(n_, -1);
@@ -87,9 +88,6 @@ class Run {
   }
 
  private:
-  bool Bit(int i, int j) const { return adjacent_[i * words_ + j / 64] >> (j % 64) & 1; }
-  void SetBit(int i, int j) { adjacent_[i * words_ + j / 64] |= std::uint64_t{1} << (j % 64); }
-
   void Reset(Measure measure, std::span<const double> bias) {
     measure_ = measure;
     bias_ = bias;
@@ -115,14 +113,14 @@ class Run {
       space += logs_[list[i]];
       if (!simplicial && measure_ == Measure::STATE_SPACE) continue;
       for (int j = 0; j < i; ++j) {
-        if (Bit(list[i], list[j])) continue;
+        if (adjacent_.Has(list[i], list[j])) continue;
         simplicial = false;
         if (measure_ == Measure::STATE_SPACE) break;
         fill += 1;
         weighted += logs_[list[i]] * logs_[list[j]];
       }
     }
-    if (simplicial) return -1e300 + static_cast<double>(node);
+    if (simplicial) return -1e300 + node;
     switch (measure_) {
       case Measure::STATE_SPACE:
         return space + bias_[node];
@@ -156,9 +154,9 @@ class Run {
     for (int i = 0; i < around.size(); ++i) {
       for (int j = 0; j < i; ++j) {
         const int a = around[i], b = around[j];
-        if (Bit(a, b)) continue;
-        SetBit(a, b);
-        SetBit(b, a);
+        if (adjacent_.Has(a, b)) continue;
+        adjacent_.Set(a, b);
+        adjacent_.Set(b, a);
         lists_[a].push_back(b);
         lists_[b].push_back(a);
         filled_.push_back({a, b});
@@ -175,13 +173,9 @@ class Run {
     if (measure_ != Measure::STATE_SPACE) {
       // Elsewhere an edge less is to fill for those that see both ends of a new one.
       for (const auto& [a, b] : filled_) {
-        for (std::size_t w = 0; w < words_; ++w) {
-          std::uint64_t both = adjacent_[a * words_ + w] & adjacent_[b * words_ + w];
-          for (; both != 0; both &= both - 1) {
-            const int c = static_cast<int>(w) * 64 + std::countr_zero(both);
-            if (!gone_[c]) update(c);
-          }
-        }
+        adjacent_.ForEachCommon(a, b, [&](int c) {
+          if (!gone_[c]) update(c);
+        });
       }
     }
     return largest > around.size() ? 0 : space;
@@ -189,12 +183,11 @@ class Run {
 
   const Graph& moral_;
   const int n_;
-  const std::size_t words_;
   Tournament tournament_;
   Measure measure_ = Measure::STATE_SPACE;
   std::span<const double> bias_;
   Vector<double> sizes_, logs_;
-  Vector<std::uint64_t> pristine_, adjacent_;
+  BitRows pristine_, adjacent_;
   Vector<Vector<int>> lists_, setsOf_;
   Vector<int> setSize_;
   Vector<std::pair<int, int>> filled_;
@@ -225,6 +218,9 @@ void Neighbourhood(const Graph& moral, int centre, int count, Vector<int>* nodes
 }  // namespace
 
 Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limit, double effort) {
+  constexpr Measure MEASURES[] = {Measure::FILL_OF_SPACE, Measure::WEIGHTED_FILL, Measure::FILL};
+  constexpr int NUM_MEASURES = 3, MOST_ROUNDS = 64;
+  constexpr double NOISE = 0.3;
   const int n = moral.NumNodes();
   Order best;
   best.cost = limit;
@@ -233,12 +229,12 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
   Run run(moral, numstates);
   Vector<int> order;
   Vector<double> bias(n, 0.0);
-  constexpr Measure MEASURES[] = {Measure::FILL_OF_SPACE, Measure::WEIGHTED_FILL, Measure::FILL};
-  // A try takes about two microseconds a node, a propagation two nanoseconds an entry.
-  for (int round = 0; round < 3 || (round < 64 && round * 2000.0 * n < best.cost * effort); ++round) {
-    if (round >= 3)
-      for (double& b : bias) b = 0.3 * random.Noise();
-    if (!(run.Try(MEASURES[round % 3], bias, best.cost, &order) < best.cost)) continue;
+  // As long as a run costs less than what the tree would.
+  auto isWorthIt = [&](int round) { return round < MOST_ROUNDS && round * cost::GREEDY_NODE * n < best.cost * effort; };
+  for (int round = 0; round < NUM_MEASURES || isWorthIt(round); ++round) {
+    if (round >= NUM_MEASURES)
+      for (double& b : bias) b = NOISE * random.Noise();
+    if (!(run.Try(MEASURES[round % NUM_MEASURES], bias, best.cost, &order) < best.cost)) continue;
     const double cost = OrderCost(moral, numstates, order);
     if (cost >= best.cost) continue;
     best.cost = cost;
@@ -248,9 +244,123 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
   return best;
 }
 
+namespace {
+
+// The search beyond the plain greedy order.
+class LongSearch {
+ public:
+  LongSearch(const Graph& moral, std::span<const int> numstates, double seconds, const ProgressFunction& progress,
+             Clock::time_point began, Order* best)
+      : moral_(moral),
+        numstates_(numstates),
+        seconds_(seconds),
+        progress_(progress),
+        began_(began),
+        best_(*best),
+        run_(moral, numstates),
+        bias_(moral.NumNodes()),
+        mark_(moral.NumNodes(), -1) {
+    for (int m = 0; m < NUM_MEASURES; ++m) {
+      tracks_[m].measure = static_cast<Measure>(m);
+      tracks_[m].bias.assign(moral.NumNodes(), 0.0);
+    }
+  }
+
+  // Noise over the whole graph, for a quarter of the time.
+  void TryEverywhere() {
+    constexpr int MOST_ROUNDS = 4000, FIRST_ROUNDS = 8;
+    constexpr double SHARE_OF_TIME = 0.25, TIES_ALONE = 1e-6;
+    for (int round = 0; MayGoOn() && elapsed_ < seconds_ * SHARE_OF_TIME && round < MOST_ROUNDS; ++round) {
+      Track& track = tracks_[round % NUM_MEASURES];
+      const double strength = round < FIRST_ROUNDS ? TIES_ALONE : random_.Share() * random_.Share();
+      for (double& b : bias_) b = strength * random_.Noise();
+      const double cost = run_.Try(track.measure, bias_, track.cost, &order_);
+      if (cost < track.cost) Take(&track, cost);
+    }
+  }
+
+  // Changes of one neighbourhood at a time, until the time is up.
+  void TryNeighbourhoods() {
+    SortTracks();
+    for (int round = 0; MayGoOn(); ++round) {
+      Track& track = ChooseTrack();
+      ChangeNeighbourhood(track, round);
+      // Early on a little harm is allowed, so that the search can leave a hollow.
+      const double tolerance = 0.003 * std::max(0.0, 1 - 1.5 * elapsed_ / seconds_);
+      const double cost = run_.Try(track.measure, bias_, track.cost * (1 + tolerance), &order_);
+      if (!(cost < std::numeric_limits<double>::infinity())) continue;
+      Take(&track, cost);
+      SortTracks();
+    }
+  }
+
+ private:
+  static constexpr int NUM_MEASURES = static_cast<int>(Measure::NUM_MEASURES);
+
+  // False when the time is up or the search was halted.
+  bool MayGoOn() {
+    constexpr int ROUNDS_BETWEEN_LOOKS = 16;
+    elapsed_ = std::chrono::duration<double>(Clock::now() - began_).count();
+    if (elapsed_ >= seconds_) return false;
+    if (progress_ && ++sinceAsked_ >= ROUNDS_BETWEEN_LOOKS) {
+      sinceAsked_ = 0;
+      best_.halted = progress_(elapsed_ / seconds_);
+    }
+    return !best_.halted;
+  }
+
+  // The biases led to that cost, by the sums of a run; the best order is judged by its cost proper.
+  void Take(Track* track, double estimate) {
+    constexpr double ROUNDING = 1.000001;
+    track->cost = estimate;
+    track->bias = bias_;
+    if (estimate > best_.cost * ROUNDING) return;
+    const double cost = OrderCost(moral_, numstates_, order_);
+    if (cost >= best_.cost) return;
+    best_.cost = cost;
+    best_.nodes = order_;
+  }
+
+  void SortTracks() {
+    std::sort(std::begin(tracks_), std::end(tracks_), [](const Track& a, const Track& b) { return a.cost < b.cost; });
+  }
+
+  // The better a measure does, the more often it is tried.
+  Track& ChooseTrack() {
+    const double share = random_.Share();
+    return tracks_[share < 0.6 ? 0 : share < 0.85 ? 1 : share < 0.95 ? 2 : 3];
+  }
+
+  // The track's biases with noise in one neighbourhood, of a few nodes or now and then of any number.
+  void ChangeNeighbourhood(const Track& track, int round) {
+    constexpr int FEW = 24;
+    const int n = moral_.NumNodes();
+    const int count = 1 + random_.Below(random_.Below(3) == 0 ? n : std::min(n, FEW));
+    Neighbourhood(moral_, random_.Below(n), count, &region_, &mark_, round);
+    const double strength = 2 * random_.Share() * random_.Share();
+    bias_ = track.bias;
+    for (int v : region_) bias_[v] = (random_.Below(8) == 0 ? 0 : bias_[v]) + strength * random_.Noise();
+  }
+
+  const Graph& moral_;
+  std::span<const int> numstates_;
+  const double seconds_;
+  const ProgressFunction& progress_;
+  const Clock::time_point began_;
+  Order& best_;
+  RandomStream random_;
+  Run run_;
+  Track tracks_[NUM_MEASURES];
+  double elapsed_ = 0;
+  int sinceAsked_ = 0;
+  Vector<double> bias_;
+  Vector<int> order_, region_, mark_;
+};
+
+}  // namespace
+
 Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,
                   const ProgressFunction& progress) {
-  using Clock = std::chrono::steady_clock;
   const auto began = Clock::now();
   const int n = moral.NumNodes();
   Order best = FindOrder(moral, numstates, nullptr);
@@ -262,67 +372,9 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
     }
   }
   if (!(seconds > 0) || !IsSearchable(moral)) return best;
-
-  RandomStream random;
-  Run run(moral, numstates);
-  Vector<int> order, region, mark(n, -1);
-  Track tracks[static_cast<int>(Measure::NUM_MEASURES)];
-  double elapsed = 0;
-  int sinceAsked = 0;
-  // False when the time is up or the search was halted.
-  auto mayGoOn = [&] {
-    elapsed = std::chrono::duration<double>(Clock::now() - began).count();
-    if (elapsed >= seconds) return false;
-    if (progress && ++sinceAsked >= 16) {
-      sinceAsked = 0;
-      best.halted = progress(elapsed / seconds);
-    }
-    return !best.halted;
-  };
-  auto keep = [&](double estimate) {
-    if (estimate > best.cost * 1.000001) return;
-    const double cost = OrderCost(moral, numstates, order);
-    if (cost >= best.cost) return;
-    best.cost = cost;
-    best.nodes = order;
-  };
-  for (int m = 0; m < static_cast<int>(Measure::NUM_MEASURES); ++m) {
-    tracks[m].measure = static_cast<Measure>(m);
-    tracks[m].bias.assign(n, 0.0);
-  }
-
-  // Noise over the whole graph, for a quarter of the time.
-  Vector<double> bias(n);
-  for (int round = 0; mayGoOn() && elapsed < seconds / 4 && round < 4000; ++round) {
-    Track& track = tracks[round % static_cast<int>(Measure::NUM_MEASURES)];
-    const double strength = round < 8 ? 1e-6 : random.Share() * random.Share();
-    for (double& b : bias) b = strength * random.Noise();
-    const double cost = run.Try(track.measure, bias, track.cost, &order);
-    if (cost >= track.cost) continue;
-    track.cost = cost;
-    track.bias = bias;
-    keep(cost);
-  }
-
-  // Changes of one neighbourhood at a time; the better a measure does, the more often it is tried.
-  std::sort(std::begin(tracks), std::end(tracks), [](const Track& a, const Track& b) { return a.cost < b.cost; });
-  for (int round = 0; mayGoOn(); ++round) {
-    const double share = random.Share();
-    Track& track = tracks[share < 0.6 ? 0 : share < 0.85 ? 1 : share < 0.95 ? 2 : 3];
-    const int count = 1 + random.Below(random.Below(3) == 0 ? n : std::min(n, 24));
-    Neighbourhood(moral, random.Below(n), count, &region, &mark, round);
-    const double strength = 2 * random.Share() * random.Share();
-    bias = track.bias;
-    for (int v : region) bias[v] = (random.Below(8) == 0 ? 0 : bias[v]) + strength * random.Noise();
-    // Early on a little harm is allowed, so that the search can leave a hollow.
-    const double tolerance = 0.003 * std::max(0.0, 1 - 1.5 * elapsed / seconds);
-    const double cost = run.Try(track.measure, bias, track.cost * (1 + tolerance), &order);
-    if (!(cost < std::numeric_limits<double>::infinity())) continue;
-    track.cost = cost;
-    track.bias = bias;
-    keep(cost);
-    std::sort(std::begin(tracks), std::end(tracks), [](const Track& a, const Track& b) { return a.cost < b.cost; });
-  }
+  LongSearch search(moral, numstates, seconds, progress, began, &best);
+  search.TryEverywhere();
+  search.TryNeighbourhoods();
   best.numFound = n;
   return best;
 }

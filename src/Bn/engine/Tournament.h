@@ -1,6 +1,8 @@
 // Which of many numbers is the least, kept while single numbers change.
 #pragma once
 
+#include <bit>
+
 #include "Basic/Memory.h"
 
 namespace bravic::engine {
@@ -10,8 +12,7 @@ class Tournament {
  public:
   // n players, all of them out.
   void Reset(int n) {
-    width_ = 1;
-    while (width_ < n) width_ *= 2;
+    width_ = std::bit_ceil(static_cast<std::size_t>(n));
     cost_.resize(n);
     winner_.assign(2 * width_, -1);
   }
@@ -23,7 +24,7 @@ class Tournament {
     winner_[width_ + player] = player;
   }
   void BuildAll() {
-    for (int place = width_ - 1; place > 0; --place) Play(place);
+    for (std::size_t place = width_ - 1; place > 0; --place) Play(place);
   }
   void Change(int player, double cost) {
     cost_[player] = cost;
@@ -35,15 +36,15 @@ class Tournament {
   }
 
  private:
-  void Play(int place) {
+  void Play(std::size_t place) {
     const int left = winner_[2 * place], right = winner_[2 * place + 1];
     winner_[place] = left < 0 || (right >= 0 && cost_[right] < cost_[left]) ? right : left;
   }
   void PlayAbove(int player) {
-    for (int place = (width_ + player) / 2; place > 0; place /= 2) Play(place);
+    for (std::size_t place = (width_ + player) / 2; place > 0; place /= 2) Play(place);
   }
 
-  int width_ = 1;
+  std::size_t width_ = 1;
   Vector<double> cost_;
   Vector<int> winner_;
 };

@@ -12,11 +12,11 @@ namespace bravic::engine {
 namespace {
 
 Vector<Vector<int>> FilledGraph(const Graph& moral, std::span<const int> order) {
-  const std::size_t n = order.size();
+  const int n = Count(order);
   Vector<Vector<int>> filled(n);
   Vector<int> position(n), follower(n), counter(n);
-  for (std::size_t i = 0; i < n; ++i) position[order[i]] = static_cast<int>(i);
-  for (int i = 0; i < static_cast<int>(n); ++i) {
+  for (int i = 0; i < n; ++i) position[order[i]] = i;
+  for (int i = 0; i < n; ++i) {
     const int v = order[i];
     follower[v] = v;
     counter[v] = i;
@@ -76,13 +76,13 @@ Vector<int> MaximumCardinalityNumbers(const Vector<Vector<int>>& filled, Vector<
 void FormCliques(const Vector<Vector<int>>& filled, std::span<const int> byNumber, std::span<const int> numstates,
                  JunctionTree* tree) {
   Vector<int> counter(filled.size(), 0);
-  for (std::size_t i = filled.size(); i-- > 0;) {
+  for (int i = filled.size(); i-- > 0;) {
     const int v = byNumber[i];
     Clique clique;
     int top = -1;
     for (int w : filled[v]) {
       const int number = tree->number[w];
-      if (number >= static_cast<int>(i)) continue;
+      if (number >= i) continue;
       clique.members.push_back(w);
       if (top < 0 || number > tree->number[top]) top = w;
     }
@@ -171,11 +171,11 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
 
 JunctionTree MergeSmallCliques(const JunctionTree& tree) {
   constexpr double STEPS[] = {0, 16, 32, 64, 128, 200};  // entries that a merger may add, the cheapest mergers first
-  const std::size_t n = tree.cliques.size();
+  const int n = tree.cliques.size();
   Vector<int> into(n);
   Vector<double> size(n);
-  for (std::size_t c = 0; c < n; ++c) {
-    into[c] = static_cast<int>(c);
+  for (int c = 0; c < n; ++c) {
+    into[c] = c;
     size[c] = tree.cliques[c].size;
   }
   auto find = [&](int c) {
@@ -196,15 +196,15 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree) {
   merged.number = tree.number;
   merged.home = tree.home;
   Vector<int> place(n, -1);
-  for (std::size_t c = 0; c < n; ++c) {
-    if (into[c] != static_cast<int>(c)) continue;
+  for (int c = 0; c < n; ++c) {
+    if (into[c] != c) continue;
     place[c] = merged.cliques.size();
     merged.cliques.emplace_back();
     merged.cliques.back().size = size[c];
     merged.totalSize += size[c];
   }
-  for (std::size_t c = 0; c < n; ++c) {
-    const int to = place[find(static_cast<int>(c))];
+  for (int c = 0; c < n; ++c) {
+    const int to = place[find(c)];
     for (int member : tree.cliques[c].members) {
       Vector<int>& members = merged.cliques[to].members;
       if (std::find(members.begin(), members.end(), member) == members.end()) members.push_back(member);

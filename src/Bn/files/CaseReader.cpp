@@ -8,9 +8,9 @@
 #include "Basic/Portable.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetFormat.h"
-#include "Bn/model/Attributes.h"
-#include "Bn/model/Net.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 
 namespace bravic {
 
@@ -66,8 +66,8 @@ void StateNames::Fill(const bnode& node) {
 
 Failure CaseReader::Prefixed(Failure failure) const {
   if (!failure) return failure;
-  auto* fail = failure->danger < ERROR_ERR ? FailWarning : Fail;
-  return fail(failure->number, "error reading file '%s':  %s", ShownPath(filename_).text, failure->mesg);
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), AROUND_CASE_FILE, ShownPath(filename_).text, reason);
 }
 
 Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {

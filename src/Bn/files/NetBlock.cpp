@@ -13,6 +13,8 @@
 #include "Bn/files/TableReader.h"
 #include "Bn/model/Attributes.h"
 #include "Bn/model/NameLists.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
 

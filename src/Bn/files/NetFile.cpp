@@ -12,7 +12,7 @@
 #include "Bn/files/NetReader.h"
 #include "Bn/files/NetValues.h"
 #include "Bn/files/NetWriter.h"
-#include "Bn/model/Checks.h"
+#include "Bn/model/Consistency.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
 

@@ -4,6 +4,7 @@
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
+#include "Bn/model/Node.h"
 
 namespace bravic {
 namespace {
@@ -32,6 +33,13 @@ void ReportPrefixed(NetReader& reader, int number, bool warning, const char* for
 }
 
 }  // namespace
+
+void ReadErrorRow(NetReader& reader, const ErrorRow* row, ...) {
+  std::va_list arguments;
+  va_start(arguments, row);
+  ReportPrefixed(reader, row->number, row->danger == WARNING_ERR, row->text, arguments);
+  va_end(arguments);
+}
 
 void ReadError(NetReader& reader, int number, const char* format, ...) {
   std::va_list arguments;
@@ -75,7 +83,7 @@ bool ReportFault(NetReader& reader, const char* context) {
   if (reader.in.parseState != PARSE_CANCELLED) {
     char text[MAX_ERR_LEN];
     ParseErrorText(reader.in.fault, context, text, sizeof text);
-    ReadError(reader, reader.in.fault.number, "%s", text);
+    ReadError(reader, reader.in.fault.error->number, "%s", text);
     reader.in.ForgetError();
   }
   return false;

@@ -81,6 +81,11 @@ struct Statement {
 };
 
 // Reports: under the prefix of the file being read; a warning begins "while" instead of "error".
+void ReadErrorRow(NetReader& reader, const ErrorRow* row, ...);
+template <class... Args>
+void ReadError(NetReader& reader, ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
+  ReadErrorRow(reader, error.Row(), arguments...);
+}
 void ReadError(NetReader& reader, int number, const char* format, ...) BRAVIC_PRINTF(3, 4);
 void ReadWarning(NetReader& reader, int number, const char* format, ...) BRAVIC_PRINTF(3, 4);
 // Of two statements that exclude each other the later one holds.

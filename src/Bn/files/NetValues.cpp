@@ -13,8 +13,9 @@ namespace {
 constexpr int FEW_NAMES = 16;  // up to here duplicates are looked for pair by pair
 
 // Reports what the channel found wrong with the value of a statement.
-bool ValueFault(NetReader& reader, const Statement& at, int number, std::string_view word = {}, long count = 0) {
-  reader.in.Report(number, word, count);
+bool ValueFault(NetReader& reader, const Statement& at, const ErrorRow& error, std::string_view word = {},
+                long count = 0) {
+  reader.in.Report(error, word, count);
   return ReportFault(reader, at);
 }
 
@@ -156,15 +157,14 @@ bool ReadUnsigned(NetReader& reader, const Statement& at, unsigned* value) {
 }
 
 // Reports a text that is no number under the number that belongs to its statement.
-bool BadNumber(NetReader& reader, const Statement& at, std::string_view word, int badNumber, long nth) {
+bool BadNumber(NetReader& reader, const Statement& at, std::string_view word, const ErrorRow& badNumber, long nth) {
   const int quoted = QuoteLength(word);
   if (!word.empty() && word[0] == '@') {
     ReadError(reader, -1090, "unknown escape name '%.*s'", quoted - 1, word.data() + 1);
     return false;
   }
-  if (badNumber == -777) {
-    ReadError(reader, -777, "illegal number '%.*s' in `%s` statement of %s '%s', line %ld", quoted, word.data(),
-              at.field, at.keyword, at.owner, LineNow(reader));
+  if (&badNumber == &ILLEGAL_FINDING_NUMBER) {
+    ReadError(reader, ILLEGAL_FINDING_NUMBER, quoted, word.data(), at.field, at.keyword, at.owner, LineNow(reader));
     return false;
   }
   return ValueFault(reader, at, badNumber, word, nth);
@@ -176,7 +176,7 @@ bool ReadNumber(NetReader& reader, const Statement& at, double* value) {
          BadNumber(reader, at, word, ILLEGAL_NUMBER, 0);
 }
 
-bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber) {
+bool ReadNumbers(NetReader& reader, const Statement& at, const ErrorRow& badNumber) {
   reader.numbers.clear();
   const Place opened = reader.in.Position();
   bool empty, more = true;

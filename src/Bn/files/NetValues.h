@@ -23,8 +23,8 @@ bool ReadNumber(NetReader& reader, const Statement& at, double* value);
 bool ReadQuoted(NetReader& reader, const Statement& at, char** text);  // owned by the caller; NULL for no text
 // Appends the items to words. Empty items are allowed only where said so.
 bool ReadNames(NetReader& reader, const Statement& at, bool allowEmpty, NameRange* names);
-// Into reader.numbers. listNumber: the error of a bad number (-184 takes the parse error's text, -777 its own).
-bool ReadNumbers(NetReader& reader, const Statement& at, int badNumber);
+// Into reader.numbers. badNumber: the error of what is no number, a parse error or ILLEGAL_FINDING_NUMBER.
+bool ReadNumbers(NetReader& reader, const Statement& at, const ErrorRow& badNumber);
 // Owned names of a list that is parallel to something: legal, different; an empty item is NULL.
 bool MakeNames(NetReader& reader, const Statement& at, NameRange range, char*** names);
 // The value of a field that is not of the form Own.

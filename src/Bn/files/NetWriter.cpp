@@ -8,7 +8,9 @@
 #include "Bn/files/NetPrinter.h"
 #include "Bn/files/NodeWriter.h"
 #include "Bn/files/TableWriter.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/TableForms.h"
 
 namespace bravic {
 

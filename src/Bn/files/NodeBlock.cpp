@@ -94,7 +94,7 @@ bool HasStates(NodeBlock& block, NodeField field) {
 }
 
 bool ReadStateNumbers(NodeBlock& block, NodeField field) {
-  if (!HasStates(block, field) || !ReadNumbers(block.reader, block.At(field), -777)) return false;
+  if (!HasStates(block, field) || !ReadNumbers(block.reader, block.At(field), ILLEGAL_FINDING_NUMBER)) return false;
   const auto& numbers = block.reader.numbers;
   if (!numbers.empty() && numbers.size() != block.node.numstates) {
     ReadError(block.reader, field == NODE_LIKELIHOOD ? -1093 : -1160,

@@ -11,6 +11,7 @@
 #include "Bn/files/NodeStatements.h"
 #include "Bn/files/TableReader.h"
 #include "Bn/files/TableWriter.h"
+#include "Bn/model/Levels.h"
 #include "Bn/model/NameLists.h"
 #include "Bn/model/Tables.h"
 

@@ -6,7 +6,7 @@
 
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/files/NetValues.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
 
 namespace bravic {
 namespace {

@@ -5,6 +5,8 @@
 #include "Basic/Text.h"
 #include "Bn/files/NetValues.h"
 #include "Bn/model/NameLists.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 
 namespace bravic {
 namespace {

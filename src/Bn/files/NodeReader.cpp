@@ -8,6 +8,8 @@
 #include "Bn/files/NodeInherit.h"
 #include "Bn/files/NodeLinks.h"
 #include "Bn/files/NodeWaiting.h"
+#include "Bn/model/Node.h"
+#include "Bn/model/NodeNames.h"
 
 namespace bravic {
 namespace {

@@ -100,11 +100,11 @@ bool UnknownState(OpenTable& table, std::string_view word) {
   return false;
 }
 
-bool EntryFault(OpenTable& table, int number, std::string_view word) {
+bool EntryFault(OpenTable& table, const ErrorRow& error, std::string_view word) {
   char condition[CONDITION_LEN], context[MAX_ERR_LEN];
   FormatText(context, sizeof context, " in `%s` statement for [%s] of %s '%s'", FieldName(table.field),
              Condition(table, condition, sizeof condition), format::NODE_WORD, table.node.name);
-  table.reader.in.Report(number, word);
+  table.reader.in.Report(error, word);
   ReportFault(table.reader, context);
   return false;
 }

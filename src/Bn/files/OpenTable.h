@@ -51,6 +51,6 @@ bool TooManyClosed(OpenTable& table);
 bool BadEntry(OpenTable& table, const char* reason);
 bool UnknownEscape(OpenTable& table, std::string_view word);
 bool UnknownState(OpenTable& table, std::string_view word);
-bool EntryFault(OpenTable& table, int number, std::string_view word);
+bool EntryFault(OpenTable& table, const ErrorRow& error, std::string_view word);
 
 }  // namespace bravic

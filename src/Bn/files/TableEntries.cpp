@@ -7,7 +7,7 @@
 #include "Basic/Portable.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetValues.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/VectorCheck.h"
 
 namespace bravic {
 namespace {

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <span>
 
-#include "Bn/model/Attributes.h"
 #include "Bn/model/Condition.h"
 #include "Bn/model/Tables.h"
 

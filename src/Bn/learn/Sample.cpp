@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 #include "Basic/Random.h"
 #include "Basic/Text.h"
@@ -11,16 +10,19 @@
 #include "Bn/files/CaseWriter.h"
 #include "Bn/learn/SampleTree.h"
 #include "Bn/model/Condition.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
-
 namespace {
 
-inline constexpr double NODE_WORK = 16;  // to sample one
-constexpr int SAMPLE_HALTED = -14;       // within this file
+constexpr double NODE_WORK = 16;  // nanoseconds, about, to sample one
+// Forward draws for each case that are still no reason to ask the user, or to draw from the junction tree instead.
+constexpr double DRAWS_A_CASE = 40;
+constexpr int SAMPLE_HALTED = -14;  // within this file
 
 // One node of the sampling order with what a draw needs at hand.
 struct Step {
@@ -47,10 +49,8 @@ Failure FindSource(node_bn node, Step& step) {
   return step.source == Step::Probs ? MakeProbs(node) : nullptr;
 }
 
-Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
-  const std::span<const node_bn> ordered =
-      Entries(OrderedNodes(nodes[0]->innet));  // before marking: ordering marks too
-  const int mark = NewMark();
+// Marks the nodes and all their ancestors, and takes the numbers off them.
+void MarkWithAncestors(std::span<const node_bn> nodes, int mark) {
   Vector<node_bn> open(nodes.begin(), nodes.end());
   while (!open.empty()) {
     node_bn node = open.back();
@@ -58,9 +58,39 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     if (node->mark == mark) continue;
     node->mark = mark;
     node->scratch = -1;
-    for (node_bn parent : node->preds)
+    for (node_bn parent : node->preds) {
       if (TagOf(parent) != STUB_TAG) open.push_back(parent);
+    }
   }
+}
+
+// The places and strides of the parents. Every parent has its place by then, but for one on a cycle.
+Failure FindParents(node_bn node, int mark, Step& step) {
+  std::size_t stride = 1;
+  step.parents.resize(node->preds.num);
+  step.stride.resize(node->preds.num);
+  for (int i = node->preds.num; i-- > 0;) {
+    node_bn parent = node->preds.ar[i];
+    step.stride[i] = stride;
+    stride *= std::max(parent->numstates, 1);
+    if (TagOf(parent) == STUB_TAG) {
+      step.source = Step::NoTable;
+      continue;
+    }
+    if (parent->mark != mark || parent->scratch >= node->scratch || parent->scratch < 0) {
+      return Fail(-2098, "there is a directed cycle in the network");
+    }
+    step.parents[i] = parent->scratch;
+  }
+  return nullptr;
+}
+
+// The listed nodes and their ancestors, parents first. While it is in use, scratch is a node's place in it.
+Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
+  const std::span<const node_bn> ordered =
+      Entries(OrderedNodes(nodes[0]->innet));  // before marking: ordering marks too
+  const int mark = NewMark();
+  MarkWithAncestors(nodes, mark);
   for (node_bn node : ordered) {
     if (node->mark != mark) continue;
     node->scratch = order.steps.size();
@@ -68,21 +98,7 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     step.node = node;
     step.numstates = node->numstates;
     if (Failure failure = FindSource(node, step)) return failure;
-    std::size_t stride = 1;
-    step.parents.resize(static_cast<std::size_t>(node->preds.num));
-    step.stride.resize(step.parents.size());
-    for (std::size_t i = step.parents.size(); i-- > 0;) {
-      node_bn parent = node->preds.ar[i];
-      step.stride[i] = stride;
-      stride *= static_cast<std::size_t>(std::max(parent->numstates, 1));
-      if (TagOf(parent) == STUB_TAG) {
-        step.source = Step::NoTable;
-        continue;
-      }
-      if (parent->mark != mark || parent->scratch >= node->scratch || parent->scratch < 0)
-        return Fail(-2098, "there is a directed cycle in the network");
-      step.parents[i] = parent->scratch;
-    }
+    if (Failure failure = FindParents(node, mark, step)) return failure;
     order.steps.push_back(std::move(step));
   }
   for (node_bn node : nodes) {
@@ -114,6 +130,7 @@ double ValueWithin(const bnode& node, statetype state) {
   return DrawUniform(low, high);
 }
 
+// Whether the draw disagrees with what is known of the node.
 bool IsRejected(const bnode& node, statetype state, double value) {
   if (state < 0 && (node.evidence >= 0 || node.likelihood)) state = StateOfValue(node, value, LEVEL_TOLERANCE);
   if (node.evidence >= 0 && state != node.evidence) return true;
@@ -131,25 +148,38 @@ bool IsRejected(const bnode& node, statetype state, double value) {
 bool FindRow(const Step& step, const SampleOrder& order, std::size_t* row) {
   *row = 0;
   for (int i = 0; i < step.parents.size(); ++i) {
-    const std::size_t parent = static_cast<std::size_t>(step.parents[i]);
+    const int parent = step.parents[i];
     statetype state = order.states[parent];
     if (state < 0) state = StateOfValue(*order.steps[parent].node, order.values[parent], LEVEL_TOLERANCE);
     if (state < 0) {
       ReportImpossible(step, order);
       return false;
     }
-    *row += static_cast<std::size_t>(state) * step.stride[i];
+    *row += state * step.stride[i];
   }
   return true;
 }
 
 // The level of a state, or a number drawn within its interval.
-double ValueOf(const bnode& node, statetype state) {
+double ValueOfState(const bnode& node, statetype state) {
   if (state < 0 || !node.levels) return UNDEF_DBL;
   return node.discrete == DISCRETE ? node.levels[state] : ValueWithin(node, state);
 }
 
-int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
+// A state by the row's probabilities: one random number is used up, state by state, from the first on.
+int DrawState(const float* probs, int numstates, statetype* state) {
+  float rest = DrawReal();
+  const statetype last = numstates - 1;
+  for (*state = 0; *state < last; ++*state) {
+    if (probs[*state] == UNDEF_PROB) return SAMPLE_NO_TABLE;
+    rest -= probs[*state];
+    if (rest < 0) break;
+  }
+  return probs[last] == UNDEF_PROB ? SAMPLE_NO_TABLE : SAMPLED;
+}
+
+// Draws the node, whose parents have been drawn, into the order's slots.
+int SampleNode(const Step& step, SampleOrder& order, int at) {
   node_bn node = step.node;
   std::size_t row = 0;
   if (!FindRow(step, order, &row)) return SAMPLE_IMPOSSIBLE;
@@ -166,30 +196,23 @@ int SampleNode(const Step& step, SampleOrder& order, std::size_t at) {
     case Step::Values:
       if (node->determinv[row] == IMPOS_PROB) return ReportImpossible(step, order);
       if (node->determinv[row] == UNDEF_PROB) return SAMPLE_NO_TABLE;
-      value = static_cast<double>(node->determinv[row]);
+      value = node->determinv[row];
       break;
     case Step::Probs: {
-      const float* probs = node->probs + row * static_cast<std::size_t>(step.numstates);
+      const float* probs = node->probs + row * step.numstates;
       if (probs[0] == IMPOS_PROB) return ReportImpossible(step, order);
-      float rest = DrawReal();
-      const statetype last = step.numstates - 1;
-      for (state = 0; state < last; ++state) {
-        if (probs[state] == UNDEF_PROB) return SAMPLE_NO_TABLE;
-        rest -= probs[state];
-        if (rest < 0) break;
-      }
-      if (probs[last] == UNDEF_PROB) return SAMPLE_NO_TABLE;
+      if (const int code = DrawState(probs, step.numstates, &state); code != SAMPLED) return code;
       break;
     }
   }
-  if (step.source != Step::Values) value = ValueOf(*node, state);
+  if (step.source != Step::Values) value = ValueOfState(*node, state);
   order.states[at] = state;
   order.values[at] = value;
   return IsRejected(*node, state, value) ? SAMPLE_REJECTED : SAMPLED;
 }
 
 // All nodes in order, until the first failure; *failed then is its place.
-int DrawCase(SampleOrder& order, LongWork& work, std::size_t* failed) {
+int DrawCase(SampleOrder& order, LongWork& work, int* failed) {
   for (int at = 0; at < order.steps.size(); ++at) {
     if (work.Halts(NODE_WORK)) return SAMPLE_HALTED;
     int code = SampleNode(order.steps[at], order, at);
@@ -202,8 +225,8 @@ int DrawCase(SampleOrder& order, LongWork& work, std::size_t* failed) {
 
 void KeepAsFindings(std::span<const node_bn> nodes, const SampleOrder& order) {
   UndoGroup group(UNDO_ALL_FINDINGS, nodes[0]->innet);
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    const std::size_t at = static_cast<std::size_t>(order.listed[i]);
+  for (int i = 0; i < Count(nodes); ++i) {
+    const int at = order.listed[i];
     statetype state = order.states[at];
     double value = order.values[at];
     // A function's value has its place among the levels like any other, and is no finding beyond them.
@@ -226,10 +249,10 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
   }
   const double draws = maxdraws >= 1 ? std::floor(maxdraws) : 0;
   if (draws < 1) return SAMPLE_REJECTED;
-  LongWork work("Generating a case", draws * NODE_WORK * static_cast<double>(order.steps.size()), Showing::Always);
+  LongWork work("Generating a case", draws * NODE_WORK * order.steps.size(), Showing::Always);
   int code = SAMPLE_REJECTED;
   for (double draw = 0; draw < draws && code == SAMPLE_REJECTED; ++draw) {
-    std::size_t failed = 0;
+    int failed = 0;
     code = DrawCase(order, work, &failed);
     if (code == SAMPLE_NO_TABLE)
       ReportError(-2139, "Distribution missing for node '%s'", order.steps[failed].node->name);
@@ -238,7 +261,6 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
   if (code != SAMPLE_HALTED) return code;
   Post(FailHalted());
   return SAMPLE_ERROR;
-  return code;
 }
 
 namespace {
@@ -253,7 +275,7 @@ Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, 
   CasePlan plan;
   if (Failure failure = PlanCases(filename, nodes, options.append, options.firstid >= 0, options.freq != 0, &plan))
     return failure;
-  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i]->scratch = order.listed[i];
+  for (int i = 0; i < Count(nodes); ++i) nodes[i]->scratch = order.listed[i];
   for (const PlannedColumn& column : plan.columns) file.columns.push_back(column.node ? column.node->scratch : -1);
   if (file.writer.Open(filename, plan)) return nullptr;
   return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text)
@@ -288,10 +310,10 @@ void Generator::WriteRow() {
   work.SetShare(static_cast<double>(numdone) / static_cast<double>(options.numcases));
 }
 
-// Forward, until enough draws meet the findings.
+// Forward, until enough draws meet the findings. Where few do, the user is asked now and then.
 int WriteForwardDraws(Generator& generator) {
-  const long numcases = generator.options.numcases;
-  double limit = 40.0 * static_cast<double>(numcases), attempts = 0;
+  const double numcases = static_cast<double>(generator.options.numcases);
+  double limit = DRAWS_A_CASE * numcases, attempts = 0;
   for (; !generator.IsDone(); ++attempts) {
     if (attempts > limit) {
       if (AskYesNo(true, "Many cases are being rejected. Cancel operation")) {
@@ -301,7 +323,7 @@ int WriteForwardDraws(Generator& generator) {
       }
       limit *= 2;
     }
-    std::size_t failed = 0;
+    int failed = 0;
     const int code = DrawCase(generator.order, generator.work, &failed);
     if (code == SAMPLE_REJECTED) continue;
     if (code == SAMPLE_NO_TABLE)
@@ -309,9 +331,8 @@ int WriteForwardDraws(Generator& generator) {
     if (code != SAMPLED) return code;
     generator.WriteRow();
   }
-  if (attempts != static_cast<double>(numcases) && !generator.file.writer.HasFailed())
-    ReportDanger(-2192, REPORT_ERR, LOG_DISPLAY, "Acceptance ratio = %g%%\n",
-                 static_cast<double>(numcases) * 100 / attempts);
+  if (attempts != numcases && !generator.file.writer.HasFailed())
+    ReportDanger(-2192, REPORT_ERR, LOG_DISPLAY, "Acceptance ratio = %g%%\n", numcases * 100 / attempts);
   return SAMPLED;
 }
 
@@ -323,10 +344,10 @@ int TakeDraw(SampleOrder& order, const TreeSampler& sampler) {
       std::size_t row = 0;
       if (!FindRow(step, order, &row)) return SAMPLE_IMPOSSIBLE;
       order.states[at] = UNDEF_STATE;
-      order.values[at] = static_cast<double>(step.node->determinv[row]);
+      order.values[at] = step.node->determinv[row];
     } else {
       order.states[at] = sampler.State(*step.node);
-      order.values[at] = ValueOf(*step.node, order.states[at]);
+      order.values[at] = ValueOfState(*step.node, order.states[at]);
     }
     if (step.node->discrete != DISCRETE && step.node->value != UNDEF_DBL) order.values[at] = step.node->value;
   }
@@ -335,7 +356,7 @@ int TakeDraw(SampleOrder& order, const TreeSampler& sampler) {
 
 int WriteTreeDraws(Generator& generator, TreeSampler& sampler) {
   while (!generator.IsDone()) {
-    if (generator.work.Halts(NODE_WORK * static_cast<double>(generator.order.steps.size()))) return SAMPLE_HALTED;
+    if (generator.work.Halts(NODE_WORK * generator.order.steps.size())) return SAMPLE_HALTED;
     sampler.Draw();
     if (const int code = TakeDraw(generator.order, sampler); code != SAMPLED) return code;
     generator.WriteRow();
@@ -345,7 +366,6 @@ int WriteTreeDraws(Generator& generator, TreeSampler& sampler) {
 
 // Whether draws from the tree are to be had and worth it.
 bool PrepareTree(const SampleOrder& order, LongWork& work, TreeSampler& sampler) {
-  constexpr double SELDOM = 1.0 / 40;
   const net_bn net = order.steps[0].node->innet;
   bool isObserved = false;
   Vector<node_bn> nodes;
@@ -355,7 +375,7 @@ bool PrepareTree(const SampleOrder& order, LongWork& work, TreeSampler& sampler)
     nodes.push_back(step.node);
   }
   return isObserved && net->potentialsMade && sampler.Prepare(net, nodes, work) && sampler.Acceptance() > 0 &&
-         sampler.Acceptance() < SELDOM;
+         sampler.Acceptance() < 1.0 / DRAWS_A_CASE;
 }
 
 int WriteCases(Generator& generator) {

@@ -6,18 +6,14 @@
 
 #include "Basic/Random.h"
 #include "Bn/compiled/CompiledNet.h"
+#include "Bn/engine/Axes.h"
 
 namespace bravic {
-
 namespace {
 
-constexpr double ENTRY_WORK = 4;
+constexpr double ENTRY_WORK = 4;  // nanoseconds, about, to multiply one
 
-std::size_t At(int i) {
-  return static_cast<std::size_t>(i);
-}
-
-// value x 2^(STEP x scale), value 0 or well within the range of doubles.
+// value x 2^(STEP x scale), value 0 or well within the range of doubles: a product of any number of probabilities.
 struct Scaled {
   static constexpr int STEP = 400;
   static constexpr double UP = 0x1p400, DOWN = 1 / UP;
@@ -26,12 +22,15 @@ struct Scaled {
 
   void Multiply(double by) {
     value *= by;
-    if (value != 0 && value < DOWN) value *= UP, --scale;
+    if (value == 0 || value >= DOWN) return;
+    value *= UP;
+    --scale;
   }
   void Multiply(const Scaled& by) {
     Multiply(by.value);
     scale += by.scale;
   }
+  // What is two steps smaller is beyond the digits of the other.
   void Add(const Scaled& other) {
     if (other.value == 0) return;
     if (value == 0 || other.scale > scale + 1) {
@@ -59,29 +58,24 @@ class Walk {
     for (int m : members) sizes_.push_back(numstates[m]);
   }
   // A table over some of the members in their own order, its last node fastest; answers its number.
-  std::size_t AddTable(std::span<const int> nodes) {
+  int AddTable(std::span<const int> nodes) {
     Vector<std::size_t> strides(members_.size(), 0);
     std::size_t stride = 1;
     for (int k = Count(nodes); k-- > 0;) {
       const auto m = std::find(members_.begin(), members_.end(), nodes[k]) - members_.begin();
       strides[m] += stride;
-      stride *= At(sizes_[m]);
+      stride *= sizes_[m];
     }
     strides_.push_back(std::move(strides));
     places_.push_back(0);
     return places_.size() - 1;
   }
-  std::size_t Place(std::size_t table) const { return places_[table]; }
+  std::size_t Place(int table) const { return places_[table]; }
   bool Next() {
-    for (int m = sizes_.size(); m-- > 0;) {
-      const bool wraps = ++at_[m] == sizes_[m];
-      for (int t = 0; t < places_.size(); ++t) {
-        wraps ? places_[t] -= strides_[t][m] * At(sizes_[m] - 1) : places_[t] += strides_[t][m];
-      }
-      if (!wraps) return true;
-      at_[m] = 0;
-    }
-    return false;
+    const auto move = [this](int m, int steps) {
+      for (int t = 0; t < places_.size(); ++t) places_[t] += steps * strides_[t][m];
+    };
+    return engine::StepOn(sizes_.size(), sizes_.data(), at_.data(), move) >= 0;
   }
 
  private:
@@ -94,7 +88,7 @@ class Walk {
 // Whether the state agrees with the finding, as a weight of at most 1.
 double FindingWeight(const bnode& node, statetype state, float largest) {
   if (node.evidence >= 0) return state == node.evidence;
-  return node.likelihood ? static_cast<double>(node.likelihood[state]) / static_cast<double>(largest) : 1;
+  return node.likelihood ? double{node.likelihood[state]} / largest : 1;
 }
 
 }  // namespace
@@ -107,6 +101,7 @@ class TreeSampler::Collector {
     messages_.resize(tree_.cliques.size());
   }
 
+  // From the last clique inward, so that every message is there when it is multiplied in.
   bool Collect() {
     OrderCliques();
     sampler_.cliques_.resize(order_.size());
@@ -146,6 +141,7 @@ class TreeSampler::Collector {
     }
   }
 
+  // First what the clique shares with the one before it, in the order of their separator.
   void ArrangeMembers(int c, Clique& clique) {
     const engine::Clique& from = tree_.cliques[c];
     for (int k = 0; k < from.neighbours.size(); ++k) {
@@ -157,11 +153,12 @@ class TreeSampler::Collector {
     for (int m : from.members) {
       if (std::find(clique.members.begin(), clique.members.end(), m) != clique.members.end()) continue;
       clique.members.push_back(m);
-      clique.numOwn *= At(net_.numstates[m]);
+      clique.numOwn *= net_.numstates[m];
     }
   }
 
-  // The product of what is at the clique and behind it.
+  // The product of what is at the clique and behind it: the tables of the nodes at home there with their findings, and
+  // the messages, which are not needed afterwards. False when it is halted or there is no room.
   bool Multiply(int c, const Clique& clique, Block<Scaled>& product, std::size_t size) {
     product = TryMakeBlock<Scaled>(size);
     if (!product) return false;
@@ -182,8 +179,8 @@ class TreeSampler::Collector {
       family.push_back(n);
       const float largest = node.likelihood ? *std::max_element(node.likelihood, node.likelihood + node.numstates) : 1;
       times(family, [&](Scaled& to, std::size_t place) {
-        const statetype state = static_cast<statetype>(place % At(node.numstates));
-        to.Multiply(std::max(static_cast<double>(node.probs[place]), 0.0));
+        const auto state = static_cast<statetype>(place % node.numstates);
+        to.Multiply(std::max(node.probs[place], 0.0f));
         to.Multiply(FindingWeight(node, state, largest));
       });
     }
@@ -196,12 +193,13 @@ class TreeSampler::Collector {
     return !work_.IsHalted();
   }
 
-  bool CollectAt(std::size_t i) {
+  // Makes the clique's message to the one before it, and its rows of running sums, from which draws are made.
+  bool CollectAt(int i) {
     const int c = order_[i];
     Clique& clique = sampler_.cliques_[i];
     ArrangeMembers(c, clique);
     std::size_t rows = 1;
-    for (int m = 0; m < clique.numShared; ++m) rows *= At(net_.numstates[clique.members[m]]);
+    for (int m = 0; m < clique.numShared; ++m) rows *= net_.numstates[clique.members[m]];
     Block<Scaled> product;
     if (!Multiply(c, clique, product, rows * clique.numOwn)) return false;
     Message& message = messages_[c];
@@ -209,17 +207,27 @@ class TreeSampler::Collector {
     message.table.assign(rows, {});
     clique.sums.resize(rows * clique.numOwn);
     for (std::size_t row = 0; row < rows; ++row) {
-      const Scaled* weights = product.get() + row * clique.numOwn;
-      Scaled& sum = message.table[row];
-      for (std::size_t own = 0; own < clique.numOwn; ++own) sum.Add(weights[own]);
-      if (sum.value > 0x1p200) sum.value *= Scaled::DOWN, ++sum.scale;
-      double running = 0;
-      for (std::size_t own = 0; own < clique.numOwn; ++own) {
-        if (sum.value > 0) running += weights[own].Over(sum);
-        clique.sums[row * clique.numOwn + own] = running;
-      }
+      const std::size_t first = row * clique.numOwn;
+      message.table[row] = SumUp({product.get() + first, clique.numOwn}, clique.sums.data() + first);
     }
     return true;
+  }
+
+  // Running sums of the weights in proportion to all of them; answers that sum.
+  static Scaled SumUp(std::span<const Scaled> weights, double* sums) {
+    Scaled sum;
+    for (const Scaled& weight : weights) sum.Add(weight);
+    // Many weights may add up beyond the range within which products are kept.
+    if (sum.value > 0x1p200) {
+      sum.value *= Scaled::DOWN;
+      ++sum.scale;
+    }
+    double running = 0;
+    for (const Scaled& weight : weights) {
+      if (sum.value > 0) running += weight.Over(sum);
+      *sums++ = running;
+    }
+    return sum;
   }
 
   TreeSampler& sampler_;
@@ -242,20 +250,20 @@ void TreeSampler::Draw() {
   constexpr float PARTS = 16777216;  // as many as a real draw tells apart; a second one goes between them
   for (const Clique& clique : cliques_) {
     std::size_t row = 0;
-    for (int m = 0; m < clique.members.size(); ++m) {
-      const std::size_t i = At(clique.members[m]);
-      if (m < clique.numShared) row = row * At(numstates_[i]) + At(states_[i]);
+    for (int m = 0; m < clique.numShared; ++m) {
+      const int i = clique.members[m];
+      row = row * numstates_[i] + states_[i];
     }
     const double* begin = clique.sums.data() + row * clique.numOwn;
     const double* end = begin + clique.numOwn;
-    const double part = std::floor(static_cast<double>(DrawReal() * PARTS));
-    const double drawn = (part + static_cast<double>(DrawReal())) / static_cast<double>(PARTS) * end[-1];
+    const double part = std::floor(double{DrawReal() * PARTS});
+    const double drawn = (part + DrawReal()) / PARTS * end[-1];
     // The first that is above; where rounding leaves none, the last that adds anything.
     const double* at = std::upper_bound(begin, end, drawn);
     if (at == end) at = std::lower_bound(begin, end, end[-1]);
-    std::size_t own = static_cast<std::size_t>(at - begin);
+    std::size_t own = at - begin;
     for (int m = clique.members.size(); m-- > clique.numShared;) {
-      const std::size_t i = At(clique.members[m]), numstates = At(numstates_[i]);
+      const int i = clique.members[m], numstates = numstates_[i];
       states_[i] = static_cast<statetype>(own % numstates);
       own /= numstates;
     }

@@ -5,8 +5,10 @@
 
 #include "Basic/Format.h"
 #include "Basic/Text.h"
+#include "Bn/model/Changes.h"
 #include "Bn/model/Fields.h"
 #include "Bn/model/NameLists.h"
+#include "Bn/model/NodeNames.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/UndoRecord.h"
 
@@ -93,7 +95,7 @@ int SetNetElimOrder(net_bn net, const nodelist_rec* order) {
   const nodelist_rec& present = net->elimorder;
   if (num == present.num && (num < 0 || std::equal(nodes.get(), nodes.get() + num, present.ar))) return 1;
   ReplaceList(BeginChange(net, NET_ELIMORDER), net->elimorder, nodes.release(), num);
-  if (inferenceHooks.uncompile) inferenceHooks.uncompile(net);
+  Uncompile(net);
   Touch(net);
   return 0;
 }
@@ -158,7 +160,7 @@ int SetKind(node_bn node, int kind) {
     HoldStructure(undo, net);
     GraphChanged(net);
   }
-  NotifyChange(net, node, ChangeCode::Kind);
+  if (net) GraphRestored(net);
   return 0;
 }
 

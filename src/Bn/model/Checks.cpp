@@ -4,7 +4,8 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Condition.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/NodeOrder.h"
+#include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 
 namespace bravic {

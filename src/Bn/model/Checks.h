@@ -14,8 +14,5 @@ enum class Extent { Structure, Tables };  // tables as well as the structure
 Failure CheckFitness(std::span<const node_bn> nodes, Purpose purpose, Extent extent);
 // The same as "can't compile net ..., because ...".
 Failure CheckReadiness(std::span<const node_bn> nodes, Purpose purpose, Extent extent, net_bn net);
-// The record's own consistency (deep argument checks, saving, the finishing check after reading).
-Failure CheckNodeConsistency(node_bn node);
-Failure CheckNetConsistency(net_bn net);
 
 }  // namespace bravic

@@ -1,12 +1,12 @@
-// The invariants that hold between calls: every record that a net reaches is alive and of its type, lists and links
-// agree in both directions, and arrays are as long as what they are indexed by. Contents of tables are not looked at,
-// so that the check of a node stays cheap.
+#include "Bn/model/Consistency.h"
+
 #include <algorithm>
 
 #include "Basic/Text.h"
-#include "Bn/model/Checks.h"
 #include "Bn/model/Fields.h"
-#include "Bn/model/Net.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Tables.h"
 
 namespace bravic {

@@ -1,10 +1,11 @@
-// Copies of nodes, within a net or into another. A parent that is copied too is replaced by its copy; any other is kept
-// as a parent within the same net and becomes a placeholder in another one. Findings, user data and links to children
-// that are not copied are left behind.
+#include "Bn/model/Duplicate.h"
+
 #include <algorithm>
 
 #include "Basic/Text.h"
 #include "Bn/model/NameLists.h"
+#include "Bn/model/Node.h"
+#include "Bn/model/NodeNames.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Undo.h"
 

@@ -148,13 +148,4 @@ void CopyFields(const bnode& from, CopyFor purpose, node_bn to) {
   std::memcpy(to->levels, from.levels, BlockSize(from.levels));
 }
 
-UndoRecord* BeginChange(net_bn net, NetField field) {
-  return NewUndo(NET_FIELD_TABLE[field].undo, net);
-}
-
-UndoRecord* BeginChange(node_bn node, NodeField field) {
-  node->fields[field] = FIELD_READ;
-  return NewUndo(NODE_FIELD_TABLE[field].undo, node->innet, node);
-}
-
 }  // namespace bravic

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "Bn/model/Undo.h"
+#include "Bn/model/UndoCodes.h"
 
 namespace bravic {
 
@@ -66,10 +66,5 @@ inline const char* FieldName(NodeField field) {
 // All fields that a node hands on, to a copy or (placeholder) to what takes its place. `to` has none of them yet.
 enum class CopyFor { Node, Placeholder };
 void CopyFields(const bnode& from, CopyFor purpose, node_bn to);
-
-// The undo record of a change of the field that is certain now (NULL when nothing is recorded). From then on the field
-// is the node's own, whatever its file said.
-UndoRecord* BeginChange(net_bn net, NetField field);
-UndoRecord* BeginChange(node_bn node, NodeField field);
 
 }  // namespace bravic

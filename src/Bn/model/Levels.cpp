@@ -6,9 +6,10 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Attributes.h"
+#include "Bn/model/Changes.h"
 #include "Bn/model/Fields.h"
 #include "Bn/model/NameLists.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Relation.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
@@ -58,7 +59,7 @@ void TellLevelsChanged(node_bn node, bool findingChanged) {
   if (node->determinv) TableChanged(node);
   if (!node->innet) return;
   node->innet->dirty = true;
-  if (findingChanged) NotifyChange(node->innet, node, ChangeCode::Finding);
+  if (findingChanged) FindingChanged(node);
 }
 
 // The tables indexed by the node's states, in records of their own.
@@ -159,7 +160,7 @@ int SetDiscrete(node_bn node, int discrete) {
     if (findingChanged) ReplaceFinding(undo, node, node->evidence, UNDEF_DBL, nullptr);
   }
   TellLevelsChanged(node, findingChanged);
-  NotifyChange(node->innet, node, ChangeCode::Kind);
+  if (node->innet) GraphRestored(node->innet);
   return 0;
 }
 
@@ -200,7 +201,7 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
     if (IsWithinBounds(*node, value)) ReplaceFinding(undo, node, state, value, nullptr);
   }
   node->fields[NODE_STATES] = FIELD_READ;
-  if (net && inferenceHooks.uncompile) inferenceHooks.uncompile(net);
+  if (net) Uncompile(net);
   TellLevelsChanged(node, hadFinding);
   return 0;
 }

@@ -1,11 +1,8 @@
-// Nodes and placeholders in and out of their net. One that is taken out leaves a NULL entry, a hole, so that a net can
-// be taken apart node by node in linear time; CloseUp moves the others together and numbers them anew. Nets whose order
-// is known have no holes. Where a node would stand without the holes before it is found by a tree of their sums
-// (Fenwick 1994).
+#include "Bn/model/Members.h"
+
 #include <algorithm>
 
-#include "Bn/model/Net.h"
-#include "Bn/model/UndoRecord.h"
+#include "Bn/model/NodeNames.h"
 
 namespace bravic {
 namespace {
@@ -109,6 +106,14 @@ void PutInList(net_bn net, nodelist_rec& list, Holes& holes, std::span<const Mem
 
 bool IsMember(const nodelist_rec& list, node_bn node) {
   return node->index >= 0 && node->index < list.num && list.ar[node->index] == node;
+}
+
+void CountFinding(net_bn net, const bnode& node, int step) {
+  if (node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) {
+    net->numEvidence += step;
+  } else if (node.likelihood) {
+    net->numLikelihood += step;
+  }
 }
 
 void AppendMembers(net_bn net, std::span<const node_bn> nodes, Vector<Member>* members) {

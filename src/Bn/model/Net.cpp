@@ -1,15 +1,15 @@
 #include "Bn/model/Net.h"
 
 #include <algorithm>
-#include <cstring>
-#include <ctime>
 
 #include "Basic/Environ.h"
 #include "Basic/Text.h"
-#include "Bn/model/Fields.h"
-#include "Bn/model/NameLists.h"
+#include "Bn/model/Changes.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/Node.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
-#include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
@@ -75,7 +75,7 @@ Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node
     undo->stubs = std::move(outStubs);
     undo->membersOut = true;
   }
-  NotifyChange(net, nullptr, ChangeCode::Removed);
+  GraphChanged(net);
   if (!undo) {
     for (node_bn node : nodes) FreeNodeRecord(node);
     for (node_bn stub : stubs) FreeNodeRecord(stub);
@@ -85,7 +85,6 @@ Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node
 
 }  // namespace
 
-InferenceHooks inferenceHooks = {};
 node_bn EmptyNode_bn = nullptr;
 net_bn EmptyNet_bn = nullptr;
 
@@ -98,7 +97,7 @@ net_bn NewNetRecord(const char* name, environ_ns env) {
 
 void FreeNet(net_bn net) {
   if (!net) return;
-  if (net->compiled && inferenceHooks.uncompile) inferenceHooks.uncompile(net);
+  if (net->compiled) Uncompile(net);
   FreeUndo(net);
   for (nodelist_rec* list : {&net->nodes, &net->stubs, &net->defines}) {
     FreeNodes(*list);
@@ -117,37 +116,6 @@ void FreeNet(net_bn net) {
   Free(net->subnets);
   net->tag = NO_TAG;
   DeleteObject(net);
-}
-
-node_bn NewNodeRecord(const bnode* source) {
-  Owned<bnode> copy = MakeOwned<bnode>();
-  node_bn node = copy.get();
-  if (!source) return copy.release();
-  node->tag = source->tag;
-  node->probsokay = source->probsokay;
-  node->normalized = source->normalized;
-  node->whenchanged = static_cast<unsigned>(std::time(nullptr));
-  CopyFields(*source, CopyFor::Node, node);
-  if (TryCopyTable(source->probs, node->probs) && TryCopyTable(source->numcases, node->numcases) &&
-      TryCopyTable(source->determin, node->determin) && TryCopyTable(source->determinv, node->determinv)) {
-    return copy.release();
-  }
-  FreeNodeRecord(copy.release());
-  return nullptr;
-}
-
-void FreeNodeRecord(node_bn node) {
-  if (!node) return;
-  NoteNodeGone(*node);
-  FreeNames(node->states);
-  FreeNames(node->inputs);
-  for (char* text : {node->name, node->units, node->title, node->comment, node->author, node->whochanged}) Free(text);
-  for (float* table : {node->probs, node->numcases, node->determinv, node->likelihood, node->belief}) Free(table);
-  Free(node->levels);
-  Free(node->determin);
-  for (nodelist_rec* list : {&node->preds, &node->succs, &node->inherits}) ClearList(*list);
-  node->tag = NO_TAG;
-  DeleteObject(node);
 }
 
 node_bn NewDefaultNode(const char* stem, net_bn net) {
@@ -188,7 +156,7 @@ void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const n
   for (node_bn node : nodes) {
     VisitParents(node, [&](node_bn parent) { InsertChild(undo, parent, node); });
   }
-  NotifyChange(net, nullptr, ChangeCode::Added);
+  GraphChanged(net);
 }
 
 Failure RemoveNodesFromNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
@@ -207,61 +175,6 @@ void DeleteNode(node_bn node) {
     if (std::find(stubs.begin(), stubs.end(), parent) == stubs.end()) stubs.push_back(parent);
   }
   if (Failure failure = TakeOut(net, {&node, 1}, stubs)) Post(std::move(failure));
-}
-
-void HoldStructure(UndoRecord* undo, net_bn net) {
-  if (undo) {
-    undo->structural = true;
-    undo->order = KeepOrder(net);
-  }
-  ReplaceList(undo, net->elimorder, nullptr, -1);
-}
-
-void GraphRestored(net_bn net) {
-  net->keepsbeliefs = false;
-  net->dirty = true;
-  if (inferenceHooks.uncompile) inferenceHooks.uncompile(net);
-}
-
-void GraphChanged(net_bn net) {
-  net->orderstate = ORDER_UNKNOWN;
-  ClearList(net->elimorder);
-  net->elimorder.num = -1;
-  GraphRestored(net);
-}
-
-void TableRestored(node_bn node) {
-  if (!node->innet) return;
-  node->innet->dirty = true;
-  if (inferenceHooks.tableChanged) inferenceHooks.tableChanged(node);
-}
-
-void TableChanged(node_bn node) {
-  node->probsokay = -1;
-  node->chance = UNKNOWN_CHANCE;
-  TableRestored(node);
-}
-
-void NotifyChange(net_bn net, node_bn node, ChangeCode code) {
-  if (!net) return;
-  net->dirty = true;
-  switch (code) {
-    case ChangeCode::Graph:
-    case ChangeCode::Added:
-    case ChangeCode::Removed:
-      GraphChanged(net);
-      break;
-    case ChangeCode::Kind:
-      GraphRestored(net);
-      break;
-    case ChangeCode::TablesLost:
-    case ChangeCode::Table:
-      TableChanged(node);
-      break;
-    case ChangeCode::Finding:
-      if (inferenceHooks.findingChanged) inferenceHooks.findingChanged(node);
-      break;
-  }
 }
 
 void StartModel() {

@@ -1,12 +1,14 @@
 // Nodes by name within their net, and names that no node of it has yet.
+#include "Bn/model/NodeNames.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
+#include "Basic/Errors.h"
 #include "Basic/Text.h"
-#include "Bn/model/Net.h"
 
 namespace bravic {
 namespace {

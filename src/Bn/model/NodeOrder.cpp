@@ -1,10 +1,9 @@
-// The order in which a net hands out its nodes: connected components in the order of their first member, and within
-// each every node after its parents. Worked out when it is asked for; breadth-first for the components, depth-first
-// with an explicit stack for the order, both in time linear in nodes and links.
+#include "Bn/model/NodeOrder.h"
+
 #include <algorithm>
 
-#include "Bn/model/Net.h"
-#include "Bn/model/UndoRecord.h"
+#include "Basic/Errors.h"
+#include "Bn/model/Members.h"
 
 namespace bravic {
 namespace {

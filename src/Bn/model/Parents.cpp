@@ -5,15 +5,21 @@
 #include <cstring>
 
 #include "Basic/Text.h"
+#include "Bn/model/Changes.h"
+#include "Bn/model/Connect.h"
 #include "Bn/model/Fields.h"
+#include "Bn/model/Members.h"
 #include "Bn/model/NameLists.h"
+#include "Bn/model/Node.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Reshape.h"
-#include "Bn/model/Tables.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
 namespace {
 
+// Cycles and double links are allowed with a warning.
+constexpr int CYCLE_POLICY = 1, DOUBLE_LINK_POLICY = 1;
 constexpr std::size_t LINK_NAME_LEN = 40;
 
 // Old position to new: each old parent in the next place of the new list that holds the same node.
@@ -206,7 +212,7 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
   ReplaceList(undo, node->preds, entries, parents.size());
   UpdateChildren(undo, node, oldparents, parents);
   if (net) DropStubs(undo, node, oldparents);
-  NotifyChange(net, node, removed ? ChangeCode::Removed : added ? ChangeCode::Added : ChangeCode::Graph);
+  if (net) GraphChanged(net);
   if (result == PARENTS_TABLES_LOST) {
     Post(FailMemory(-5582, 0, "to keep all tables of a node whose parents were changed"));
   }

@@ -16,9 +16,9 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
 int AddLink(node_bn parent, node_bn child);  // the link's index, or -1
 int DeleteLink(int index, node_bn child);    // a ParentsResult
 Failure SwitchParent(int index, node_bn child, node_bn newparent);
-// A placeholder, one for all, takes the node's place among the parents of its children (group 5710).
+// A placeholder, one for all, takes the node's place among the parents of its children (UNDO_DISCONNECT).
 void DisconnectChildren(node_bn node);
-// The same for every parent of the node (group 5720).
+// The same for every parent of the node (UNDO_DISCONNECT_ALL).
 void DisconnectParents(node_bn node);
 // A placeholder, in no net yet, that keeps all of the node but its parents, tables, findings and user data.
 node_bn NewPlaceholder(const bnode& original);
@@ -26,8 +26,5 @@ node_bn NewPlaceholder(const bnode& original);
 const char* LinkName(const bnode& node, int index, char* buffer);  // stored, else the default; buffer of 40
 const char* DefaultLinkName(const bnode& parent, int index, char* buffer);
 bool IsAncestor(node_bn ancestor, node_bn node);  // or the node itself
-
-// Why a node cannot take the place of an old parent of the child; empty when it can (Connect.cpp).
-Failure CheckConnection(int index, const bnode& child, const bnode& newparent);
 
 }  // namespace bravic

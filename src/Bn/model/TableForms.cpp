@@ -1,36 +1,14 @@
-// The forms a relation can take and the ways from one to another: counts and probabilities, function tables and
-// one-hot rows, values and states. Derived tables are made when they are first needed and dropped when what they
-// were made from changes.
-#include <algorithm>
-#include <cmath>
-#include <limits>
+#include "Bn/model/TableForms.h"
 
-#include "Basic/Format.h"
+#include <algorithm>
+
 #include "Basic/Text.h"
+#include "Bn/model/Levels.h"
 #include "Bn/model/Tables.h"
+#include "Bn/model/VectorCheck.h"
 
 namespace bravic {
 namespace {
-
-std::size_t Size(long long n) {
-  return static_cast<std::size_t>(n);
-}
-
-// NULL when there is no room.
-void* TryTable(const bnode& node, int width) {
-  constexpr long long MAX_ENTRIES = std::numeric_limits<std::ptrdiff_t>::max() / sizeof(float);
-  const long long rows = NumRows(node);
-  if (rows < 0 || (width > 0 && rows > MAX_ENTRIES / width)) return nullptr;
-  return TryAllocate(Size(rows * width) * sizeof(float));
-}
-
-Failure NoMemoryForTable(const bnode& node, int width) {
-  double nbytes = width * static_cast<double>(sizeof(float));
-  for (node_bn parent : Entries(node.preds)) nbytes *= parent->numstates;
-  char purpose[128];
-  FormatText(purpose, sizeof purpose, "to make a table for node '%.40s'", OrEmpty(node.name));
-  return FailMemory(NO_MEMORY_FOR_TABLE, nbytes, purpose);
-}
 
 // The state that the function tables give for a row. A value that is no state's is warned of once.
 statetype FunctionState(const bnode& node, long long row, bool* warned) {
@@ -47,12 +25,6 @@ statetype FunctionState(const bnode& node, long long row, bool* warned) {
 
 }  // namespace
 
-void* NewTableMemory(const bnode& node, int width) {
-  void* table = TryTable(node, width);
-  if (!table) Post(NoMemoryForTable(node, width));
-  return table;
-}
-
 void FillFunctionRow(float* row, int numstates, statetype state) {
   const float fill = state == IMPOS_STATE ? IMPOS_PROB : state >= 0 && state < numstates ? 0.0f : UNDEF_PROB;
   std::fill_n(row, numstates, fill);
@@ -67,10 +39,10 @@ Failure MakeProbs(node_bn node) {
     return Fail(-2282, "node '%s' is missing ranges list", OrEmpty(node->name));
   }
   const long long rows = NumRows(*node);
-  Block<float> probs(static_cast<float*>(TryTable(*node, n)));
+  Block<float> probs(static_cast<float*>(TryTableMemory(*node, n)));
   if (!probs) return NoMemoryForTable(*node, n);
   bool warned = false;
-  for (long long r = 0; r < rows; r++) FillFunctionRow(&probs[Size(r * n)], n, FunctionState(*node, r, &warned));
+  for (long long r = 0; r < rows; r++) FillFunctionRow(probs.get() + r * n, n, FunctionState(*node, r, &warned));
   node->probs = probs.release();
   node->probsokay = -1;
   node->normalized = 1;
@@ -92,7 +64,7 @@ Failure NormalizeTable(node_bn node) {
   const long long rows = NumRows(*node);
   const int n = node->numstates;
   if (!node->numcases) {
-    node->numcases = static_cast<float*>(TryTable(*node, 1));
+    node->numcases = static_cast<float*>(TryTableMemory(*node, 1));
     if (!node->numcases) return NoMemoryForTable(*node, 1);
   }
   for (long long r = 0; r < rows; r++) {

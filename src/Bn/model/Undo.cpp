@@ -6,6 +6,7 @@
 
 #include "Basic/Errors.h"
 #include "Basic/Text.h"
+#include "Bn/model/Fields.h"
 #include "Bn/model/UndoRecord.h"
 #include "Win_Face/Interaction.h"
 
@@ -82,6 +83,15 @@ UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node) {
   }
   UndoGroup::Begin(net);
   return MakeRecord(code, net, node);
+}
+
+UndoRecord* BeginChange(net_bn net, NetField field) {
+  return NewUndo(NET_FIELD_TABLE[field].undo, net);
+}
+
+UndoRecord* BeginChange(node_bn node, NodeField field) {
+  node->fields[field] = FIELD_READ;
+  return NewUndo(NODE_FIELD_TABLE[field].undo, node->innet, node);
 }
 
 bool UndoRecording() {

@@ -2,53 +2,17 @@
 // holds with what the net holds, so that undo and redo are one operation.
 #pragma once
 
-#include "Bn/model/Records.h"
+#include "Bn/model/UndoCodes.h"
 
 namespace bravic {
-
-enum UndoCode : int {
-  UNDO_NONE = 0,
-  UNDO_DECISION = 1455,
-  UNDO_NODE_NAME = 4100,
-  UNDO_KIND = 4105,
-  UNDO_DISCRETE = 4108,
-  UNDO_MEASURE = 4110,
-  UNDO_NUM_STATES = 4112,
-  UNDO_STATE_NAME = 4125,
-  UNDO_STATE_NAMES = 4130,
-  UNDO_LEVELS = 4135,
-  UNDO_LINK_NAME = 4150,
-  UNDO_LINK_NAMES = 4155,
-  UNDO_ROW = 4210,
-  UNDO_RELATION = 4222,
-  UNDO_NODE_TITLE = 4300,
-  UNDO_NODE_COMMENT = 4310,
-  UNDO_NODE_USER = 4360,
-  UNDO_FINDING = 4400,
-  UNDO_ALL_FINDINGS = 4410,
-  UNDO_NET_NAME = 4700,
-  UNDO_AUTOUPDATE = 4710,
-  UNDO_FIND_MPE = 4715,
-  UNDO_ELIM_ORDER = 4720,
-  UNDO_NET_TITLE = 4800,
-  UNDO_NET_COMMENT = 4810,
-  UNDO_NET_USER = 4860,
-  UNDO_NODES_ADDED = 5000,
-  UNDO_NODE_DELETED = 5010,
-  UNDO_NODES_REMOVED = 5020,
-  UNDO_STATES_WITH_TABLES = 5300,
-  UNDO_PARENTS = 5600,
-  UNDO_SWITCH = 5700,
-  UNDO_DISCONNECT = 5710,
-  UNDO_DISCONNECT_ALL = 5720,
-  UNDO_REVERSE = 5800,
-  UNDO_ABSORB = 5900,
-  UNDO_GROUP = 5990
-};
 
 // A record on the net's undo stack; the redo stack is freed and the undo stack trimmed. NULL when nothing is recorded
 // (recording off, or no net).
 UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node = nullptr);
+// The record of a change of the field that is certain now. From then on the field is the node's own, whatever its file
+// said.
+UndoRecord* BeginChange(net_bn net, NetField field);
+UndoRecord* BeginChange(node_bn node, NodeField field);
 bool UndoRecording();
 int UndoDepth();
 int SetUndoDepth(int depth, net_bn net);  // previous depth; -1 only asks

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Bn/model/Changes.h"
 #include "Bn/model/NameLists.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/Node.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/TableForms.h"
 
 namespace bravic {
 namespace {
@@ -255,7 +258,7 @@ void RaiseHooks(net_bn net, const Effects& effects) {
   const int autoupdate = net->autoupdate;
   for (int i = 0; i < effects.findings.size(); ++i) {
     net->autoupdate = i + 1 == effects.findings.size() ? autoupdate : 0;
-    if (effects.findings[i]->innet) NotifyChange(net, effects.findings[i], ChangeCode::Finding);
+    if (effects.findings[i]->innet) FindingChanged(effects.findings[i]);
   }
   net->autoupdate = autoupdate;
 }
@@ -393,6 +396,14 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double numb
   }
 }
 
+void HoldStructure(UndoRecord* undo, net_bn net) {
+  if (undo) {
+    undo->structural = true;
+    undo->order = KeepOrder(net);
+  }
+  ReplaceList(undo, net->elimorder, nullptr, -1);
+}
+
 void InsertChild(UndoRecord* undo, node_bn parent, node_bn child) {
   const int position = parent->succs.num;
   if (undo) undo->edits.push_back({parent, child, position, true});
@@ -403,14 +414,6 @@ void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child) {
   const int position = IsStub(*parent) ? 0 : FindChild(parent->succs, child);
   if (undo) undo->edits.push_back({parent, child, position, false});
   TakeChild(parent, position);
-}
-
-void CountFinding(net_bn net, const bnode& node, int step) {
-  if (node.evidence != UNDEF_STATE || node.value != UNDEF_DBL) {
-    net->numEvidence += step;
-  } else if (node.likelihood) {
-    net->numLikelihood += step;
-  }
 }
 
 void ApplyUndo(UndoRecord* undo) {

@@ -30,6 +30,8 @@
 
 #include <span>
 
+#include "Bn/model/Members.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Undo.h"
 
 namespace bravic {
@@ -63,19 +65,6 @@ struct ChildEdit {
   node_bn parent, child;
   int position;
   bool inserted;
-};
-
-// A node or placeholder that went into or out of the net.
-struct Member {
-  node_bn node;
-  int position;  // in the net's nodes or placeholders
-};
-
-// A node order as it stood while it was valid; ORDER_UNKNOWN holds nothing.
-struct HeldOrder {
-  int orderstate = ORDER_UNKNOWN, numcycles = 0;
-  Vector<node_bn> nodes;
-  Vector<Subnet> subnets;
 };
 
 struct UndoRecord {
@@ -122,21 +111,11 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double valu
 void ApplyUndo(UndoRecord* undo);
 void FreeUndoRecord(UndoRecord* undo);
 
-// Beneath the operations on structure (Net.cpp, Parents.cpp).
+// Beneath the operations on structure (Net.h, Parents.h).
 void HoldStructure(UndoRecord* undo, net_bn net);  // node order and elimination order (which is none afterwards)
 // Among the children of a parent; a placeholder, which has none, counts them.
 void InsertChild(UndoRecord* undo, node_bn parent, node_bn child);  // at the end
 void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child);
-void CountFinding(net_bn net, const bnode& node, int step);  // adds step to the counts its finding belongs to
-HeldOrder KeepOrder(net_bn net);
-void SetOrder(net_bn net, const HeldOrder& order);      // of the same nodes
-bool IsMember(const nodelist_rec& list, node_bn node);  // of a net
-// Into the net's lists and name table, and out of them, leaving holes. The positions are those in the closed lists;
-// what is put has them, else they are noted, by rising position.
-void AppendMembers(net_bn net, std::span<const node_bn> nodes, Vector<Member>* members);
-void PutMembers(net_bn net, std::span<const Member> nodes, std::span<const Member> stubs);
-void TakeMembers(net_bn net, std::span<Member> nodes, std::span<Member> stubs);
-
 void ReplaceBlockBytes(UndoRecord* undo, void** field, void* block);
 template <class T>
 void ReplaceBlock(UndoRecord* undo, T*& field, T* block) {

@@ -1,7 +1,6 @@
-#include <cstdio>
-#include <cstring>
+#include "Bn/model/VectorCheck.h"
 
-#include "Bn/model/Tables.h"
+#include <cstring>
 
 namespace bravic {
 namespace {

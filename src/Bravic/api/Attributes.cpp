@@ -5,6 +5,10 @@
 #include <cmath>
 
 #include "Basic/Text.h"
+#include "Bn/model/Levels.h"
+#include "Bn/model/Members.h"
+#include "Bn/model/NodeNames.h"
+#include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
 #include "Bravic/NetCall.h"

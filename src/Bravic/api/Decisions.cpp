@@ -1,6 +1,8 @@
 // Decision networks.
 #include "Bn/decide/Absorb.h"
+#include "Bn/decide/Optimize.h"
 #include "Bn/decide/Reverse.h"
+#include "Bn/decide/Utility.h"
 #include "Bravic/NetCall.h"
 
 using namespace bravic;
@@ -11,9 +13,9 @@ int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
       !call.CheckSameNet(parent, child)) {
     return -1;
   }
-  // Goes ahead whatever TestReversal would say: a host that needs its conditions ensures them itself.
+  // Goes ahead whatever FindObstacle would say: a host that needs its conditions ensures them itself.
   LongWork work("Reversing a link", 0, Showing::Always);
-  const int result = ReverseLink(parent, child, false, false, work);
+  const ReversalResult result = ReverseLink(parent, child, ParentOrder::ParentsFirst, ParentTable::Made, work);
   if (result != REVERSAL_HALTED) return result;
   Post(FailHalted());
   return -1;
@@ -36,9 +38,9 @@ void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   if (call.IsRefused()) return;  // the list may be what the calling operation works on
   const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
   if (call.HasReserve(-5135) && call.CheckList(nodes, NetCall::ALLOW_NONE)) {
-    if (!callers)
+    if (!callers) {
       ReportError(-5562, "the passed node list should not be freed (or is already freed)");
-    else if (nodes->num > 0) {
+    } else if (nodes->num > 0) {
       LongWork work("Absorbing nodes", 0, Showing::Always);
       if (Failure failure = AbsorbNodes(nodes->ar[0]->innet, Entries(*nodes), nullptr, work)) Post(std::move(failure));
     }

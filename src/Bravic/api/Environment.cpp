@@ -90,7 +90,7 @@ int BRAVIC_CALL CloseBravic_bn(environ_ns env, char* buffer) {
 int BRAVIC_CALL GetBravicVersion_bn(environ_ns env, const char** version) {
   if (!ValidateEnviron(env, "GetBravicVersion_bn")) return 0;
   if (version) *version = VersionText();
-  return VERSION_NUMBER;
+  return VersionNumber();
 }
 
 int BRAVIC_CALL ArgumentChecking_ns(int setting, environ_ns env) {

@@ -5,7 +5,7 @@
 #include "Bn/compiled/Compile.h"
 #include "Bn/compiled/ElimOrder.h"
 #include "Bn/compiled/TreeReport.h"
-#include "Bn/model/Tables.h"
+#include "Bn/model/SharedAnswers.h"
 #include "Bn/model/Undo.h"
 #include "Bravic/NetCall.h"
 

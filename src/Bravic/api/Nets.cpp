@@ -1,4 +1,5 @@
 // Nets, nodes and links.
+#include "Bn/model/Duplicate.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/Parents.h"
 #include "Bravic/NetCall.h"

@@ -7,6 +7,11 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Condition.h"
+#include "Bn/model/Relation.h"
+#include "Bn/model/SharedAnswers.h"
+#include "Bn/model/TableForms.h"
+#include "Bn/model/TableRows.h"
+#include "Bn/model/VectorCheck.h"
 #include "Bravic/NetCall.h"
 
 using namespace bravic;

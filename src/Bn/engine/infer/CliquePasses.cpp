@@ -10,9 +10,9 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr double PLAIN_ENTRIES = 12;            // smaller passes go entry by entry,
-constexpr double PLAIN_AT_FIRST = 160;          // and these until they come again
-constexpr std::size_t MANY_PLANS_UP_TO = 2048;  // entries of cliques that keep many passes
+constexpr double PLAIN_ENTRIES = 12;    // smaller passes go entry by entry,
+constexpr double PLAIN_AT_FIRST = 160;  // and these until they come again
+constexpr int MANY_PLANS_UP_TO = 2048;  // entries of cliques that keep many passes
 constexpr int MANY_PLANS = 16, FEW_PLANS = 4;
 constexpr int WORD_BITS = 64;
 
@@ -221,7 +221,7 @@ PassResult CliquePasses::Run(const PassRequest& request) {
   PassResult result;
   result.floor = DOUBLE_FLOOR;
   result.numTerms = pass.size;
-  if (mode_.watch->Halts(static_cast<double>(potential.size) + cost::ENTRIES_OF_A_PASS)) return result;
+  if (mode_.watch->Halts(potential.size + cost::ENTRIES_OF_A_PASS)) return result;
   if (pass.isPlain && pass.runs > 0 && ++pass.runs > 2) {
     MakePlan(pass.shape, &pass.plan);
     pass.isPlain = false;
@@ -243,7 +243,7 @@ PassResult CliquePasses::Run(const PassRequest& request) {
   return result;
 }
 
-void CliquePasses::AddTarget(std::size_t size, float* narrow) {
+void CliquePasses::AddTarget(int size, float* narrow) {
   PassTarget target;
   if (narrow && size > WIDE_TARGET) {
     target.narrow = narrow;
@@ -258,29 +258,11 @@ void CliquePasses::AddTarget(std::size_t size, float* narrow) {
 }
 
 Sums CliquePasses::SumOnto(int clique, const NodeSet& nodes) {
-  const std::size_t size = findings_.FreeSize(nodes.nodes);
+  const int size = findings_.FreeSize(nodes.nodes);
   ClearTargets();
   AddTarget(size, nullptr);
   const PassResult result = Run({.clique = clique, .ontoNodes = true, .nodes = nodes});
   return {sums_[0].data(), result.unscale, result.LostInSums(size, mode_.maximize)};
-}
-
-double CliquePasses::Bytes() const {
-  double bytes = 0;
-  auto addCache = [&](const Cache& cache) {
-    for (const Prepared& pass : cache.passes) {
-      const PassPlan& plan = pass.plan;
-      const std::size_t tables = plan.tables.size() * sizeof(PassPlan::Table);
-      const std::size_t ints = plan.pool.size() + plan.prefixStrides.size() + pass.shape.strides.size();
-      bytes += static_cast<double>(sizeof pass + tables + ints * sizeof(int));
-    }
-  };
-  for (int c = 0; c < sweeps_.size(); ++c) {
-    addCache(sweeps_[c]);
-    addCache(reads_[c]);
-    for (const Cache& cache : sends_[c]) addCache(cache);
-  }
-  return bytes;
 }
 
 }  // namespace bravic::engine

@@ -60,8 +60,8 @@ struct PassResult {
   double numTerms = 1;  // summed over all entries of a target
 
   // What each sum on a target of that size may lack, see Range.h.
-  int LostInSums(std::size_t targetSize, bool maximize) const {
-    const double perEntry = maximize ? 1 : std::max(1.0, numTerms / static_cast<double>(targetSize));
+  int LostInSums(int targetSize, bool maximize) const {
+    const double perEntry = maximize ? 1 : std::max(1.0, numTerms / targetSize);
     const int lost = range.Lost(floor, perEntry);
     return lost == NO_LOSS ? lost : lost + lift;
   }
@@ -74,7 +74,7 @@ class CliquePasses {
 
   // The targets of the next pass, cleared, in the order of their request.
   void ClearTargets() { targets_.clear(); }
-  void AddTarget(std::size_t size, float* narrow);
+  void AddTarget(int size, float* narrow);
   const Vector<PassTarget>& Targets() const { return targets_; }
   // The pass asked for, over a potential that is filled where it is not. All messages in are valid.
   PassResult Run(const PassRequest& request);
@@ -88,7 +88,6 @@ class CliquePasses {
     return sends_[clique][link].layout == messages_.LayoutNumber(clique);
   }
   bool IsPreparedToRead(int clique) const { return reads_[clique].layout == messages_.LayoutNumber(clique); }
-  double Bytes() const;
 
  private:
   // A pass prepared for one layout.

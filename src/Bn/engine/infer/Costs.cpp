@@ -2,22 +2,11 @@
 
 #include <algorithm>
 
-#include "Bn/engine/CostModel.h"
-
 namespace bravic::engine {
 
 void Costs::Forget() {
   spent_ = sweepCost_ = 0;
   numSwept_ = 0;
-}
-
-double Costs::OfPass(int c) const {
-  double size = 1;
-  for (int v : structure_.cliques[c].variables)
-    if (findings_.IsFree(v)) size *= structure_.numstates[v];
-  const Potential& potential = potentials_[c];
-  return cost::MESSAGE + cost::MESSAGE_ENTRY * size +
-         (potential.filled ? 0 : cost::FILL_ENTRY * static_cast<double>(potential.size));
 }
 
 double Costs::OfTree(int node, double limit) {
@@ -36,10 +25,7 @@ double Costs::OfTree(int node, double limit) {
     const int c = cliques_[head];
     for (const Link& link : structure_.cliques[c].links) {
       if (link.neighbour == cameFrom_[head] || messages_.IsValid(link.in)) continue;
-      const Vector<Link>& back = structure_.cliques[link.neighbour].links;
-      for (int k = 0; k < back.size(); ++k)
-        if (back[k].neighbour == c)
-          cost += OfPass(link.neighbour) + ofNewLayout(passes_.IsPreparedToSend(link.neighbour, k));
+      cost += OfPass(link.neighbour) + ofNewLayout(passes_.IsPreparedToSend(link.neighbour, link.back));
       cliques_.push_back(link.neighbour);
       cameFrom_.push_back(c);
     }

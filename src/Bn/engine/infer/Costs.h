@@ -1,6 +1,7 @@
 // What ways of answering would take, in the nanoseconds of CostModel.h, and what has been spent since the last change.
 #pragma once
 
+#include "Bn/engine/CostModel.h"
 #include "Bn/engine/infer/Propagation.h"
 
 namespace bravic::engine {
@@ -31,7 +32,14 @@ class Costs {
   bool SweepPays();
 
  private:
-  double OfPass(int clique) const;
+  double OfPass(int c) const {
+    double size = 1;
+    for (int v : structure_.cliques[c].variables)
+      if (findings_.IsFree(v)) size *= structure_.numstates[v];
+    const Potential& potential = potentials_[c];
+    const double toFill = potential.filled ? 0 : cost::FILL_ENTRY * potential.size;
+    return cost::MESSAGE + cost::MESSAGE_ENTRY * size + toFill;
+  }
 
   const Structure& structure_;
   const Findings& findings_;

@@ -9,40 +9,23 @@
 // same.
 #pragma once
 
-#include <cstdint>
 #include <span>
 
-#include "Basic/Memory.h"
 #include "Bn/engine/Interrupt.h"
 #include "Bn/engine/Kernels.h"
-#include "Bn/engine/Pass.h"
-#include "Bn/engine/Tournament.h"
+#include "Bn/engine/PassPlan.h"
+#include "Bn/engine/infer/EliminationOrder.h"
+#include "Bn/engine/infer/KeptTables.h"
 #include "Bn/engine/infer/Range.h"
 
 namespace bravic::engine {
 
 class Elimination {
  public:
-  // Stands for the numbers of a table: equal keys, equal numbers.
-  struct Key {
-    std::uint64_t high = 0, low = 0;
-
-    bool operator==(const Key&) const = default;
-    void Mix(std::uint64_t value) {
-      high = Scramble(high ^ value);
-      low = Scramble(low + high + 0x9E3779B97F4A7C15u);
-    }
-    static std::uint64_t Scramble(std::uint64_t x) {
-      x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9u;
-      x = (x ^ (x >> 27)) * 0x94D049BB133111EBu;
-      return x ^ (x >> 31);
-    }
-  };
-
   // Room for tables kept from one question to the next, in entries; none to begin with.
-  void Keep(std::size_t entries) { capacity_ = entries; }
+  void Keep(std::size_t entries) { kept_.SetCapacity(entries); }
   // Keys may come to mean other numbers.
-  void Forget();
+  void Forget() { kept_.Forget(); }
 
   // Begins a question.
   void Clear();
@@ -50,7 +33,7 @@ class Elimination {
   int AddVariable(int id, int numstates);
   // A factor begins at table + first and ends before table + size. Entries are within [0, 1] and must stay until Run is
   // over. Axes of the factor follow; it may have none.
-  void AddFactor(const float* table, int first, int size, const Range& range, const Key& key);
+  void AddFactor(const float* table, int first, int size, const Range& range, const TableKey& key);
   void AddAxis(int variable, int stride);
 
   // Chooses the order of elimination that leaves one variable (-1: none) and answers what Run would cost, in
@@ -62,7 +45,7 @@ class Elimination {
   Outcome Run(const Kernels& kernels, double* to);
 
  private:
-  static constexpr int MAX_VARIABLES = 1024;
+  using Step = EliminationOrder::Step;
 
   struct Factor {
     const float* table;
@@ -70,73 +53,51 @@ class Elimination {
     Range range;
     bool padded;  // entries beyond its end may be read
     bool used;
-    Key key;
+    TableKey key;
   };
   struct Axis {
     int variable, stride, factor;
     int next;  // of the same variable's, or -1
   };
-  struct Bucket {
-    int variable;
-    int firstNeighbour, numNeighbours;  // in neighbours_, the next to be eliminated first once the order is known
-  };
-  // What a step left: a table over axes, the slowest first.
-  struct Kept {
-    Key key;
-    std::size_t begin = 0;
-    int size = 0;  // 0: a free place; 1: a positive number that need not be known
-    int firstAxis = 0, numAxes = 0;
-    Range range;
+  // The product of a step's inputs.
+  struct Product {
+    TableKey key;
+    ProductRange range;
   };
 
-  std::uint64_t* RowOf(int variable) { return rows_.data() + variable * words_; }
-  void MakeMoralGraph();
-  double WeightBeyond(const std::uint64_t* row, const std::uint64_t* other) const;
-  bool Record(int variable);
-  bool OrderGreedily(bool onlyNew);
-  bool OrderAsBefore();
-  Kept* PlaceFor(const Key& key);
-  void TakeKept(const Bucket& bucket, const Kept& kept);
-  Outcome Eliminate(const Bucket& bucket, const Kernels& kernels);
-  void SumEntries(const Bucket& bucket);
+  std::span<const Axis> AxesOf(const Factor& factor) const {
+    return std::span(axes_.data() + factor.firstAxis, factor.numAxes);
+  }
+  int SizeLeft(const Step& step);
+  Product GatherInputs(const Step& step);
+  Outcome Eliminate(const Step& step, const Kernels& kernels);
+  void Sum(const Step& step, const Kernels& kernels, const ProductRange& range);
+  void SumEntries(const Step& step);
   template <int INPUTS>
-  void SumEntriesOf(const Bucket& bucket);
-  void SumByPlan(const Bucket& bucket, const Kernels& kernels);
+  void SumEntriesOf(const Step& step);
+  void SumByPlan(const Step& step, const Kernels& kernels);
+  Outcome StoreSums(const Step& step, const Product& product, KeptTables::Table* place);
+  void AddDenseAxes(std::span<const int> variables);
+  void TakeKept(const Step& step, const KeptTables::Table& table);
   Outcome MultiplyRest(double* to);
+  double EntryOf(const Factor& factor, int state) const;
 
   Interrupt* interrupt_ = nullptr;
-  int words_ = 1, keep_ = -1;
-  Vector<int> sizes_, ids_;  // [variable]
-  Vector<double> logs_;
+  EliminationOrder order_;
+  KeptTables kept_;
+  int keep_ = -1;
   Vector<Factor> factors_;
   Vector<Axis> axes_;
-  Vector<int> firstAxisOf_;     // [variable] index into axes_, or -1
-  Vector<std::uint64_t> rows_;  // [variable][word] neighbours left, as bits
-  Vector<double> fill_;         // [variable]
-  Vector<Bucket> buckets_;
-  Vector<int> neighbours_;
-  Vector<int> position_;  // [variable] in the order
-  double limit_ = 0, cost_ = 0, numStored_ = 0;
-  // The last order found from scratch.
-  Vector<int> lastPosition_;  // [id] or -1
-  Vector<int> lastIds_;
-  double lastCost_ = 0;
-  Tournament tournament_;
-  Vector<int> touched_, touchedAt_;
-  // What is kept.
-  std::size_t capacity_ = 0, numKeptEntries_ = 0;
-  int numKept_ = 0;
-  bool isFull_ = false;
-  Block<float> keptEntries_;
-  Vector<Kept> kept_;     // places found by key
-  Vector<int> keptAxes_;  // ids
+  Vector<int> firstAxisOf_;  // [variable] index into axes_, or -1
   // While it runs.
-  Vector<int> inputs_;  // factors of the bucket
-  Vector<double> sums_;
-  Vector<float> store_, padding_, arena_;
-  std::size_t stored_ = 0;
+  Vector<int> inputs_;   // factors of the step
+  Vector<double> sums_;  // over its neighbours
+  Vector<float> store_;  // tables that steps left and that are not kept
+  int stored_ = 0;
+  Vector<int> axisOf_;  // [variable]
   PassShape shape_;
   PassPlan plan_;
+  Vector<float> padding_, arena_;
   Vector<const float*> tables_;
 };
 

@@ -37,9 +37,9 @@ class Findings {
   bool IsAxis(int node) const { return IsFree(node) && structure_.numstates[node] > 1; }
   int NumKnown() const { return numKnown_; }
   bool HasLikelihoods() const { return numWeighted_ > 0; }
-  // The number of configurations of what is free among the variables.
-  std::size_t FreeSize(std::span<const int> variables) const {
-    std::size_t size = 1;
+  // The number of configurations of what is free among the variables, which are in one clique that has a potential.
+  int FreeSize(std::span<const int> variables) const {
+    int size = 1;
     for (int v : variables)
       if (IsFree(v)) size *= structure_.numstates[v];
     return size;

@@ -149,7 +149,7 @@ void Inference::SetState(int node, int state) {
 
 void Inference::SetLikelihood(int node, std::span<const float> weights) {
   Vector<WideNumber> numbers;
-  for (float w : weights) numbers.push_back(ToWide(static_cast<double>(w)));
+  for (float w : weights) numbers.push_back(ToWide(w));
   SetLikelihood(node, numbers);
 }
 
@@ -244,10 +244,6 @@ bool Inference::FinishLong() {
 
 unsigned long long Inference::Stamp() const {
   return impl_->stamp;
-}
-
-double Inference::Bytes() const {
-  return impl_->passes.Bytes() + impl_->reduced.Bytes() + impl_->potentials.Bytes() + impl_->messages.Bytes();
 }
 
 }  // namespace bravic::engine

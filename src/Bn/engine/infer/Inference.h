@@ -79,7 +79,6 @@ class Inference {
 
   // Changes whenever any belief may have changed; never 0. Lets a caller keep answers.
   unsigned long long Stamp() const;
-  double Bytes() const;  // held by potentials, messages and plans
 
  private:
   struct Impl;

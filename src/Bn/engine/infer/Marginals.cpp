@@ -21,7 +21,7 @@ bool Marginals::NormalizeSurely(const double* from, int lost, std::span<float> t
 
 bool Marginals::Read(const double* table, std::span<const int> variables, int node, int lost, std::span<float> to) {
   // The table as [what comes before the node][the node][what comes after it].
-  std::size_t outer = 1, inner = 1;
+  int outer = 1, inner = 1;
   bool passed = false;
   for (int v : variables) {
     if (v == node)
@@ -30,15 +30,15 @@ bool Marginals::Read(const double* table, std::span<const int> variables, int no
       (passed ? inner : outer) *= structure_.numstates[v];
   }
   sums_.assign(to.size(), 0.0);
-  for (std::size_t o = 0; o < outer; ++o) {
+  for (int o = 0; o < outer; ++o) {
     for (std::size_t s = 0; s < to.size(); ++s) {
       double sum = sums_[s];
-      for (std::size_t i = 0; i < inner; ++i, ++table) sum = mode_.maximize ? std::max(sum, *table) : sum + *table;
+      for (int i = 0; i < inner; ++i, ++table) sum = mode_.maximize ? std::max(sum, *table) : sum + *table;
       sums_[s] = sum;
     }
   }
   // What many entries lack adds up in their sum.
-  if (lost != NO_LOSS && !mode_.maximize) lost += Exponent(static_cast<double>(outer * inner));
+  if (lost != NO_LOSS && !mode_.maximize) lost += Exponent(outer * inner);
   return NormalizeSurely(sums_.data(), lost, to);
 }
 

@@ -8,14 +8,14 @@ namespace bravic::engine {
 namespace {
 
 template <class Number>
-void Scale(const Kernels& kernels, const Number* entries, std::size_t size, double scale, const Message& to) {
+void Scale(const Kernels& kernels, const Number* entries, int size, double scale, const Message& to) {
   if constexpr (std::is_same_v<Number, double>)
     if (to.probs) return kernels.scale(entries, size, scale, to.probs, scale / to.unscale, to.floats);
   if (to.probs)
-    for (std::size_t i = 0; i < size; ++i) to.probs[i] = static_cast<double>(entries[i]) * scale;
+    for (int i = 0; i < size; ++i) to.probs[i] = entries[i] * scale;
   scale /= to.unscale;
   if (to.floats)
-    for (std::size_t i = 0; i < size; ++i) to.floats[i] = static_cast<float>(static_cast<double>(entries[i]) * scale);
+    for (int i = 0; i < size; ++i) to.floats[i] = static_cast<float>(entries[i] * scale);
 }
 
 // A quotient by 0 is 0 here: what it is multiplied with is 0 as well.
@@ -65,15 +65,6 @@ void Messages::Drop() {
     room.doubles.reset();
     room.floats.reset();
   }
-}
-
-double Messages::Bytes() const {
-  double bytes = 0;
-  for (const Room& room : rooms_) {
-    const std::size_t entryBytes = (room.doubles ? sizeof(double) : 0) + (room.floats ? sizeof(float) : 0);
-    bytes += 2.0 * room.size * static_cast<double>(entryBytes);
-  }
-  return bytes;
 }
 
 long long Messages::IncomingExponent(int clique, int exceptLink) const {
@@ -152,7 +143,7 @@ void Messages::Describe(MessageId id) {
 void Messages::StoreVacuous(MessageId id) {
   Describe(id);
   Message& message = messages_[id.Number()];
-  const std::size_t size = findings_.FreeSize(structure_.VariablesOf(id));
+  const int size = findings_.FreeSize(structure_.VariablesOf(id));
   if (message.probs) std::fill_n(message.probs, size, 1.0);
   if (message.floats) std::fill_n(message.floats, size, 1.0f);
   message.unscale = 1;
@@ -164,12 +155,12 @@ void Messages::StoreVacuous(MessageId id) {
 // Entries over what is free now, each divided by its counterpart in the opposite message, which may have been made when
 // more was free. Answers whether any of those was 0.
 template <class Number>
-bool Messages::DivideByOpposite(MessageId id, Number* entries, std::size_t size) const {
+bool Messages::DivideByOpposite(MessageId id, Number* entries, int size) const {
   const Message& against = (*this)[id.Opposite()];
   auto divideBy = [&](const auto* divisors) {
     bool hasZeros = false;
     if (against.numFixed == (*this)[id].numFixed) {
-      for (std::size_t i = 0; i < size; ++i) hasZeros |= DivideEntry(entries + i, divisors[i]);
+      for (int i = 0; i < size; ++i) hasZeros |= DivideEntry(entries + i, divisors[i]);
     } else {
       findings_.ForEachFree(structure_.VariablesOf(id), against.fixedAt,
                             [&](int index) { hasZeros |= DivideEntry(entries++, divisors[index]); });
@@ -182,7 +173,7 @@ bool Messages::DivideByOpposite(MessageId id, Number* entries, std::size_t size)
 template <class Number>
 Outcome Messages::StoreEntries(MessageId id, Number* entries, const MessageSums& from, bool divides) {
   Message& message = messages_[id.Number()];
-  const std::size_t size = findings_.FreeSize(structure_.VariablesOf(id));
+  const int size = findings_.FreeSize(structure_.VariablesOf(id));
   message.exponent = from.exponent;
   if (divides) {
     message.exponent -= (*this)[id.Opposite()].exponent;
@@ -193,14 +184,14 @@ Outcome Messages::StoreEntries(MessageId id, Number* entries, const MessageSums&
     mode_.kernels.findRange(entries, size, &largest, &least);
   else
     FindRange(entries, size, &largest, &least);
-  const Outcome outcome = Judge(static_cast<double>(largest), from.lost);
+  const Outcome outcome = Judge(largest, from.lost);
   message.valid = outcome == Outcome::GOOD;
   if (!message.valid) return outcome;
   // The range says what the stored entries are like, so that every message further on can be judged.
-  const int exponent = Exponent(static_cast<double>(largest) * from.unscale);
+  const int exponent = Exponent(largest * from.unscale);
   const int floor = message.probs ? DOUBLE_FLOOR : FLOAT_FLOOR;
   const bool spreads = potentials_.SpreadsRounding();
-  message.range = StoredRange(static_cast<double>(least), Exponent(static_cast<double>(largest)), from.lost, floor);
+  message.range = StoredRange(least, Exponent(largest), from.lost, floor);
   message.range.low -= 2 * spreads;
   // Where doubles stand beside the floats, these are free to be scaled: to spread their rounding, and to hold entries
   // that are too small for them.

@@ -47,7 +47,6 @@ class Messages {
   bool Allocate(int separator);
   bool HasRoom(int separator) const { return rooms_[separator].doubles || rooms_[separator].floats; }
   void Drop();
-  double Bytes() const;
 
   const Message& operator[](MessageId id) const { return messages_[id.Number()]; }
   bool IsValid(MessageId id) const { return messages_[id.Number()].valid; }
@@ -100,7 +99,7 @@ class Messages {
   template <class Number>
   Outcome StoreEntries(MessageId id, Number* entries, const MessageSums& from, bool divides);
   template <class Number>
-  bool DivideByOpposite(MessageId id, Number* entries, std::size_t size) const;
+  bool DivideByOpposite(MessageId id, Number* entries, int size) const;
 
   const Structure& structure_;
   const Findings& findings_;

@@ -13,7 +13,7 @@ bool IsDistribution(const float* row, int numstates, double* scale) {
   float least = 0;
   for (int s = 0; s < numstates; ++s) {
     least = std::min(least, row[s]);
-    sum += static_cast<double>(row[s]);
+    sum += row[s];
   }
   const bool isProper = least >= 0 && std::abs(sum - 1) < UNNORMALIZED;
   *scale = isProper ? 1 / sum : least < 0 ? 0 : 1;
@@ -43,7 +43,7 @@ const TableFacts& NodeTables::FactsOf(int node) {
   facts.known = true;
   const float* table = source_(node);
   if (!table) return facts;
-  const int own = structure_.numstates[node], size = static_cast<int>(structure_.TableSize(node));
+  const int own = structure_.numstates[node], size = structure_.TableSize(node);
   // A sum that misses 1 by no more is as near as floats come.
   constexpr double NORMALIZED = 6e-8;
   float least = 1;
@@ -54,8 +54,7 @@ const TableFacts& NodeTables::FactsOf(int node) {
     facts.informs |= !IsDistributionOf(node, table + begin, &scale);
     if (std::abs(scale - 1) < NORMALIZED) continue;
     if (facts.cleaned.empty()) facts.cleaned.assign(table, table + size);
-    for (int k = begin; k < begin + own; ++k)
-      facts.cleaned[k] = scale == 0 ? 0 : static_cast<float>(scale * static_cast<double>(table[k]));
+    for (int k = begin; k < begin + own; ++k) facts.cleaned[k] = scale == 0 ? 0 : static_cast<float>(scale * table[k]);
   }
   // Scaling moves what is small by less than a factor of 2.
   facts.low = std::ilogb(least) - !facts.cleaned.empty();

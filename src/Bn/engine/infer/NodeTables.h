@@ -37,7 +37,7 @@ class NodeTables {
   void Set(TableSource source, const CutTables* cut);
   void Drop() { source_ = nullptr; }
   void Forget(int node) { facts_[node].known = false; }
-  bool AreSet() const { return static_cast<bool>(source_); }
+  bool AreSet() const { return source_ != nullptr; }
   // [parent configurations x numstates], or NULL for a factor of 1.
   const float* operator[](int node) const { return source_(node); }
   const TableFacts& FactsOf(int node);
@@ -54,11 +54,11 @@ class NodeTables {
   void ForEachEntry(int node, double factor, Visit visit) const {
     const float* rows = source_(node);
     const int own = structure_.numstates[node];
-    for (std::size_t size = structure_.TableSize(node); size > 0; size -= own, rows += own) {
+    for (int left = structure_.TableSize(node); left > 0; left -= own, rows += own) {
       double scale;
       IsDistributionOf(node, rows, &scale);
       scale *= factor;
-      for (int s = 0; s < own; ++s) visit(scale == 0 ? 0.0 : scale * static_cast<double>(rows[s]));
+      for (int s = 0; s < own; ++s) visit(scale == 0 ? 0.0 : scale * rows[s]);
     }
   }
 

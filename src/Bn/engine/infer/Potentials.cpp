@@ -8,7 +8,7 @@
 
 namespace bravic::engine {
 
-bool AllocateFloats(Block<float>* block, std::size_t entries) {
+bool AllocateFloats(Block<float>* block, int entries) {
   *block = TryMakeBlock<float>(entries + KERNEL_SLACK);
   if (*block) std::fill_n(block->get() + entries, KERNEL_SLACK, 0.0f);
   return *block != nullptr;
@@ -26,7 +26,7 @@ double Potentials::TableRoom() const {
   double most = 0;
   for (const CliqueFacts& clique : structure_.cliques) {
     double room = 0;
-    for (int node : clique.homed) room += static_cast<double>(structure_.TableSize(node) + KERNEL_SLACK);
+    for (int node : clique.homed) room += StateSpace(structure_.families[node], structure_.numstates) + KERNEL_SLACK;
     most = std::max(most, room);
   }
   return most;
@@ -35,12 +35,12 @@ double Potentials::TableRoom() const {
 bool Potentials::Allocate(int c) {
   if (!tableRoom_) {
     const double room = TableRoom();
-    if (!(room < 2 * MAX_TABLE_ENTRIES) || !AllocateFloats(&tableRoom_, static_cast<std::size_t>(room))) return false;
+    if (!(room < 2 * MAX_TABLE_ENTRIES) || !AllocateFloats(&tableRoom_, static_cast<int>(room))) return false;
   }
   const double entries = structure_.tree->cliques[c].size;
   if (!(entries < MAX_TABLE_ENTRIES)) return false;
   Potential& potential = potentials_[c];
-  potential.size = static_cast<std::size_t>(entries);
+  potential.size = static_cast<int>(entries);
   if (!IsSmall(c)) return AllocateFloats(&potential.floats, potential.size);
   potential.doubles = TryMakeBlock<double>(potential.size);
   return potential.doubles != nullptr;
@@ -60,15 +60,6 @@ void Potentials::Drop() {
   }
   tableRoom_.reset();
   allocated_ = false;
-}
-
-double Potentials::Bytes() const {
-  double bytes = 0;
-  for (const Potential& potential : potentials_) {
-    if (potential.floats) bytes += static_cast<double>(potential.size) * sizeof(float);
-    if (potential.doubles) bytes += static_cast<double>(potential.size) * sizeof(double);
-  }
-  return bytes;
 }
 
 void Potentials::Forget(int c) {
@@ -111,7 +102,7 @@ bool Potentials::FillDoubles(int c) {
   if (!potential.doubles) return false;
   double* const entries = potential.doubles.get();
   const int low = ShapeTables(c);
-  std::size_t room = 0;
+  int room = 0;
   for (int node : clique.homed)
     if (tables_[node]) room += structure_.TableSize(node);
   tableDoubles_.resize(room);
@@ -134,7 +125,7 @@ bool Potentials::FillDoubles(int c) {
   if (largest > 0) potential.range.low = std::min(0, Exponent(least) - 1);
   if (potential.floats && potential.range.low >= FLOAT_FLOOR && potential.range.lost == NO_LOSS) {
     const double scale = spreadsRounding_ ? SpreadFactor(c) : 1;
-    for (std::size_t i = 0; i < potential.size; ++i) potential.floats[i] = static_cast<float>(scale * entries[i]);
+    for (int i = 0; i < potential.size; ++i) potential.floats[i] = static_cast<float>(scale * entries[i]);
     potential.doubles.reset();
     potential.unscale = 1 / scale;
   }
@@ -163,7 +154,7 @@ void Potentials::FillFloats(int c) {
     }
     free = std::fill_n(free, KERNEL_SLACK, 0.0f);
   }
-  if (mode_.watch->Halts(static_cast<double>(potential.size))) return;
+  if (mode_.watch->Halts(potential.size)) return;
   MakePlan(shape_, &plan_);
   arena_.GrowTo(plan_.arena);
   RunProduct(plan_, mode_.kernels, potential.floats.get(), factors.data(), arena_.data());

@@ -16,12 +16,12 @@ namespace bravic::engine {
 inline constexpr double SMALL_CLIQUE = 32;  // entries; such potentials are doubles
 
 // Room for so many floats and the slack that vectors read beyond them; false without memory.
-bool AllocateFloats(Block<float>* block, std::size_t entries);
+bool AllocateFloats(Block<float>* block, int entries);
 
 struct Potential {
   Block<float> floats;    // NULL in small cliques
   Block<double> doubles;  // where not NULL, these hold and not the floats
-  std::size_t size = 1;   // entries
+  int size = 1;           // entries
   double unscale = 1;     // the weights are floats * unscale
   bool filled = false;
   Range range;
@@ -39,7 +39,6 @@ class Potentials {
   void FinishAllocation();
   bool AreAllocated() const { return allocated_; }
   void Drop();
-  double Bytes() const;
 
   const Potential& operator[](int clique) const { return potentials_[clique]; }
   // The potential with its entries; without meaning when it was halted.

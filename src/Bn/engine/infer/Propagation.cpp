@@ -24,10 +24,12 @@ void Propagation::Forget() {
 }
 
 int Propagation::CliqueForReading(int node) {
+  if (node == readNode_) return readClique_;
   structure_.FindPath(structure_.entry[node], pivot_, &path_);
-  int best = path_[0];
-  for (int i = 1; i < path_.size() && structure_.IsInClique(node, path_[i]); ++i) best = path_[i];
-  return best;
+  readNode_ = node;
+  readClique_ = path_[0];
+  for (int i = 1; i < path_.size() && structure_.IsInClique(node, path_[i]); ++i) readClique_ = path_[i];
+  return readClique_;
 }
 
 Outcome Propagation::MakeMessage(int c, int k) {
@@ -36,7 +38,7 @@ Outcome Propagation::MakeMessage(int c, int k) {
     messages_.StoreVacuous(link.out);
     return Outcome::GOOD;
   }
-  const std::size_t size = findings_.FreeSize(structure_.VariablesOf(link.out));
+  const int size = findings_.FreeSize(structure_.VariablesOf(link.out));
   passes_.ClearTargets();
   passes_.AddTarget(size, messages_[link.out].floats);
   const PassResult result = passes_.Run(

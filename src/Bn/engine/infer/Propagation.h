@@ -18,7 +18,10 @@ class Propagation {
 
   // Something has changed; the pivot says where.
   void Forget();
-  void SetPivot(int clique) { pivot_ = clique; }
+  void SetPivot(int clique) {
+    pivot_ = clique;
+    readNode_ = -1;
+  }
   int Pivot() const { return pivot_; }
 
   // Makes the message, all into the clique but its opposite being valid.
@@ -60,6 +63,7 @@ class Propagation {
   Status status_ = Status::Done;
   ScaledNumber probability_;
   unsigned numCollections_ = 0;
+  int readNode_ = -1, readClique_ = -1;  // the latest answer of CliqueForReading, for this pivot
   TreeWalk walk_;
   Vector<int> path_;  // scratch
 };

@@ -43,9 +43,9 @@ bool Question::FitsFloats(std::span<const int> relevant) const {
 
 // Stands for the numbers of a table over what is free of the node's family: they follow from the table, from what is
 // known of the family, and from where that begins.
-Elimination::Key Question::KeyOf(int node, int first) const {
+TableKey Question::KeyOf(int node, int first) const {
   constexpr int KNOWN_PER_WORD = 32;
-  Elimination::Key key;
+  TableKey key;
   key.Mix(node);
   key.Mix(first);
   const Vector<int>& parents = structure_.parents[node];
@@ -88,7 +88,7 @@ int Question::GatherFactors(int node, std::span<const int> relevant) {
     AddTable(v);
     const Finding& finding = findings_[v];
     if (!finding.weighted) continue;
-    Elimination::Key key;
+    TableKey key;
     key.Mix(finding.serial);
     elimination_.AddFactor(finding.floats.data(), 0, structure_.numstates[v], finding.range, key);
     if (findings_.IsAxis(v)) elimination_.AddAxis(variableOf_[v], 1);

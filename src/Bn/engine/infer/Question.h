@@ -34,7 +34,7 @@ class Question {
   double CostLimit(int node, int numRelevant);
   int GatherFactors(int node, std::span<const int> relevant);
   void AddTable(int node);
-  Elimination::Key KeyOf(int node, int first) const;
+  TableKey KeyOf(int node, int first) const;
 
   const Structure& structure_;
   Findings& findings_;

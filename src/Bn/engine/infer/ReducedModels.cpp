@@ -25,12 +25,6 @@ ReducedModels::ReducedModels(const Structure& structure, Findings& findings, con
       costs_(costs),
       mode_(mode) {}
 
-double ReducedModels::Bytes() const {
-  double bytes = 0;
-  for (const auto& model : models_) bytes += model->inference->Bytes();
-  return bytes;
-}
-
 // The nodes and arcs that are left. A known node has one state, and is nobody's parent.
 Owned<ReducedModels::Model> ReducedModels::Cut() const {
   const int n = structure_.NumNodes();

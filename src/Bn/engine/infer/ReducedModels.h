@@ -15,7 +15,6 @@ class ReducedModels {
                 const Costs& costs, const Mode& mode);
 
   void Drop() { models_.clear(); }
-  double Bytes() const;
   // All beliefs of what is not known, and the probability of the findings; false leaves them to the tree.
   bool Sweep(const BeliefPlace& out);
 

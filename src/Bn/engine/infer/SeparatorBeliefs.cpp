@@ -16,9 +16,9 @@ SeparatorBeliefs::SeparatorBeliefs(const Structure& structure, const Findings& f
 // Calls visit(i, entry) for the entries of the message that agree with the findings.
 template <class Visit>
 void SeparatorBeliefs::ForEachEntry(const Message& message, std::span<const int> variables, Visit visit) const {
-  std::size_t i = 0;
+  int i = 0;
   if (message.numFixed == findings_.NumFixed(variables))
-    for (const std::size_t size = joint_.size(); i < size; ++i) visit(i, message.probs[i]);
+    for (const int size = joint_.size(); i < size; ++i) visit(i, message.probs[i]);
   else
     findings_.ForEachFree(variables, message.fixedAt, [&](int index) { visit(i++, message.probs[index]); });
 }
@@ -29,8 +29,8 @@ bool SeparatorBeliefs::Read(int s, std::span<const int> nodes, const BeliefPlace
   const Message& other = messages_[MessageId(s, 1)];
   if (!one.probs) return ReadLarge(s, nodes, out);
   joint_.resize(findings_.FreeSize(variables));
-  ForEachEntry(one, variables, [&](std::size_t i, double entry) { joint_[i] = entry; });
-  ForEachEntry(other, variables, [&](std::size_t i, double entry) { joint_[i] *= entry; });
+  ForEachEntry(one, variables, [&](int i, double entry) { joint_[i] = entry; });
+  ForEachEntry(other, variables, [&](int i, double entry) { joint_[i] *= entry; });
   ProductRange range;
   range.Multiply(one.range);
   range.Multiply(other.range);
@@ -77,7 +77,7 @@ bool SeparatorBeliefs::ReadLargeOne(int s, int node, std::span<float> to) {
   joint_.assign(to.size(), 0.0);
   const PassTarget target{joint_.data(), nullptr};
   RunPlan(plan_, mode_.kernels, tables[0], tables + 1, &target, arena_.data(), mode_.maximize);
-  const int lost = range.Lost(FLOAT_FLOOR, static_cast<double>(findings_.FreeSize(variables)));
+  const int lost = range.Lost(FLOAT_FLOOR, findings_.FreeSize(variables));
   return marginals_.NormalizeSurely(joint_.data(), lost, to);
 }
 

@@ -23,6 +23,7 @@ Structure::Structure(const JunctionTree& itsTree, std::span<const int> itsNumsta
     for (int parent : parents[i]) children[parent].push_back(i);
   }
   AddCliques();
+  JoinLinks();
   AddSeparators();
   PlaceNodes();
   RootTree();
@@ -48,6 +49,23 @@ void Structure::AddCliques() {
     for (int m : from.members) {
       cliquesOf[m].push_back(c);
       if (entry[m] < 0 || from.size < tree->cliques[entry[m]].size) entry[m] = c;
+    }
+  }
+}
+
+// Tells the two ends of each separator of each other.
+void Structure::JoinLinks() {
+  Vector<int> place(separators.size(), -1);  // of the end met first
+  for (CliqueFacts& clique : cliques) {
+    for (int k = 0; k < clique.links.size(); ++k) {
+      Link& link = clique.links[k];
+      int& first = place[link.separator];
+      if (first < 0) {
+        first = k;
+      } else {
+        link.back = first;
+        cliques[link.neighbour].links[first].back = k;
+      }
     }
   }
 }
@@ -102,8 +120,8 @@ bool Structure::IsInClique(int node, int clique) const {
   return std::find(members.begin(), members.end(), node) != members.end();
 }
 
-std::size_t Structure::TableSize(int node) const {
-  std::size_t size = 1;
+int Structure::TableSize(int node) const {
+  int size = 1;
   for (int member : families[node]) size *= numstates[member];
   return size;
 }

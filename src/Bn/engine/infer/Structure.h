@@ -30,6 +30,7 @@ class MessageId {
 struct Link {
   int neighbour, separator;
   MessageId in, out;
+  int back = -1;              // the other end's place among the neighbour's links
   bool tellsOfHomed = false;  // a node whose table is multiplied in here is in the separator
 };
 
@@ -56,8 +57,8 @@ struct Structure {
   int ReceiverOf(MessageId message) const { return tree->separators[message.Separator()].cliques[message.Receiver()]; }
   std::span<const int> VariablesOf(MessageId message) const { return separators[message.Separator()].variables; }
   bool IsInClique(int node, int clique) const;
-  // The number of entries of the node's table.
-  std::size_t TableSize(int node) const;
+  // The number of entries of the node's table, which is in memory.
+  int TableSize(int node) const;
   // The cliques from one to another, both included.
   void FindPath(int from, int to, Vector<int>* path) const;
 
@@ -75,6 +76,7 @@ struct Structure {
 
  private:
   void AddCliques();
+  void JoinLinks();
   void AddSeparators();
   void PlaceNodes();
   void RootTree();

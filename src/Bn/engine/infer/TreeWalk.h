@@ -12,20 +12,16 @@ class TreeWalk {
   // did. The way back is kept in a list, so that a chain of many thousand cliques is no deeper than others.
   template <class Needs, class Send>
   bool Inward(const Structure& structure, int root, Needs needs, Send send) {
-    stops_.assign(1, {root, -1, 0});
+    stops_.assign(1, {root, -1, -1, 0});
     while (!stops_.empty()) {
       Stop& stop = stops_.back();
       const Vector<Link>& links = structure.cliques[stop.clique].links;
       if (stop.nextLink < links.size()) {
         const Link& link = links[stop.nextLink++];
-        if (link.neighbour != stop.above && needs(link)) stops_.push_back({link.neighbour, stop.clique, 0});
+        if (link.neighbour != stop.above && needs(link)) stops_.push_back({link.neighbour, stop.clique, link.back, 0});
         continue;
       }
-      if (stop.above >= 0) {
-        int k = 0;
-        while (links[k].neighbour != stop.above) ++k;
-        if (!send(stop.clique, k)) return false;
-      }
+      if (stop.above >= 0 && !send(stop.clique, stop.linkAbove)) return false;
       stops_.pop_back();
     }
     return true;
@@ -33,8 +29,9 @@ class TreeWalk {
 
  private:
   struct Stop {
-    int clique, above;  // above: from where it was reached, or -1
-    int nextLink;       // to be looked at
+    int clique;
+    int above, linkAbove;  // the clique from where it was reached, and the link to it; or -1
+    int nextLink;          // to be looked at
   };
   Vector<Stop> stops_;  // from the root to the clique being looked at
 };

@@ -49,7 +49,7 @@ bool WidePropagation::AddTargets(std::span<const Target> targets) {
     maker_.Place(
         target.variables, [&](int k) { return findings_.IsFree(target.variables[k]); }, shape_.AddTarget(),
         [](int, int) {});
-    const std::size_t size = findings_.FreeSize(target.variables);
+    const int size = findings_.FreeSize(target.variables);
     *target.to = TryMakeBlock<WideNumber>(size);
     if (!*target.to) return false;
     std::fill_n(target.to->get(), size, WideNumber{});
@@ -70,8 +70,7 @@ bool WidePropagation::MultiplyAndSum(int clique, const Factors& factors, int pot
     WideNumber product = {0.5, 1};
     if (hasPotential) {
       const int i = potentialStart + offsets[0];
-      product = ToWide(potential.doubles ? potential.doubles[i]
-                                         : potential.unscale * static_cast<double>(potential.floats[i]));
+      product = ToWide(potential.doubles ? potential.doubles[i] : potential.unscale * potential.floats[i]);
     }
     for (int f = 0; f < numFactors && product.mantissa > 0; ++f) product = product * factors.starts[f][offsets[1 + f]];
     for (int k = 0; k < Count(targets) && product.mantissa > 0; ++k) {
@@ -120,10 +119,10 @@ bool WidePropagation::SendAll(int c) {
     return false;
   }
   for (MessageId id : sent) {
-    const std::size_t size = findings_.FreeSize(structure_.VariablesOf(id));
+    const int size = findings_.FreeSize(structure_.VariablesOf(id));
     WideNumber* out = Of(id).get();
     const WideNumber* against = Of(id.Opposite()).get();
-    for (std::size_t i = 0; i < size; ++i) out[i] = against[i].mantissa > 0 ? out[i] / against[i] : WideNumber{};
+    for (int i = 0; i < size; ++i) out[i] = against[i].mantissa > 0 ? out[i] / against[i] : WideNumber{};
   }
   return true;
 }
@@ -154,10 +153,10 @@ const double* WidePropagation::SumOnto(int clique, std::span<const int> nodes) {
   Block<WideNumber> table;
   const Target target = {nodes, &table};
   if (!Collect(clique) || !Pass(clique, -1, std::span<const Target>(&target, 1))) return nullptr;
-  const std::size_t size = findings_.FreeSize(nodes);
+  const int size = findings_.FreeSize(nodes);
   const WideNumber largest = *std::max_element(table.get(), table.get() + size);
   sums_.assign(size, 0.0);
-  for (std::size_t i = 0; i < size; ++i) sums_[i] = ToDouble(table[i], -largest.exponent);
+  for (int i = 0; i < size; ++i) sums_[i] = ToDouble(table[i], -largest.exponent);
   return sums_.data();
 }
 
