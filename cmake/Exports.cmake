@@ -25,8 +25,8 @@ function(bravic_export target list)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${base}.map ${base}.aliases)
 endfunction()
 
-# Bravic.dll and its import library libbravic.dll.a: the names exported are bare, those to link with end in "@" and
-# the number of bytes of arguments, as compilers decorate the standard calling convention.
+# Bravic.dll and its import library libbravic.dll.a: the names exported are bare; those to link with in 32 bits end in
+# "@" and the number of bytes of arguments, as compilers decorate the standard calling convention.
 function(bravic_export_windows target list)
   set(def ${CMAKE_CURRENT_BINARY_DIR}/Bravic.def)
   add_custom_command(OUTPUT ${def}

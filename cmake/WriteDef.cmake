@@ -1,16 +1,17 @@
 # cmake -DNM= -DLIBRARY= -DLIST= -DDATA= -DDEF= -P WriteDef.cmake: writes the module definition file DEF for the
 # functions of LIST, as LIBRARY defines them, and DATA.
 execute_process(COMMAND ${NM} -g --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
-string(REGEX MATCHALL " T _[A-Za-z]+_(bn|ns)@[0-9]+" symbols "${symbols}")
-list(TRANSFORM symbols REPLACE " T _" "")
+# For 32 bits "_name@bytes", for 64 bits the name alone.
+string(REGEX MATCHALL " T _?[A-Za-z]+_(bn|ns)(@[0-9]+)?" symbols "${symbols}")
+list(TRANSFORM symbols REPLACE " T _?" "")
 file(STRINGS ${LIST} names)
 set(def "LIBRARY Bravic.dll\nEXPORTS\n")
 foreach(name IN LISTS names)
   set(found ${symbols})
-  list(FILTER found INCLUDE REGEX "^${name}@")
+  list(FILTER found INCLUDE REGEX "^${name}(@|$)")
   list(LENGTH found count)
   if(NOT count EQUAL 1)
-    message(FATAL_ERROR "${name} is defined ${count} times with the standard calling convention")
+    message(FATAL_ERROR "${name} is defined ${count} times")
   endif()
   string(TOUPPER ${found} capitals)
   string(APPEND def "  ${found}\n  ${capitals} = ${found}\n")

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "Basic/Format.h"
+#include "Basic/Portable.h"
 #include "Basic/Text.h"
 
 namespace bravic {
@@ -238,11 +239,11 @@ bool ParseReal(std::string_view text, double* value) {
   if (ParseSpecial(word, negative, value)) return true;
   if (escaped) return false;
   if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-  // from_chars knows words of its own ("nan", "infinity"), which are no numbers here.
+  // Standard functions know words of their own ("nan", "infinity"), which are no numbers here.
   const char first = text.empty() ? 0 : text[text[0] == '-' && text.size() > 1 ? 1 : 0];
   if (!IsAsciiDigit(static_cast<unsigned char>(first)) && first != '.') return false;
   const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, *value);
+  const auto result = ReadDecimal(text.data(), end, *value);
   if (result.ptr != end) return false;
   if (result.ec == std::errc()) return true;
   // Out of range: what is too small to be held is 0, what is too large is no number.

@@ -1,9 +1,6 @@
 // The n-th request to the heap fails, for every n, under every function that changes or makes something: the call is
 // either carried out or refused with everything as it was, and nothing leaks. In the second form the reserve stays
 // away after that failure, so that all later requests that may fail do.
-#include <gmock/gmock.h>
-
-#include <functional>
 
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"
@@ -224,29 +221,6 @@ TEST_F(AllocationTest, ReadingAndWritingANet) {
     }
     FreeFileSpec_ns(file);
   }
-}
-
-TEST_F(AllocationTest, ExpectedUtility) {
-  Build(3);
-  OptimizeDecisions_bn(GetNetNodes_bn(net.get()));
-  const double right = GetExpectedUtility_bn(net.get());
-  for (long n = 0; n == 0 || failed; ++n) {
-    double utility = 0;
-    Starve(n, n % 2 != 0, [&] { utility = GetExpectedUtility_bn(net.get()); });
-    if (Reports(5).empty()) ASSERT_EQ(utility, right);
-  }
-}
-
-bool RefuseAll(std::size_t) {
-  return false;
-}
-
-TEST_F(AllocationTest, WithoutAnyMemoryTheProcessEnds) {
-  const auto exits = ::testing::ExitedWithCode(1);
-  const auto framed = ::testing::AllOf(::testing::HasSubstr("\n*********\nOut of memory ("),
-                                       ::testing::HasSubstr(" bytes needed) (error 2103)\n*********\n"));
-  EXPECT_EXIT((SetHeapGate(RefuseAll), NewNet_bn("more", env)), exits, framed);
-  EXPECT_EXIT((SetHeapGate(RefuseAll), SetNetTitle_bn(net.get(), "What falls")), exits, framed);
 }
 
 }  // namespace

@@ -3,10 +3,6 @@
 #include <unistd.h>
 #endif
 
-#include <cstring>
-#include <filesystem>
-#include <limits>
-
 #include "Basic/OutputChannel.h"
 #include "support/mutated.h"
 #include "support/net_fixture.h"
@@ -104,7 +100,7 @@ TEST_F(CaseFiles, HoldTheFindingsOfEachSortOfNode) {
   EnterFinding_bn(ranged, 1);
   EnterFindingNot_bn(named, 0);
   const long third = WriteCase_bn(all, file, -1, -1);
-  EXPECT_EQ(Text().substr(static_cast<std::size_t>(third)), "*\t*\t*\t*\t*\t*\n");
+  EXPECT_EQ(Text().substr(std::size_t(third)), "*\t*\t*\t*\t*\t*\n");
 }
 
 TEST_F(CaseFiles, KeepNumbersAndFrequencies) {

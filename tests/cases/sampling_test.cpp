@@ -1,8 +1,4 @@
 // Random cases: how a draw becomes a state, what is thrown away, and files of drawn cases.
-#include <algorithm>
-#include <cmath>
-#include <map>
-#include <sstream>
 
 #include "Basic/Random.h"
 #include "Bn/learn/Sample.h"
@@ -29,9 +25,8 @@ class Sampling : public NetTest {
   std::string Path() { return directory.Path("drawn.cas"); }
   std::size_t NumLines() {
     const std::string text = ReadWhole(Path());
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    return std::size_t(std::count(text.begin(), text.end(), '\n'));
   }
-  void ExpectLearnedBack(const Net& drawn, long numcases);
   long Draw(const Net& from, double maxdraws = 1) { return RandomCase_bn(GetNetNodes_bn(from.get()), 0, maxdraws); }
 };
 
@@ -52,7 +47,7 @@ TEST_F(Sampling, SubtractsProbabilitiesFromTheDraw) {
     } else {
       row = RandomRow(random, 4, 0.2);
       float rest = u;
-      for (expected = 0; expected < 3 && !((rest -= row[static_cast<std::size_t>(expected)]) < 0);) ++expected;
+      for (expected = 0; expected < 3 && !((rest -= row[std::size_t(expected)]) < 0);) ++expected;
     }
     SetNodeProbs_bn(node, nullptr, row.data());
     RetractAllFindings_bn(net.get());
@@ -89,7 +84,7 @@ TEST_F(Sampling, FollowsFunctionsLevelsAndIntervals) {
     std::sort(drawn[s].begin(), drawn[s].end());
     EXPECT_TRUE(low <= drawn[s].front() && drawn[s].back() < high);
     for (std::size_t i = 0; i < drawn[s].size(); ++i) {
-      const double share = static_cast<double>(i) / static_cast<double>(drawn[s].size());
+      const double share = double(i) / double(drawn[s].size());
       ASSERT_NEAR(drawn[s][i], low + (high - low) * share, 0.1);
     }
   }
@@ -103,7 +98,7 @@ TEST_F(Sampling, ThrowsAwayWhatDisagreesWithFindings) {
   Observe(net, "dysp", "yes");
   const float likelihood[] = {0.25f, 1};
   EnterNodeLikelihood_bn(smoke, likelihood);
-  const double expected = static_cast<double>(Belief(net, "bronc", "yes"));
+  const double expected = double(Belief(net, "bronc", "yes"));
   SeedRandom_ns(11, env);
   nodelist_bn list = List({bronc, smoke, dysp});
   int numYes = 0;
@@ -248,7 +243,7 @@ TEST_F(Sampling, DrawsExactlyWhereFindingsAreRare) {
     const Posterior posterior = Enumerate(net.get(), weights);
     if (posterior.probability <= 0 || posterior.probability >= 1.0 / 40) continue;
     ++numTried;
-    SeedRandom_ns(static_cast<int>(seed), env);
+    SeedRandom_ns(int(seed), env);
     ASSERT_EQ(Generate(net, NUM_CASES), 0);
     ASSERT_EQ(Reports(1), "");
     std::map<std::string, std::map<std::string, int>> counts;  // node, state
@@ -288,38 +283,6 @@ TEST_F(Sampling, StopsWhenTheHostSaysSo) {
   EXPECT_EQ(Gist(), "5 2450 GenerateCases_bn");
   EXPECT_GT(NumLines(), 50000u);
   EXPECT_LT(NumLines(), 60000u);
-}
-
-// Tables learned from drawn cases: no entry may differ from the net's more than chance allows.
-void Sampling::ExpectLearnedBack(const Net& drawn, long numcases) {
-  SeedRandom_ns(20, env);
-  ASSERT_EQ(Generate(drawn, numcases), 0);
-  std::vector<std::vector<float>> tables;
-  for (node_bn node : Nodes(drawn)) {
-    tables.push_back(GetTable(node));
-    DeleteNodeRelation_bn(node);
-  }
-  BaseExperience_bn = 0;
-  filespec_ns file = FileNamed_ns(Path().c_str(), env);
-  CaseFileRevisesProbs_bn(file, GetNetNodes_bn(drawn.get()), 0, 1);
-  FreeFileSpec_ns(file);
-  BaseExperience_bn = 1;
-  for (std::size_t i = 0; i < tables.size(); ++i) {
-    node_bn node = Nodes(drawn)[i];
-    const float* expected = tables[i].data();
-    ForEachRow(node, [&](const statetype* states) {
-      const double n = GetNodeExperience_bn(node, states);
-      for (int k = 0; k < NumStates(node); ++k, ++expected) {
-        const double p = static_cast<double>(*expected), spread = std::sqrt(p * (1 - p) / n);
-        // Few cases of a rare state are spread more widely than a normal variable.
-        if (n > 0) EXPECT_NEAR(GetNodeProbs_bn(node, states)[k], p, 5 * spread + 10 * p * (1 - p) / n);
-      }
-    });
-  }
-}
-
-TEST_F(Sampling, IsUndoneByLearning) {
-  ExpectLearnedBack(ChestClinic(env), 100000);
 }
 
 }  // namespace

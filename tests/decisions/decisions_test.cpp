@@ -1,8 +1,4 @@
 // Link reversal, absorption and optimal decisions against the joint distribution enumerated.
-#include <functional>
-#include <map>
-#include <numeric>
-#include <tuple>
 
 #include "Basic/Memory.h"
 #include "Bn/model/Records.h"
@@ -61,10 +57,10 @@ TEST_F(DecisionsTest, ReversalKeepsTheJointOfRandomNets) {
     std::vector<std::string> names;
     for (node_bn node : Nodes(net)) names.push_back(GetNodeName_bn(node));
     for (int tries = 0; tries < 6; ++tries) {
-      node_bn child = At(names[std::size_t(random.Below(int(names.size())))].c_str());
+      node_bn child = At(random.Pick(names).c_str());
       auto parents = Nodes(GetNodeParents_bn(child));
       if (parents.empty()) continue;
-      node_bn parent = parents[std::size_t(random.Below(int(parents.size())))];
+      node_bn parent = random.Pick(parents);
       // A second path would close a cycle; such links are left alone here.
       std::function<bool(node_bn)> reaches = [&](node_bn from) {
         if (from == child) return true;

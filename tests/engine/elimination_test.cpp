@@ -1,13 +1,6 @@
 // Variable elimination against the product of all tables, summed entry by entry.
 #include "Bn/engine/infer/Elimination.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <numeric>
-#include <vector>
-
 #include "support/joint.h"
 #include "support/library.h"
 #include "support/random.h"
@@ -45,7 +38,7 @@ Problem RandomProblem(Random& random, double zeros, double smallest) {
     for (int k = random.Below(7); k > 0; --k) {
       const int v = random.Below(n);
       if (std::find(table.variables.begin(), table.variables.end(), v) != table.variables.end()) continue;
-      const int states = problem.sizes[static_cast<std::size_t>(v)];
+      const int states = problem.sizes[std::size_t(v)];
       if (random.Below(6) == 0) {
         table.first += random.Below(states) * size;
       } else {
@@ -56,9 +49,9 @@ Problem RandomProblem(Random& random, double zeros, double smallest) {
     }
     for (int i = 0; i < size; ++i) {
       const double entry = random.Share() < zeros ? 0 : std::pow(smallest, random.Share());
-      table.entries.push_back(static_cast<float>(entry));
+      table.entries.push_back(float(entry));
     }
-    table.low = static_cast<int>(std::floor(std::log2(smallest))) - 1;
+    table.low = int(std::floor(std::log2(smallest))) - 1;
     problem.tables.push_back(table);
   }
   return problem;
@@ -80,15 +73,14 @@ TEST_F(EliminationTest, SumsAsTheWholeProduct) {
     const double smallest = round % 3 ? 0.01 : round % 2 ? 1e-12 : 1e-30;
     const Problem problem = RandomProblem(random, round % 4 ? 0 : 0.3, smallest);
     elimination.Clear();
-    for (int v = 0; v < static_cast<int>(problem.sizes.size()); ++v)
-      elimination.AddVariable(v, problem.sizes[static_cast<std::size_t>(v)]);
+    for (int v = 0; v < int(problem.sizes.size()); ++v) elimination.AddVariable(v, problem.sizes[std::size_t(v)]);
     for (const Table& table : problem.tables) {
-      elimination.AddFactor(table.entries.data(), table.first, static_cast<int>(table.entries.size()),
-                            {table.low, engine::NO_LOSS}, {});
+      elimination.AddFactor(table.entries.data(), table.first, int(table.entries.size()), {table.low, engine::NO_LOSS},
+                            {});
       for (std::size_t k = 0; k < table.variables.size(); ++k)
         elimination.AddAxis(table.variables[k], table.strides[k]);
     }
-    const int keep = random.Below(static_cast<int>(problem.sizes.size()) + 1) - 1;
+    const int keep = random.Below(int(problem.sizes.size()) + 1) - 1;
     const double cost = elimination.Plan(keep, 1e12);
     ASSERT_LT(cost, 1e12);
     planned += cost > 6000;
@@ -121,9 +113,9 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
     for (int w = v; w >= 0 && w > v - 6; w -= 1 + random.Below(3)) {
       table.variables.push_back(w);
       table.strides.push_back(size);
-      size *= sizes[static_cast<std::size_t>(w)];
+      size *= sizes[std::size_t(w)];
     }
-    for (int i = 0; i < size; ++i) table.entries.push_back(static_cast<float>(random.Below(8) ? random.Share() : 0));
+    for (int i = 0; i < size; ++i) table.entries.push_back(float(random.Below(8) ? random.Share() : 0));
     table.low = -40;
     tables.push_back(table);
   }
@@ -143,25 +135,23 @@ TEST_F(EliminationTest, AnswersTheSameFromWhatItKept) {
         elimination->Clear();
         std::vector<int> numbers(NUM, -1);
         for (int v = 0; v < NUM; ++v)
-          if (v != known)
-            numbers[static_cast<std::size_t>(v)] = elimination->AddVariable(v, sizes[static_cast<std::size_t>(v)]);
+          if (v != known) numbers[std::size_t(v)] = elimination->AddVariable(v, sizes[std::size_t(v)]);
         for (int t = 0; t < NUM; ++t) {
           if (t == left) continue;
-          const Table& table = tables[static_cast<std::size_t>(t)];
+          const Table& table = tables[std::size_t(t)];
           const auto at = std::find(table.variables.begin(), table.variables.end(), known);
-          const int first =
-              at == table.variables.end() ? 0 : table.strides[static_cast<std::size_t>(at - table.variables.begin())];
+          const int first = at == table.variables.end() ? 0 : table.strides[std::size_t(at - table.variables.begin())];
           engine::TableKey key;
           key.Mix(static_cast<std::uint64_t>(t));
           key.Mix(static_cast<std::uint64_t>(at == table.variables.end() ? -1 : known));
-          elimination->AddFactor(table.entries.data(), first, static_cast<int>(table.entries.size()),
-                                 {table.low, engine::NO_LOSS}, key);
+          elimination->AddFactor(table.entries.data(), first, int(table.entries.size()), {table.low, engine::NO_LOSS},
+                                 key);
           for (std::size_t k = 0; k < table.variables.size(); ++k)
             if (table.variables[k] != known)
-              elimination->AddAxis(numbers[static_cast<std::size_t>(table.variables[k])], table.strides[k]);
+              elimination->AddAxis(numbers[std::size_t(table.variables[k])], table.strides[k]);
         }
         const int which = elimination == &fresh;
-        ASSERT_LT(elimination->Plan(numbers[static_cast<std::size_t>(keep)], 1e12), 1e12);
+        ASSERT_LT(elimination->Plan(numbers[std::size_t(keep)], 1e12), 1e12);
         outcomes[which] = elimination->Run(engine::BestKernels(), sums[which]);
       }
       ASSERT_EQ(outcomes[0], outcomes[1]);

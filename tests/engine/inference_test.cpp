@@ -1,9 +1,5 @@
 // Beliefs and probabilities against the joint distribution enumerated, through random histories of findings,
 // retractions, refills and readings, so that nothing stale is ever answered.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 
 #include "engine/model.h"
 #include "support/library.h"
@@ -27,7 +23,7 @@ class History {
 
   void Step() {
     const int node = random_.Below(model_.NumNodes());
-    const auto i = static_cast<std::size_t>(node);
+    const auto i = std::size_t(node);
     const int states = model_.numstates[i];
     switch (random_.Below(10)) {
       case 0:
@@ -36,14 +32,13 @@ class History {
       case 3: {
         const int state = random_.Below(states);
         Engine().SetState(node, state);
-        findings_[i].assign(static_cast<std::size_t>(states), 0.0);
-        findings_[i][static_cast<std::size_t>(state)] = 1;
+        findings_[i].assign(std::size_t(states), 0.0);
+        findings_[i][std::size_t(state)] = 1;
         break;
       }
       case 4: {
         std::vector<float> weights;
-        for (int s = 0; s < states; ++s)
-          weights.push_back(random_.Share() < 0.2 ? 0.0f : static_cast<float>(3 * random_.Share()));
+        for (int s = 0; s < states; ++s) weights.push_back(random_.Share() < 0.2 ? 0.0f : float(3 * random_.Share()));
         if (*std::max_element(weights.begin(), weights.end()) == 0) weights[0] = 2;
         Engine().SetLikelihood(node, weights);
         findings_[i].assign(weights.begin(), weights.end());
@@ -93,7 +88,7 @@ class History {
         break;
       default: {
         const int node = random_.Below(model_.NumNodes());
-        std::vector<float> family(model_.tables[static_cast<std::size_t>(node)].size(), -1.0f);
+        std::vector<float> family(model_.tables[std::size_t(node)].size(), -1.0f);
         EXPECT_TRUE(Engine().FamilyMarginal(node, family));
         Compare(family, EnumerateOnto(model_.Family(node), SizesOf(model_), FactorsOf(model_, findings_), maximize_));
       }
@@ -106,17 +101,17 @@ class History {
   }
   void CheckSingly(int count, const std::vector<std::vector<double>>& marginals, Status expected) {
     for (; count > 0; --count) {
-      const auto node = static_cast<std::size_t>(random_.Below(model_.NumNodes()));
+      const auto node = std::size_t(random_.Below(model_.NumNodes()));
       if (random_.Below(4) == 0) EXPECT_EQ(Engine().Check(), expected);
       std::vector<float> belief(marginals[node].size(), -1.0f);
-      ASSERT_EQ(Engine().Belief(static_cast<int>(node), belief), expected);
+      ASSERT_EQ(Engine().Belief(int(node), belief), expected);
       if (expected == Status::Done) Compare(belief, marginals[node]);
     }
   }
   void CompareAll(const std::vector<std::vector<double>>& marginals, Status expected) {
     std::vector<std::vector<float>> beliefs;
     for (const auto& m : marginals) beliefs.emplace_back(m.size(), -1.0f);
-    ASSERT_EQ(Engine().AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }), expected);
+    ASSERT_EQ(Engine().AllBeliefs([&](int i) { return beliefs[std::size_t(i)].data(); }), expected);
     for (std::size_t i = 0; i < beliefs.size() && expected == Status::Done; ++i) Compare(beliefs[i], marginals[i]);
   }
   void Compare(const std::vector<float>& got, const std::vector<double>& weights) {
@@ -171,7 +166,7 @@ TEST_F(InferenceTest, SeparateComponentsMultiply) {
 Model ChainModel(int length, const std::vector<float>& prior, const std::vector<float>& step) {
   Model model;
   for (int i = 0; i < length; ++i) {
-    model.numstates.push_back(static_cast<int>(prior.size()));
+    model.numstates.push_back(int(prior.size()));
     model.parents.push_back(i ? Vector<int>{i - 1} : Vector<int>{});
     model.children.push_back(i + 1 < length ? Vector<int>{i + 1} : Vector<int>{});
     model.tables.push_back(i ? step : prior);
@@ -252,10 +247,10 @@ TEST_F(InferenceTest, ReadsSeparatorsOfAnySize) {
     }
     const Joint joint = Enumerate(model, findings);
     std::vector<std::vector<float>> beliefs;
-    for (int states : model.numstates) beliefs.emplace_back(static_cast<std::size_t>(states));
+    for (int states : model.numstates) beliefs.emplace_back(std::size_t(states));
     ASSERT_EQ(inference.Propagate(), Status::Done);
     EXPECT_NEAR(inference.Probability(), joint.total, 1e-6 * joint.total);
-    ASSERT_EQ(inference.AllBeliefs([&](int i) { return beliefs[static_cast<std::size_t>(i)].data(); }), Status::Done);
+    ASSERT_EQ(inference.AllBeliefs([&](int i) { return beliefs[std::size_t(i)].data(); }), Status::Done);
     for (std::size_t i = 0; i < 4; ++i)
       for (std::size_t k = 0; k < beliefs[i].size(); ++k)
         ASSERT_NEAR(beliefs[i][k], joint.marginals[i][k] / joint.total, 1e-6);

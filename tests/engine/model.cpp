@@ -23,12 +23,12 @@ void RandomTable(Model& model, int node, Random& random, double zeros) {
   for (std::size_t row = 0; row < table.size(); row += states) {
     double sum = 0;
     for (std::size_t s = 0; s < states; ++s) {
-      table[row + s] = random.Share() < zeros ? 0.0f : static_cast<float>(0.01 + random.Share());
+      table[row + s] = random.Share() < zeros ? 0.0f : float(0.01 + random.Share());
       sum += table[row + s];
     }
     if (sum == 0) table[row] = 1, sum = 1;
     if (random.Share() < zeros / 5) sum = -sum;  // the mark of an impossible row
-    for (std::size_t s = 0; s < states; ++s) table[row + s] = static_cast<float>(table[row + s] / sum);
+    for (std::size_t s = 0; s < states; ++s) table[row + s] = float(table[row + s] / sum);
   }
 }
 

@@ -16,10 +16,10 @@ struct Model {
   Vector<Vector<int>> parents, children;
   std::vector<std::vector<float>> tables;
 
-  int NumNodes() const { return static_cast<int>(numstates.size()); }
+  int NumNodes() const { return int(numstates.size()); }
   std::vector<int> Family(int node) const;  // the parents, then the node
   std::size_t RowCount(int node) const;
-  const float* Table(int node) const { return tables[static_cast<std::size_t>(node)].data(); }
+  const float* Table(int node) const { return tables[std::size_t(node)].data(); }
 };
 
 struct ModelOptions {

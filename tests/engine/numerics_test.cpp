@@ -1,11 +1,6 @@
 // Findings as improbable as they come, against exact arithmetic: hubs, chains, trees and thickets whose tables and
 // likelihoods use the whole range of floats, answered in every way there is. BRAVIC_SEED and BRAVIC_NETS run more of
 // them: the first seed and how many.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
 
 #include "engine/model.h"
 #include "support/library.h"
@@ -38,11 +33,10 @@ struct Number {
   Number operator+(Number b) const {
     const Number &large = *this < b ? b : *this, &small = *this < b ? *this : b;
     if (small.mantissa == 0 || large.exponent - small.exponent > 200) return large;
-    return {large.mantissa + std::ldexp(small.mantissa, static_cast<int>(small.exponent - large.exponent)),
-            large.exponent};
+    return {large.mantissa + std::ldexp(small.mantissa, int(small.exponent - large.exponent)), large.exponent};
   }
-  double Log() const { return static_cast<double>(std::log(mantissa) + exponent * std::log(2.0L)); }
-  double Share() const { return exponent < -2000 ? 0 : static_cast<double>(std::ldexp(mantissa, int(exponent))); }
+  double Log() const { return double(std::log(mantissa) + exponent * std::log(2.0L)); }
+  double Share() const { return exponent < -2000 ? 0 : double(std::ldexp(mantissa, int(exponent))); }
 };
 
 struct Factor {
@@ -59,7 +53,7 @@ struct Problem {
 };
 
 std::size_t Index(int i) {
-  return static_cast<std::size_t>(i);
+  return std::size_t(i);
 }
 
 // The product of factors summed onto one node, or onto none (-1).
@@ -68,7 +62,7 @@ std::vector<Number> Exact(const Problem& problem, int kept) {
   std::vector<Factor> factors;
   std::vector<std::vector<int>> of(model.numstates.size());
   auto add = [&](Factor factor) {
-    for (int v : factor.variables) of[Index(v)].push_back(static_cast<int>(factors.size()));
+    for (int v : factor.variables) of[Index(v)].push_back(int(factors.size()));
     factors.push_back(std::move(factor));
   };
   for (int i = 0; i < model.NumNodes(); ++i) {
@@ -109,7 +103,7 @@ std::vector<Number> Exact(const Problem& problem, int kept) {
       std::size_t stride = 1;
       for (std::size_t k = factor.variables.size(); k-- > 0;) {
         const auto place = std::find(product.variables.begin(), product.variables.end(), factor.variables[k]);
-        strides[static_cast<std::size_t>(place - product.variables.begin())] = stride;
+        strides[std::size_t(place - product.variables.begin())] = stride;
         stride *= Index(model.numstates[Index(factor.variables[k])]);
       }
       for (Number& entry : product.entries) {
@@ -215,7 +209,7 @@ class Generator {
       for (int s = 0; s < states; ++s) row.push_back(Entry()), sum += row.back();
       if (sum == 0) sum = row[Index(random_.Below(states))] = 1;
       if (random_.Chance(0.02)) sum *= 0.999999 + 2e-6 * random_.Share();  // as near as a table has to be
-      for (double x : row) table.push_back(static_cast<float>(x / sum));
+      for (double x : row) table.push_back(float(x / sum));
     }
     return node;
   }
@@ -285,9 +279,8 @@ class Generator {
       double whole = 0;
       for (int s = 0; s < states; ++s) {
         if (probs[s] == 0) continue;
-        whole += static_cast<double>(probs[s]);
-        if (probs[state] == 0 ||
-            (least ? probs[s] < probs[state] : random_.Share() * whole < static_cast<double>(probs[s])))
+        whole += double(probs[s]);
+        if (probs[state] == 0 || (least ? probs[s] < probs[state] : random_.Share() * whole < double(probs[s])))
           state = s;
       }
       drawn.push_back(state);
@@ -300,8 +293,7 @@ class Generator {
           const double power = form == 0   ? random_.Share()
                                : form == 1 ? 126 * (2 * random_.Share() - 1)
                                            : 2000 * random_.Share();
-          weight = Number(static_cast<float>(std::exp2(power - std::floor(power))),
-                          static_cast<long long>(std::floor(power)));
+          weight = Number(float(std::exp2(power - std::floor(power))), static_cast<long long>(std::floor(power)));
         }
       }
       if (random_.Chance(0.01)) state = random_.Below(states);  // perhaps impossible
@@ -331,7 +323,7 @@ class Checker {
 
   void Run() {
     for (Inference::Way way : {Inference::Way::CHEAPEST, Inference::Way::TREE, Inference::Way::WITHOUT_TREE}) {
-      SCOPED_TRACE(static_cast<int>(way));
+      SCOPED_TRACE(int(way));
       Inference& engine = *compiled_.inference;
       engine.SetWay(way);
       EnterAgain();
@@ -363,9 +355,9 @@ class Checker {
       const auto isPositive = [](const Number& w) { return w.mantissa > 0; };
       const auto first = std::find_if(weights.begin(), weights.end(), isPositive);
       std::vector<WideNumber> wide;
-      for (const Number& w : weights) wide.push_back(engine::ToWide(static_cast<double>(w.mantissa), w.exponent));
+      for (const Number& w : weights) wide.push_back(engine::ToWide(double(w.mantissa), w.exponent));
       if (std::count_if(weights.begin(), weights.end(), isPositive) == 1 && first->Log() == 0)
-        engine.SetState(i, static_cast<int>(first - weights.begin()));
+        engine.SetState(i, int(first - weights.begin()));
       else
         engine.SetLikelihood(i, wide);
     }

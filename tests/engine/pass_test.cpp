@@ -2,12 +2,9 @@
 // for bit.
 #include "Bn/engine/Pass.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "Bn/engine/PlainPass.h"
 #include "support/random.h"
+#include "support/test.h"
 
 namespace bravic::testing {
 namespace {
@@ -29,12 +26,12 @@ struct Case {
     const bool large = random.Chance(0.3);
     std::size_t stride = 1;
     for (int a = axes; a-- > 0;) {
-      shape.sizes[static_cast<std::size_t>(a)] =
+      shape.sizes[std::size_t(a)] =
           random.Chance(large ? 0.05 : 0.02) ? random.Between(2, 300) : random.Between(2, large ? 9 : 4);
-      if (random.Chance(0.15)) stride *= static_cast<std::size_t>(random.Between(2, 5));  // a known variable
-      shape.Strides(0)[a] = static_cast<int>(stride);
-      stride *= static_cast<std::size_t>(shape.sizes[static_cast<std::size_t>(a)]);
-      if (stride > 300000) shape.sizes[static_cast<std::size_t>(a)] = 2;
+      if (random.Chance(0.15)) stride *= std::size_t(random.Between(2, 5));  // a known variable
+      shape.Strides(0)[a] = int(stride);
+      stride *= std::size_t(shape.sizes[std::size_t(a)]);
+      if (stride > 300000) shape.sizes[std::size_t(a)] = 2;
     }
     tables.push_back(Fill(random, stride));
     for (int f = random.Below(7); f > 0; --f) {
@@ -50,12 +47,11 @@ struct Case {
     for (int a = 0; a < shape.numAxes; ++a)
       if (random.Chance(keep)) own.push_back(a);
     if (random.Chance(0.4))
-      for (std::size_t i = own.size(); i > 1; --i)
-        std::swap(own[i - 1], own[static_cast<std::size_t>(random.Below(static_cast<int>(i)))]);
+      for (std::size_t i = own.size(); i > 1; --i) std::swap(own[i - 1], own[std::size_t(random.Below(int(i)))]);
     std::size_t size = 1;
     for (std::size_t i = own.size(); i-- > 0;) {
-      strides[own[i]] = static_cast<int>(size);
-      size *= static_cast<std::size_t>(shape.sizes[static_cast<std::size_t>(own[i])]);
+      strides[own[i]] = int(size);
+      size *= std::size_t(shape.sizes[std::size_t(own[i])]);
     }
     return size;
   }
@@ -63,7 +59,7 @@ struct Case {
   static std::vector<float> Fill(Random& random, std::size_t size) {
     std::vector<float> table(size + KERNEL_SLACK);
     const double zeros = random.Chance(0.5) ? 0 : 0.5;
-    for (float& x : table) x = random.Chance(zeros) ? 0.0f : static_cast<float>(random.Share());
+    for (float& x : table) x = random.Chance(zeros) ? 0.0f : float(random.Share());
     return table;
   }
 
@@ -128,7 +124,7 @@ TEST(Pass, ProductFillsThePotential) {
     int size = 1;
     for (int a = shape.numAxes; a-- > 0;) {
       shape.Strides(0)[a] = size;
-      size *= shape.sizes[static_cast<std::size_t>(a)];
+      size *= shape.sizes[std::size_t(a)];
     }
     for (int f = 1; f <= c.shape.numFactors; ++f) {
       int* strides = shape.AddFactor();
@@ -136,14 +132,14 @@ TEST(Pass, ProductFillsThePotential) {
     }
     PassPlan plan;
     MakePlan(shape, &plan);
-    std::vector<float> arena(plan.arena), product(static_cast<std::size_t>(size), -1.0f);
+    std::vector<float> arena(plan.arena), product(std::size_t(size), -1.0f);
     const auto factors = c.Factors();
     RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), arena.data());
     // The same as the sum onto a table of all axes, of a potential of ones.
     int* strides = shape.AddTarget();
     std::copy_n(shape.Strides(0), shape.numAxes, strides);
-    const std::vector<float> ones(static_cast<std::size_t>(size), 1.0f);
-    std::vector<double> exact(static_cast<std::size_t>(size), 0.0);
+    const std::vector<float> ones(std::size_t(size), 1.0f);
+    std::vector<double> exact(std::size_t(size), 0.0);
     const PassTarget target{exact.data(), nullptr};
     RunPlainly(shape, ones.data(), factors.data(), &target, false);
     for (std::size_t i = 0; i < exact.size(); ++i) ASSERT_NEAR(product[i], exact[i], 1e-6 * exact[i]);
@@ -156,7 +152,7 @@ TEST(Pass, LongSumsKeepTheirPrecision) {
   shape.Clear(5);
   const int size = 32;
   for (int a = 0, stride = size * size * size * size; a < 5; ++a, stride /= size) {
-    shape.sizes[static_cast<std::size_t>(a)] = size;
+    shape.sizes[std::size_t(a)] = size;
     shape.Strides(0)[a] = stride;
   }
   shape.AddTarget();

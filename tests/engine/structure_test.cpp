@@ -1,11 +1,7 @@
 // Orders, triangulation and junction trees against the rules carried out the slow way.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <numeric>
-#include <set>
 
 #include "engine/model.h"
+#include "support/test.h"
 
 namespace bravic::testing {
 namespace {
@@ -15,18 +11,18 @@ using engine::JunctionTree;
 using NodeSet = std::set<int>;
 
 std::vector<NodeSet> Adjacency(const Graph& graph) {
-  std::vector<NodeSet> sets(static_cast<std::size_t>(graph.NumNodes()));
+  std::vector<NodeSet> sets(std::size_t(graph.NumNodes()));
   for (int i = 0; i < graph.NumNodes(); ++i) {
     auto list = graph.Neighbours(i);
-    sets[static_cast<std::size_t>(i)] = NodeSet(list.begin(), list.end());
-    EXPECT_EQ(sets[static_cast<std::size_t>(i)].size(), list.size()) << "a neighbour listed twice";
+    sets[std::size_t(i)] = NodeSet(list.begin(), list.end());
+    EXPECT_EQ(sets[std::size_t(i)].size(), list.size()) << "a neighbour listed twice";
   }
   return sets;
 }
 
 double Product(const NodeSet& nodes, const Vector<int>& numstates) {
   double size = 1;
-  for (int v : nodes) size *= numstates[static_cast<std::size_t>(v)];
+  for (int v : nodes) size *= numstates[std::size_t(v)];
   return size;
 }
 
@@ -47,11 +43,11 @@ struct SlowSearch {
       int chosen = -1;
       for (int x : remaining) {
         NodeSet around;
-        for (int w : filled[static_cast<std::size_t>(x)])
+        for (int w : filled[std::size_t(x)])
           if (!gone.count(w)) around.insert(w);
         double price = -1;
         for (const NodeSet& set : recorded)
-          if (!filled[static_cast<std::size_t>(x)].empty() && set.size() > around.size() && set.count(x)) price = 0;
+          if (!filled[std::size_t(x)].empty() && set.size() > around.size() && set.count(x)) price = 0;
         if (price < 0) {
           around.insert(x);
           price = Product(around, numstates);
@@ -65,12 +61,12 @@ struct SlowSearch {
       gone.insert(chosen);
       std::erase_if(recorded, [&](const NodeSet& set) { return set.count(chosen) > 0; });
       NodeSet around;
-      for (int w : filled[static_cast<std::size_t>(chosen)])
+      for (int w : filled[std::size_t(chosen)])
         if (!gone.count(w)) around.insert(w);
-      if (!filled[static_cast<std::size_t>(chosen)].empty()) recorded.push_back(around);
+      if (!filled[std::size_t(chosen)].empty()) recorded.push_back(around);
       for (int a : around)
         for (int b : around)
-          if (a != b) filled[static_cast<std::size_t>(a)].insert(b);
+          if (a != b) filled[std::size_t(a)].insert(b);
     }
   }
 };
@@ -79,9 +75,9 @@ struct SlowSearch {
 double CostOfMaximalFamilies(const Graph& moral, const Vector<int>& numstates, const Vector<int>& order) {
   std::vector<NodeSet> filled = Adjacency(moral), families;
   for (int v : order) {
-    NodeSet later = filled[static_cast<std::size_t>(v)];
+    NodeSet later = filled[std::size_t(v)];
     for (int a : later) {
-      NodeSet& list = filled[static_cast<std::size_t>(a)];
+      NodeSet& list = filled[std::size_t(a)];
       list.insert(later.begin(), later.end());
       list.erase(a);
       list.erase(v);
@@ -102,21 +98,27 @@ double CostOfMaximalFamilies(const Graph& moral, const Vector<int>& numstates, c
 
 const ModelOptions LARGE = {1, 40, 1, 5, 4, 1e18, 0};
 
-TEST(Order, IsTheGreedyOneWithItsTies) {
-  for (std::uint64_t seed = 1; seed <= 150; ++seed) {
+template <class Check>
+void ForModels(std::uint64_t count, const ModelOptions& options, Check check) {
+  for (std::uint64_t seed = 1; seed <= count; ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(seed);
-    const Model model = RandomModel(random, LARGE);
-    const Compiled compiled(model);
+    const Model model = RandomModel(random, options);
+    check(model, Compiled(model));
+  }
+}
+
+TEST(Order, IsTheGreedyOneWithItsTies) {
+  ForModels(150, LARGE, [](const Model& model, const Compiled& compiled) {
     const engine::Order& order = compiled.order;
     EXPECT_EQ(order.numFound, model.NumNodes());
-    EXPECT_DOUBLE_EQ(order.cost, engine::OrderCost(compiled.moral, model.numstates, order.nodes)) << "seed " << seed;
+    EXPECT_DOUBLE_EQ(order.cost, engine::OrderCost(compiled.moral, model.numstates, order.nodes));
     EXPECT_DOUBLE_EQ(order.cost, CostOfMaximalFamilies(compiled.moral, model.numstates, order.nodes));
-    if (model.NumNodes() < 4) continue;
+    if (model.NumNodes() < 4) return;
     const SlowSearch slow(compiled.moral, model.numstates);
-    EXPECT_TRUE(std::equal(slow.order.begin(), slow.order.end(), order.nodes.begin(), order.nodes.end()))
-        << "seed " << seed;
-    EXPECT_EQ(slow.cost, order.cost) << "seed " << seed;
-  }
+    EXPECT_TRUE(std::equal(slow.order.begin(), slow.order.end(), order.nodes.begin(), order.nodes.end()));
+    EXPECT_EQ(slow.cost, order.cost);
+  });
 }
 
 // Nodes with very many neighbours, whose costs are bounded before they are computed.
@@ -158,10 +160,8 @@ TEST(Order, CostOfAnyOrderCountsEachCliqueOnce) {
     const Graph moral = engine::MoralGraph(model.parents, model.children);
     Vector<int> order(model.numstates.size());
     std::iota(order.begin(), order.end(), 0);
-    for (std::size_t i = order.size(); i > 1; --i)
-      std::swap(order[i - 1], order[static_cast<std::size_t>(random.Below(static_cast<int>(i)))]);
-    EXPECT_EQ(engine::OrderCost(moral, model.numstates, order), CostOfMaximalFamilies(moral, model.numstates, order))
-        << "seed " << seed;
+    for (std::size_t i = order.size(); i > 1; --i) std::swap(order[i - 1], order[std::size_t(random.Below(int(i)))]);
+    EXPECT_EQ(engine::OrderCost(moral, model.numstates, order), CostOfMaximalFamilies(moral, model.numstates, order));
   }
 }
 
@@ -210,10 +210,7 @@ TEST(StateSpace, SaturatesInsteadOfOverflowing) {
 
 // Every clique is complete in the filled graph and maximal, and together they hold every edge.
 TEST(Tree, HasTheCliquesOfTheFilledGraph) {
-  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-    Random random(seed);
-    const Model model = RandomModel(random, {4, 30, 1, 4, 4, 1e18, 0});
-    const Compiled compiled(model);
+  ForModels(100, {4, 30, 1, 4, 4, 1e18, 0}, [](const Model& model, const Compiled& compiled) {
     const SlowSearch slow(compiled.moral, model.numstates);
     std::set<std::pair<int, int>> edges;
     double total = 0;
@@ -221,33 +218,30 @@ TEST(Tree, HasTheCliquesOfTheFilledGraph) {
       total += clique.size;
       NodeSet common;
       for (std::size_t i = 0; i < clique.members.size(); ++i) {
-        const NodeSet& around = slow.filled[static_cast<std::size_t>(clique.members[i])];
+        const NodeSet& around = slow.filled[std::size_t(clique.members[i])];
         for (std::size_t j = 0; j < clique.members.size(); ++j)
           if (i != j) edges.insert({clique.members[i], clique.members[j]});
         NodeSet both;
         std::set_intersection(around.begin(), around.end(), common.begin(), common.end(),
                               std::inserter(both, both.end()));
         common = i == 0 ? around : both;
-        EXPECT_EQ(compiled.tree.number[static_cast<std::size_t>(clique.members[i])] <=
-                      compiled.tree.number[static_cast<std::size_t>(clique.members.back())],
+        EXPECT_EQ(compiled.tree.number[std::size_t(clique.members[i])] <=
+                      compiled.tree.number[std::size_t(clique.members.back())],
                   true);
       }
-      EXPECT_TRUE(common.empty()) << "seed " << seed << ": a clique could be larger";
+      EXPECT_TRUE(common.empty()) << ": a clique could be larger";
     }
     std::set<std::pair<int, int>> filled;
     for (int a = 0; a < model.NumNodes(); ++a)
-      for (int b : slow.filled[static_cast<std::size_t>(a)]) filled.insert({a, b});
-    EXPECT_EQ(edges, filled) << "seed " << seed;
+      for (int b : slow.filled[std::size_t(a)]) filled.insert({a, b});
+    EXPECT_EQ(edges, filled);
     EXPECT_EQ(compiled.tree.totalSize, total);
-    EXPECT_EQ(total, compiled.order.cost) << "seed " << seed;
-  }
+    EXPECT_EQ(total, compiled.order.cost);
+  });
 }
 
 TEST(Tree, LinksBackwardsToTheNearestCliqueThatHoldsTheSeparator) {
-  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-    Random random(seed);
-    const Model model = RandomModel(random, LARGE);
-    const Compiled compiled(model);
+  ForModels(100, LARGE, [](const Model& model, const Compiled& compiled) {
     const JunctionTree& tree = compiled.tree;
     ASSERT_EQ(tree.separators.size() + 1, tree.cliques.size());
     std::vector<NodeSet> sets;
@@ -255,44 +249,40 @@ TEST(Tree, LinksBackwardsToTheNearestCliqueThatHoldsTheSeparator) {
     int top = -1;
     for (std::size_t c = 0; c < tree.cliques.size(); ++c) {
       const Vector<int>& members = tree.cliques[c].members;
-      EXPECT_GT(tree.number[static_cast<std::size_t>(members.back())], top);
-      top = tree.number[static_cast<std::size_t>(members.back())];
+      EXPECT_GT(tree.number[std::size_t(members.back())], top);
+      top = tree.number[std::size_t(members.back())];
       Vector<int> shared;
       std::copy_if(members.begin(), members.end(), std::back_inserter(shared), [&](int m) { return seen.count(m); });
       sets.emplace_back(members.begin(), members.end());
       seen.insert(members.begin(), members.end());
       if (c == 0) continue;
-      int partner = static_cast<int>(c) - 1;
-      while (!std::all_of(shared.begin(), shared.end(),
-                          [&](int m) { return sets[static_cast<std::size_t>(partner)].count(m) > 0; }))
+      int partner = int(c) - 1;
+      while (!std::all_of(shared.begin(), shared.end(), [&](int m) { return sets[std::size_t(partner)].count(m) > 0; }))
         --partner;
       const engine::Separator& separator = tree.separators[c - 1];
-      EXPECT_EQ(separator.members, shared) << "seed " << seed;
-      EXPECT_EQ(separator.cliques[0], partner) << "seed " << seed;
-      EXPECT_EQ(separator.cliques[1], static_cast<int>(c));
+      EXPECT_EQ(separator.members, shared);
+      EXPECT_EQ(separator.cliques[0], partner);
+      EXPECT_EQ(separator.cliques[1], int(c));
       EXPECT_EQ(tree.cliques[c].neighbours[0], partner);
-      EXPECT_EQ(tree.cliques[c].separators[0], static_cast<int>(c) - 1);
+      EXPECT_EQ(tree.cliques[c].separators[0], int(c) - 1);
     }
-  }
+  });
 }
 
 TEST(Tree, HomesAreTheSmallestCliquesThatHoldTheFamily) {
-  for (std::uint64_t seed = 1; seed <= 100; ++seed) {
-    Random random(seed);
-    const Model model = RandomModel(random, LARGE);
-    const Compiled compiled(model);
+  ForModels(100, LARGE, [](const Model& model, const Compiled& compiled) {
     for (std::size_t i = 0; i < model.numstates.size(); ++i) {
       int home = -1;
-      for (int c = static_cast<int>(compiled.tree.cliques.size()) - 1; c >= 0; --c) {
-        const engine::Clique& clique = compiled.tree.cliques[static_cast<std::size_t>(c)];
+      for (int c = int(compiled.tree.cliques.size()) - 1; c >= 0; --c) {
+        const engine::Clique& clique = compiled.tree.cliques[std::size_t(c)];
         const NodeSet members(clique.members.begin(), clique.members.end());
-        bool holds = members.count(static_cast<int>(i)) > 0;
+        bool holds = members.count(int(i)) > 0;
         for (int p : model.parents[i]) holds &= members.count(p) > 0;
-        if (holds && (home < 0 || clique.size <= compiled.tree.cliques[static_cast<std::size_t>(home)].size)) home = c;
+        if (holds && (home < 0 || clique.size <= compiled.tree.cliques[std::size_t(home)].size)) home = c;
       }
-      EXPECT_EQ(compiled.tree.home[i], home) << "seed " << seed;
+      EXPECT_EQ(compiled.tree.home[i], home);
     }
-  }
+  });
 }
 
 TEST(Tree, MergedIsStillAJunctionTree) {
@@ -303,7 +293,7 @@ TEST(Tree, MergedIsStillAJunctionTree) {
     const Model model = RandomModel(random, {1, 30, 1, 5, 3, 1e12, 0});
     const Compiled compiled(model);
     const JunctionTree merged = engine::MergeSmallCliques(compiled.tree);
-    numMerged += static_cast<int>(compiled.tree.cliques.size() - merged.cliques.size());
+    numMerged += int(compiled.tree.cliques.size() - merged.cliques.size());
     ASSERT_EQ(merged.separators.size() + 1, merged.cliques.size());
     double total = 0;
     std::vector<NodeSet> cliques;
@@ -314,29 +304,29 @@ TEST(Tree, MergedIsStillAJunctionTree) {
       total += clique.size;
     }
     EXPECT_EQ(merged.totalSize, total);
-    EXPECT_LE(total, compiled.tree.totalSize + 200.0 * static_cast<double>(compiled.tree.cliques.size()));
+    EXPECT_LE(total, compiled.tree.totalSize + 200.0 * double(compiled.tree.cliques.size()));
     // As many separators hold a node as cliques do, less one, only if its cliques hang together.
     std::vector<int> surplus(model.numstates.size(), 0);
     for (const NodeSet& clique : cliques)
-      for (int v : clique) ++surplus[static_cast<std::size_t>(v)];
+      for (int v : clique) ++surplus[std::size_t(v)];
     for (std::size_t s = 0; s < merged.separators.size(); ++s) {
       const engine::Separator& separator = merged.separators[s];
       for (int v : separator.members) {
-        --surplus[static_cast<std::size_t>(v)];
-        for (int side : separator.cliques) EXPECT_TRUE(cliques[static_cast<std::size_t>(side)].count(v));
+        --surplus[std::size_t(v)];
+        for (int side : separator.cliques) EXPECT_TRUE(cliques[std::size_t(side)].count(v));
       }
       for (int side : separator.cliques) {
-        const engine::Clique& clique = merged.cliques[static_cast<std::size_t>(side)];
-        const auto at = std::find(clique.separators.begin(), clique.separators.end(), static_cast<int>(s));
+        const engine::Clique& clique = merged.cliques[std::size_t(side)];
+        const auto at = std::find(clique.separators.begin(), clique.separators.end(), int(s));
         ASSERT_NE(at, clique.separators.end());
-        const auto k = static_cast<std::size_t>(at - clique.separators.begin());
+        const auto k = std::size_t(at - clique.separators.begin());
         EXPECT_EQ(clique.neighbours[k] + side, separator.cliques[0] + separator.cliques[1]);
       }
     }
     for (int left : surplus) EXPECT_EQ(left, 1);
     for (std::size_t i = 0; i < model.parents.size(); ++i) {
-      const NodeSet& home = cliques[static_cast<std::size_t>(merged.home[i])];
-      EXPECT_TRUE(home.count(static_cast<int>(i)));
+      const NodeSet& home = cliques[std::size_t(merged.home[i])];
+      EXPECT_TRUE(home.count(int(i)));
       for (int parent : model.parents[i]) EXPECT_TRUE(home.count(parent));
     }
   }

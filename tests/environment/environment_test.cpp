@@ -1,14 +1,11 @@
 // Start-up and close by their stages, settings and version, through the interface as a host uses them.
 #include "Bravic/Environment.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"
 #include "Basic/TypedObject.h"
 #include "bravic.h"
+#include "support/test.h"
 
 namespace bravic::testing {
 namespace {

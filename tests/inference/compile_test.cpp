@@ -1,8 +1,4 @@
 // Compiling: the junction tree and its report, what is refused, what a change keeps, elimination orders.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "Basic/Memory.h"
 #include "Win_Face/Interaction.h"
@@ -22,7 +18,7 @@ class Compiling : public LibraryTest {
     return names;
   }
   static void Uniform(node_bn node) {
-    std::vector<float> row(static_cast<std::size_t>(NumStates(node)), 1.0f / static_cast<float>(NumStates(node)));
+    std::vector<float> row(std::size_t(NumStates(node)), 1.0f / float(NumStates(node)));
     std::vector<statetype> every(Nodes(GetNodeParents_bn(node)).size() + 1, EVERY_STATE);
     SetNodeProbs_bn(node, every.data(), row.data());
   }
@@ -56,18 +52,14 @@ TEST_F(Compiling, KeepsTheTreeWhenATableChanges) {
   EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
   EXPECT_FALSE(IsBeliefUpdated_bn(Named(net, "smoke")));
   GetNodeBeliefs_bn(Named(net, "dysp"));
-  EXPECT_EQ(Reports(),
-            "5 2077 GetNodeBeliefs_bn: Can't update beliefs because network 'ChestClinic' hasn't been recently "
-            "compiled\n");
+  EXPECT_EQ(Gist(), "5 2077 GetNodeBeliefs_bn ChestClinic");
   CompileNet_bn(net.get());
   EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
   EXPECT_GT(Belief(net, "dysp", "yes"), before + 0.05f);
   EXPECT_NEAR(Belief(net, "bronc", "yes"), 0.9 * 0.6 + 0.1 * 0.3, 1e-6);
   DeleteNodeRelation_bn(Named(net, "smoke"));
   CompileNet_bn(net.get());
-  EXPECT_EQ(Reports(),
-            "5 2229 CompileNet_bn: Can't compile net 'ChestClinic', because node 'smoke' doesn't have a relation "
-            "table\n");
+  EXPECT_EQ(Gist(), "5 2229 CompileNet_bn ChestClinic smoke");
   EXPECT_EQ(JunctionTreeReport_bn(net.get()), tree);
   DeleteLink_bn(0, Named(net, "bronc"));
   EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
@@ -146,9 +138,7 @@ class HaltedCompiling : public Compiling {
 TEST_F(HaltedCompiling, GoesOnWithTheOrderFoundSoFar) {
   Net net = ChestClinic(env);
   CompileHalting("Finding Elimination Order", net);
-  EXPECT_EQ(Reports(),
-            "4 2295 CompileNet_bn: Resulting elimination order will be poor because only 1 nodes of it were found "
-            "before action was halted.\n\n");
+  EXPECT_EQ(Gist(), "4 2295 CompileNet_bn 1;");
   EXPECT_EQ(Order(net), Names({"asia", "tub", "smoke", "lung", "either", "xray", "bronc", "dysp"}));
   EXPECT_NEAR(Belief(net, "dysp", "yes"), 0.4359706, 1e-6);
 }
@@ -166,8 +156,7 @@ TEST_F(Compiling, RefusesWhatIsNoBeliefNet) {
   Net net = ChestClinic(env);
   SetNodeKind_bn(Named(net, "smoke"), DECISION_NODE);
   CompileNet_bn(net.get());
-  EXPECT_EQ(Reports(),
-            "5 2007 CompileNet_bn: Can't compile net 'ChestClinic', because it has a decision node ('smoke')\n");
+  EXPECT_EQ(Gist(), "5 2007 CompileNet_bn ChestClinic smoke");
   EXPECT_STREQ(JunctionTreeReport_bn(net.get()), "Net 'ChestClinic' has no junction tree\n");
   SetNodeKind_bn(Named(net, "smoke"), NATURE_NODE);
   CompileNet_bn(net.get());
@@ -198,9 +187,9 @@ TEST_F(Compiling, RefusesACliqueTooLargeToHold) {
   for (int i = 0; i < 3; ++i) Uniform(NewNode_bn(nullptr, 1, net.get()));
   std::vector<node_bn> nodes = Nodes(net);
   for (int i = 0; i < 3; ++i) {
-    node_bn child = nodes[static_cast<std::size_t>(3 + i)];
-    AddLink_bn(nodes[static_cast<std::size_t>(i)], child);
-    AddLink_bn(nodes[static_cast<std::size_t>((i + 1) % 3)], child);
+    node_bn child = nodes[std::size_t(3 + i)];
+    AddLink_bn(nodes[std::size_t(i)], child);
+    AddLink_bn(nodes[std::size_t((i + 1) % 3)], child);
   }
   std::size_t used = MemoryUsed();
   CompileNet_bn(net.get());

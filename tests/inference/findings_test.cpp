@@ -1,8 +1,4 @@
 // Entering, accumulating, reading and retracting findings: what is refused, with which words, and what is kept.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 #include "Bn/model/Attributes.h"
 #include "support/library.h"
@@ -63,61 +59,44 @@ TEST_F(Findings, OfTheNegativeFormAddUpToAState) {
   EnterFinding_bn(node, 2);
   EXPECT_EQ(Reports(), "");
   EnterFindingNot_bn(node, 2);
-  EXPECT_EQ(Reports(),
-            "5 3306 EnterFindingNot_bn: Can't enter likelihood finding for node 'Free', because new likelihood is "
-            "inconsistent with previous finding (t) for this node\n");
+  EXPECT_EQ(Gist(), "5 3306 EnterFindingNot_bn Free");
   EXPECT_EQ(GetNodeFinding_bn(node), 2);
 }
 
 TEST_F(Findings, AreRefusedWithTheReason) {
   Net net = Copying();
   node_bn free = Free(net), a = Named(net, "A"), b = Named(net, "B");
-  auto refused = [&](const char* text) {
-    EXPECT_EQ(Reports(), std::string(text) + "\n");
+  auto refused = [&](const char* gist) {
+    EXPECT_EQ(Gist(), gist);
     EXPECT_EQ(GetNodeFinding_bn(a), NONE);
     EXPECT_EQ(GetNodeFinding_bn(b), NONE);
   };
   EnterFinding_bn(a, 0);
-  refused(
-      "5 3315 EnterFinding_bn: Can't enter finding for node 'A', because new finding 'low' is inconsistent with the "
-      "model's stated value for this node");
+  refused("5 3315 EnterFinding_bn A low");
   EnterFinding_bn(a, 3);
-  refused(
-      "5 5106 EnterFinding_bn: Passed state (=3) for node 'A' is out of bounds (it must be between 0 and 2 inclusive)");
+  refused("5 5106 EnterFinding_bn 3 A 0 2");
   EnterFinding_bn(a, UNDEF_STATE);
-  refused(
-      "5 5106 EnterFinding_bn: Passed state (=-3) for node 'A' is out of bounds (it must be between 0 and 2 "
-      "inclusive)");
+  refused("5 5106 EnterFinding_bn -3 A 0 2");
   const float nothing[] = {0, 0, 0}, first[] = {1, 0, 0}, firstTwo[] = {1, 1, 0}, negative[] = {1, -1, 0};
   EnterNodeLikelihood_bn(a, nothing);
-  refused(
-      "5 3303 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'A', because new likelihood consists of "
-      "all zeroes");
+  refused("5 3303 EnterNodeLikelihood_bn A");
   EnterNodeLikelihood_bn(a, negative);
-  refused(
-      "5 3318 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'A', because new likelihood has an entry "
-      "that is not a finite number of 0 or more (-1)");
+  refused("5 3318 EnterNodeLikelihood_bn A 0 -1");
   EnterNodeLikelihood_bn(a, nullptr);
-  refused("5 5514 EnterNodeLikelihood_bn: Argument 'likelihood' is NULL");
+  refused("5 5514 EnterNodeLikelihood_bn likelihood NULL");
 
   // Against findings of the node itself.
   EnterFinding_bn(free, 1);
   EnterFinding_bn(free, 1);
   EnterFinding_bn(free, 2);
-  refused(
-      "5 3310 EnterFinding_bn: Can't enter finding for node 'Free', because new finding 't' contradicts previous "
-      "finding 's' for this node");
+  refused("5 3310 EnterFinding_bn Free t s");
   RetractNodeFindings_bn(free);
   EnterFindingNot_bn(free, 2);
   EnterFinding_bn(free, 2);
-  refused(
-      "5 3313 EnterFinding_bn: Can't enter finding for node 'Free', because new finding 't' contradicts previous "
-      "negative or likelihood findings for this node");
+  refused("5 3313 EnterFinding_bn Free t");
   const float third[] = {0, 0, 2};
   EnterNodeLikelihood_bn(free, third);
-  refused(
-      "5 3307 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'Free', because new likelihood is "
-      "inconsistent with previous negative or likelihood findings for this node");
+  refused("5 3307 EnterNodeLikelihood_bn Free");
   EXPECT_EQ(GetNodeFinding_bn(free), NEGATIVE);
   RetractNodeFindings_bn(free);
 
@@ -125,13 +104,9 @@ TEST_F(Findings, AreRefusedWithTheReason) {
   CompileNet_bn(net.get());
   EXPECT_NEAR(Belief(net, "B", "mid"), 0.5, 1e-6);
   EnterFinding_bn(b, 0);
-  refused(
-      "5 3302 EnterFinding_bn: Can't enter finding for node 'B', because new finding 'low' is inconsistent with "
-      "findings for other nodes, according to this model");
+  refused("5 3302 EnterFinding_bn B low");
   EnterNodeLikelihood_bn(b, first);
-  refused(
-      "5 3305 EnterNodeLikelihood_bn: Can't enter likelihood finding for node 'B', because new likelihood is "
-      "inconsistent with findings for other nodes, according to this model");
+  refused("5 3305 EnterNodeLikelihood_bn B");
   EXPECT_TRUE(IsBeliefUpdated_bn(b));
   EnterNodeLikelihood_bn(b, firstTwo);
   EXPECT_FALSE(IsBeliefUpdated_bn(b));
@@ -162,34 +137,6 @@ TEST_F(Findings, ThatContradictEachOtherAreReportedByEveryUpdate) {
   RetractNodeFindings_bn(b);
   EXPECT_TRUE(IsBeliefUpdated_bn(a));
   EXPECT_NEAR(CaseProbability_bn(net.get()), 0.1, 1e-7);
-}
-
-TEST_F(Findings, OfAnEqualLikelihoodKeepTheirScale) {
-  const float half[] = {0.5f, 0.5f, 0.5f};
-  for (bool compiledBefore : {false, true}) {
-    Net net = Copying();
-    node_bn node = Free(net);
-    if (compiledBefore) {
-      CompileNet_bn(net.get());
-      EXPECT_NEAR(CaseProbability_bn(net.get()), 1, 1e-7);
-    }
-    EnterNodeLikelihood_bn(node, half);
-    if (!compiledBefore) CompileNet_bn(net.get());
-    EXPECT_NEAR(CaseProbability_bn(net.get()), 0.5, 1e-7) << compiledBefore;
-    EnterNodeLikelihood_bn(node, half);
-    EXPECT_NEAR(CaseProbability_bn(net.get()), 0.25, 1e-7) << compiledBefore;
-  }
-}
-
-TEST_F(Findings, DoNotVanishWhenTheyAreTiny) {
-  const float tiny[] = {1e-30f, 1e-30f, 0};
-  Net net = Copying();
-  node_bn node = Free(net);
-  for (int i = 0; i < 3; ++i) EnterNodeLikelihood_bn(node, tiny);
-  EXPECT_EQ(Reports(), "");
-  EXPECT_EQ(GetNodeFinding_bn(node), NEGATIVE);
-  CompileNet_bn(net.get());
-  EXPECT_NEAR(Belief(net, "Free", "r"), 0.4, 1e-6);
 }
 
 class Values : public Findings {
@@ -232,28 +179,21 @@ TEST_F(Values, StandForStates) {
   const Row rows[] = {
       {"D", 2.000001, 1, ""},
       {"D", 3, 2, ""},
-      {"D", 2.1, NONE,
-       "5 3314 EnterNodeValue_bn: Can't change value of node 'D', because new value 2.1 does not "
-       "correspond to any state (closest is state 1 whose value is 2)\n"},
+      {"D", 2.1, NONE, "5 3314 EnterNodeValue_bn D 2.1 1 2"},
       {"C", 0, 0, ""},
       {"C", 9.99, 0, ""},
       {"C", 10, 1, ""},
       {"C", 40, 2, ""},
-      {"C", -0.5, NONE,
-       "5 3308 EnterNodeValue_bn: Can't change value of node 'C', because new value -0.5 is less "
-       "than lowest allowable (0)\n"},
-      {"C", 40.5, NONE,
-       "5 3309 EnterNodeValue_bn: Can't change value of node 'C', because new value 40.5 is higher "
-       "than highest allowable (40)\n"},
-      {"C", std::nan(""), NONE,
-       "5 2432 EnterNodeValue_bn: Can't change value of node 'C', because the new value is not a number\n"},
+      {"C", -0.5, NONE, "5 3308 EnterNodeValue_bn C -0.5 0"},
+      {"C", 40.5, NONE, "5 3309 EnterNodeValue_bn C 40.5 40"},
+      {"C", std::nan(""), NONE, "5 2432 EnterNodeValue_bn C"},
   };
   Net net = WithLevels();
   for (const Row& row : rows) {
     SCOPED_TRACE(std::string(row.node) + " " + std::to_string(row.value));
     node_bn node = Named(net, row.node);
     EnterNodeValue_bn(node, row.value);
-    EXPECT_EQ(Reports(), row.report);
+    EXPECT_EQ(Gist(), row.report);
     EXPECT_EQ(GetNodeFinding_bn(node), row.finding);
     double expected = row.finding == NONE ? undef_dbl_ns : row.node[0] == 'D' ? row.finding + 1.0 : row.value;
     EXPECT_EQ(GetNodeValue_bn(node), expected);
@@ -269,24 +209,17 @@ TEST_F(Values, AreCheckedAgainstWhatIsKnown) {
   EnterFinding_bn(d, 1);
   EXPECT_EQ(GetNodeValue_bn(d), 2);
   EnterNodeValue_bn(d, 3);
-  EXPECT_EQ(Reports(),
-            "5 3311 EnterNodeValue_bn: Can't change value of node 'D', because new value 3 contradicts old value 2\n");
+  EXPECT_EQ(Gist(), "5 3311 EnterNodeValue_bn D 3 2");
   EnterFinding_bn(c, 1);
   EXPECT_EQ(GetNodeValue_bn(c), undef_dbl_ns);
   EnterNodeValue_bn(c, 30);
-  EXPECT_EQ(Reports(),
-            "5 3310 EnterNodeValue_bn: Can't change value of node 'C', because new finding '#2' contradicts previous "
-            "finding '#1' for this node\n");
+  EXPECT_EQ(Gist(), "5 3310 EnterNodeValue_bn C #2 #1");
   EnterNodeValue_bn(c, 15);
   EXPECT_EQ(GetNodeValue_bn(c), 15);
   EnterNodeValue_bn(plain, 1);
-  EXPECT_EQ(Reports(),
-            "5 3317 EnterNodeValue_bn: Can't change value of node 'P', because the node is discrete without any "
-            "levels defined\n");
+  EXPECT_EQ(Gist(), "5 3317 EnterNodeValue_bn P");
   EXPECT_EQ(GetNodeValue_bn(plain), undef_dbl_ns);
-  EXPECT_EQ(Reports(),
-            "5 5564 GetNodeValue_bn: Argument 'node' is 'P', which is not continuous, and has not been given a levels "
-            "array\n");
+  EXPECT_EQ(Gist(), "5 5564 GetNodeValue_bn node P");
   CompileNet_bn(net.get());
   EXPECT_NEAR(CaseProbability_bn(net.get()), 0.3 * 0.25, 1e-7);
 }
@@ -300,14 +233,10 @@ TEST_F(Values, OfContinuousNodesWithoutLevelsAreJustKept) {
   EXPECT_EQ(GetNodeValue_bn(node), 12.500001);
   EXPECT_EQ(Reports(), "");
   EnterFinding_bn(node, 0);
-  EXPECT_EQ(Reports(),
-            "5 5106 EnterFinding_bn: Passed state (=0) for node 'X' is out of bounds (it must be between 0 and -1 "
-            "inclusive)\n");
+  EXPECT_EQ(Gist(), "5 5106 EnterFinding_bn 0 X 0 -1");
   EXPECT_EQ(GetNodeFinding_bn(node), NONE);
   GetNodeLikelihood_bn(node);
-  EXPECT_EQ(Reports(),
-            "5 5515 GetNodeFinding_bn: Argument 'node' is 'X', which is not discrete or discretized\n"
-            "5 5560 GetNodeLikelihood_bn: Argument 'node' is 'X', which is not discrete or discretized\n");
+  EXPECT_EQ(Gist(), "5 5515 GetNodeFinding_bn node X; 5 5560 GetNodeLikelihood_bn node X");
   RetractAllFindings_bn(net.get());
   EXPECT_EQ(GetNodeValue_bn(node), undef_dbl_ns);
 }
@@ -342,14 +271,10 @@ TEST_F(Findings, TellThatTheyCannotUpdateAnUncompiledNet) {
   Net net = ChestClinic(env);
   SetNetAutoUpdate_bn(net.get(), 1);
   Observe(net, "smoke", "yes");
-  EXPECT_EQ(Reports(),
-            "3 2135 EnterFinding_bn: Can't update beliefs, because network 'ChestClinic' hasn't been recently "
-            "compiled\n");
+  EXPECT_EQ(Gist(), "3 2135 EnterFinding_bn ChestClinic");
   EXPECT_EQ(GetNodeFinding_bn(Named(net, "smoke")), 0);
   EXPECT_EQ(CaseProbability_bn(net.get()), -1);
-  EXPECT_EQ(Reports(),
-            "5 2077 CaseProbability_bn: Can't update beliefs because network 'ChestClinic' hasn't been recently "
-            "compiled\n");
+  EXPECT_EQ(Gist(), "5 2077 CaseProbability_bn ChestClinic");
   CompileNet_bn(net.get());
   EXPECT_TRUE(IsBeliefUpdated_bn(Named(net, "smoke")));
   EXPECT_NEAR(CaseProbability_bn(net.get()), 0.5, 1e-7);

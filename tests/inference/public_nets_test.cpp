@@ -1,11 +1,4 @@
 // Public benchmark nets with beliefs computed elsewhere in double precision. The folder is named by BRAVIC_NETS.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
 
 #include "support/library.h"
 #include "support/nets.h"
@@ -45,7 +38,7 @@ class PublicNets : public LibraryTest {
     for (const auto& [name, beliefs] : expected["beliefs"].items()) {
       node_bn node = Named(net, name);
       ASSERT_NE(node, nullptr) << name;
-      ASSERT_EQ(static_cast<std::size_t>(NumStates(node)), beliefs.size()) << name;
+      ASSERT_EQ(std::size_t(NumStates(node)), beliefs.size()) << name;
       const float* belief = GetNodeBeliefs_bn(node);
       for (std::size_t s = 0; s < beliefs.size(); ++s) {
         EXPECT_NEAR(belief[s], beliefs[s].get<double>(), 2e-5) << name << " state " << s;

@@ -1,8 +1,4 @@
 // Random nets and random histories of findings, tables and links, compared with the enumerated joint distribution.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstdlib>
 
 #include "support/joint.h"
 #include "support/library.h"
@@ -58,7 +54,7 @@ class RandomNets : public LibraryTest {
       CheckBeliefs(node, mostProbable ? expected.maxBelief[node] : expected.belief[node]);
       if (HasFatalFailure()) return;
       if (!mostProbable) continue;
-      auto state = static_cast<std::size_t>(GetNodeMostProbable_bn(node));
+      auto state = std::size_t(GetNodeMostProbable_bn(node));
       ASSERT_NEAR(expected.maxBelief[node][state], 1, BELIEF_TOLERANCE) << GetNodeName_bn(node);
     }
   }
@@ -66,10 +62,10 @@ class RandomNets : public LibraryTest {
   // One finding of any form, entered when it leaves the case possible.
   void EnterSomething(const Net& net, Random& random, Known& known) {
     std::vector<node_bn> nodes = Nodes(net);
-    node_bn node = nodes[static_cast<std::size_t>(random.Below(static_cast<int>(nodes.size())))];
+    node_bn node = random.Pick(nodes);
     int numstates = NumStates(node), state = random.Below(numstates), form = random.Below(4);
-    std::vector<double> weights(static_cast<std::size_t>(numstates), form == 0 ? 0.0 : 1.0);
-    if (form <= 1) weights[static_cast<std::size_t>(state)] = form == 0 ? 1 : 0;
+    std::vector<double> weights(std::size_t(numstates), form == 0 ? 0.0 : 1.0);
+    if (form <= 1) weights[std::size_t(state)] = form == 0 ? 1 : 0;
     if (form == 2) {
       for (double& weight : weights) weight = random.Chance(0.2) ? 0 : 0.125 * random.Between(1, 16);
     }
@@ -102,11 +98,11 @@ class RandomNets : public LibraryTest {
   // A change of a table or of the links, after which some finding may have become impossible.
   void ChangeSomething(const Net& net, Random& random, Known& known) {
     std::vector<node_bn> nodes = Nodes(net);
-    auto child = static_cast<std::size_t>(random.Below(static_cast<int>(nodes.size())));
+    auto child = std::size_t(random.Below(int(nodes.size())));
     int numparents = LengthNodeList_bn(GetNodeParents_bn(nodes[child]));
     int form = random.Below(4);
     if (form == 0 && child > 0 && numparents < 4) {
-      node_bn parent = nodes[static_cast<std::size_t>(random.Below(static_cast<int>(child)))];
+      node_bn parent = nodes[std::size_t(random.Below(int(child)))];
       for (node_bn present : Nodes(GetNodeParents_bn(nodes[child]))) {
         if (present == parent) return;
       }
@@ -146,7 +142,7 @@ class RandomNets : public LibraryTest {
         case 2:
         case 3: {
           std::vector<node_bn> nodes = Nodes(net);
-          node_bn node = nodes[static_cast<std::size_t>(random.Below(static_cast<int>(nodes.size())))];
+          node_bn node = random.Pick(nodes);
           RetractNodeFindings_bn(node);
           known.Retract(node);
           break;

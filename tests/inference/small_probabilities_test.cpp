@@ -1,8 +1,4 @@
 // Probabilities below what floats and doubles hold, as hosts meet them.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
 
 #include "support/net_fixture.h"
 

@@ -1,6 +1,5 @@
 // Long operations, halted each time that they look up: one record, the neutral answer, and the net as before.
 #include <csignal>
-#include <functional>
 
 #include "Win_Face/Interaction.h"
 #include "support/net_fixture.h"

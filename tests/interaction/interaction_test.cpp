@@ -1,12 +1,6 @@
 // Waits, questions and prompts, with a clock of the test's own and a file in place of the keyboard.
 #include "Win_Face/Interaction.h"
 
-#include <gmock/gmock.h>
-
-#include <cstdio>
-#include <string>
-#include <vector>
-
 #include "Basic/Environ.h"
 #include "Basic/Memory.h"
 #include "Win_Face/Platform.h"

@@ -1,8 +1,6 @@
 // Getters and setters of attributes: what they answer and record.
 #include "Bn/model/Attributes.h"
 
-#include <functional>
-
 #include "Bn/model/Undo.h"
 #include "support/net_fixture.h"
 

@@ -1,6 +1,4 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
-#include <cstring>
-#include <utility>
 
 #include "Basic/Text.h"
 #include "Bn/model/NodeNames.h"

@@ -1,8 +1,6 @@
 // Readiness for compiling and optimizing, and the consistency of damaged records.
 #include "Bn/model/Checks.h"
 
-#include <functional>
-
 #include "Basic/Memory.h"
 #include "Bn/model/Consistency.h"
 #include "Bn/model/NodeOrder.h"

@@ -1,8 +1,6 @@
 // Node lists of hosts: filled, read, changed and refused.
 #include "Bn/model/Lists.h"
 
-#include <climits>
-
 #include "support/net_fixture.h"
 
 namespace bravic::testing {
@@ -52,7 +50,7 @@ TEST_F(ListsTest, ALongListShrinksAndBecomesEmpty) {
   for (int i = 0; i < 1000; ++i) Add("A", INT_MAX);
   for (int i = 0; i < 1000; ++i) {
     ASSERT_NE(RemoveNthNode_bn(list, 0), nullptr);
-    ASSERT_LE(BlockSize(list->ar), (4 * static_cast<std::size_t>(list->num) + 1) * sizeof(node_bn) + 20000 * (i < 750));
+    ASSERT_LE(BlockSize(list->ar), (4 * std::size_t(list->num) + 1) * sizeof(node_bn) + 20000 * (i < 750));
   }
   EXPECT_EQ(list->ar, nullptr);
   Add("B", INT_MAX);

@@ -1,5 +1,4 @@
 // A change of parents against a row-by-row model of what becomes of the tables.
-#include <algorithm>
 
 #include "Bn/model/Parents.h"
 #include "Bn/model/Tables.h"
@@ -27,13 +26,13 @@ Rows RowsOf(node_bn node) {
 template <class T>
 T* Filled(std::size_t num, float first) {
   auto* table = static_cast<T*>(Allocate(num * sizeof(T)));
-  for (std::size_t i = 0; i < num; ++i) table[i] = static_cast<T>(first + static_cast<float>(i));
+  for (std::size_t i = 0; i < num; ++i) table[i] = static_cast<T>(first + float(i));
   return table;
 }
 
 std::size_t NumRowsOver(const std::vector<node_bn>& parents) {
   std::size_t num = 1;
-  for (node_bn parent : parents) num *= static_cast<std::size_t>(NumStates(parent));
+  for (node_bn parent : parents) num *= std::size_t(NumStates(parent));
   return num;
 }
 
@@ -53,10 +52,9 @@ Rows Expected(const Rows& old, const std::vector<node_bn>& before, const std::ve
   do {
     std::size_t row = 0;
     for (std::size_t i = 0; i < before.size(); ++i) {
-      row = row * static_cast<std::size_t>(NumStates(before[i])) +
-            static_cast<std::size_t>(StateBefore(before, i, after, states));
+      row = row * std::size_t(NumStates(before[i])) + std::size_t(StateBefore(before, i, after, states));
     }
-    const std::size_t n = static_cast<std::size_t>(numstates);
+    const std::size_t n = std::size_t(numstates);
     rows.probs.insert(rows.probs.end(), old.probs.data() + row * n, old.probs.data() + (row + 1) * n);
     if (!old.numcases.empty()) rows.numcases.push_back(old.numcases[row]);
     if (!old.determin.empty()) rows.determin.push_back(old.determin[row]);
@@ -80,8 +78,7 @@ TEST_F(ReshapeTest, TablesFollowAnyChangeOfParents) {
     const auto draw = [&] {
       std::vector<node_bn> parents;
       for (node_bn parent : pool) {
-        if (random.Chance(0.5))
-          parents.insert(parents.begin() + random.Below(static_cast<int>(parents.size()) + 1), parent);
+        if (random.Chance(0.5)) parents.insert(parents.begin() + random.Below(int(parents.size()) + 1), parent);
       }
       if (!parents.empty() && random.Chance(0.1)) parents.push_back(parents[0]);
       return parents;
@@ -89,7 +86,7 @@ TEST_F(ReshapeTest, TablesFollowAnyChangeOfParents) {
     const auto before = draw(), after = draw();
     ChangeParents(node, before, {}, false);
     const std::size_t numrows = NumRowsOver(before);
-    ReplaceTables(nullptr, node, Filled<float>(numrows * static_cast<std::size_t>(NumStates(node)), 0.5f),
+    ReplaceTables(nullptr, node, Filled<float>(numrows * std::size_t(NumStates(node)), 0.5f),
                   random.Chance(0.5) ? Filled<float>(numrows, 1000) : nullptr,
                   random.Chance(0.5) ? Filled<statetype>(numrows, 2000) : nullptr,
                   random.Chance(0.5) ? Filled<float>(numrows, 3000) : nullptr, 1);

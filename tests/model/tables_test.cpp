@@ -47,22 +47,22 @@ struct PlainModel {
     std::size_t row = 0;
     ForEachRow(node, [&](const statetype* here) {
       bool agrees = true;
-      for (std::size_t i = 0; i + 1 < states.size(); i++)
+      for (std::size_t i = 0; i + 1 < states.size(); ++i)
         agrees = agrees && (states[i] == EVERY_STATE || states[i] == here[i]);
       if (agrees) change(row);
-      row++;
+      ++row;
     });
   }
   Row OneHot(double state) const {
-    Row row(static_cast<std::size_t>(NumStates(node)), state < 0 ? UNDEF_PROB : 0.0f);
-    if (state >= 0) row[static_cast<std::size_t>(state)] = 1;
+    Row row(std::size_t(NumStates(node)), state < 0 ? UNDEF_PROB : 0.0f);
+    if (state >= 0) row[std::size_t(state)] = 1;
     return row;
   }
   void SetProbs(const States& states, const Row& row) {
     std::vector<Row> probs = tables.probs;
     if (probs.empty()) {
       probs.assign(NumRows(), OneHot(UNDEF_STATE));
-      for (std::size_t r = 0; r < tables.function.size(); r++) probs[r] = OneHot(tables.function[r]);
+      for (std::size_t r = 0; r < tables.function.size(); ++r) probs[r] = OneHot(tables.function[r]);
     }
     const std::vector<Row> before = probs;
     AtAgreeing(states, [&](std::size_t r) { probs[r] = row; });
@@ -100,13 +100,13 @@ void ExpectSame(const PlainModel& model) {
       const Row expected = tables.probs.empty() ? model.OneHot(tables.function[row]) : tables.probs[row];
       ASSERT_EQ(Row(probs, probs + NumStates(node)), expected);
     }
-    row++;
+    ++row;
   });
 }
 
 TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
   SetUndoDepth_bn(1000, net.get());
-  for (std::uint64_t seed = 1; seed <= 40; seed++) {
+  for (std::uint64_t seed = 1; seed <= 40; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(seed);
     net.reset(NewNet_bn("Test", env));
@@ -114,7 +114,7 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
     for (int i = random.Below(4); i-- > 0;) AddLink_bn(New(nullptr, random.Between(1, 4)), node);
     PlainModel model{node, {}};
     std::vector<std::pair<int, PlainTables>> history;  // undo sequence and what held then
-    for (int step = 0; step < 120; step++) {
+    for (int step = 0; step < 120; ++step) {
       SCOPED_TRACE("step " + std::to_string(step));
       const PlainTables before = model.tables;
       const int sequence = UndoSequence(net.get());
@@ -146,7 +146,7 @@ TEST_F(TablesTest, AnyMixOfSettersUndoAndRedoAgreesWithAPlainModel) {
       ASSERT_EQ(UndoSequence(net.get()) != sequence, model.tables != before) << "one record exactly when it changed";
       if (model.tables != before) history.push_back({sequence, before});
       if (random.Chance(0.3) && !history.empty()) {
-        const auto [at, tables] = history[static_cast<std::size_t>(random.Below(static_cast<int>(history.size())))];
+        const auto [at, tables] = random.Pick(history);
         const PlainTables now = std::exchange(model.tables, tables);
         const int newest = UndoSequence(net.get());
         UndoTo(net.get(), at);
@@ -191,7 +191,7 @@ TEST_F(TablesTest, FunctionValuesBecomeStatesByLevels) {
     ASSERT_EQ(SetFunctionValue(node, nullptr, c.value), 0);
     EXPECT_EQ(RowOf(node, {}), c.row);
     EXPECT_EQ(Gist(), c.warning);
-    EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), static_cast<double>(c.value));
+    EXPECT_EQ(GetNodeFuncValue_bn(node, nullptr), double(c.value));
     DeleteNode_bn(node);
   }
 }
@@ -302,7 +302,7 @@ TEST_F(TablesTest, RowsOfTablesThatAreNotThere) {
 
 TEST_F(TablesTest, ATableBeyondAllMemoryIsRefused) {
   node_bn huge = New("Huge", 1000);
-  for (int i = 0; i < 8; i++) AddLink_bn(New(nullptr, 1000), huge);
+  for (int i = 0; i < 8; ++i) AddLink_bn(New(nullptr, 1000), huge);
   const States first(8, 0);
   SetNodeProbs_bn(huge, first.data(), Row(1000, 0.001f).data());
   EXPECT_EQ(Gist(), "5 2286 SetNodeProbs_bn Huge 3.90625e+24");

@@ -1,5 +1,4 @@
 // The judge of probability vectors, and the normal form of rows.
-#include <cmath>
 
 #include "Bn/model/VectorCheck.h"
 #include "support/net_fixture.h"
@@ -87,7 +86,7 @@ TEST_F(VectorsTest, RowsAreBroughtToSumOne) {
   for (auto c : cases) {
     SCOPED_TRACE(::testing::PrintToString(c.row));
     double sum = -1;
-    EXPECT_EQ(NormalizeRow(c.row.data(), static_cast<int>(c.row.size()), &sum), c.form);
+    EXPECT_EQ(NormalizeRow(c.row.data(), int(c.row.size()), &sum), c.form);
     EXPECT_EQ(c.row, c.normal);
     EXPECT_EQ(sum, c.sum);
   }

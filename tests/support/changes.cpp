@@ -9,7 +9,7 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
     : list_(NewNodeList_bn(0, env)), one_(NewNodeList_bn(1, env)), cases_(FileNamed_ns(caseFile.c_str(), env)) {
   net_bn net = on.get();
   const auto nodes = Nodes(on);
-  const auto pick = [&] { return nodes[static_cast<std::size_t>(random.Below(static_cast<int>(nodes.size())))]; };
+  const auto pick = [&] { return random.Pick(nodes); };
   const node_bn node = pick(), other = pick();
   const nodelist_bn parents = GetNodeParents_bn(node);
   const int numparents = LengthNodeList_bn(parents), numstates = NumStates(node);

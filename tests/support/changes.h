@@ -15,13 +15,13 @@ class Changes {
   Changes(const Changes&) = delete;
   Changes& operator=(const Changes&) = delete;
 
-  int NumKinds() const { return static_cast<int>(kinds_.size()); }
-  const char* Name(int kind) const { return kinds_[static_cast<std::size_t>(kind)].first; }
+  int NumKinds() const { return int(kinds_.size()); }
+  const char* Name(int kind) const { return kinds_[std::size_t(kind)].first; }
   // One that a failure leaves as far as it got; all of it is one step back.
   static bool IsGradual(int kind) { return kind < NUM_GRADUAL; }
   // One that is no change when it is made again.
   bool IsSetting(int kind) const { return kind >= NumKinds() - NUM_SETTINGS; }
-  void Make(int kind) const { kinds_[static_cast<std::size_t>(kind)].second(); }
+  void Make(int kind) const { kinds_[std::size_t(kind)].second(); }
 
  private:
   static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 15;

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 TemporaryDirectory::TemporaryDirectory() {
   const fs::path base = fs::temp_directory_path();
-  for (unsigned i = 0;; i++) {
+  for (unsigned i = 0;; ++i) {
     const fs::path path = base / ("bravic_test_" + std::to_string(std::rand()) + "_" + std::to_string(i));
     if (fs::create_directory(path)) {
       path_ = path.string();

@@ -2,12 +2,8 @@
 // afterwards as before.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <cstddef>
-#include <string>
-
 #include "bravic.h"
+#include "support/test.h"
 
 namespace bravic::testing {
 

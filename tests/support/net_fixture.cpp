@@ -11,8 +11,8 @@ node_bn NetTest::New(const char* name, int numstates, std::initializer_list<node
 }
 
 nodelist_bn NetTest::List(const std::vector<node_bn>& nodes) {
-  nodelist_bn list = NewNodeList_bn(static_cast<int>(nodes.size()), env);
-  for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list, static_cast<int>(i), nodes[i]);
+  nodelist_bn list = NewNodeList_bn(int(nodes.size()), env);
+  for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list, int(i), nodes[i]);
   return list;
 }
 

@@ -5,8 +5,8 @@
 namespace bravic::testing {
 
 std::vector<node_bn> Nodes(nodelist_bn list) {
-  std::vector<node_bn> nodes(static_cast<std::size_t>(std::max(LengthNodeList_bn(list), 0)));
-  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = NthNode_bn(list, static_cast<int>(i));
+  std::vector<node_bn> nodes(std::size_t(std::max(LengthNodeList_bn(list), 0)));
+  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = NthNode_bn(list, int(i));
   return nodes;
 }
 
@@ -45,7 +45,7 @@ std::vector<float> GetTable(node_bn node) {
 
 node_bn AddNode(const Net& net, const char* name, std::initializer_list<const char*> states,
                 std::initializer_list<const char*> parents, const std::vector<float>& rows) {
-  node_bn node = NewNode_bn(name, static_cast<int>(states.size()), net.get());
+  node_bn node = NewNode_bn(name, int(states.size()), net.get());
   int state = 0;
   for (const char* text : states) SetNodeStateName_bn(node, state++, text);
   for (const char* parent : parents) AddLink_bn(Named(net, parent), node);
@@ -82,9 +82,9 @@ Net Chain(environ_ns env, int length, int numstates) {
     if (previous) AddLink_bn(previous, node);
     std::vector<float> row(static_cast<std::size_t>(numstates));
     for (statetype s = 0; s < (previous ? numstates : 1); ++s) {
-      float other = numstates > 1 ? 0.2f / static_cast<float>(numstates - 1) : 0;
-      std::fill(row.begin(), row.end(), previous ? other : 1.0f / static_cast<float>(numstates));
-      if (previous) row[static_cast<std::size_t>(s)] = numstates > 1 ? 0.8f : 1;
+      float other = numstates > 1 ? 0.2f / float(numstates - 1) : 0;
+      std::fill(row.begin(), row.end(), previous ? other : 1.0f / float(numstates));
+      if (previous) row[std::size_t(s)] = numstates > 1 ? 0.8f : 1;
       SetNodeProbs_bn(node, &s, row.data());
     }
     previous = node;
@@ -95,11 +95,11 @@ Net Chain(environ_ns env, int length, int numstates) {
 std::vector<float> RandomRow(Random& random, int numstates, double zeros) {
   std::vector<double> weights(static_cast<std::size_t>(numstates));
   for (double& weight : weights) weight = random.Chance(zeros) ? 0 : 0.02 + random.Share();
-  weights[static_cast<std::size_t>(random.Below(numstates))] += 0.02 + random.Share();
+  weights[std::size_t(random.Below(numstates))] += 0.02 + random.Share();
   double sum = 0;
   for (double weight : weights) sum += weight;
   std::vector<float> row;
-  for (double weight : weights) row.push_back(static_cast<float>(weight / sum));
+  for (double weight : weights) row.push_back(float(weight / sum));
   return row;
 }
 
@@ -120,14 +120,14 @@ Net RandomNet(environ_ns env, Random& random, const RandomNetOptions& options) {
     configurations *= numstates;
     node_bn node = NewNode_bn(("N" + std::to_string(i)).c_str(), numstates, net.get());
     std::vector<node_bn> candidates = nodes;
-    int numparents = std::min(random.Between(0, options.maxParents), static_cast<int>(candidates.size()));
+    int numparents = std::min(random.Between(0, options.maxParents), int(candidates.size()));
     for (int k = 0; k < numparents; ++k) {
-      auto at = candidates.begin() + random.Below(static_cast<int>(candidates.size()));
+      auto at = candidates.begin() + random.Below(int(candidates.size()));
       AddLink_bn(*at, node);
       candidates.erase(at);
     }
     RandomTable(node, random, options.zeros);
-    nodes.insert(nodes.begin() + random.Below(static_cast<int>(nodes.size()) + 1), node);
+    nodes.insert(nodes.begin() + random.Below(int(nodes.size()) + 1), node);
   }
   return net;
 }

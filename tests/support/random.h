@@ -15,9 +15,13 @@ class Random {
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
     return z ^ (z >> 31);
   }
-  int Below(int n) { return static_cast<int>(Bits() % static_cast<std::uint64_t>(n)); }
+  int Below(int n) { return int(Bits() % static_cast<std::uint64_t>(n)); }
   int Between(int low, int high) { return low + Below(high - low + 1); }
-  double Share() { return static_cast<double>(Bits() >> 11) * 0x1p-53; }  // 0 <= x < 1
+  double Share() { return double(Bits() >> 11) * 0x1p-53; }  // 0 <= x < 1
+  template <class List>
+  auto& Pick(List& from) {
+    return from[std::size_t(Below(int(from.size())))];
+  }
   bool Chance(double share) { return Share() < share; }
 
  private:

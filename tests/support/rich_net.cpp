@@ -21,11 +21,11 @@ std::string RandomName(Random& random) {
 }
 
 float RandomNumber(Random& random) {
-  const double numbers[] = {static_cast<double>(random.Between(-100, 100)), random.Share(),
+  const double numbers[] = {double(random.Between(-100, 100)), random.Share(),
                             (random.Share() - 0.5) * std::pow(10.0, random.Between(-36, 37)),
-                            random.Chance(0.5) ? 0 : static_cast<double>(std::numeric_limits<float>::max()),
+                            random.Chance(0.5) ? 0 : double(std::numeric_limits<float>::max()),
                             random.Between(-10000, 10000) / 64.0};
-  return static_cast<float>(numbers[random.Below(5)]);
+  return float(numbers[random.Below(5)]);
 }
 
 void Replace(char*& field, const std::string& text) {
@@ -35,7 +35,7 @@ void Replace(char*& field, const std::string& text) {
 
 void NameStates(node_bn node, Random& random) {
   const double share = random.Chance(0.3) ? 0.5 : 1;
-  for (statetype state = 0; state < node->numstates; state++) {
+  for (statetype state = 0; state < node->numstates; ++state) {
     // A number at its end keeps the names of a node apart.
     if (random.Chance(share)) SetNodeStateName_bn(node, state, ("s" + std::to_string(state)).c_str());
   }
@@ -48,7 +48,7 @@ void GiveLevels(node_bn node, Random& random) {
   std::vector<double> levels;
   double level = random.Between(-5, 5);
   const int count = node->discrete == DISCRETE ? node->numstates : std::max(node->numstates + 1, 2);
-  for (int i = 0; i < count; i++) {
+  for (int i = 0; i < count; ++i) {
     levels.push_back(level);
     level += random.Chance(0.1) ? 0 : 0.25 * random.Between(1, 20);
   }
@@ -73,15 +73,14 @@ void ChangeTables(node_bn node, Random& random) {
     });
   } else if (what == 2) {  // rows that are missing or impossible
     for (const float marker : {UNDEF_PROB, IMPOS_PROB}) {
-      const std::vector<float> markers(static_cast<std::size_t>(node->numstates), marker);
+      const std::vector<float> markers(std::size_t(node->numstates), marker);
       ForSomeRows(node, random, 0.3, [&](const statetype* row) { SetNodeProbs_bn(node, row, markers.data()); });
     }
   }
   if (random.Chance(0.5)) {
     const double experience = random.Chance(0.5) ? random.Between(1, 1000) : 0;
     ForSomeRows(node, random, experience > 0 ? 1 : 0.8, [&](const statetype* row) {
-      SetNodeExperience_bn(node, row,
-                           experience > 0 ? experience : std::fabs(static_cast<double>(RandomNumber(random))));
+      SetNodeExperience_bn(node, row, experience > 0 ? experience : std::fabs(double(RandomNumber(random))));
     });
   }
   if (random.Chance(0.2)) IsNodeDeterministic_bn(node);
@@ -99,8 +98,8 @@ void AddRealNode(const Net& net, Random& random, int number) {
   node_bn node = NewNode_bn(("Real" + std::to_string(number)).c_str(), 0, net.get());
   if (random.Chance(0.5)) SetNodeKind_bn(node, UTILITY_NODE);
   auto nodes = Nodes(net);
-  for (int k = random.Below(3); k > 0; k--) {
-    node_bn parent = nodes[static_cast<std::size_t>(random.Below(static_cast<int>(nodes.size())))];
+  for (int k = random.Below(3); k > 0; --k) {
+    node_bn parent = random.Pick(nodes);
     if (parent->numstates > 0 && IndexIn(node->preds, parent) < 0) AddLink_bn(parent, node);
   }
   if (random.Chance(0.8)) {
@@ -119,10 +118,10 @@ std::string RandomText(Random& random) {
         "\n  \t",
         "\r\n",
         "gr\xC3\xBC\xC3\x9F\x65 \xE2\x82\xAC ",
-        std::string(static_cast<std::size_t>(random.Below(150)), random.Chance(0.5) ? ' ' : 'x'),
+        std::string(std::size_t(random.Below(150)), random.Chance(0.5) ? ' ' : 'x'),
         "// not /* a comment; } ( ",
     };
-    const auto piece = static_cast<std::size_t>(random.Below(14));
+    const auto piece = std::size_t(random.Below(14));
     text += piece < std::size(pieces) ? pieces[piece] : RandomName(random) + ' ';
   }
   return text;
@@ -132,7 +131,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
   RandomNetOptions options;
   options.maxNodes = 8;
   Net net = RandomNet(env, random, options);
-  for (int i = random.Below(3); i > 0; i--) AddRealNode(net, random, i);
+  for (int i = random.Below(3); i > 0; --i) AddRealNode(net, random, i);
   for (const node_bn node : Nodes(net)) {
     if (random.Chance(0.7)) NameStates(node, random);
     if (random.Chance(0.4)) GiveLevels(node, random);
@@ -143,7 +142,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
     }
     if (node->numstates > 0) ChangeTables(node, random);
     if (random.Chance(0.3)) node->chance = random.Chance(0.5) ? INVERTABLE : GAUSSIAN;
-    for (int i = 0; i < node->preds.num; i++) {
+    for (int i = 0; i < node->preds.num; ++i) {
       if (random.Chance(0.2)) SetLinkName_bn(node, i, ("in" + std::to_string(i)).c_str());
     }
     if (random.Chance(0.3)) SetNodeTitle_bn(node, RandomText(random).c_str());
@@ -155,7 +154,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
   }
   auto nodes = Nodes(net);
   while (nodes.size() > 1 && random.Chance(0.4)) {  // its children keep a placeholder; the name may be used again
-    const auto at = nodes.begin() + random.Below(static_cast<int>(nodes.size()));
+    const auto at = nodes.begin() + random.Below(int(nodes.size()));
     const std::string name = GetNodeName_bn(*at);
     DeleteNode_bn(*at);
     nodes.erase(at);

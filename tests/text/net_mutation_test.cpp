@@ -1,6 +1,5 @@
 // Damaged net files: whatever a file holds, reading it ends, leaves no memory behind, and a net that comes of it is
 // consistent.
-#include <algorithm>
 
 #include "Basic/Memory.h"
 #include "support/mutated.h"
@@ -25,7 +24,7 @@ TEST_F(NetMutationTest, DamagedFilesGiveConsistentNetsOrNone) {
   const std::string whole = ReadWhole(FILE_OF_ALL);
   const std::size_t used = MemoryUsed();
   int numRead = 0;
-  for (int round = 0; round < ROUNDS; round++) {
+  for (int round = 0; round < ROUNDS; ++round) {
     const std::string text = Mutated(whole, PIECES, random);
     {
       const Net read = Read(text, random.Below(2));
@@ -58,7 +57,7 @@ TEST_F(NetMutationTest, FilesMayEndAnywhere) {
 
 TEST_F(NetMutationTest, ProblemsBeyondAThousandAreCounted) {
   std::string text = "// ~->[DNET-1]->~\nbnet t {";
-  for (int i = 0; i < 1500; i++) text += "colour = red;\n";
+  for (int i = 0; i < 1500; ++i) text += "colour = red;\n";
   EXPECT_EQ(Nodes(Read(text + "node a {states = (x, y);};};")).size(), 1u);
   const std::string reports = Reports();
   EXPECT_EQ(std::count(reports.begin(), reports.end(), '\n'), 1001);

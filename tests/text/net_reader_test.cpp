@@ -1,7 +1,3 @@
-#include <cmath>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "Bn/model/Records.h"
 #include "Bn/model/Undo.h"

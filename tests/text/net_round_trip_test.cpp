@@ -1,6 +1,5 @@
 // Writing and reading again loses nothing, and what is written then is byte for byte the same: nets made through the
 // interface, files of others, and files with every mix of statements, inherited ones included.
-#include <algorithm>
 
 #include "Basic/Text.h"
 #include "Bn/model/Tables.h"
@@ -15,7 +14,7 @@ namespace {
 std::string Tell(const bnode& node) {
   std::string told;
   const auto add = [&](const void* values, long long count) {
-    told.append(static_cast<const char*>(values), values ? static_cast<std::size_t>(count) * sizeof(float) : 0);
+    told.append(static_cast<const char*>(values), values ? std::size_t(count) * sizeof(float) : 0);
     told += '|';
   };
   const bool continuous = node.discrete == CONTINUOUS;
@@ -27,11 +26,11 @@ std::string Tell(const bnode& node) {
   for (const char* text : {node.name, node.units, node.title, node.comment, node.author, node.whochanged}) {
     told += std::string(OrEmpty(text)) + "|";
   }
-  for (int i = 0; i < node.preds.num; i++) {
+  for (int i = 0; i < node.preds.num; ++i) {
     told += TagOf(node.preds.ar[i]) == STUB_TAG ? "?" : node.preds.ar[i]->name;
     told += std::string(" ") + OrEmpty(node.inputs ? node.inputs[i] : "") + "|";
   }
-  for (int state = 0; state < node.numstates; state++) {
+  for (int state = 0; state < node.numstates; ++state) {
     told += std::string(OrEmpty(node.states ? node.states[state] : "")) + "|";
   }
   const long long rows = std::max(NumRows(node), 0LL);
@@ -49,7 +48,7 @@ std::string Tell(const bnode& node) {
 void ExpectSame(const Net& net, const Net& copy) {
   const auto before = Nodes(net), after = Nodes(copy);
   ASSERT_EQ(before.size(), after.size());
-  for (std::size_t i = 0; i < before.size(); i++) ASSERT_EQ(Tell(*after[i]), Tell(*before[i])) << before[i]->name;
+  for (std::size_t i = 0; i < before.size(); ++i) ASSERT_EQ(Tell(*after[i]), Tell(*before[i])) << before[i]->name;
 }
 
 class NetRoundTripTest : public NetTest {
@@ -74,7 +73,7 @@ TEST_F(NetRoundTripTest, RandomNetsAndNetFiles) {
   std::vector<std::string> paths = NetsIn(std::string(BRAVIC_SOURCE_DIR) + "/examples/nets");
   ASSERT_FALSE(paths.empty());
   for (const std::string& path : BenchmarkNets()) paths.push_back(path);
-  for (std::size_t seed = 1; seed <= 400 + paths.size() && !HasFatalFailure(); seed++) {
+  for (std::size_t seed = 1; seed <= 400 + paths.size() && !HasFatalFailure(); ++seed) {
     SCOPED_TRACE(seed <= 400 ? "seed " + std::to_string(seed) : paths[seed - 401]);
     Random random(seed);
     net = seed <= 400 ? RandomRichNet(env, random) : ReadFrom(paths[seed - 401]);
@@ -115,9 +114,7 @@ std::string RandomStatements(Random& random) {
   const double share = random.Chance(0.5) ? 0.5 : 0.2;
   for (const auto& [field, values] : CHOICES) {
     if (!random.Chance(share)) continue;
-    const std::string statement = std::string(field) + " = " +
-                                  values[static_cast<std::size_t>(random.Below(static_cast<int>(values.size())))] +
-                                  "; ";
+    const std::string statement = std::string(field) + " = " + random.Pick(values) + "; ";
     random.Chance(0.05) ? statements.insert(0, statement) : statements += statement;
   }
   return statements;
@@ -144,7 +141,7 @@ std::string RandomFile(Random& random) {
 TEST_F(NetRoundTripTest, FilesWithEveryMixOfStatements) {
   constexpr int SEED = 11, ROUNDS = 2500;
   Random random(SEED);
-  for (int round = 0; round < ROUNDS && !HasFatalFailure(); round++) {
+  for (int round = 0; round < ROUNDS && !HasFatalFailure(); ++round) {
     const std::string text = RandomFile(random);
     SCOPED_TRACE("round " + std::to_string(round) + "\n" + text);
     const int options = random.Below(2);

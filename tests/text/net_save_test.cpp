@@ -1,7 +1,4 @@
 // Saving over an old file: whatever fails, the old file stays byte for byte and the report says what happened.
-#include <gmock/gmock.h>
-
-#include <filesystem>
 
 #include "Basic/OutputChannel.h"
 #include "Bn/files/NetWriter.h"
@@ -76,7 +73,7 @@ bool RefuseOne(WriteStep, std::size_t) {
 
 TEST_F(NetSaveTest, EveryFailingStepKeepsTheOldFile) {
   net = Chain(env, 200, 12);  // several buffers long
-  for (int allowed = 0;; allowed++) {
+  for (int allowed = 0;; ++allowed) {
     SCOPED_TRACE("steps allowed: " + std::to_string(allowed));
     net->dirty = true;
     stepsLeft = allowed;
@@ -184,7 +181,7 @@ TEST_F(NetSaveTest, TheOwnerIsKept) {
 // A message has room for the path or for its reason.
 TEST_F(NetSaveTest, LongPathsAreCutInTheirMiddle) {
   std::string folder = directory.Path();
-  for (int i = 0; i < 3; i++) folder += "/" + std::string(200, static_cast<char>('a' + i));
+  for (int i = 0; i < 3; ++i) folder += "/" + std::string(200, static_cast<char>('a' + i));
   fs::create_directories(folder);
   const std::string file = folder + "/net.dne";
   EXPECT_EQ(ReadFrom(file), nullptr);

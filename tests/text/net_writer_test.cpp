@@ -1,8 +1,4 @@
 // What WriteNet_bn writes: a text laid out by hand, and nets of every kind that must come back as they were.
-#include <gmock/gmock.h>
-
-#include <cmath>
-#include <functional>
 
 #include "Basic/Text.h"
 #include "Bn/files/NetWriter.h"
@@ -97,7 +93,7 @@ TEST_F(NetWriterTest, TextsOfEveryKindComeBack) {
                                     "ends with blanks   ",
                                     "}; node x { \"; /* // /#"};
   Random random(31);
-  for (int i = 0; i < 300; i++) texts.push_back(RandomText(random));
+  for (int i = 0; i < 300; ++i) texts.push_back(RandomText(random));
   for (const std::string& text : texts) {
     const Net net(NewNet_bn("Texts", env));
     SetNetTitle_bn(net.get(), text.c_str());
@@ -149,7 +145,7 @@ TEST_F(NetWriterTest, NamesOfDefineNodesAreTaken) {
 // Placeholders of deleted nodes that had all the same name, each of which is another one in the file.
 TEST_F(NetWriterTest, PlaceholdersOfOneNameGetNumbers) {
   constexpr int NUM = 4000;
-  for (int i = 0; i < NUM; i++) {
+  for (int i = 0; i < NUM; ++i) {
     node_bn parent = New("a");
     New(("c" + std::to_string(i)).c_str(), 2, {parent});
     DeleteNode_bn(parent);
@@ -181,7 +177,7 @@ TEST_F(NetWriterTest, BeliefsAreThoseOfTheFindings) {
   std::string text = Written(net);
   EXPECT_EQ(text.find("\tbelief"), text.rfind("\tbelief")) << "more than that of xray";
   char belief[64];
-  std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", static_cast<double>(Belief(net, "tub", "yes")));
+  std::snprintf(belief, sizeof belief, "\tbelief = (%.6g, ", double(Belief(net, "tub", "yes")));
   text = Written(net);
   EXPECT_THAT(text, ::testing::HasSubstr(belief));
   EXPECT_THAT(text, ::testing::HasSubstr("\tevidence = yes;\n\tbelief = (1, 0);\n"));

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 
+#include "Basic/Portable.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetFormat.h"
 #include "Bn/model/Levels.h"
@@ -227,7 +228,7 @@ bool IsMissingMark(const char* text, std::size_t length) {
 bool ParseReal(const char* text, std::size_t length, double* number) {
   const char* end = text + length;
   if (length > 1 && text[0] == '+' && text[1] != '-') ++text;
-  auto [stop, error] = std::from_chars(text, end, *number);
+  auto [stop, error] = ReadDecimal(text, end, *number);
   return error == std::errc() && stop == end && *number - *number == 0;
 }
 

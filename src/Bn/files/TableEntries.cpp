@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "Basic/Portable.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetValues.h"
 #include "Bn/model/VectorCheck.h"
@@ -53,7 +54,7 @@ bool ReadStateEntry(OpenTable& table, char* cell) {
 // The float nearest to the decimal text itself, not to its double.
 float NearestFloat(std::string_view text, double value) {
   float nearest;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), nearest);
+  const auto result = ReadDecimal(text.data(), text.data() + text.size(), nearest);
   return result.ec == std::errc() && result.ptr == text.data() + text.size() ? nearest : static_cast<float>(value);
 }
 
@@ -102,7 +103,7 @@ const char* ReadPlainNumber(const char* at, const char* end, float* value) {
   }
   // Longer numbers and those with an exponent; a sign or a word is left to the general way.
   if (start == end || !(IsAsciiDigit(*start) || *start == '.')) return nullptr;
-  const auto result = std::from_chars(start, end, *value);
+  const auto result = ReadDecimal(start, end, *value);
   return result.ec == std::errc() ? result.ptr : nullptr;
 }
 

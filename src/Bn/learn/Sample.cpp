@@ -87,7 +87,8 @@ Failure FindParents(node_bn node, int mark, Step& step) {
 
 // The listed nodes and their ancestors, parents first. While it is in use, scratch is a node's place in it.
 Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
-  const std::span<const node_bn> ordered = OrderedNodes(nodes[0]->innet);  // before marking: ordering marks too
+  const std::span<const node_bn> ordered =
+      Entries(OrderedNodes(nodes[0]->innet));  // before marking: ordering marks too
   const int mark = NewMark();
   MarkWithAncestors(nodes, mark);
   for (node_bn node : ordered) {
