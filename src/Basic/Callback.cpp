@@ -1,6 +1,7 @@
 #include "Basic/Callback.h"
 
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Errors.h"
 
 namespace bravic {
@@ -30,7 +31,7 @@ bool RefuseInCallback(const char* function) {
   if (!inCallback) return false;
   const char* running = currentFunction;
   currentFunction = nullptr;  // the complaint is nobody's error
-  ReportError(-5114, "API function %s is calling API function %s", running, function);
+  Report(CALL_IN_CALLBACK, running, function);
   currentFunction = running;
   return true;
 }

@@ -1,5 +1,7 @@
 #include "Basic/Environ.h"
 
+#include "Basic/ErrorTable.h"
+
 namespace bravic {
 
 environ_ns currentEnviron = nullptr;

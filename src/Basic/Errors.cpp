@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
 
@@ -185,35 +186,6 @@ const char* MessageWithFunction(report_ns report) {
   return report->mesg = rebuilt;
 }
 
-#define REPORT_WITH(number, danger, display, format)                            \
-  std::va_list arguments;                                                       \
-  va_start(arguments, format);                                                  \
-  report_ns report = PostFormatted(number, danger, display, format, arguments); \
-  va_end(arguments);                                                            \
-  return report
-
-report_ns ReportError(int number, const char* format, ...) {
-  REPORT_WITH(number, ERROR_ERR, DIALOG_DISPLAY, format);
-}
-
-report_ns ReportSilentError(int number, const char* format, ...) {
-  REPORT_WITH(number, ERROR_ERR, NOT_DISPLAYED, format);
-}
-
-report_ns ReportWarning(int number, const char* format, ...) {
-  REPORT_WITH(number, WARNING_ERR, DIALOG_DISPLAY, format);
-}
-
-report_ns ReportNotice(int number, const char* format, ...) {
-  REPORT_WITH(number, NOTICE_ERR, SOUND_DISPLAY, format);
-}
-
-report_ns ReportDanger(int number, int danger, int display, const char* format, ...) {
-  REPORT_WITH(number, danger, display, format);
-}
-
-#undef REPORT_WITH
-
 report_ns PostRow(const ErrorRow* row, int display, ...) {
   std::va_list arguments;
   va_start(arguments, display);
@@ -282,44 +254,6 @@ void PrintFramedRow(const ErrorRow* row, ...) {
   WriteFramed(row->number, text);
 }
 
-Failure Fail(int number, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  Failure failure = MakeDetached(number, ERROR_ERR, format, arguments);
-  va_end(arguments);
-  return failure;
-}
-
-Failure FailWarning(int number, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  Failure failure = MakeDetached(number, WARNING_ERR, format, arguments);
-  va_end(arguments);
-  return failure;
-}
-
-Failure FailMemory(int number, double nbytes, const char* purpose) {
-  if (nbytes > 0) return Fail(number, "not enough memory %s (%g K bytes needed)", purpose, nbytes / 1024);
-  return Fail(number, "not enough memory %s", purpose);
-}
-
-Failure Rephrase(Failure failure, const char* format, ...) {
-  if (!BRAVIC_ASSERT_TEXT(failure != nullptr, "err")) return failure;
-  std::va_list arguments;
-  va_start(arguments, format);
-  char text[MAX_ERR_LEN];
-  FormatTextV(text, sizeof text, format, arguments);
-  va_end(arguments);
-  Free(failure->mesg);
-  failure->mesg = DupText(text);
-  return failure;
-}
-
-Failure Renumber(Failure failure, int number) {
-  if (failure) failure->number = number;
-  return failure;
-}
-
 report_ns Post(Failure failure) {
   report_ns report = failure.release();
   if (!report) return nullptr;
@@ -327,10 +261,6 @@ report_ns Post(Failure failure) {
   LinkNew(report, report->env->currentGroup ? report->env->currentGroup : report->env->errs);
   if (report->displayStatus < DIALOG_DISPLAY) DisplayRecord(report, DIALOG_DISPLAY);
   return report;
-}
-
-void PrintFramed(int number, const char* message) {
-  WriteFramed(number, message);
 }
 
 bool AssertFailed(const char* file, int line, const char* text) {

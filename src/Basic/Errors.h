@@ -74,28 +74,12 @@ void PrintFramed(ErrorFor<std::type_identity_t<Args>...> error, Args... argument
   PrintFramedRow(error.Row(), arguments...);
 }
 
-// Posted at once; the answer belongs to the environment.
-report_ns ReportError(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);        // danger 5, displayed
-report_ns ReportSilentError(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);  // danger 5
-report_ns ReportWarning(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);      // danger 4, displayed
-report_ns ReportNotice(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);       // danger 3, with sound
-report_ns ReportDanger(int number, int danger, int display, const char* format, ...) BRAVIC_PRINTF(4, 5);
 // A text of the host's own, as it stands, which may be missing; NULL for one that is too long.
 report_ns ReportText(int number, int danger, const char* text);
 
-Failure Fail(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);         // danger 5
-Failure FailWarning(int number, const char* format, ...) BRAVIC_PRINTF(2, 3);  // danger 4
-// "not enough memory %s", or "not enough memory %s (%g K bytes needed)" when nbytes is above 0.
-Failure FailMemory(int number, double nbytes, const char* purpose);
-// The same failure under a new text, which as a rule embeds the old (failure->mesg).
-Failure Rephrase(Failure failure, const char* format, ...) BRAVIC_PRINTF(2, 3);
-Failure Renumber(Failure failure, int number);
 report_ns Post(Failure failure);
 
-// Framed text on the standard error stream, for what cannot be recorded.
-void PrintFramed(int number, const char* message);
-
-// Internal consistency: a failed check reports -111 (file, line, text) and answers false; the caller goes on or
+// Internal consistency: a failed check reports CHECK_FAILED (file, line, text) and answers false; the caller goes on or
 // abandons its work, as the prompt decided.
 bool AssertFailed(const char* file, int line, const char* text);
 #define BRAVIC_ASSERT_TEXT(condition, text) \

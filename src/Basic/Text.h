@@ -48,7 +48,7 @@ constexpr int AsciiLower(int c) {
 
 char* DupText(const char* text);  // NULL gives NULL; must succeed
 char* DupText(std::string_view text);
-char* TryDupText(const char* text);  // reports -2285 on shortage
+char* TryDupText(const char* text);  // reports NO_MEMORY_FOR_TEXT on shortage
 // At most max characters and a terminator; answer the end of the copy. The marked form ends a text that was cut with
 // three points (fewer when max is below 3).
 char* CopyText(char* destination, const char* source, std::size_t max);

@@ -49,6 +49,6 @@ std::size_t StoredSize(const void* object);  // sizes below 5 count as 4
 // Whether the address is that of a live record of the type: a block with its tag, of its size at least.
 bool IsRecord(const void* object, int tag);
 void* BoxDouble(double value);     // owned by the caller; freed by Free
-void FreeObject_sy(void* object);  // any tagged object; NULL is ignored; -2089 for other tags
+void FreeObject_sy(void* object);  // any tagged object; NULL is ignored; CANT_FREE_OBJECT_TYPE for other tags
 
 }  // namespace bravic

@@ -3,44 +3,58 @@
 #include "Basic/Callback.h"
 #include "Basic/Errors.h"
 #include "Basic/Text.h"
-#include "Basic/uncalled/FieldChecks.h"
 #include "Win_Face/FileSpec.h"
 
 namespace bravic {
 
 namespace {
 
-bool RefuseEnvironment(int number, const char* text) {
-  PrintFramed(number, text);
+bool RefuseEnvironment(ErrorFor<> error) {
+  PrintFramed(error);
+  return false;
+}
+
+// What a deep check reports of a field of a record.
+using FieldError = ErrorFor<const char*, const char*, const char*, int, int>;
+struct FieldErrors {
+  FieldError tooLarge, tooSmall, offValue;
+};
+constexpr FieldErrors ENVIRON_ERRORS{ENVIRON_FIELD_TOO_LARGE, ENVIRON_FIELD_TOO_SMALL, ENVIRON_FIELD_OFF_VALUE};
+constexpr FieldErrors REPORT_ERRORS{REPORT_FIELD_TOO_LARGE, REPORT_FIELD_TOO_SMALL, REPORT_FIELD_TOO_SMALL};
+
+struct Record {
+  const char *kind, *name;
+  const FieldErrors& errors;
+};
+
+bool IsInRange(const Record& record, int value, int low, int high, const char* field) {
+  if (low <= value && value <= high) return true;
+  const auto& [tooLarge, tooSmall, offValue] = record.errors;
+  Report(low == high    ? offValue
+         : value > high ? tooLarge
+                        : tooSmall,
+         field, record.kind, record.name, value, value > high ? high : low);
   return false;
 }
 
 // The records' own consistency, checked at the deep level.
 bool IsSound(environ_ns env) {
-  const FieldOwner owner{"environment", PRODUCT_NAME, false};
-  auto inRange = [&](int* value, int low, int high, Field field) {
-    return CheckField(owner, value, {low, high, low, -5252, field});
-  };
-  return inRange(&env->hasFileIO, -1, 1, FIELD_HAS_FILE_IO) &&
-         inRange(&env->hasUserInteraction, -1, 1, FIELD_HAS_USER_INTERACTION) &&
-         inRange(&env->hasGUI, 0, 0, FIELD_HAS_GUI) &&
-         inRange(&env->hasUserInterpreter, -1, 1, FIELD_HAS_USER_INTERPRETER) &&
-         inRange(&env->repetitionMode, 1, 3, FIELD_REPETITION_MODE);
+  const Record record{"environment", PRODUCT_NAME, ENVIRON_ERRORS};
+  return IsInRange(record, env->hasFileIO, -1, 1, "HasFileIO") &&
+         IsInRange(record, env->hasUserInteraction, -1, 1, "HasUserInteraction") &&
+         IsInRange(record, env->hasGUI, 0, 0, "HasGUI") &&
+         IsInRange(record, env->hasUserInterpreter, -1, 1, "HasUserInterpreter") &&
+         IsInRange(record, env->repetitionMode, 1, 3, "repetition_mode");
 }
 
 bool IsSound(report_ns report) {
-  const FieldOwner owner{"error record", OrEmpty(report->mesg), false};
-  auto inRange = [&](int* value, int high, Field field) {
-    return CheckField(owner, value, {0, high, 0, -5253, field});
-  };
-  return inRange(&report->danger, INTERNAL_ERR, FIELD_DANGER) &&
-         inRange(&report->displayStatus, DIALOG_DISPLAY, FIELD_DISPLAY_STATUS) &&
-         inRange(&report->fixStatus, CANT_BE_FIXED, FIELD_FIX_STATUS);
+  const Record record{"error record", OrEmpty(report->mesg), REPORT_ERRORS};
+  return IsInRange(record, report->danger, 0, INTERNAL_ERR, "danger") &&
+         IsInRange(record, report->displayStatus, 0, DIALOG_DISPLAY, "display_status") &&
+         IsInRange(record, report->fixStatus, 0, CANT_BE_FIXED, "fix_status");
 }
 
 // Before memory is accounted for there is no place for an error record.
-constexpr char BEFORE_INIT[] = "this function called before InitBravic_bn";
-
 }  // namespace
 
 // The name of another function is set. Within a callback that is as it should be; else that function has found the
@@ -53,12 +67,12 @@ void ApiCall::Nest(const char* function, InCallback allowed) {
   }
   const char* running = currentFunction;
   currentFunction = nullptr;
-  ReportWarning(-5114, "API function %s is calling API function %s", running, function);
+  Report(NESTED_CALL, running, function);
 }
 
-bool ApiCall::RefuseWithoutReserve(int number) {
-  if (!currentEnviron || currentEnviron->stage < STAGE_MEMORY) return RefuseEnvironment(-5101, BEFORE_INIT);
-  ReportError(number, "not enough free memory to call %s", currentFunction);
+bool ApiCall::RefuseWithoutReserve(ErrorFor<const char*> error) {
+  if (!currentEnviron || currentEnviron->stage < STAGE_MEMORY) return RefuseEnvironment(CALLED_BEFORE_INIT);
+  Report(error, currentFunction);
   // The name stays set, so that the next call complains of nesting, too.
   leaveSet_ = true;
   return false;
@@ -67,9 +81,9 @@ bool ApiCall::RefuseWithoutReserve(int number) {
 bool ApiCall::CheckEnviron(environ_ns env) {
   if (refused_) return false;
   if (!Basic()) return true;
-  if (!env) return RefuseEnvironment(-5100, "NULL passed for environ_ns");
-  if (TagOf(env) != ENVIRON_TAG || env->closed) return RefuseEnvironment(-5139, "damaged or freed environ_ns passed");
-  if (env->stage < STAGE_MEMORY) return RefuseEnvironment(-5101, BEFORE_INIT);
+  if (!env) return RefuseEnvironment(NULL_ENVIRON);
+  if (TagOf(env) != ENVIRON_TAG || env->closed) return RefuseEnvironment(DAMAGED_ENVIRON);
+  if (env->stage < STAGE_MEMORY) return RefuseEnvironment(CALLED_BEFORE_INIT);
   return !Deep() || IsSound(env);
 }
 
@@ -77,11 +91,11 @@ bool ApiCall::CheckReport(report_ns report) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!report) {
-    ReportError(-5102, "NULL passed for report_ns");
+    Report(NULL_REPORT);
     return false;
   }
   if (!IsRecord(report, REPORT_TAG)) {
-    ReportError(-5140, "damaged or freed report_ns passed");
+    Report(DAMAGED_REPORT);
     return false;
   }
   return !Deep() || IsSound(report);
@@ -91,11 +105,11 @@ bool ApiCall::CheckFile(filespec_ns file) {
   if (refused_) return false;
   if (!Basic()) return true;
   if (!file) {
-    ReportError(-5103, "NULL passed for filespec_ns");
+    Report(NULL_FILE);
     return false;
   }
   if (!IsRecord(file, FILESPEC_TAG)) {
-    ReportError(-5141, "damaged or freed filespec_ns passed");
+    Report(DAMAGED_FILE);
     return false;
   }
   return true;
@@ -104,11 +118,11 @@ bool ApiCall::CheckFile(filespec_ns file) {
 bool ApiCall::CheckNameGiven(const char* name) {
   if (!Basic()) return true;
   if (!name) {
-    ReportError(-5114, "NULL passed for name");
+    Report(NULL_NAME);
     return false;
   }
   if (!*name) {
-    ReportError(-5142, "empty string passed for name");
+    Report(EMPTY_NAME);
     return false;
   }
   return true;
@@ -119,7 +133,7 @@ bool ApiCall::CheckName(const char* name) {
   if (!CheckNameGiven(name)) return false;
   char reason[NAME_REASON_LEN];
   if (!CheckNameText(name, reason)) return true;
-  ReportError(-5118, "name string passed is bad because %s", reason);
+  Report(ILLEGAL_NAME, reason);
   return false;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Memory.h"
 
 namespace bravic {
@@ -28,16 +29,18 @@ class ApiCall {
   ApiCall(const ApiCall&) = delete;
   ApiCall& operator=(const ApiCall&) = delete;
 
-  // False, with "not enough free memory to call %s" reported under the number, when the reserve is gone. The
+  // False, with the error reported, when the reserve is gone. The
   // function's name is then deliberately left set, so that the next call complains of nesting. Before memory
   // accounting runs: false, with "this function called before InitBravic_bn" written framed.
-  bool HasReserve(int number) { return !refused_ && (bravic::HasReserve() || RefuseWithoutReserve(number)); }
+  bool HasReserve(ErrorFor<const char*> error = NO_RESERVE) {
+    return !refused_ && (bravic::HasReserve() || RefuseWithoutReserve(error));
+  }
 
   // Handle checks of the basic level; the deep level adds the record's own consistency.
   bool CheckEnviron(environ_ns env);  // faults are written framed, since they cannot be recorded
   bool CheckReport(report_ns report);
   bool CheckFile(filespec_ns file);
-  bool CheckName(const char* name);       // NULL -5114, empty -5142, illegal -5118
+  bool CheckName(const char* name);       // NULL_NAME, EMPTY_NAME, ILLEGAL_NAME
   bool CheckNameGiven(const char* name);  // NULL and empty only; the setter judges the rest
 
   static bool Basic() { return checkingLevel > CHECK_NOTHING; }
@@ -50,7 +53,7 @@ class ApiCall {
 
  private:
   void Nest(const char* function, InCallback inCallback);
-  bool RefuseWithoutReserve(int number);
+  bool RefuseWithoutReserve(ErrorFor<const char*> error);
 
   const char* around_ = nullptr;  // the function whose callback this call comes from
   bool refused_ = false;

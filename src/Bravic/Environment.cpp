@@ -4,6 +4,7 @@
 
 #include "Basic/Callback.h"
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Errors.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
@@ -99,9 +100,7 @@ bool ValidateEnviron(environ_ns env, const char* function) {
     currentEnviron = env;
     return true;
   }
-  char text[128];
-  FormatText(text, sizeof text, "%s: NULL or damaged environ_ns passed", function);
-  PrintFramed(-5527, text);
+  PrintFramed(NO_ENVIRON_FOR_SETTING, function);
   return false;
 }
 

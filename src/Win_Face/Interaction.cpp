@@ -7,6 +7,7 @@
 
 #include "Basic/Callback.h"
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Memory.h"
 #include "Basic/Text.h"
 #include "Win_Face/Platform.h"

@@ -82,7 +82,7 @@ void MarkContradicted(net_bn net) {
 // Whether the engine can be asked; else an error is posted.
 bool BeginUpdate(net_bn net) {
   if (!net->potentialsMade) {
-    ReportError(-2077, "can't update beliefs because network '%s' hasn't been recently compiled", net->name);
+    Report(NET_NOT_COMPILED, net->name);
     return false;
   }
   if (!net->findingsApplied) {
@@ -99,21 +99,21 @@ Update FinishUpdate(net_bn net, engine::Status status) {
       net->beliefsCurrent = true;
       return Update::Done;
     case engine::Status::Inconsistent:
-      ReportError(-2078, "according to this model, the evidence entered is inconsistent");
+      Report(FINDINGS_INCONSISTENT);
       MarkContradicted(net);
       net->caseprob = 0;
       return Update::Contradicted;
     case engine::Status::Vanished:
-      ReportError(-777, "according to this model, the evidence entered is inconsistent");
+      Report(NODE_FINDINGS_INCONSISTENT);
       MarkContradicted(net);
       return Update::Contradicted;
     case engine::Status::Halted:
       Post(FailHalted());
       return Update::Failed;
     default: {
-      Failure failure = FailMemory(-2009, 0, "for the messages of the junction tree");
+      Failure failure = FailMemory(NO_MEMORY_FOR_MESSAGES, 0);
       const char* reason = failure->mesg;
-      Post(Rephrase(std::move(failure), "couldn't update beliefs because %s", reason));
+      Post(Rephrase(std::move(failure), AROUND_UPDATING, reason));
       DropPotentials(net);
       return Update::Failed;
     }
@@ -162,7 +162,7 @@ void AutoUpdate(net_bn net) {
   if (net->potentialsMade) {
     UpdateBeliefs(net, Account::ToUser);
   } else {
-    ReportNotice(-2135, "can't update beliefs, because network '%s' hasn't been recently compiled", net->name);
+    Report(NET_NOT_COMPILED_TO_UPDATE, net->name);
   }
 }
 

@@ -34,14 +34,14 @@ Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine
 
 // Between two steps: whether there is memory left and nobody wants to stop.
 Failure CheckGoingOn(WaitScope& wait, double fraction) {
-  if (!HasReserve()) return Fail(-2073, "compiling aborted due to insufficient memory");
-  if (wait.Progress(fraction)) return Fail(-2074, "compiling aborted");
+  if (!HasReserve()) return Fail(RESERVE_USED_WHILE_COMPILING);
+  if (wait.Progress(fraction)) return Fail(COMPILING_ABORTED);
   return nullptr;
 }
 
 Failure FailCompiling(Failure failure) {
   const char* reason = failure->mesg;
-  return Rephrase(std::move(failure), "couldn't compile net because %s", reason);
+  return Rephrase(std::move(failure), AROUND_COMPILING, reason);
 }
 
 bool FitsInTables(const engine::JunctionTree& tree) {
@@ -102,9 +102,7 @@ Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& t
     }
     members[length] = '\0';
   }
-  char purpose[MAX_MEMBERS_TEXT + 60];
-  FormatText(purpose, sizeof purpose, "for the potential table of clique [%s]", members);
-  return FailCompiling(FailMemory(-2009, nbytes, purpose));
+  return FailCompiling(FailMemory(NO_MEMORY_FOR_POTENTIAL, nbytes, members));
 }
 
 // Every table in the form in which potentials take it.
@@ -112,9 +110,7 @@ Failure PrepareTables(const CompiledNet& compiled) {
   for (node_bn node : compiled.nodes) {
     if (node->kind == UTILITY_NODE) continue;
     if (!IsProbsComplete(node)) {
-      return Fail(-2070,
-                  "Couldn't generate clique potentials because node '%s' doesn't have a complete probability table",
-                  node->name);
+      return Fail(TABLE_GONE_WHILE_COMPILING, node->name);
     }
     if (Failure failure = NormalizeTable(node)) return FailCompiling(std::move(failure));
   }

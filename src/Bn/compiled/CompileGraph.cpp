@@ -50,10 +50,7 @@ Vector<int> StoredOrder(net_bn net, const CompileGraph& graph) {
 
 void WarnHalted(const engine::Order& order) {
   if (!order.halted || order.numFound >= order.nodes.size()) return;
-  ReportWarning(-2295,
-                "Resulting elimination order will be poor because only %d nodes of it were found before action was "
-                "halted.\n",
-                order.numFound);
+  Report(ORDER_SEARCH_HALTED, order.numFound);
 }
 
 void StoreOrder(nodelist_rec& list, const CompileGraph& graph, const Vector<int>& order) {

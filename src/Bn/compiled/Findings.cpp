@@ -67,12 +67,10 @@ void ChangeFinding(node_bn node, statetype state, double value, float* likelihoo
 Failure CheckAgainstOwnFinding(const bnode& node, statetype state) {
   char name[16], oldname[16];
   if (node.evidence != UNDEF_STATE && node.evidence != state) {
-    return Fail(-3310, "new finding '%s' contradicts previous finding '%s' for this node", StateText(node, state, name),
-                StateText(node, node.evidence, oldname));
+    return Fail(FINDING_AGAINST_STATE, StateText(node, state, name), StateText(node, node.evidence, oldname));
   }
   if (node.likelihood && node.likelihood[state] == 0) {
-    return Fail(-3313, "new finding '%s' contradicts previous negative or likelihood findings for this node",
-                StateText(node, state, name));
+    return Fail(FINDING_AGAINST_LIKELIHOOD, StateText(node, state, name));
   }
   return nullptr;
 }
@@ -82,8 +80,7 @@ Failure CheckAgainstTable(const bnode& node, statetype state) {
   if (node.preds.num > 0) return nullptr;
   if ((!node.determin || node.determin[0] == state) && (!node.probs || node.probs[state] != 0)) return nullptr;
   char name[16];
-  return Fail(-3315, "new finding '%s' is inconsistent with the model's stated value for this node",
-              StateText(node, state, name));
+  return Fail(FINDING_AGAINST_OWN_TABLE, StateText(node, state, name));
 }
 
 // Of a state whose belief is 0, which a probability below the range of floats reads as, too: the engine knows better.
@@ -100,21 +97,19 @@ bool ExcludedByBelief(node_bn node, statetype state) {
 
 Failure CheckState(node_bn node, statetype state, Entry entry) {
   if (node->discrete == CONTINUOUS && !node->levels) {
-    return Fail(-3316, "the node is continuous without any range levels defined");
+    return Fail(FINDING_WITHOUT_STATES);
   }
   if (state >= node->numstates) {
-    return Fail(-3300, "new finding is too large (%d, but states are numbered from 0 to %d)", state,
-                node->numstates - 1);
+    return Fail(FINDING_TOO_LARGE, state, node->numstates - 1);
   }
-  if (state < 0) return Fail(-3301, "new finding is negative (%d), and is not UNDEF_STATE (%d)", state, UNDEF_STATE);
+  if (state < 0) return Fail(FINDING_NEGATIVE, state, UNDEF_STATE);
   if (entry == Entry::Adding) {
     if (Failure failure = CheckAgainstOwnFinding(*node, state)) return failure;
   }
   if (Failure failure = CheckAgainstTable(*node, state)) return failure;
   if (ExcludedByBelief(node, state)) {
     char name[16];
-    return Fail(-3302, "new finding '%s' is inconsistent with findings for other nodes, according to this model",
-                StateText(*node, state, name));
+    return Fail(FINDING_AGAINST_OTHER_NODES, StateText(*node, state, name));
   }
   return nullptr;
 }
@@ -122,14 +117,14 @@ Failure CheckState(node_bn node, statetype state, Entry entry) {
 Failure CheckWeights(node_bn node, std::span<const float> weights) {
   for (float weight : weights) {
     if (!(weight >= 0) || std::isinf(weight)) {
-      return Fail(-3318, "likelihood has an entry that is not a finite number of 0 or more (%g)", double{weight});
+      return Fail(LIKELIHOOD_ENTRY_NOT_FINITE, double{weight});
     }
   }
-  if (AllZero(weights)) return Fail(-3303, "likelihood consists of all zeroes");
+  if (AllZero(weights)) return Fail(LIKELIHOOD_ALL_ZERO);
   if (node->discrete == CONTINUOUS && !node->levels) {
-    return Fail(-2433, "likelihood is for a node that is continuous without any range levels defined");
+    return Fail(LIKELIHOOD_WITHOUT_STATES);
   }
-  if (node->kind == ASSUME_NODE) return Fail(-3304, "likelihood findings are not allowed for ASSUME nodes");
+  if (node->kind == ASSUME_NODE) return Fail(LIKELIHOOD_FOR_ASSUME_NODE);
   return nullptr;
 }
 
@@ -144,13 +139,12 @@ Failure CheckAgainstBelief(node_bn node, std::span<const float> weights, Entry e
   for (statetype s = 0; s < Count(weights); ++s) {
     if (weights[s] != 0 && !IsImpossible(node, s)) return nullptr;
   }
-  return Fail(-3305, "likelihood is inconsistent with findings for other nodes, according to this model");
+  return Fail(LIKELIHOOD_AGAINST_OTHER_NODES);
 }
 
 int RefuseLikelihood(node_bn node, Failure failure) {
   const char* reason = failure->mesg;
-  Post(
-      Rephrase(std::move(failure), "Can't enter likelihood finding for node '%s', because new %s", node->name, reason));
+  Post(Rephrase(std::move(failure), AROUND_LIKELIHOOD, node->name, reason));
   return -1;
 }
 
@@ -161,9 +155,8 @@ Failure FindStateOfValue(const bnode& node, double value, statetype* state) {
   const char* units = node.units ? node.units : "";
   if (!IsWithinBounds(node, value)) {
     const auto [lowest, highest] = std::minmax(node.levels[0], node.levels[std::max(node.numstates, 1)]);
-    return value < lowest
-               ? Fail(-3308, "new value %g is less than lowest allowable (%g%.40s)", value, lowest, units)
-               : Fail(-3309, "new value %g is higher than highest allowable (%g%.40s)", value, highest, units);
+    return value < lowest ? Fail(VALUE_BELOW_LEVELS, value, lowest, units)
+                          : Fail(VALUE_ABOVE_LEVELS, value, highest, units);
   }
   *state = StateOfValue(node, value, LEVEL_TOLERANCE);
   if (*state != UNDEF_STATE || node.discrete != DISCRETE) return nullptr;
@@ -171,17 +164,16 @@ Failure FindStateOfValue(const bnode& node, double value, statetype* state) {
   for (statetype s = 1; s < node.numstates; ++s) {
     if (std::fabs(value - node.levels[s]) < std::fabs(value - node.levels[nearest])) nearest = s;
   }
-  return Fail(-3314, "new value %g does not correspond to any state (closest is state %d whose value is %g%.40s)",
-              value, nearest, node.levels[nearest], units);
+  return Fail(VALUE_NO_STATE, value, nearest, node.levels[nearest], units);
 }
 
 Failure CheckValue(node_bn node, double value, Entry entry, statetype* state) {
-  if (std::isnan(value)) return Fail(-2432, "the new value is not a number");
+  if (std::isnan(value)) return Fail(VALUE_NOT_A_NUMBER);
   if (node->discrete == DISCRETE && !node->levels) {
-    return Fail(-3317, "the node is discrete without any levels defined");
+    return Fail(VALUE_WITHOUT_LEVELS);
   }
   if (entry == Entry::Adding && node->value != UNDEF_DBL && !(std::fabs(value - node->value) <= LEVEL_TOLERANCE)) {
-    return Fail(-3311, "new value %g contradicts old value %g", value, node->value);
+    return Fail(VALUE_AGAINST_VALUE, value, node->value);
   }
   if (Failure failure = FindStateOfValue(*node, value, state)) return failure;
   if (*state == UNDEF_STATE) return nullptr;
@@ -190,7 +182,7 @@ Failure CheckValue(node_bn node, double value, Entry entry, statetype* state) {
   }
   if (Failure failure = CheckAgainstTable(*node, *state)) return failure;
   if (ExcludedByBelief(node, *state)) {
-    return Fail(-3312, "new value is inconsistent with previous findings, according to this model");
+    return Fail(VALUE_AGAINST_OTHER_NODES);
   }
   return nullptr;
 }
@@ -224,7 +216,7 @@ int EnterState(node_bn node, statetype state, Entry entry) {
   if (state != UNDEF_STATE) {
     if (Failure failure = CheckState(node, state, entry)) {
       const char* reason = failure->mesg;
-      Post(Rephrase(std::move(failure), "can't enter finding for node '%s', because %s", node->name, reason));
+      Post(Rephrase(std::move(failure), AROUND_FINDING, node->name, reason));
       return -1;
     }
   }
@@ -246,8 +238,7 @@ int EnterLikelihood(node_bn node, const float* likelihood, Entry entry) {
   if (entry == Entry::Adding && node->evidence != UNDEF_STATE) {
     if (likelihood[node->evidence] != 0) return 1;
     char name[16];
-    return RefuseLikelihood(node, Fail(-3306, "likelihood is inconsistent with previous finding (%s) for this node",
-                                       StateText(*node, node->evidence, name)));
+    return RefuseLikelihood(node, Fail(LIKELIHOOD_AGAINST_STATE, StateText(*node, node->evidence, name)));
   }
   Block<float> stored;
   if (entry == Entry::Replacing || !node->likelihood) {
@@ -256,8 +247,7 @@ int EnterLikelihood(node_bn node, const float* likelihood, Entry entry) {
   } else {
     stored = MakeLikelihood(CombinedWeights(*node, weights));
     if (AllZero({stored.get(), weights.size()})) {
-      return RefuseLikelihood(
-          node, Fail(-3307, "likelihood is inconsistent with previous negative or likelihood findings for this node"));
+      return RefuseLikelihood(node, Fail(LIKELIHOOD_AGAINST_LIKELIHOOD));
     }
   }
   std::span<const float> combined(stored.get(), weights.size());
@@ -281,7 +271,7 @@ int EnterValue(node_bn node, double value, Entry entry) {
   if (value != UNDEF_DBL) {
     if (Failure failure = CheckValue(node, value, entry, &state)) {
       const char* reason = failure->mesg;
-      Post(Rephrase(std::move(failure), "can't change value of node '%s', because %s", node->name, reason));
+      Post(Rephrase(std::move(failure), AROUND_VALUE, node->name, reason));
       return -1;
     }
   }

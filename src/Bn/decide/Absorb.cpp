@@ -170,13 +170,12 @@ Failure RemoveWithSlice(node_bn node) {
 
 Failure ReversalFailure(node_bn parent, node_bn child, ReversalResult result) {
   if (result == REVERSAL_HALTED) return FailHalted();
-  if (result == REVERSAL_NO_MEMORY)
-    return Fail(-2143, "ran out of memory (trying to reverse link from '%s' to '%s')", parent->name, child->name);
-  return Fail(-2144, "couldn't reverse link from '%s' to '%s' (error %d)", parent->name, child->name, int{result});
+  if (result == REVERSAL_NO_MEMORY) return Fail(NO_MEMORY_TO_REVERSE, parent->name, child->name);
+  return Fail(REVERSAL_FAILED, parent->name, child->name, int{result});
 }
 
 Failure ReversalRefused(node_bn parent, node_bn child, const char* why) {
-  return Fail(-2142, "couldn't reverse link from '%s' to '%s' because %s", parent->name, child->name, why);
+  return Fail(CANT_REVERSE_LINK, parent->name, child->name, why);
 }
 
 // Reverses the links from the node's parents until it has none: each time the first that can be reversed now.
@@ -192,7 +191,7 @@ Failure ReverseParents(node_bn node, LongWork& work) {
       }
       if (obstacle != Obstacle::Cycle) return ReversalRefused(parent, node, why);
     }
-    if (!next) return ReversalRefused(node->preds.ar[0], node, "it would form a directed cycle");
+    if (!next) return Fail(REVERSAL_MAKES_CYCLE, node->preds.ar[0]->name, node->name);
     const ReversalResult result = ReverseLink(next, node, ParentOrder::NodeOrder, ParentTable::Made, work);
     if (result != REVERSED) return ReversalFailure(next, node, result);
   }
@@ -205,7 +204,7 @@ Failure AbsorbLikelihood(node_bn node, LongWork& work) {
   if (Failure failure = MakeProbs(node)) return failure;
   Relation relation;
   Block<float> row = TryMakeBlock<float>(node->numstates);
-  if (!row) return FailMemory(-2183, 0, "to absorb a likelihood finding");
+  if (!row) return FailMemory(NO_MEMORY_TO_ABSORB_LIKELIHOOD, 0);
   Vector<engine::WideNumber> weights = LikelihoodWeights(*node);
   engine::WideNumber sum;
   for (int k = 0; k < weights.size(); ++k) {
@@ -322,11 +321,9 @@ class Choice {
 Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* policies, LongWork& work) {
   constexpr double STATE_WORK = 10;  // nanoseconds, about, to look at one
   const auto parents = Entries(decision->preds);
-  char purpose[100];
-  FormatText(purpose, sizeof purpose, "for decision table of node '%s'", decision->name);
-  if (!utility->determinv) return Fail(-2215, "node '%s' doesn't have a deterministic relation table", utility->name);
+  if (!utility->determinv) return Fail(NO_UTILITY_TABLE, utility->name);
   const long long numrows = NumConfigurations(parents);
-  if (numrows <= 0) return FailMemory(-2183, 0, purpose);
+  if (numrows <= 0) return FailMemory(NO_MEMORY_FOR_DECISION_TABLE, 0, decision->name);
   const auto rows = static_cast<std::size_t>(numrows);
   Policy policy;
   policy.decision = decision;
@@ -334,7 +331,8 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
   policy.states = TryMakeBlock<statetype>(rows);
   Block<float> best = TryMakeBlock<float>(rows);
   if (!policy.states || !best) {
-    return FailMemory(-2183, static_cast<double>(numrows) * (sizeof(statetype) + sizeof(float)), purpose);
+    return FailMemory(NO_MEMORY_FOR_DECISION_TABLE, static_cast<double>(numrows) * (sizeof(statetype) + sizeof(float)),
+                      decision->name);
   }
 
   Choice choice(decision, utility);
@@ -342,8 +340,7 @@ Failure MaximizeDecision(node_bn decision, node_bn utility, Vector<Policy>* poli
   for (std::size_t row = 0; row < rows; ++row) {
     if (work.Halts(STATE_WORK * decision->numstates)) return FailHalted();
     if (!choice.Make(states.data(), &policy.states[row], &best[row])) {
-      return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", utility->name,
-                  "an expected utility");
+      return Fail(UTILITY_MISSING, utility->name);
     }
     NextConfiguration(parents, states.data());
   }
@@ -377,14 +374,14 @@ Failure NoneCanBeAbsorbed(node_bn node) {
   char reason[REASON_LEN] = "";
   if (node->kind == DECISION_NODE) {
     UtilityToMaximize(node, reason);
-    return Fail(-2058, "can't absorb decision node '%s', because %s", node->name, reason);
+    return Fail(CANT_ABSORB_DECISION, node->name, reason);
   }
   if (node->kind == NATURE_NODE) {
     CanAbsorbNature(node, reason);
   } else {
     FormatText(reason, sizeof reason, "'%s' is not a nature node", node->name);
   }
-  return Fail(-2059, "can't absorb nature node '%s', because %s", node->name, reason);
+  return Fail(CANT_ABSORB_NATURE, node->name, reason);
 }
 
 }  // namespace
@@ -415,7 +412,8 @@ Failure AbsorbNodes(net_bn net, std::span<const node_bn> nodes, Vector<Policy>* 
     FormatText(name, sizeof name, "%s", node->name);
     if (Failure failure = AbsorbOne(node, policies, candidates, work)) {
       if (failure->number == HALTED.number) return failure;
-      return Fail(failure->number, "couldn't absorb node '%s' because %s", name, failure->mesg);
+      const char* reason = failure->mesg;
+      return Rephrase(std::move(failure), AROUND_ABSORBING, name, reason);
     }
   }
   return nullptr;

@@ -17,7 +17,8 @@ namespace {
 
 Failure WrapOptimize(Failure failure, net_bn net) {
   if (!failure || failure->number == HALTED.number) return failure;
-  return Fail(failure->number, "can't optimize net '%s', because %s", net->name, failure->mesg);
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), AROUND_OPTIMIZING, net->name, reason);
 }
 
 // Decisions come in node order. Each must know every earlier one and all that the earlier one knew.
@@ -35,8 +36,7 @@ Failure CheckNoForgetting(std::span<const node_bn> decisions) {
   };
   for (int i = 1; i < Count(decisions); ++i) {
     if (!IsAncestor(decisions[i - 1], decisions[i])) {
-      return Fail(-2265, "its decisions are not totally ordered (no directed path leads from '%s' to '%s')",
-                  decisions[i - 1]->name, decisions[i]->name);
+      return Fail(DECISIONS_NOT_ORDERED, decisions[i - 1]->name, decisions[i]->name);
     }
     counted.clear();
     for (int k = 0; k < i; ++k) {
@@ -47,8 +47,8 @@ Failure CheckNoForgetting(std::span<const node_bn> decisions) {
     }
   }
   if (missing == 0) return nullptr;
-  if (missing == 1) return Fail(-2263, "it has a missing no-forgetting link ('%s' -> '%s')", from->name, to->name);
-  return Fail(-2264, "it has %d missing no-forgetting links (e.g., '%s' -> '%s')", missing, from->name, to->name);
+  if (missing == 1) return Fail(MISSING_MEMORY_LINK, from->name, to->name);
+  return Fail(MISSING_MEMORY_LINKS, missing, from->name, to->name);
 }
 
 // The policy as a function table over all the decision's parents: those that were absorbed before it do not matter.
@@ -91,7 +91,7 @@ Failure OptimizeDecisions(net_bn net) {
   Vector<Block<statetype>> tables;
   for (const Policy& policy : policies) {
     tables.push_back(SpreadPolicy(policy));
-    if (!tables.back()) return WrapOptimize(FailMemory(-2183, 0, "for the decision tables"), net);
+    if (!tables.back()) return WrapOptimize(FailMemory(NO_MEMORY_FOR_DECISION_TABLES, 0), net);
   }
   UndoGroup group(UNDO_DECISION, net);
   for (int i = 0; i < policies.size(); ++i) {

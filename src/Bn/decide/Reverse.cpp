@@ -221,11 +221,10 @@ bool MakeTables(node_bn parent, node_bn child, const Factor& a, const Factor& b,
 
 // The node without a usable table, said so that the user can mend it.
 void WarnTableLost(const bnode& node) {
-  static const char because[] = "nodes will lose their relation during link reversal, because";
   if (node.probs) {
-    ReportWarning(-2145, "%s not all probabilities of node '%s' are defined", because, node.name);
+    Report(TABLE_LOST_NO_PROBABILITIES, node.name);
   } else {
-    ReportWarning(-2145, "%s not all function values of node '%s' are defined", because, node.name);
+    Report(TABLE_LOST_NO_FUNCTION_VALUES, node.name);
   }
 }
 
@@ -235,19 +234,15 @@ void WarnMissingTables(const bnode& parent, const Factor& a, const bnode& child,
   if (parentRelated && childRelated) {
     WarnTableLost(a.table ? child : parent);
   } else if (parentRelated || childRelated) {
-    ReportWarning(-2145, "%s no relation table is defined for node '%s'",
-                  "nodes will lose their relation during link reversal, because",
-                  parentRelated ? child.name : parent.name);
+    Report(TABLE_LOST_NO_RELATION, parentRelated ? child.name : parent.name);
   }
   if (!a.table != !b.table) {
-    ReportWarning(-2147,
-                  "node '%s' will lose its probabilities during link reversal, because node '%s' doesnt have any",
-                  a.table ? parent.name : child.name, a.table ? child.name : parent.name);
+    Report(PROBABILITIES_LOST, a.table ? parent.name : child.name, a.table ? child.name : parent.name);
   }
 }
 
 ReversalResult ReversalWithoutMemory() {
-  ReportError(-2267, "probability table removed due to lack of memory");
+  Report(TABLE_REMOVED_FOR_MEMORY);
   return REVERSAL_NO_MEMORY;
 }
 

@@ -26,11 +26,11 @@ Failure FindUtility(std::span<const node_bn> nodes, node_bn* utility) {
   for (node_bn node : nodes) {
     if (node->kind != UTILITY_NODE) continue;
     if (*utility) {
-      return Fail(-2113, "there is more than one utility node (e.g. '%s' and '%s')", (*utility)->name, node->name);
+      return Fail(SECOND_UTILITY_NODE, (*utility)->name, node->name);
     }
     *utility = node;
   }
-  return *utility ? nullptr : Fail(-2262, "there is no utility node");
+  return *utility ? nullptr : Fail(NO_UTILITY_NODE);
 }
 
 namespace {
@@ -47,16 +47,15 @@ struct ExpectationProblem {
 Failure PolicyRows(node_bn decision, Block<float>* rows) {
   if (decision->evidence >= 0 || decision->probs) return nullptr;
   const auto numrows = static_cast<std::size_t>(NumRows(*decision));
-  if (!decision->determin) return Fail(-2229, "node '%s' doesn't have a relation table", decision->name);
+  if (!decision->determin) return Fail(TABLE_MISSING, decision->name);
   const std::size_t n = numrows * decision->numstates;
   *rows = TryMakeBlock<float>(n);
-  if (!*rows) return FailMemory(-2183, static_cast<double>(n) * sizeof(float), "for an expected utility");
+  if (!*rows) return FailMemory(NO_MEMORY_FOR_EXPECTED_UTILITIES, static_cast<double>(n) * sizeof(float));
   std::fill_n(rows->get(), n, 0.0f);
   for (std::size_t row = 0; row < numrows; ++row) {
     statetype state = decision->determin[row];
     if (state == UNDEF_STATE) {
-      return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", decision->name,
-                  "a choice");
+      return Fail(CHOICE_MISSING, decision->name);
     }
     if (state >= 0) (*rows)[row * decision->numstates + state] = 1;
   }
@@ -110,7 +109,7 @@ Failure FindMarginal(engine::Inference& inference, node_bn utility, std::span<fl
   const bool isFound =
       inference.Propagate() == engine::Status::Done && inference.FamilyMarginal(utility->scratch, marginal);
   if (inference.FinishLong()) return FailHalted();
-  return isFound ? nullptr : Fail(-2078, "according to this model, the evidence entered is inconsistent");
+  return isFound ? nullptr : Fail(FINDINGS_INCONSISTENT);
 }
 
 Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) {
@@ -124,7 +123,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
   const auto rows = static_cast<std::size_t>(NumRows(*utility));
   Block<float> marginal = TryMakeBlock<float>(rows);
   if (!marginal || inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
-    return FailMemory(-2009, tree.totalSize * sizeof(float), "for an expected utility");
+    return FailMemory(NO_MEMORY_FOR_EXPECTED_UTILITY, tree.totalSize * sizeof(float));
   }
   inference->SetTables([&](int i) -> const float* {
     if (problem.policies[i]) return problem.policies[i].get();
@@ -152,7 +151,8 @@ Failure ExpectedUtility(net_bn net, double* result) {
   if (!failure) failure = CheckFitness(nodes, Purpose::Optimize, Extent::Tables);
   if (!failure) failure = Expect(nodes, utility, result);
   if (!failure || failure->number == HALTED.number) return failure;
-  return Fail(failure->number, "can't find the expected utility of net '%s', because %s", net->name, failure->mesg);
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), AROUND_EXPECTED_UTILITY, net->name, reason);
 }
 
 }  // namespace bravic

@@ -39,7 +39,7 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   if (plan.append && freq == -1) freq = 1;
   CaseWriter writer;
   if (!writer.Open(file->name, plan)) {
-    ReportError(-2079, "Couldn't open file for writing cases '%s'", ShownPath(file->name).text);
+    Report(CANT_OPEN_CASES_FOR_WRITING, ShownPath(file->name).text);
     return -1;
   }
   Vector<statetype> states;
@@ -50,7 +50,7 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   }
   writer.Row(states.data(), values.data(), id, freq);
   if (!writer.Close()) {
-    ReportError(-2120, "couldn't write a case to file '%s'", ShownPath(file->name).text);
+    Report(CANT_WRITE_CASE, ShownPath(file->name).text);
     if (KindOfFile(file->name) == FileKind::Regular) TakeBack(file->name, plan.position);
     return -1;
   }
@@ -62,25 +62,20 @@ namespace {
 
 Failure CouldntMove(filespec_ns file, long position) {
   const ShownPath path(file->name);
-  if (position == NEXT_CASE)
-    return Fail(-2128, "couldn't move to next case in file '%s' (position %ld)", path.text, file->nextCase);
-  return Fail(-2273, "couldn't find that case in file '%s' (position %ld)", path.text, position);
+  if (position == NEXT_CASE) return Fail(CANT_MOVE_TO_NEXT_CASE, path.text, file->nextCase);
+  return Fail(NO_CASE_AT_POSITION, path.text, position);
 }
 
 // Goes to where the row to read begins.
 Failure MoveToCase(CaseReader& reader, filespec_ns file, long position) {
-  if (position == NO_MORE_CASES)
-    return Fail(-5524, "called with argument '*case_posn' being NO_MORE_CASES (to read file '%s')",
-                ShownPath(file->name).text);
+  if (position == NO_MORE_CASES) return Fail(NO_MORE_CASES_PASSED, ShownPath(file->name).text);
   if (position == FIRST_CASE || (position == NEXT_CASE && file->nextCase < 0)) return nullptr;
   return reader.Seek(position == NEXT_CASE ? file->nextCase : position) ? nullptr : CouldntMove(file, position);
 }
 
 // Of a walk through a file: the first row with such entries is told, what came after it at the end of the file.
 void WarnOfUnknown(const CaseReader& reader, filespec_ns file, bool atEnd) {
-  if (atEnd && file->numUntold > 0)
-    Post(
-        reader.Prefixed(FailWarning(-2473, "more entries that name no state count as missing (%ld)", file->numUntold)));
+  if (atEnd && file->numUntold > 0) Post(reader.Prefixed(Fail(MORE_UNKNOWN_STATES, file->numUntold)));
   if (atEnd) file->numUntold = 0;
   if (reader.NumUnknown() == 0) return;
   if (file->toldUnknown)
@@ -141,9 +136,7 @@ void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, 
   if (net) EnterRow(net, nodes, isRow ? &row : nullptr);
   if (isRow || atEnd) WarnOfUnknown(reader, file, atEnd);
   if (atEnd && position) *position = NO_MORE_CASES;
-  if (atEnd && !position)
-    Post(reader.Prefixed(
-        Fail(-5525, "file '%s' has no cases (and called with argument case_posn = NULL)", ShownPath(file->name).text)));
+  if (atEnd && !position) Post(reader.Prefixed(Fail(FILE_HAS_NO_CASES, ShownPath(file->name).text)));
   if (!isRow) return;
   if (position && *position < 0) *position = reader.RowStart();
   file->nextCase = reader.Position();

@@ -29,8 +29,8 @@ Failure CaseLines::Open(const char* filename) {
   filename_ = filename;
   file_ = std::fopen(filename_, "rb");
   if (!file_) {
-    return FileExists(filename_) ? Fail(-2114, "couldn't open file '%s' for reading", ShownPath(filename_).text)
-                                 : Fail(-2115, "file '%s' does not exist", ShownPath(filename_).text);
+    return FileExists(filename_) ? Fail(CANT_OPEN_CASES_FOR_READING, ShownPath(filename_).text)
+                                 : Fail(NO_SUCH_CASE_FILE, ShownPath(filename_).text);
   }
   if (std::fseek(file_, 0, SEEK_END) == 0) fileSize_ = std::ftell(file_);
   if (fileSize_ > 0 && std::fseek(file_, -1, SEEK_END) == 0) endsInLine_ = !IsLineEnd(std::fgetc(file_));
@@ -40,7 +40,7 @@ Failure CaseLines::Open(const char* filename) {
   if (buffer_)
     FindTerminator();
   else
-    trouble_ = FailMemory(-2116, static_cast<double>(capacity_), "to read a case file");
+    trouble_ = FailMemory(NO_MEMORY_FOR_CASE_FILE, static_cast<double>(capacity_));
   return nullptr;
 }
 
@@ -55,7 +55,7 @@ void CaseLines::FindTerminator() {
 bool CaseLines::Grow(std::size_t kept) {
   Block<char> larger = TryMakeBlock<char>(capacity_ * 2 + BUFFER_SLACK);
   if (!larger) {
-    trouble_ = FailMemory(-2116, 2 * static_cast<double>(capacity_), "to read a line of a case file");
+    trouble_ = FailMemory(NO_MEMORY_FOR_CASE_LINE, 2 * static_cast<double>(capacity_));
     return false;
   }
   std::memcpy(larger.get(), at_, kept);
@@ -69,8 +69,7 @@ bool CaseLines::Refill() {
   if (atEnd_ || !file_) return false;
   // The part of a line that is there already moves to the front, in a larger buffer where it fills half of this one.
   const std::size_t kept = end_ - at_;
-  if (kept == MAX_LINE)
-    trouble_ = Fail(-2470, "line %ld is longer than %d megabytes", LineNumber(), static_cast<int>(MAX_LINE >> 20));
+  if (kept == MAX_LINE) trouble_ = Fail(CASE_LINE_TOO_LONG, LineNumber(), static_cast<int>(MAX_LINE >> 20));
   const bool mustGrow = kept * 2 > capacity_ && capacity_ < MAX_LINE;  // a line longer than the buffer
   if (trouble_ || (mustGrow && !Grow(kept))) {
     atEnd_ = true;
@@ -87,7 +86,7 @@ bool CaseLines::Refill() {
   std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
   if (got > 0) return true;
   atEnd_ = true;
-  if (std::ferror(file_)) trouble_ = Fail(-2121, "the file couldn't be read at position %ld", Position());
+  if (std::ferror(file_)) trouble_ = Fail(CASE_FILE_READING_FAILED, Position());
   return false;
 }
 

@@ -30,8 +30,7 @@ void JudgeVersion(std::string_view text) {
   if (digits == CASE_VERSION) return;
   const bool isOld = digits.empty();
   if (isOld) digits = "0";
-  ReportWarning(-2082, "These cases were stored using a %s version of file format (%.*s). They may not read correctly",
-                isOld ? "old" : "new", Shown(digits.size()), digits.data());
+  Report(OTHER_CASE_FILE_VERSION, isOld ? "old" : "new", Shown(digits.size()), digits.data());
 }
 
 }  // namespace
@@ -66,12 +65,11 @@ Failure CaseReader::ReadIndicator() {
     text = text.substr(0, stop - start - std::strlen(format::INDICATOR_START));
     std::size_t dash = text.find('-');
     std::string_view type = text.substr(0, dash);
-    if (type != CASE_TYPE)
-      return Fail(-2081, "Not a %s file (it is a %.*s file)", CASE_TYPE, Shown(type.size()), type.data());
+    if (type != CASE_TYPE) return Fail(NOT_A_CASE_FILE, CASE_TYPE, Shown(type.size()), type.data());
     JudgeVersion(dash == text.npos ? std::string_view() : text.substr(dash + 1));
     return nullptr;
   }
-  return Fail(-2080, "File does not contain the %s file indicator", CASE_TYPE);
+  return Fail(NO_CASE_FILE_INDICATOR, CASE_TYPE);
 }
 
 void CaseReader::NoteStranger(std::string_view name) {
@@ -93,11 +91,11 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
   CaseColumn column;
   hasOtherSeparators_ = hasOtherSeparators_ || name.find_first_of(",;") != name.npos;
   if (name == ID_COLUMN) {
-    if (hasId_) Post(Prefixed(FailWarning(-2274, "multiple IDnum columns in case file '%s'", path.text)));
+    if (hasId_) Post(Prefixed(Fail(TWO_ID_COLUMNS, path.text)));
     if (!hasId_) column.kind = CaseColumn::Id;
     hasId_ = true;
   } else if (name == FREQ_COLUMN) {
-    if (hasFreq_) Post(Prefixed(FailWarning(-2275, "multiple NumCases columns in case file '%s'", path.text)));
+    if (hasFreq_) Post(Prefixed(Fail(TWO_FREQUENCY_COLUMNS, path.text)));
     if (!hasFreq_) column.kind = CaseColumn::Freq;
     hasFreq_ = true;
   } else if (net) {
@@ -110,8 +108,7 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     if (!column.node) {
       NoteStranger(name);
     } else if (IsDoubled(*column.node)) {
-      Post(Prefixed(
-          FailWarning(-2277, "more than 1 column for variable '%s' in case file '%s'", column.node->name, path.text)));
+      Post(Prefixed(Fail(TWO_COLUMNS_OF_NODE, column.node->name, path.text)));
       column.node = nullptr;
     } else if (column.node->mark == mark) {
       column.kind = CaseColumn::Node;
@@ -167,21 +164,18 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
       lines_.Consume();
   }
   if (!blockEnd) return nullptr;
-  return Fail(-199, "unterminated comment, starting with '/%c', on line %ld", *blockEnd == '*' ? '*' : '#', blockLine);
+  return Fail(UNTERMINATED_CASE_COMMENT, *blockEnd == '*' ? '*' : '#', blockLine);
 }
 
 // A table of which nothing fits is one of another net, or has its columns separated in another way.
 Failure CaseReader::JudgeColumns(net_bn net) const {
-  if (columns_.empty()) return Fail(-2117, "case file '%s' has no line of column names", ShownPath(filename_).text);
+  if (columns_.empty()) return Fail(CASE_FILE_WITHOUT_COLUMNS, ShownPath(filename_).text);
   if (!net) return nullptr;
   const bool anyFits =
       std::any_of(columns_.begin(), columns_.end(), [](const CaseColumn& column) { return column.node != nullptr; });
   if (!anyFits)
-    return Fail(-2471, "no column is a node of net '%s' (columns are separated by tabs; they are: %s)", net->name,
-                numStrangers_ > 0 ? strangers_ : "numbers and frequencies alone");
-  if (numStrangers_ > 0 && warnsOfColumns)
-    Post(Prefixed(FailWarning(-2472, "columns of no node of net '%s' are skipped (%d): %s", net->name, numStrangers_,
-                              strangers_)));
+    return Fail(NO_COLUMN_FITS, net->name, numStrangers_ > 0 ? strangers_ : "numbers and frequencies alone");
+  if (numStrangers_ > 0 && warnsOfColumns) Post(Prefixed(Fail(COLUMNS_SKIPPED, net->name, numStrangers_, strangers_)));
   return nullptr;
 }
 
@@ -212,7 +206,9 @@ void CaseReader::ReportUnfit(Failure failure) {
     Post(Prefixed(std::move(failure)));
     return;
   }
-  Post(Prefixed(FailWarning(failure->number, "more entries of this kind are counted as missing without a message")));
+  Failure last = Fail(MORE_UNFIT_ENTRIES);
+  last->number = failure->number;
+  Post(Prefixed(std::move(last)));
 }
 
 namespace {
@@ -268,12 +264,12 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::
   char place[PLACE_LEN];
   double number;
   if (!ParseReal(text, length, &number))
-    return Fail(-2085, "Illegal number '%.*s' for '%s' %s", Shown(length), text, node.name, Place(place, sizeof place));
+    return Fail(ILLEGAL_NUMBER_OF_CASE, Shown(length), text, node.name, Place(place, sizeof place));
   const int wanted = column.wanted;
   if (node.levels) {
     row->states[wanted] = StateOfValue(node, number, LEVEL_TOLERANCE);
     if (row->states[wanted] < 0) {
-      ReportUnfit(Fail(-2086, "Value %g for '%s' is out of bounds %s", number, node.name, Place(place, sizeof place)));
+      ReportUnfit(Fail(VALUE_OF_CASE_OUT_OF_BOUNDS, number, node.name, Place(place, sizeof place)));
       return nullptr;
     }
   }
@@ -289,13 +285,13 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::s
     case CaseColumn::Id:
       if (!ParseInteger(text, text + length, &row->id)) {
         row->id = -1;
-        return Fail(-2185, "Illegal number '%.*s' for IDnum %s", Shown(length), text, Place(place, sizeof place));
+        return Fail(ILLEGAL_ID_OF_CASE, Shown(length), text, Place(place, sizeof place));
       }
       row->hasId = row->id != -1;
       return nullptr;
     case CaseColumn::Freq:
       if (ParseReal(text, length, &row->freq) && row->freq >= 0) return nullptr;
-      return Fail(-2083, "Illegal number '%.*s' for NumCases %s", Shown(length), text, Place(place, sizeof place));
+      return Fail(ILLEGAL_FREQUENCY_OF_CASE, Shown(length), text, Place(place, sizeof place));
     case CaseColumn::Node:
       break;
   }
@@ -322,7 +318,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
     const std::size_t length = p - start;
     if (count == columns_.size()) {
       if (p == lineEnd && length == 0) break;  // a tab before the line end
-      return Fail(-2087, "Too many entries %s", Place(place, sizeof place));
+      return Fail(TOO_MANY_ENTRIES_OF_CASE, Place(place, sizeof place));
     }
     if (Failure failure = ReadEntry(columns_[count++], start, length, row)) return failure;
     // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
@@ -330,7 +326,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
     more = p < lineEnd;
     if (more && EndsEntry(*p)) ++p;
   }
-  if (count < columns_.size()) return Fail(-2088, "Too few entries %s", Place(place, sizeof place));
+  if (count < columns_.size()) return Fail(TOO_FEW_ENTRIES_OF_CASE, Place(place, sizeof place));
   return nullptr;
 }
 
@@ -343,10 +339,8 @@ Failure CaseReader::ReadRow(CaseRow* row) {
   if (lines_.IsTerminated()) return nullptr;
   char place[PLACE_LEN];
   if (unknown_ && unknown_ == &columns_.back())
-    return Fail(-2118, "the last entry is cut off, for '%s' has no such state and no new-line follows %s",
-                unknown_->node->name, Place(place, sizeof place));
-  Post(Prefixed(FailWarning(-2118, "the last entry may be cut off, because no new-line follows it %s",
-                            Place(place, sizeof place))));
+    return Fail(LAST_ENTRY_CUT_OFF, unknown_->node->name, Place(place, sizeof place));
+  Post(Prefixed(Fail(LAST_ENTRY_MAY_BE_CUT_OFF, Place(place, sizeof place))));
   return nullptr;
 }
 
@@ -378,8 +372,7 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
 
 Failure CaseReader::WarningOfUnknown() const {
   if (numUnknown_ == 0) return nullptr;
-  return Prefixed(FailWarning(-2473, "entries that name no state count as missing (%ld); the first is %s", numUnknown_,
-                              firstUnknown_));
+  return Prefixed(Fail(UNKNOWN_STATES_COUNT_AS_MISSING, numUnknown_, firstUnknown_));
 }
 
 }  // namespace bravic

@@ -106,9 +106,7 @@ Failure PlanNewFile(std::span<const node_bn> nodes, bool withId, bool withFreq, 
   if (withFreq) plan->columns.push_back({PlannedColumn::Freq, nullptr});
   for (node_bn node : nodes) {
     for (const char* taken : {ID_COLUMN, FREQ_COLUMN})
-      if (EqualText(node->name, taken))
-        return Fail(-2474, "node '%s' can't be a column of a case file, where that name has a meaning of its own",
-                    node->name);
+      if (EqualText(node->name, taken)) return Fail(NODE_NAMED_AS_COLUMN, node->name);
     plan->columns.push_back({PlannedColumn::Node, node});
   }
   return nullptr;
@@ -125,17 +123,11 @@ Failure PlanAppend(const char* filename, std::span<const node_bn> nodes, CasePla
   const ShownPath path(filename);
   CaseReader reader;
   if (Failure failure = reader.Open(filename, nodes.empty() ? nullptr : nodes[0]->innet, nodes)) {
-    if (failure->number != -2080 && failure->number != -2081) return failure;
-    return Fail(-2475, "no case is added to file '%s', because it holds something else than cases", path.text);
+    if (failure->number != NO_CASE_FILE_INDICATOR.number && failure->number != NOT_A_CASE_FILE.number) return failure;
+    return Fail(NO_CASES_TO_ADD_TO, path.text);
   }
-  if (reader.EndsInLine())
-    return Fail(-2119,
-                "couldn't add a case to file '%s', because its last line is not ended by a new-line (it may have "
-                "been cut off)",
-                path.text);
-  if (reader.HasOtherSeparators())
-    return Fail(-2476, "couldn't add a case to file '%s', because its columns are not separated by tabs alone",
-                path.text);
+  if (reader.EndsInLine()) return Fail(LAST_CASE_NOT_ENDED, path.text);
+  if (reader.HasOtherSeparators()) return Fail(COLUMNS_NOT_BY_TABS, path.text);
   plan->append = true;
   plan->position = reader.FileSize();
   plan->terminator = reader.Terminator();
@@ -153,7 +145,7 @@ Failure PlanAppend(const char* filename, std::span<const node_bn> nodes, CasePla
 
 bool CheckFinite(const char* argument, double value) {
   if (std::fabs(value) < INF_DBL) return true;
-  ReportError(-2477, "argument '%s' is not a finite number (it is %g)", argument, value);
+  Report(ARGUMENT_NOT_FINITE, argument, value);
   return false;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Format.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetFields.h"
@@ -26,21 +27,18 @@ namespace {
 bool ReadNetStatement(NetReader& reader, NetField field) {
   const Statement at = {FieldName(field), format::NET_WORD, reader.net->name};
   if (reader.stated[field]) {
-    ReadError(reader, -1023, "more than one `%s` statement for %s '%s', line %ld", at.field, at.keyword, at.owner,
-              LineNow(reader));
+    ReadError(reader, NET_STATEMENT_REPEATED, at.field, at.keyword, at.owner, LineNow(reader));
     return false;
   }
   reader.stated[field] = true;
   if (reader.in.NextSignificant() != '=') {
     reader.in.PushBack();
-    ReadError(reader, -1006, "missing '=' for `%s` statement in %s '%s', line %ld", at.field, at.keyword, at.owner,
-              LineNow(reader));
+    ReadError(reader, NO_EQUALS_IN_NET_STATEMENT, at.field, at.keyword, at.owner, LineNow(reader));
     return false;
   }
   if (!ReadValue(reader, at, field)) return false;
   if (!ReadSemicolon(reader)) {
-    ReadError(reader, -1009, "missing semicolon after `%s` statement of net '%s', line %ld", at.field, at.owner,
-              LineNow(reader));
+    ReadError(reader, NO_SEMICOLON_AFTER_NET_STATEMENT, at.field, at.owner, LineNow(reader));
     EndStatement(reader);
   }
   return true;
@@ -49,8 +47,7 @@ bool ReadNetStatement(NetReader& reader, NetField field) {
 void ReadDefine(NetReader& reader) {
   const int c = reader.in.Peek();
   if (IsPunctuation(c)) {
-    ReadError(reader, -1044, "unexpected punctuation '%c' in %s '%s', line %ld", c, format::NET_WORD, reader.net->name,
-              LineNow(reader));
+    ReadError(reader, PUNCTUATION_AFTER_DEFINE, c, format::NET_WORD, reader.net->name, LineNow(reader));
     return AbandonStatement(reader);
   }
   const Place start = reader.in.Position();
@@ -67,8 +64,8 @@ void ReadBlockStatement(NetReader& reader) {
   if (word == format::DEFINE_WORD) return ReadDefine(reader);
   const NetField field = FindNetField(word);
   if (field == NUM_NET_FIELDS) {
-    ReadWarning(reader, -1005, "unknown data field: '%.*s' in %s '%s', line %ld", QuoteLength(word), word.data(),
-                format::NET_WORD, reader.net->name, LineNow(reader));
+    ReadError(reader, UNKNOWN_FIELD, QuoteLength(word), word.data(), format::NET_WORD, reader.net->name,
+              LineNow(reader));
     AbandonStatement(reader);
   } else if (!ReadNetStatement(reader, field)) {
     AbandonStatement(reader);
@@ -82,8 +79,7 @@ bool ReadNetBody(NetReader& reader) {
     if (c == '}') return true;
     if (c == END_OF_INPUT) return false;
     if (IsPunctuation(c)) {
-      ReadError(reader, -1004, "unexpected punctuation '%c' in %s '%s', line %ld", c, format::NET_WORD,
-                reader.net->name, LineNow(reader));
+      ReadError(reader, PUNCTUATION_IN_NET, c, format::NET_WORD, reader.net->name, LineNow(reader));
       continue;
     }
     reader.in.PushBack();
@@ -99,16 +95,16 @@ void ReadWaitingTable(NetReader& reader, NodeEntry& entry, NodeField field, bool
   if (!place || reader.stopped) return;
   reader.in.SetPosition(place);
   if (parentsFailed) {
-    ReadError(reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
-              FieldName(field), FieldName(NODE_PARENTS), format::NODE_WORD, entry.node->name, LineNow(reader));
+    ReadError(reader, NO_STATEMENT_TO_READ_BY, FieldName(field), FieldName(NODE_PARENTS), format::NODE_WORD,
+              entry.node->name, LineNow(reader));
     return;
   }
   if (!ReadTable(reader, entry.node, field)) return;
   entry.node->fields[field] = FIELD_READ;
   const int c = reader.in.Peek();
   if (c == ';' || c == '}' || c == END_OF_INPUT) return;
-  ReadError(reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", FieldName(field),
-            format::NODE_WORD, entry.node->name, LineNow(reader));
+  ReadError(reader, NO_SEMICOLON_AFTER_NODE_STATEMENT, FieldName(field), format::NODE_WORD, entry.node->name,
+            LineNow(reader));
 }
 
 // Of a function and probabilities the later statement holds.
@@ -147,8 +143,8 @@ bool CheckNames(NetReader& reader, NameRange range, Place place, const Statement
     const node_bn found = FindEntry(reader, word);
     if (found && !found->isdefine && !IsStub(*found)) continue;
     if (found && found->isdefine) {
-      ReadError(reader, -1077, "a DEFINED %s '%s' appears in the `%s` list of %s '%s', line %ld", format::NODE_WORD,
-                found->name, at.field, at.keyword, at.owner, reader.in.LineOf(place));
+      ReadError(reader, DEFINE_NODE_IN_LIST, format::NODE_WORD, found->name, at.field, at.keyword, at.owner,
+                reader.in.LineOf(place));
       return false;
     }
     reader.in.ReportAt(UNDEFINED_NODE, place, word);
@@ -162,8 +158,8 @@ bool CheckElimOrder(NetReader& reader, const nodelist_rec& order, const Statemen
   const int mark = NewMark();
   for (node_bn node : Entries(order)) {
     if (node->mark == mark) {
-      ReadError(reader, -1024, "illegal value '%s' for `%s` statement in %s '%s', line %ld", node->name, at.field,
-                at.keyword, at.owner, reader.in.LineOf(reader.elimOrderAt));
+      ReadError(reader, ILLEGAL_VALUE_OF_FIELD, QuoteLength(node->name), node->name, at.field, at.keyword, at.owner,
+                reader.in.LineOf(reader.elimOrderAt));
       return false;
     }
     node->mark = mark;
@@ -250,7 +246,7 @@ void ReadNetBlock(NetReader& reader) {
   if (!ReadBlockName(reader, format::NET_WORD, "", name)) FormatText(name, sizeof name, "Net");
   if (reader.in.NextSignificant() != '{') {
     reader.in.PushBack();
-    ReadError(reader, -1003, "missing '{' for %s '%s' on line %ld", format::NET_WORD, name, LineNow(reader));
+    ReadError(reader, NET_WITHOUT_BLOCK, format::NET_WORD, name, LineNow(reader));
     return AbandonStatement(reader);
   }
   reader.net = NewNetRecord(name, currentEnviron);
@@ -260,7 +256,7 @@ void ReadNetBlock(NetReader& reader) {
   WaitScope wait("Reading net");
   reader.wait = &wait;
   const bool closed = ReadNetBody(reader);
-  if (!closed) ReadError(reader, -1010, "no terminating '}' for BNet '%s'", name);
+  if (!closed) ReadError(reader, NET_NOT_CLOSED, name);
   ReportFault(reader, "");
   if (!reader.stopped) {
     const long resume = reader.in.Position();
@@ -274,7 +270,7 @@ void ReadNetBlock(NetReader& reader) {
   }
   FreeBlock(reader);
   if (closed && !reader.stopped && !ReadSemicolon(reader)) {
-    ReadError(reader, -1011, "missing semicolon at end of %s '%s', line %ld", format::NET_WORD, name, LineNow(reader));
+    ReadError(reader, NO_SEMICOLON_AFTER_NET, format::NET_WORD, name, LineNow(reader));
   }
 }
 

@@ -83,7 +83,7 @@ constexpr auto RULES = [] {
 bool ReadValue(NetReader& reader, const Statement& at, NetField field) {
   if (RULES[field].read) return RULES[field].read(reader, at);
   if (NET_FIELD_TABLE[field].form != FieldForm::Own) return ReadField(reader, at, NET_FIELD_TABLE[field], *reader.net);
-  ReadError(reader, -1131, "Cannot yet parse `%s` field of %s", at.field, at.keyword);
+  ReadError(reader, NET_FIELD_CANT_BE_READ, at.field, at.keyword);
   return false;
 }
 

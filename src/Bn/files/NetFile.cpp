@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Format.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetBlock.h"
@@ -78,22 +79,21 @@ bool ReadFileType(NetReader& reader, FileType* type) {
   const bool found = FindIndicator(reader.in, &indicator);
   const std::size_t dash = indicator.find('-');
   if (!found || dash == std::string_view::npos) {
-    ReadError(reader, -1033, "missing or ill-formed file type indicator");
+    ReadError(reader, NO_FILE_TYPE_INDICATOR);
     return false;
   }
   const std::string_view word = indicator.substr(0, dash), version = indicator.substr(dash + 1);
   const ShownPath file(reader.filename, SHORT_PATH);
   type->version = VersionOf(version);
   if (type->version == Version::Illegal) {
-    ReadError(reader, -2041, "File %s has an illegal version number (=%.*s)", file.text, Count(version),
-              version.data());
+    ReadError(reader, ILLEGAL_FILE_VERSION, file.text, Count(version), version.data());
     return false;
   }
   for (int i = 0; i < Count(format::TYPE_WORDS); ++i) {
     if (format::TYPE_WORDS[i] && word == format::TYPE_WORDS[i]) type->type = i;
   }
   if (type->type >= 0) return true;
-  ReadError(reader, -2042, "File %s is of an unknown type ('%.*s')", file.text, QuoteLength(word), word.data());
+  ReadError(reader, UNKNOWN_FILE_TYPE, file.text, QuoteLength(word), word.data());
   return false;
 }
 
@@ -102,13 +102,13 @@ bool ReadNetIndicator(NetReader& reader) {
   if (!ReadFileType(reader, &type)) return false;
   const char* word = format::TYPE_WORDS[type.type];
   if (std::strcmp(word, format::NET_TYPE) != 0) {
-    ReadError(reader, -1000, "not a %s file (it is a %s file)", format::NET_TYPE, word);
+    ReadError(reader, NOT_A_NET_FILE, format::NET_TYPE, word);
     return false;
   }
   if (type.version == Version::Old) {
-    ReportWarning(-1041, "this bnet is stored using an old version of file format. It may not read correctly");
+    Report(OLD_NET_FILE_VERSION);
   } else if (type.version == Version::New) {
-    ReportWarning(-1043, "this bnet is stored using a new version of file format. It may not read completely");
+    Report(NEW_NET_FILE_VERSION);
   }
   return true;
 }
@@ -123,7 +123,7 @@ void ReadHexNumbers(NetReader& reader) {
     if (!ReadBoolean(reader, {format::HEX_WORD, format::NET_TYPE, ""}, &on)) return AbandonStatement(reader);
     reader.in.base = on ? 16 : 10;
   }
-  if (!ReadSemicolon(reader)) ReadError(reader, -1157, "missing semicolon on line %ld", LineNow(reader));
+  if (!ReadSemicolon(reader)) ReadError(reader, NO_SEMICOLON_IN_FILE, LineNow(reader));
 }
 
 bool IsKeywordNext(NetReader& reader) {
@@ -137,7 +137,7 @@ bool IsKeywordNext(NetReader& reader) {
 void ReadTopLevel(NetReader& reader) {
   const int c = reader.in.NextSignificant();
   if (IsPunctuation(c)) {
-    ReadError(reader, -1001, "illegal symbol read: '%c' in %s file, line %ld", c, format::NET_TYPE, LineNow(reader));
+    ReadError(reader, ILLEGAL_SYMBOL_IN_FILE, c, format::NET_TYPE, LineNow(reader));
     if (c != ';' && !IsKeywordNext(reader)) AbandonStatement(reader);
     return;
   }
@@ -145,10 +145,9 @@ void ReadTopLevel(NetReader& reader) {
   const std::string_view word = NextWord(reader);
   if (word == format::NET_WORD) return ReadNetBlock(reader);
   if (word == format::HEX_WORD) return ReadHexNumbers(reader);
-  ReadWarning(reader, -1002, "unknown object '%.*s' in %s file, line %ld", QuoteLength(word), word.data(),
-              format::NET_TYPE, LineNow(reader));
+  ReadError(reader, UNKNOWN_OBJECT_IN_FILE, QuoteLength(word), word.data(), format::NET_TYPE, LineNow(reader));
   reader.in.SkipStatement();
-  if (!ReadSemicolon(reader)) ReadError(reader, -1157, "missing semicolon on line %ld", LineNow(reader));
+  if (!ReadSemicolon(reader)) ReadError(reader, NO_SEMICOLON_IN_FILE, LineNow(reader));
 }
 
 // --- Writing
@@ -178,8 +177,7 @@ Block<char> FollowLinks(const char* name) {
     path =
         IsPathSeparator(target[0]) ? std::move(target) : Joined(path.get(), DirectoryLength(path.get()), target.get());
   }
-  ReportError(-2430, "couldn't save to '%s', because it is a symbolic link that leads in a circle",
-              ShownPath(name).text);
+  Report(LINKS_LEAD_IN_CIRCLE, ShownPath(name).text);
   return nullptr;
 }
 
@@ -189,7 +187,7 @@ bool DirectoryIsThere(const char* path) {
   Block<char> directory = Joined(path, length, "");
   if (DirectoryExists(directory.get())) return true;
   if (length > 1) directory[length - 1] = 0;
-  ReportError(-2187, "Directory '%s' doesn't exist", ShownPath(directory.get(), ShownPath::MAX_ROOM).text);
+  Report(NO_SUCH_DIRECTORY, ShownPath(directory.get(), ShownPath::MAX_ROOM).text);
   return false;
 }
 
@@ -205,7 +203,7 @@ Block<char> MakeNewFile(const char* path, bool ownersAlone) {
     if (creation == Creation::Done) return name;
     if (creation == Creation::Failed) break;
   }
-  ReportError(-2013, "couldn't create new file '%s'", ShownPath(name.get(), ShownPath::MAX_ROOM).text);
+  Report(CANT_CREATE_FILE, ShownPath(name.get(), ShownPath::MAX_ROOM).text);
   return nullptr;
 }
 
@@ -213,7 +211,7 @@ bool WriteText(net_bn net, const char* path, OutputChannel::Flush flush) {
   OutputChannel out;
   const report_ns newest = NewestRecord(currentEnviron);
   if (!out.OpenFile(path, OutputChannel::Mode::Replace)) {
-    ReportError(-2012, "couldn't open file '%s' for writing", ShownPath(path, ShownPath::MAX_ROOM).text);
+    Report(CANT_OPEN_FOR_WRITING, ShownPath(path, ShownPath::MAX_ROOM).text);
     return false;
   }
   const bool isWhole = PrintNet(net, printOptions, out);
@@ -224,8 +222,8 @@ bool WriteText(net_bn net, const char* path, OutputChannel::Flush flush) {
   }
   if (!out.Close(flush)) {
     const int error = out.SystemError();
-    ReportError(-2014, "couldn't write file '%s'%s%.100s%s", ShownPath(path, 300).text, error ? " (" : "",
-                error ? std::strerror(error) : "", error ? ")" : "");
+    Report(CANT_WRITE_FILE, ShownPath(path, 300).text, error ? " (" : "", error ? std::strerror(error) : "",
+           error ? ")" : "");
     return false;
   }
   return !HasErrorSince(currentEnviron, newest, ERROR_ERR);
@@ -243,8 +241,7 @@ bool ReplaceText(net_bn net, const char* path, FileKind old) {
   if (old == FileKind::Regular) CopyPermissions(path, newFile.get());
   FlushDirectoryOf(path);
   if (IsWriteProtected(path) || ReplaceFile(newFile.get(), path) == Rename::Failed) {
-    ReportError(-2018, "couldn't update file '%s', new version saved as '%s'", ShownPath(path).text,
-                ShownPath(newFile.get()).text);
+    Report(CANT_REPLACE_FILE, ShownPath(path).text, ShownPath(newFile.get()).text);
     return false;
   }
   FlushDirectoryOf(path);
@@ -258,17 +255,17 @@ net_bn ReadNet(filespec_ns file, int options) {
   reader.filename = file->name;
   reader.options = options;
   if (Failure failure = InputChannel::OpenFile(file->name, &reader.in)) {
-    ReadError(reader, failure->number, "%s", failure->mesg);
+    ReadMessage(reader, failure->number, ERROR_ERR, failure->mesg);
     return nullptr;
   }
   if (!ReadNetIndicator(reader)) return nullptr;
   while (!reader.stopped && reader.in.Peek() != END_OF_INPUT) ReadTopLevel(reader);
   ReportFault(reader, "");
-  if (!reader.stopped && !reader.foundNet) ReadError(reader, -1162, "there is no `%s` in it", format::NET_WORD);
+  if (!reader.stopped && !reader.foundNet) ReadError(reader, NO_NET_IN_FILE, format::NET_WORD);
   ReportUnlisted(reader);
   if (reader.stopped || !reader.answer) return nullptr;
   net_bn net = std::exchange(reader.answer, nullptr);
-  if (Failure failure = CheckNetConsistency(net)) ReadError(reader, failure->number, "%s", failure->mesg);
+  if (Failure failure = CheckNetConsistency(net)) ReadMessage(reader, failure->number, ERROR_ERR, failure->mesg);
   return net;
 }
 

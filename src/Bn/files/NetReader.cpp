@@ -11,58 +11,41 @@ namespace {
 
 constexpr long MAX_LISTED = 1000;  // problems of one file; what comes after them is counted
 
-void ReportPrefixed(NetReader& reader, int number, bool warning, const char* format, std::va_list arguments) {
+}  // namespace
+
+void ReadMessage(NetReader& reader, int number, Danger danger, const char* text) {
+  const bool isWarning = danger == WARNING_ERR;
   if (++reader.numProblems > MAX_LISTED) {
     ++reader.numUnlisted;
-    reader.unlistedErrors = reader.unlistedErrors || !warning;
+    reader.unlistedErrors = reader.unlistedErrors || !isWarning;
     return;
   }
-  char text[MAX_ERR_LEN], message[MAX_ERR_LEN];
-  FormatTextV(text, sizeof text, format, arguments);
-  const char* first = warning ? "while" : "error";
+  char message[MAX_ERR_LEN];
+  const char* first = isWarning ? "while" : "error";
   if (reader.filename) {
     FormatText(message, sizeof message, "%s reading file '%s':  %s", first, ShownPath(reader.filename).text, text);
   } else {
     FormatText(message, sizeof message, "%s reading file:  %s", first, text);
   }
-  if (warning) {
-    ReportWarning(number, "%s", message);
-  } else {
-    ReportError(number, "%s", message);
-  }
+  ReportText(number, danger, message);
 }
-
-}  // namespace
 
 void ReadErrorRow(NetReader& reader, const ErrorRow* row, ...) {
   std::va_list arguments;
   va_start(arguments, row);
-  ReportPrefixed(reader, row->number, row->danger == WARNING_ERR, row->text, arguments);
+  char text[MAX_ERR_LEN];
+  FormatTextV(text, sizeof text, row->text, arguments);
   va_end(arguments);
-}
-
-void ReadError(NetReader& reader, int number, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  ReportPrefixed(reader, number, false, format, arguments);
-  va_end(arguments);
-}
-
-void ReadWarning(NetReader& reader, int number, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  ReportPrefixed(reader, number, true, format, arguments);
-  va_end(arguments);
+  ReadMessage(reader, row->number, row->danger, text);
 }
 
 void ReportOverridden(NetReader& reader, const bnode& node, NodeField field, NodeField later, Place place) {
-  ReadWarning(reader, -1161, "`%s` statement of %s '%s' is overridden by its later `%s` statement, line %ld",
-              FieldName(field), IsStub(node) ? format::PARAM_WORD : format::NODE_WORD, node.name, FieldName(later),
-              reader.in.LineOf(place));
+  ReadError(reader, STATEMENT_OVERRIDDEN, FieldName(field), IsStub(node) ? format::PARAM_WORD : format::NODE_WORD,
+            node.name, FieldName(later), reader.in.LineOf(place));
 }
 
 void ReadMemoryError(NetReader& reader, Failure failure) {
-  ReadError(reader, failure->number, "%s", failure->mesg);
+  ReadMessage(reader, failure->number, ERROR_ERR, failure->mesg);
   if (!HasReserve()) {
     reader.in.parseState = PARSE_CANCELLED;
     reader.stopped = true;
@@ -83,7 +66,7 @@ bool ReportFault(NetReader& reader, const char* context) {
   if (reader.in.parseState != PARSE_CANCELLED) {
     char text[MAX_ERR_LEN];
     ParseErrorText(reader.in.fault, context, text, sizeof text);
-    ReadError(reader, reader.in.fault.error->number, "%s", text);
+    ReadMessage(reader, reader.in.fault.error->number, ERROR_ERR, text);
     reader.in.ForgetError();
   }
   return false;
@@ -128,9 +111,9 @@ void ReportUnlisted(NetReader& reader) {
   if (reader.numUnlisted == 0) return;
   reader.numProblems = 0;
   if (reader.unlistedErrors) {
-    ReadError(reader, -1163, "%ld more problems were found, which are not listed", reader.numUnlisted);
+    ReadError(reader, MORE_ERRORS_IN_FILE, reader.numUnlisted);
   } else {
-    ReadWarning(reader, -1163, "%ld more problems were found, which are not listed", reader.numUnlisted);
+    ReadError(reader, MORE_WARNINGS_IN_FILE, reader.numUnlisted);
   }
 }
 

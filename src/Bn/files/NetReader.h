@@ -86,8 +86,8 @@ template <class... Args>
 void ReadError(NetReader& reader, ErrorFor<std::type_identity_t<Args>...> error, Args... arguments) {
   ReadErrorRow(reader, error.Row(), arguments...);
 }
-void ReadError(NetReader& reader, int number, const char* format, ...) BRAVIC_PRINTF(3, 4);
-void ReadWarning(NetReader& reader, int number, const char* format, ...) BRAVIC_PRINTF(3, 4);
+// A text that is made already.
+void ReadMessage(NetReader& reader, int number, Danger danger, const char* text);
 // Of two statements that exclude each other the later one holds.
 void ReportOverridden(NetReader& reader, const bnode& node, NodeField field, NodeField later, Place place);
 void ReadMemoryError(NetReader& reader, Failure failure);

@@ -101,8 +101,8 @@ bool HasDuplicate(char** names, int count, const char** duplicate) {
 }
 
 bool IllegalValue(NetReader& reader, const Statement& at, std::string_view name) {
-  ReadError(reader, -1024, "illegal value '%.*s' for `%s` statement in %s '%s', line %ld", QuoteLength(name),
-            name.data(), at.field, at.keyword, at.owner, LineNow(reader));
+  ReadError(reader, ILLEGAL_VALUE_OF_FIELD, QuoteLength(name), name.data(), at.field, at.keyword, at.owner,
+            LineNow(reader));
   return false;
 }
 
@@ -121,10 +121,9 @@ bool ReadBlockName(NetReader& reader, const char* keyword, const char* owner, ch
   LegalName(word, name);
   const int quoted = QuoteLength(word);
   if (word != name) {
-    ReadError(reader, -1024, "illegal `name` '%.*s' in %s '%s', line %ld", quoted, word.data(), keyword, owner,
-              LineNow(reader));
+    ReadError(reader, ILLEGAL_NAME_IN_FILE, quoted, word.data(), keyword, owner, LineNow(reader));
   } else if (word.empty()) {
-    ReadError(reader, -1024, "illegal `name` '' in %s '%s', line %ld", keyword, owner, LineNow(reader));
+    ReadError(reader, EMPTY_NAME_IN_FILE, keyword, owner, LineNow(reader));
   }
   return !word.empty();
 }
@@ -161,7 +160,7 @@ bool ReadUnsigned(NetReader& reader, const Statement& at, unsigned* value) {
 bool BadNumber(NetReader& reader, const Statement& at, std::string_view word, const ErrorRow& badNumber, long nth) {
   const int quoted = QuoteLength(word);
   if (!word.empty() && word[0] == '@') {
-    ReadError(reader, -1090, "unknown escape name '%.*s'", quoted - 1, word.data() + 1);
+    ReadError(reader, UNKNOWN_ESCAPE, quoted - 1, word.data() + 1);
     return false;
   }
   if (&badNumber == &ILLEGAL_FINDING_NUMBER) {

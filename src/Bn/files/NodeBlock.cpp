@@ -57,11 +57,9 @@ bool StandsTooEarly(NodeBlock& block, NodeField field) {
     const long line = block.reader.in.LineOf(block.word[field]);
     const char* name = FieldName(field);
     if (needed == NODE_PARENTS) {
-      ReadError(block.reader, -1053, "`%s` statement for %s '%s' should appear after PREDS, line %ld", name,
-                block.keyword, block.node.name, line);
+      ReadError(block.reader, STATEMENT_BEFORE_PARENTS, name, block.keyword, block.node.name, line);
     } else {
-      ReadError(block.reader, -1021, "missing `%s` statement before `%s` statement in %s '%s', line %ld",
-                FieldName(needed), name, block.keyword, block.node.name, line);
+      ReadError(block.reader, STATEMENT_NEEDED_BEFORE, FieldName(needed), name, block.keyword, block.node.name, line);
     }
     return true;
   }
@@ -69,29 +67,27 @@ bool StandsTooEarly(NodeBlock& block, NodeField field) {
 }
 
 bool BadValue(NodeBlock& block, NodeField field, const char* reason) {
-  ReadError(block.reader, -777, "%s in `%s` statement of %s '%s', line %ld", reason, FieldName(field), block.keyword,
-            block.node.name, LineNow(block.reader));
+  ReadError(block.reader, BAD_FINDING_ENTRY, reason, FieldName(field), block.keyword, block.node.name,
+            LineNow(block.reader));
   return false;
 }
 
 void CheckStatementEnd(NodeBlock& block, NodeField field) {
   const int c = block.reader.in.Peek();
   if (c == ';' || c == '}' || c == END_OF_INPUT) return;
-  ReadError(block.reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", FieldName(field),
-            block.keyword, block.node.name, LineNow(block.reader));
+  ReadError(block.reader, NO_SEMICOLON_AFTER_NODE_STATEMENT, FieldName(field), block.keyword, block.node.name,
+            LineNow(block.reader));
 }
 
 bool HasStates(NodeBlock& block, NodeField field) {
   if (IsDiscretized(block.node)) return true;
   const char* name = FieldName(field);
   if (block.node.discrete == CONTINUOUS) {
-    ReadError(block.reader, -1035,
-              "there should not be an `%s` statement for %s '%s' because it is not a discrete or discretized variable, "
-              "line %ld",
-              name, block.keyword, block.node.name, LineNow(block.reader));
+    ReadError(block.reader, FINDING_OF_NODE_WITHOUT_STATES, name, block.keyword, block.node.name,
+              LineNow(block.reader));
   } else {
-    ReadError(block.reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld",
-              name, FieldName(NODE_STATES), block.keyword, block.node.name, LineNow(block.reader));
+    ReadError(block.reader, NO_STATEMENT_TO_READ_BY, name, FieldName(NODE_STATES), block.keyword, block.node.name,
+              LineNow(block.reader));
   }
   return false;
 }
@@ -100,10 +96,10 @@ bool ReadStateNumbers(NodeBlock& block, NodeField field) {
   if (!HasStates(block, field) || !ReadNumbers(block.reader, block.At(field), ILLEGAL_FINDING_NUMBER)) return false;
   const auto& numbers = block.reader.numbers;
   if (!numbers.empty() && numbers.size() != block.node.numstates) {
-    ReadError(block.reader, field == NODE_LIKELIHOOD ? -1093 : -1160,
-              "`%s` statement has %d entries, but there should be %d, because %s '%s' has that many states, line %ld",
-              FieldName(field), numbers.size(), block.node.numstates, block.keyword, block.node.name,
-              LineNow(block.reader));
+    using CountError = ErrorFor<const char*, int, int, const char*, const char*, long>;
+    ReadError(
+        block.reader, field == NODE_LIKELIHOOD ? CountError(LIKELIHOOD_MISCOUNTED) : CountError(BELIEFS_MISCOUNTED),
+        FieldName(field), numbers.size(), block.node.numstates, block.keyword, block.node.name, LineNow(block.reader));
     return false;
   }
   constexpr double BEYOND_FLOATS = 3.4028235677973366e38;  // what is below it rounds to the largest float at most

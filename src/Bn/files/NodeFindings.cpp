@@ -49,8 +49,8 @@ bool ReadEvidence(NodeBlock& block, FindingRead* finding) {
   const std::string_view word = NextWord(block.reader);
   const statetype state = StateOfWord(block.reader, block.node, word);
   if (state == UNDEF_STATE) {
-    ReadError(block.reader, -1036, "unknown label '%.*s' in `%s` statement of %s '%s', line %ld", QuoteLength(word),
-              word.data(), FieldName(NODE_EVIDENCE), block.keyword, block.node.name, LineNow(block.reader));
+    ReadError(block.reader, UNKNOWN_FINDING_LABEL, QuoteLength(word), word.data(), FieldName(NODE_EVIDENCE),
+              block.keyword, block.node.name, LineNow(block.reader));
     return false;
   }
   SetState(block.node, state, finding);

@@ -54,9 +54,8 @@ bool LinkParents(NetReader& reader, NodeEntry& entry, bool final) {
     if (!family[i]) {
       known = final && UnknownParent(reader, entry, word);
     } else if (family[i]->isdefine && final) {
-      ReadError(reader, -1038, "A DEFINED %s '%s' appears in the `%s` list of %s '%s', line %ld", format::NODE_WORD,
-                family[i]->name, FieldName(NODE_PARENTS), format::NODE_WORD, node.name,
-                reader.in.LineOf(entry.parentsAt));
+      ReadError(reader, DEFINE_NODE_AMONG_PARENTS, format::NODE_WORD, family[i]->name, FieldName(NODE_PARENTS),
+                format::NODE_WORD, node.name, reader.in.LineOf(entry.parentsAt));
       known = false;
     } else {
       known = !family[i]->isdefine && (final || family[i] != &node);
@@ -89,8 +88,8 @@ void ReadInputs(NetReader& reader, NodeEntry& entry) {
   bool good = ReadNames(reader, at, true, &range);
   if (good) DropRepeatedNames(reader, node, range);
   if (good && range.count != node.preds.num) {
-    ReadError(reader, -1031, "there are %d parents, but %d names in `%s` statement for %s '%s', line %ld",
-              node.preds.num, range.count, at.field, at.keyword, at.owner, LineNow(reader));
+    ReadError(reader, LINK_NAMES_MISCOUNTED, node.preds.num, range.count, at.field, at.keyword, at.owner,
+              LineNow(reader));
     good = false;
   }
   good = good && MakeNames(reader, at, range, &names);

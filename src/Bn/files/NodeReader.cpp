@@ -26,14 +26,11 @@ bool ReadStatementOf(NodeBlock& block, NodeField field, Place place) {
   NetReader& reader = block.reader;
   const char* name = FieldName(field);
   if (block.stated[field]) {
-    ReadError(reader, -1018, "more than one `%s` statement for %s '%s', line %ld", name, block.keyword, block.node.name,
-              LineNow(reader));
+    ReadError(reader, NODE_STATEMENT_REPEATED, name, block.keyword, block.node.name, LineNow(reader));
     return false;
   }
   if (ComesTooLate(block, field)) {
-    ReadError(reader, -1017,
-              "`%s` statement for %s '%s' should appear earlier, line %ld.  Or reread with 'Inherit in First Pass' off",
-              name, block.keyword, block.node.name, LineNow(reader));
+    ReadError(reader, STATEMENT_TOO_LATE, name, block.keyword, block.node.name, LineNow(reader));
     return false;
   }
   block.stated[field] = true;
@@ -42,8 +39,7 @@ bool ReadStatementOf(NodeBlock& block, NodeField field, Place place) {
   if (field == NODE_PROBS) block.entry.probsWord = place;
   if (reader.in.NextSignificant() != '=') {
     reader.in.PushBack();
-    ReadError(reader, -1016, "missing '=' for `%s` in %s '%s', line %ld", name, block.keyword, block.node.name,
-              LineNow(reader));
+    ReadError(reader, NO_EQUALS_IN_NODE_STATEMENT, name, block.keyword, block.node.name, LineNow(reader));
     return false;
   }
   // A value that waits has only been passed over: its status is settled when it is read.
@@ -52,8 +48,7 @@ bool ReadStatementOf(NodeBlock& block, NodeField field, Place place) {
   // States without names only tell how many there are.
   if (!block.value[field] && (field != NODE_STATES || block.node.states)) block.Status(field) = FIELD_READ;
   if (!ReadSemicolon(reader)) {
-    ReadError(reader, -1019, "missing semicolon after `%s` statement of %s '%s', line %ld", name, block.keyword,
-              block.node.name, LineNow(reader));
+    ReadError(reader, NO_SEMICOLON_AFTER_NODE_STATEMENT, name, block.keyword, block.node.name, LineNow(reader));
     EndStatement(reader);
   }
   return true;
@@ -66,8 +61,7 @@ void ReadStatement(NodeBlock& block) {
   const std::string_view word = NextWord(reader);
   const NodeField field = FindNodeField(word);
   if (field == NUM_NODE_FIELDS) {
-    ReadWarning(reader, -1005, "unknown data field: '%.*s' in %s '%s', line %ld", QuoteLength(word), word.data(),
-                block.keyword, block.node.name, LineNow(reader));
+    ReadError(reader, UNKNOWN_FIELD, QuoteLength(word), word.data(), block.keyword, block.node.name, LineNow(reader));
     return AbandonStatement(reader);
   }
   if (!ReadStatementOf(block, field, place)) AbandonStatement(reader);
@@ -81,8 +75,7 @@ bool ReadBody(NodeBlock& block) {
     if (c == '}') return true;
     if (c == END_OF_INPUT) return false;
     if (IsPunctuation(c)) {
-      ReadError(reader, -1014, "unexpected punctuation '%c' in %s '%s', line %ld", c, block.keyword, block.node.name,
-                LineNow(reader));
+      ReadError(reader, PUNCTUATION_IN_NODE, c, block.keyword, block.node.name, LineNow(reader));
       continue;
     }
     reader.in.PushBack();
@@ -98,9 +91,8 @@ bool ReadInherits(NetReader& reader, bnode& node, const char* keyword) {
     if (!word.empty()) {
       node_bn define = FindEntry(reader, word);
       if (!define || !define->isdefine) {
-        ReadError(reader, -1047,
-                  "declaration of %s '%s' tries to inherit from %s '%.*s' before it is defined, on line %ld", keyword,
-                  node.name, format::NODE_WORD, QuoteLength(word), word.data(), LineNow(reader));
+        ReadError(reader, INHERITS_BEFORE_DEFINED, keyword, node.name, format::NODE_WORD, QuoteLength(word),
+                  word.data(), LineNow(reader));
       } else if (IndexIn(node.inherits, define) < 0) {
         Append(node.inherits, define);
       }
@@ -114,8 +106,7 @@ bool ReadInherits(NetReader& reader, bnode& node, const char* keyword) {
       ReportFault(reader, "");
       return c == '{';
     }
-    ReadError(reader, -1046, "unexpected punctuation '%c' in %s '%s', line %ld", c, keyword, node.name,
-              LineNow(reader));
+    ReadError(reader, PUNCTUATION_IN_INHERITANCE, c, keyword, node.name, LineNow(reader));
     return false;
   }
 }
@@ -124,15 +115,13 @@ bool ReadInherits(NetReader& reader, bnode& node, const char* keyword) {
 node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam, std::string_view* written) {
   const int c = reader.in.Peek();
   if (IsPunctuation(c)) {
-    ReadError(reader, -1045, "unexpected punctuation '%c' in %s '%s', line %ld", c, format::NET_WORD, reader.net->name,
-              LineNow(reader));
+    ReadError(reader, PUNCTUATION_FOR_NODE_NAME, c, format::NET_WORD, reader.net->name, LineNow(reader));
     return nullptr;
   }
   char name[MAX_NAME_LEN + 1];
   if (!ReadBlockName(reader, format::NET_WORD, reader.net->name, name, written)) return nullptr;
   if (FindInTable(reader.names, name)) {
-    ReadError(reader, -1012, "duplicate %s name '%s' of %s '%s', line %ld", keyword, name, format::NET_WORD,
-              reader.net->name, LineNow(reader));
+    ReadError(reader, DUPLICATE_NODE_NAME, keyword, name, format::NET_WORD, reader.net->name, LineNow(reader));
     return nullptr;
   }
   node_bn node = NewNodeRecord(nullptr);
@@ -147,7 +136,7 @@ node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam, std::stri
   }
   if (good && next != '{') {
     reader.in.PushBack();
-    ReadError(reader, -1013, "missing '{' for %s '%s' on line %ld", keyword, name, LineNow(reader));
+    ReadError(reader, NODE_WITHOUT_BLOCK, keyword, name, LineNow(reader));
     good = false;
   }
   if (good) return node;
@@ -174,13 +163,14 @@ void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine) {
   if (!block.inheritLate) InheritFields(block);
   const bool closed = ReadBody(block);
   if (!closed) {
-    ReadError(reader, -1020, "no closing '}' for %s '%s', starting on line %ld", keyword, node->name,
-              reader.in.LineOf(start));
+    ReadError(reader, NODE_NOT_CLOSED, keyword, node->name, reader.in.LineOf(start));
   }
   FinishNode(block);
   if (closed && !reader.stopped && !ReadSemicolon(reader)) {
-    ReadError(reader, isdefine || isparam ? -1008 : -1007, "missing semicolon at end of %s '%s', line %ld", keyword,
-              node->name, LineNow(reader));
+    using EndError = ErrorFor<const char*, const char*, long>;
+    ReadError(reader,
+              isdefine || isparam ? EndError(NO_SEMICOLON_AFTER_PLACEHOLDER) : EndError(NO_SEMICOLON_AFTER_NODE),
+              keyword, node->name, LineNow(reader));
   }
 }
 

@@ -28,8 +28,8 @@ bool ReadKind(NodeBlock& block, NodeField field) {
     block.node.kind = kind;
     return true;
   }
-  ReadError(block.reader, -1024, "illegal `%s` '%.*s' in %s '%s', line %ld", FieldName(field), QuoteLength(word),
-            word.data(), block.keyword, block.node.name, LineNow(block.reader));
+  ReadError(block.reader, ILLEGAL_WORD_OF_FIELD, FieldName(field), QuoteLength(word), word.data(), block.keyword,
+            block.node.name, LineNow(block.reader));
   return false;
 }
 
@@ -45,8 +45,8 @@ bool ReadDiscrete(NodeBlock& block, NodeField field) {
   } else {
     block.node.discrete = DISCRETE;
     block.Status(field) = FIELD_IMPLIED;
-    ReadError(block.reader, -1025, "illegal value '%.*s' for `%s` statement in %s '%s', line %ld", QuoteLength(word),
-              word.data(), FieldName(field), block.keyword, block.node.name, LineNow(block.reader));
+    ReadError(block.reader, ILLEGAL_VALUE_OF_DISCRETE, QuoteLength(word), word.data(), FieldName(field), block.keyword,
+              block.node.name, LineNow(block.reader));
   }
   if (block.node.discrete != before) DropLevels(block.node);
   return found >= 0 || isFlag;
@@ -59,18 +59,15 @@ bool ReadNumStates(NodeBlock& block, NodeField field) {
   const long line = LineNow(block.reader);
   const char* name = FieldName(field);
   if (stated < 0) {  // whether there may be none the end of the block tells
-    ReadError(block.reader, -1026, "`%s` stated to be %ld, but it must not be less than 1, in %s '%s', line %ld", name,
-              long{stated}, block.keyword, node.name, line);
+    ReadError(block.reader, STATED_STATES_BELOW_ONE, name, long{stated}, block.keyword, node.name, line);
     return false;
   }
   if (stated != node.numstates && block.Status(NODE_STATES) == FIELD_INHERITED) {
-    ReadError(block.reader, -1054, "`%s` statement for %s '%s' already inherited, line %ld", name, block.keyword,
-              node.name, line);
+    ReadError(block.reader, STATEMENT_ALREADY_INHERITED, name, block.keyword, node.name, line);
     return false;
   }
   if (stated != node.numstates && block.stated[NODE_STATES] && !block.failed[NODE_STATES]) {
-    ReadError(block.reader, -1027, "`%s` stated to be %d, but other statements imply it is %d for %s '%s', line %ld",
-              name, stated, node.numstates, block.keyword, node.name, line);
+    ReadError(block.reader, STATED_STATES_DONT_FIT, name, stated, node.numstates, block.keyword, node.name, line);
     return false;
   }
   if (stated > MAX_STATES) {
@@ -93,8 +90,8 @@ bool ReadStates(NodeBlock& block, NodeField field) {
   char** names = nullptr;
   bool good = ReadNames(reader, at, true, &range);
   if (good && counted && range.count != node.numstates) {
-    ReadError(reader, -1028, "there are %d states, but %d names in `%s` statement for %s '%s', line %ld",
-              node.numstates, range.count, at.field, at.keyword, at.owner, LineNow(reader));
+    ReadError(reader, STATE_NAMES_MISCOUNTED, node.numstates, range.count, at.field, at.keyword, at.owner,
+              LineNow(reader));
     good = false;
   }
   if (good && range.count == 0) {
@@ -153,7 +150,7 @@ bool Postpone(NodeBlock& block, NodeField field) {
 }
 
 bool CannotRead(NodeBlock& block, NodeField field) {
-  ReadError(block.reader, -1015, "Cannot yet parse `%s` field of %s", FieldName(field), block.keyword);
+  ReadError(block.reader, NODE_FIELD_CANT_BE_READ, FieldName(field), block.keyword);
   return false;
 }
 

@@ -10,10 +10,8 @@ namespace bravic {
 namespace {
 
 bool WrongLevelCount(NodeBlock& block, int count, int wanted) {
-  ReadError(block.reader, -1029,
-            "`%s` statement has %d entries, but there should be %d, because %s '%s' has %d states and is %s, line %ld",
-            FieldName(NODE_LEVELS), count, wanted, block.keyword, block.node.name, block.node.numstates,
-            DISCRETE_NAMES[block.node.discrete], LineNow(block.reader));
+  ReadError(block.reader, LEVELS_MISCOUNTED, FieldName(NODE_LEVELS), count, wanted, block.keyword, block.node.name,
+            block.node.numstates, DISCRETE_NAMES[block.node.discrete], LineNow(block.reader));
   return false;
 }
 
@@ -30,9 +28,8 @@ bool ReadLevels(NodeBlock& block) {
   }
   const bool continuous = node.discrete != DISCRETE;
   if (continuous && count < 2) {
-    ReadError(reader, -1076, "`%s` statement has %ld entries, but minimum is %ld, because %s '%s' is %s, line %ld",
-              FieldName(NODE_LEVELS), long{count}, 2L, block.keyword, node.name, DISCRETE_NAMES[node.discrete],
-              LineNow(reader));
+    ReadError(reader, TOO_FEW_LEVELS, FieldName(NODE_LEVELS), long{count}, 2L, block.keyword, node.name,
+              DISCRETE_NAMES[node.discrete], LineNow(reader));
     return false;
   }
   // Levels settle the number of states unless it was stated, in which case they must fit. Two bounds without states
@@ -84,9 +81,8 @@ void CheckParentCount(NodeBlock& block) {
   if (block.statedParents < 0) return;
   const int count = block.entry.hasParents ? block.entry.parents.count : 0;
   if (block.failed[NODE_PARENTS] || count == block.statedParents) return;
-  ReadError(block.reader, -1032, "`%s` stated to be %d, but other statements imply it is %d for %s '%s', line %ld",
-            FieldName(NODE_NUMPARENTS), block.statedParents, count, block.keyword, block.node.name,
-            block.reader.in.LineOf(block.word[NODE_NUMPARENTS]));
+  ReadError(block.reader, STATED_PARENTS_DONT_FIT, FieldName(NODE_NUMPARENTS), block.statedParents, count,
+            block.keyword, block.node.name, block.reader.in.LineOf(block.word[NODE_NUMPARENTS]));
 }
 
 // What is left unsaid about the node's discreteness and number of states.
@@ -96,8 +92,7 @@ void SettleStates(NodeBlock& block) {
   const bool isUnsaid = node.discrete == UNKNOWN_DISCRETE && block.Status(NODE_DISCRETE) == FIELD_ABSENT;
   const bool saysNone = block.Status(NODE_NUMSTATES) == FIELD_READ && node.numstates == 0;
   if (saysNone && !node.isdefine && (isUnsaid || node.discrete == DISCRETE)) {
-    ReadError(block.reader, -1026, "`%s` stated to be %ld, but it must not be less than 1, in %s '%s', line %ld",
-              FieldName(NODE_NUMSTATES), 0L, block.keyword, node.name,
+    ReadError(block.reader, STATED_STATES_BELOW_ONE, FieldName(NODE_NUMSTATES), 0L, block.keyword, node.name,
               block.reader.in.LineOf(block.word[NODE_NUMSTATES]));
     block.Status(NODE_NUMSTATES) = FIELD_ABSENT;
   }
@@ -107,8 +102,7 @@ void SettleStates(NodeBlock& block) {
   }
   if (node.discrete == DISCRETE && node.numstates == 0 && isnode && !block.stated[NODE_NUMSTATES] &&
       !block.stated[NODE_STATES]) {
-    ReadError(block.reader, -1022, "missing `%s` statement for %s '%s'", FieldName(NODE_NUMSTATES), block.keyword,
-              node.name);
+    ReadError(block.reader, STATEMENT_MISSING, FieldName(NODE_NUMSTATES), block.keyword, node.name);
   }
 }
 
@@ -116,8 +110,7 @@ void SettleStates(NodeBlock& block) {
 void CheckIntervals(NodeBlock& block) {
   bnode& node = block.node;
   if (node.isdefine || node.discrete != CONTINUOUS || node.levels || node.numstates == 0) return;
-  ReadError(block.reader, -1022, "missing `%s` statement for %s '%s'", FieldName(NODE_LEVELS), block.keyword,
-            node.name);
+  ReadError(block.reader, STATEMENT_MISSING, FieldName(NODE_LEVELS), block.keyword, node.name);
   SetNumStates(node, 0, FIELD_ABSENT);
 }
 

@@ -45,58 +45,53 @@ const char* FlatPrefix(const OpenTable& table) {
 }
 
 bool NotEnoughEntries(OpenTable& table) {
-  ReadError(table.reader, -1049, "not enough entries in %s", Whereabouts(table).text);
+  ReadError(table.reader, NOT_ENOUGH_TABLE_ENTRIES, Whereabouts(table).text);
   return false;
 }
 
 bool TooManyItems(OpenTable& table) {
-  ReadError(table.reader, -1089, "too many items in list, or missing ')', within %s%s", FlatPrefix(table),
-            Whereabouts(table).text);
+  ReadError(table.reader, TOO_MANY_TABLE_ITEMS, FlatPrefix(table), Whereabouts(table).text);
   return false;
 }
 
 bool MissingComma(OpenTable& table) {
-  ReadError(table.reader, -1050, "missing comma (,) in %s", Whereabouts(table).text);
+  ReadError(table.reader, NO_COMMA_IN_TABLE, Whereabouts(table).text);
   return false;
 }
 
 bool UnexpectedPunctuation(OpenTable& table, int c) {
-  ReadError(table.reader, -1040, "unexpected punctuation '%c' in %s%s", c, FlatPrefix(table), Whereabouts(table).text);
+  ReadError(table.reader, PUNCTUATION_IN_TABLE, c, FlatPrefix(table), Whereabouts(table).text);
   return false;
 }
 
 bool TooFewClosed(OpenTable& table) {
-  ReadError(table.reader, -1048, "only %d close parenthesis (but should be %d) within %s%s", table.closed,
-            table.closed + table.open, FlatPrefix(table), Whereabouts(table).text);
+  ReadError(table.reader, TOO_FEW_CLOSED_IN_TABLE, table.closed, table.closed + table.open, FlatPrefix(table),
+            Whereabouts(table).text);
   return false;
 }
 
 bool TooManyOpen(OpenTable& table, int opened, int allowed) {
-  ReadError(table.reader, -1039, "too many open parenthesis (are %d, but should be %d) within %s%s", opened, allowed,
-            FlatPrefix(table), Whereabouts(table).text);
+  ReadError(table.reader, TOO_MANY_OPEN_IN_TABLE, opened, allowed, FlatPrefix(table), Whereabouts(table).text);
   return false;
 }
 
 bool TooManyClosed(OpenTable& table) {
-  ReadError(table.reader, -1051, "too many close parenthesis (should be %d) within %s%s", table.closed,
-            FlatPrefix(table), Whereabouts(table).text);
+  ReadError(table.reader, TOO_MANY_CLOSED_IN_TABLE, table.closed, FlatPrefix(table), Whereabouts(table).text);
   return false;
 }
 
 bool BadEntry(OpenTable& table, const char* reason) {
-  ReadError(table.reader, -1042, "%s in %s", reason, Whereabouts(table).text);
+  ReadError(table.reader, BAD_TABLE_ROW, reason, Whereabouts(table).text);
   return false;
 }
 
 bool UnknownEscape(OpenTable& table, std::string_view word) {
-  ReadError(table.reader, -1087, "unknown escape name '%.*s' in %s", QuoteLength(word), word.data(),
-            Whereabouts(table).text);
+  ReadError(table.reader, UNKNOWN_ESCAPE_IN_TABLE, QuoteLength(word), word.data(), Whereabouts(table).text);
   return false;
 }
 
 bool UnknownState(OpenTable& table, std::string_view word) {
-  ReadError(table.reader, -1088, "unknown state name '%.*s' in %s", QuoteLength(word), word.data(),
-            Whereabouts(table).text);
+  ReadError(table.reader, UNKNOWN_STATE_IN_TABLE, QuoteLength(word), word.data(), Whereabouts(table).text);
   return false;
 }
 

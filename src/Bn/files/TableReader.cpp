@@ -247,33 +247,26 @@ bool ReadWhole(OpenTable& table) {
     return TooManyClosed(table);
   }
   if (c != ')') return UnexpectedPunctuation(table, c);
-  ReadError(table.reader, -1052, "extra close parenthesis at end of %s`%s` statement for %s '%s', line %ld",
-            FlatPrefix(table), FieldName(table.field), format::NODE_WORD, table.node.name, LineNow(table.reader));
+  ReadError(table.reader, EXTRA_CLOSE_AFTER_TABLE, FlatPrefix(table), FieldName(table.field), format::NODE_WORD,
+            table.node.name, LineNow(table.reader));
   return false;
 }
 
 bool CheckVariables(NetReader& reader, const bnode& node, NodeField field) {
   const char* name = FieldName(field);
   if (field != NODE_FUNCTABLE && !IsDiscretized(node) && node.discrete == CONTINUOUS) {
-    ReadError(reader, -1092,
-              "%s '%s' has a `%s` statement, but it shouldn't because it is not a discrete or discretized variable, "
-              "line %ld",
-              format::NODE_WORD, node.name, name, LineNow(reader));
+    ReadError(reader, TABLE_OF_STATELESS_NODE, format::NODE_WORD, node.name, name, LineNow(reader));
     return false;
   }
   for (const bnode* parent : Entries(node.preds)) {
     if (IsDiscretized(*parent)) continue;
-    ReadError(
-        reader, -1091,
-        "%s '%s' has a `%s` statement, but it shouldn't because it has a parent ('%s') which is not a discrete or "
-        "discretized variable, line %ld",
-        format::NODE_WORD, node.name, name, parent->name, LineNow(reader));
+    ReadError(reader, TABLE_WITH_STATELESS_PARENT, format::NODE_WORD, node.name, name, parent->name, LineNow(reader));
     return false;
   }
   const bool needsStates = field != NODE_FUNCTABLE || node.discrete == DISCRETE;
   if (needsStates && node.numstates <= 0) {
-    ReadError(reader, -1074, "can't read `%s` statement, because there is no `%s` statement in %s '%s', line %ld", name,
-              FieldName(NODE_STATES), format::NODE_WORD, node.name, LineNow(reader));
+    ReadError(reader, NO_STATEMENT_TO_READ_BY, name, FieldName(NODE_STATES), format::NODE_WORD, node.name,
+              LineNow(reader));
     return false;
   }
   return true;
@@ -310,9 +303,7 @@ Block<char> MakeCells(NetReader& reader, const bnode& node, long long rows, int 
   Block<char> cells;
   if (countable) cells = TryMakeBlock<char>(static_cast<std::size_t>(rows) * rowLength * CELL);
   if (!cells) {
-    char purpose[120];
-    FormatText(purpose, sizeof purpose, "to read table of node '%s'", node.name);
-    ReadMemoryError(reader, FailMemory(-1094, nbytes, purpose));
+    ReadMemoryError(reader, FailMemory(NO_MEMORY_TO_READ_TABLE, nbytes, node.name));
   }
   return cells;
 }

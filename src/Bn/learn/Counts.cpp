@@ -16,12 +16,6 @@ namespace {
 
 constexpr double ENTRY_WORK = 2;  // nanoseconds, about, to count or to write one
 
-Failure NoRoomForTable(int number, double nbytes, const bnode& node) {
-  char purpose[100];
-  FormatText(purpose, sizeof purpose, "to make full probability table for node '%s'", node.name);
-  return FailMemory(number, nbytes, purpose);
-}
-
 std::size_t NumRowsOf(const bnode& node) {
   return static_cast<std::size_t>(std::max(NumRows(node), 0LL));
 }
@@ -91,9 +85,9 @@ Failure MakeLearnable(node_bn node) {
   const int numstates = node->numstates;
   const std::size_t rows = NumRowsOf(*node), size = rows * numstates;
   Block<float> probs = TryMakeBlock<float>(size);
-  if (!probs) return NoRoomForTable(-2183, static_cast<double>(size) * sizeof(float), *node);
+  if (!probs) return FailMemory(NO_MEMORY_FOR_COUNTS, static_cast<double>(size) * sizeof(float), node->name);
   Block<float> numcases = TryMakeBlock<float>(rows);
-  if (!numcases) return NoRoomForTable(-2137, static_cast<double>(rows) * sizeof(float), *node);
+  if (!numcases) return FailMemory(NO_MEMORY_FOR_EXPERIENCE, static_cast<double>(rows) * sizeof(float), node->name);
   std::fill_n(numcases.get(), rows, static_cast<float>(numstates * BaseExperience_bn));
   if (old) {
     std::copy_n(old, size, probs.get());
@@ -113,7 +107,8 @@ Failure StartCounter(node_bn node, Counter& counter, LongWork& work) {
   const std::size_t rows = NumRowsOf(*node);
   counter.size = rows * numstates;
   counter.counts = TryMakeBlock<double>(counter.size);
-  if (!counter.counts) return NoRoomForTable(-2183, static_cast<double>(counter.size) * sizeof(double), *node);
+  if (!counter.counts)
+    return FailMemory(NO_MEMORY_FOR_COUNTS, static_cast<double>(counter.size) * sizeof(double), node->name);
   std::size_t stride = 1;
   const auto parents = Entries(node->preds);
   counter.strides.resize(parents.size());
@@ -171,7 +166,8 @@ Failure MakeTables(Counter& counter, LongWork* work) {
   const int numstates = node->numstates;
   const std::size_t rows = counter.size / numstates;
   Block<float> probs = TryMakeBlock<float>(counter.size), numcases = TryMakeBlock<float>(rows);
-  if (!probs || !numcases) return NoRoomForTable(-2183, static_cast<double>(counter.size) * sizeof(float), *node);
+  if (!probs || !numcases)
+    return FailMemory(NO_MEMORY_FOR_COUNTS, static_cast<double>(counter.size) * sizeof(float), node->name);
   for (std::size_t row = 0; row < rows; ++row) {
     if (work && work->Halts(ENTRY_WORK * numstates)) return FailHalted();
     const double* counts = counter.counts.get() + row * numstates;

@@ -47,8 +47,7 @@ Failure LearnOne(node_bn node, double degree) {
   Vector<double> counts(numstates);
   for (int k = 0; k < numstates; ++k) counts[k] = experience * (uniform ? 1.0 / numstates : old[k]);
   if (degree < 0 && !MayLose(counts.data(), numstates, found, -degree, experience)) {
-    return Fail(-2190, "attempt to unlearn (degree = %g) more cases than were learned, for node '%s'", degree,
-                node->name);
+    return Fail(UNLEARNING_TOO_MUCH, degree, node->name);
   }
   counts[found] = std::max(counts[found] + degree, 0.0);
   double sum = 0;
@@ -60,7 +59,7 @@ Failure LearnOne(node_bn node, double degree) {
   RowChange change;
   change.probs = row.data();
   change.experience = std::max(experience + degree, 0.0);
-  if (SetRow(node, states.data(), change) < 0) return Fail(-2190, "couldn't revise the table of node '%s'", node->name);
+  if (SetRow(node, states.data(), change) < 0) return Fail(CANT_REVISE_TABLE, node->name);
   return nullptr;
 }
 
@@ -123,17 +122,14 @@ Counting CountFile(CaseReader& reader, FileCount& plan, double degree) {
   WaitScope wait("Incorporating cases");
   for (long numcases = 0;; ++numcases) {
     if (numcases % CASES_BETWEEN_LOOKS == 0 && numcases > 0 && wait.Progress(reader.ShareRead())) {
-      ReportDanger(-2191, WARNING_ERR, SOUND_DISPLAY,
-                   "Only %ld cases were incorporated before action was halted (%2.0f%%).\n", numcases,
-                   100 * reader.ShareRead());
+      ReportShown(SOUND_DISPLAY, LEARNING_HALTED, numcases, 100 * reader.ShareRead());
       return Counting::Halted;
     }
     if (reader.Next(&row) != CaseReader::Result::Row) return Counting::Finished;
     const double weight = reader.HasFreq() ? degree * row.freq : degree;
     const Counter* failed = nullptr;
     if (CountCase(plan.counters, row.states.data(), weight, &failed)) continue;
-    ReportError(-2189, "attempt to unlearn (degree = %g) more cases than were learned, for node '%s' (at case %ld)",
-                degree, failed->node->name, numcases + 1);
+    Report(UNLEARNING_TOO_MUCH_AT_CASE, degree, failed->node->name, numcases + 1);
     return Counting::Finished;
   }
 }

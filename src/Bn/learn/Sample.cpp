@@ -78,7 +78,7 @@ Failure FindParents(node_bn node, int mark, Step& step) {
       continue;
     }
     if (parent->mark != mark || parent->scratch >= node->scratch || parent->scratch < 0) {
-      return Fail(-2098, "there is a directed cycle in the network");
+      return Fail(CYCLE_TO_SAMPLE);
     }
     step.parents[i] = parent->scratch;
   }
@@ -102,7 +102,7 @@ Failure PrepareOrder(std::span<const node_bn> nodes, SampleOrder& order) {
     order.steps.push_back(std::move(step));
   }
   for (node_bn node : nodes) {
-    if (TagOf(node) == STUB_TAG) return Fail(-2098, "'%s' is no node but the place of a missing parent", node->name);
+    if (TagOf(node) == STUB_TAG) return Fail(PLACEHOLDER_TO_SAMPLE, node->name);
     order.listed.push_back(node->scratch);
   }
   order.states.assign(order.steps.size(), UNDEF_STATE);
@@ -117,8 +117,7 @@ int ReportImpossible(const Step& step, const SampleOrder& order) {
     states.push_back(state < 0 ? EVERY_STATE : state);
   }
   char condition[300];
-  ReportError(-2102, "Parent conditions declared \"impossible\" have occured: %s",
-              ConditionText(*step.node, states.data(), condition, sizeof condition));
+  Report(IMPOSSIBLE_CONDITION_SAMPLED, ConditionText(*step.node, states.data(), condition, sizeof condition));
   return SAMPLE_IMPOSSIBLE;
 }
 
@@ -244,7 +243,7 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
   if (nodes.empty()) return SAMPLED;
   SampleOrder order;
   if (Failure failure = PrepareOrder(nodes, order)) {
-    ReportError(-5542, "can't generate case because %s", failure->mesg);
+    Report(CANT_GENERATE_CASE, failure->mesg);
     return SAMPLE_ERROR;
   }
   const double draws = maxdraws >= 1 ? std::floor(maxdraws) : 0;
@@ -254,8 +253,7 @@ long RandomCase(std::span<const node_bn> nodes, double maxdraws) {
   for (double draw = 0; draw < draws && code == SAMPLE_REJECTED; ++draw) {
     int failed = 0;
     code = DrawCase(order, work, &failed);
-    if (code == SAMPLE_NO_TABLE)
-      ReportError(-2139, "Distribution missing for node '%s'", order.steps[failed].node->name);
+    if (code == SAMPLE_NO_TABLE) Report(NO_TABLE_TO_SAMPLE_FROM, order.steps[failed].node->name);
   }
   if (code == SAMPLED || code == SAMPLE_REJECTED) KeepAsFindings(nodes, order);
   if (code != SAMPLE_HALTED) return code;
@@ -278,8 +276,8 @@ Failure OpenGenerated(std::span<const node_bn> nodes, const SampleOrder& order, 
   for (int i = 0; i < Count(nodes); ++i) nodes[i]->scratch = order.listed[i];
   for (const PlannedColumn& column : plan.columns) file.columns.push_back(column.node ? column.node->scratch : -1);
   if (file.writer.Open(filename, plan)) return nullptr;
-  return options.append ? Fail(-2100, "couldn't open file for appending cases '%s'", ShownPath(filename).text)
-                        : Fail(-2079, "Couldn't open file for writing cases '%s'", ShownPath(filename).text);
+  return options.append ? Fail(CANT_OPEN_CASES_TO_APPEND, ShownPath(filename).text)
+                        : Fail(CANT_OPEN_CASES_FOR_WRITING, ShownPath(filename).text);
 }
 
 // Writes what is drawn, row by row.
@@ -317,8 +315,7 @@ int WriteForwardDraws(Generator& generator) {
   for (; !generator.IsDone(); ++attempts) {
     if (attempts > limit) {
       if (AskYesNo(true, "Many cases are being rejected. Cancel operation")) {
-        ReportError(-2451, "generating cases was cancelled, since only %ld of %.0f met the findings", generator.numdone,
-                    attempts);
+        Report(GENERATING_CANCELLED, generator.numdone, attempts);
         return SAMPLE_ERROR;
       }
       limit *= 2;
@@ -326,13 +323,11 @@ int WriteForwardDraws(Generator& generator) {
     int failed = 0;
     const int code = DrawCase(generator.order, generator.work, &failed);
     if (code == SAMPLE_REJECTED) continue;
-    if (code == SAMPLE_NO_TABLE)
-      ReportError(-2101, "distribution missing for node '%s'", generator.order.steps[failed].node->name);
+    if (code == SAMPLE_NO_TABLE) Report(NO_TABLE_TO_GENERATE_FROM, generator.order.steps[failed].node->name);
     if (code != SAMPLED) return code;
     generator.WriteRow();
   }
-  if (attempts != numcases && !generator.file.writer.HasFailed())
-    ReportDanger(-2192, REPORT_ERR, LOG_DISPLAY, "Acceptance ratio = %g%%\n", numcases * 100 / attempts);
+  if (attempts != numcases && !generator.file.writer.HasFailed()) Report(ACCEPTANCE_RATIO, numcases * 100 / attempts);
   return SAMPLED;
 }
 
@@ -399,7 +394,7 @@ int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const Genera
   SampleOrder order;
   GenerateFile file;
   if (Failure failure = PrepareOrder(nodes, order)) {
-    ReportError(-2138, "can't generate cases because %s", failure->mesg);
+    Report(CANT_GENERATE_CASES, failure->mesg);
     return SAMPLE_ERROR;
   }
   if (Failure failure = OpenGenerated(nodes, order, spec->name, options, file)) {
@@ -409,7 +404,7 @@ int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const Genera
   Generator generator{order, file, options, work, {}, {}};
   const int code = WriteCases(generator);
   if (!file.writer.Close()) {
-    ReportError(-2120, "couldn't write cases to file '%s'", ShownPath(spec->name).text);
+    Report(CANT_WRITE_CASES, ShownPath(spec->name).text);
     return SAMPLE_ERROR;
   }
   return code;

@@ -40,9 +40,7 @@ int SetNodeText(node_bn node, NodeField field, const char* text) {
 int SetFlag(net_bn net, const char* name, UndoCode code, int& field, int value) {
   if (value == field) return 1;
   if (value != 0 && value != 1) {
-    ReportError(-3001,
-                "can't change the %s of network '%s' to %d, because %s numbers must be between 0 and 1 inclusive.",
-                name, OrEmpty(net->name), value, name);
+    Report(NET_FLAG_OUT_OF_RANGE, name, OrEmpty(net->name), value, name);
     return -1;
   }
   Replace(NewUndo(code, net), field, value);
@@ -63,8 +61,7 @@ int SetNetName(net_bn net, const char* name) {
   if (EqualText(net->name, name)) return 1;
   char reason[NAME_REASON_LEN];
   if (CheckNameText(name, reason)) {
-    ReportError(-3002, "can't change the name of net %s to '%.80s', because that %s", OrEmpty(net->name), OrEmpty(name),
-                reason);
+    Report(CANT_RENAME_NET, OrEmpty(net->name), OrEmpty(name), reason);
     return -1;
   }
   ReplaceText(BeginChange(net, NET_NAME), net->name, DupText(name));
@@ -118,11 +115,11 @@ int SetNodeName(node_bn node, const char* name) {
   if (EqualText(node->name, name)) return 1;
   char reason[NAME_REASON_LEN];
   if (CheckNameText(name, reason)) {
-    ReportError(-3063, "can't change the name of node %s because new name %s", OrEmpty(node->name), reason);
+    Report(CANT_RENAME_NODE, OrEmpty(node->name), reason);
     return -1;
   }
   if (node->innet && IsNameTaken(node->innet, name)) {
-    ReportError(-5512, "name '%s' is already used by another node in net '%s'", name, OrEmpty(node->innet->name));
+    Report(NAME_ALREADY_USED, name, OrEmpty(node->innet->name));
     return -1;
   }
   ReplaceNodeName(BeginChange(node, NODE_NAME), node, DupText(name));
@@ -133,20 +130,15 @@ int SetNodeName(node_bn node, const char* name) {
 int SetKind(node_bn node, int kind) {
   if (kind == node->kind) return 1;
   if (kind < 0 || kind > ADVERSARY_NODE) {
-    ReportError(-3050,
-                "can't change the kind of node '%s' to %d, because kind numbers must be between 0 and %d inclusive",
-                OrEmpty(node->name), kind, static_cast<int>(ADVERSARY_NODE));
+    Report(KIND_OUT_OF_RANGE, OrEmpty(node->name), kind, static_cast<int>(ADVERSARY_NODE));
     return -1;
   }
   if (kind == DISCONNECT_NODE) {
-    ReportError(-3056,
-                "can't change the kind of node '%s' to '%s', because that can only be done by disconnecting links",
-                OrEmpty(node->name), KIND_NAMES[DISCONNECT_NODE]);
+    Report(KIND_TAKES_DISCONNECTING, OrEmpty(node->name), KIND_NAMES[DISCONNECT_NODE]);
     return -1;
   }
   if (kind == UTILITY_NODE && node->discrete != CONTINUOUS) {
-    ReportError(-3083, "can't change node '%s' to a %s node, because it isn't a %s node", OrEmpty(node->name),
-                KIND_NAMES[UTILITY_NODE], DISCRETE_NAMES[CONTINUOUS]);
+    Report(UTILITY_MUST_BE_CONTINUOUS, OrEmpty(node->name), KIND_NAMES[UTILITY_NODE], DISCRETE_NAMES[CONTINUOUS]);
     return -1;
   }
   net_bn net = node->innet;
@@ -168,19 +160,11 @@ int SetKind(node_bn node, int kind) {
 int SetMeasure(node_bn node, int measure) {
   if (measure == node->measure) return 1;
   if (measure < 0 || measure >= NUM_MEASURES) {
-    ReportError(
-        -3052,
-        "can't change the 'measure' indicator of node '%s' to %d, because measure numbers must be between %d and "
-        "%d inclusive.",
-        OrEmpty(node->name), measure, 0, NUM_MEASURES - 1);
+    Report(MEASURE_OUT_OF_RANGE, OrEmpty(node->name), measure, 0, NUM_MEASURES - 1);
     return -1;
   }
   if (node->discrete == CONTINUOUS && measure < ORDINAL) {
-    ReportError(
-        -3055,
-        "can't change the 'measure' indicator of node '%s' to %d, because it is a %s node, and so its measure must "
-        "be at least %s",
-        OrEmpty(node->name), measure, DISCRETE_NAMES[CONTINUOUS], MEASURE_NAMES[ORDINAL]);
+    Report(MEASURE_TOO_LOW, OrEmpty(node->name), measure, DISCRETE_NAMES[CONTINUOUS], MEASURE_NAMES[ORDINAL]);
     return -1;
   }
   Replace(BeginChange(node, NODE_MEASURE), node->measure, measure);
@@ -193,14 +177,13 @@ int SetStateName(node_bn node, int state, const char* name) {
   char reason[NAME_REASON_LEN];
   if (!IsEmptyName(name)) {
     if (CheckNameText(name, reason)) {
-      ReportError(-3065, "can't change the name of state %d of node %s to '%.80s', because that %s", state,
-                  OrEmpty(node->name), name, reason);
+      Report(CANT_RENAME_STATE, state, OrEmpty(node->name), name, reason);
       return -1;
     }
     const statetype other = FindState(*node, name);
     if (other != UNDEF_STATE) {
       FormatText(reason, sizeof reason, "is already the name of state %d of node '%.30s'", other, OrEmpty(node->name));
-      ReportError(-2231, "'%s' cannot be a state name, because it %s", name, reason);
+      Report(ILLEGAL_STATE_NAME, name, reason);
       return -1;
     }
   }
@@ -214,7 +197,7 @@ int SetStateNames(node_bn node, const char* const* names) {
   if (SameNames(node->states, names, node->numstates)) return 1;
   char reason[NAME_REASON_LEN];
   if (!FitNames(names, node->numstates, reason)) {
-    ReportError(-3053, "can't change the state names of node '%s', because new %s", OrEmpty(node->name), reason);
+    Report(CANT_RENAME_STATES, OrEmpty(node->name), reason);
     return -1;
   }
   ReplaceTexts(BeginChange(node, NODE_STATES), node->states, DupAnyNames(names, node->numstates));
@@ -227,14 +210,13 @@ int SetLinkName(node_bn node, int index, const char* name) {
   char reason[NAME_REASON_LEN];
   if (!IsEmptyName(name)) {
     if (CheckNameText(name, reason)) {
-      ReportError(-3070, "can't change the name of link %d of node %s to '%.80s', because that %s", index,
-                  OrEmpty(node->name), name, reason);
+      Report(CANT_RENAME_LINK, index, OrEmpty(node->name), name, reason);
       return -1;
     }
     const int other = FindLink(*node, name);
     if (other >= 0 && other != index) {
       FormatText(reason, sizeof reason, "is already the name of link %d of node '%.30s'", other, OrEmpty(node->name));
-      ReportError(-2002, "'%s' cannot be a link name, because it %s", name, reason);
+      Report(ILLEGAL_LINK_NAME, name, reason);
       return -1;
     }
   }
@@ -248,7 +230,7 @@ int SetLinkNames(node_bn node, const char* const* names) {
   if (SameNames(node->inputs, names, node->preds.num)) return 1;
   char reason[NAME_REASON_LEN];
   if (!FitNames(names, node->preds.num, reason)) {
-    ReportError(-3057, "can't change the link names of node '%s', because new %s", OrEmpty(node->name), reason);
+    Report(CANT_RENAME_LINKS, OrEmpty(node->name), reason);
     return -1;
   }
   ReplaceTexts(BeginChange(node, NODE_INPUTS), node->inputs, DupAnyNames(names, node->preds.num));

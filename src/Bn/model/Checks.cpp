@@ -17,15 +17,15 @@ const char* Name(const bnode* node) {
 
 Failure CheckParents(node_bn node) {
   if (node->kind != NATURE_NODE && node->kind != DECISION_NODE && node->kind != UTILITY_NODE) {
-    return Fail(-2225, "node '%s' is not a nature, decision, or utility node", Name(node));
+    return Fail(KIND_NOT_COMPILED, Name(node));
   }
   const int mark = NewMark();
   for (node_bn parent : Entries(node->preds)) {
-    if (IsStub(*parent)) return Fail(-2226, "node '%s' has a disconnected link", Name(node));
+    if (IsStub(*parent)) return Fail(LINK_DISCONNECTED, Name(node));
   }
   for (node_bn parent : Entries(node->preds)) {
     if (parent->mark == mark) {
-      return Fail(-2266, "node '%s' has multiple links from the same parent node", Name(node));
+      return Fail(LINKED_TWICE, Name(node));
     }
     parent->mark = mark;
   }
@@ -38,7 +38,7 @@ Failure CheckClosed(std::span<const node_bn> nodes) {
   for (node_bn node : nodes) {
     for (node_bn parent : Entries(node->preds)) {
       if (parent->mark == mark) continue;
-      return Fail(-2227, "node '%s' (a parent of node %s) is not included in the net", Name(parent), Name(node));
+      return Fail(PARENT_NOT_INCLUDED, Name(parent), Name(node));
     }
   }
   return nullptr;
@@ -65,7 +65,7 @@ Failure CheckAcyclic(std::span<const node_bn> nodes) {
       }
       node_bn parent = top.node->preds.ar[top.next++];
       if (parent->mark == open) {
-        return Fail(-2228, "there is a cycle (containing link %s -> %s)", Name(parent), Name(top.node));
+        return Fail(NET_HAS_CYCLE, Name(parent), Name(top.node));
       }
       if (parent->mark == done) continue;
       parent->mark = open;
@@ -76,23 +76,22 @@ Failure CheckAcyclic(std::span<const node_bn> nodes) {
 }
 
 Failure IncompleteTable(node_bn node, long long missingRow) {
-  if (missingRow < 0) return Fail(-2229, "node '%s' doesn't have a relation table", Name(node));
+  if (missingRow < 0) return Fail(TABLE_MISSING, Name(node));
   auto states = MakeBlock<statetype>(node->preds.num);
   RowStates(*node, missingRow, states.get());
   char condition[320];
   ConditionText(*node, states.get(), condition, sizeof condition);
-  return Fail(-2230, "node '%s' doesn't have a complete relation table (e.g., missing %s)", Name(node),
-              node->preds.num ? condition : "its only row");
+  return Fail(TABLE_INCOMPLETE, Name(node), node->preds.num ? condition : "its only row");
 }
 
 Failure CheckTable(node_bn node, Purpose purpose) {
   if (purpose == Purpose::Compile) {
-    if (node->kind == DECISION_NODE) return Fail(-2007, "it has a decision node ('%s')", Name(node));
-    if (node->kind == UTILITY_NODE) return Fail(-2105, "it has a utility node ('%s')", Name(node));
+    if (node->kind == DECISION_NODE) return Fail(COMPILING_DECISION_NODE, Name(node));
+    if (node->kind == UTILITY_NODE) return Fail(COMPILING_UTILITY_NODE, Name(node));
   }
   if (node->kind == UTILITY_NODE) {
     if (node->determinv) return nullptr;
-    return Fail(-2215, "node '%s' doesn't have a deterministic relation table", Name(node));
+    return Fail(NO_UTILITY_TABLE, Name(node));
   }
   if (node->kind == DECISION_NODE) return nullptr;
   long long missingRow = -1;
@@ -119,8 +118,8 @@ Failure CheckReadiness(std::span<const node_bn> nodes, Purpose purpose, Extent e
   Failure failure = CheckFitness(nodes, purpose, extent);
   if (!failure) return nullptr;
   const char* reason = failure->mesg;
-  return Rephrase(std::move(failure), "can't %s net '%s', because %s",
-                  purpose == Purpose::Compile ? "compile" : "optimize", OrEmpty(net->name), reason);
+  return Rephrase(std::move(failure), AROUND_CHECK_OF_NET, purpose == Purpose::Compile ? "compile" : "optimize",
+                  OrEmpty(net->name), reason);
 }
 
 }  // namespace bravic

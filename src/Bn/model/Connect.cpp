@@ -29,28 +29,24 @@ Failure CheckConnection(int index, const bnode& child, const bnode& newparent) {
   }
 
   if (newparent.numstates != old.numstates) {
-    return Fail(-3201, "Can't connect, because %s has %d states, but %s must have %d states", node, newparent.numstates,
-                slot, old.numstates);
+    return Fail(PARENT_HAS_OTHER_STATES, node, newparent.numstates, slot, old.numstates);
   }
   if (old.discrete != UNKNOWN_DISCRETE && newparent.discrete != old.discrete) {
-    return Fail(-3201, "Can't connect, because %s is a %s variable, but %s must be a %s variable", node,
-                DISCRETE_NAMES[newparent.discrete], slot, DISCRETE_NAMES[old.discrete]);
+    return Fail(PARENT_IS_OTHER_VARIABLE, node, DISCRETE_NAMES[newparent.discrete], slot, DISCRETE_NAMES[old.discrete]);
   }
   if (old.measure != UNKNOWN_MEASURE && newparent.measure < old.measure) {
-    return Fail(-3201, "Can't connect, because %s is a %s variable, but %s must be at least a %s variable", node,
-                MEASURE_NAMES[newparent.measure], slot, MEASURE_NAMES[old.measure]);
+    return Fail(PARENT_HAS_LOWER_MEASURE, node, MEASURE_NAMES[newparent.measure], slot, MEASURE_NAMES[old.measure]);
   }
   const double factor = UnitConversion(newparent.units, old.units);
   if (factor == 0) {
-    return Fail(-3201, "Can't connect, because %s is in %.40s units, but %s must be in %.40s (or equivalent) units",
-                node, newparent.units, slot, old.units);
+    return Fail(PARENT_HAS_OTHER_UNITS, node, newparent.units, slot, old.units);
   }
   const int numlevels = newparent.levels && old.levels ? std::min(NumLevels(newparent), NumLevels(old)) : 0;
   for (int i = 0; i < numlevels; ++i) {
     const double level = newparent.levels[i] * factor;
     if (std::fabs(level - old.levels[i]) <= SAME_LEVEL * std::max(1.0, std::fabs(old.levels[i]))) continue;
-    return Fail(-3201, "Can't connect, because level %d of %s is %g%s, but that level of %s must be %g", i, node, level,
-                factor == 1 ? "" : " (converted for units)", slot, old.levels[i]);
+    return Fail(PARENT_HAS_OTHER_LEVEL, i, node, level, factor == 1 ? "" : " (converted for units)", slot,
+                old.levels[i]);
   }
   return nullptr;
 }

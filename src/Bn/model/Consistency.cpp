@@ -12,22 +12,6 @@
 namespace bravic {
 namespace {
 
-enum : int {
-  BAD_ENUMERATION = -2300,
-  BAD_NAME = -2301,
-  BAD_PARENTS = -2302,
-  BAD_CHILDREN = -2303,
-  BAD_LENGTH = -2304,
-  BAD_FINDING = -2305,
-  BAD_NET = -2306,
-  BAD_NODE_LIST = -2307,
-  BAD_ELIM_ORDER = -2308,
-};
-
-Failure BadNode(int number, const bnode& node, const char* what) {
-  return Fail(number, "node '%.40s' is damaged: %s", OrEmpty(node.name), what);
-}
-
 bool HoldsEntries(const void* block, long long count, std::size_t size) {
   return !block || (IsLiveBlock(block) && count >= 0 &&
                     BlockSize(block) / size >= static_cast<std::size_t>(std::max(count, 0LL)));
@@ -37,11 +21,9 @@ bool HoldsEntries(const void* block, long long count, std::size_t size) {
 Failure CheckRange(const bnode& node, NodeField field, int value, int last) {
   if (0 <= value && value <= last) return nullptr;
   if (value < 0) {
-    return Fail(BAD_ENUMERATION, "`%s` of node '%.40s' is too small (= %d, but minimum is %d)", FieldName(field),
-                OrEmpty(node.name), value, 0);
+    return Fail(NODE_FIELD_TOO_SMALL, FieldName(field), OrEmpty(node.name), value, 0);
   }
-  return Fail(BAD_ENUMERATION, "`%s` of node '%.40s' is too large (= %d, but maximum is %d)", FieldName(field),
-              OrEmpty(node.name), value, last);
+  return Fail(NODE_FIELD_TOO_LARGE, FieldName(field), OrEmpty(node.name), value, last);
 }
 
 Failure CheckNumbers(const bnode& node) {
@@ -58,36 +40,36 @@ bool IsNodeOrStub(const void* record) {
 }
 
 Failure MissingAmongChildren(const bnode& node) {
-  return BadNode(BAD_PARENTS, node, "a parent doesn't have it among its children");
+  return Fail(NOT_AMONG_PARENTS_CHILDREN, OrEmpty(node.name));
 }
 
 // inNet: the whole net is checked, its parents' children by CheckChildren.
 Failure CheckLinks(node_bn node, bool inNet) {
   if (node->preds.num < 0 || !node->preds.ar || !HoldsEntries(node->preds.ar, node->preds.num + 1LL, sizeof(node_bn))) {
-    return BadNode(BAD_PARENTS, *node, "its list of parents is too short");
+    return Fail(PARENT_LIST_TOO_SHORT, OrEmpty(node->name));
   }
   if (node->preds.ar[node->preds.num] != node) {
-    return BadNode(BAD_PARENTS, *node, "it doesn't follow its parents");
+    return Fail(NODE_NOT_AFTER_PARENTS, OrEmpty(node->name));
   }
   for (node_bn parent : Entries(node->preds)) {
-    if (!IsNodeOrStub(parent)) return BadNode(BAD_PARENTS, *node, "a parent is damaged or freed");
-    if (parent->innet != node->innet) return BadNode(BAD_PARENTS, *node, "a parent is in another net");
+    if (!IsNodeOrStub(parent)) return Fail(PARENT_DAMAGED, OrEmpty(node->name));
+    if (parent->innet != node->innet) return Fail(PARENT_IN_ANOTHER_NET, OrEmpty(node->name));
     if (inNet || TagOf(node) != BNODE_TAG || TagOf(parent) != BNODE_TAG) continue;
     if (IndexIn(parent->succs, node) < 0) return MissingAmongChildren(*node);
   }
   if (node->succs.num < 0 || !HoldsEntries(node->succs.ar, node->succs.num, sizeof(node_bn))) {
-    return BadNode(BAD_CHILDREN, *node, "its list of children is too short");
+    return Fail(CHILD_LIST_TOO_SHORT, OrEmpty(node->name));
   }
   if (IsStub(*node) && node->succs.num > 0) {
-    return BadNode(BAD_CHILDREN, *node, "a placeholder has children");
+    return Fail(PLACEHOLDER_WITH_CHILDREN, OrEmpty(node->name));
   }
   const int mark = NewMark();
   for (node_bn child : Entries(node->succs)) {
-    if (!child || TagOf(child) != BNODE_TAG) return BadNode(BAD_CHILDREN, *node, "a child is damaged or freed");
+    if (!child || TagOf(child) != BNODE_TAG) return Fail(CHILD_DAMAGED, OrEmpty(node->name));
     if (IndexIn(child->preds, node) < 0) {
-      return BadNode(BAD_CHILDREN, *node, "a child doesn't have it among its parents");
+      return Fail(NOT_AMONG_CHILDS_PARENTS, OrEmpty(node->name));
     }
-    if (child->mark == mark) return BadNode(BAD_CHILDREN, *node, "a child is listed twice");
+    if (child->mark == mark) return Fail(CHILD_LISTED_TWICE, OrEmpty(node->name));
     child->mark = mark;
   }
   return nullptr;
@@ -116,44 +98,41 @@ Failure CheckArrays(const bnode& node) {
       {node.belief, n, sizeof(float), "its belief vector is too short for its states"},
   };
   for (const Array& array : arrays) {
-    if (!HoldsEntries(array.block, array.count, array.size)) return BadNode(BAD_LENGTH, node, array.fault);
+    if (!HoldsEntries(array.block, array.count, array.size))
+      return Fail(NODE_ARRAY_TOO_SHORT, OrEmpty(node.name), array.fault);
   }
   return nullptr;
 }
 
 Failure CheckFindings(const bnode& node) {
   if (node.likelihood && node.evidence != UNDEF_STATE) {
-    return BadNode(BAD_FINDING, node, "it has a state finding beside a likelihood finding");
+    return Fail(TWO_FINDINGS_AT_NODE, OrEmpty(node.name));
   }
   if (node.evidence != UNDEF_STATE && (node.evidence < 0 || node.evidence >= node.numstates)) {
-    return BadNode(BAD_FINDING, node, "its state finding is none of its states");
+    return Fail(STATE_FINDING_NO_STATE, OrEmpty(node.name));
   }
   return nullptr;
 }
 
 Failure CheckNodeRecord(node_bn node, bool inNet) {
   char reason[NAME_REASON_LEN];
-  if (CheckNameText(node->name, reason)) return BadNode(BAD_NAME, *node, "its name is not legal");
+  if (CheckNameText(node->name, reason)) return Fail(NODE_NAME_DAMAGED, OrEmpty(node->name));
   if (Failure failure = CheckNumbers(*node)) return failure;
   if (Failure failure = CheckLinks(node, inNet)) return failure;
   if (Failure failure = CheckArrays(*node)) return failure;
   return CheckFindings(*node);
 }
 
-Failure BadNet(int number, const bnet& net, const char* what) {
-  return Fail(number, "net '%.40s' is damaged: %s", OrEmpty(net.name), what);
-}
-
 Failure CheckMembers(net_bn net, const nodelist_rec& list, Tag tag) {
   if (list.num < 0 || !HoldsEntries(list.ar, list.num, sizeof(node_bn))) {
-    return BadNet(BAD_NODE_LIST, *net, "its list of nodes is too short");
+    return Fail(LIST_OF_NODES_TOO_SHORT, OrEmpty(net->name));
   }
   for (node_bn node : Entries(list)) {
-    if (!node || TagOf(node) != tag) return BadNet(BAD_NODE_LIST, *net, "one of its nodes is damaged or freed");
-    if (node->innet != net) return BadNet(BAD_NODE_LIST, *net, "one of its nodes is in another net");
+    if (!node || TagOf(node) != tag) return Fail(NODE_OF_NET_DAMAGED, OrEmpty(net->name));
+    if (node->innet != net) return Fail(NODE_OF_ANOTHER_NET, OrEmpty(net->name));
     if (Failure failure = CheckNodeRecord(node, true)) return failure;
     if (tag == BNODE_TAG && FindNode(net, node->name) != node) {
-      return BadNode(BAD_NAME, *node, "its net doesn't find it by its name");
+      return Fail(NODE_NOT_FOUND_BY_NAME, OrEmpty(node->name));
     }
   }
   return nullptr;
@@ -189,33 +168,33 @@ Failure CheckCounts(net_bn net) {
     if (node->likelihood) ++numLikelihood;
   }
   if (numEvidence == net->numEvidence && numLikelihood == net->numLikelihood) return nullptr;
-  return BadNet(BAD_FINDING, *net, "its counts of findings don't fit its nodes");
+  return Fail(FINDING_COUNTS_DAMAGED, OrEmpty(net->name));
 }
 
 }  // namespace
 
 Failure CheckNodeConsistency(node_bn node) {
-  if (!IsNodeOrStub(node)) return Fail(-5144, "damaged or freed node_bn passed");
+  if (!IsNodeOrStub(node)) return Fail(DAMAGED_NODE);
   if (node->innet && TagOf(node->innet) != BNET_TAG) {
-    return BadNode(BAD_NET, *node, "its net is damaged or freed");
+    return Fail(NET_OF_NODE_DAMAGED, OrEmpty(node->name));
   }
   return CheckNodeRecord(node, false);
 }
 
 Failure CheckNetConsistency(net_bn net) {
-  if (!net || TagOf(net) != BNET_TAG) return Fail(-5143, "damaged or freed net_bn passed");
+  if (!net || TagOf(net) != BNET_TAG) return Fail(DAMAGED_NET);
   char reason[NAME_REASON_LEN];
-  if (CheckNameText(net->name, reason)) return BadNet(BAD_NAME, *net, "its name is not legal");
+  if (CheckNameText(net->name, reason)) return Fail(NET_NAME_DAMAGED, OrEmpty(net->name));
   CloseUp(net);
   if (net->findmpe < 0 || net->findmpe > 1 || net->autoupdate < 0 || net->autoupdate > 1) {
-    return BadNet(BAD_ENUMERATION, *net, "a flag is neither 0 nor 1");
+    return Fail(NET_FLAG_DAMAGED, OrEmpty(net->name));
   }
   if (Failure failure = CheckMembers(net, net->nodes, BNODE_TAG)) return failure;
   if (Failure failure = CheckMembers(net, net->stubs, STUB_TAG)) return failure;
   if (Failure failure = CheckChildren(net)) return failure;
   for (node_bn node : Entries(net->elimorder)) {
     if (!node || TagOf(node) != BNODE_TAG || node->innet != net) {
-      return BadNet(BAD_ELIM_ORDER, *net, "its elimination order has a node that isn't its own");
+      return Fail(STRANGER_IN_ELIM_ORDER, OrEmpty(net->name));
     }
   }
   return CheckCounts(net);

@@ -87,7 +87,7 @@ void LinkCopy(const bnode& source, node_bn copy, ParentCopies& parents) {
 
 Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_bn* copies) {
   *copies = DupList(nodes);
-  if (!*copies) return Fail(-5509, "out of memory duplicating list of length %d", nodes.num);
+  if (!*copies) return Fail(NO_MEMORY_TO_DUPLICATE_NODES, nodes.num);
   nodelist_rec& list = **copies;
   for (int i = 0; i < list.num; ++i) {
     list.ar[i] = CopyNode(*nodes.ar[i]);
@@ -95,7 +95,7 @@ Failure DuplicateNodes(const nodelist_rec& nodes, net_bn destination, nodelist_b
     for (int k = 0; k < i; ++k) FreeNodeRecord(list.ar[k]);
     FreeList(*copies);
     *copies = nullptr;
-    return Fail(-5509, "out of memory duplicating list of length %d", nodes.num);
+    return Fail(NO_MEMORY_TO_DUPLICATE_NODES, nodes.num);
   }
   const auto sources = Entries(nodes), made = Entries(list);
   // All copies exist now, so that each can be given copies for parents. They enter the net together.

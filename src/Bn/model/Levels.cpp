@@ -77,24 +77,20 @@ void DropTablesByStates(node_bn node, int numstates) {
 
 bool FitNumStates(const bnode& node, int numstates, const double* levels, const char* const* names) {
   if (numstates < 0) {
-    ReportError(-3054, "can't change the number of states of node '%s' to %d, because that is negative",
-                OrEmpty(node.name), numstates);
+    Report(NEGATIVE_NUMBER_OF_STATES, OrEmpty(node.name), numstates);
     return false;
   }
   if (node.discrete == DISCRETE && numstates == 0) {
-    ReportError(-3064, "the new number of states, %d, is too small for a %s node", numstates, DISCRETE_NAMES[DISCRETE]);
+    Report(TOO_FEW_STATES, numstates, DISCRETE_NAMES[DISCRETE]);
     return false;
   }
   if (node.discrete == CONTINUOUS && numstates > 0 && !levels) {
-    ReportError(-3085,
-                "can't make node '%s' have %d states, because it is a continuous node and no discretizing range levels "
-                "are defined",
-                OrEmpty(node.name), numstates);
+    Report(STATES_WITHOUT_LEVELS, OrEmpty(node.name), numstates);
     return false;
   }
   char reason[NAME_REASON_LEN];
   if (!FitNames(names, numstates, reason)) {
-    ReportError(-3068, "can't change the state names of node '%s', because new %s", OrEmpty(node.name), reason);
+    Report(STATE_NAMES_DONT_FIT, OrEmpty(node.name), reason);
     return false;
   }
   return true;
@@ -136,16 +132,12 @@ statetype FunctionStateOfValue(const bnode& node, float value) {
 int SetDiscrete(node_bn node, int discrete) {
   if (discrete == node->discrete) return 1;
   if (discrete < 0 || discrete >= NUM_DISCRETES) {
-    ReportError(-3051,
-                "can't change the 'discrete' indicator of node '%s' to %d, because discrete numbers must be between 0 "
-                "and %d inclusive",
-                OrEmpty(node->name), discrete, NUM_DISCRETES - 1);
+    Report(DISCRETE_OUT_OF_RANGE, OrEmpty(node->name), discrete, NUM_DISCRETES - 1);
     return -1;
   }
   // The levels of a discrete node are values of its states and bound no intervals.
   if (discrete == CONTINUOUS && node->numstates > 0 && (node->discrete == DISCRETE || !node->levels)) {
-    ReportError(-3084, "can't make node '%s' %s, because it is a %s node and has no levels defined",
-                OrEmpty(node->name), DISCRETE_NAMES[discrete], DISCRETE_NAMES[node->discrete]);
+    Report(NO_LEVELS_FOR_CHANGE, OrEmpty(node->name), DISCRETE_NAMES[discrete], DISCRETE_NAMES[node->discrete]);
     return -1;
   }
   UndoRecord* undo = BeginChange(node, NODE_DISCRETE);
@@ -168,8 +160,7 @@ int SetDiscrete(node_bn node, int discrete) {
 int SetLevels(node_bn node, const double* levels) {
   if (SameLevels(*node, levels)) return 1;
   if (!levels && node->discrete != DISCRETE && node->numstates > 0) {
-    ReportError(-3086, "can't remove the levels of a %s node (%s), when it still has states",
-                DISCRETE_NAMES[node->discrete], OrEmpty(node->name));
+    Report(LEVELS_HOLD_STATES, DISCRETE_NAMES[node->discrete], OrEmpty(node->name));
     return -1;
   }
   UndoRecord* undo = BeginChange(node, NODE_LEVELS);

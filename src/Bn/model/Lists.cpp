@@ -161,7 +161,7 @@ bool InsertInList(nodelist_rec& list, node_bn node, int index) {
     void* ar = list.ar ? TryResize(list.ar, nbytes) : TryAllocate(nbytes);
     // A resize refused for want of the reserve answers the old block.
     if (!ar || BlockSize(ar) < nbytes) {
-      ReportError(-5208, "out of memory making list of length %d", static_cast<int>(nbytes));
+      Report(NO_MEMORY_TO_ADD, static_cast<int>(nbytes));
       return false;
     }
     list.ar = static_cast<node_bn*>(ar);

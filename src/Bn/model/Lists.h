@@ -31,7 +31,7 @@ void NoteNodeGone(const bnode& node);  // it is about to be freed, or to leave i
 nodelist_bn NewList(int length);                         // every entry NULL; NULL on shortage
 nodelist_bn DupList(const nodelist_rec& source);         // exactly num entries; NULL on shortage
 void FreeList(nodelist_bn list);                         // record and array, never the nodes
-bool InsertAt(HostList& list, node_bn node, int index);  // false on shortage, which is posted (-5208)
+bool InsertAt(HostList& list, node_bn node, int index);  // false on shortage, which is posted (NO_MEMORY_TO_ADD)
 node_bn TakeAt(HostList& list, int index);
 void PutAt(HostList& list, int index, node_bn node);
 

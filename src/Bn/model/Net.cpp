@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Text.h"
 #include "Bn/model/Changes.h"
 #include "Bn/model/Fields.h"
@@ -45,14 +46,14 @@ Failure CheckRemoval(net_bn net, std::span<const node_bn> nodes, std::span<const
   for (node_bn node : nodes) {
     for (node_bn child : Entries(node->succs)) {
       if (child->mark == mark) continue;
-      return Fail(-3204, "node '%s' to be removed has child '%s' which is not being removed", node->name, child->name);
+      return Fail(CHILD_NOT_REMOVED_TOO, node->name, child->name);
     }
   }
   const auto areIn = [](const nodelist_rec& list, std::span<const node_bn> some) {
     return std::all_of(some.begin(), some.end(), [&list](node_bn node) { return IsMember(list, node); });
   };
-  if (!areIn(net->nodes, nodes)) return Fail(-3205, "trying to remove nodes that aren't in the net");
-  if (!areIn(net->stubs, stubs)) return Fail(-3206, "trying to remove stubs that aren't in the net");
+  if (!areIn(net->nodes, nodes)) return Fail(NODES_NOT_IN_NET);
+  if (!areIn(net->stubs, stubs)) return Fail(PLACEHOLDERS_NOT_IN_NET);
   return nullptr;
 }
 
@@ -60,7 +61,7 @@ Failure CheckRemoval(net_bn net, std::span<const node_bn> nodes, std::span<const
 Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
   if (Failure failure = CheckRemoval(net, nodes, stubs)) {
     const char* reason = failure->mesg;
-    return Rephrase(std::move(failure), "Couldn't remove nodes from net '%s', because %s", net->name, reason);
+    return Rephrase(std::move(failure), AROUND_REMOVAL, net->name, reason);
   }
   UndoRecord* undo = NewUndo(UNDO_NODES_REMOVED, net);
   HoldStructure(undo, net);

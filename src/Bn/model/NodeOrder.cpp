@@ -137,7 +137,7 @@ int NewMark() {
   if (markCounter >= LAST_MARK) {
     markCounter = FIRST_MARK;
   } else if (markCounter >= WARN_MARK) {
-    ReportWarning(-2241, "will soon recycle 'unique' labels.  Save work and restart");
+    Report(MARKS_RECYCLED);
   }
   return markCounter++;
 }

@@ -65,14 +65,10 @@ int MarkDescendants(node_bn node) {
 }
 
 // What a policy makes of a link that it objects to: a warning, or an error and false.
-bool Allow(int policy, const bnode& parent, const bnode& child, int warning, const char* consequence, int error,
-           const char* reason) {
-  if (policy == 1) {
-    ReportWarning(warning, "connecting node '%s' to node '%s' results in %s", parent.name, child.name, consequence);
-    return true;
-  }
-  ReportError(error, "can't connect node '%s' to node '%s', because %s", parent.name, child.name, reason);
-  return false;
+using LinkError = ErrorFor<const char*, const char*>;
+bool Allow(int policy, const bnode& parent, const bnode& child, LinkError warning, LinkError error) {
+  Report(policy == 1 ? warning : error, parent.name, child.name);
+  return policy == 1;
 }
 
 // The first added parent that is a descendant of the node.
@@ -80,8 +76,7 @@ bool CheckCycle(node_bn node, std::span<const node_bn> newparents, std::span<con
   const int mark = MarkDescendants(node);
   for (int k = 0; k < Count(newparents); ++k) {
     if (inverse[k] >= 0 || newparents[k]->mark != mark) continue;
-    return Allow(CYCLE_POLICY, *newparents[k], *node, -3200, "a cycle (with no time delays)", -3207,
-                 "that would result in a cycle (with no time delays)");
+    return Allow(CYCLE_POLICY, *newparents[k], *node, LINK_MAKES_CYCLE, LINK_REFUSED_FOR_CYCLE);
   }
   return true;
 }
@@ -95,8 +90,7 @@ bool CheckDoubleLink(node_bn node, std::span<const node_bn> newparents, std::spa
   for (int k = 0; k < Count(newparents); ++k) {
     if (inverse[k] >= 0 || IsStub(*newparents[k])) continue;
     if (newparents[k]->mark == mark) {
-      return Allow(DOUBLE_LINK_POLICY, *newparents[k], *node, -3208, "multiple links between the same two nodes", -3209,
-                   "they are already connected");
+      return Allow(DOUBLE_LINK_POLICY, *newparents[k], *node, LINK_IS_SECOND, LINK_REFUSED_AS_SECOND);
     }
     newparents[k]->mark = mark;
   }
@@ -218,7 +212,7 @@ int ChangeParents(node_bn node, std::span<const node_bn> newparents, std::span<c
   if (net) DropStubs(undo, node, oldparents);
   if (net) GraphChanged(net);
   if (result == PARENTS_TABLES_LOST) {
-    Post(FailMemory(-5582, 0, "to keep all tables of a node whose parents were changed"));
+    Post(FailMemory(NO_MEMORY_TO_KEEP_TABLES, 0));
   }
   return result;
 }
@@ -253,13 +247,11 @@ Failure SwitchParent(int index, node_bn child, node_bn newparent) {
   if (slot == newparent) return nullptr;
   if (Failure failure = CheckConnection(index, *child, *newparent)) return failure;
   if (IsAncestor(child, newparent) &&
-      !Allow(CYCLE_POLICY, *newparent, *child, -3202, "a directed cycle (with no time delays)", -3203,
-             "that would result in a directed cycle (with no time delays)")) {
+      !Allow(CYCLE_POLICY, *newparent, *child, SWITCH_MAKES_CYCLE, SWITCH_REFUSED_FOR_CYCLE)) {
     return nullptr;
   }
   if (IndexIn(child->preds, newparent) >= 0 &&
-      !Allow(DOUBLE_LINK_POLICY, *newparent, *child, -3210, "multiple links between the same two nodes", -3211,
-             "they are already connected")) {
+      !Allow(DOUBLE_LINK_POLICY, *newparent, *child, SWITCH_MAKES_SECOND_LINK, SWITCH_REFUSED_AS_SECOND)) {
     return nullptr;
   }
   slot = newparent;

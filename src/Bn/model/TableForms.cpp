@@ -17,7 +17,7 @@ statetype FunctionState(const bnode& node, long long row, bool* warned) {
   const statetype state = FunctionStateOfValue(node, value);
   if (state == UNDEF_STATE && value != UNDEF_PROB && !*warned) {
     *warned = true;
-    ReportWarning(-2283, "function value %g of node '%s' corresponds to none of its states", value, OrEmpty(node.name));
+    Report(FUNCTION_VALUE_NO_STATE, value, OrEmpty(node.name));
   }
   return state;
 }
@@ -38,10 +38,10 @@ void FillFunctionRow(float* row, int numstates, statetype state) {
 
 Failure MakeProbs(node_bn node) {
   if (node->probs) return node->normalized ? nullptr : NormalizeTable(node);
-  if (!HasRelation(*node)) return Fail(-2281, "node '%s' has no relation table", OrEmpty(node->name));
+  if (!HasRelation(*node)) return Fail(NO_TABLE, OrEmpty(node->name));
   const int n = node->numstates;
   if (!node->determin && (!node->levels || n <= 0)) {
-    return Fail(-2282, "node '%s' is missing ranges list", OrEmpty(node->name));
+    return Fail(NO_LEVELS_FOR_FUNCTION, OrEmpty(node->name));
   }
   const long long rows = NumRows(*node);
   Block<float> probs(static_cast<float*>(TryTableMemory(*node, n)));

@@ -9,8 +9,9 @@
 namespace bravic {
 
 // Makes probs exist (from the function tables if need be) and be in probability form. Empty on success. A function
-// value that is no state's is warned of (-2283) and leaves its row undefined. A table of probabilities that stands
-// beside a function table is always derived from it; so is determin beside determinv, where a file gave both.
+// value that is no state's is warned of (FUNCTION_VALUE_NO_STATE) and leaves its row undefined. A table of
+// probabilities that stands beside a function table is always derived from it; so is determin beside determinv, where a
+// file gave both.
 Failure MakeProbs(node_bn node);
 // Makes a row that was derived from a function table agree with it again.
 void RefreshDerivedRow(node_bn node, long long row);

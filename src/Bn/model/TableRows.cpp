@@ -62,15 +62,14 @@ bool RefuseVector(const bnode& node, const statetype* parentstates, const float*
   if (!normalized) flags &= COUNT_FAULTS;
   if (!(flags & VECTOR_FAULTS)) return false;
   char text[320], row[ROW_TEXT_LEN];
-  ReportError(-3072, "can't change the probabilities of node '%s', because new vector %s (%s)", OrEmpty(node.name),
-              VectorFaultText(flags, false, text), RowText(node, parentstates, probs, row));
+  Report(ROW_NO_DISTRIBUTION, OrEmpty(node.name), VectorFaultText(flags, false, text),
+         RowText(node, parentstates, probs, row));
   return true;
 }
 
 bool JudgeProbs(node_bn node, const statetype* parentstates, const RowChange& change, bool* differs) {
   if (!node->probs) {
-    ReportError(-3071, "can't change a probability of node '%s', because it doesn't have a probability table",
-                OrEmpty(node->name));
+    Report(NO_PROBABILITY_TABLE, OrEmpty(node->name));
     return false;
   }
   // A vector of another form than the table's is judged before the table is brought into that form, which a refused
@@ -91,13 +90,11 @@ bool JudgeProbs(node_bn node, const statetype* parentstates, const RowChange& ch
 
 bool JudgeExperience(node_bn node, const statetype* parentstates, double experience, bool* differs) {
   if (!(experience >= 0)) {
-    ReportError(-3073, "can't change an experience quantity of node '%s', because the new value is negative (%g)",
-                OrEmpty(node->name), experience);
+    Report(NEGATIVE_EXPERIENCE, OrEmpty(node->name), experience);
     return false;
   }
   if (!node->numcases) {
-    ReportError(-3074, "can't change an experience quantity of node '%s', because it doesn't have an experience table",
-                OrEmpty(node->name));
+    Report(NO_EXPERIENCE_TABLE, OrEmpty(node->name));
     return false;
   }
   const float entry = ToFloat(experience);
@@ -109,9 +106,9 @@ bool JudgeFunction(node_bn node, const statetype* parentstates, const RowChange&
   const bool givesState = change.state != UNDEF_STATE;
   const bool lacksState = givesState && !node->determin;
   if (lacksState || (change.hasValue && !node->determinv)) {
-    ReportError(lacksState ? -3075 : -3076,
-                "can't change a deterministic mapping of node '%s', because it doesn't have a deterministic table",
-                OrEmpty(node->name));
+    using TableError = ErrorFor<const char*>;
+    Report(lacksState ? TableError(NO_TABLE_OF_FUNCTION_STATES) : TableError(NO_TABLE_OF_FUNCTION_VALUES),
+           OrEmpty(node->name));
     return false;
   }
   if (givesState) {

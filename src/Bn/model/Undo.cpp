@@ -26,7 +26,7 @@ int NextSequence() {
   if (undoCounter >= LAST_SEQUENCE) {
     undoCounter = FIRST_SEQUENCE;
   } else if (undoCounter >= WARN_SEQUENCE) {
-    ReportWarning(-2063, "will soon recycle labels for 'undo'.  Save work and restart");
+    Report(UNDO_LABELS_RECYCLED);
   }
   return undoCounter++;
 }

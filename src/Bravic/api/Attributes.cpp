@@ -18,9 +18,9 @@ using namespace bravic;
 namespace {
 
 // Of user data.
-bool CheckKindOfData(int number, int kind) {
+bool CheckKindOfData(ErrorFor<int> error, int kind) {
   if (!ApiCall::Basic() || kind == 0) return true;
-  ReportError(number, "argument 'kind' is %d, but currently it must be 0", kind);
+  Report(error, kind);
   return false;
 }
 
@@ -31,12 +31,11 @@ bool CheckElimOrder(net_bn net, nodelist_bn order) {
   int num = 0;
   for (node_bn node : Entries(*order)) {
     if (!node || TagOf(node) != BNODE_TAG || node->innet != net) {
-      ReportError(-5570, "node list passed contains node '%s', which is not a node of net '%s'",
-                  node ? OrEmpty(node->name) : "", OrEmpty(net->name));
+      Report(ORDER_HAS_STRANGER, node ? OrEmpty(node->name) : "", OrEmpty(net->name));
       return false;
     }
     if (node->mark == mark) {
-      ReportError(-5122, "node list passed contains duplicate '%s'", OrEmpty(node->name));
+      Report(DUPLICATE_IN_LIST, OrEmpty(node->name));
       return false;
     }
     node->mark = mark;
@@ -44,9 +43,7 @@ bool CheckElimOrder(net_bn net, nodelist_bn order) {
   }
   for (node_bn node : PresentNodes(net)) {
     if (node->mark == mark || node->kind == ASSUME_NODE) continue;
-    ReportError(-5571,
-                "node list passed has only %d of the nodes of net '%s' (an elimination order needs '%s' as well)", num,
-                OrEmpty(net->name), OrEmpty(node->name));
+    Report(ORDER_LACKS_NODE, num, OrEmpty(net->name), OrEmpty(node->name));
     return false;
   }
   return true;
@@ -56,15 +53,11 @@ bool CheckElimOrder(net_bn net, nodelist_bn order) {
 bool CheckKind(node_bn node, int kind) {
   if (!ApiCall::Basic()) return true;
   if (kind < 0 || kind > ADVERSARY_NODE) {
-    ReportError(-5501, "argument 'kind' passed for node '%s' is %d, but it must be between 0 and %d inclusive",
-                OrEmpty(node->name), kind, int{ADVERSARY_NODE});
+    Report(KIND_ARGUMENT_OUT_OF_RANGE, OrEmpty(node->name), kind, int{ADVERSARY_NODE});
     return false;
   }
   if (kind == DISCONNECT_NODE) {
-    ReportError(-5505,
-                "argument 'kind' passed for node '%s' is DISCONNECT_NODE, but link disconnection must be done with "
-                "SwitchNodeParent_bn or DuplicateNodes_bn",
-                OrEmpty(node->name));
+    Report(KIND_DISCONNECT_NODE, OrEmpty(node->name));
     return false;
   }
   return true;
@@ -74,12 +67,11 @@ bool CheckKind(node_bn node, int kind) {
 bool CheckNumStates(node_bn node, int numstates) {
   if (!ApiCall::Basic()) return true;
   if (numstates < 0) {
-    ReportError(-5502, "argument 'numstates' passed for node '%s' is negative (= %d)", OrEmpty(node->name), numstates);
+    Report(NEGATIVE_NUMSTATES, OrEmpty(node->name), numstates);
     return false;
   }
   if (node->discrete == DISCRETE && numstates != node->numstates) {
-    ReportError(-5503, "trying to change the number of states of a discrete node ('%s') from %d to %d",
-                OrEmpty(node->name), node->numstates, numstates);
+    Report(STATES_OF_DISCRETE_FIXED, OrEmpty(node->name), node->numstates, numstates);
     return false;
   }
   return true;
@@ -92,14 +84,11 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
   const long long n = discrete ? numstates : std::max(numstates, 1) + 1LL;
   for (long long i = 0; i < n; i++) {
     if (std::isnan(levels[i])) {
-      ReportError(-5519, "argument 'levels' passed for node '%s' has an entry (%lld) that is not a number",
-                  OrEmpty(node->name), i);
+      Report(LEVEL_NOT_A_NUMBER, OrEmpty(node->name), i);
       return false;
     }
     if (!discrete && i > 0 && levels[i] < levels[i - 1]) {
-      ReportError(-5520,
-                  "argument 'levels' passed for node '%s' has an entry (%lld) less than the one before it (%g < %g)",
-                  OrEmpty(node->name), i, levels[i], levels[i - 1]);
+      Report(LEVELS_FALL, OrEmpty(node->name), i, levels[i], levels[i - 1]);
       return false;
     }
   }
@@ -110,169 +99,169 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
 
 const char* BRAVIC_CALL GetNetName_bn(net_bn net) {
   NetCall call("GetNetName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNet(net)) return NO_TEXT;
   return OrEmpty(net->name);
 }
 
 nodelist_bn BRAVIC_CALL GetNetNodes_bn(net_bn net) {
   NetCall call("GetNetNodes_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return nullptr;
+  if (!call.HasReserve() || !call.CheckNet(net)) return nullptr;
   OrderedNodes(net);
   return &net->nodes;
 }
 
 node_bn BRAVIC_CALL NodeNamed_bn(const char* name, net_bn net) {
   NetCall call("NodeNamed_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.CheckNet(net)) return nullptr;
+  if (!call.HasReserve() || !call.CheckName(name) || !call.CheckNet(net)) return nullptr;
   return FindNode(net, name);
 }
 
 int BRAVIC_CALL GetNetAutoUpdate_bn(net_bn net) {
   NetCall call("GetNetAutoUpdate_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return 0;
+  if (!call.HasReserve() || !call.CheckNet(net)) return 0;
   return net->autoupdate;
 }
 
 nodelist_bn BRAVIC_CALL GetNetElimOrder_bn(net_bn net) {
   NetCall call("GetNetElimOrder_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return nullptr;
+  if (!call.HasReserve() || !call.CheckNet(net)) return nullptr;
   return net->elimorder.num >= 0 ? &net->elimorder : nullptr;
 }
 
 const char* BRAVIC_CALL GetNetTitle_bn(net_bn net) {
   NetCall call("GetNetTitle_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNet(net)) return NO_TEXT;
   return OrEmpty(net->title);
 }
 
 const char* BRAVIC_CALL GetNetComment_bn(net_bn net) {
   NetCall call("GetNetComment_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNet(net)) return NO_TEXT;
   return OrEmpty(net->comment);
 }
 
 void* BRAVIC_CALL GetNetUserData_bn(net_bn net, int kind) {
   NetCall call("GetNetUserData_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net) || !CheckKindOfData(-5201, kind)) return nullptr;
+  if (!call.HasReserve() || !call.CheckNet(net) || !CheckKindOfData(USER_KIND_OF_NET_READ, kind)) return nullptr;
   return net->user;
 }
 
 net_bn BRAVIC_CALL GetNodeNet_bn(node_bn node) {
   NetCall call("GetNodeNet_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return nullptr;
+  if (!call.HasReserve() || !call.CheckAnyNode(node)) return nullptr;
   return node->innet;
 }
 
 const char* BRAVIC_CALL GetNodeName_bn(node_bn node) {
   NetCall call("GetNodeName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckAnyNode(node)) return NO_TEXT;
   return OrEmpty(node->name);
 }
 
 int BRAVIC_CALL GetNodeKind_bn(node_bn node) {
   NetCall call("GetNodeKind_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return UNKNOWN_KIND;
+  if (!call.HasReserve() || !call.CheckAnyNode(node)) return UNKNOWN_KIND;
   return node->kind;
 }
 
 int BRAVIC_CALL GetNodeDiscrete_bn(node_bn node) {
   NetCall call("GetNodeDiscrete_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return 0;
+  if (!call.HasReserve() || !call.CheckAnyNode(node)) return 0;
   return node->discrete == DISCRETE;
 }
 
 int BRAVIC_CALL GetNodeNumberStates_bn(node_bn node) {
   NetCall call("GetNodeNumberStates_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node)) return 1;
+  if (!call.HasReserve() || !call.CheckAnyNode(node)) return 1;
   return node->numstates;
 }
 
 const char* BRAVIC_CALL GetNodeStateName_bn(node_bn node, statetype state) {
   NetCall call("GetNodeStateName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node) || !call.CheckState(node, state)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckAnyNode(node) || !call.CheckState(node, state)) return NO_TEXT;
   return node->states ? OrEmpty(node->states[state]) : "";
 }
 
 statetype BRAVIC_CALL StateNamed_bn(const char* name, node_bn node) {
   NetCall call("StateNamed_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.CheckAnyNode(node)) return UNDEF_STATE;
+  if (!call.HasReserve() || !call.CheckName(name) || !call.CheckAnyNode(node)) return UNDEF_STATE;
   const statetype state = FindState(*node, name);
-  if (state == UNDEF_STATE) ReportError(-5202, "node '%s' has no state named '%s'", OrEmpty(node->name), name);
+  if (state == UNDEF_STATE) Report(UNKNOWN_STATE_NAME, OrEmpty(node->name), name);
   return state;
 }
 
 double BRAVIC_CALL GetNodeLevel_bn(node_bn node, int index) {
   NetCall call("GetNodeLevel_bn");
-  if (!call.HasReserve(-5134) || !call.CheckAnyNode(node) || !call.CheckLevelIndex(node, index)) return UNDEF_DBL;
+  if (!call.HasReserve() || !call.CheckAnyNode(node) || !call.CheckLevelIndex(node, index)) return UNDEF_DBL;
   return node->levels ? node->levels[index] : UNDEF_DBL;
 }
 
 nodelist_bn BRAVIC_CALL GetNodeParents_bn(node_bn node) {
   NetCall call("GetNodeParents_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return nullptr;
+  if (!call.HasReserve() || !call.CheckNode(node)) return nullptr;
   return &node->preds;
 }
 
 nodelist_bn BRAVIC_CALL GetNodeChildren_bn(node_bn node) {
   NetCall call("GetNodeChildren_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return nullptr;
+  if (!call.HasReserve() || !call.CheckNode(node)) return nullptr;
   return &node->succs;
 }
 
 const char* BRAVIC_CALL GetLinkName_bn(node_bn node, int linkindex) {
   NetCall call("GetLinkName_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node) || !call.CheckLinkIndex(node, linkindex)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNode(node) || !call.CheckLinkIndex(node, linkindex)) return NO_TEXT;
   static char defaultName[40];  // of a placeholder's link; until the next call
   return LinkName(*node, linkindex, defaultName);
 }
 
 int BRAVIC_CALL LinkNamed_bn(const char* name, node_bn node) {
   NetCall call("LinkNamed_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.CheckNode(node)) return -1;
+  if (!call.HasReserve() || !call.CheckName(name) || !call.CheckNode(node)) return -1;
   const int index = FindLink(*node, name);
-  if (index < 0) ReportError(-5565, "node '%s' has no link entering it named '%s'", OrEmpty(node->name), name);
+  if (index < 0) Report(UNKNOWN_LINK_NAME, OrEmpty(node->name), name);
   return index;
 }
 
 int BRAVIC_CALL HasRelation_bn(node_bn node) {
   NetCall call("HasRelation_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return 0;
+  if (!call.HasReserve() || !call.CheckNode(node)) return 0;
   return HasRelation(*node);
 }
 
 const char* BRAVIC_CALL GetNodeTitle_bn(node_bn node) {
   NetCall call("GetNodeTitle_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNode(node)) return NO_TEXT;
   return OrEmpty(node->title);
 }
 
 const char* BRAVIC_CALL GetNodeComment_bn(node_bn node) {
   NetCall call("GetNodeComment_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNode(node)) return NO_TEXT;
   return OrEmpty(node->comment);
 }
 
 void* BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind) {
   NetCall call("GetNodeUserData_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node) || !CheckKindOfData(-5203, kind)) return nullptr;
+  if (!call.HasReserve() || !call.CheckNode(node) || !CheckKindOfData(USER_KIND_OF_NODE_READ, kind)) return nullptr;
   return node->user;
 }
 
 int BRAVIC_CALL SetNetName_bn(net_bn net, const char* name) {
   NetCall call("SetNetName_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net) || !call.CheckNameGiven(name)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net) || !call.CheckNameGiven(name)) return -1;
   return SetNetName(net, name);
 }
 
 int BRAVIC_CALL SetNetAutoUpdate_bn(net_bn net, int autoupdate) {
   NetCall call("SetNetAutoUpdate_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return SetNetAutoUpdate(net, autoupdate);
 }
 
 int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order) {
   NetCall call("SetNetElimOrder_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net) || !call.CheckList(order, NetCall::ALLOW_NONE) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net) || !call.CheckList(order, NetCall::ALLOW_NONE) ||
       !CheckElimOrder(net, order)) {
     return -1;
   }
@@ -281,37 +270,39 @@ int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order) {
 
 int BRAVIC_CALL SetNetTitle_bn(net_bn net, const char* title) {
   NetCall call("SetNetTitle_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return SetNetTitle(net, title);
 }
 
 int BRAVIC_CALL SetNetComment_bn(net_bn net, const char* comment) {
   NetCall call("SetNetComment_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return SetNetComment(net, comment);
 }
 
 int BRAVIC_CALL SetNetUserData_bn(net_bn net, int kind, void* data) {
   NetCall call("SetNetUserData_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net) || !CheckKindOfData(-5500, kind)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net) || !CheckKindOfData(USER_KIND_OF_NET_SET, kind))
+    return -1;
   return SetNetUser(net, data);
 }
 
 int BRAVIC_CALL SetNodeName_bn(node_bn node, const char* name) {
   NetCall call("SetNodeName_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckNameGiven(name)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !call.CheckNameGiven(name)) return -1;
   return SetNodeName(node, name);
 }
 
 int BRAVIC_CALL SetNodeKind_bn(node_bn node, int kind) {
   NetCall call("SetNodeKind_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !CheckKind(node, kind)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !CheckKind(node, kind)) return -1;
   return SetKind(node, kind);
 }
 
 int BRAVIC_CALL SetNodeStateName_bn(node_bn node, statetype state, const char* name) {
   NetCall call("SetNodeStateName_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckState(node, state) || !call.CheckNameGiven(name)) {
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !call.CheckState(node, state) ||
+      !call.CheckNameGiven(name)) {
     return -1;
   }
   return SetStateName(node, state, name);
@@ -319,7 +310,7 @@ int BRAVIC_CALL SetNodeStateName_bn(node_bn node, statetype state, const char* n
 
 int BRAVIC_CALL SetNodeLevels_bn(node_bn node, int numstates, const double* levels) {
   NetCall call("SetNodeLevels_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !CheckNumStates(node, numstates) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !CheckNumStates(node, numstates) ||
       !CheckLevels(node, numstates, levels)) {
     return -1;
   }
@@ -328,7 +319,7 @@ int BRAVIC_CALL SetNodeLevels_bn(node_bn node, int numstates, const double* leve
 
 int BRAVIC_CALL SetLinkName_bn(node_bn node, int linkindex, const char* name) {
   NetCall call("SetLinkName_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckLinkIndex(node, linkindex) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !call.CheckLinkIndex(node, linkindex) ||
       !call.CheckNameGiven(name)) {
     return -1;
   }
@@ -337,24 +328,25 @@ int BRAVIC_CALL SetLinkName_bn(node_bn node, int linkindex, const char* name) {
 
 int BRAVIC_CALL SetNodeTitle_bn(node_bn node, const char* title) {
   NetCall call("SetNodeTitle_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return -1;
   return SetNodeTitle(node, title);
 }
 
 int BRAVIC_CALL SetNodeComment_bn(node_bn node, const char* comment) {
   NetCall call("SetNodeComment_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return -1;
   return SetNodeComment(node, comment);
 }
 
 int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void* data) {
   NetCall call("SetNodeUserData_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !CheckKindOfData(-5511, kind)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !CheckKindOfData(USER_KIND_OF_NODE_SET, kind))
+    return -1;
   return SetNodeUser(node, data);
 }
 
 int BRAVIC_CALL SetNetFindMPE_bn(net_bn net, int findmpe) {
   NetCall call("SetNetFindMPE_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return SetNetFindMPE(net, findmpe);
 }

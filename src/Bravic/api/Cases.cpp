@@ -18,16 +18,16 @@ std::span<const node_bn> EntriesOf(nodelist_bn nodes) {
   return nodes ? Entries(*nodes) : std::span<const node_bn>();
 }
 
-bool CheckUpdating(int number, int updating) {
+bool CheckUpdating(ErrorFor<double> error, int updating) {
   if (!ApiCall::Basic() || updating == 0) return true;
-  ReportError(number, "argument 'updating' is not 0 (it is %g)", static_cast<double>(updating));
+  Report(error, static_cast<double>(updating));
   return false;
 }
 
 // Any finite weight: negative ones unlearn.
-bool CheckDegree(int number, double degree) {
+bool CheckDegree(ErrorFor<double> error, double degree) {
   if (!ApiCall::Basic() || (degree - degree == 0 && degree != UNDEF_DBL && std::fabs(degree) < INF_DBL)) return true;
-  ReportError(number, "argument 'degree' is not a finite number (it is %g)", degree);
+  Report(error, degree);
   return false;
 }
 
@@ -35,13 +35,13 @@ bool CheckDegree(int number, double degree) {
 
 long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq) {
   NetCall call("WriteCase_bn");
-  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.CheckFile(file)) return -1;
+  if (!call.HasReserve() || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.CheckFile(file)) return -1;
   if (NetCall::Basic() && idnum < -1) {
-    ReportError(-5522, "argument 'ID_num' is less than -1 (it is %ld)", idnum);
+    Report(ID_BELOW_MINUS_ONE, idnum);
     return -1;
   }
   if (NetCall::Basic() && freq != -1 && !(freq >= 0)) {
-    ReportError(-5523, "argument 'freq' is less than 0 (it is %g)", freq);
+    Report(NEGATIVE_FREQUENCY, freq);
     return -1;
   }
   if (NetCall::Basic() && !CheckFinite("freq", freq)) return -1;
@@ -50,38 +50,40 @@ long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, d
 
 void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes, long* idnum, double* freq) {
   NetCall call("ReadCase_bn");
-  if (!call.HasReserve(-5135) || !call.CheckFile(file)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckFile(file)) return;
   if (nodes && !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   ReadCase(caseposn, file, EntriesOf(nodes), idnum, freq);
 }
 
 void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {
   NetCall call("CaseRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
-  if (!CheckUpdating(-5540, updating) || !CheckDegree(-5545, degree)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
+  if (!CheckUpdating(UNKNOWN_UPDATING_BY_FINDINGS, updating) || !CheckDegree(DEGREE_OF_FINDINGS_NOT_FINITE, degree))
+    return;
   LearnFindings(EntriesOf(nodes), degree);
 }
 
 void BRAVIC_CALL CaseFileRevisesProbs_bn(filespec_ns file, nodelist_bn nodes, int updating, double degree) {
   NetCall call("CaseFileRevisesProbs_bn");
-  if (!call.HasReserve(-5135) || !call.CheckFile(file) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
-  if (!CheckUpdating(-5539, updating) || !CheckDegree(-5544, degree)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckFile(file) || !call.CheckList(nodes, NetCall::ALLOW_NONE))
+    return;
+  if (!CheckUpdating(UNKNOWN_UPDATING_BY_FILE, updating) || !CheckDegree(DEGREE_OF_FILE_NOT_FINITE, degree)) return;
   LearnFile(file, EntriesOf(nodes), degree);
 }
 
 void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
   NetCall call("FadeProbs_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return;
   if (NetCall::Basic() && !(degree >= 0 && degree <= 1)) {
-    ReportError(-5516, "argument 'degree' is %g, but it should be within 0 to 1 inclusive", degree);
+    Report(FADING_DEGREE_OUT_OF_RANGE, degree);
     return;
   }
   if (NetCall::Basic() && !(BaseExperience_bn >= 0)) {
-    ReportError(-5517, "global variable 'BaseExperience_bn' is negative (it is %g)", BaseExperience_bn);
+    Report(NEGATIVE_BASE_EXPERIENCE, BaseExperience_bn);
     return;
   }
   if (!HasOwnRows(*node)) {
-    ReportError(-5518, "node '%s' doesnt have any probability table", node->name);
+    Report(NO_TABLE_TO_FADE, node->name);
     return;
   }
   FadeTable(node, degree);
@@ -89,9 +91,9 @@ void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree) {
 
 long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
   NetCall call("RandomCase_bn");
-  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (!call.HasReserve() || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
   if (NetCall::Basic() && method != 0) {
-    ReportError(-5541, "argument 'method' is not 0 (it is %d)", method);
+    Report(UNKNOWN_SAMPLING_METHOD, method);
     return SAMPLE_ERROR;
   }
   return RandomCase(EntriesOf(nodes), maxdraws);
@@ -100,14 +102,14 @@ long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws) {
 int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns file, long firstid, double freq,
                                  int append) {
   NetCall call("GenerateCases_bn");
-  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
+  if (!call.HasReserve() || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return SAMPLE_ERROR;
   if (NetCall::Basic() && numcases < 0) {
-    ReportError(-5546, "argument 'numcases' is less than 0 (it is %ld)", numcases);
+    Report(NEGATIVE_NUMBER_OF_CASES, numcases);
     return SAMPLE_ERROR;
   }
   if (!call.CheckFile(file)) return SAMPLE_ERROR;
   if (NetCall::Basic() && !(freq >= 0)) {
-    ReportError(-5547, "argument 'freq' is less than 0 (it is %g)", freq);
+    Report(NEGATIVE_GENERATED_FREQUENCY, freq);
     return SAMPLE_ERROR;
   }
   if (NetCall::Basic() && !CheckFinite("freq", freq)) return SAMPLE_ERROR;
@@ -116,7 +118,7 @@ int BRAVIC_CALL GenerateCases_bn(nodelist_bn nodes, long numcases, filespec_ns f
 
 int BRAVIC_CALL SeedRandom_ns(int seed, environ_ns env) {
   ApiCall call("SeedRandom_ns");
-  if (!call.HasReserve(-5250) || !call.CheckEnviron(env)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_SEED) || !call.CheckEnviron(env)) return -1;
   SeedRandom(seed);
   return 0;
 }

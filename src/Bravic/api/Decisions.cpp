@@ -9,7 +9,7 @@ using namespace bravic;
 
 int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
   NetCall call("ReverseLink_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(parent) || !call.CheckNode(child) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(parent) || !call.CheckNode(child) ||
       !call.CheckSameNet(parent, child)) {
     return -1;
   }
@@ -23,7 +23,7 @@ int BRAVIC_CALL ReverseLink_bn(node_bn parent, node_bn child) {
 
 int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes) {
   NetCall call("OptimizeDecisions_bn");
-  if (!call.HasReserve(-5135) || !call.CheckList(nodes, NetCall::ALLOW_DUPLICATES)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckList(nodes, NetCall::ALLOW_DUPLICATES)) return -1;
   if (nodes->num <= 0) return 0;
   Failure failure = OptimizeDecisions(nodes->ar[0]->innet);
   if (!failure) return 0;
@@ -37,9 +37,9 @@ void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
   NetCall call("AbsorbNodes_bn");
   if (call.IsRefused()) return;  // the list may be what the calling operation works on
   const bool callers = PlaceOf(nodes).owner == ListPlace::HOST;
-  if (call.HasReserve(-5135) && call.CheckList(nodes, NetCall::ALLOW_NONE)) {
+  if (call.HasReserve(NO_RESERVE_TO_CHANGE) && call.CheckList(nodes, NetCall::ALLOW_NONE)) {
     if (!callers) {
-      ReportError(-5562, "the passed node list should not be freed (or is already freed)");
+      Report(LIST_NOT_TO_BE_FREED);
     } else if (nodes->num > 0) {
       LongWork work("Absorbing nodes", 0, Showing::Always);
       if (Failure failure = AbsorbNodes(nodes->ar[0]->innet, Entries(*nodes), nullptr, work)) Post(std::move(failure));
@@ -50,7 +50,7 @@ void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes) {
 
 double BRAVIC_CALL GetExpectedUtility_bn(net_bn net) {
   NetCall call("GetExpectedUtility_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return UNDEF_DBL;
+  if (!call.HasReserve() || !call.CheckNet(net)) return UNDEF_DBL;
   double utility = UNDEF_DBL;
   if (Failure failure = ExpectedUtility(net, &utility)) {
     Post(std::move(failure));

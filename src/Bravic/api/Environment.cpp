@@ -3,6 +3,7 @@
 
 #include "Basic/Callback.h"
 #include "Basic/Environ.h"
+#include "Basic/ErrorTable.h"
 #include "Basic/Errors.h"
 #include "Bravic/ApiCall.h"
 #include "Win_Face/Interaction.h"
@@ -15,20 +16,20 @@ namespace {
 constexpr int JUST_ASKING = -1;
 
 // One setting: asks with -1, else stores a value within the range. Answers the setting now in force, or -1.
-int Setting(int* field, int setting, int low, int high, const char* function, int number) {
+using SettingError = ErrorFor<int, int, int, int>;
+int Setting(int* field, int setting, int low, int high, SettingError error) {
   if (setting == JUST_ASKING) return *field;
   if (setting < low || setting > high) {
-    ReportError(number, "%s: Argument 'setting' is %d, but it should be %d or between %d and %d inclusive", function,
-                setting, JUST_ASKING, low, high);
+    Report(error, setting, JUST_ASKING, low, high);
     return -1;
   }
   return *field = setting;
 }
 
 // A setting of 0 or 1.
-int Flag(int environ_rec::*field, int setting, environ_ns env, const char* function, int number) {
+int Flag(int environ_rec::*field, int setting, environ_ns env, const char* function, SettingError error) {
   if (!ValidateEnviron(env, function)) return -1;
-  return Setting(&(env->*field), setting, 0, 1, function, number);
+  return Setting(&(env->*field), setting, 0, 1, error);
 }
 
 }  // namespace
@@ -36,7 +37,7 @@ int Flag(int environ_rec::*field, int setting, environ_ns env, const char* funct
 environ_ns BRAVIC_CALL NewBravicEnviron_bn(void) {
   if (RefuseInCallback("NewBravicEnviron_bn")) return nullptr;
   if (currentEnviron) {
-    PrintFramed(-5526, "Attempt to create 2 environments (currently Bravic only supports a single concurrent session)");
+    PrintFramed(SECOND_ENVIRON);
     return nullptr;
   }
   return CreateEnviron();
@@ -97,39 +98,37 @@ int BRAVIC_CALL GetBravicVersion_bn(environ_ns env, const char** version) {
 int BRAVIC_CALL ArgumentChecking_ns(int setting, environ_ns env) {
   if (!ValidateEnviron(env, "ArgumentChecking_ns")) return -1;
   const int before = checkingLevel;
-  return Setting(&checkingLevel, setting, CHECK_NOTHING, CHECK_DEEP, "ArgumentChecking_ns", -5529) < 0 ? -1 : before;
+  return Setting(&checkingLevel, setting, CHECK_NOTHING, CHECK_DEEP, BAD_CHECKING_LEVEL) < 0 ? -1 : before;
 }
 
 int BRAVIC_CALL HasUserInteraction_ns(int setting, environ_ns env) {
-  return Flag(&environ_rec::hasUserInteraction, setting, env, "HasUserInteraction_ns", -5528);
+  return Flag(&environ_rec::hasUserInteraction, setting, env, "HasUserInteraction_ns", BAD_USER_INTERACTION);
 }
 
 int BRAVIC_CALL HasGUI_ns(int setting, environ_ns env) {
   if (!ValidateEnviron(env, "HasGUI_ns")) return -1;
-  if (setting != 1) return Setting(&env->hasGUI, setting, 0, 1, "HasGUI_ns", -5530);
-  ReportError(-5566,
-              "HasGUI_ns: Attempt to turn on GUI (setting = %d), but this version of %s doesn't have GUI capability",
-              setting, PRODUCT_NAME);
+  if (setting != 1) return Setting(&env->hasGUI, setting, 0, 1, BAD_GUI_SETTING);
+  Report(NO_GUI_TO_TURN_ON, setting, PRODUCT_NAME);
   return -1;
 }
 
 int BRAVIC_CALL HasFileIO_ns(int setting, environ_ns env) {
-  return Flag(&environ_rec::hasFileIO, setting, env, "HasFileIO_ns", -5531);
+  return Flag(&environ_rec::hasFileIO, setting, env, "HasFileIO_ns", BAD_FILE_IO_SETTING);
 }
 
 int BRAVIC_CALL HasUserInterpreter_ns(int setting, environ_ns env) {
-  return Flag(&environ_rec::hasUserInterpreter, setting, env, "HasUserInterpreter_ns", -5532);
+  return Flag(&environ_rec::hasUserInterpreter, setting, env, "HasUserInterpreter_ns", BAD_INTERPRETER_SETTING);
 }
 
 int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env) {
   if (!ValidateEnviron(env, "ShowProgress_ns")) return -1;
-  return Setting(ProgressSetting(), setting, 0, 1, "ShowProgress_ns", -5533);
+  return Setting(ProgressSetting(), setting, 0, 1, BAD_PROGRESS_SETTING);
 }
 
 int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env) {
   if (!ValidateEnviron(env, "HaltOnInterrupt_ns")) return -1;
   int wanted = InterruptsHalt();
-  if (Setting(&wanted, setting, 0, 1, "HaltOnInterrupt_ns", -2452) < 0) return -1;
+  if (Setting(&wanted, setting, 0, 1, BAD_INTERRUPT_SETTING) < 0) return -1;
   HaltOnInterrupts(wanted != 0);
   return wanted;
 }

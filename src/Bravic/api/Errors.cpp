@@ -11,15 +11,15 @@ namespace {
 
 constexpr int MAX_CLIENT_NUMBER = 999;
 
-bool DangerInRange(int number, int danger) {
+bool DangerInRange(ErrorFor<int, int> error, int danger) {
   if (!ApiCall::Basic() || (NOTHING_ERR <= danger && danger <= INTERNAL_ERR)) return true;
-  ReportError(number, "argument 'danger' is %d, but should be between 0 and %d inclusive", danger, int{INTERNAL_ERR});
+  Report(error, danger, INTERNAL_ERR);
   return false;
 }
 
 bool ClientNumberInRange(int number) {
   if (!ApiCall::Basic() || (0 <= number && number <= MAX_CLIENT_NUMBER)) return true;
-  ReportError(-5563, "argument 'number' is %d, but should be between 0 and %d inclusive", number, MAX_CLIENT_NUMBER);
+  Report(NUMBER_TO_REPORT_OUT_OF_RANGE, number, MAX_CLIENT_NUMBER);
   return false;
 }
 
@@ -27,13 +27,15 @@ bool ClientNumberInRange(int number) {
 
 report_ns BRAVIC_CALL GetError_ns(environ_ns env, int danger, report_ns after) {
   ApiCall call("GetError_ns", ApiCall::InCallback::Allowed);
-  if (!call.CheckEnviron(env) || !DangerInRange(-5534, danger) || (after && !call.CheckReport(after))) return nullptr;
+  if (!call.CheckEnviron(env) || !DangerInRange(DANGER_TO_GET_OUT_OF_RANGE, danger) ||
+      (after && !call.CheckReport(after)))
+    return nullptr;
   return OldestError(env, danger, after);
 }
 
 void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger) {
   ApiCall call("ClearErrors_ns", ApiCall::InCallback::Allowed);
-  if (!call.CheckEnviron(env) || !DangerInRange(-5535, danger)) return;
+  if (!call.CheckEnviron(env) || !DangerInRange(DANGER_TO_CLEAR_OUT_OF_RANGE, danger)) return;
   ClearErrors(env, danger);
 }
 
@@ -45,7 +47,8 @@ void BRAVIC_CALL ClearError_ns(report_ns error) {
 
 report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char* mesg) {
   ApiCall call("ReportError_ns", ApiCall::InCallback::Allowed);
-  if (!call.CheckEnviron(env) || !ClientNumberInRange(number) || !DangerInRange(-5563, danger)) return nullptr;
+  if (!call.CheckEnviron(env) || !ClientNumberInRange(number) || !DangerInRange(DANGER_TO_REPORT_OUT_OF_RANGE, danger))
+    return nullptr;
   return ReportText(-number, danger, mesg);
 }
 

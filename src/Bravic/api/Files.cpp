@@ -6,9 +6,9 @@ using namespace bravic;
 
 filespec_ns BRAVIC_CALL FileNamed_ns(const char* name, environ_ns env) {
   ApiCall call("FileNamed_ns");
-  if (!call.HasReserve(-5134)) return nullptr;
+  if (!call.HasReserve()) return nullptr;
   if (const char* fault = FileNameFault(name)) {
-    ReportError(-5537, "bad file name passed; it %s", fault);
+    Report(BAD_FILE_NAME, fault);
     return nullptr;
   }
   if (!call.CheckEnviron(env)) return nullptr;

@@ -14,9 +14,9 @@ using namespace bravic;
 namespace {
 
 // Whether the node has states; reported under the number otherwise.
-bool CheckDiscretized(node_bn node, int number) {
+bool CheckDiscretized(node_bn node, ErrorFor<const char*> error) {
   if (node->numstates > 0 || !NetCall::Basic()) return true;
-  ReportError(number, "argument 'node' is '%s', which is not discrete or discretized", node->name);
+  Report(error, node->name);
   return false;
 }
 
@@ -24,7 +24,7 @@ bool CheckDiscretized(node_bn node, int number) {
 
 void BRAVIC_CALL CompileNet_bn(net_bn net) {
   NetCall call("CompileNet_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return;
   if (Failure failure = CompileNet(net)) {
     Post(std::move(failure));
     return;
@@ -34,23 +34,23 @@ void BRAVIC_CALL CompileNet_bn(net_bn net) {
 
 void BRAVIC_CALL EnterFinding_bn(node_bn node, statetype state) {
   NetCall call("EnterFinding_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckState(node, state)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !call.CheckState(node, state)) return;
   const TakenBackIfHalted change(node->innet);
   EnterState(node, state, Entry::Adding);
 }
 
 void BRAVIC_CALL EnterFindingNot_bn(node_bn node, statetype state) {
   NetCall call("EnterFindingNot_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) || !call.CheckState(node, state)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) || !call.CheckState(node, state)) return;
   const TakenBackIfHalted change(node->innet);
   EnterNot(node, state);
 }
 
 void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood) {
   NetCall call("EnterNodeLikelihood_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return;
   if (!likelihood && NetCall::Basic()) {
-    ReportError(-5514, "argument 'likelihood' is NULL");
+    Report(NULL_LIKELIHOOD);
     return;
   }
   const TakenBackIfHalted change(node->innet);
@@ -59,29 +59,30 @@ void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype* likelihood
 
 void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value) {
   NetCall call("EnterNodeValue_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return;
   const TakenBackIfHalted change(node->innet);
   EnterValue(node, value, Entry::Adding);
 }
 
 statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node) {
   NetCall call("GetNodeFinding_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node) || !CheckDiscretized(node, -5515)) return NO_FINDING;
+  if (!call.HasReserve() || !call.CheckNode(node) || !CheckDiscretized(node, GETTING_FINDING_WITHOUT_STATES))
+    return NO_FINDING;
   return FindingOf(*node);
 }
 
 const probtype* BRAVIC_CALL GetNodeLikelihood_bn(node_bn node) {
   NetCall call("GetNodeLikelihood_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node) || !CheckDiscretized(node, -5560)) return SharedOnes(1);
+  if (!call.HasReserve() || !call.CheckNode(node) || !CheckDiscretized(node, GETTING_LIKELIHOOD_WITHOUT_STATES))
+    return SharedOnes(1);
   return ShownLikelihood(node);
 }
 
 double BRAVIC_CALL GetNodeValue_bn(node_bn node) {
   NetCall call("GetNodeValue_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return UNDEF_DBL;
+  if (!call.HasReserve() || !call.CheckNode(node)) return UNDEF_DBL;
   if (NetCall::Basic() && node->discrete == DISCRETE && !node->levels) {
-    ReportError(-5564, "argument 'node' is '%s', which is not continuous, and has not been given a levels array",
-                node->name);
+    Report(VALUE_OF_NODE_WITHOUT_LEVELS, node->name);
     return UNDEF_DBL;
   }
   return ValueOf(*node);
@@ -89,49 +90,48 @@ double BRAVIC_CALL GetNodeValue_bn(node_bn node) {
 
 void BRAVIC_CALL RetractNodeFindings_bn(node_bn node) {
   NetCall call("RetractNodeFindings_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return;
   const TakenBackIfHalted change(node->innet);
   RetractFinding(node);
 }
 
 void BRAVIC_CALL RetractAllFindings_bn(net_bn net) {
   NetCall call("RetractAllFindings_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return;
   const TakenBackIfHalted change(net);
   RetractAllFindings(net);
 }
 
 const probtype* BRAVIC_CALL GetNodeBeliefs_bn(node_bn node) {
   NetCall call("GetNodeBeliefs_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return SharedOneThenZeros(1);
+  if (!call.HasReserve() || !call.CheckNode(node)) return SharedOneThenZeros(1);
   const float* belief = CurrentBelief(node);
   return belief ? belief : SharedOneThenZeros(node->numstates);
 }
 
 int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node) {
   NetCall call("IsBeliefUpdated_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return 0;
+  if (!call.HasReserve() || !call.CheckNode(node)) return 0;
   return node->innet->beliefsCurrent;
 }
 
 double BRAVIC_CALL CaseProbability_bn(net_bn net) {
   NetCall call("CaseProbability_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return -1.0;
+  if (!call.HasReserve() || !call.CheckNet(net)) return -1.0;
   return CaseProbability(net);
 }
 
 double BRAVIC_CALL CaseLogProbability_bn(net_bn net) {
   NetCall call("CaseLogProbability_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return UNDEF_DBL;
+  if (!call.HasReserve() || !call.CheckNet(net)) return UNDEF_DBL;
   return CaseLogProbability(net);
 }
 
 statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {
   NetCall call("GetNodeMostProbable_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return UNDEF_STATE;
+  if (!call.HasReserve() || !call.CheckNode(node)) return UNDEF_STATE;
   if (!node->innet->findmpe) {
-    ReportError(-5567, "the find-most-probable flag of net '%s', which holds argument 'node', is off",
-                node->innet->name);
+    Report(FINDMPE_IS_OFF, node->innet->name);
     return UNDEF_STATE;
   }
   return MostProbableState(node);
@@ -139,12 +139,12 @@ statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node) {
 
 const char* BRAVIC_CALL JunctionTreeReport_bn(net_bn net) {
   NetCall call("JunctionTreeReport_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNet(net)) return NO_TEXT;
+  if (!call.HasReserve() || !call.CheckNet(net)) return NO_TEXT;
   return JunctionTreeReport(net);
 }
 
 int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds) {
   NetCall call("FindElimOrder_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return FindElimOrder(net, seconds);
 }

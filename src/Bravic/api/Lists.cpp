@@ -20,19 +20,19 @@ constexpr unsigned ANY_LIST = NetCall::ALLOW_NULLS | NetCall::ALLOW_DUPLICATES;
 // Whether the list is a host's own, as far as that can be told of one that may be damaged.
 bool CheckFreeable(nodelist_bn list) {
   if (IsLiveBlock(list) ? TagOf(list) != NODELIST_TAG : static_cast<void*>(list) == currentEnviron) {
-    ReportError(-5110, "NULL passed for the nodelist_bn");
+    Report(NULL_NODE_LIST);
     return false;
   }
   if (!IsLiveBlock(list) || (list->ar && !IsLiveBlock(list->ar))) {
-    ReportError(-5562, "the passed node list should not be freed (or is already freed)");
+    Report(LIST_NOT_TO_BE_FREED);
     return false;
   }
   if (list->num < 0) {
-    ReportError(-5561, "node list passed has a negative number of nodes (%d)", list->num);
+    Report(NEGATIVE_LENGTH_TO_FREE, list->num);
     return false;
   }
   if (BlockSize(list) != sizeof(HostList) || BlockSize(list->ar) < list->num * sizeof(node_bn)) {
-    ReportError(-5216, "the passed node list should not be freed (or is damaged)");
+    Report(DAMAGED_LIST_TO_FREE);
     return false;
   }
   return true;
@@ -43,11 +43,10 @@ bool CheckChangeable(nodelist_bn list) {
   const ListPlace place = PlaceOf(list);
   if (place.owner == ListPlace::HOST) return true;
   const bool isNets = place.owner == ListPlace::NET;
-  ReportError(-2410, "the passed node list belongs to %s '%s'; copy it with DupNodeList_bn to change it",
-              isNets ? "net" : "node",
-              isNets       ? OrEmpty(place.net->name)
-              : place.node ? OrEmpty(place.node->name)
-                           : "");
+  Report(LIST_NOT_YOURS, isNets ? "net" : "node",
+         isNets       ? OrEmpty(place.net->name)
+         : place.node ? OrEmpty(place.node->name)
+                      : "");
   return false;
 }
 
@@ -66,30 +65,30 @@ node_bn ErrorCodeAsNode() {
 
 nodelist_bn BRAVIC_CALL NewNodeList_bn(int length, environ_ns env) {
   NetCall call("NewNodeList_bn");
-  if (!call.HasReserve(-5134)) return nullptr;
+  if (!call.HasReserve()) return nullptr;
   if (call.Basic() && length < 0) {
-    ReportError(-5204, "argument 'length' is less than 0");
+    Report(NEGATIVE_NEW_LENGTH);
     return nullptr;
   }
   if (!call.CheckEnviron(env)) return nullptr;
   nodelist_bn list = NewList(length);
-  if (!list) ReportError(-5205, "out of memory making list of length %d", length);
+  if (!list) Report(NO_MEMORY_FOR_LIST, length);
   return list;
 }
 
 node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index) {
   NetCall call("AddNodeToList_bn");
-  if (!call.HasReserve(-5135) || (node && !call.CheckNode(node)) || !call.CheckList(nodes, ANY_LIST) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || (node && !call.CheckNode(node)) || !call.CheckList(nodes, ANY_LIST) ||
       !CheckChangeable(nodes)) {
     return ErrorCodeAsNode();
   }
   if (index == END_OF_LIST) index = nodes->num;
   if (call.Basic() && index < 0) {
-    ReportError(-5206, "argument 'index' is less than 0 (it is %d)", index);
+    Report(NEGATIVE_INDEX_TO_ADD, index);
     return ErrorCodeAsNode();
   }
   if (call.Basic() && index > nodes->num) {
-    ReportError(-5207, "argument 'index' is more than the number of nodes (it is %d)", index);
+    Report(INDEX_TO_ADD_TOO_LARGE, index);
     return ErrorCodeAsNode();
   }
   return InsertAt(static_cast<HostList&>(*nodes), node, index) ? node : ErrorCodeAsNode();
@@ -97,14 +96,14 @@ node_bn BRAVIC_CALL AddNodeToList_bn(node_bn node, nodelist_bn nodes, int index)
 
 node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index) {
   NetCall call("RemoveNthNode_bn");
-  if (!call.HasReserve(-5134) || !call.CheckList(nodes, ANY_LIST) || !CheckChangeable(nodes)) return nullptr;
+  if (!call.HasReserve() || !call.CheckList(nodes, ANY_LIST) || !CheckChangeable(nodes)) return nullptr;
   if (index == END_OF_LIST && nodes->num > 0) index = nodes->num - 1;
   if (call.Basic() && index < 0) {
-    ReportError(-5209, "argument 'index' is less than 0 (it is %d)", index);
+    Report(NEGATIVE_INDEX_TO_REMOVE, index);
     return nullptr;
   }
   if (call.Basic() && index >= nodes->num) {
-    ReportError(-5210, "argument 'index' is >= the number of nodes (it is %d)", index);
+    Report(INDEX_TO_REMOVE_TOO_LARGE, index);
     return nullptr;
   }
   return TakeAt(static_cast<HostList&>(*nodes), index);
@@ -112,20 +111,20 @@ node_bn BRAVIC_CALL RemoveNthNode_bn(nodelist_bn nodes, int index) {
 
 int BRAVIC_CALL LengthNodeList_bn(nodelist_bn nodes) {
   NetCall call("LengthNodeList_bn");
-  if (!call.HasReserve(-5134)) return -1;
+  if (!call.HasReserve()) return -1;
   if (!nodes) return 0;
   return call.CheckList(nodes, ANY_LIST) ? nodes->num : -1;
 }
 
 node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index) {
   NetCall call("NthNode_bn");
-  if (!call.HasReserve(-5134) || !call.CheckList(nodes, ANY_LIST)) return nullptr;
+  if (!call.HasReserve() || !call.CheckList(nodes, ANY_LIST)) return nullptr;
   if (call.Basic() && index < 0) {
-    ReportError(-5211, "argument 'index' is less than 0 (it is %d)", index);
+    Report(NEGATIVE_INDEX_TO_GET, index);
     return nullptr;
   }
   if (call.Basic() && index >= nodes->num) {
-    ReportError(-5212, "argument 'index' (%d) is >= the number of nodes (%d)", index, nodes->num);
+    Report(INDEX_TO_GET_TOO_LARGE, index, nodes->num);
     return nullptr;
   }
   return nodes->ar[index];
@@ -133,13 +132,14 @@ node_bn BRAVIC_CALL NthNode_bn(nodelist_bn nodes, int index) {
 
 int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
   NetCall call("SetNthNode_bn");
-  if (!call.HasReserve(-5135) || !call.CheckList(nodes, ANY_LIST) || !CheckChangeable(nodes)) return ErrorCode();
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckList(nodes, ANY_LIST) || !CheckChangeable(nodes))
+    return ErrorCode();
   if (call.Basic() && index < 0) {
-    ReportError(-5213, "argument 'index' is less than 0 (it is %d)", index);
+    Report(NEGATIVE_INDEX_TO_SET, index);
     return ErrorCode();
   }
   if (call.Basic() && index >= nodes->num) {
-    ReportError(-5214, "argument 'index' is >= the number of nodes (it is %d)", index);
+    Report(INDEX_TO_SET_TOO_LARGE, index);
     return ErrorCode();
   }
   PutAt(static_cast<HostList&>(*nodes), index, node);
@@ -148,9 +148,9 @@ int BRAVIC_CALL SetNthNode_bn(nodelist_bn nodes, int index, node_bn node) {
 
 nodelist_bn BRAVIC_CALL DupNodeList_bn(nodelist_bn nodes) {
   NetCall call("DupNodeList_bn");
-  if (!call.HasReserve(-5134) || !nodes || !call.CheckList(nodes, ANY_LIST)) return nullptr;
+  if (!call.HasReserve() || !nodes || !call.CheckList(nodes, ANY_LIST)) return nullptr;
   nodelist_bn list = DupList(*nodes);
-  if (!list) ReportError(-5215, "out of memory duplicating list of length %d", nodes->num);
+  if (!list) Report(NO_MEMORY_TO_DUPLICATE_LIST, nodes->num);
   return list;
 }
 

@@ -12,6 +12,6 @@ void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file) {
 
 net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options) {
   NetCall call("ReadNet_bn");
-  if (!call.HasReserve(-5134) || !call.CheckFile(file)) return nullptr;
+  if (!call.HasReserve() || !call.CheckFile(file)) return nullptr;
   return ReadNet(file, options);
 }

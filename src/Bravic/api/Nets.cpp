@@ -8,16 +8,16 @@ using namespace bravic;
 
 net_bn BRAVIC_CALL NewNet_bn(const char* name, environ_ns env) {
   NetCall call("NewNet_bn");
-  if (!call.HasReserve(-5134) || !call.CheckName(name) || !call.CheckEnviron(env)) return nullptr;
+  if (!call.HasReserve() || !call.CheckName(name) || !call.CheckEnviron(env)) return nullptr;
   return NewNetRecord(name, env);
 }
 
 node_bn BRAVIC_CALL NewNode_bn(const char* name, int numstates, net_bn net) {
   NetCall call("NewNode_bn");
-  if (!call.HasReserve(-5134) || (name && !call.CheckName(name)) || !call.CheckNet(net)) return nullptr;
+  if (!call.HasReserve() || (name && !call.CheckName(name)) || !call.CheckNet(net)) return nullptr;
   if (name && !call.CheckNameUnused(name, net, nullptr)) return nullptr;
   if (call.Basic() && numstates < 0) {
-    ReportError(-5513, "argument 'num_states' is negative (=%d), adding node to net '%s'", numstates, net->name);
+    Report(NEGATIVE_STATES_OF_NEW_NODE, numstates, net->name);
     return nullptr;
   }
   return NewNode(name, numstates, net);
@@ -31,7 +31,7 @@ void BRAVIC_CALL DeleteNode_bn(node_bn node) {
 
 int BRAVIC_CALL AddLink_bn(node_bn parent, node_bn child) {
   NetCall call("AddLink_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(parent) || !call.CheckNode(child) || !call.CheckSameNet(parent, child))
+  if (!call.HasReserve() || !call.CheckNode(parent) || !call.CheckNode(child) || !call.CheckSameNet(parent, child))
     return -1;
   return AddLink(parent, child);
 }
@@ -44,15 +44,15 @@ int BRAVIC_CALL DeleteLink_bn(int linkindex, node_bn child) {
 
 void BRAVIC_CALL SwitchNodeParent_bn(int linkindex, node_bn child, node_bn newparent) {
   NetCall call("SwitchNodeParent_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(child) || !call.CheckLinkIndex(child, linkindex)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(child) || !call.CheckLinkIndex(child, linkindex))
+    return;
   if (!call.CheckNode(newparent) || !call.CheckSameNet(newparent, child)) return;
   if (Failure failure = SwitchParent(linkindex, child, newparent)) Post(std::move(failure));
 }
 
 nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn destination) {
   NetCall call("DuplicateNodes_bn");
-  if (!call.HasReserve(-5134) || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.CheckNet(destination))
-    return nullptr;
+  if (!call.HasReserve() || !call.CheckList(nodes, NetCall::ALLOW_NONE) || !call.CheckNet(destination)) return nullptr;
   nodelist_bn copies = nullptr;
   if (Failure failure = DuplicateNodes(*nodes, destination, &copies)) Post(std::move(failure));
   return copies;

@@ -21,15 +21,14 @@ namespace {
 // A row to be set: given, and at the level of lists fit to be one.
 bool CheckVector(node_bn node, const statetype* parentstates, const float* probs) {
   if (ApiCall::Basic() && !probs) {
-    ReportError(-5113, "NULL passed for probability vector");
+    Report(NULL_PROBS);
     return false;
   }
   if (!ApiCall::Lists()) return true;
   const unsigned flags = ValidateVector(std::span(probs, node->numstates));
   if (!(flags & VECTOR_FAULTS)) return true;
   char text[320], row[ROW_TEXT_LEN];
-  ReportError(-5133, "passed probability vector %s (%s)", VectorFaultText(flags, false, text),
-              RowText(*node, parentstates, probs, row));
+  Report(BAD_PROBS, VectorFaultText(flags, false, text), RowText(*node, parentstates, probs, row));
   return false;
 }
 
@@ -43,14 +42,11 @@ int ToState(double value) {
 bool CheckFunctionValue(node_bn node, double value) {
   if (!ApiCall::Basic()) return true;
   if (std::isnan(value)) {
-    ReportError(-5507, "argument 'val' passed for node '%s' is not a number", OrEmpty(node->name));
+    Report(FUNCTION_VALUE_NOT_A_NUMBER, OrEmpty(node->name));
     return false;
   }
   if (node->discrete != DISCRETE || (ToState(value) >= 0 && ToState(value) < node->numstates)) return true;
-  ReportError(-5508,
-              "argument 'val' is %d, but it must be between 0 and %d inclusive, because node '%s' is discrete with %d "
-              "states",
-              ToState(value), node->numstates - 1, OrEmpty(node->name), node->numstates);
+  Report(FUNCTION_STATE_OUT_OF_RANGE, ToState(value), node->numstates - 1, OrEmpty(node->name), node->numstates);
   return false;
 }
 
@@ -58,10 +54,9 @@ bool CheckFunctionValue(node_bn node, double value) {
 
 void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype* parentstates, const probtype* probs) {
   NetCall call("SetNodeProbs_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return;
   if (call.Basic() && node->numstates == 0) {
-    ReportError(-5504, "can't set probability array for node '%s' because it is not discrete or discretized",
-                OrEmpty(node->name));
+    Report(PROBS_WITHOUT_STATES, OrEmpty(node->name));
     return;
   }
   if (!call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS) || !CheckVector(node, parentstates, probs))
@@ -71,7 +66,7 @@ void BRAVIC_CALL SetNodeProbs_bn(node_bn node, const statetype* parentstates, co
 
 const probtype* BRAVIC_CALL GetNodeProbs_bn(node_bn node, const statetype* parentstates) {
   NetCall call("GetNodeProbs_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return SharedOnes(1);
+  if (!call.HasReserve() || !call.CheckNode(node)) return SharedOnes(1);
   if (!call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) return SharedOnes(node->numstates);
   if (!HasRelation(*node)) return nullptr;
   if (Failure failure = MakeProbs(node)) {
@@ -83,17 +78,16 @@ const probtype* BRAVIC_CALL GetNodeProbs_bn(node_bn node, const statetype* paren
 
 void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype* parentstates, double experience) {
   NetCall call("SetNodeExperience_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) ||
       !call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS)) {
     return;
   }
   if (call.Basic() && !(experience >= 0)) {
-    ReportError(-5506, "argument 'experience' passed for node '%s', is negative (%g)", OrEmpty(node->name), experience);
+    Report(NEGATIVE_EXPERIENCE_ARGUMENT, OrEmpty(node->name), experience);
     return;
   }
   if (node->numstates <= 0) {
-    ReportError(-2431, "can't give experience to node '%s', because it is not discrete or discretized",
-                OrEmpty(node->name));
+    Report(EXPERIENCE_WITHOUT_STATES, OrEmpty(node->name));
     return;
   }
   SetExperienceRow(node, parentstates, experience);
@@ -101,8 +95,7 @@ void BRAVIC_CALL SetNodeExperience_bn(node_bn node, const statetype* parentstate
 
 double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype* parentstates) {
   NetCall call("GetNodeExperience_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node) ||
-      !call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) {
+  if (!call.HasReserve() || !call.CheckNode(node) || !call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) {
     return UNDEF_DBL;
   }
   return ExperienceOfRow(node, RowIndex(*node, parentstates));
@@ -110,7 +103,7 @@ double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype* parentsta
 
 void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype* parentstates, double value) {
   NetCall call("SetNodeFuncValue_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node) ||
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node) ||
       !call.CheckParentStates(node, parentstates, NetCall::ALLOW_WILDCARDS) || !CheckFunctionValue(node, value)) {
     return;
   }
@@ -123,8 +116,7 @@ void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype* parentstates
 
 double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype* parentstates) {
   NetCall call("GetNodeFuncValue_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node) ||
-      !call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) {
+  if (!call.HasReserve() || !call.CheckNode(node) || !call.CheckParentStates(node, parentstates, NetCall::ALLOW_NONE)) {
     return UNDEF_DBL;
   }
   return FunctionValueOfRow(node, RowIndex(*node, parentstates));
@@ -132,7 +124,7 @@ double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype* parentstat
 
 void BRAVIC_CALL DeleteNodeRelation_bn(node_bn node) {
   NetCall call("DeleteNodeRelation_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNode(node)) return;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNode(node)) return;
   Relation none;
   none.normalized = node->normalized;
   InstallRelation(node, none);
@@ -140,6 +132,6 @@ void BRAVIC_CALL DeleteNodeRelation_bn(node_bn node) {
 
 int BRAVIC_CALL IsNodeDeterministic_bn(node_bn node) {
   NetCall call("IsNodeDeterministic_bn");
-  if (!call.HasReserve(-5134) || !call.CheckNode(node)) return 0;
+  if (!call.HasReserve() || !call.CheckNode(node)) return 0;
   return IsDeterministic(node);
 }

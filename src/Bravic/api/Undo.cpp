@@ -10,22 +10,21 @@ using namespace bravic;
 
 int BRAVIC_CALL UndoLastChange_bn(net_bn net) {
   NetCall call("UndoLastChange_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return UndoUnlessHalted(net);
 }
 
 int BRAVIC_CALL RedoLastChange_bn(net_bn net) {
   NetCall call("RedoLastChange_bn");
-  if (!call.HasReserve(-5135) || !call.CheckNet(net)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return RedoUnlessHalted(net);
 }
 
 int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net) {
   NetCall call("SetUndoDepth_bn");
-  if (!call.HasReserve(-5135)) return -1;
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE)) return -1;
   if (call.Basic() && depth < -1) {
-    ReportError(-5581, "argument 'depth' is %d, but it should be %d or between %d and %d inclusive", depth, -1, 0,
-                INT_MAX);
+    Report(UNDO_DEPTH_OUT_OF_RANGE, depth, -1, 0, INT_MAX);
     return -1;
   }
   if (!call.CheckNet(net)) return -1;
