@@ -58,7 +58,7 @@ void FillRecord(report_ns report, int number, int danger, const char* text) {
 }
 
 report_ns NewRecord(environ_ns env, int number, int danger, const char* text) {
-  auto* report = static_cast<report_ns>(AllocateCleared(1, sizeof(report_rec)));
+  report_ns report = NewCleared<report_rec>(1);
   report->tag = REPORT_TAG;
   report->env = env;
   report->time = static_cast<long>(std::time(nullptr));

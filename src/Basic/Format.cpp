@@ -56,14 +56,14 @@ void PutReal(Output* out, const Spec& spec, char conversion, double value) {
                                                      : std::chars_format::general;
   const int precision = std::min(spec.precision < 0 ? 6 : spec.precision, 60);
   const auto end = std::to_chars(text, text + sizeof text, std::fabs(value), form, precision).ptr;
-  const std::string_view body(text, static_cast<std::size_t>(end - text));
+  const std::string_view body(text, end - text);
   PutPadded(out, spec, SignText(spec, std::signbit(value)), body, spec.zeros && std::isfinite(value));
 }
 
 void PutInteger(Output* out, const Spec& spec, bool negative, std::uint64_t magnitude, int base) {
   char text[70];
   const auto end = std::to_chars(text, text + sizeof text, magnitude, base).ptr;
-  const std::string_view body(text, static_cast<std::size_t>(end - text));
+  const std::string_view body(text, end - text);
   PutPadded(out, spec, SignText(spec, negative), body, spec.zeros);
 }
 
@@ -143,7 +143,7 @@ void PutConversion(Output* out, const Spec& spec, char conversion, Arguments* ar
     case 'd':
     case 'i': {
       const long long value = TakeSigned(spec, arguments);
-      const auto magnitude = static_cast<std::uint64_t>(value);
+      const std::uint64_t magnitude = value;
       return PutInteger(out, spec, value < 0, value < 0 ? 0 - magnitude : magnitude, 10);
     }
     case 'u':

@@ -122,7 +122,7 @@ void InputChannel::OpenString(std::string_view text) {
 Failure InputChannel::SetPosition(long position) {
   if (!BRAVIC_ASSERT_TEXT(position >= 0, "*posn >= 0")) return Fail(POSITION_BEYOND_END);
   if (static_cast<std::size_t>(position) > text_.size()) return Fail(POSITION_BEYOND_END);
-  at_ = static_cast<std::size_t>(position);
+  at_ = position;
   ended_ = false;
   return nullptr;
 }
@@ -209,7 +209,7 @@ std::string_view InputChannel::ReadWord(std::string_view terminators, int maxcha
          !OpensComment(Cursor(), End())) {
     ++at_;
   }
-  const std::string_view word = text_.substr(start, std::min(at_ - start, static_cast<std::size_t>(maxchars)));
+  const std::string_view word = text_.substr(start, std::min<std::size_t>(at_ - start, maxchars));
   if (ended) {
     *ended = NextSignificant();
     if (*ended != END_OF_INPUT && !IsOneOf(static_cast<char>(*ended), terminators)) {
@@ -224,7 +224,7 @@ std::string_view InputChannel::ReadNumberText(std::string_view terminators) {
   const std::string_view word = ReadWord(terminators, INT_MAX, nullptr);
   if (word != "-") return word;
   const std::string_view rest = ReadWord(terminators, INT_MAX, nullptr);
-  return {word.data(), static_cast<std::size_t>(rest.data() + rest.size() - word.data())};
+  return std::string_view(word.data(), rest.data() + rest.size() - word.data());
 }
 
 bool ParseReal(std::string_view text, double* value) {
@@ -328,7 +328,7 @@ void InputChannel::ReportAt(const ErrorRow& error, std::size_t offset, std::stri
   fault.error = &error;
   fault.position = static_cast<long>(offset);
   fault.line = LineOf(offset);
-  const std::size_t n = std::min(word.size(), static_cast<std::size_t>(MAX_ERROR_WORD));
+  const std::size_t n = std::min<std::size_t>(word.size(), MAX_ERROR_WORD);
   std::copy_n(word.begin(), n, fault.word);
   fault.word[n] = 0;
   fault.count = count;

@@ -69,7 +69,7 @@ class InputChannel {
   // The bytes not yet read, for readers with a loop of their own.
   const char* Cursor() const { return text_.data() + at_; }
   const char* End() const { return text_.data() + text_.size(); }
-  void MoveTo(const char* cursor) { at_ = static_cast<std::size_t>(cursor - text_.data()), ended_ = false; }
+  void MoveTo(const char* cursor) { at_ = cursor - text_.data(), ended_ = false; }
 
   int base = 10;
   int parseState = 0;  // number of the first parse error, PARSE_CANCELLED, or 0

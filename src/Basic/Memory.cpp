@@ -40,7 +40,7 @@ bool GateRefuses(std::size_t nbytes) {
 }
 
 std::size_t HomeSlot(std::uintptr_t address) {
-  return static_cast<std::size_t>((static_cast<std::uint64_t>(address >> 3) * 0x9E3779B97F4A7C15u) >> slotShift);
+  return static_cast<std::size_t>(((address >> 3) * 0x9E3779B97F4A7C15u) >> slotShift);
 }
 
 void PutAddress(std::uintptr_t address) {

@@ -63,7 +63,7 @@ bool OutputChannel::Close(Flush flush) {
 
 std::string_view OutputChannel::Text() const {
   if (!inMemory_ || failed_) return {};
-  return {buffer_, static_cast<std::size_t>(at_ - buffer_)};
+  return std::string_view(buffer_, at_ - buffer_);
 }
 
 void OutputChannel::Fail() {
@@ -72,7 +72,7 @@ void OutputChannel::Fail() {
 }
 
 void OutputChannel::WriteOut() {
-  const std::size_t nbytes = static_cast<std::size_t>(at_ - buffer_);
+  const std::size_t nbytes = at_ - buffer_;
   at_ = buffer_;
   if (failed_ || nbytes == 0 || !file_) return;
   if (!GateAllows(WriteStep::Write, nbytes) || std::fwrite(buffer_, 1, nbytes, file_) != nbytes) Fail();
@@ -83,7 +83,7 @@ void OutputChannel::MakeRoom() {
     WriteOut();
     return;
   }
-  const std::size_t used = static_cast<std::size_t>(at_ - buffer_);
+  const std::size_t used = at_ - buffer_;
   const std::size_t size = std::max(FIRST_MEMORY, used + used / 2 + MAX_ROOM);
   Block<char> larger = TryMakeBlock<char>(size);
   if (!larger) {
@@ -102,7 +102,7 @@ void OutputChannel::MakeRoom() {
 
 void OutputChannel::PutLong(std::string_view text) {
   while (!text.empty()) {
-    const std::size_t n = std::min(text.size(), static_cast<std::size_t>(end_ - at_));
+    const std::size_t n = std::min<std::size_t>(text.size(), end_ - at_);
     if (n == 0) {
       MakeRoom();
       continue;
@@ -115,8 +115,8 @@ void OutputChannel::PutLong(std::string_view text) {
 
 void OutputChannel::PutRepeated(char c, int n) {
   while (n > 0) {
-    const int now = std::min(n, static_cast<int>(MAX_ROOM));
-    std::memset(Room(static_cast<std::size_t>(now)), c, static_cast<std::size_t>(now));
+    const int now = std::min<int>(n, MAX_ROOM);
+    std::memset(Room(now), c, now);
     at_ += now;
     n -= now;
   }

@@ -32,7 +32,7 @@ float Mixed(const RandomState& state) {
 }
 
 void StartReals(RandomState* state) {
-  const std::int64_t seed = std::llabs(static_cast<long long>(state->seed1));
+  const std::int64_t seed = std::llabs(state->seed1);
   state->seed1 = static_cast<std::int32_t>(seed > INT32_MAX ? INT32_MAX : seed);
   state->ix1 = static_cast<std::int32_t>((seed + C1) % M1);
   state->ix1 = (A1 * state->ix1 + C1) % M1;
@@ -59,7 +59,7 @@ void StartIntegers(RandomState* state) {
 }  // namespace
 
 RandomState* NewRandomState(int seed) {
-  auto* state = static_cast<RandomState*>(AllocateCleared(1, sizeof(RandomState)));
+  auto* state = NewCleared<RandomState>(1);
   SeedRandomState(state, seed);
   return state;
 }
@@ -70,7 +70,7 @@ void FreeRandomState(RandomState* state) {
 
 void SeedRandomState(RandomState* state, int seed) {
   if (!seed) seed = static_cast<int>(static_cast<std::uint32_t>(std::time(nullptr)));
-  const std::int64_t magnitude = std::llabs(static_cast<long long>(seed)) + 1;
+  const std::int64_t magnitude = std::llabs(seed) + 1;
   const auto negative = static_cast<std::int32_t>(magnitude > INT32_MAX ? INT32_MIN : -magnitude);
   state->seed1 = negative;
   DrawReal(state);

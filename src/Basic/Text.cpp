@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstring>
 
 #include "Basic/Errors.h"
@@ -154,7 +155,7 @@ char* CopyText(char* destination, const char* source, std::size_t max) {
 
 char* CopyTextMarked(char* destination, const char* source, std::size_t max) {
   char* end = CopyText(destination, source, max);
-  const auto length = static_cast<std::size_t>(end - destination);
+  const std::size_t length = end - destination;
   if (source && length == max && source[length])
     std::memset(end - std::min<std::size_t>(3, max), '.', std::min<std::size_t>(3, max));
   return end;
@@ -173,7 +174,7 @@ bool EqualTextNoCase(const char* a, const char* b) {
 }
 
 int CompareTextNoCase(const char* a, const char* b) {
-  return a == b ? 0 : CompareTextNoCase(OrEmpty(a), OrEmpty(b), static_cast<std::size_t>(-1));
+  return a == b ? 0 : CompareTextNoCase(OrEmpty(a), OrEmpty(b), SIZE_MAX);
 }
 
 int CompareTextNoCase(const char* a, const char* b, std::size_t max) {

@@ -22,7 +22,7 @@ const char* FileNameFault(const char* name) {
 }
 
 filespec_ns NewFileSpec(const char* name) {
-  auto* file = static_cast<filespec_ns>(AllocateCleared(1, sizeof(filespec_rec)));
+  filespec_ns file = NewCleared<filespec_rec>(1);
   file->tag = FILESPEC_TAG;
   file->name = DupText(name);
   file->nextCase = -1;

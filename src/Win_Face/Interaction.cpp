@@ -53,7 +53,7 @@ bool IsInnermost(Wait* wait) {
 
 void PushWait(Wait* wait) {
   if (NumWaiting_fc % WAITS_CHUNK == 0) {
-    const auto count = static_cast<std::size_t>(NumWaiting_fc + WAITS_CHUNK);
+    const std::size_t count = NumWaiting_fc + WAITS_CHUNK;
     Waits_fc = static_cast<Wait**>(EnsureSize(Waits_fc, count * sizeof(Wait*)));
   }
   Waits_fc[NumWaiting_fc++] = wait;
@@ -128,7 +128,7 @@ bool MayInteract() {
 }
 
 Wait* StartWait(Showing showing, double estimatedSeconds, const char* format, ...) {
-  auto* wait = static_cast<Wait*>(AllocateCleared(1, sizeof(Wait)));
+  Wait* wait = NewCleared<Wait>(1);
   wait->parent = NumWaiting_fc ? Waits_fc[NumWaiting_fc - 1] : nullptr;
   wait->level = wait->parent ? wait->parent->level + 1 : 0;
   wait->startTime = wait->lastShown = static_cast<double>(waitClock());

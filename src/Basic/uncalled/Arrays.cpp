@@ -134,9 +134,9 @@ void Sort(void* array, int length, std::size_t elementSize, Compare compare, Swa
   char* stack[STACK_ROOM];
   int sp = 0;
   char* lo = static_cast<char*>(array);
-  char* hi = sorter.At(lo, static_cast<std::size_t>(length) - 1);
+  char* hi = sorter.At(lo, length - 1);
   for (;;) {
-    const std::size_t n = hi < lo ? 0 : static_cast<std::size_t>(hi - lo) / elementSize + 1;
+    const std::size_t n = hi < lo ? 0 : (hi - lo) / elementSize + 1;
     if (n >= SHORT_RUN) {
       char* j = sorter.Partition(lo, hi, sorter.Pivot(lo, hi, n));
       if (!BRAVIC_ASSERT(sp < STACK_ROOM)) return;
@@ -164,7 +164,7 @@ void RankSort(void* const* source, int length, void** destination, Rank rank, in
       !BRAVIC_ASSERT_TEXT(rank != nullptr, "rank")) {
     return;
   }
-  Vector<int> last(static_cast<std::size_t>(maxRank) + 1);  // index of the last place that each rank still has free
+  Vector<int> last(maxRank + 1);  // index of the last place that each rank still has free
   for (int i = 0; i < length; ++i) ++last[rank(source[i])];
   --last[0];
   for (int i = 1; i < last.size(); ++i) last[i] += last[i - 1];

@@ -23,7 +23,7 @@ void AppendGrowing(T** array, int* length, T value, std::size_t growth) {
   static_assert(std::is_trivially_copyable_v<T>);
   if (!BRAVIC_ASSERT_TEXT(*array || *length == 0, "*arrvar || *lenvar==0")) return;
   if (BlockSize(*array) / sizeof(T) < static_cast<std::size_t>(*length) + 1) {
-    *array = static_cast<T*>(Resize(*array, (static_cast<std::size_t>(*length) + growth) * sizeof(T)));
+    *array = static_cast<T*>(Resize(*array, (*length + growth) * sizeof(T)));
   }
   AppendIntoRoom(*array, length, value);
 }
@@ -42,7 +42,7 @@ void AppendChunked(T** array, int* length, T value) {
   static_assert(std::is_trivially_copyable_v<T>);
   if (!BRAVIC_ASSERT_TEXT(*array || *length == 0, "*arrvar || *lenvar==0")) return;
   if (*length % ARRAY_CHUNK == 0) {
-    *array = static_cast<T*>(Resize(*array, (static_cast<std::size_t>(*length) + ARRAY_CHUNK) * sizeof(T)));
+    *array = static_cast<T*>(Resize(*array, (*length + ARRAY_CHUNK) * sizeof(T)));
   }
   AppendIntoRoom(*array, length, value);
 }

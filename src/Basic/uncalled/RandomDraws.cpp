@@ -45,9 +45,9 @@ void RandomSubset(void** array, int length, int subsetSize) {
 
 char* RandomPattern(int length, int numOnes, char* buffer) {
   if (!BRAVIC_ASSERT_TEXT(0 <= numOnes && numOnes <= length, "0 <= numones && numones <= len")) return nullptr;
-  if (!buffer) buffer = static_cast<char*>(Allocate(static_cast<std::size_t>(length)));
+  if (!buffer) buffer = static_cast<char*>(Allocate(length));
   const bool mostlyOnes = numOnes >= length / 2;
-  std::memset(buffer, mostlyOnes, static_cast<std::size_t>(length));
+  std::memset(buffer, mostlyOnes, length);
   int numExchanges = mostlyOnes ? length - numOnes : numOnes;
   if (!BRAVIC_ASSERT_TEXT(0 <= numExchanges && numExchanges <= length, "0 <= numexchgs && numexchgs <= len")) {
     return buffer;

@@ -24,7 +24,7 @@ void RememberCaseFile(net_bn net, const char* name) {
 // A row that was not written whole is taken away again; a file that was to be new is left empty.
 void TakeBack(const char* filename, long length) {
   std::error_code ignored;
-  std::filesystem::resize_file(filename, static_cast<std::uintmax_t>(length), ignored);
+  std::filesystem::resize_file(filename, length, ignored);
 }
 
 }  // namespace

@@ -87,12 +87,11 @@ const char* ReadPlainNumber(const char* at, const char* end, float* value) {
   const char* start = at;
   unsigned digits = 0;
   int decimals = 0;
-  while (at < end && IsAsciiDigit(*at) && digits < EXACT_LIMIT / 10)
-    digits = 10 * digits + static_cast<unsigned>(*at++ - '0');
+  while (at < end && IsAsciiDigit(*at) && digits < EXACT_LIMIT / 10) digits = 10 * digits + (*at++ - '0');
   if (at < end && *at == '.') {
     ++at;
     while (at < end && IsAsciiDigit(*at) && decimals < 10 && digits < EXACT_LIMIT / 10) {
-      digits = 10 * digits + static_cast<unsigned>(*at++ - '0');
+      digits = 10 * digits + (*at++ - '0');
       ++decimals;
     }
   }

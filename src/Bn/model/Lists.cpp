@@ -16,7 +16,7 @@ namespace {
 constexpr int GROWTH = 32;
 
 std::size_t NumBytes(int length) {
-  return static_cast<std::size_t>(length) * sizeof(node_bn);
+  return length * sizeof(node_bn);
 }
 
 int Capacity(const nodelist_rec& list) {
@@ -157,7 +157,7 @@ namespace {
 
 bool InsertInList(nodelist_rec& list, node_bn node, int index) {
   if (Capacity(list) < list.num + 1) {
-    const std::size_t nbytes = (2 * static_cast<std::size_t>(list.num) + 10) * sizeof(node_bn);
+    const std::size_t nbytes = 2 * sizeof(node_bn) * (list.num + 5);
     void* ar = list.ar ? TryResize(list.ar, nbytes) : TryAllocate(nbytes);
     // A resize refused for want of the reserve answers the old block.
     if (!ar || BlockSize(ar) < nbytes) {
@@ -177,7 +177,7 @@ node_bn TakeFromList(nodelist_rec& list, int index) {
   RemoveAt(list, index);
   if (list.num == 0) {
     ClearList(list);
-  } else if (Capacity(list) > 4 * static_cast<long long>(list.num)) {
+  } else if (Capacity(list) > 4LL * list.num) {
     list.ar = static_cast<node_bn*>(Resize(list.ar, NumBytes(list.num)));
   }
   return node;

@@ -42,11 +42,11 @@ void ClearList(nodelist_rec& list);                              // frees the ar
 int IndexIn(const nodelist_rec& list, node_bn node);             // -1 when absent
 void RemoveAt(nodelist_rec& list, int index);
 inline std::span<const node_bn> Entries(const nodelist_rec& list) {
-  return {list.ar, static_cast<std::size_t>(list.num > 0 ? list.num : 0)};
+  return std::span(list.ar, list.num > 0 ? list.num : 0);
 }
 // Parents, then the node itself: the order of table dimensions.
 inline std::span<const node_bn> Family(const bnode& node) {
-  return {node.preds.ar, static_cast<std::size_t>(node.preds.num) + 1};
+  return std::span(node.preds.ar, node.preds.num + 1);
 }
 
 }  // namespace bravic

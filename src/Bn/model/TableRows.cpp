@@ -279,7 +279,7 @@ int SetFunctionState(node_bn node, const statetype* parentstates, statetype stat
   if (node->probs) {
     Block<float> row = TryMakeBlock<float>(node->numstates);
     if (!row) {
-      Post(FailMemory(NO_MEMORY_FOR_ROW, node->numstates * static_cast<double>(sizeof(float))));
+      Post(FailMemory(NO_MEMORY_FOR_ROW, 1.0 * sizeof(float) * node->numstates));
       return -1;
     }
     FillFunctionRow(row.get(), node->numstates, state);
