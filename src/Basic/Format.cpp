@@ -1,3 +1,6 @@
+// Formatted text, made piece by piece: the run up to the next "%" is copied, the specification behind it read into a
+// Spec, and the argument printed by the conversion's letter. Digits come from std::to_chars, which knows no locale;
+// signs and padding are put around them here.
 #include "Basic/Format.h"
 
 #include <algorithm>
@@ -10,6 +13,7 @@
 namespace bravic {
 namespace {
 
+// Counts all characters, and keeps those for which there is room: the answer tells how long the text would have been.
 struct Output {
   char* buffer;
   std::size_t size;
@@ -28,16 +32,18 @@ struct Output {
   }
 };
 
+// What stands between "%" and the conversion's letter.
 struct Spec {
   bool left = false, zeros = false, plus = false, space = false;
   int width = 0;
-  int precision = -1;
-  int longs = 0;  // 1 for l, 2 for ll
+  int precision = -1;  // negative: none
+  int longs = 0;       // 1 for l, 2 for ll
   bool sizeType = false;
 };
 
 void PutPadded(Output* out, const Spec& spec, std::string_view sign, std::string_view body, bool zeros) {
   const int pad = spec.width - static_cast<int>(sign.size() + body.size());
+  // Blanks stand before the sign, zeros between sign and digits.
   if (!spec.left && !zeros) out->Fill(' ', pad);
   out->Put(sign);
   if (!spec.left && zeros) out->Fill('0', pad);
@@ -50,7 +56,7 @@ std::string_view SignText(const Spec& spec, bool negative) {
 }
 
 void PutReal(Output* out, const Spec& spec, char conversion, double value) {
-  char text[400];
+  char text[400];  // the largest double has 309 digits before the point, and at most 60 follow
   const std::chars_format form = conversion == 'f'   ? std::chars_format::fixed
                                  : conversion == 'e' ? std::chars_format::scientific
                                                      : std::chars_format::general;
@@ -67,6 +73,7 @@ void PutInteger(Output* out, const Spec& spec, bool negative, std::uint64_t magn
   PutPadded(out, spec, SignText(spec, negative), body, spec.zeros);
 }
 
+// Bounded, so that a long row of digits does not overflow.
 int ReadCount(const char** at) {
   int count = 0;
   for (; **at >= '0' && **at <= '9'; ++*at) count = std::min(count * 10 + (**at - '0'), 100000);
@@ -143,6 +150,7 @@ void PutConversion(Output* out, const Spec& spec, char conversion, Arguments* ar
     case 'd':
     case 'i': {
       const long long value = TakeSigned(spec, arguments);
+      // Negated without a sign, since the least number has no positive counterpart.
       const std::uint64_t magnitude = value;
       return PutInteger(out, spec, value < 0, value < 0 ? 0 - magnitude : magnitude, 10);
     }

@@ -1,3 +1,6 @@
+// A text in memory and a place in it. What is read is answered as a view of the text, so nothing is copied. The line of
+// a place is counted from the last place that was asked for, forwards or backwards, so that many questions close to
+// each other take little time.
 #include "Basic/InputChannel.h"
 
 #include <algorithm>
@@ -69,6 +72,7 @@ std::size_t ToldLength(std::FILE* file) {
   return std::fseek(file, 0, SEEK_SET) == 0 && length > 0 ? static_cast<std::size_t>(length) : 0;
 }
 
+// The whole file, also where its length cannot be told before (pipes): the block doubles until the end is met.
 Failure ReadAll(std::FILE* file, Block<char>* block, std::size_t* length) {
   // A first piece before the told length is believed: a directory tells one too.
   const std::size_t told = ToldLength(file);
@@ -127,6 +131,7 @@ Failure InputChannel::SetPosition(long position) {
   return nullptr;
 }
 
+// Lines end at a line feed, a carriage return, or both together, which count once.
 long InputChannel::LineOf(std::size_t offset) const {
   const auto endsLine = [&](std::size_t i) {
     return text_[i] == '\n' || (text_[i] == '\r' && !(i + 1 < text_.size() && text_[i + 1] == '\n'));
@@ -146,6 +151,7 @@ void InputChannel::PushBack() {
   ended_ = false;
 }
 
+// Whether there was a comment here. One that is never closed is reported, and ends the text.
 bool InputChannel::SkipComment() {
   if (!OpensComment(Cursor(), End())) return false;
   const std::size_t start = at_;
@@ -222,6 +228,7 @@ std::string_view InputChannel::ReadWord(std::string_view terminators, int maxcha
 
 std::string_view InputChannel::ReadNumberText(std::string_view terminators) {
   const std::string_view word = ReadWord(terminators, INT_MAX, nullptr);
+  // A minus may stand apart from its number: then the text reaches from the one to the end of the other.
   if (word != "-") return word;
   const std::string_view rest = ReadWord(terminators, INT_MAX, nullptr);
   return std::string_view(word.data(), rest.data() + rest.size() - word.data());
@@ -248,6 +255,8 @@ bool ParseReal(std::string_view text, double* value) {
   if (result.ec == std::errc()) return true;
   // Out of range: what is too small to be held is 0, what is too large is no number.
   const std::size_t exponent = text.find_first_of("eE");
+  // Which it is, the exponent's sign tells; without an exponent, whether there is a digit other than 0 before the
+  // point.
   const bool tiny = exponent != std::string_view::npos
                         ? text.find('-', exponent) != std::string_view::npos
                         : text.substr(0, text.find('.')).find_first_of("123456789") == std::string_view::npos;
@@ -322,6 +331,7 @@ void InputChannel::Report(const ErrorRow& error, std::string_view word, long cou
   ReportAt(error, at_, word, count, bound);
 }
 
+// Keeps the first error only: what follows one is mostly its consequence.
 void InputChannel::ReportAt(const ErrorRow& error, std::size_t offset, std::string_view word, long count, long bound) {
   if (parseState != 0) return;
   parseState = error.number;
@@ -335,6 +345,7 @@ void InputChannel::ReportAt(const ErrorRow& error, std::size_t offset, std::stri
   fault.bound = bound;
 }
 
+// The rows' texts take the same few things in different orders; each case has the order of its rows.
 const char* ParseErrorText(const ParseFault& fault, const char* context, char* buffer, std::size_t size) {
   const char *text = fault.error->text, *word = fault.word, *in = context;
   const long line = fault.line, count = fault.count, bound = fault.bound;

@@ -1,3 +1,6 @@
+// One buffer serves files and memory: a full one is written out to the file, or grows by half. Without memory for it
+// the channel has its small spare buffer, so that a file is written all the same, in smaller pieces, and a text in
+// memory fails but still takes what it is given.
 #include "Basic/OutputChannel.h"
 
 #include <algorithm>
@@ -10,6 +13,7 @@ constexpr std::size_t FILE_BUFFER = 65536, FIRST_MEMORY = 4096;
 
 WriteGate writeGate = nullptr;
 
+// Asked before each step that tests may let fail.
 bool GateAllows(WriteStep step, std::size_t nbytes) {
   errno = 0;
   return !writeGate || writeGate(step, nbytes);
@@ -34,6 +38,7 @@ bool OutputChannel::OpenFile(const char* path, Mode mode) {
     Fail();
     return false;
   }
+  // The channel has a buffer of its own; a second one would only copy once more.
   std::setvbuf(file_, nullptr, _IONBF, 0);
   return true;
 }
@@ -66,6 +71,7 @@ std::string_view OutputChannel::Text() const {
   return std::string_view(buffer_, at_ - buffer_);
 }
 
+// The system's first error is the one told.
 void OutputChannel::Fail() {
   if (!failed_) systemError_ = errno;
   failed_ = true;
@@ -87,6 +93,7 @@ void OutputChannel::MakeRoom() {
   const std::size_t size = std::max(FIRST_MEMORY, used + used / 2 + MAX_ROOM);
   Block<char> larger = TryMakeBlock<char>(size);
   if (!larger) {
+    // From now on what comes is dropped, in the spare buffer.
     Fail();
     owned_ = nullptr;
     buffer_ = at_ = spare_;

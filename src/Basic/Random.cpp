@@ -19,6 +19,7 @@ constexpr std::int32_t M = NUM_INTEGER_DRAWS, A = 1366, C = 150889;
 
 RandomState* libraryState = nullptr;
 
+// The reals: the first generator gives the high part, the second the low part.
 void StepFirstTwo(RandomState* state) {
   state->ix1 = (A1 * state->ix1 + C1) % M1;
   state->ix2 = (A2 * state->ix2 + C2) % M2;
@@ -68,6 +69,8 @@ void FreeRandomState(RandomState* state) {
   Free(state);
 }
 
+// A negative seed in a state says that its table is still to be filled, which the first draw does; that draw is not
+// used.
 void SeedRandomState(RandomState* state, int seed) {
   if (!seed) seed = static_cast<int>(static_cast<std::uint32_t>(std::time(nullptr)));
   const std::int64_t magnitude = std::llabs(seed) + 1;
@@ -78,6 +81,7 @@ void SeedRandomState(RandomState* state, int seed) {
   DrawInteger(state);
 }
 
+// The third generator picks the place of the table that is drawn from, and a new number takes it.
 float DrawReal(RandomState* state) {
   if (state->seed1 < 0) StartReals(state);
   StepFirstTwo(state);
@@ -87,6 +91,7 @@ float DrawReal(RandomState* state) {
   return std::exchange(state->r[j], Mixed(*state));
 }
 
+// The number drawn last picks the place of the table that is drawn from next.
 int DrawInteger(RandomState* state) {
   if (state->seed2 < 0) StartIntegers(state);
   const int j = RANDOM_TABLE_LEN * state->iy / M;

@@ -1,3 +1,6 @@
+// Reads a case file from top to bottom: the indicator that tells its kind, the line of the columns, then a row for each
+// call of Next. The columns are matched with nodes once; each keeps its kind and its state names, so that reading a row
+// looks no name up in the net. The lines themselves are CaseLines'. docs/case-format.md describes the format.
 #include "Bn/files/CaseReader.h"
 
 #include <algorithm>
@@ -72,6 +75,7 @@ Failure CaseReader::ReadIndicator() {
   return Fail(NO_CASE_FILE_INDICATOR, CASE_TYPE);
 }
 
+// Lists the columns that no node of the net has, for one message; three points stand for those without room.
 void CaseReader::NoteStranger(std::string_view name) {
   ++numStrangers_;
   const std::size_t used = std::strlen(strangers_);
@@ -82,6 +86,7 @@ void CaseReader::NoteStranger(std::string_view name) {
              fits ? name.data() : "...");
 }
 
+// Whether an earlier column is the node's.
 bool CaseReader::IsDoubled(const bnode& node) const {
   return std::any_of(columns_.begin(), columns_.end(), [&](const CaseColumn& other) { return other.node == &node; });
 }
@@ -99,6 +104,7 @@ void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
     if (!hasFreq_) column.kind = CaseColumn::Freq;
     hasFreq_ = true;
   } else if (net) {
+    // The name stands within its line; it is looked up as a text of its own.
     char text[MAX_COLUMN_NAME + 1];
     std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
     std::memcpy(text, name.data(), length);
@@ -130,6 +136,7 @@ Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
     };
     const char* p = lines_.Start();
     while (p < lineEnd) {
+      // Within a comment that is not closed yet, all up to its end is passed over.
       if (blockEnd) {
         std::string_view rest(p, lineEnd);
         const std::size_t close = rest.find(blockEnd);
@@ -192,6 +199,7 @@ Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) 
   return JudgeColumns(net);
 }
 
+// Where reading stands, in words for messages: the case if it has an identification, line and file.
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
   if (rowAtHand_ && rowAtHand_->hasId) FormatText(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
@@ -213,14 +221,17 @@ void CaseReader::ReportUnfit(Failure failure) {
 
 namespace {
 
+// White space and control characters.
 bool EndsEntry(char c) {
   return static_cast<unsigned char>(c) <= ' ';
 }
 
+// What an entry says when nothing is known.
 bool IsMissingMark(const char* text, std::size_t length) {
   return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
 }
 
+// A finite number; a "+" before it, which the standard functions refuse, is allowed.
 bool ParseReal(const char* text, std::size_t length, double* number) {
   const char* end = text + length;
   if (length > 1 && text[0] == '+' && text[1] != '-') ++text;
@@ -252,6 +263,7 @@ void CaseReader::ReadState(const CaseColumn& column, const char* text, std::size
     *state = number;
     return;
   }
+  // Neither name nor number: the entry counts as missing, and one warning at the end tells how many there were.
   unknown_ = &column;
   if (numUnknown_++ == 0) {
     FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
@@ -265,6 +277,7 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::
   double number;
   if (!ParseReal(text, length, &number))
     return Fail(ILLEGAL_NUMBER_OF_CASE, Shown(length), text, node.name, Place(place, sizeof place));
+  // Levels tell the state that the value lies in. A continuous node keeps the value as well.
   const int wanted = column.wanted;
   if (node.levels) {
     row->states[wanted] = StateOfValue(node, number, LEVEL_TOLERANCE);
@@ -330,6 +343,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   return nullptr;
 }
 
+// Carriage returns before the line feed belong to the line's end, not to the last entry.
 Failure CaseReader::ReadRow(CaseRow* row) {
   const char* lineEnd = lines_.End();
   while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
@@ -363,6 +377,7 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
   while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
   if (!found && !lines_.HasTrouble()) return Result::End;
   rowStart_ = Position();
+  // A bad row is consumed like a good one: reading goes on with the next.
   Failure failure = found ? ReadRow(row) : lines_.TakeTrouble();
   lines_.Consume();
   if (!failure) return Result::Row;

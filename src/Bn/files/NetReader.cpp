@@ -1,3 +1,5 @@
+// What all parts of net reading share: reports under the prefix of the file, with a bound on how many are listed; when
+// to stop; and getting over statements that are in error.
 #include "Bn/files/NetReader.h"
 
 #include <cstdarg>

@@ -1,3 +1,6 @@
+// The values of statements: words, numbers, texts and lists. Each function reads one value, up to what follows it, and
+// reports what is wrong with it together with the statement that it stands in; after a fault the caller abandons the
+// statement. Lists are "(", items with commas between them, ")".
 #include "Bn/files/NetValues.h"
 
 #include <algorithm>
@@ -19,6 +22,7 @@ bool ValueFault(NetReader& reader, const Statement& at, const ErrorRow& error, s
   return ReportFault(reader, at);
 }
 
+// Words of the format are read without regard to case.
 bool IsWord(std::string_view word, const char* text) {
   return word.size() == std::strlen(text) && CompareTextNoCase(word.data(), text, word.size()) == 0;
 }
@@ -79,6 +83,7 @@ void ReadEscape(InputChannel& in, Vector<char>& text) {
   }
 }
 
+// Long lists are sorted first, so that thousands of names do not take the square of the time.
 bool HasDuplicate(char** names, int count, const char** duplicate) {
   if (count <= FEW_NAMES) {
     for (int i = 0; i < count; ++i) {
@@ -108,6 +113,7 @@ bool IllegalValue(NetReader& reader, const Statement& at, std::string_view name)
 
 }  // namespace
 
+// A zero character would end the name early, so it is replaced before the name is mended.
 void LegalName(std::string_view word, char* name) {
   const int length = std::min<int>(Count(word), MAX_NAME_LEN);
   std::replace_copy(word.begin(), word.begin() + length, name, '\0', '_');

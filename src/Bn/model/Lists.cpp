@@ -1,3 +1,7 @@
+// Node lists, plain and of hosts. A host passes its list to call after call, and to check each entry every time would
+// make every call linear. So a list that passed notes the epoch in which it did, and each of its nodes counts the
+// places that it has in such lists. When a node goes that has any, a new epoch begins, and no list is known to be good
+// any more.
 #include "Bn/model/Lists.h"
 
 #include <algorithm>
@@ -13,7 +17,7 @@
 namespace bravic {
 namespace {
 
-constexpr int GROWTH = 32;
+constexpr int GROWTH = 32;  // at least so many places more, and at least half as many again
 
 std::size_t NumBytes(int length) {
   return length * sizeof(node_bn);
@@ -59,6 +63,8 @@ bool IsPresentNode(node_bn node) {
   return (IsRecord(node, BNODE_TAG) || IsRecord(node, STUB_TAG)) && node->innet;
 }
 
+// A host's list is a block of its own. Other lists are parts of a net or node, so from the list's address that of the
+// record is worked out; nothing is read there before the allocator knows such a block of the right size.
 ListPlace PlaceOf(nodelist_bn list) {
   if (!list) return {};
   if (IsLiveBlock(list)) {
@@ -178,6 +184,7 @@ node_bn TakeFromList(nodelist_rec& list, int index) {
   if (list.num == 0) {
     ClearList(list);
   } else if (Capacity(list) > 4LL * list.num) {
+    // Memory goes back when three quarters of it lie idle, so that taking out and putting in by turns moves nothing.
     list.ar = static_cast<node_bn*>(Resize(list.ar, NumBytes(list.num)));
   }
   return node;

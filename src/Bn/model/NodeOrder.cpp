@@ -1,3 +1,6 @@
+// Sorts a net's nodes: breadth-first searches find the components, and a depth-first search of each puts parents before
+// children and counts the links that close cycles. Strongly connected components (Sharir 1981, after Kosaraju) tell
+// which nodes lie on common cycles, when a present order is to be kept as far as cycles let it.
 #include "Bn/model/NodeOrder.h"
 
 #include <algorithm>
@@ -8,9 +11,11 @@
 namespace bravic {
 namespace {
 
+// Marks are never used twice, so that no walk has to wipe those of earlier ones; after 2^31 of them they begin again.
 constexpr int FIRST_MARK = 100, WARN_MARK = 2047483647, LAST_MARK = 2147483547;
 int markCounter = FIRST_MARK;
 
+// The slices of the sorted nodes that hold one component each; none where the order is not a sorted one.
 void SetSubnets(net_bn net, std::span<const Subnet> subnets) {
   Free(net->subnets);
   net->subnets = nullptr;
@@ -54,6 +59,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
     stack.push_back(start);
     while (!stack.empty()) {
       node_bn node = stack.back();
+      // A node may lie on the stack several times, once for each child met before it was done.
       if (node->mark == done) {
         stack.pop_back();
       } else if (node->mark == inProgress) {
@@ -67,6 +73,7 @@ int OrderSlice(std::span<const node_bn> slice, node_bn* output) {
         const auto parents = Entries(node->preds);
         for (std::size_t i = parents.size(); i-- > 0;) {
           if (IsStub(*parents[i])) continue;
+          // A parent in progress has this node among its ancestors: the link closes a cycle.
           if (parents[i]->mark == inProgress) {
             ++numcycles;
           } else if (parents[i]->mark != done) {
@@ -170,6 +177,7 @@ void KeepPresentOrder(net_bn net) {
   Renumber(net->nodes);
 }
 
+// An unknown order is held as unknown: whoever asks for it later has it sorted again.
 HeldOrder KeepOrder(net_bn net) {
   HeldOrder order;
   order.orderstate = net->orderstate;

@@ -1,3 +1,6 @@
+// Applies an undo record: everything that it holds changes places with what the net holds, so that the same record then
+// takes the change back again. Values first, then members, links and order, then the records of a group; what became
+// stale is collected meanwhile and told once, when the net is whole again.
 #include "Bn/model/UndoRecord.h"
 
 #include <algorithm>
@@ -12,6 +15,7 @@
 namespace bravic {
 namespace {
 
+// A new value of the record, for the caller to fill in; valid until the next one is held.
 HeldValue& Hold(UndoRecord* undo, HeldValue::Form form, void* field) {
   undo->values.push_back(HeldValue{.form = form, .field = field});
   return undo->values.back();
@@ -21,9 +25,9 @@ HeldValue& Hold(UndoRecord* undo, HeldValue::Form form, void* field) {
 struct RowBlock {
   int normalized;
   int numstates;
-  float experience, value;
-  statetype state;
-  float probs[1];  // [numstates]
+  float experience, value;  // of numcases and determinv, where the node has them
+  statetype state;          // of determin
+  float probs[1];           // [numstates]
 };
 
 void SwapRow(node_bn node, RowBlock* row, long long index) {
@@ -51,6 +55,7 @@ void FitBelief(node_bn node) {
   node->beliefStamp = 0;
 }
 
+// The name table must know of it: the name is taken out and entered anew.
 void SwapName(node_bn node, HeldValue& value) {
   char* old = node->name;
   RenameInTable(node, static_cast<char*>(value.held));
@@ -83,6 +88,7 @@ void SwapNumber(int& field, long long& held) {
   held = old;
 }
 
+// By its form: most fields are plain values or pointers, a few have something to be kept right beside them.
 void SwapValue(UndoRecord* undo, HeldValue& value) {
   switch (value.form) {
     case HeldValue::INT:
@@ -123,7 +129,7 @@ void SwapValue(UndoRecord* undo, HeldValue& value) {
 }
 
 void FreeValue(HeldValue& value) {
-  if (value.form == HeldValue::POINTER) return;
+  if (value.form == HeldValue::POINTER) return;  // not owned
   if (value.form == HeldValue::TEXTS) {
     FreeNames(static_cast<char**>(value.held));
   } else {
@@ -250,6 +256,7 @@ void SwapStamps(UndoRecord* undo) {
   std::swap(undo->whochanged, net->whochanged);
 }
 
+// Nodes that left the net by the same record are passed over.
 void RaiseHooks(net_bn net, const Effects& effects) {
   if (effects.structure) {
     GraphRestored(net);
@@ -371,6 +378,7 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
   Replace(undo, node->normalized, normalized);
 }
 
+// The row as it stands: the caller changes it afterwards.
 void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   if (!undo) return;
   undo->node = node;

@@ -1,3 +1,5 @@
+// One walk over a vector finds every fault at once; the words for each are looked up when somebody asks. The sum of
+// floats is seldom 1 to the last bit, so its bounds leave room for rounding.
 #include "Bn/model/VectorCheck.h"
 
 #include <cstring>
@@ -5,6 +7,7 @@
 namespace bravic {
 namespace {
 
+// The order is that of the faults in a text.
 struct Phrase {
   unsigned flag;
   unsigned unless;  // left out when this flag is set as well
@@ -68,6 +71,7 @@ const char* VectorFaultText(unsigned flags, bool firstOnly, char* buffer) {
   return end == buffer ? std::strcpy(buffer, "okay") : buffer;
 }
 
+// Summed from the last state to the first, and in double, since other sums end in other bits.
 RowForm NormalizeRow(float* row, int numstates, double* sum) {
   *sum = 0;
   double total = 0;
