@@ -1,3 +1,7 @@
+// Makes error records, puts them into the environment's groups and has them shown. A failure is a record in nobody's
+// group yet: whoever meets it hands it up, adds where it happened, and in the end posts it or drops it. Before start-up
+// is complete there may be nobody who will look at records, so what is posted is printed to the standard error stream
+// too.
 #include "Basic/Errors.h"
 
 #include <algorithm>
@@ -29,12 +33,14 @@ bool FullyStarted(environ_ns env) {
   return env && env->stage == STAGE_STARTED;
 }
 
+// A copy, cut to the length that hosts may rely on.
 char* NewMessage(const char* text) {
   char* copy = DupText(text);
   if (copy && std::strlen(copy) >= MAX_ERR_LEN) copy[MAX_ERR_LEN - 1] = 0;
   return copy;
 }
 
+// Labels tell records apart for hosts; they begin again before they overflow.
 int NextLabel(environ_ns env) {
   const int label = env->errorLabel++;
   if (env->errorLabel == LABEL_WARNING_AT) {
@@ -194,6 +200,7 @@ report_ns PostRow(const ErrorRow* row, int display, ...) {
   return report;
 }
 
+// An internal error met while one is being reported would go round for ever, so it is passed over.
 int PostInternalRow(const ErrorRow* row, ...) {
   if (reportingInternal) return 0;
   reportingInternal = true;
@@ -264,6 +271,7 @@ report_ns Post(Failure failure) {
 }
 
 bool AssertFailed(const char* file, int line, const char* text) {
+  // The name of the file alone: where it was built tells a host nothing.
   const char* base = file;
   for (const char* at = file; *at; ++at) {
     if (*at == '/' || *at == '\\') base = at + 1;
@@ -276,6 +284,7 @@ const char* DangerName(int danger) {
   return 0 <= danger && danger <= INTERNAL_ERR ? DANGER_NAMES[danger] : DANGER_NAMES[0];
 }
 
+// The oldest first, since later errors are often consequences; those beyond a few are only mentioned.
 void ShowOutstandingErrors(environ_ns env) {
   if (!env || !env->errs) return;
   int shown = 0;

@@ -109,7 +109,7 @@ void OutputChannel::MakeRoom() {
 
 void OutputChannel::PutLong(std::string_view text) {
   while (!text.empty()) {
-    const std::size_t n = std::min<std::size_t>(text.size(), end_ - at_);
+    const std::size_t n = std::min(text.size(), NumFree());
     if (n == 0) {
       MakeRoom();
       continue;

@@ -40,7 +40,7 @@ class OutputChannel {
 
   // At least n characters (up to MAX_ROOM) of the buffer, to be written in place; Advance says how far.
   char* Room(std::size_t n) {
-    if (static_cast<std::size_t>(end_ - at_) < n) MakeRoom();
+    if (NumFree() < n) MakeRoom();
     return at_;
   }
   void Advance(char* at) { at_ = at; }
@@ -50,7 +50,7 @@ class OutputChannel {
     at_++;
   }
   void Put(std::string_view text) {
-    if (text.size() > static_cast<std::size_t>(end_ - at_)) {
+    if (text.size() > NumFree()) {
       PutLong(text);
       return;
     }
@@ -64,6 +64,7 @@ class OutputChannel {
   void PutShortest(double value) { Advance(PrintShortest(value, Room(NUMBER_TEXT_LEN))); }
 
  private:
+  std::size_t NumFree() const { return end_ - at_; }
   void MakeRoom();  // MAX_ROOM characters, by writing out or by growing
   void PutLong(std::string_view text);
   void WriteOut();

@@ -1,3 +1,6 @@
+// The console: lines for the user, questions, and the display of long operations. These are nested, and stand on a
+// stack with the innermost on top; only that one reports progress. Each report looks at the clock first, so that it may
+// be made often, and now and then asks the host and the keyboard whether to stop.
 #include "Win_Face/Interaction.h"
 
 #include <algorithm>
@@ -102,6 +105,7 @@ void ShowMessage(const char* text, int number, int danger, int display) {
   PrintToUser("%s (%s %d)\n", text, DangerName(danger), number < 0 ? -number : number);
 }
 
+// What the user decides: to exit ends the process, to skip abandons the operation at hand (1), to proceed goes on (0).
 int ShowInternalError(int number, const char* text) {
   if (!MayInteract()) return 0;
   char line[MAX_ERR_LEN + 80];
@@ -157,6 +161,7 @@ bool ReportProgress(Wait* wait, double fraction, double remainingSeconds) {
   const double now = static_cast<double>(waitClock());
   if (now - wait->lastShown < SHORTEST_BETWEEN_LOOKS) return false;
   const double elapsed = now - wait->startTime;
+  // The total follows from what is said to remain, or else from the share that is done.
   if (remainingSeconds > 0) {
     wait->estimate = elapsed + remainingSeconds;
     fraction = elapsed / wait->estimate;
@@ -218,6 +223,7 @@ bool AskYesNo(bool byDefault, const char* format, ...) {
   return byDefault ? !std::strchr("nNfF0", answer) : std::strchr("yYoOtT1", answer) != nullptr;
 }
 
+// A line too long for the buffer is formatted a second time, into a block of its length.
 void PrintToUser(const char* format, ...) {
   if (!MayInteract()) return;
   char line[LINE_LEN];
@@ -241,6 +247,7 @@ bool UserAborts() {
   return AbortGesture();
 }
 
+// Unsigned differences are right across the overflow of the tick counter.
 void Delay(double seconds) {
   const auto wanted = static_cast<std::uint32_t>(seconds * 1000);
   const std::uint32_t start = TickMilliseconds();

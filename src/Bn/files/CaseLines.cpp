@@ -10,7 +10,7 @@ namespace bravic {
 
 namespace {
 
-constexpr std::size_t BUFFER_SLACK = 8;
+constexpr std::size_t BUFFER_SLACK = 8;  // bytes behind the text that may be read, and are 0 at its end
 constexpr std::size_t MAX_LINE = std::size_t{64} << 20;
 
 bool IsLineEnd(int c) {
@@ -44,6 +44,7 @@ Failure CaseLines::Open(const char* filename) {
   return nullptr;
 }
 
+// How the first line of the file ends, so do all.
 void CaseLines::FindTerminator() {
   Refill();
   const char* first = std::find_if(at_, end_, IsLineEnd);
@@ -65,6 +66,7 @@ bool CaseLines::Grow(std::size_t kept) {
   return true;
 }
 
+// False when there is no more, or trouble. Positions stay right: bufferStart_ moves with what is dropped.
 bool CaseLines::Refill() {
   if (atEnd_ || !file_) return false;
   // The part of a line that is there already moves to the front, in a larger buffer where it fills half of this one.
@@ -116,6 +118,7 @@ void CaseLines::ConsumePart(const char* next) {
   at_ = lineEnd_ = next;
 }
 
+// After a Seek the lines before it are counted only if a message asks.
 long CaseLines::LineNumber() {
   if (baseLine_ == 0) baseLine_ = CountLines(basePosition_) + 1;
   return baseLine_ + consumed_;

@@ -1,3 +1,6 @@
+// Writes rows of cases. Each state's entry is made once, with the tab behind it, so that most of a row is copied from
+// one run of text. A file that is added to keeps its own columns, separators and line ends, which CaseReader finds out
+// first.
 #include "Bn/files/CaseWriter.h"
 
 #include <algorithm>
@@ -13,6 +16,7 @@
 
 namespace bravic {
 
+// A name, or else the number, behind "#" where it could be taken for a value or a name.
 std::string_view StateEntry(const bnode& node, statetype state, char* buffer) {
   if (node.states && node.states[state] && *node.states[state]) return node.states[state];
   char* at = buffer;
@@ -78,6 +82,7 @@ void CaseWriter::Row(const statetype* states, const double* values, long id, dou
     const Column& column = columns_[i];
     out_.Advance(at);
     at = out_.Room(NUMBER_TEXT_LEN + 3);  // with a tab, or a line end in its place
+    // As unsigned numbers, so that the markers, which are negative, fail the one comparison too.
     if (static_cast<unsigned>(states[i]) < static_cast<unsigned>(column.numstates)) {
       const Entry& entry = entries[column.firstEntry + states[i]];
       std::memcpy(at, texts + entry.start, entry.length);
@@ -112,6 +117,7 @@ Failure PlanNewFile(std::span<const node_bn> nodes, bool withId, bool withFreq, 
   return nullptr;
 }
 
+// An empty file has no columns to be kept: it is written like a new one.
 bool IsEmptyFile(const char* filename) {
   std::FILE* file = std::fopen(filename, "rb");
   const bool isEmpty = file && std::fgetc(file) == EOF;

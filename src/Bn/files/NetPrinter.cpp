@@ -1,3 +1,5 @@
+// The pieces of text that every statement of a net file is made of. Numbers get as many digits as it takes to read the
+// same number back, but for tables that are asked for with six; long texts are broken into lines after a word.
 #include "Bn/files/NetPrinter.h"
 
 #include <cmath>
@@ -87,6 +89,7 @@ struct Unit {
   int width;   // characters in the file
 };
 
+// A blank that begins a continued line is escaped, since the blanks there stand for nothing.
 Unit UnitAt(const char* at, bool beginsContinuation) {
   switch (*at) {
     case '"':
@@ -100,6 +103,7 @@ Unit UnitAt(const char* at, bool beginsContinuation) {
     default:
       break;
   }
+  // Bytes 10xxxxxx continue a character of UTF-8.
   int length = 1;
   while (length < 4 && (static_cast<unsigned char>(at[length]) & 0xC0) == 0x80) ++length;
   return {length, length};

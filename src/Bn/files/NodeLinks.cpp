@@ -34,6 +34,8 @@ void DropRepeatedNames(NetReader& reader, const bnode& node, NameRange range) {
 
 }  // namespace
 
+// A name that had to be mended is its owner's only when it is written as in the owner's block: two different words may
+// be mended to one name.
 node_bn FindEntry(const NetReader& reader, std::string_view word) {
   char name[MAX_NAME_LEN + 1];
   LegalName(word, name);
@@ -42,6 +44,8 @@ node_bn FindEntry(const NetReader& reader, std::string_view word) {
   return reader.entries[found->index].written == word ? found : nullptr;
 }
 
+// Tried when the statement is read, and again (final) at the end of the net, when all nodes are known. Only then is a
+// parent that cannot be found an error.
 bool LinkParents(NetReader& reader, NodeEntry& entry, bool final) {
   if (entry.linked || !entry.hasParents) return true;
   bnode& node = *entry.node;

@@ -15,6 +15,7 @@ const char* Name(const bnode* node) {
   return OrEmpty(node->name);
 }
 
+// Whether the node is of a kind that is compiled, and has every parent, each once.
 Failure CheckParents(node_bn node) {
   if (node->kind != NATURE_NODE && node->kind != DECISION_NODE && node->kind != UTILITY_NODE) {
     return Fail(KIND_NOT_COMPILED, Name(node));
@@ -32,6 +33,7 @@ Failure CheckParents(node_bn node) {
   return nullptr;
 }
 
+// Whether the nodes hold all parents of each of them.
 Failure CheckClosed(std::span<const node_bn> nodes) {
   const int mark = NewMark();
   for (node_bn node : nodes) node->mark = mark;

@@ -34,6 +34,7 @@ struct Line {
   void AddText(const char* text) { Add(text ? std::string_view(text) : std::string_view()); }
 };
 
+// As an inequality; a bound at infinity is left out.
 void AddInterval(Line& line, const bnode& parent, const char* name, double low, double high) {
   if (low == high) {
     line.AddText(name), line.Add("="), line.Add(low), line.AddText(parent.units);
@@ -89,6 +90,7 @@ const char* ConditionText(const bnode& node, const statetype* parentstates, char
 const char* RowText(const bnode& node, const statetype* parentstates, const float* probs, char* buffer) {
   char condition[240];
   ConditionText(node, parentstates, condition, sizeof condition);
+  // Entries that are undefined or impossible are no part of the sum.
   double sum = 0;
   for (const float* prob = probs; prob < probs + node.numstates; ++prob)
     if (*prob != UNDEF_PROB && *prob != IMPOS_PROB) sum += *prob;

@@ -7,6 +7,7 @@
 namespace bravic {
 namespace {
 
+// The holes before the place.
 int SumBelow(const Holes& holes, int place) {
   int sum = 0;
   for (int i = place; i > 0; i -= i & -i) sum += holes.counts[i];
@@ -71,6 +72,7 @@ void LeaveNet(net_bn net, node_bn node) {
   CountFinding(net, *node, -1);
 }
 
+// The positions noted are those without holes, so that they hold in a list that was closed up in the meantime.
 void TakeFromList(net_bn net, nodelist_rec& list, Holes& holes, std::span<Member> members) {
   if (members.empty()) return;
   std::sort(members.begin(), members.end(),

@@ -1,3 +1,5 @@
+// Nets, and nodes that come and go. Adding and removing are one record each for undo: it keeps members, their
+// positions, the links from parents that stay, and the order, so that all come back where hosts have seen them.
 #include "Bn/model/Net.h"
 
 #include <algorithm>
@@ -40,6 +42,7 @@ void VisitParents(node_bn node, Visit visit) {
   }
 }
 
+// Nothing may be left behind that has a removed node among its parents.
 Failure CheckRemoval(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
   const int mark = NewMark();
   for (node_bn node : nodes) node->mark = mark;
