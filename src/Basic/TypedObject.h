@@ -16,7 +16,6 @@ enum Tag : TagWord {
   STRING_TAG = 17,
   REPORT_TAG = 18,
   FILESPEC_TAG = 19,
-  SYMTABLE_TAG = 20,
   CONSOLE_TAG = 21,
   ENVIRON_TAG = 33,
   BNET_TAG = 47,

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,92 +22,40 @@ namespace {
 using ::testing::HasSubstr;
 using SymbolTableTest = LibraryTest;
 
-void* ValueOf(int n) {
-  return reinterpret_cast<void*>(static_cast<std::intptr_t>(n));
-}
+struct Named {
+  explicit Named(std::string name) : text(std::move(name)) {}
+  Named(const Named&) = delete;
+  const std::string text;
+  const char* const name = text.c_str();
+};
 
 TEST_F(SymbolTableTest, FindsWhatIsInItThroughAnySequence) {
   Random random(8);
-  std::vector<std::string> names;
-  for (int i = 0; i < 400; ++i) names.push_back("n" + std::to_string(random.Below(100000)) + "_" + std::to_string(i));
-  SymbolTable* table = NewSymbolTable(10, "names", false, true, 0.7, 1.5);
-  std::map<std::string, int> known;
+  std::deque<Named> records;
+  for (int i = 0; i < 400; ++i)
+    records.emplace_back("n" + std::to_string(random.Below(100000)) + "_" + std::to_string(i));
+  SymbolTable<Named> table;
+  std::set<const Named*> known;
+  EXPECT_FALSE(table.Remove(&records[0]));
   for (int step = 0; step < 6000; ++step) {
-    const int i = random.Below(static_cast<int>(names.size()));
-    const std::string& name = names[static_cast<std::size_t>(i)];
-    const std::string elsewhere = name;
-    if (random.Chance(step < 3000 ? 0.6 : 0.4)) {
-      EXPECT_EQ(InsertName(table, name.c_str(), 0, ValueOf(i + 1), true) >= 0, known.emplace(name, i + 1).second);
-    } else {
-      DeleteSlot(table, FindName(table, elsewhere.c_str(), 0), nullptr);
-      known.erase(name);
+    Named& record = records[static_cast<std::size_t>(random.Below(400))];
+    if (!random.Chance(step < 3000 ? 0.6 : 0.4)) {
+      EXPECT_EQ(table.Remove(&record), known.erase(&record) > 0);
+    } else if (known.insert(&record).second) {
+      table.Enter(&record);
     }
-    ASSERT_EQ(table->num, static_cast<int>(known.size()));
-    ASSERT_LT(table->num, table->len);
+    ASSERT_EQ(table.Size(), static_cast<int>(known.size()));
     if (step % 50) continue;
-    for (std::size_t k = 0; k < names.size(); ++k) {
-      const bool there = known.contains(names[k]);
-      ASSERT_EQ(FindValue(table, std::string(names[k]).c_str(), 0), there ? ValueOf(static_cast<int>(k) + 1) : nullptr)
-          << names[k] << " at step " << step;
+    for (Named& each : records) {
+      ASSERT_EQ(table.Find(std::string(each.text).c_str()), known.contains(&each) ? &each : nullptr)
+          << each.text << " at step " << step;
     }
   }
-  FreeSymbolTable(table);
-}
-
-TEST_F(SymbolTableTest, GrowsWhenItsFillIsReached) {
-  const char* names[] = {"a", "b", "c", "d", "e", "f"};
-  SymbolTable* table = NewSymbolTable(10, "t", false, false, 0.5, 2.0);
-  for (const char* name : names) {
-    EXPECT_EQ(table->len, 10);
-    InsertName(table, name, false);
-  }
-  EXPECT_EQ(table->len, 21);
-  EXPECT_EQ(table->maxFill, 10);
-  FreeSymbolTable(table);
-
-  table = NewSymbolTable(3, "fixed", false, false, 0, 0);
-  for (int i = 0; i < 3; ++i) EXPECT_GE(InsertName(table, names[i], false), 0);
-  EXPECT_EQ(FindName(table, "z", 0), -1) << "a search of a full table ends";
-  EXPECT_EQ(InsertName(table, "d", false), -1);
-  EXPECT_THAT(Reports(), HasSubstr("(st->num < st->len)"));
-  FreeSymbolTable(table);
-}
-
-TEST_F(SymbolTableTest, KindsTellEqualNamesApart) {
-  SymbolTable* table = NewSymbolTable(20, "kinds", true, true, 0.5, 2.0);
-  InsertName(table, "x", 1, ValueOf(11), false);
-  InsertName(table, "x", 2, ValueOf(22), false);
-  InsertName(table, "x", 1, ValueOf(33), false);
-  EXPECT_EQ(FindValue(table, "x", 1), ValueOf(11));
-  EXPECT_EQ(table->values[FindNextName(table)], ValueOf(33));
-  EXPECT_EQ(FindNextName(table), -1);
-  EXPECT_EQ(FindValue(table, "x", 2), ValueOf(22));
-  EXPECT_EQ(FindValue(table, "x", 0), ValueOf(11));
-  EXPECT_EQ(FindValue(table, "x", 3), nullptr);
-  EXPECT_EQ(FindNextName(table), -1);
-  EXPECT_THAT(Reports(), HasSubstr("(st->lastnn != -1)"));
-  FreeSymbolTable(table);
-}
-
-std::vector<std::pair<int, int>> moves;
-
-TEST_F(SymbolTableTest, TellsItsOwnerOfEveryMove) {
-  SymbolTable* table = NewSymbolTable(7, "moves", false, true, 0, 0);
-  EXPECT_EQ(HashName("abc", 1000000), ((0x6261 * 2) ^ 0x63) * 2 % 1000000) << "two bytes at a time";
-  // One probe run that wraps: five names that hash to the last slot.
-  std::vector<std::string> names;
-  for (int i = 0; names.size() < 5; ++i) {
-    if (HashName(("w" + std::to_string(i)).c_str(), 7) == 6) names.push_back("w" + std::to_string(i));
-  }
-  for (const std::string& name : names) InsertName(table, name.c_str(), 0, ValueOf(1), true);
-  EXPECT_EQ(table->numProbes, 5);
-  EXPECT_EQ(table->totalDistance, 0 + 1 + 2 + 3 + 4);
-  moves.clear();
-  DeleteSlot(table, 6, [](SymbolTable*, int from, int to) { moves.push_back({from, to}); });
-  EXPECT_EQ(moves, (std::vector<std::pair<int, int>>{{0, 6}, {1, 0}, {2, 1}, {3, 2}}));
-  DeleteSlot(table, -1, nullptr);
-  EXPECT_EQ(table->num, 4);
-  FreeSymbolTable(table);
+  Named impostor((*known.begin())->text);
+  EXPECT_FALSE(table.Remove(&impostor)) << "another record of the name";
+  table.Enter(&impostor);
+  EXPECT_THAT(Reports(), HasSubstr("(nn != -1)"));
+  EXPECT_EQ(table.Find(nullptr), nullptr);
 }
 
 using ArraysTest = LibraryTest;

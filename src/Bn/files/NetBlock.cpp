@@ -210,7 +210,7 @@ void FillNet(NetReader& reader) {
       UnlinkDefine(*entry.node);
       entry.node->index = -1;
       Append(net.defines, entry.node);
-      EnterInTable(net.defineNames, entry.node);
+      net.defineNames.Enter(entry.node);
     } else if (IsStub(*entry.node)) {
       stubs.push_back(entry.node);
     } else {

@@ -103,8 +103,7 @@ void FreeBlock(NetReader& reader) {
   reader.entries.clear();
   FreeNet(reader.net);
   reader.net = nullptr;
-  Free(reader.names.slots);
-  reader.names = {};
+  reader.names.Clear();
 }
 
 void ReportUnlisted(NetReader& reader) {

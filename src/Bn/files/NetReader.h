@@ -58,7 +58,7 @@ struct NetReader {
   net_bn net = nullptr;       // owned
   WaitScope* wait = nullptr;  // over its reading
   Vector<NodeEntry> entries;
-  NameTable names;                 // of all entries
+  SymbolTable<bnode> names;        // of all entries
   Vector<std::string_view> words;  // names of lists that are resolved later, in the channel's text
   bool stated[NUM_NET_FIELDS] = {};
   NameRange elimOrder;

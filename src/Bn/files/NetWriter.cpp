@@ -1,7 +1,7 @@
 #include "Bn/files/NetWriter.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <cstring>
 
 #include "Basic/SymbolTable.h"
 #include "Bn/files/NetFields.h"
@@ -18,17 +18,35 @@ format::PrintOptions printOptions;
 
 namespace {
 
-// Names that placeholders have in the file, and how far the numbers behind each stem have been counted.
+struct FileName {
+  const char* name;
+  long counted;  // the number that the last name made from this stem ends in
+};
+
+// Names that placeholders have in the file, and the stems that some of them were made from. Both lists have room for
+// all placeholders: the tables point into them.
 struct FileNames {
-  explicit FileNames(int numPlaceholders) { stems.reserve(numPlaceholders); }
-  SymbolTable* const taken = NewSymbolTable(64, nullptr, false, false, 0.7, 2.0);
-  SymbolTable* const counted = NewSymbolTable(64, nullptr, false, true, 0.7, 2.0);
-  Vector<NetPrinter::NewName> stems;  // the tables keep pointers into it
-  ~FileNames() {
-    FreeSymbolTable(taken);
-    FreeSymbolTable(counted);
+  explicit FileNames(int numPlaceholders) {
+    names.reserve(numPlaceholders);
+    stems.reserve(numPlaceholders);
+    stemTexts.reserve(numPlaceholders);
   }
-  bool IsTaken(net_bn net, const char* name) const { return IsNameTaken(net, name) || FindName(taken, name, 0) >= 0; }
+  Vector<FileName> names, stems;
+  Vector<NetPrinter::NewName> stemTexts;
+  SymbolTable<FileName> nameTable, stemTable;
+
+  bool IsTaken(net_bn net, const char* name) const { return IsNameTaken(net, name) || nameTable.Find(name); }
+  void Take(const char* name) {
+    names.push_back({name, 0});
+    nameTable.Enter(&names.back());
+  }
+  FileName& Stem(const NetPrinter::NewName& stem) {
+    if (FileName* known = stemTable.Find(stem.text)) return *known;
+    stemTexts.push_back(stem);
+    stems.push_back({stemTexts.back().text, 0});
+    stemTable.Enter(&stems.back());
+    return stems.back();
+  }
 };
 
 // A free name: another number at the end of the present one.
@@ -41,17 +59,12 @@ void RenamePlaceholder(net_bn net, FileNames& names, const bnode& stub, NetPrint
   // The number goes on from where the last placeholder of the same stem stopped, so that many of them take linear time.
   char* const name = newName.text;
   std::memcpy(name, stub.name, stem);
-  int slot = FindName(names.counted, name, 0);
-  if (slot < 0) {
-    names.stems.push_back(newName);
-    slot = InsertName(names.counted, names.stems.back().text, 0, nullptr, true);
-  }
-  void*& counted = names.counted->values[slot];
-  number = std::max(number, static_cast<long>(reinterpret_cast<std::intptr_t>(counted)));
+  FileName& noted = names.Stem(newName);
+  number = std::max(number, noted.counted);
   do {
     *PrintInteger(++number, name + stem) = 0;
   } while (names.IsTaken(net, name));
-  counted = reinterpret_cast<void*>(static_cast<std::intptr_t>(number));
+  noted.counted = number;
 }
 
 // Placeholders keep the names of the nodes they stand for, which a later node may have taken: in the file every name
@@ -65,7 +78,7 @@ void RenamePlaceholders(NetPrinter& printer) {
     NetPrinter::NewName& newName = printer.placeholderNames[stub->index];
     const bool isTaken = names.IsTaken(printer.net, stub->name);
     if (isTaken) RenamePlaceholder(printer.net, names, *stub, newName);
-    InsertName(names.taken, isTaken ? newName.text : stub->name, true);
+    names.Take(isTaken ? newName.text : stub->name);
   }
 }
 

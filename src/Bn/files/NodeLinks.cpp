@@ -37,7 +37,7 @@ void DropRepeatedNames(NetReader& reader, const bnode& node, NameRange range) {
 node_bn FindEntry(const NetReader& reader, std::string_view word) {
   char name[MAX_NAME_LEN + 1];
   LegalName(word, name);
-  node_bn found = FindInTable(reader.names, name);
+  node_bn found = reader.names.Find(name);
   if (!found || word == name) return found;
   return reader.entries[found->index].written == word ? found : nullptr;
 }

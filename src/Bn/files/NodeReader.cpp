@@ -120,7 +120,7 @@ node_bn ReadHead(NetReader& reader, const char* keyword, bool isparam, std::stri
   }
   char name[MAX_NAME_LEN + 1];
   if (!ReadBlockName(reader, format::NET_WORD, reader.net->name, name, written)) return nullptr;
-  if (FindInTable(reader.names, name)) {
+  if (reader.names.Find(name)) {
     ReadError(reader, DUPLICATE_NODE_NAME, keyword, name, format::NET_WORD, reader.net->name, LineNow(reader));
     return nullptr;
   }
@@ -153,7 +153,7 @@ void ReadNodeBlock(NetReader& reader, bool isparam, bool isdefine) {
   node_bn node = ReadHead(reader, keyword, isparam, &written);
   if (!node) return AbandonStatement(reader);
   node->isdefine = isdefine;
-  EnterInTable(reader.names, node);
+  reader.names.Enter(node);
   node->index = reader.entries.size();
   reader.entries.push_back({});
   NodeEntry& entry = reader.entries.back();

@@ -107,8 +107,6 @@ void FreeNet(net_bn net) {
     ClearList(*list);
   }
   ClearList(net->elimorder);
-  Free(net->names.slots);
-  Free(net->defineNames.slots);
   Free(net->freshStems);
   Free(net->nodeHoles.counts);
   Free(net->stubHoles.counts);

@@ -5,10 +5,8 @@
 
 namespace bravic {
 
-node_bn FindInTable(const NameTable& table, const char* name);  // NULL when there is none
-void EnterInTable(NameTable& table, node_bn node);              // whose name no node of the table has
-node_bn FindNode(net_bn net, const char* name);                 // NULL when there is none
-bool IsNameTaken(net_bn net, const char* name);                 // by a node or a define-node
+node_bn FindNode(net_bn net, const char* name);   // NULL when there is none
+bool IsNameTaken(net_bn net, const char* name);   // by a node or a define-node
 void RenameInTable(node_bn node, char* newname);  // takes the new name, frees nothing; keeps the name table right
 void EnterNodeName(net_bn net, node_bn node);
 void RemoveNodeName(net_bn net, node_bn node);

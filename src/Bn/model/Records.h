@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Basic/Memory.h"
+#include "Basic/SymbolTable.h"
 #include "Basic/TypedObject.h"
 #include "Bn/model/FieldList.h"
 #include "bravic.h"
@@ -50,11 +51,6 @@ extern const float UNDEF_PROB, IMPOS_PROB;
 inline constexpr float NO_EXPERIENCE = -1.0f;
 extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
 
-// Nodes by name (NodeNames.cpp): open addressing with linear probing.
-struct NameSlot {
-  unsigned hash;
-  node_bn node;  // NULL in an empty slot
-};
 // A stem that fresh names were made from: all its numbers from `from` up to `floor` are in use, as long as the net's
 // numNamesGone is the one noted here.
 inline constexpr unsigned NUM_FRESH_STEMS = 64;
@@ -62,11 +58,6 @@ struct FreshStem {
   char stem[32];
   unsigned numNamesGone;
   long from, floor;
-};
-struct NameTable {
-  NameSlot* slots = nullptr;  // [size] owned
-  unsigned size = 0;          // 0 or a power of 2
-  unsigned num = 0;           // at most half of size
 };
 
 struct Subnet {
@@ -158,8 +149,8 @@ struct bnet {
   int orderstate = bravic::ORDER_UNKNOWN;
   bool keepsbeliefs = false;  // every node has a belief vector
   bravic::Holes nodeHoles, stubHoles;
-  bravic::NameTable names;                      // placeholders are never found by name
-  bravic::NameTable defineNames;                // of define-nodes: taken, but not to be found
+  bravic::SymbolTable<bnode> names;             // of nodes; placeholders are never found by name
+  bravic::SymbolTable<bnode> defineNames;       // of define-nodes: taken, but not to be found
   nodelist_rec elimorder;                       // num -1: none set
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
   bravic::FreshStem* freshStems = nullptr;      // [NUM_FRESH_STEMS] owned: stems counted up, by their hash; or NULL
