@@ -231,7 +231,7 @@ PassResult CliquePasses::Run(const PassRequest& request) {
   result.floor = DOUBLE_FLOOR;
   result.numTerms = pass.size;
   if (mode_.watch->Halts(potential.size + cost::ENTRIES_OF_A_PASS)) return result;
-  // The third time it is worth its plan.
+  // When it comes again it is worth its plan.
   if (pass.isPlain && pass.runs > 0 && ++pass.runs > 2) {
     MakePlan(pass.shape, &pass.plan);
     pass.isPlain = false;
