@@ -38,6 +38,8 @@ struct NamedCall {
   const char* name;
   R(BRAVIC_CALL* function)(A...);
 };
+template <class R, class... A>
+NamedCall(const char*, R(BRAVIC_CALL*)(A...)) -> NamedCall<R, A...>;
 
 class ArgumentsTest : public BadCallTest {
  public:

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <random>
 
-#include "Session.h"
+#include "Refusal.h"
 #include "Signals.h"
 
 #ifdef _WIN32

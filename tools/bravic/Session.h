@@ -4,16 +4,11 @@
 
 #include <memory>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Refusal.h"
 #include "bravic.h"
-
-// What ends a command with exit code 1: the message is printed after "bravic: ".
-struct Refusal : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 struct FreeHandle {
   void operator()(net_bn net) const { FreeNet_bn(net); }

@@ -62,6 +62,8 @@ CliquePasses::Cache& CliquePasses::CacheOf(const PassRequest& request) {
   }
 }
 
+// A word of the known variables, one for each incoming message of where it holds one state alone, and the nodes with
+// likelihoods. Described again only when the number of the layout has moved.
 const Vector<std::uint64_t>& CliquePasses::LayoutOf(int c) {
   Layout& layout = layouts_[c];
   if (layout.number == messages_.LayoutNumber(c)) return layout.words;
@@ -85,6 +87,8 @@ CliquePasses::Prepared& CliquePasses::FindPrepared(const PassRequest& request) {
   cache.layout = messages_.LayoutNumber(c);
   // The message that is left out has the word after that of the variables; it does not matter.
   const int ignored = request.exceptLink >= 0 ? request.exceptLink + 1 : -1;
+  // Layouts come again when findings alternate between a few sets of nodes, so some passes are kept; states move
+  // nothing but where tables begin.
   for (int i = 0; i < cache.passes.size(); ++i) {
     Prepared& pass = cache.passes[i];
     if (!pass.IsFor(request) || pass.layout.size() != layout.size()) continue;
@@ -94,6 +98,7 @@ CliquePasses::Prepared& CliquePasses::FindPrepared(const PassRequest& request) {
     cache.current = i;
     return pass;
   }
+  // None fits: a new one, in turn in the place of an older one.
   const int room = potentials_[c].size <= MANY_PLANS_UP_TO ? MANY_PLANS : FEW_PLANS;
   if (cache.passes.size() < room) {
     cache.passes.emplace_back();
@@ -115,6 +120,8 @@ void CliquePasses::Prepare(const PassRequest& request, Prepared* pass) {
   pass->key = request.nodes.key;
   pass->outLinks.assign(request.outLinks.begin(), request.outLinks.end());
   pass->shifts.clear();
+  // The axes are the free variables. A table that holds a known variable begins at its state; which tables do is kept
+  // as shifts, so that the same pass serves all states of the same layout.
   maker_.Begin(
       clique.variables, [&](int v) { return findings_.IsFree(v); }, &shape);
   auto place = [&](std::span<const int> variables, int table, int* strides, auto has) {
@@ -140,11 +147,14 @@ void CliquePasses::Prepare(const PassRequest& request, Prepared* pass) {
   if (request.ontoNodes) addTarget(request.nodes.nodes);
   pass->size = 1;
   for (int size : shape.sizes) pass->size *= size;
+  // A plan takes longer to make than a small pass takes to run, so small ones go entry by entry: always, or until they
+  // come again.
   pass->runs = pass->size <= cost::PLAIN_ALWAYS || !potentials_[request.clique].floats ? 0 : 1;
   pass->isPlain = pass->size <= cost::PLAIN_AT_FIRST;
   if (!pass->isPlain) MakePlan(shape, &pass->plan);
 }
 
+// Of the products of the potential, the messages and the likelihoods.
 ProductRange CliquePasses::RangeOf(int c, int exceptLink) const {
   ProductRange range;
   range.Multiply(potentials_[c].range);
@@ -177,6 +187,7 @@ double CliquePasses::RunInDoubles(const Prepared& pass, const PassRequest& reque
                                           : InDoubles(message, structure_.VariablesOf(links[k].in), &numConverted));
   }
   ForEachLikelihood(request.clique, [&](int node) { doubleTables_.push_back(findings_[node].doubles.data()); });
+  // Large potentials are floats all the same: each is read into a double as it is multiplied.
   const float* floats = potential.floats.get();
   for (const Prepared::Shift& shift : pass.shifts) {
     const int by = findings_[shift.node].state * shift.stride;
@@ -220,6 +231,7 @@ PassResult CliquePasses::Run(const PassRequest& request) {
   result.floor = DOUBLE_FLOOR;
   result.numTerms = pass.size;
   if (mode_.watch->Halts(potential.size + cost::ENTRIES_OF_A_PASS)) return result;
+  // When it comes again it is worth its plan.
   if (pass.isPlain && pass.runs > 0 && ++pass.runs > 2) {
     MakePlan(pass.shape, &pass.plan);
     pass.isPlain = false;
@@ -241,6 +253,7 @@ PassResult CliquePasses::Run(const PassRequest& request) {
   return result;
 }
 
+// Sums go to doubles, but very large ones to the floats where they are kept.
 void CliquePasses::AddTarget(int size, float* narrow) {
   PassTarget target;
   if (narrow && size > WIDE_TARGET) {

@@ -46,6 +46,7 @@ bool ReducedModels::MakeTree(Model* model, double limit) {
   Vector<Vector<int>> children(n);
   for (int i = 0; i < n; ++i)
     for (int parent : model->parents[i]) children[parent].push_back(i);
+  // The greedy order, or a quicker-found one where that makes smaller tables.
   const Graph moral = MoralGraph(model->parents, children);
   Order order = FindOrder(moral, model->numstates, nullptr);
   if (Order quick = QuickOrder(moral, model->numstates, order.cost, 1); !quick.nodes.empty()) order = std::move(quick);
@@ -75,6 +76,7 @@ ReducedModels::Model* ReducedModels::Find(double limit) {
     for (int i = 0; i < n && isSame; ++i) isSame = (model->cut.known[i] == 0) == findings_.IsFree(i);
     if (isSame) return model->cost < limit ? model.get() : nullptr;
   }
+  // To make one takes time by the number of nodes. Where models were not worth it lately, more is asked of the next.
   if (cost::MAKE_MODEL_NODE * patience_ * n > limit) return nullptr;
   Owned<Model> model = Cut();
   if (!MakeTree(model.get(), limit)) {
@@ -132,6 +134,8 @@ void ReducedModels::HandOver(Model* model) {
   }
 }
 
+// False where nothing is known, where unlimited range is wanted, or where the tree promises to be as cheap: then the
+// tree is to answer.
 bool ReducedModels::Sweep(const BeliefPlace& out) {
   const bool isAnswered = propagation_.IsDone();
   if (findings_.NumKnown() == 0 || propagation_.IsWide() || mode_.way == Way::TREE) return false;

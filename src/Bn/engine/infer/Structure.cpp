@@ -29,6 +29,7 @@ Structure::Structure(const JunctionTree& itsTree, std::span<const int> itsNumsta
   RootTree();
 }
 
+// Nodes of one state take no room in tables and are left out of all of them.
 Vector<int> Structure::VariablesAmong(std::span<const int> members) const {
   Vector<int> list;
   for (int m : members)
@@ -36,6 +37,7 @@ Vector<int> Structure::VariablesAmong(std::span<const int> members) const {
   return list;
 }
 
+// Each clique with its links, and for each node the cliques that hold it; its findings are entered at the smallest.
 void Structure::AddCliques() {
   for (int c = 0; c < cliques.size(); ++c) {
     const Clique& from = tree->cliques[c];
@@ -70,6 +72,7 @@ void Structure::JoinLinks() {
   }
 }
 
+// Beliefs are read where that takes least: at the smallest separator that holds the node.
 void Structure::AddSeparators() {
   for (int s = 0; s < separators.size(); ++s) {
     separators[s].variables = VariablesAmong(tree->separators[s].members);
@@ -81,6 +84,7 @@ void Structure::AddSeparators() {
   }
 }
 
+// What each clique has to do: tables multiplied into it, findings entered, beliefs of nodes in no separator.
 void Structure::PlaceNodes() {
   for (int node = 0; node < NumNodes(); ++node) {
     if (tree->home[node] >= 0) cliques[tree->home[node]].homed.push_back(node);
@@ -98,6 +102,7 @@ void Structure::PlaceNodes() {
   }
 }
 
+// Parents and depths from the first clique on, breadth first.
 void Structure::RootTree() {
   parentClique.assign(cliques.size(), -1);
   depth.assign(cliques.size(), 0);
