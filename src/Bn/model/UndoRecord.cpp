@@ -55,7 +55,6 @@ void FitBelief(node_bn node) {
   node->beliefStamp = 0;
 }
 
-// The name table must know of it: the name is taken out and entered anew.
 void SwapName(node_bn node, HeldValue& value) {
   char* old = node->name;
   RenameInTable(node, static_cast<char*>(value.held));
@@ -88,7 +87,6 @@ void SwapNumber(int& field, long long& held) {
   held = old;
 }
 
-// By its form: most fields are plain values or pointers, a few have something to be kept right beside them.
 void SwapValue(UndoRecord* undo, HeldValue& value) {
   switch (value.form) {
     case HeldValue::INT:
@@ -378,7 +376,6 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
   Replace(undo, node->normalized, normalized);
 }
 
-// The row as it stands: the caller changes it afterwards.
 void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   if (!undo) return;
   undo->node = node;
