@@ -237,6 +237,29 @@ TEST_F(Learning, WithoutBaseStartsFromNothing) {
   EXPECT_EQ(GetTable(a), (std::vector<float>{0.5f, 0.5f}));
 }
 
+// However much is learned, rows stay distributions.
+TEST_F(Learning, StaysFinite) {
+  for (const double degree : {1e39, 1e300, 1.7e308}) {
+    SCOPED_TRACE(degree);
+    Pair();
+    const std::string path = Write("NumCases A B\n1e300 yes x\n2 yes y\n");
+    LearnFile(path, {a, b}, degree);
+    EXPECT_GE(GetNodeProbs_bn(a, nullptr)[0], 0.9);
+    LearnFile(path, {a, b}, degree);
+    net = Read(Written(net));
+    a = Named(net, "A"), b = Named(net, "B");
+    Observe(net, "A", "yes");
+    Observe(net, "B", "x");
+    LearnCase({a, b}, degree);
+    FadeProbs_bn(b, 0.5);
+    const statetype yes = 0;
+    const float* row = GetNodeProbs_bn(b, &yes);
+    EXPECT_NEAR(row[0] + row[1] + row[2], 1, 1e-5);
+    EXPECT_LT(Experience(b), inf_dbl_ns);
+    EXPECT_GE(GetNodeProbs_bn(a, nullptr)[0], 0.9);
+  }
+}
+
 TEST_F(Learning, PassesOverWhatCannotLearn) {
   Pair();
   node_bn decision = AddNode(net, "D", {"go", "stay"});

@@ -1,6 +1,7 @@
 #include "Bn/learn/Counts.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "Basic/Format.h"
 #include "Bn/model/Relation.h"
@@ -14,7 +15,8 @@ double BaseExperience_bn = 1.0;
 namespace bravic {
 namespace {
 
-constexpr double ENTRY_WORK = 2;  // nanoseconds, about, to count or to write one
+constexpr double MAX_COUNT = 1e300;  // so that no sum of them is infinite
+constexpr double ENTRY_WORK = 2;     // nanoseconds, about, to count or to write one
 
 std::size_t NumRowsOf(const bnode& node) {
   return static_cast<std::size_t>(std::max(NumRows(node), 0LL));
@@ -66,7 +68,8 @@ const float* OwnRows(const bnode& node) {
 
 double RowExperience(const bnode& node, long long row) {
   const float stored = node.numcases ? node.numcases[row] : NO_EXPERIENCE;
-  return stored == NO_EXPERIENCE ? node.numstates * BaseExperience_bn : stored;
+  if (stored == NO_EXPERIENCE) return node.numstates * BaseExperience_bn;
+  return std::min(stored, std::numeric_limits<float>::max());  // a file may have said that it is infinite
 }
 
 bool IsUndefinedRow(const float* row, int numstates) {
@@ -152,7 +155,7 @@ bool CountCase(std::span<Counter> counters, const statetype* states, double weig
   for (Counter& counter : counters) {
     if (!FindPlace(counter, states, &place) || counter.counts[place.entry] <= IMPOSSIBLE_COUNT) continue;
     double& count = counter.counts[place.entry];
-    count = std::max(count + weight, 0.0);
+    count = std::clamp(count + weight, 0.0, MAX_COUNT);
     counter.changed[place.row] = 1;
   }
   return true;
@@ -181,7 +184,7 @@ Failure MakeTables(Counter& counter, LongWork* work) {
     } else {
       const double sum = Sum(counts, numstates);
       WriteRow(counts, sum, numstates, to);
-      numcases[row] = static_cast<float>(sum);
+      numcases[row] = ToFloat(sum);
     }
   }
   counter.counts.reset();

@@ -126,7 +126,7 @@ Counting CountFile(CaseReader& reader, FileCount& plan, double degree) {
       return Counting::Halted;
     }
     if (reader.Next(&row) != CaseReader::Result::Row) return Counting::Finished;
-    const double weight = reader.HasFreq() ? degree * row.freq : degree;
+    const double weight = reader.HasFreq() && degree != 0 ? degree * row.freq : degree;  // 0 even of infinitely many
     const Counter* failed = nullptr;
     if (CountCase(plan.counters, row.states.data(), weight, &failed)) continue;
     Report(UNLEARNING_TOO_MUCH_AT_CASE, degree, failed->node->name, numcases + 1);
