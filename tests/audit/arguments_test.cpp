@@ -227,6 +227,11 @@ TEST_F(ArgumentsTest, BadListsAreReported) {
 
 long clockNow = 0;
 
+int BRAVIC_CALL CallAndHalt(void* calls, const char*, double, double) {
+  (*static_cast<std::function<void()>*>(calls))();
+  return 1;
+}
+
 // Good arguments: what is refused is the moment. The error functions alone work.
 TEST_F(ArgumentsTest, CallsFromAProgressCallbackAreRefused) {
   nodelist_bn list = List({cause, node});
@@ -259,12 +264,7 @@ TEST_F(ArgumentsTest, CallsFromAProgressCallbackAreRefused) {
     ArgumentChecking_ns(level, env);
     SetWaitClock([] { return ++clockNow; });
     WaitScope wait("testing");
-    SetProgressCallback_ns(
-        [](void* calls, const char*, double, double) {
-          (*static_cast<std::function<void()>*>(calls))();
-          return 1;
-        },
-        &inCallback, env);
+    SetProgressCallback_ns(CallAndHalt, &inCallback, env);
     currentFunction = "Long_bn";
     EXPECT_TRUE(wait.Progress(0.5));
     EXPECT_STREQ(currentFunction, "Long_bn");

@@ -201,8 +201,12 @@ OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(
   std::error_code failure;
   temporary_.Make(FolderOf(target));
   if (mode == Mode::Append && fs::exists(target, failure)) {
-    fs::copy_file(target, temporary_.Path(), fs::copy_options::overwrite_existing, failure);
-    if (failure) throw Refusal("couldn't copy file '" + path + "': " + failure.message());
+    // Not by fs::copy_file, which on Windows takes any two files of a drive for one.
+    const OpenFile from(std::fopen(target_.c_str(), "rb"));
+    if (!from) Fail("copy file", path);
+    const OpenFile to(std::fopen(temporary_.Path().c_str(), "wb"));
+    if (!to) Fail("open file", temporary_.Path());
+    if (const int reason = Copy(from.get(), to.get())) Fail("copy file", path, reason);
   }
 }
 
