@@ -166,7 +166,7 @@ bool CheckElimOrder(NetReader& reader, const nodelist_rec& order, const Statemen
   }
   const auto isMissing = [&](const bnode* node) { return node->mark != mark && node->kind != ASSUME_NODE; };
   const auto nodes = Entries(reader.net->nodes);
-  const auto missing = std::count_if(nodes.begin(), nodes.end(), isMissing);
+  const auto missing = static_cast<int>(std::count_if(nodes.begin(), nodes.end(), isMissing));
   if (missing == 0) return true;
   reader.in.ReportAt(TOO_FEW_ITEMS, reader.elimOrderAt, {}, order.num, order.num + missing);
   return ReportFault(reader, at);

@@ -55,7 +55,7 @@ void ReadMemoryError(NetReader& reader, Failure failure) {
 }
 
 bool IsHalted(NetReader& reader) {
-  const long left = reader.in.End() - reader.in.Cursor(), all = reader.in.Position() + left + 1;
+  const long left = static_cast<long>(reader.in.End() - reader.in.Cursor()), all = reader.in.Position() + left + 1;
   if (reader.stopped || !reader.wait->Progress(1 - static_cast<double>(left) / static_cast<double>(all)))
     return reader.stopped;
   reader.stopped = true;
