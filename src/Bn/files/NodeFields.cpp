@@ -23,7 +23,7 @@ namespace {
 template <class T>
 bool SameArray(const T* a, const T* b, long long count) {
   if (!a || !b) return a == b;
-  return std::memcmp(a, b, count * sizeof(T)) == 0;
+  return std::memcmp(a, b, static_cast<std::size_t>(count) * sizeof(T)) == 0;
 }
 
 // Whether a table of one node has the shape of one of the other's.
