@@ -10,13 +10,11 @@
 
 #include "Basic/Errors.h"
 #include "Basic/Memory.h"
+#include "Basic/NumberText.h"
 
 namespace bravic {
 
 inline constexpr int END_OF_INPUT = -1;
-
-// What the special number words stand for.
-extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
 
 // The parse state that stops every reader.
 inline constexpr int PARSE_CANCELLED = -3999;

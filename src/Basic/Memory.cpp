@@ -1,5 +1,6 @@
 #include "Basic/Memory.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -94,7 +95,8 @@ bool HasRoomForOneMore() {
 }
 
 bool Oversized(std::size_t nbytes) {
-  return nbytes > 0xFFFFFFFFu || nbytes > std::numeric_limits<std::size_t>::max() - sizeof(Header);
+  constexpr std::uint64_t LARGEST = 0xFFFFFFFFu, ROOM = std::numeric_limits<std::size_t>::max() - sizeof(Header);
+  return nbytes > std::min(LARGEST, ROOM);
 }
 
 Header* HeaderOf(void* block) {

@@ -6,6 +6,9 @@
 
 namespace bravic {
 
+// What the special number words stand for.
+extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
+
 inline constexpr std::size_t NUMBER_TEXT_LEN = 40;
 
 char* PrintInteger(long long value, char* to, int base = 10);

@@ -29,8 +29,8 @@ constexpr int LANES = 1;
 }  // namespace scalar
 
 namespace sse2 {
-typedef float Lanes __attribute__((vector_size(16)));
-typedef double Doubles __attribute__((vector_size(16)));
+using Lanes __attribute__((vector_size(16))) = float;
+using Doubles __attribute__((vector_size(16))) = double;
 constexpr int LANES = 4;
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace sse2
@@ -44,8 +44,8 @@ constexpr int LANES = 4;
 #pragma GCC target("avx2")
 #endif
 namespace avx2 {
-typedef float Lanes __attribute__((vector_size(32)));
-typedef double Doubles __attribute__((vector_size(32)));
+using Lanes __attribute__((vector_size(32))) = float;
+using Doubles __attribute__((vector_size(32))) = double;
 constexpr int LANES = 8;
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace avx2
@@ -58,8 +58,8 @@ constexpr int LANES = 8;
 #pragma GCC target("avx512f,avx512vl,avx512dq")
 #endif
 namespace avx512 {
-typedef float Lanes __attribute__((vector_size(64)));
-typedef double Doubles __attribute__((vector_size(64)));
+using Lanes __attribute__((vector_size(64))) = float;
+using Doubles __attribute__((vector_size(64))) = double;
 constexpr int LANES = 16;
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace avx512

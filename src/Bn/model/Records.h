@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Basic/Memory.h"
+#include "Basic/NumberText.h"
 #include "Basic/SymbolTable.h"
 #include "Basic/TypedObject.h"
 #include "Bn/model/FieldList.h"
@@ -49,7 +50,6 @@ enum OrderState { ORDER_UNKNOWN, ORDER_CYCLIC, ORDER_ACYCLIC };
 // Bits compared and copied, never computed with: large finite numbers that survive copying and printing.
 extern const float UNDEF_PROB, IMPOS_PROB;
 inline constexpr float NO_EXPERIENCE = -1.0f;
-extern const double UNDEF_DBL, INF_DBL, IMPOS_DBL, ANY_DBL;
 
 // A stem that fresh names were made from: all its numbers from `from` up to `floor` are in use, as long as the net's
 // numNamesGone is the one noted here.
