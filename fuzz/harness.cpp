@@ -163,6 +163,7 @@ std::string Difference(const std::string& is, const std::string& was) {
 }
 
 std::string Saved(const Net& net, const std::string& path) {
+  ForgetErrors();  // an undo may have warned just before
   const File file(path);
   WriteNet_bn(net.get(), file.get());
   if (!ErrorNumbers(4).empty()) Fail("saving", Errors(4));
