@@ -31,7 +31,7 @@ char* PrintMillionths(unsigned millionths, char* to) {
   if (fraction == 0) return to;
   *to++ = '.';
   char* const last = to + DECIMALS - 1;
-  for (char* at = last; at >= to; at--) {
+  for (char* at = last; at >= to; --at) {
     *at = static_cast<char>('0' + fraction % 10);
     fraction /= 10;
   }
@@ -49,10 +49,10 @@ char* PrintShortestDigits(T value, char* to) {
   if (*at == '-') *to++ = *at++;
   char digits[24];
   int count = 0;
-  for (; *at != 'e'; at++) {
+  for (; *at != 'e'; ++at) {
     if (*at != '.') digits[count++] = *at;
   }
-  at++;
+  ++at;
   if (*at == '+') at++;
   int exponent = 0;
   std::from_chars(at, end, exponent);
@@ -60,7 +60,7 @@ char* PrintShortestDigits(T value, char* to) {
   if (exponent < -4 || exponent >= std::max(count, GENERAL_DIGITS)) {
     *to++ = digits[0];
     if (count > 1) *to++ = '.';
-    for (int i = 1; i < count; i++) *to++ = digits[i];
+    for (int i = 1; i < count; ++i) *to++ = digits[i];
     *to++ = 'e';
     *to++ = exponent < 0 ? '-' : '+';
     const int size = std::abs(exponent);
@@ -70,11 +70,11 @@ char* PrintShortestDigits(T value, char* to) {
   if (exponent < 0) {
     *to++ = '0';
     *to++ = '.';
-    for (int i = -1; i > exponent; i--) *to++ = '0';
-    for (int i = 0; i < count; i++) *to++ = digits[i];
+    for (int i = -1; i > exponent; --i) *to++ = '0';
+    for (int i = 0; i < count; ++i) *to++ = digits[i];
     return to;
   }
-  for (int i = 0; i <= exponent || i < count; i++) {
+  for (int i = 0; i <= exponent || i < count; ++i) {
     if (i == exponent + 1) *to++ = '.';
     *to++ = i < count ? digits[i] : '0';
   }

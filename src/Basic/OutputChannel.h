@@ -47,7 +47,7 @@ class OutputChannel {
 
   void Put(char c) {
     *Room(1) = c;
-    at_++;
+    ++at_;
   }
   void Put(std::string_view text) {
     if (text.size() > NumFree()) {

@@ -82,7 +82,7 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
   if (!ApiCall::Basic() || !levels) return true;
   const bool discrete = node->discrete == DISCRETE;
   const long long n = discrete ? numstates : std::max(numstates, 1) + 1LL;
-  for (long long i = 0; i < n; i++) {
+  for (long long i = 0; i < n; ++i) {
     if (std::isnan(levels[i])) {
       Report(LEVEL_NOT_A_NUMBER, OrEmpty(node->name), i);
       return false;
