@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Bn/compiled/CompileGraph.h"
 #include "Bn/decide/Absorb.h"
 #include "Bn/decide/Utility.h"
 #include "Bn/model/Checks.h"
@@ -72,7 +73,7 @@ Block<statetype> SpreadPolicy(const Policy& policy) {
 }  // namespace
 
 Failure OptimizeDecisions(net_bn net) {
-  Vector<node_bn> nodes = NodesToSolve(net), decisions;
+  Vector<node_bn> nodes = CompileNodes(net), decisions;
   for (node_bn node : nodes) {
     if (node->kind == DECISION_NODE) decisions.push_back(node);
   }

@@ -2,24 +2,16 @@
 
 #include <algorithm>
 
+#include "Bn/compiled/CompileGraph.h"
 #include "Bn/compiled/Likelihood.h"
 #include "Bn/engine/Order.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Checks.h"
-#include "Bn/model/NodeOrder.h"
 #include "Bn/model/TableForms.h"
 #include "Bn/model/Tables.h"
 #include "Win_Face/Interaction.h"
 
 namespace bravic {
-
-Vector<node_bn> NodesToSolve(net_bn net) {
-  Vector<node_bn> nodes;
-  for (node_bn node : OrderedNodes(net)) {
-    if (node->kind != ASSUME_NODE) nodes.push_back(node);
-  }
-  return nodes;
-}
 
 Failure FindUtility(std::span<const node_bn> nodes, node_bn* utility) {
   *utility = nullptr;
@@ -145,7 +137,7 @@ Failure Expect(std::span<const node_bn> nodes, node_bn utility, double* result) 
 }  // namespace
 
 Failure ExpectedUtility(net_bn net, double* result) {
-  Vector<node_bn> nodes = NodesToSolve(net);
+  Vector<node_bn> nodes = CompileNodes(net);
   node_bn utility;
   Failure failure = FindUtility(nodes, &utility);
   if (!failure) failure = CheckFitness(nodes, Purpose::Optimize, Extent::Tables);

@@ -10,8 +10,6 @@
 
 namespace bravic {
 
-// The nodes that a decision network consists of, in node order.
-Vector<node_bn> NodesToSolve(net_bn net);
 // The one utility node.
 Failure FindUtility(std::span<const node_bn> nodes, node_bn* utility);
 Failure ExpectedUtility(net_bn net, double* utility);
