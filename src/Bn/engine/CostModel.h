@@ -57,4 +57,9 @@ inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over th
 inline constexpr double GREEDY_NODE = 2000;       // a greedy run over the graph, by nodes (SearchOrder.cpp)
 inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message takes beside its entries, in entries
 
+// Passes of case programs (PassMaker.cpp), in vector operations.
+inline constexpr double CASE_GROUP = 6, CASE_ROW = 4, CASE_ENTRY = 2;  // each, beside its tables:
+inline constexpr double CASE_FACTOR = 1, CASE_TARGET = 3;              //   a multiplication, a sum
+inline constexpr double CASE_OFFSET = 0.5;                             //   and where it stands
+
 }  // namespace bravic::engine::cost
