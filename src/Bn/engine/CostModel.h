@@ -24,9 +24,9 @@ inline constexpr double LANE_ROW = 5, LANE_ENTRY = 1.2;         //   and rows wh
 inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread entries of a factor over a row
 // Smaller passes go entry by entry, in place of a plan, and those of the second size until they come again; in entries.
 inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
-// The order of axes is searched for in cliques of so many entries, trying one order for so many of them
-// (AxisOrder.cpp).
-inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, ENTRIES_PER_AXIS_ORDER = 400;
+// The order of axes is searched for in cliques of so many entries (AxisOrder.cpp), trying one order for so much of what
+// a pass over them takes.
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 5000;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
