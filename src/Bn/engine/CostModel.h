@@ -9,6 +9,8 @@
 // doubles, vector arithmetic in floats by a plan, and reading and dividing messages beside that in a whole sweep.
 #pragma once
 
+#include <algorithm>
+
 namespace bravic::engine::cost {
 
 // A pass by a plan (PassPlan.cpp). Blocks of rows are multiplied and summed a row of vectors at a time.
@@ -54,7 +56,14 @@ inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over on
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
 // Orders and trees.
-inline constexpr double GREEDY_NODE = 2000;       // a greedy run over the graph, by nodes (SearchOrder.cpp)
+inline constexpr double GREEDY_NODE = 300,
+                        GREEDY_LOOK = 3;          // a greedy run, by nodes and by looks at neighbours (GreedyRun.h)
 inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message takes beside its entries, in entries
+
+// What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
+inline double TreeWorthSearching(double entries) {
+  constexpr double SHARE = 1e-8, MOST = 5e8;
+  return std::min(SHARE * entries * entries, MOST);
+}
 
 }  // namespace bravic::engine::cost
