@@ -11,6 +11,7 @@ namespace {
 
 using engine::KERNEL_SLACK;
 using engine::PassPlan;
+using engine::PassRoom;
 using engine::PassShape;
 using engine::PassTarget;
 
@@ -99,9 +100,10 @@ TEST(Pass, PlansAgreeWithThePlainWayOnEveryInstructionSet) {
     Sums first(c, inDoubles);
     for (int k = 0; k < engine::NumKernels(); ++k) {
       Sums sums(c, inDoubles);
-      std::vector<float> arena(plan.arena, std::nanf(""));
-      RunPlan(plan, engine::KernelsNumber(k), c.tables[0].data(), factors.data(), sums.targets.data(), arena.data(),
-              maximize);
+      PassRoom room;
+      room.GrowFor(plan);
+      std::fill(room.arena.begin(), room.arena.end(), std::nanf(""));
+      RunPlan(plan, engine::KernelsNumber(k), c.tables[0].data(), factors.data(), sums.targets.data(), &room, maximize);
       if (k == 0) first = sums;
       EXPECT_EQ(sums.wide, first.wide) << engine::KernelsNumber(k).name;
       EXPECT_EQ(sums.narrow, first.narrow) << engine::KernelsNumber(k).name;
@@ -132,9 +134,11 @@ TEST(Pass, ProductFillsThePotential) {
     }
     PassPlan plan;
     MakePlan(shape, &plan);
-    std::vector<float> arena(plan.arena), product(std::size_t(size), -1.0f);
+    PassRoom room;
+    room.GrowFor(plan);
+    std::vector<float> product(std::size_t(size), -1.0f);
     const auto factors = c.Factors();
-    RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), arena.data());
+    RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), &room);
     // The same as the sum onto a table of all axes, of a potential of ones.
     int* strides = shape.AddTarget();
     std::copy_n(shape.Strides(0), shape.numAxes, strides);
@@ -160,10 +164,11 @@ TEST(Pass, LongSumsKeepTheirPrecision) {
   PassPlan plan;
   MakePlan(shape, &plan);
   const std::vector<float> potential(33554432 + KERNEL_SLACK, 0.1f);
-  std::vector<float> arena(plan.arena);
+  PassRoom room;
+  room.GrowFor(plan);
   double whole = 0, part[32] = {};
   const PassTarget targets[] = {{&whole, nullptr}, {part, nullptr}};
-  RunPlan(plan, engine::BestKernels(), potential.data(), nullptr, targets, arena.data(), false);
+  RunPlan(plan, engine::BestKernels(), potential.data(), nullptr, targets, &room, false);
   EXPECT_NEAR(whole / (33554432.0 * 0.1f), 1, 1e-6);
   EXPECT_NEAR(part[31] / (1048576.0 * 0.1f), 1, 1e-6);
 }

@@ -10,10 +10,10 @@
 namespace bravic::engine {
 
 // Without a potential (NULL, strides 0) the factors alone are multiplied. All products are computed, and stand in the
-// targets, times the lift.
-void RunPlan(PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
-             const PassTarget* targets, float* arena, bool maximize, float lift = 1);
+// targets, times the lift. The room has been grown for the plan: a run allocates nothing.
+void RunPlan(const PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
+             const PassTarget* targets, PassRoom* room, bool maximize, float lift = 1);
 // The product alone: to takes the place of the potential, which is not read; its rows must be dense.
-void RunProduct(PassPlan& plan, const Kernels& kernels, float* to, const float* const* factors, float* arena);
+void RunProduct(const PassPlan& plan, const Kernels& kernels, float* to, const float* const* factors, PassRoom* room);
 
 }  // namespace bravic::engine

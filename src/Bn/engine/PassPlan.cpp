@@ -332,11 +332,6 @@ void MakePlan(const PassShape& shape, PassPlan* plan) {
   plan->arena = plan->scales + RoundUp(split.numRows, WIDEST_VECTOR);
   for (int r = 0; r < split.numRows; ++r) plan->pool.push_back(r * split.paddedLength);
   for (int t = 0; t < merged.numTables; ++t) TableMaker(merged, split, t, t > shape.numFactors, plan).Make();
-  plan->at.resize(split.block);
-  plan->tableAt.resize(merged.numTables);
-  plan->foldRows.resize(merged.numTables);
-  plan->foldAt.resize(merged.numTables);
-  plan->pending.resize(merged.numTables);
 }
 
 }  // namespace bravic::engine

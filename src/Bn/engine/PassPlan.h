@@ -46,12 +46,25 @@ struct PassPlan {
   Vector<int> pool;           // begins with [row] where its products begin in the arena
   int arena = 0;              // floats of scratch that a run needs: products, scales, rows of tables
   int scales = 0;             // index into the arena
-  // While it runs.
-  Vector<int> at;        // [prefix axis] state
-  Vector<int> tableAt;   // [table] offset of the block
-  Vector<int> foldAt;    // [table] offset where its rows gathered
-  Vector<int> foldRows;  // [table] how many did
-  Vector<int> pending;   // [table] additions not yet folded
+};
+
+// What a run works in. Room for several plans is room for each; several threads run one plan, each in a room of its
+// own.
+struct PassRoom {
+  Vector<float> arena;
+  // What is known of a table while it runs.
+  struct Run {
+    int at;        // offset of the block
+    int foldAt;    // offset where its rows gathered
+    int foldRows;  // how many did
+    int pending;   // additions not yet folded
+  };
+  Vector<Run> tables;
+
+  void GrowFor(const PassPlan& plan) {
+    arena.GrowTo(plan.arena);
+    tables.GrowTo(plan.tables.size());
+  }
 };
 
 void MakePlan(const PassShape& shape, PassPlan* plan);

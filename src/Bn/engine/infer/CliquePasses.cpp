@@ -217,9 +217,9 @@ double CliquePasses::RunInFloats(Prepared* pass, const PassRequest& request, int
   ForEachLikelihood(request.clique, [&](int node) { floatTables_.push_back(findings_[node].floats.data()); });
   for (const Prepared::Shift& shift : pass->shifts)
     floatTables_[shift.table] += findings_[shift.node].state * shift.stride;
-  arena_.GrowTo(pass->plan.arena);
-  RunPlan(pass->plan, mode_.kernels, floatTables_[0], floatTables_.data() + 1, targets_.data(), arena_.data(),
-          mode_.maximize, static_cast<float>(PowerOfTwo(lift)));
+  room_.GrowFor(pass->plan);
+  RunPlan(pass->plan, mode_.kernels, floatTables_[0], floatTables_.data() + 1, targets_.data(), &room_, mode_.maximize,
+          static_cast<float>(PowerOfTwo(lift)));
   return unscale * PowerOfTwo(-lift);
 }
 

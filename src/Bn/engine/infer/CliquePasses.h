@@ -143,7 +143,7 @@ class CliquePasses {
   Vector<Vector<double>> sums_;
   // Scratch.
   ShapeMaker maker_;
-  Vector<float> arena_;
+  PassRoom room_;
   Vector<const float*> floatTables_;
   Vector<const double*> doubleTables_;
   Vector<Vector<double>> converted_;  // messages that have no doubles
