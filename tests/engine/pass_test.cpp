@@ -43,6 +43,15 @@ struct Case {
       targetSizes.push_back(Place(random, shape.AddTarget(), random.Share()));
   }
 
+  Case() = default;
+
+  // A potential over all axes in their order, a factor, and targets that keep each axis with those probabilities.
+  void AddTables(Random& random, std::initializer_list<double> targets) {
+    tables.push_back(Fill(random, Place(random, shape.Strides(0), 1)));
+    tables.push_back(Fill(random, Place(random, shape.AddFactor(), 0.5)));
+    for (double keep : targets) targetSizes.push_back(Place(random, shape.AddTarget(), keep));
+  }
+
   std::size_t Place(Random& random, int* strides, double keep) {
     std::vector<int> own;
     for (int a = 0; a < shape.numAxes; ++a)
@@ -113,6 +122,45 @@ TEST(Pass, PlansAgreeWithThePlainWayOnEveryInstructionSet) {
         ASSERT_NEAR(inDoubles ? first.wide[t][i] : first.narrow[t][i], exact.wide[t][i], 3e-6 * exact.wide[t][i])
             << "target " << t << " entry " << i;
   }
+}
+
+// Large shapes of a few axes, whose targets may lack any of them.
+TEST(Pass, SlicesMayBeRunInAnyOrder) {
+  int numSliced = 0, numApart = 0;
+  for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    Case c;
+    const int axes = random.Between(3, 5), most = axes == 3 ? 80 : axes == 4 ? 30 : 14;
+    c.shape.Clear(axes);
+    for (int a = 0; a < axes; ++a) c.shape.sizes[std::size_t(a)] = random.Between(most / 2, most);
+    c.AddTables(random, {random.Share() < 0.5 ? 1.0 : 0.8, 0.2});
+    PassPlan plan;
+    MakePlan(c.shape, &plan);
+    if (plan.numSlices == 1) continue;
+    ++numSliced;
+    numApart += plan.sumsApart > 0;
+    const bool maximize = random.Chance(0.3);
+    const auto factors = c.Factors();
+    PassRoom room;
+    room.GrowFor(plan);
+    Sums whole(c, true), sliced(c, true);
+    RunPlan(plan, engine::BestKernels(), c.tables[0].data(), factors.data(), whole.targets.data(), &room, maximize);
+    std::vector<double> apart(std::size_t(plan.numSlices * plan.sumsApart), std::nan(""));
+    for (int slice = plan.numSlices; slice-- > 0;)
+      RunSlice(plan, slice, engine::KernelsNumber(0), c.tables[0].data(), factors.data(), sliced.targets.data(),
+               apart.data() + slice * plan.sumsApart, &room, maximize, 1);
+    for (int slice = 1; slice < plan.numSlices; ++slice)
+      AddSumsApart(plan, apart.data() + slice * plan.sumsApart, sliced.targets.data(), maximize);
+    EXPECT_EQ(sliced.wide, whole.wide);
+    Sums exact(c, true);
+    RunPlainly(c.shape, c.tables[0].data(), factors.data(), exact.targets.data(), maximize);
+    for (std::size_t t = 0; t < exact.wide.size(); ++t)
+      for (std::size_t i = 0; i < exact.wide[t].size(); ++i)
+        ASSERT_NEAR(whole.wide[t][i], exact.wide[t][i], 3e-6 * exact.wide[t][i]) << "target " << t << " entry " << i;
+  }
+  EXPECT_GT(numSliced, 20);
+  EXPECT_GT(numApart, 10);
 }
 
 TEST(Pass, ProductFillsThePotential) {

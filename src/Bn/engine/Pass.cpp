@@ -1,6 +1,7 @@
 #include "Bn/engine/Pass.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace bravic::engine {
 
@@ -89,20 +90,26 @@ const Kernels& Fitting(const Kernels& best, int paddedLength) {
   return *kernels;
 }
 
-// The blocks of a plan, one after another.
+// The blocks of a plan, or of a slice of it (-1: all), one after another.
 class BlockWalk {
  public:
-  BlockWalk(const PassPlan& plan, PassRoom::Run* runs) : plan_(plan), runs_(runs) {
+  BlockWalk(const PassPlan& plan, int slice, PassRoom::Run* runs) : plan_(plan), runs_(runs) {
     for (int t = 0; t < plan.tables.size(); ++t) runs[t] = {};
+    std::copy(plan.prefixSizes.begin(), plan.prefixSizes.end(), sizes_);
+    if (slice < 0) return;
+    const int axis = plan.slicedAxis, begin = slice * plan.sliceLength;
+    sizes_[axis] = std::min(plan.sliceLength, plan.prefixSizes[axis] - begin);
+    if (axis == plan.numPrefix - 1) begin_ = begin;
+    for (int t = 0; t < plan.tables.size(); ++t) runs[t].at = begin * plan.prefixStrides[t * plan.numPrefix + axis];
   }
   // Whether the block stands at the end of a cut axis.
   bool IsLast() const {
-    return plan_.tailRows != plan_.numRows && states_[plan_.numPrefix - 1] == plan_.prefixSizes.back() - 1;
+    return plan_.tailRows != plan_.numRows && begin_ + states_[plan_.numPrefix - 1] == plan_.prefixSizes.back() - 1;
   }
   // Steps on; answers the slowest prefix axis that moved, -1 at the end.
   int Advance() {
     const int tables = plan_.tables.size();
-    return StepOn(plan_.numPrefix, plan_.prefixSizes.data(), states_, [&](int axis, int steps) {
+    return StepOn(plan_.numPrefix, sizes_, states_, [&](int axis, int steps) {
       for (int t = 0; t < tables; ++t) runs_[t].at += steps * plan_.prefixStrides[t * plan_.numPrefix + axis];
     });
   }
@@ -110,7 +117,8 @@ class BlockWalk {
  private:
   const PassPlan& plan_;
   PassRoom::Run* const runs_;
-  int states_[MAX_AXES] = {};
+  int begin_ = 0;  // of the slice, along the fastest prefix axis
+  int sizes_[MAX_AXES], states_[MAX_AXES] = {};
 };
 
 // The products of one block.
@@ -212,15 +220,19 @@ class BlockProduct {
   int numWaiting_ = 0;
 };
 
-}  // namespace
-
-void RunPlan(const PassPlan& plan, const Kernels& best, const float* potential, const float* const* factors,
-             const PassTarget* targets, PassRoom* room, bool maximize, float lift) {
+// Runs the blocks of a slice (-1: all). Sums apart go there where they are not NULL.
+void RunBlocks(const PassPlan& plan, int slice, const Kernels& best, const float* potential,
+               const float* const* factors, const PassTarget* targets, double* sumsApart, PassRoom* room, bool maximize,
+               float lift) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
   const int first = plan.numFactors + 1, tables = plan.tables.size();
   float* const arena = room->arena.data();
   PassRoom::Run* const runs = room->tables.data();
-  BlockWalk walk(plan, runs);
+  BlockWalk walk(plan, slice, runs);
+  auto targetOf = [&](int t) {
+    const int apart = sumsApart ? plan.tables[t].apart : -1;
+    return apart < 0 ? targets[t - first] : PassTarget{sumsApart + apart, nullptr};
+  };
   // Rows gather from 0.
   for (int t = first; t < tables; ++t) {
     const PassPlan::Table& table = plan.tables[t];
@@ -238,7 +250,7 @@ void RunPlan(const PassPlan& plan, const Kernels& best, const float* potential, 
       for (int t = first; t < tables; ++t) {
         const PassPlan::Table& table = plan.tables[t];
         if (table.direct) {
-          FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, products, targets[t - first], runs[t].at,
+          FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, products, targetOf(t), runs[t].at,
                         maximize);
           continue;
         }
@@ -256,17 +268,54 @@ void RunPlan(const PassPlan& plan, const Kernels& best, const float* potential, 
       int& pending = runs[t].pending;
       if (pending == 0) continue;
       if (moved >= 0 && moved > table.lastPrefix && pending + table.perFold <= ADDS_BETWEEN_FOLDS) continue;
-      Fold(plan, kernels, t, targets[t - first], runs[t], arena, maximize);
+      Fold(plan, kernels, t, targetOf(t), runs[t], arena, maximize);
       pending = runs[t].foldRows = 0;
     }
     if (moved < 0) return;
   }
 }
 
+}  // namespace
+
+void RunSlice(const PassPlan& plan, int slice, const Kernels& kernels, const float* potential,
+              const float* const* factors, const PassTarget* targets, double* sumsApart, PassRoom* room, bool maximize,
+              float lift) {
+  if (slice > 0) std::fill_n(sumsApart, plan.sumsApart, 0.0);
+  RunBlocks(plan, slice, kernels, potential, factors, targets, slice > 0 ? sumsApart : nullptr, room, maximize, lift);
+}
+
+void AddSumsApart(const PassPlan& plan, const double* sumsApart, const PassTarget* targets, bool maximize) {
+  const int first = plan.numFactors + 1, tables = plan.tables.size();
+  for (int t = first; t < tables; ++t) {
+    const int begin = plan.tables[t].apart;
+    if (begin < 0) continue;
+    int end = plan.sumsApart;
+    for (int u = t + 1; u < tables && end == plan.sumsApart; ++u)
+      if (plan.tables[u].apart >= 0) end = plan.tables[u].apart;
+    auto addTo = [&](auto* to) {
+      using Number = std::remove_pointer_t<decltype(to)>;
+      for (int i = begin; i < end; ++i, ++to)
+        *to = maximize ? std::max(*to, static_cast<Number>(sumsApart[i])) : static_cast<Number>(*to + sumsApart[i]);
+    };
+    const PassTarget& target = targets[t - first];
+    target.wide ? addTo(target.wide) : addTo(target.narrow);
+  }
+}
+
+void RunPlan(const PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
+             const PassTarget* targets, PassRoom* room, bool maximize, float lift) {
+  if (plan.numSlices == 1)
+    return RunBlocks(plan, -1, kernels, potential, factors, targets, nullptr, room, maximize, lift);
+  for (int slice = 0; slice < plan.numSlices; ++slice) {
+    RunSlice(plan, slice, kernels, potential, factors, targets, room->sums.data(), room, maximize, lift);
+    if (slice > 0) AddSumsApart(plan, room->sums.data(), targets, maximize);
+  }
+}
+
 void RunProduct(const PassPlan& plan, const Kernels& best, float* to, const float* const* factors, PassRoom* room) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
   PassRoom::Run* const runs = room->tables.data();
-  BlockWalk walk(plan, runs);
+  BlockWalk walk(plan, -1, runs);
   const int* offsets = plan.pool.data() + plan.tables[0].offsets;
   for (int moved = -1, stale = -1;;) {
     stale = std::min(stale, moved);
