@@ -47,7 +47,7 @@
    Limits.    Names 30 characters, paths 4095, messages 511, a line of a case file 64 megabytes, the table of a clique
               fewer than 536,870,911 entries; else memory. Entries of tables, experience included, are floats: an
               experience of 16,777,216 grows no more by single cases, though those of one file are counted exactly.
-   Threads.   One environment and one calling thread at a time.
+   Threads.   One environment and one calling thread at a time. Inside a call several may work (SetThreads_ns).
    Spelling.  Every function is exported under its name here and under the same name in capitals. */
 #ifndef BRAVIC_H
 #define BRAVIC_H
@@ -624,6 +624,13 @@ BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
    host's handler would; that is put back by 0 and at close. setting: 0 (at the start) or 1; -1 only asks.
    Answers the setting now in force; -1 on failure (2452). */
 BRAVIC_API int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env);
+
+/* How many threads a call may use at once where its work is large and can be divided: beliefs of large nets, searches for
+   elimination orders. numthreads: 1 (at the start) to 256; 0 for as many as there are processors; -1 only asks. Threads
+   that the system does not start are done without. Answers do not depend on the number, but where a limit in seconds
+   ends a search. Callbacks are called by the calling thread alone, and none of the others outlives the call.
+   Answers the setting in force before; -1 on failure (2453). */
+BRAVIC_API int BRAVIC_CALL SetThreads_ns(int numthreads, environ_ns env);
 
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A

@@ -8,8 +8,17 @@ namespace bravic {
 namespace {
 
 ThreadGate threadGate = nullptr;
+int threadsSetting = 1;
 
 }  // namespace
+
+int* ThreadsSetting() {
+  return &threadsSetting;
+}
+
+int ThreadsToUse() {
+  return threadsSetting > 0 ? threadsSetting : std::min(NumProcessors(), MOST_THREADS);
+}
 
 void SetThreadGate(ThreadGate gate) {
   threadGate = gate;

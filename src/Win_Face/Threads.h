@@ -9,6 +9,10 @@ constexpr int MOST_THREADS = 256;  // that one call runs
 
 int NumProcessors();  // that this process may run on; at least 1
 
+// How many the host lets one call use, 1 at the start; 0: as many as there are processors. And what that comes to.
+int* ThreadsSetting();
+int ThreadsToUse();
+
 // Runs run(context, worker) on up to so many threads at once, worker 0 on the calling one, and returns when all are
 // done. Answers how many ran: a thread that does not start means fewer.
 int RunOnThreads(int numThreads, void (*run)(void* context, int worker), void* context);

@@ -334,9 +334,10 @@ TEST_F(ArgumentsTest, BadEnvironmentsAreFramed) {
 // The tables of calls and this list together name every export that takes a handle.
 TEST_F(ArgumentsTest, EveryExportIsTried) {
   std::set<std::string> tried = {
-      "AddNodeToList_bn",      "SetNthNode_bn",  "FreeNodeList_bn",       "AbsorbNodes_bn",      "NewBravicEnviron_bn",
-      "InitBravic_bn",         "CloseBravic_bn", "GetBravicVersion_bn",   "ArgumentChecking_ns", "HasGUI_ns",
-      "HasUserInteraction_ns", "HasFileIO_ns",   "HasUserInterpreter_ns", "ShowProgress_ns",     "HaltOnInterrupt_ns"};
+      "AddNodeToList_bn",      "SetNthNode_bn",   "FreeNodeList_bn",       "AbsorbNodes_bn",
+      "NewBravicEnviron_bn",   "InitBravic_bn",   "CloseBravic_bn",        "GetBravicVersion_bn",
+      "ArgumentChecking_ns",   "HasGUI_ns",       "HasUserInteraction_ns", "HasFileIO_ns",
+      "HasUserInterpreter_ns", "ShowProgress_ns", "HaltOnInterrupt_ns",    "SetThreads_ns"};
   const auto add = [&](const auto&... calls) {
     (std::for_each(calls.begin(), calls.end(), [&](const auto& call) { tried.insert(call.name); }), ...);
   };

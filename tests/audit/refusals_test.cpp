@@ -137,6 +137,7 @@ TEST_F(RefusalsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return Say(ArgumentChecking_ns(27, env)); }, "5529 ArgumentChecking_ns setting 27 -1 23 26", "-1"},
       {[&] { return Say(ShowProgress_ns(-2, env)); }, "5533 ShowProgress_ns setting -2 -1 0 1", "-1"},
       {[&] { return Say(HaltOnInterrupt_ns(2, env)); }, "2452 HaltOnInterrupt_ns setting 2 -1 0 1", "-1"},
+      {[&] { return Say(SetThreads_ns(-2, env)); }, "2453 SetThreads_ns numthreads -2 -1 0 256", "-1"},
       {[&] { return Say(FileNamed_ns("", env)); }, "5537 FileNamed_ns", "NULL"},
       {[&] { return Say(FileNamed_ns(nullptr, env)); }, "5537 FileNamed_ns", "NULL"},
   };

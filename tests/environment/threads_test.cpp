@@ -1,7 +1,6 @@
 #include "Win_Face/Threads.h"
 
 #include <atomic>
-#include <csignal>
 #include <vector>
 
 #include "support/test.h"
@@ -41,6 +40,13 @@ TEST(Threads, RunAtOnceAndAreAllDoneOnReturn) {
   }
   Workers workers;
   EXPECT_EQ(RunOnThreads(MOST_THREADS + 1, Meet, &workers), MOST_THREADS);
+}
+
+TEST(Threads, AsManyAsTheHostAllows) {
+  for (const int allowed : {3, 0, 1}) {
+    *ThreadsSetting() = allowed;
+    EXPECT_EQ(ThreadsToUse(), allowed > 0 ? allowed : NumProcessors());
+  }
 }
 
 TEST(Threads, ThatDoNotStartMeanFewer) {
