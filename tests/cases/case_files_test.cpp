@@ -1,7 +1,11 @@
 // Case files: what is written, what is read back, what is refused with which words.
 #if defined(__linux__)
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
+
+#include <chrono>
+#include <thread>
 
 #include "Basic/OutputChannel.h"
 #include "support/mutated.h"
@@ -352,7 +356,90 @@ TEST_F(CaseFiles, AreNotWrittenWhereTheyCannotBe) {
   EXPECT_EQ(Text(), "");
 }
 
+// So that a change made from now on shows in the file's time.
+void LetTimePass() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+}
+
+// A specification that has read a file before answers, after any change of file or net, what a new one does.
+TEST_F(CaseFiles, AreReadAsTheyStandNow) {
+  const std::vector<const char*> names = {"deep", "wide", "tall"};
+  Random random(1313);
+  std::vector<long> starts;
+  const auto rewrite = [&](int numRows) {
+    std::string text = std::string(INDICATOR) + "IDnum\tNamed\tLeveled\tReal\n";
+    starts.clear();
+    for (int i = 0; i < numRows; ++i) {
+      starts.push_back(long(text.size()));
+      text += std::to_string(random.Below(10)) + "\t" + random.Pick(names) + "\t1\t2\n";
+    }
+    Put(text);
+  };
+  const auto outcome = [&](filespec_ns through, long position, nodelist_bn nodes) {
+    long id = -2;
+    ReadCase_bn(&position, through, nodes, &id, nullptr);
+    return std::to_string(position) + " " + std::to_string(id) + " " + Findings();
+  };
+  nodelist_bn few = List({named});
+  std::size_t next = 0;  // the row after the one last read
+  for (int round = 0; round < 10; ++round) {
+    rewrite(6);
+    LetTimePass();
+    for (int step = 0; step < 40; ++step) {
+      SCOPED_TRACE(std::to_string(round) + "." + std::to_string(step));
+      if (random.Chance(0.05)) rewrite(random.Between(3, 6));
+      if (random.Chance(0.1)) SetNodeStateName_bn(named, random.Below(3), random.Pick(names));
+      if (random.Chance(0.05)) SetNodeStateName_bn(named, 0, "deep"), UndoLastChange_bn(net.get());
+      if (random.Chance(0.1)) SetNodeName_bn(real, random.Chance(0.5) ? "Real" : "Other");
+      ClearErrors_ns(env, 6);
+      const bool goesOn = step > 0 && next < starts.size() && random.Chance(0.7);
+      if (!goesOn) next = std::size_t(random.Below(int(starts.size())));
+      nodelist_bn nodes = random.Chance(0.9) ? all : few;
+      filespec_ns other = FileNamed_ns(Path().c_str(), env);
+      const std::string now = outcome(file, goesOn ? NEXT_CASE : starts[next], nodes);
+      EXPECT_EQ(now, outcome(other, starts[next], nodes));
+      FreeFileSpec_ns(other);
+      ++next;
+    }
+  }
+  ClearErrors_ns(env, 6);
+  FreeNodeList_bn(few);
+}
+
 #if defined(__linux__)
+// The rows that were read with the last one are answered from memory, and the file is opened for those after them.
+TEST_F(CaseFiles, AreNotOpenedForEachRow) {
+  std::string text = std::string(INDICATOR) + "IDnum\tNamed\tNumbered\n";
+  const std::size_t head = text.size();
+  constexpr int NUM_ROWS = 20000;
+  for (int i = 0; i < NUM_ROWS; ++i) text += std::to_string(10000 + i) + "\t*\t" + std::to_string(i % 3) + "\n";
+  Put(text);
+  LetTimePass();
+  EXPECT_EQ(Read(FIRST_CASE), long(head));
+  rlimit limit, none;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  none = limit;
+  none.rlim_cur = 0;
+  int numOpenings = 0;
+  for (int i = 1; i < NUM_ROWS; ++i) {
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    long position = NEXT_CASE, id = -1;
+    ReadCase_bn(&position, file, all, &id, nullptr);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    if (!Reports(5).empty()) {
+      ++numOpenings;
+      position = NEXT_CASE;
+      ReadCase_bn(&position, file, all, &id, nullptr);
+    }
+    ASSERT_EQ(id, 10000 + i);
+    ASSERT_EQ(GetNodeFinding_bn(numbered), i % 3);
+  }
+  EXPECT_EQ(Complaints(), "");
+  EXPECT_GT(numOpenings, 1);
+  EXPECT_LT(numOpenings, 10);
+  EXPECT_EQ(Read(NEXT_CASE), NO_MORE_CASES);
+}
+
 // What can be read only once is read from its start alone, and has its lines counted all the same.
 TEST_F(CaseFiles, MayComeThroughAPipe) {
   int ends[2];

@@ -1,13 +1,15 @@
 #include "Bn/files/CaseFile.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <filesystem>
 
 #include "Basic/Text.h"
 #include "Bn/compiled/Beliefs.h"
 #include "Bn/compiled/Findings.h"
-#include "Bn/files/CaseReader.h"
 #include "Bn/files/CaseWriter.h"
+#include "Bn/files/KeptReader.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Platform.h"
 
@@ -15,14 +17,19 @@ namespace bravic {
 
 namespace {
 
+// Bytes read at a time where cases are asked for one by one: a few hundred of them, and not many more than one where
+// they are read in any order.
+constexpr std::size_t SINGLE_CASE_BLOCK = 64 * 1024;
+
 void RememberCaseFile(net_bn net, const char* name) {
+  if (EqualText(net->casefilename, name)) return;
   char* copy = DupText(name);
   Free(net->casefilename);
   net->casefilename = copy;
 }
 
 // A row that was not written whole is taken away again; a file that was to be new is left empty.
-void TakeBack(const char* filename, long length) {
+void TakeBack(const char* filename, long long length) {
   std::error_code ignored;
   std::filesystem::resize_file(filename, length, ignored);
 }
@@ -30,6 +37,7 @@ void TakeBack(const char* filename, long length) {
 }  // namespace
 
 long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double freq) {
+  DropKept(file);
   CasePlan plan;
   if (Failure failure = PlanCases(file->name, nodes, true, id != -1, freq != -1, &plan)) {
     Post(std::move(failure));
@@ -55,27 +63,29 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
     return -1;
   }
   if (!nodes.empty()) RememberCaseFile(nodes[0]->innet, file->name);
-  return plan.append ? plan.position : writer.HeaderLength();
+  return plan.append ? static_cast<long>(std::min<long long>(plan.position, LONG_MAX)) : writer.HeaderLength();
 }
 
 namespace {
 
 Failure CouldntMove(filespec_ns file, long position) {
   const ShownPath path(file->name);
-  if (position == NEXT_CASE) return Fail(CANT_MOVE_TO_NEXT_CASE, path.text, file->nextCase);
+  if (position == NEXT_CASE) return Fail(CANT_MOVE_TO_NEXT_CASE, path.text, static_cast<long>(file->nextCase));
   return Fail(NO_CASE_AT_POSITION, path.text, position);
 }
 
 // Goes to where the row to read begins.
 Failure MoveToCase(CaseReader& reader, filespec_ns file, long position) {
   if (position == NO_MORE_CASES) return Fail(NO_MORE_CASES_PASSED, ShownPath(file->name).text);
-  if (position == FIRST_CASE || (position == NEXT_CASE && file->nextCase < 0)) return nullptr;
+  // A new reader is there already, which a pipe's must be.
+  if (position == FIRST_CASE) return nullptr;
+  if (position == NEXT_CASE && file->nextCase < 0) return reader.SeekFirst() ? nullptr : CouldntMove(file, position);
   return reader.Seek(position == NEXT_CASE ? file->nextCase : position) ? nullptr : CouldntMove(file, position);
 }
 
 // Of a walk through a file: the first row with such entries is told, what came after it at the end of the file.
 void WarnOfUnknown(const CaseReader& reader, filespec_ns file, bool atEnd) {
-  if (atEnd && file->numUntold > 0) Post(reader.Prefixed(Fail(MORE_UNKNOWN_STATES, file->numUntold)));
+  if (atEnd && file->numUntold > 0) Post(AboutCases(file->name, Fail(MORE_UNKNOWN_STATES, file->numUntold)));
   if (atEnd) file->numUntold = 0;
   if (reader.NumUnknown() == 0) return;
   if (file->toldUnknown)
@@ -83,6 +93,18 @@ void WarnOfUnknown(const CaseReader& reader, filespec_ns file, bool atEnd) {
   else
     Post(reader.WarningOfUnknown());
   file->toldUnknown = true;
+}
+
+// A walk from the file's first row on is told again what of the file fits nothing.
+void BeginWalk(filespec_ns file, bool isFirst, bool isElsewhere) {
+  if (isFirst) {
+    DropKept(file);
+    file->toldColumns = false;
+  }
+  if (isElsewhere) {
+    file->toldUnknown = false;
+    file->numUntold = 0;
+  }
 }
 
 // The row in place of the net's findings. Without a row the nodes' own are cleared.
@@ -108,38 +130,38 @@ void EnterRow(net_bn net, std::span<const node_bn> nodes, const CaseRow* row) {
 void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, long* id, double* freq) {
   net_bn net = nodes.empty() ? nullptr : nodes[0]->innet;
   const long from = position ? *position : long{FIRST_CASE};
-  if (from == FIRST_CASE) file->toldColumns = false;
-  if (from != NEXT_CASE) {
-    file->toldUnknown = false;
-    file->numUntold = 0;
-  }
+  BeginWalk(file, from == FIRST_CASE, from != NEXT_CASE);
   // Where a pipe could only wait for more, nothing is opened.
   if ((from >= 0 || (from == NEXT_CASE && file->nextCase >= 0)) && KindOfFile(file->name) == FileKind::Other) {
     Post(CouldntMove(file, from));
     return;
   }
-  CaseReader reader;
-  reader.warnsOfColumns = !file->toldColumns;
-  Failure failure = reader.Open(file->name, net, nodes);
-  if (!failure) failure = reader.Prefixed(MoveToCase(reader, file, from));
+  CaseReader* reader = nullptr;
+  Failure failure = TakeReader(file, net, nodes, SINGLE_CASE_BLOCK, &reader);
+  if (!failure) failure = AboutCases(file->name, MoveToCase(*reader, file, from));
   if (failure) {
+    DropKept(file);
     Post(std::move(failure));
     return;
   }
-  file->toldColumns = true;
-  CaseRow row;
-  row.states.resize(nodes.size());
-  row.values.resize(nodes.size());
-  const CaseReader::Result result = reader.Next(&row);
-  reader.Close();
+  Vector<statetype> states(nodes.size());
+  Vector<double> values(nodes.size());
+  CaseRow row = {states.data(), values.data()};
+  const CaseReader::Result result = reader->Next(&row, &failure);
   const bool isRow = result == CaseReader::Result::Row, atEnd = result == CaseReader::Result::End;
+  if (failure) Post(std::move(failure));
+  reader->Close();
   if (net) EnterRow(net, nodes, isRow ? &row : nullptr);
-  if (isRow || atEnd) WarnOfUnknown(reader, file, atEnd);
+  if (isRow || atEnd) WarnOfUnknown(*reader, file, atEnd);
+  if (isRow) {
+    if (position && *position < 0 && reader->RowStart() <= LONG_MAX) *position = static_cast<long>(reader->RowStart());
+    file->nextCase = reader->Position();
+  } else {
+    DropKept(file);
+  }
   if (atEnd && position) *position = NO_MORE_CASES;
-  if (atEnd && !position) Post(reader.Prefixed(Fail(FILE_HAS_NO_CASES, ShownPath(file->name).text)));
+  if (atEnd && !position) Post(AboutCases(file->name, Fail(FILE_HAS_NO_CASES, ShownPath(file->name).text)));
   if (!isRow) return;
-  if (position && *position < 0) *position = reader.RowStart();
-  file->nextCase = reader.Position();
   if (net) RememberCaseFile(net, file->name);
   if (id) *id = row.id;
   if (freq) *freq = row.freq;
