@@ -406,6 +406,85 @@ TEST_F(CaseFiles, AreReadAsTheyStandNow) {
   FreeNodeList_bn(few);
 }
 
+// Blocks of any size hold what the rows hold that are read one by one.
+TEST_F(CaseFiles, AreReadInBlocks) {
+  const std::vector<std::vector<const char*>> entries = {{"low", "medium", "high", "*", "", "#1", "Low"},
+                                                         {"0", "2", "#1", "*", "@"},
+                                                         {"1", "4", "#2", "*"},
+                                                         {"few", "many", "100", ""},
+                                                         {"0.5", "5", "#0", "*"},
+                                                         {"-1", "*"}};
+  Random random(2026);
+  std::string text =
+      std::string(INDICATOR) + "NumCases\tNamed\tNumbered\tLeveled\tStranger\tBoth\tRanged\tReal\tIDnum\r\n";
+  constexpr int NUM_ROWS = 500;
+  for (int i = 0; i < NUM_ROWS; ++i) {
+    text += std::to_string(random.Below(4)) + ".5";
+    for (std::size_t k = 0; k < entries.size(); ++k)
+      text += (k == 3 ? "\tx\t" : "\t") + std::string(random.Pick(entries[k]));
+    text += "\t" + std::to_string(i) + (random.Chance(0.1) ? "\t\r\n\r\n// between\r\n" : "\r\n");
+  }
+  Put(text);
+  const int numnodes = LengthNodeList_bn(all);
+  std::vector<statetype> states(std::size_t(NUM_ROWS * numnodes), 99);
+  std::vector<long> ids(NUM_ROWS, 99);
+  std::vector<double> freqs(NUM_ROWS, 99);
+  double position = 0;
+  long numRead = 0;
+  for (long got = 1; got > 0; numRead += got) {
+    const long room = std::min<long>(random.Below(100) + 1, NUM_ROWS + 1 - numRead);
+    states.resize(std::size_t((numRead + room) * numnodes));
+    ids.resize(std::size_t(numRead + room));
+    freqs.resize(std::size_t(numRead + room));
+    got = ReadCaseStates_bn(file, all, &position, room, &states[std::size_t(numRead * numnodes)],
+                            &ids[std::size_t(numRead)], &freqs[std::size_t(numRead)]);
+  }
+  EXPECT_EQ(numRead, NUM_ROWS);
+  EXPECT_EQ(Findings(), "- - - - - -");
+  const std::string complaints = Complaints();
+  EXPECT_EQ(complaints.find("4 2472 ReadCaseStates_bn cases.cas Test 1; 4 2473 ReadCaseStates_bn "), 0u) << complaints;
+  EXPECT_NE(complaints.rfind("4 2473"), complaints.find("4 2473"));  // the last: how many came after the first
+  filespec_ns other = FileNamed_ns(Path().c_str(), env);
+  for (int i = 0; i < NUM_ROWS; ++i) {
+    SCOPED_TRACE(i);
+    long at = i == 0 ? FIRST_CASE : NEXT_CASE, id = -2;
+    double freq = -2;
+    ReadCase_bn(&at, other, all, &id, &freq);
+    ASSERT_EQ(ids[std::size_t(i)], id);
+    ASSERT_EQ(freqs[std::size_t(i)], freq);
+    for (int k = 0; k < numnodes; ++k) {
+      node_bn node = NthNode_bn(all, k);
+      const statetype state = NumStates(node) > 0 && GetNodeFinding_bn(node) >= 0 ? GetNodeFinding_bn(node) : -3;
+      ASSERT_EQ(states[std::size_t(i * numnodes + k)], state) << GetNodeName_bn(node);
+    }
+  }
+  FreeFileSpec_ns(other);
+  ClearErrors_ns(env, 6);
+}
+
+// The rows before a bad one are answered, and the call after the one that refuses it goes on behind it.
+TEST_F(CaseFiles, AreReadInBlocksUpToBadRows) {
+  Put(std::string(INDICATOR) + "Named\nlow\nhigh\nlow\tlow\nmedium\n");
+  statetype states[8];
+  double position = 0;
+  nodelist_bn one = List({named});
+  const auto read = [&](long room) {
+    const long got = ReadCaseStates_bn(file, one, &position, room, states, nullptr, nullptr);
+    return std::to_string(got) + " " + std::to_string(int(position)) + " " + Complaints();
+  };
+  EXPECT_EQ(read(0), "0 0 ");
+  EXPECT_EQ(read(8), "2 34 ");
+  EXPECT_EQ(states[1], 2);
+  EXPECT_EQ(read(8), "-1 42 5 2087 ReadCaseStates_bn cases.cas 6 cases.cas");
+  EXPECT_EQ(read(8), "1 49 ");
+  EXPECT_EQ(states[0], 1);
+  EXPECT_EQ(read(8), "0 49 ");
+  EXPECT_EQ(Read(NEXT_CASE), NO_MORE_CASES);
+  position = 30;
+  EXPECT_EQ(read(8), "-1 30 5 2273 ReadCaseStates_bn cases.cas cases.cas 30");
+  FreeNodeList_bn(one);
+}
+
 #if defined(__linux__)
 // The rows that were read with the last one are answered from memory, and the file is opened for those after them.
 TEST_F(CaseFiles, AreNotOpenedForEachRow) {

@@ -11,6 +11,7 @@
 #include "Bn/files/CaseWriter.h"
 #include "Bn/files/KeptReader.h"
 #include "Bn/model/Undo.h"
+#include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
 
 namespace bravic {
@@ -83,16 +84,18 @@ Failure MoveToCase(CaseReader& reader, filespec_ns file, long position) {
   return reader.Seek(position == NEXT_CASE ? file->nextCase : position) ? nullptr : CouldntMove(file, position);
 }
 
-// Of a walk through a file: the first row with such entries is told, what came after it at the end of the file.
+// Of a walk through a file: the first entries of that kind are told when they come, the others at its end.
 void WarnOfUnknown(const CaseReader& reader, filespec_ns file, bool atEnd) {
-  if (atEnd && file->numUntold > 0) Post(AboutCases(file->name, Fail(MORE_UNKNOWN_STATES, file->numUntold)));
-  if (atEnd) file->numUntold = 0;
-  if (reader.NumUnknown() == 0) return;
-  if (file->toldUnknown)
-    file->numUntold += reader.NumUnknown();
-  else
-    Post(reader.WarningOfUnknown());
-  file->toldUnknown = true;
+  if (reader.NumUnknown() > 0) {
+    if (file->toldUnknown)
+      file->numUntold += reader.NumUnknown();
+    else
+      Post(reader.WarningOfUnknown());
+    file->toldUnknown = true;
+  }
+  if (!atEnd) return;
+  if (file->numUntold > 0) Post(AboutCases(file->name, Fail(MORE_UNKNOWN_STATES, file->numUntold)));
+  file->numUntold = 0;
 }
 
 // A walk from the file's first row on is told again what of the file fits nothing.
@@ -165,6 +168,73 @@ void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, 
   if (net) RememberCaseFile(net, file->name);
   if (id) *id = row.id;
   if (freq) *freq = row.freq;
+}
+
+namespace {
+
+constexpr long ROWS_BETWEEN_LOOKS = 1024;
+constexpr double ENTRY_WORK = 5;  // nanoseconds, about, to read one
+
+// Fills the block, as far as there are rows. Answers how the last attempt at one ended; *end: where the last row does.
+CaseReader::Result FillBlock(CaseReader& reader, const CaseBlock& block, int numnodes, long* numcases, long long* end,
+                             Failure* failure) {
+  LongWork work("Reading cases", 0, Showing::Always);
+  for (long& i = *numcases; i < block.maxcases; ++i) {
+    if (i % ROWS_BETWEEN_LOOKS == 0) {
+      work.SetShare(reader.ShareRead());
+      if (work.Halts(ROWS_BETWEEN_LOOKS * ENTRY_WORK * (numnodes + 1))) {
+        *failure = FailHalted();
+        return CaseReader::Result::Lost;
+      }
+    }
+    CaseRow row = {block.states + static_cast<std::size_t>(i) * numnodes};
+    const CaseReader::Result result = reader.Next(&row, failure);
+    if (result != CaseReader::Result::Row) return result;
+    *end = reader.Position();
+    if (block.ids) block.ids[i] = row.id;
+    if (block.freqs) block.freqs[i] = row.freq;
+  }
+  return CaseReader::Result::Row;
+}
+
+// Goes to where the block begins.
+Failure MoveToBlock(CaseReader& reader, filespec_ns file, long long position) {
+  if (position == 0 || reader.Seek(position)) return nullptr;  // a new reader is at the first row
+  return AboutCases(file->name, CouldntMove(file, static_cast<long>(position)));
+}
+
+}  // namespace
+
+long ReadCaseStates(filespec_ns file, std::span<const node_bn> nodes, const CaseBlock& block) {
+  const auto from = static_cast<long long>(*block.position);
+  BeginWalk(file, from == 0, from != file->nextCase);
+  if (from > 0 && KindOfFile(file->name) == FileKind::Other) {
+    Post(CouldntMove(file, static_cast<long>(from)));
+    return -1;
+  }
+  CaseReader* reader = nullptr;
+  Failure failure = TakeReader(file, nodes.empty() ? nullptr : nodes[0]->innet, nodes, CASE_BLOCK, &reader);
+  if (!failure) failure = MoveToBlock(*reader, file, from);
+  long numcases = 0;
+  auto result = CaseReader::Result::Lost;
+  long long end = from;
+  if (!failure) result = FillBlock(*reader, block, Count(nodes), &numcases, &end, &failure);
+  // A bad row that others came before is left to the next call.
+  const bool isBad = result == CaseReader::Result::Bad && numcases == 0;
+  const bool isLost = result == CaseReader::Result::Lost;
+  if (isBad) end = reader->Position();
+  if (isBad || isLost) {
+    Post(std::move(failure));
+  } else {
+    WarnOfUnknown(*reader, file, result == CaseReader::Result::End);
+  }
+  if (!isLost) *block.position = static_cast<double>(end);
+  if (numcases > 0 && !isLost) file->nextCase = end;
+  if (result == CaseReader::Result::Row)
+    reader->Close();
+  else
+    DropKept(file);
+  return isBad || isLost ? -1 : numcases;
 }
 
 }  // namespace bravic

@@ -214,9 +214,13 @@ CaseReader::Result CaseReader::Next(CaseRow* row, Failure* failure) {
   bool found;
   while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
   if (!found && !lines_.HasTrouble()) return Result::End;
+  if (!found) {
+    *failure = AboutCases(filename_, lines_.TakeTrouble());
+    return Result::Lost;
+  }
   rowStart_ = Position();
   // A bad row is consumed like a good one: reading goes on with the next.
-  *failure = AboutCases(filename_, found ? ReadRow(row) : lines_.TakeTrouble());
+  *failure = AboutCases(filename_, ReadRow(row));
   lines_.Consume();
   return *failure ? Result::Bad : Result::Row;
 }

@@ -24,7 +24,8 @@ class CaseReader {
   void Close() { lines_.Close(); }  // for a while: reading on opens the file again
   bool IsCurrent() const { return lines_.IsCurrent(); }
 
-  enum class Result { Row, End, Bad };  // Bad: the row is refused, and *failure says why
+  // Bad: the row is refused; Lost: no more can be read, for lack of memory or of the file. *failure says why.
+  enum class Result { Row, End, Bad, Lost };
   Result Next(CaseRow* row, Failure* failure);
   bool Seek(long long position) { return lines_.Seek(position, head_.firstRow); }  // false when no row begins there
   bool SeekFirst() { return Seek(head_.firstRow); }
