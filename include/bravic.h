@@ -527,6 +527,24 @@ BRAVIC_API long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, lo
 BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum,
                                         double *freq);
 
+/* Reads rows of a case file into arrays, a block of them with each call: the way to read many. The net's findings are
+   neither looked at nor changed.
+   nodes: the columns wanted, each once. position: an offset in the file, 0 for its first row; receives the offset after
+   the last row read, for the next call. (A double, which is exact for files of any size.) maxcases: how many rows the
+   arrays have room for. states [maxcases x number of nodes]: of each row the nodes' states; UNDEF_STATE for an entry
+   that is missing, names no state or has no state of its own (a value of a continuous node without intervals). idnums,
+   freqs [maxcases]: the rows'; -1 where there are none; may be NULL.
+   Answers the number of rows read, 0 at the end of the file; -1 on failure. Rows before a bad one (2083, 2085, 2087,
+   2088, 2118, 2185) are answered; the next call then fails, and *position is behind the bad row. On other failures it
+   stays as it was (2114 to 2117, 2080, 2081, 2121, 2470, 2471; 2273 no row begins there; 2488 to 2491 the arguments).
+   In a loop:
+
+     double position = 0;
+     long n;
+     while ((n = ReadCaseStates_bn(file, nodes, &position, 1000, states, NULL, NULL)) > 0) ... */
+BRAVIC_API long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double *position, long maxcases,
+                                              statetype *states, long *idnums, double *freqs);
+
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
    learns one case. A node without a table of probabilities starts from uniform rows, and so does one with a function
    table, which it loses. updating: 0 (5540). degree: the weight of the case; negative to unlearn it (5545).

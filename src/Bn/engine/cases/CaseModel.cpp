@@ -38,11 +38,15 @@ Vector<unsigned char> FindMattering(const CaseQuestion& question) {
   return matters;
 }
 
+// Many cases are to come, so that a smaller tree is worth a search.
+double BudgetOf(double cost) {
+  constexpr double WORTH_OF_ENTRY = 100;
+  return WORTH_OF_ENTRY * cost;
+}
+
 }  // namespace
 
 CaseModel::CaseModel(const CaseQuestion& question) {
-  // Nanoseconds that an entry is worth in looking for a better order: many cases are to come.
-  constexpr double WORTH_OF_ENTRY = 100;
   constexpr double MOST_ADDED = 32;  // entries, to save a message
   const Vector<unsigned char> matters = FindMattering(question);
   numberOf.assign(question.numstates.size(), -1);
@@ -64,7 +68,7 @@ CaseModel::CaseModel(const CaseQuestion& question) {
   table = [this, whole = question.table](int i) { return whole(nodes[i]); };
   const Graph moral = MoralGraph(parents, children);
   Order order = FindOrder(moral, numstates, nullptr);
-  if (Order quick = QuickOrder(moral, numstates, order.cost, WORTH_OF_ENTRY); !quick.nodes.empty())
+  if (Order quick = QuickOrder(moral, numstates, order.cost, BudgetOf); !quick.nodes.empty())
     order = std::move(quick);
   tree = MergeSmallCliques(BuildTree(moral, numstates, parents, order.nodes), MOST_ADDED);
 }
