@@ -37,6 +37,10 @@ inline constexpr double MESSAGE_ENTRY = 0.9;  // an entry of the clique passed o
 inline constexpr double FILL_ENTRY = 0.8;     // an entry of a potential that is still to be filled
 inline constexpr double LOOK = 20;            // to look at a clique on the way
 
+// Straight sweeps over small trees (StraightSweep.cpp).
+inline constexpr double STRAIGHT_CLIQUE = 60;  // both ways, beside its entries,
+inline constexpr double STRAIGHT_ENTRY = 0.5;  //   each of which is met by every neighbour
+
 // Single questions (Question.cpp).
 inline constexpr double QUESTION = 1000;          // to begin
 inline constexpr double RELEVANT_NODE = 45;       // to find a node that matters, and gather its tables
