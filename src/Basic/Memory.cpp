@@ -12,6 +12,9 @@ namespace bravic {
 
 char noObject, undefinedText;
 void* memoryReserve = nullptr;
+#ifndef NDEBUG
+thread_local bool memoryIsForbidden = false;
+#endif
 
 namespace {
 
@@ -103,8 +106,15 @@ Header* HeaderOf(void* block) {
   return static_cast<Header*>(block) - 1;
 }
 
+void CheckPermission() {
+#ifndef NDEBUG
+  if (memoryIsForbidden) std::abort();
+#endif
+}
+
 // One attempt, without recourse to the reserve.
 void* AskHeap(std::size_t nbytes, bool cleared) {
+  CheckPermission();
   if (Oversized(nbytes) || !HasRoomForOneMore() || GateRefuses(nbytes + sizeof(Header))) return nullptr;
   void* raw = cleared ? std::calloc(1, nbytes + sizeof(Header)) : std::malloc(nbytes + sizeof(Header));
   if (!raw) return nullptr;
@@ -119,6 +129,7 @@ void* AskHeap(std::size_t nbytes, bool cleared) {
 }
 
 void* AskHeapToResize(void* block, std::size_t slot, std::size_t nbytes) {
+  CheckPermission();
   if (Oversized(nbytes) || GateRefuses(nbytes + sizeof(Header))) return nullptr;
   const std::size_t oldSize = HeaderOf(block)->size;
   void* raw = std::realloc(HeaderOf(block), nbytes + sizeof(Header));
@@ -257,6 +268,7 @@ void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes) {
 
 void Free(void* block) {
   if (!block || block == Naddr()) return;
+  CheckPermission();
   const std::size_t slot = SlotOfLive(block);
   if (slot == numSlots) return;
   RemoveSlot(slot);
