@@ -119,9 +119,8 @@ struct Blocks {
 };
 
 // Adds what one table takes.
-void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks, int t, int numFactors, double* cost) {
+void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks, int t, bool isTarget, double* cost) {
   constexpr double ALMOST_ALL = 0.999;
-  const bool isTarget = t > numFactors;
   const int* strides = merged.Strides(t);
   const double length = split.rowLength, rows = split.numRows;
   Kind kind = KindOf(merged, t, split, isTarget);
@@ -156,10 +155,12 @@ void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks
   }
 }
 
-double Estimate(const Merged& merged, int numFactors, const Split& split) {
+// Tables [0, numFactors] are factors and [firstTarget, numTables) targets; some may be both.
+double Estimate(const Merged& merged, int numFactors, int firstTarget, const Split& split) {
   const Blocks blocks(merged, split);
   double cost = cost::PLAN_RUN + blocks.count * (cost::BLOCK + split.numRows * blocks.perRow);
-  for (int t = 0; t < merged.numTables; ++t) AddTableCost(merged, split, blocks, t, numFactors, &cost);
+  for (int t = 0; t <= numFactors; ++t) AddTableCost(merged, split, blocks, t, false, &cost);
+  for (int t = firstTarget; t < merged.numTables; ++t) AddTableCost(merged, split, blocks, t, true, &cost);
   return cost;
 }
 
@@ -180,11 +181,11 @@ void ConsiderBlocks(const Merged& merged, Split split, Consider consider) {
 }
 
 // Tries every number of axes that makes rows long enough, and keeps the cheapest.
-Split ChooseSplit(const Merged& merged, int numFactors) {
+Split ChooseSplit(const Merged& merged, int numFactors, int firstTarget) {
   Split best;
   best.cost = -1;
   auto consider = [&](Split split) {
-    split.cost = Estimate(merged, numFactors, split);
+    split.cost = Estimate(merged, numFactors, firstTarget, split);
     if (best.cost < 0 || split.cost < best.cost) best = split;
   };
   int length = 1;
@@ -336,16 +337,16 @@ void ChooseSlices(const Merged& merged, PassPlan* plan) {
 
 }  // namespace
 
-double PlanCost(const PassShape& shape) {
+double SweepCost(const PassShape& shape) {
   Merged merged;
   Merge(shape, &merged);
-  return ChooseSplit(merged, shape.numFactors).cost;
+  return ChooseSplit(merged, shape.numFactors, 1).cost;
 }
 
 void MakePlan(const PassShape& shape, PassPlan* plan) {
   Merged merged;
   Merge(shape, &merged);
-  Split split = ChooseSplit(merged, shape.numFactors);
+  Split split = ChooseSplit(merged, shape.numFactors, shape.numFactors + 1);
   plan->tailRows = split.numRows;
   if (split.cut) {
     const int rest = merged.sizes[split.block - 1] - (split.parts - 1) * split.cut;
