@@ -59,6 +59,9 @@ inline constexpr double MAKE_MODEL_NODE = 8000;               // to make one, by
 inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
+// Threads (TreeWork.cpp, SharedTree.cpp). Work is worth several from so many entries on, and comes in tasks of so many.
+inline constexpr double ENTRIES_WORTH_THREADS = 400000, ENTRIES_OF_A_TASK = 16384;
+
 // Orders and trees.
 inline constexpr double GREEDY_NODE = 300,
                         GREEDY_LOOK = 3;          // a greedy run, by nodes and by looks at neighbours (GreedyRun.h)
