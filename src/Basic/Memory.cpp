@@ -7,6 +7,7 @@
 
 #include "Basic/Errors.h"
 #include "Basic/Format.h"
+#include "Basic/SmallBlocks.h"
 
 namespace bravic {
 
@@ -15,12 +16,19 @@ void* memoryReserve = nullptr;
 
 namespace {
 
-// Ahead of every block. The spare word keeps the caller's bytes aligned to 8.
-struct Header {
-  std::uint32_t size;
-  std::uint32_t spare;
-};
-static_assert(sizeof(Header) == 8);
+// Address checkers see every block where each comes from the heap by itself.
+#if defined(__SANITIZE_ADDRESS__)
+#define BRAVIC_ADDRESS_CHECKED
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define BRAVIC_ADDRESS_CHECKED
+#endif
+#endif
+#ifdef BRAVIC_ADDRESS_CHECKED
+constexpr bool CUTS_SMALL_BLOCKS = false;
+#else
+constexpr bool CUTS_SMALL_BLOCKS = true;
+#endif
 
 constexpr std::size_t MIN_SLOTS = 1024;
 
@@ -29,11 +37,15 @@ int memoryState = MEMORY_NORMAL;
 bool started = false;
 HeapGate heapGate = nullptr;
 
-// The live blocks: an open-addressing set of addresses in raw heap memory. It grows at half full; when it cannot
-// grow it goes on filling, and a block that finds it full is refused.
+SmallBlocks smallBlocks;
+constexpr std::uintptr_t CHUNK_BIT = 1;  // no block's address is odd
+
+// The live blocks but the small ones, and with CHUNK_BIT the chunks of those: an open-addressing set of addresses in
+// raw heap memory. It grows at half full; when it cannot grow it goes on filling, and a block that finds it full is
+// refused.
 std::uintptr_t* slots = nullptr;  // [numSlots], 0 is empty
 std::size_t numSlots = 0;         // a power of 2
-std::size_t numBlocks = 0;
+std::size_t numAddresses = 0;
 int slotShift = 0;  // 64 less the binary logarithm of numSlots
 
 bool GateRefuses(std::size_t nbytes) {
@@ -90,8 +102,8 @@ bool GrowRegistry() {
 
 // One slot always stays empty, so that every search ends.
 bool HasRoomForOneMore() {
-  if (numBlocks < numSlots / 2 || GrowRegistry()) return true;
-  return numBlocks + 1 < numSlots;
+  if (numAddresses < numSlots / 2 || GrowRegistry()) return true;
+  return numAddresses + 1 < numSlots;
 }
 
 bool Oversized(std::size_t nbytes) {
@@ -103,35 +115,100 @@ Header* HeaderOf(void* block) {
   return static_cast<Header*>(block) - 1;
 }
 
-// One attempt, without recourse to the reserve.
-void* AskHeap(std::size_t nbytes, bool cleared) {
-  if (Oversized(nbytes) || !HasRoomForOneMore() || GateRefuses(nbytes + sizeof(Header))) return nullptr;
+void* Enter(Header* header, std::size_t nbytes) {
+  header->size = static_cast<std::uint32_t>(nbytes);
+  memused += nbytes;
+  return header + 1;
+}
+
+// There must be room for an address. NULL when there is no memory for more small blocks.
+Header* TakeFromNewChunk(std::size_t nbytes) {
+  Chunk* added;
+  if (!smallBlocks.AddChunk(nbytes, &added)) return nullptr;
+  if (added) {
+    PutAddress(reinterpret_cast<std::uintptr_t>(added) | CHUNK_BIT);
+    ++numAddresses;
+  }
+  return smallBlocks.Take(nbytes);
+}
+
+// There must be room for an address.
+void* AskHeapForLarge(std::size_t nbytes, bool cleared) {
   void* raw = cleared ? std::calloc(1, nbytes + sizeof(Header)) : std::malloc(nbytes + sizeof(Header));
   if (!raw) return nullptr;
   Header* header = static_cast<Header*>(raw);
-  header->size = static_cast<std::uint32_t>(nbytes);
-  header->spare = 0;
-  void* block = header + 1;
-  PutAddress(reinterpret_cast<std::uintptr_t>(block));
-  ++numBlocks;
-  memused += nbytes;
-  return block;
+  header->state = 0;
+  PutAddress(reinterpret_cast<std::uintptr_t>(header + 1));
+  ++numAddresses;
+  return Enter(header, nbytes);
 }
 
-void* AskHeapToResize(void* block, std::size_t slot, std::size_t nbytes) {
+// One attempt, without recourse to the reserve.
+void* AskHeap(std::size_t nbytes, bool cleared) {
+  const std::size_t full = nbytes + sizeof(Header);
+  if (Oversized(nbytes) || GateRefuses(full)) return nullptr;
+  const bool isSmall = CUTS_SMALL_BLOCKS && SmallBlocks::Holds(full), isReady = isSmall && smallBlocks.HasRoom(full);
+  if (!isReady && !HasRoomForOneMore()) return nullptr;
+  Header* header = isReady ? smallBlocks.Take(full) : isSmall ? TakeFromNewChunk(full) : nullptr;
+  if (!header) return AskHeapForLarge(nbytes, cleared);
+  if (cleared) std::memset(header + 1, 0, nbytes);
+  return Enter(header, nbytes);
+}
+
+// Where a block is: in a chunk, or else in a slot of the registry.
+struct Place {
+  Chunk* chunk;      // NULL for a large block
+  std::size_t slot;  // of it
+  bool isLive;
+};
+
+Place Find(const void* block) {
+  const auto address = reinterpret_cast<std::uintptr_t>(block);
+  Chunk* chunk = ChunkAround(address);
+  if (FindAddress(reinterpret_cast<std::uintptr_t>(chunk) | CHUNK_BIT) != numSlots)
+    return {chunk, numSlots, IsLiveIn(chunk, address)};
+  const std::size_t slot = FindAddress(address);
+  return {nullptr, slot, slot != numSlots};
+}
+
+void GiveBack(const Place& place, Header* header) {
+  memused -= header->size;
+  if (place.chunk) {
+    smallBlocks.GiveBack(place.chunk, header);
+  } else {
+    RemoveSlot(place.slot);
+    --numAddresses;
+    std::free(header);
+  }
+}
+
+void* AskHeapToResizeSmall(const Place& place, Header* header, std::size_t nbytes) {
+  const std::size_t oldSize = header->size;
+  if (nbytes + sizeof(Header) <= place.chunk->stride) {
+    memused -= oldSize;
+    return Enter(header, nbytes);
+  }
+  void* moved = AskHeap(nbytes, false);
+  if (!moved) return nullptr;
+  std::memcpy(moved, header + 1, std::min(oldSize, nbytes));
+  GiveBack(place, header);
+  return moved;
+}
+
+void* AskHeapToResize(void* block, const Place& place, std::size_t nbytes) {
+  if (place.chunk) return AskHeapToResizeSmall(place, HeaderOf(block), nbytes);
   if (Oversized(nbytes) || GateRefuses(nbytes + sizeof(Header))) return nullptr;
   const std::size_t oldSize = HeaderOf(block)->size;
   void* raw = std::realloc(HeaderOf(block), nbytes + sizeof(Header));
   if (!raw) return nullptr;
   Header* header = static_cast<Header*>(raw);
-  header->size = static_cast<std::uint32_t>(nbytes);
-  memused = memused - oldSize + nbytes;
   const auto address = reinterpret_cast<std::uintptr_t>(header + 1);
-  if (slots[slot] != address) {
-    RemoveSlot(slot);
+  if (slots[place.slot] != address) {
+    RemoveSlot(place.slot);
     PutAddress(address);
   }
-  return header + 1;
+  memused -= oldSize;
+  return Enter(header, nbytes);
 }
 
 // Optional requests are for better times. Before accounting starts (a module used alone) there is no reserve to miss.
@@ -181,12 +258,12 @@ bool Product(std::size_t count, std::size_t size, std::size_t* nbytes) {
   return true;
 }
 
-// The registry's slot of a block passed in; numSlots, with a complaint, for what is none.
-std::size_t SlotOfLive(void* mp) {
-  if (!BRAVIC_ASSERT_TEXT(mp != UndefPtr(), "mp != UNDEF_PTR")) return numSlots;
-  const std::size_t slot = FindAddress(reinterpret_cast<std::uintptr_t>(mp));
-  if (slot == numSlots && started) AssertFailed(__FILE__, __LINE__, "IsLiveBlock(mp)");
-  return slot;
+// Where a block passed in is; with a complaint where it is none.
+Place FindLive(void* mp) {
+  if (!BRAVIC_ASSERT_TEXT(mp != UndefPtr(), "mp != UNDEF_PTR")) return {nullptr, numSlots, false};
+  const Place place = Find(mp);
+  if (!place.isLive && started) AssertFailed(__FILE__, __LINE__, "IsLiveBlock(mp)");
+  return place;
 }
 
 }  // namespace
@@ -216,10 +293,10 @@ void* Resize(void* block, std::size_t nbytes) {
     Free(block);
     return nullptr;
   }
-  const std::size_t slot = SlotOfLive(block);
-  if (slot == numSlots) return block;
-  if (void* moved = AskHeapToResize(block, slot, nbytes)) return moved;
-  return AskWithReserve(nbytes, LOW_MEMORY_TO_GROW, [=] { return AskHeapToResize(block, slot, nbytes); });
+  const Place place = FindLive(block);
+  if (!place.isLive) return block;
+  if (void* moved = AskHeapToResize(block, place, nbytes)) return moved;
+  return AskWithReserve(nbytes, LOW_MEMORY_TO_GROW, [=] { return AskHeapToResize(block, Find(block), nbytes); });
 }
 
 void* TryResize(void* block, std::size_t nbytes) {
@@ -232,9 +309,9 @@ void* TryResize(void* block, std::size_t nbytes) {
     Free(block);
     return nullptr;
   }
-  const std::size_t slot = SlotOfLive(block);
-  if (slot == numSlots) return block;
-  void* moved = AskHeapToResize(block, slot, nbytes);
+  const Place place = FindLive(block);
+  if (!place.isLive) return block;
+  void* moved = AskHeapToResize(block, place, nbytes);
   if (!moved) memoryState = MEMORY_RESIZE_FAILED;
   return moved;
 }
@@ -257,12 +334,9 @@ void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes) {
 
 void Free(void* block) {
   if (!block || block == Naddr()) return;
-  const std::size_t slot = SlotOfLive(block);
-  if (slot == numSlots) return;
-  RemoveSlot(slot);
-  --numBlocks;
-  memused -= HeaderOf(block)->size;
-  std::free(HeaderOf(block));
+  const Place place = FindLive(block);
+  if (!place.isLive) return;
+  GiveBack(place, HeaderOf(block));
   if (!memoryReserve && started) TakeReserve();
 }
 
@@ -273,7 +347,7 @@ std::size_t BlockSize(const void* block) {
 }
 
 bool IsLiveBlock(const void* block) {
-  return block && FindAddress(reinterpret_cast<std::uintptr_t>(block)) != numSlots;
+  return block && Find(block).isLive;
 }
 
 std::size_t MemoryUsed() {
@@ -300,11 +374,12 @@ void StopMemory() {
   started = false;
   GiveReserveBack();
   for (std::size_t i = 0; i < numSlots; ++i) {
-    if (slots[i]) std::free(HeaderOf(reinterpret_cast<void*>(slots[i])));
+    if (slots[i] && !(slots[i] & CHUNK_BIT)) std::free(HeaderOf(reinterpret_cast<void*>(slots[i])));
   }
+  smallBlocks.GiveAllBack();
   std::free(slots);
   slots = nullptr;
-  numSlots = numBlocks = 0;
+  numSlots = numAddresses = 0;
   memused = 0;
 }
 

@@ -340,7 +340,8 @@ TEST(Order, QuickOneBeatsItsLimitOrIsNone) {
     SCOPED_TRACE(round);
     const Model model = RandomModel(random, {4, 40, 2, 6, 4, 1e30, 0});
     const Compiled compiled(model);
-    const engine::Order quick = engine::QuickOrder(compiled.moral, model.numstates, compiled.order.cost, 1);
+    const engine::Order quick =
+        engine::QuickOrder(compiled.moral, model.numstates, compiled.order.cost, [](double cost) { return cost; });
     if (quick.nodes.empty()) continue;
     ++numBetter;
     EXPECT_EQ(std::set<int>(quick.nodes.begin(), quick.nodes.end()).size(), model.numstates.size());

@@ -6,6 +6,7 @@
 #include "Basic/Text.h"
 #include "Bn/compiled/CompileGraph.h"
 #include "Bn/compiled/CompiledNet.h"
+#include "Bn/engine/CostModel.h"
 #include "Bn/engine/SearchOrder.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Members.h"
@@ -53,10 +54,10 @@ bool FitsInTables(const engine::JunctionTree& tree) {
 // quickly found order whose tables are well smaller takes its place in computing.
 engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const CompileGraph& graph,
                                    const engine::Graph& moral) {
-  constexpr double ENTRIES_WORTH_SEARCHING = 16384, SHARE_WORTH_TAKING = 0.97, NANOSECONDS_AN_ENTRY = 0.25;
+  constexpr double ENTRIES_WORTH_SEARCHING = 16384, SHARE_WORTH_TAKING = 0.97;
   if (told.totalSize > ENTRIES_WORTH_SEARCHING) {
-    const engine::Order quick =
-        engine::QuickOrder(moral, graph.numstates, SHARE_WORTH_TAKING * told.totalSize, NANOSECONDS_AN_ENTRY);
+    const engine::Order quick = engine::QuickOrder(moral, graph.numstates, SHARE_WORTH_TAKING * told.totalSize,
+                                                   engine::cost::TreeWorthSearching);
     if (!quick.nodes.empty()) {
       const engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
       // Smaller altogether, it may still have a clique too large for a table.

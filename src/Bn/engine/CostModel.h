@@ -9,6 +9,8 @@
 // doubles, vector arithmetic in floats by a plan, and reading and dividing messages beside that in a whole sweep.
 #pragma once
 
+#include <algorithm>
+
 namespace bravic::engine::cost {
 
 // A pass by a plan (PassPlan.cpp). Blocks of rows are multiplied and summed a row of vectors at a time.
@@ -24,9 +26,9 @@ inline constexpr double LANE_ROW = 5, LANE_ENTRY = 1.2;         //   and rows wh
 inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread entries of a factor over a row
 // Smaller passes go entry by entry, in place of a plan, and those of the second size until they come again; in entries.
 inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
-// The order of axes is searched for in cliques of so many entries, trying one order for so many of them
-// (AxisOrder.cpp).
-inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, ENTRIES_PER_AXIS_ORDER = 400;
+// The order of axes is searched for in cliques of so many entries (AxisOrder.cpp), trying one order for so much of what
+// a pass over them takes.
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 5000;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
@@ -58,7 +60,19 @@ inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over on
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
 // Orders and trees.
-inline constexpr double GREEDY_NODE = 2000;       // a greedy run over the graph, by nodes (SearchOrder.cpp)
+inline constexpr double GREEDY_NODE = 300,
+                        GREEDY_LOOK = 3;          // a greedy run, by nodes and by looks at neighbours (GreedyRun.h)
 inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message takes beside its entries, in entries
+
+// Passes of case programs (PassMaker.cpp), in vector operations.
+inline constexpr double CASE_GROUP = 6, CASE_ROW = 4, CASE_ENTRY = 2;  // each, beside its tables:
+inline constexpr double CASE_FACTOR = 1, CASE_TARGET = 3;              //   a multiplication, a sum
+inline constexpr double CASE_OFFSET = 0.5;                             //   and where it stands
+
+// What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
+inline double TreeWorthSearching(double entries) {
+  constexpr double SHARE = 1e-8, MOST = 5e8;
+  return std::min(SHARE * entries * entries, MOST);
+}
 
 }  // namespace bravic::engine::cost

@@ -119,9 +119,8 @@ struct Blocks {
 };
 
 // Adds what one table takes.
-void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks, int t, int numFactors, double* cost) {
+void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks, int t, bool isTarget, double* cost) {
   constexpr double ALMOST_ALL = 0.999;
-  const bool isTarget = t > numFactors;
   const int* strides = merged.Strides(t);
   const double length = split.rowLength, rows = split.numRows;
   Kind kind = KindOf(merged, t, split, isTarget);
@@ -156,10 +155,12 @@ void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks
   }
 }
 
-double Estimate(const Merged& merged, int numFactors, const Split& split) {
+// Tables [0, numFactors] are factors and [firstTarget, numTables) targets; some may be both.
+double Estimate(const Merged& merged, int numFactors, int firstTarget, const Split& split) {
   const Blocks blocks(merged, split);
   double cost = cost::PLAN_RUN + blocks.count * (cost::BLOCK + split.numRows * blocks.perRow);
-  for (int t = 0; t < merged.numTables; ++t) AddTableCost(merged, split, blocks, t, numFactors, &cost);
+  for (int t = 0; t <= numFactors; ++t) AddTableCost(merged, split, blocks, t, false, &cost);
+  for (int t = firstTarget; t < merged.numTables; ++t) AddTableCost(merged, split, blocks, t, true, &cost);
   return cost;
 }
 
@@ -180,11 +181,11 @@ void ConsiderBlocks(const Merged& merged, Split split, Consider consider) {
 }
 
 // Tries every number of axes that makes rows long enough, and keeps the cheapest.
-Split ChooseSplit(const Merged& merged, int numFactors) {
+Split ChooseSplit(const Merged& merged, int numFactors, int firstTarget) {
   Split best;
   best.cost = -1;
   auto consider = [&](Split split) {
-    split.cost = Estimate(merged, numFactors, split);
+    split.cost = Estimate(merged, numFactors, firstTarget, split);
     if (best.cost < 0 || split.cost < best.cost) best = split;
   };
   int length = 1;
@@ -300,18 +301,52 @@ class TableMaker {
   PassPlan::Table& table_;
 };
 
+// The axis along which a large pass is sliced: one that gives many slices and that the large targets have.
+void ChooseSlices(const Merged& merged, PassPlan* plan) {
+  constexpr double SLICE_ENTRIES = 32768, SMALL_SHARE = 1.0 / 32;
+  double entries = 1;
+  for (int a = 0; a < merged.numAxes; ++a) entries *= merged.sizes[a];
+  plan->slicedAxis = -1;
+  plan->numSlices = 1;
+  plan->sumsApart = 0;
+  if (entries < 2 * SLICE_ENTRIES) return;
+  const int wanted = static_cast<int>(std::min(entries / SLICE_ENTRIES, 1e6)), first = plan->numFactors + 1;
+  auto sizeOf = [&](int t) {
+    double size = 1;
+    for (int a = 0; a < merged.numAxes; ++a)
+      if (merged.Strides(t)[a] != 0) size *= merged.sizes[a];
+    return size;
+  };
+  for (int a = 0; a < plan->numPrefix; ++a) {
+    const int length = (plan->prefixSizes[a] + wanted - 1) / wanted;
+    const int slices = (plan->prefixSizes[a] + length - 1) / length;
+    if (slices <= plan->numSlices) continue;
+    double apart = 0;
+    for (int t = first; t < merged.numTables; ++t) apart += merged.Strides(t)[a] == 0 ? sizeOf(t) : 0;
+    if (apart * slices > SMALL_SHARE * entries) continue;
+    plan->slicedAxis = a;
+    plan->numSlices = slices;
+    plan->sliceLength = length;
+  }
+  for (int t = first; t < merged.numTables && plan->numSlices > 1; ++t) {
+    if (merged.Strides(t)[plan->slicedAxis] != 0) continue;
+    plan->tables[t].apart = plan->sumsApart;
+    plan->sumsApart += static_cast<int>(sizeOf(t));
+  }
+}
+
 }  // namespace
 
-double PlanCost(const PassShape& shape) {
+double SweepCost(const PassShape& shape) {
   Merged merged;
   Merge(shape, &merged);
-  return ChooseSplit(merged, shape.numFactors).cost;
+  return ChooseSplit(merged, shape.numFactors, 1).cost;
 }
 
 void MakePlan(const PassShape& shape, PassPlan* plan) {
   Merged merged;
   Merge(shape, &merged);
-  Split split = ChooseSplit(merged, shape.numFactors);
+  Split split = ChooseSplit(merged, shape.numFactors, shape.numFactors + 1);
   plan->tailRows = split.numRows;
   if (split.cut) {
     const int rest = merged.sizes[split.block - 1] - (split.parts - 1) * split.cut;
@@ -332,11 +367,7 @@ void MakePlan(const PassShape& shape, PassPlan* plan) {
   plan->arena = plan->scales + RoundUp(split.numRows, WIDEST_VECTOR);
   for (int r = 0; r < split.numRows; ++r) plan->pool.push_back(r * split.paddedLength);
   for (int t = 0; t < merged.numTables; ++t) TableMaker(merged, split, t, t > shape.numFactors, plan).Make();
-  plan->at.resize(split.block);
-  plan->tableAt.resize(merged.numTables);
-  plan->foldRows.resize(merged.numTables);
-  plan->foldAt.resize(merged.numTables);
-  plan->pending.resize(merged.numTables);
+  ChooseSlices(merged, plan);
 }
 
 }  // namespace bravic::engine

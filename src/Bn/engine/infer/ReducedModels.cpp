@@ -49,7 +49,9 @@ bool ReducedModels::MakeTree(Model* model, double limit) {
   // The greedy order, or a quicker-found one where that makes smaller tables.
   const Graph moral = MoralGraph(model->parents, children);
   Order order = FindOrder(moral, model->numstates, nullptr);
-  if (Order quick = QuickOrder(moral, model->numstates, order.cost, 1); !quick.nodes.empty()) order = std::move(quick);
+  if (Order quick = QuickOrder(moral, model->numstates, order.cost, [](double cost) { return cost; });
+      !quick.nodes.empty())
+    order = std::move(quick);
   model->cost = cost::MODEL_ENTRY * order.cost + cost::MODEL_NODE * n;
   const bool isLarge = order.cost > SHARE_OF_TREE * structure_.tree->totalSize;
   if (model->cost > limit || (isLarge && mode_.way == Way::CHEAPEST)) return false;
