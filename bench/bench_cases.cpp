@@ -1,6 +1,6 @@
-// Times what is done with files of cases: learning every table of a net, drawing cases into a file. Beside learning
-// stands the rate at which the same file is merely read and split at its tabs, and beside each time a checksum of what
-// came out, which must not change between builds.
+// Times what is done with files of cases: learning every table of a net, reading rows one by one and in blocks, drawing
+// cases into a file. Beside these stands the rate at which the same file is merely read and split at its tabs, and
+// beside each time a checksum of what came out, which must not change between builds.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -78,6 +78,44 @@ void Learn(benchmark::State& state, const std::string& path, long numcases) {
   Report(state, subject, checksum);
 }
 
+// Each row as findings, and taken back by the next one.
+void ReadRows(benchmark::State& state, const std::string& path, long numcases) {
+  const Subject subject(path, numcases);
+  subject.Draw();
+  nodelist_bn nodes = GetNetNodes_bn(subject.net);
+  double checksum = 0;
+  for (auto _ : state) {
+    checksum = 0;
+    long position = FIRST_CASE;
+    for (;; position = NEXT_CASE) {
+      ReadCase_bn(&position, subject.cases, nodes, nullptr, nullptr);
+      if (position == NO_MORE_CASES) break;
+      checksum += GetNodeFinding_bn(NthNode_bn(nodes, 0)) + 1;
+    }
+    if (GetError_ns(env, 5, nullptr)) Fail(path);
+  }
+  Report(state, subject, checksum);
+}
+
+void ReadBlocks(benchmark::State& state, const std::string& path, long numcases) {
+  constexpr long BLOCK = 4096;
+  const Subject subject(path, numcases);
+  subject.Draw();
+  nodelist_bn nodes = GetNetNodes_bn(subject.net);
+  const auto numnodes = static_cast<std::size_t>(LengthNodeList_bn(nodes));
+  std::vector<statetype> states(BLOCK * numnodes);
+  double checksum = 0;
+  for (auto _ : state) {
+    checksum = 0;
+    double position = 0;
+    for (long got;
+         (got = ReadCaseStates_bn(subject.cases, nodes, &position, BLOCK, states.data(), nullptr, nullptr)) > 0;)
+      for (std::size_t i = 0; i < static_cast<std::size_t>(got); ++i) checksum += states[i * numnodes] + 1;
+    if (GetError_ns(env, 5, nullptr)) Fail(path);
+  }
+  Report(state, subject, checksum);
+}
+
 void ReadAndSplit(benchmark::State& state, const std::string& path, long numcases) {
   const Subject subject(path, numcases);
   subject.Draw();
@@ -103,7 +141,11 @@ void Register(const std::filesystem::path& path, long numcases) {
   const struct {
     const char* name;
     void (*run)(benchmark::State&, const std::string&, long);
-  } benches[] = {{"learn", Learn}, {"read_and_split", ReadAndSplit}, {"sample", Sample}};
+  } benches[] = {{"learn", Learn},
+                 {"read_rows", ReadRows},
+                 {"read_blocks", ReadBlocks},
+                 {"read_and_split", ReadAndSplit},
+                 {"sample", Sample}};
   for (const auto& bench : benches) {
     const std::string name = path.stem().string() + "/" + bench.name + "/" + std::to_string(numcases);
     benchmark::RegisterBenchmark(name.c_str(), [run = bench.run, file = path.string(),

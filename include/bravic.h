@@ -47,7 +47,7 @@
    Limits.    Names 30 characters, paths 4095, messages 511, a line of a case file 64 megabytes, the table of a clique
               fewer than 536,870,911 entries; else memory. Entries of tables, experience included, are floats: an
               experience of 16,777,216 grows no more by single cases, though those of one file are counted exactly.
-   Threads.   One environment and one calling thread at a time.
+   Threads.   One environment and one calling thread at a time. Inside a call several may work (SetThreads_ns).
    Spelling.  Every function is exported under its name here and under the same name in capitals. */
 #ifndef BRAVIC_H
 #define BRAVIC_H
@@ -463,6 +463,22 @@ BRAVIC_API void BRAVIC_CALL RetractAllFindings_bn(net_bn net);
    Valid until the net's findings, tables or structure change. */
 BRAVIC_API const probtype *BRAVIC_CALL GetNodeBeliefs_bn(node_bn node);
 
+/* Answers many cases of a compiled net at once, in a fraction of the time that entering them one by one takes. Each case
+   is a row of states; the net's own findings are left aside and stay as they are, and so does the mode of
+   SetNetFindMPE_bn.
+   observed: nodes of nature and decision nodes, each once; targets: nature nodes of the same net, each once. Either may
+   be empty. states [numcases x number of observed nodes]: state numbers, UNDEF_STATE where nothing is known; not NULL
+   unless nothing is observed. beliefs [numcases x sum of the targets' numbers of states]: of each case the targets'
+   probabilities given its states, target by target; or NULL. logprobs [numcases]: the natural logarithm of the
+   probability of each case's states; or NULL. A case that is impossible gets beliefs of 0 and -inf_dbl_ns.
+   The arrays are the host's and may not overlap. numthreads: how many threads to use, 0 for as many as there are
+   processors; the answers are the same bits for any number of them, and for the cases in any order.
+   Answers the number of impossible cases, or -1 on failure: 2077 (not compiled), 2480 to 2487 (the arguments; nothing
+   was written), 2009 (memory), 2450 (halted; some of the answers are written). */
+BRAVIC_API long BRAVIC_CALL BeliefsOfCases_bn(nodelist_bn observed, const statetype *states, long numcases,
+                                              nodelist_bn targets, probtype *beliefs, double *logprobs,
+                                              int numthreads);
+
 /* Answers 1 when the beliefs of the node's net are up to date, else 0. */
 BRAVIC_API int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node);
 
@@ -510,6 +526,24 @@ BRAVIC_API long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, lo
    nothing changes. */
 BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum,
                                         double *freq);
+
+/* Reads rows of a case file into arrays, a block of them with each call: the way to read many. The net's findings are
+   neither looked at nor changed.
+   nodes: the columns wanted, each once. position: an offset in the file, 0 for its first row; receives the offset after
+   the last row read, for the next call. (A double, which is exact for files of any size.) maxcases: how many rows the
+   arrays have room for. states [maxcases x number of nodes]: of each row the nodes' states; UNDEF_STATE for an entry
+   that is missing, names no state or has no state of its own (a value of a continuous node without intervals). idnums,
+   freqs [maxcases]: the rows'; -1 where there are none; may be NULL.
+   Answers the number of rows read, 0 at the end of the file; -1 on failure. Rows before a bad one (2083, 2085, 2087,
+   2088, 2118, 2185) are answered; the next call then fails, and *position is behind the bad row. On other failures it
+   stays as it was (2114 to 2117, 2080, 2081, 2121, 2470, 2471; 2273 no row begins there; 2488 to 2491 the arguments).
+   In a loop:
+
+     double position = 0;
+     long n;
+     while ((n = ReadCaseStates_bn(file, nodes, &position, 1000, states, NULL, NULL)) > 0) ... */
+BRAVIC_API long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double *position, long maxcases,
+                                              statetype *states, long *idnums, double *freqs);
 
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
    learns one case. A node without a table of probabilities starts from uniform rows, and so does one with a function
@@ -608,6 +642,13 @@ BRAVIC_API int BRAVIC_CALL ShowProgress_ns(int setting, environ_ns env);
    host's handler would; that is put back by 0 and at close. setting: 0 (at the start) or 1; -1 only asks.
    Answers the setting now in force; -1 on failure (2452). */
 BRAVIC_API int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env);
+
+/* How many threads a call may use at once where its work is large and can be divided: beliefs of large nets, searches for
+   elimination orders. numthreads: 1 (at the start) to 256; 0 for as many as there are processors; -1 only asks. Threads
+   that the system does not start are done without. Answers do not depend on the number, but where a limit in seconds
+   ends a search. Callbacks are called by the calling thread alone, and none of the others outlives the call.
+   Answers the setting in force before; -1 on failure (2453). */
+BRAVIC_API int BRAVIC_CALL SetThreads_ns(int numthreads, environ_ns env);
 
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A

@@ -12,6 +12,7 @@
 #include "Win_Face/FileSpec.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
+#include "Win_Face/Threads.h"
 
 namespace bravic {
 namespace {
@@ -142,6 +143,7 @@ void ShutDown(environ_ns env) {
   currentEnviron = nullptr;
   currentFunction = nullptr;
   checkingLevel = CHECK_LISTS;
+  *ThreadsSetting() = 1;
   env->closed = true;
 }
 

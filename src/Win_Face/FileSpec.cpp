@@ -33,8 +33,14 @@ filespec_ns NewFileSpec(const char* name) {
   return file;
 }
 
+void DropKept(filespec_ns file) {
+  if (file->kept) file->freeKept(file->kept);
+  file->kept = nullptr;
+}
+
 void FreeFileSpec(filespec_ns file) {
   if (!file) return;
+  DropKept(file);
   *file->prev = file->next;
   if (file->next) file->next->prev = file->prev;
   file->tag = NO_TAG;

@@ -46,4 +46,19 @@ bool FlushFile(std::FILE* file);
 void FlushDirectoryOf(const char* path);
 bool IsPathSeparator(char c);
 
+// What tells whether a regular file is the same as before, without reading it.
+struct FileStamp {
+  std::uint64_t volume = 0, index = 0;  // which file it is
+  std::int64_t size = 0;                // bytes
+  std::int64_t written = 0;             // nanoseconds since 1970, as far as the file system counts them
+  std::int64_t changed = 0;             // the same of its attributes, which cannot be set back; 0 where it is not told
+  bool operator==(const FileStamp&) const = default;
+};
+// False for what is no regular file.
+bool GetStamp(std::FILE* file, FileStamp* stamp);
+bool GetStamp(const char* path, FileStamp* stamp);
+// Now, in the same count.
+std::int64_t NanosecondsSince1970();
+bool SeekFile(std::FILE* file, std::int64_t offset);  // from its start
+
 }  // namespace bravic

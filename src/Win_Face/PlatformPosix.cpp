@@ -156,6 +156,49 @@ bool IsPathSeparator(char c) {
   return c == '/';
 }
 
+namespace {
+
+std::int64_t Nanoseconds(const timespec& time) {
+  return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+}
+
+bool FillStamp(const struct stat& status, FileStamp* stamp) {
+  if (!S_ISREG(status.st_mode)) return false;
+  stamp->volume = static_cast<std::uint64_t>(status.st_dev);
+  stamp->index = static_cast<std::uint64_t>(status.st_ino);
+  stamp->size = status.st_size;
+#if defined(__APPLE__)
+  stamp->written = Nanoseconds(status.st_mtimespec);
+  stamp->changed = Nanoseconds(status.st_ctimespec);
+#else
+  stamp->written = Nanoseconds(status.st_mtim);
+  stamp->changed = Nanoseconds(status.st_ctim);
+#endif
+  return true;
+}
+
+}  // namespace
+
+bool GetStamp(std::FILE* file, FileStamp* stamp) {
+  struct stat status;
+  return fstat(fileno(file), &status) == 0 && FillStamp(status, stamp);
+}
+
+bool GetStamp(const char* path, FileStamp* stamp) {
+  struct stat status;
+  return stat(path, &status) == 0 && FillStamp(status, stamp);
+}
+
+std::int64_t NanosecondsSince1970() {
+  timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  return Nanoseconds(now);
+}
+
+bool SeekFile(std::FILE* file, std::int64_t offset) {
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
+}
+
 }  // namespace bravic
 
 #endif

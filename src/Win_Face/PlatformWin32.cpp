@@ -161,6 +161,53 @@ bool IsPathSeparator(char c) {
   return c == '/' || c == '\\' || c == ':';
 }
 
+namespace {
+
+std::uint64_t Joined(DWORD high, DWORD low) {
+  return static_cast<std::uint64_t>(high) << 32 | low;
+}
+
+// The system counts steps of 100 nanoseconds since 1601.
+std::int64_t Nanoseconds(const FILETIME& time) {
+  constexpr std::int64_t STEPS_TO_1970 = 116444736000000000;
+  return (static_cast<std::int64_t>(Joined(time.dwHighDateTime, time.dwLowDateTime)) - STEPS_TO_1970) * 100;
+}
+
+bool StampOf(HANDLE file, FileStamp* stamp) {
+  BY_HANDLE_FILE_INFORMATION told;
+  if (GetFileType(file) != FILE_TYPE_DISK || !GetFileInformationByHandle(file, &told)) return false;
+  stamp->volume = told.dwVolumeSerialNumber;
+  stamp->index = Joined(told.nFileIndexHigh, told.nFileIndexLow);
+  stamp->size = static_cast<std::int64_t>(Joined(told.nFileSizeHigh, told.nFileSizeLow));
+  stamp->written = Nanoseconds(told.ftLastWriteTime);
+  return true;
+}
+
+}  // namespace
+
+bool GetStamp(std::FILE* file, FileStamp* stamp) {
+  return StampOf(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), stamp);
+}
+
+bool GetStamp(const char* path, FileStamp* stamp) {
+  const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  const bool told = StampOf(file, stamp);
+  CloseHandle(file);
+  return told;
+}
+
+std::int64_t NanosecondsSince1970() {
+  FILETIME now;
+  GetSystemTimeAsFileTime(&now);
+  return Nanoseconds(now);
+}
+
+bool SeekFile(std::FILE* file, std::int64_t offset) {
+  return _fseeki64(file, offset, SEEK_SET) == 0;
+}
+
 }  // namespace bravic
 
 // The library does nothing of its own when it is loaded or unloaded.

@@ -48,9 +48,10 @@ class ArgumentsTest : public BadCallTest {
   template <class T>
   T Good() {
     const std::tuple<net_bn, node_bn, nodelist_bn, filespec_ns, environ_ns, report_ns, const char*, int, long, double,
-                     const statetype*, const probtype*, const double*, long*, double*, void*, progress_ns>
-        good = {net.get(), node,   parents, file,   env,       nullptr, "x",     0,      0,
-                1,         states, row,     levels, &position, nullptr, nullptr, nullptr};
+                     const statetype*, const probtype*, probtype*, const double*, long*, double*, statetype*, void*,
+                     progress_ns>
+        good = {net.get(), node, parents, file,    env,    nullptr,   "x",     0,       0,      1,
+                states,    row,  nullptr, levels, &position, nullptr, nullptr, nullptr, nullptr};
     return std::get<T>(good);
   }
 
@@ -127,8 +128,9 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(FindElimOrder_bn), CALL(UndoLastChange_bn), CALL(RedoLastChange_bn), CALL(SetUndoDepth_bn),
        CALL(AddLink_bn), CALL(DeleteLink_bn), CALL(LinkNamed_bn), CALL(SetNodeName_bn), CALL(SetNodeKind_bn),
        CALL(SetNodeStateName_bn), CALL(SetNodeLevels_bn), CALL(SetLinkName_bn), CALL(SetNodeTitle_bn),
-       CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn), CALL(ReverseLink_bn), CALL(WriteCase_bn), CALL(RandomCase_bn),
-       CALL(GenerateCases_bn), CALL(SeedRandom_ns));
+       CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn), CALL(ReverseLink_bn), CALL(WriteCase_bn),
+       CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
+       CALL(BeliefsOfCases_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
   Open("0", NOTHING, CALL(GetNetAutoUpdate_bn), CALL(HasRelation_bn), CALL(IsNodeDeterministic_bn),
@@ -334,9 +336,10 @@ TEST_F(ArgumentsTest, BadEnvironmentsAreFramed) {
 // The tables of calls and this list together name every export that takes a handle.
 TEST_F(ArgumentsTest, EveryExportIsTried) {
   std::set<std::string> tried = {
-      "AddNodeToList_bn",      "SetNthNode_bn",  "FreeNodeList_bn",       "AbsorbNodes_bn",      "NewBravicEnviron_bn",
-      "InitBravic_bn",         "CloseBravic_bn", "GetBravicVersion_bn",   "ArgumentChecking_ns", "HasGUI_ns",
-      "HasUserInteraction_ns", "HasFileIO_ns",   "HasUserInterpreter_ns", "ShowProgress_ns",     "HaltOnInterrupt_ns"};
+      "AddNodeToList_bn",      "SetNthNode_bn",   "FreeNodeList_bn",       "AbsorbNodes_bn",
+      "NewBravicEnviron_bn",   "InitBravic_bn",   "CloseBravic_bn",        "GetBravicVersion_bn",
+      "ArgumentChecking_ns",   "HasGUI_ns",       "HasUserInteraction_ns", "HasFileIO_ns",
+      "HasUserInterpreter_ns", "ShowProgress_ns", "HaltOnInterrupt_ns",    "SetThreads_ns"};
   const auto add = [&](const auto&... calls) {
     (std::for_each(calls.begin(), calls.end(), [&](const auto& call) { tried.insert(call.name); }), ...);
   };

@@ -24,6 +24,8 @@ TEST_F(RefusalsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
   const int low = std::numeric_limits<int>::min(), high = std::numeric_limits<int>::max();
   const statetype wild[1] = {EVERY_STATE}, none[1] = {UNDEF_STATE}, never[1] = {IMPOS_STATE}, below[1] = {-9},
                   beyond[1] = {2};
+  double half = 0.5, begin = 0;
+  statetype found[8];
   const probtype negative[3] = {-0.5f, 1, 0.5f};
   const double falling[4] = {0, 2, 1, 3}, unordered[4] = {0, nan, 2, 3};
   const char* const twice[] = {"x", nullptr, "x"};
@@ -119,6 +121,14 @@ TEST_F(RefusalsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return SetNodeFuncValue_bn(real, states, nan), ""; }, "5507 SetNodeFuncValue_bn val real", ""},
       {[&] { return Say(WriteCase_bn(nodes, file, -2, 1)); }, "5522 WriteCase_bn ID_num -1 -2", "-1"},
       {[&] { return Say(WriteCase_bn(nodes, file, 1, -0.5)); }, "5523 WriteCase_bn freq 0 -0.5", "-1"},
+      {[&] { return Say(ReadCaseStates_bn(file, nodes, nullptr, 1, found, 0, 0)); }, "2490 ReadCaseStates_bn NULL",
+       "-1"},
+      {[&] { return Say(ReadCaseStates_bn(file, nodes, &half, 1, found, 0, 0)); },
+       "2488 ReadCaseStates_bn *position 0.5", "-1"},
+      {[&] { return Say(ReadCaseStates_bn(file, nodes, &begin, -1, found, 0, 0)); },
+       "2489 ReadCaseStates_bn maxcases 0 -1", "-1"},
+      {[&] { return Say(ReadCaseStates_bn(file, nodes, &begin, 1, nullptr, 0, 0)); }, "2491 ReadCaseStates_bn NULL 1",
+       "-1"},
       {[&] { return CaseRevisesProbs_bn(nodes, 1, 1), ""; }, "5540 CaseRevisesProbs_bn updating 0 1", ""},
       {[&] { return CaseRevisesProbs_bn(nodes, 0, inf), ""; }, "5545 CaseRevisesProbs_bn degree", ""},
       {[&] { return CaseFileRevisesProbs_bn(file, nodes, 2, 1), ""; }, "5539 CaseFileRevisesProbs_bn updating 0 2", ""},
@@ -137,6 +147,7 @@ TEST_F(RefusalsTest, WhatIsOutOfRangeOrDoesNotFitIsRefused) {
       {[&] { return Say(ArgumentChecking_ns(27, env)); }, "5529 ArgumentChecking_ns setting 27 -1 23 26", "-1"},
       {[&] { return Say(ShowProgress_ns(-2, env)); }, "5533 ShowProgress_ns setting -2 -1 0 1", "-1"},
       {[&] { return Say(HaltOnInterrupt_ns(2, env)); }, "2452 HaltOnInterrupt_ns setting 2 -1 0 1", "-1"},
+      {[&] { return Say(SetThreads_ns(-2, env)); }, "2453 SetThreads_ns numthreads -2 -1 0 256", "-1"},
       {[&] { return Say(FileNamed_ns("", env)); }, "5537 FileNamed_ns", "NULL"},
       {[&] { return Say(FileNamed_ns(nullptr, env)); }, "5537 FileNamed_ns", "NULL"},
   };

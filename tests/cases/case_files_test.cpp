@@ -1,7 +1,11 @@
 // Case files: what is written, what is read back, what is refused with which words.
 #if defined(__linux__)
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
+
+#include <chrono>
+#include <thread>
 
 #include "Basic/OutputChannel.h"
 #include "support/mutated.h"
@@ -352,7 +356,169 @@ TEST_F(CaseFiles, AreNotWrittenWhereTheyCannotBe) {
   EXPECT_EQ(Text(), "");
 }
 
+// So that a change made from now on shows in the file's time.
+void LetTimePass() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+}
+
+// A specification that has read a file before answers, after any change of file or net, what a new one does.
+TEST_F(CaseFiles, AreReadAsTheyStandNow) {
+  const std::vector<const char*> names = {"deep", "wide", "tall"};
+  Random random(1313);
+  std::vector<long> starts;
+  const auto rewrite = [&](int numRows) {
+    std::string text = std::string(INDICATOR) + "IDnum\tNamed\tLeveled\tReal\n";
+    starts.clear();
+    for (int i = 0; i < numRows; ++i) {
+      starts.push_back(long(text.size()));
+      text += std::to_string(random.Below(10)) + "\t" + random.Pick(names) + "\t1\t2\n";
+    }
+    Put(text);
+  };
+  const auto outcome = [&](filespec_ns through, long position, nodelist_bn nodes) {
+    long id = -2;
+    ReadCase_bn(&position, through, nodes, &id, nullptr);
+    return std::to_string(position) + " " + std::to_string(id) + " " + Findings();
+  };
+  nodelist_bn few = List({named});
+  std::size_t next = 0;  // the row after the one last read
+  for (int round = 0; round < 10; ++round) {
+    rewrite(6);
+    LetTimePass();
+    for (int step = 0; step < 40; ++step) {
+      SCOPED_TRACE(std::to_string(round) + "." + std::to_string(step));
+      if (random.Chance(0.05)) rewrite(random.Between(3, 6));
+      if (random.Chance(0.1)) SetNodeStateName_bn(named, random.Below(3), random.Pick(names));
+      if (random.Chance(0.05)) SetNodeStateName_bn(named, 0, "deep"), UndoLastChange_bn(net.get());
+      if (random.Chance(0.1)) SetNodeName_bn(real, random.Chance(0.5) ? "Real" : "Other");
+      ClearErrors_ns(env, 6);
+      const bool goesOn = step > 0 && next < starts.size() && random.Chance(0.7);
+      if (!goesOn) next = std::size_t(random.Below(int(starts.size())));
+      nodelist_bn nodes = random.Chance(0.9) ? all : few;
+      filespec_ns other = FileNamed_ns(Path().c_str(), env);
+      const std::string now = outcome(file, goesOn ? NEXT_CASE : starts[next], nodes);
+      EXPECT_EQ(now, outcome(other, starts[next], nodes));
+      FreeFileSpec_ns(other);
+      ++next;
+    }
+  }
+  ClearErrors_ns(env, 6);
+  FreeNodeList_bn(few);
+}
+
+// Blocks of any size hold what the rows hold that are read one by one.
+TEST_F(CaseFiles, AreReadInBlocks) {
+  const std::vector<std::vector<const char*>> entries = {{"low", "medium", "high", "*", "", "#1", "Low"},
+                                                         {"0", "2", "#1", "*", "@"},
+                                                         {"1", "4", "#2", "*"},
+                                                         {"few", "many", "100", ""},
+                                                         {"0.5", "5", "#0", "*"},
+                                                         {"-1", "*"}};
+  Random random(2026);
+  std::string text =
+      std::string(INDICATOR) + "NumCases\tNamed\tNumbered\tLeveled\tStranger\tBoth\tRanged\tReal\tIDnum\r\n";
+  constexpr int NUM_ROWS = 500;
+  for (int i = 0; i < NUM_ROWS; ++i) {
+    text += std::to_string(random.Below(4)) + ".5";
+    for (std::size_t k = 0; k < entries.size(); ++k)
+      text += (k == 3 ? "\tx\t" : "\t") + std::string(random.Pick(entries[k]));
+    text += "\t" + std::to_string(i) + (random.Chance(0.1) ? "\t\r\n\r\n// between\r\n" : "\r\n");
+  }
+  Put(text);
+  const int numnodes = LengthNodeList_bn(all);
+  std::vector<statetype> states(std::size_t(NUM_ROWS * numnodes), 99);
+  std::vector<long> ids(NUM_ROWS, 99);
+  std::vector<double> freqs(NUM_ROWS, 99);
+  double position = 0;
+  long numRead = 0;
+  for (long got = 1; got > 0; numRead += got) {
+    const long room = std::min<long>(random.Below(100) + 1, NUM_ROWS + 1 - numRead);
+    states.resize(std::size_t((numRead + room) * numnodes));
+    ids.resize(std::size_t(numRead + room));
+    freqs.resize(std::size_t(numRead + room));
+    got = ReadCaseStates_bn(file, all, &position, room, &states[std::size_t(numRead * numnodes)],
+                            &ids[std::size_t(numRead)], &freqs[std::size_t(numRead)]);
+  }
+  EXPECT_EQ(numRead, NUM_ROWS);
+  EXPECT_EQ(Findings(), "- - - - - -");
+  const std::string complaints = Complaints();
+  EXPECT_EQ(complaints.find("4 2472 ReadCaseStates_bn cases.cas Test 1; 4 2473 ReadCaseStates_bn "), 0u) << complaints;
+  EXPECT_NE(complaints.rfind("4 2473"), complaints.find("4 2473"));  // the last: how many came after the first
+  filespec_ns other = FileNamed_ns(Path().c_str(), env);
+  for (int i = 0; i < NUM_ROWS; ++i) {
+    SCOPED_TRACE(i);
+    long at = i == 0 ? FIRST_CASE : NEXT_CASE, id = -2;
+    double freq = -2;
+    ReadCase_bn(&at, other, all, &id, &freq);
+    ASSERT_EQ(ids[std::size_t(i)], id);
+    ASSERT_EQ(freqs[std::size_t(i)], freq);
+    for (int k = 0; k < numnodes; ++k) {
+      node_bn node = NthNode_bn(all, k);
+      const statetype state = NumStates(node) > 0 && GetNodeFinding_bn(node) >= 0 ? GetNodeFinding_bn(node) : -3;
+      ASSERT_EQ(states[std::size_t(i * numnodes + k)], state) << GetNodeName_bn(node);
+    }
+  }
+  FreeFileSpec_ns(other);
+  ClearErrors_ns(env, 6);
+}
+
+// The rows before a bad one are answered, and the call after the one that refuses it goes on behind it.
+TEST_F(CaseFiles, AreReadInBlocksUpToBadRows) {
+  Put(std::string(INDICATOR) + "Named\nlow\nhigh\nlow\tlow\nmedium\n");
+  statetype states[8];
+  double position = 0;
+  nodelist_bn one = List({named});
+  const auto read = [&](long room) {
+    const long got = ReadCaseStates_bn(file, one, &position, room, states, nullptr, nullptr);
+    return std::to_string(got) + " " + std::to_string(int(position)) + " " + Complaints();
+  };
+  EXPECT_EQ(read(0), "0 0 ");
+  EXPECT_EQ(read(8), "2 34 ");
+  EXPECT_EQ(states[1], 2);
+  EXPECT_EQ(read(8), "-1 42 5 2087 ReadCaseStates_bn cases.cas 6 cases.cas");
+  EXPECT_EQ(read(8), "1 49 ");
+  EXPECT_EQ(states[0], 1);
+  EXPECT_EQ(read(8), "0 49 ");
+  EXPECT_EQ(Read(NEXT_CASE), NO_MORE_CASES);
+  position = 30;
+  EXPECT_EQ(read(8), "-1 30 5 2273 ReadCaseStates_bn cases.cas cases.cas 30");
+  FreeNodeList_bn(one);
+}
+
 #if defined(__linux__)
+// The rows that were read with the last one are answered from memory, and the file is opened for those after them.
+TEST_F(CaseFiles, AreNotOpenedForEachRow) {
+  std::string text = std::string(INDICATOR) + "IDnum\tNamed\tNumbered\n";
+  const std::size_t head = text.size();
+  constexpr int NUM_ROWS = 20000;
+  for (int i = 0; i < NUM_ROWS; ++i) text += std::to_string(10000 + i) + "\t*\t" + std::to_string(i % 3) + "\n";
+  Put(text);
+  LetTimePass();
+  EXPECT_EQ(Read(FIRST_CASE), long(head));
+  rlimit limit, none;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  none = limit;
+  none.rlim_cur = 0;
+  int numOpenings = 0;
+  for (int i = 1; i < NUM_ROWS; ++i) {
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    long position = NEXT_CASE, id = -1;
+    ReadCase_bn(&position, file, all, &id, nullptr);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    if (!Reports(5).empty()) {
+      ++numOpenings;
+      position = NEXT_CASE;
+      ReadCase_bn(&position, file, all, &id, nullptr);
+    }
+    ASSERT_EQ(id, 10000 + i);
+    ASSERT_EQ(GetNodeFinding_bn(numbered), i % 3);
+  }
+  EXPECT_EQ(Complaints(), "");
+  EXPECT_GT(numOpenings, 1);
+  EXPECT_LT(numOpenings, 10);
+  EXPECT_EQ(Read(NEXT_CASE), NO_MORE_CASES);
+}
+
 // What can be read only once is read from its start alone, and has its lines counted all the same.
 TEST_F(CaseFiles, MayComeThroughAPipe) {
   int ends[2];

@@ -322,7 +322,8 @@ class Checker {
   }
 
   void Run() {
-    for (Inference::Way way : {Inference::Way::CHEAPEST, Inference::Way::TREE, Inference::Way::WITHOUT_TREE}) {
+    for (Inference::Way way :
+         {Inference::Way::CHEAPEST, Inference::Way::TREE, Inference::Way::WITHOUT_TREE, Inference::Way::STRAIGHT}) {
       SCOPED_TRACE(int(way));
       Inference& engine = *compiled_.inference;
       engine.SetWay(way);

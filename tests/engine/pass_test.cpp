@@ -11,6 +11,7 @@ namespace {
 
 using engine::KERNEL_SLACK;
 using engine::PassPlan;
+using engine::PassRoom;
 using engine::PassShape;
 using engine::PassTarget;
 
@@ -40,6 +41,15 @@ struct Case {
     }
     for (int t = random.Between(1, 4); t > 0; --t)
       targetSizes.push_back(Place(random, shape.AddTarget(), random.Share()));
+  }
+
+  Case() = default;
+
+  // A potential over all axes in their order, a factor, and targets that keep each axis with those probabilities.
+  void AddTables(Random& random, std::initializer_list<double> targets) {
+    tables.push_back(Fill(random, Place(random, shape.Strides(0), 1)));
+    tables.push_back(Fill(random, Place(random, shape.AddFactor(), 0.5)));
+    for (double keep : targets) targetSizes.push_back(Place(random, shape.AddTarget(), keep));
   }
 
   std::size_t Place(Random& random, int* strides, double keep) {
@@ -99,9 +109,10 @@ TEST(Pass, PlansAgreeWithThePlainWayOnEveryInstructionSet) {
     Sums first(c, inDoubles);
     for (int k = 0; k < engine::NumKernels(); ++k) {
       Sums sums(c, inDoubles);
-      std::vector<float> arena(plan.arena, std::nanf(""));
-      RunPlan(plan, engine::KernelsNumber(k), c.tables[0].data(), factors.data(), sums.targets.data(), arena.data(),
-              maximize);
+      PassRoom room;
+      room.GrowFor(plan);
+      std::fill(room.arena.begin(), room.arena.end(), std::nanf(""));
+      RunPlan(plan, engine::KernelsNumber(k), c.tables[0].data(), factors.data(), sums.targets.data(), &room, maximize);
       if (k == 0) first = sums;
       EXPECT_EQ(sums.wide, first.wide) << engine::KernelsNumber(k).name;
       EXPECT_EQ(sums.narrow, first.narrow) << engine::KernelsNumber(k).name;
@@ -111,6 +122,45 @@ TEST(Pass, PlansAgreeWithThePlainWayOnEveryInstructionSet) {
         ASSERT_NEAR(inDoubles ? first.wide[t][i] : first.narrow[t][i], exact.wide[t][i], 3e-6 * exact.wide[t][i])
             << "target " << t << " entry " << i;
   }
+}
+
+// Large shapes of a few axes, whose targets may lack any of them.
+TEST(Pass, SlicesMayBeRunInAnyOrder) {
+  int numSliced = 0, numApart = 0;
+  for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    Case c;
+    const int axes = random.Between(3, 5), most = axes == 3 ? 80 : axes == 4 ? 30 : 14;
+    c.shape.Clear(axes);
+    for (int a = 0; a < axes; ++a) c.shape.sizes[std::size_t(a)] = random.Between(most / 2, most);
+    c.AddTables(random, {random.Share() < 0.5 ? 1.0 : 0.8, 0.2});
+    PassPlan plan;
+    MakePlan(c.shape, &plan);
+    if (plan.numSlices == 1) continue;
+    ++numSliced;
+    numApart += plan.sumsApart > 0;
+    const bool maximize = random.Chance(0.3);
+    const auto factors = c.Factors();
+    PassRoom room;
+    room.GrowFor(plan);
+    Sums whole(c, true), sliced(c, true);
+    RunPlan(plan, engine::BestKernels(), c.tables[0].data(), factors.data(), whole.targets.data(), &room, maximize);
+    std::vector<double> apart(std::size_t(plan.numSlices * plan.sumsApart), std::nan(""));
+    for (int slice = plan.numSlices; slice-- > 0;)
+      RunSlice(plan, slice, engine::KernelsNumber(0), c.tables[0].data(), factors.data(), sliced.targets.data(),
+               apart.data() + slice * plan.sumsApart, &room, maximize, 1);
+    for (int slice = 1; slice < plan.numSlices; ++slice)
+      AddSumsApart(plan, apart.data() + slice * plan.sumsApart, sliced.targets.data(), maximize);
+    EXPECT_EQ(sliced.wide, whole.wide);
+    Sums exact(c, true);
+    RunPlainly(c.shape, c.tables[0].data(), factors.data(), exact.targets.data(), maximize);
+    for (std::size_t t = 0; t < exact.wide.size(); ++t)
+      for (std::size_t i = 0; i < exact.wide[t].size(); ++i)
+        ASSERT_NEAR(whole.wide[t][i], exact.wide[t][i], 3e-6 * exact.wide[t][i]) << "target " << t << " entry " << i;
+  }
+  EXPECT_GT(numSliced, 20);
+  EXPECT_GT(numApart, 10);
 }
 
 TEST(Pass, ProductFillsThePotential) {
@@ -132,9 +182,11 @@ TEST(Pass, ProductFillsThePotential) {
     }
     PassPlan plan;
     MakePlan(shape, &plan);
-    std::vector<float> arena(plan.arena), product(std::size_t(size), -1.0f);
+    PassRoom room;
+    room.GrowFor(plan);
+    std::vector<float> product(std::size_t(size), -1.0f);
     const auto factors = c.Factors();
-    RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), arena.data());
+    RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), &room);
     // The same as the sum onto a table of all axes, of a potential of ones.
     int* strides = shape.AddTarget();
     std::copy_n(shape.Strides(0), shape.numAxes, strides);
@@ -160,10 +212,11 @@ TEST(Pass, LongSumsKeepTheirPrecision) {
   PassPlan plan;
   MakePlan(shape, &plan);
   const std::vector<float> potential(33554432 + KERNEL_SLACK, 0.1f);
-  std::vector<float> arena(plan.arena);
+  PassRoom room;
+  room.GrowFor(plan);
   double whole = 0, part[32] = {};
   const PassTarget targets[] = {{&whole, nullptr}, {part, nullptr}};
-  RunPlan(plan, engine::BestKernels(), potential.data(), nullptr, targets, arena.data(), false);
+  RunPlan(plan, engine::BestKernels(), potential.data(), nullptr, targets, &room, false);
   EXPECT_NEAR(whole / (33554432.0 * 0.1f), 1, 1e-6);
   EXPECT_NEAR(part[31] / (1048576.0 * 0.1f), 1, 1e-6);
 }

@@ -119,6 +119,7 @@ TEST(Environment, SettingsKeepTheirRanges) {
       {HasFileIO_ns, 5531, 0, 1, 0},
       {ShowProgress_ns, 5533, 0, 1, 0},
       {HasUserInterpreter_ns, 5532, 0, 1, 1},
+      {SetThreads_ns, 2453, 0, 256, 1},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.number);
@@ -129,11 +130,11 @@ TEST(Environment, SettingsKeepTheirRanges) {
       ClearErrors_ns(env, 6);
     }
     EXPECT_EQ(row.set(-1, env), row.atStart) << "a refused setting changes nothing";
-    const bool isLevel = row.set == ArgumentChecking_ns;
-    EXPECT_EQ(row.set(row.low, env), isLevel ? row.atStart : row.low);
+    const bool answersBefore = row.set == ArgumentChecking_ns || row.set == SetThreads_ns;
+    EXPECT_EQ(row.set(row.low, env), answersBefore ? row.atStart : row.low);
     EXPECT_EQ(row.set(-1, env), row.low);
     if (row.set == HasGUI_ns) continue;
-    EXPECT_EQ(row.set(row.high, env), isLevel ? row.low : row.high);
+    EXPECT_EQ(row.set(row.high, env), answersBefore ? row.low : row.high);
     EXPECT_EQ(row.set(-1, env), row.high);
     row.set(row.atStart, env);
   }
@@ -141,12 +142,14 @@ TEST(Environment, SettingsKeepTheirRanges) {
   EXPECT_STREQ(
       ErrorMessage_ns(GetError_ns(env, 5, nullptr)),
       "HasGUI_ns: Attempt to turn on GUI (setting = 1), but this version of Bravic doesn't have GUI capability");
+  SetThreads_ns(7, env);
   ErrorDanger_ns(nullptr);  // leaves its call open
   Close(env);
   // Each start is a fresh one.
   env = NewBravicEnviron_bn();
   Start(env);
   EXPECT_EQ(ArgumentChecking_ns(-1, env), 25);
+  EXPECT_EQ(SetThreads_ns(-1, env), 1);
   EXPECT_EQ(SeedRandom_ns(1, env), 0);
   EXPECT_EQ(GetError_ns(env, 0, nullptr), nullptr);
   Close(env);

@@ -53,6 +53,17 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
   WriteCase_bn(GetNetNodes_bn(net.get()), cases, -1, -1);
   RetractAllFindings_bn(net.get());
   WriteNet_bn(net.get(), saved);
+  filespec_ns many = FileNamed_ns(elsewhere.Path("many.cas").c_str(), env);
+  constexpr long MANY = 100000;
+  std::string text = "// ~->[CASE-1]->~\n\nA\n";
+  for (long i = 0; i < MANY; ++i) text += "#1\n";
+  WriteWhole(elsewhere.Path("many.cas"), text);
+  const auto readMany = [&] {
+    double position = 0;
+    std::vector<statetype> states(3 * MANY);
+    nodelist_bn nodes = GetNetNodes_bn(net.get());
+    return ReadCaseStates_bn(many, nodes, &position, MANY, states.data(), nullptr, nullptr) == -1 && position == 0;
+  };
   const struct {
     const char* name;
     std::function<bool()> isNeutral;
@@ -73,6 +84,7 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
        [&] { return CaseFileRevisesProbs_bn(cases, GetNetNodes_bn(net.get()), 0, 1), true; }},
       {"CaseFileRevisesProbs_bn", [&] { return CaseFileRevisesProbs_bn(cases, GetNetNodes_bn(net.get()), 0, 1), true; },
        false, 8},
+      {"ReadCaseStates_bn", readMany, false, 2},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
@@ -100,7 +112,7 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     EXPECT_NEAR(CaseProbability_bn(net.get()) * (row.isMiddleKnown ? 360000 : 600), 1, 1e-4);
     EXPECT_NEAR(GetNodeBeliefs_bn(chain[0])[0] * 600, 1, 1e-4);
   }
-  for (filespec_ns each : {file, saved, cases}) FreeFileSpec_ns(each);
+  for (filespec_ns each : {file, saved, cases, many}) FreeFileSpec_ns(each);
 }
 
 #if !defined(_WIN32)

@@ -37,6 +37,10 @@ inline constexpr double MESSAGE_ENTRY = 0.9;  // an entry of the clique passed o
 inline constexpr double FILL_ENTRY = 0.8;     // an entry of a potential that is still to be filled
 inline constexpr double LOOK = 20;            // to look at a clique on the way
 
+// Straight sweeps over small trees (StraightSweep.cpp).
+inline constexpr double STRAIGHT_CLIQUE = 60;  // both ways, beside its entries,
+inline constexpr double STRAIGHT_ENTRY = 0.5;  //   each of which is met by every neighbour
+
 // Single questions (Question.cpp).
 inline constexpr double QUESTION = 1000;          // to begin
 inline constexpr double RELEVANT_NODE = 45;       // to find a node that matters, and gather its tables
@@ -59,6 +63,11 @@ inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over th
 inline constexpr double GREEDY_NODE = 300,
                         GREEDY_LOOK = 3;          // a greedy run, by nodes and by looks at neighbours (GreedyRun.h)
 inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message takes beside its entries, in entries
+
+// Passes of case programs (PassMaker.cpp), in vector operations.
+inline constexpr double CASE_GROUP = 6, CASE_ROW = 4, CASE_ENTRY = 2;  // each, beside its tables:
+inline constexpr double CASE_FACTOR = 1, CASE_TARGET = 3;              //   a multiplication, a sum
+inline constexpr double CASE_OFFSET = 0.5;                             //   and where it stands
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {

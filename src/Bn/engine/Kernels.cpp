@@ -4,18 +4,7 @@
 #include <cstring>
 #include <limits>
 
-// Vector types are the compilers' own; what they cannot do in one instruction they split, so the portable version
-// serves every machine. The wider ones are left out for 32-bit and Windows targets, where spilled vectors may not
-// be aligned.
-#if defined(__x86_64__) && !defined(_WIN32)
-#define BRAVIC_WIDE_KERNELS 1
-#else
-#define BRAVIC_WIDE_KERNELS 0
-#endif
-
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wpsabi"
-#endif
+#include "Bn/engine/InstructionSets.h"
 
 namespace bravic::engine {
 
@@ -37,37 +26,22 @@ constexpr int LANES = 4;
 
 #if BRAVIC_WIDE_KERNELS
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+BRAVIC_BEGIN_AVX2
 namespace avx2 {
 using Lanes __attribute__((vector_size(32))) = float;
 using Doubles __attribute__((vector_size(32))) = double;
 constexpr int LANES = 8;
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace avx2
-#if defined(__clang__)
-#pragma clang attribute pop
-#pragma clang attribute push(__attribute__((target("avx512f,avx512vl,avx512dq"))), apply_to = function)
-#else
-#pragma GCC pop_options
-#pragma GCC push_options
-#pragma GCC target("avx512f,avx512vl,avx512dq")
-#endif
+BRAVIC_END_TARGET
+BRAVIC_BEGIN_AVX512
 namespace avx512 {
 using Lanes __attribute__((vector_size(64))) = float;
 using Doubles __attribute__((vector_size(64))) = double;
 constexpr int LANES = 16;
 #include "Bn/engine/KernelLoops.inc"
 }  // namespace avx512
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+BRAVIC_END_TARGET
 
 #endif  // BRAVIC_WIDE_KERNELS
 
@@ -89,10 +63,7 @@ constexpr Kernels VERSIONS[] = {
 int NumKernels() {
   int count = 2;
 #if BRAVIC_WIDE_KERNELS
-  if (__builtin_cpu_supports("avx2")) ++count;
-  if (count == 3 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
-      __builtin_cpu_supports("avx512dq"))
-    ++count;
+  count += HasAvx2() + (HasAvx2() && HasAvx512());
 #endif
   return count;
 }

@@ -1,6 +1,7 @@
 #include "Bn/engine/Pass.h"
 
 #include <algorithm>
+#include <type_traits>
 
 namespace bravic::engine {
 
@@ -57,10 +58,11 @@ void FoldLanes(const PassPlan& plan, const PassPlan::Table& table, int rows, con
   }
 }
 
-void Fold(const PassPlan& plan, const Kernels& kernels, int t, const PassTarget& target, float* arena, bool maximize) {
+void Fold(const PassPlan& plan, const Kernels& kernels, int t, const PassTarget& target, const PassRoom::Run& run,
+          float* arena, bool maximize) {
   const PassPlan::Table& table = plan.tables[t];
   float* room = arena + table.room;
-  const int offset = plan.foldAt[t], rows = plan.foldRows[t];
+  const int offset = run.foldAt, rows = run.foldRows;
   if (table.kind == Kind::WHOLE_ROWS)
     FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, {room, plan.pool.data()}, target, offset,
                   maximize);
@@ -81,11 +83,6 @@ void Spread(const PassPlan& plan, const PassPlan::Table& table, int rows, const 
   }
 }
 
-// Whether the block stands at the end of a cut axis.
-bool IsLast(const PassPlan& plan) {
-  return plan.tailRows != plan.numRows && plan.at.back() == plan.prefixSizes.back() - 1;
-}
-
 // The widest version, up to the given one, whose vectors fill the padded rows.
 const Kernels& Fitting(const Kernels& best, int paddedLength) {
   const Kernels* kernels = &best;
@@ -93,24 +90,48 @@ const Kernels& Fitting(const Kernels& best, int paddedLength) {
   return *kernels;
 }
 
-// Steps the prefix on; answers the slowest axis that moved, -1 at the end.
-int Advance(PassPlan& plan) {
-  const int tables = plan.tables.size();
-  return StepOn(plan.numPrefix, plan.prefixSizes.data(), plan.at.data(), [&](int axis, int steps) {
-    for (int t = 0; t < tables; ++t) plan.tableAt[t] += steps * plan.prefixStrides[t * plan.numPrefix + axis];
-  });
-}
+// The blocks of a plan, or of a slice of it (-1: all), one after another.
+class BlockWalk {
+ public:
+  BlockWalk(const PassPlan& plan, int slice, PassRoom::Run* runs) : plan_(plan), runs_(runs) {
+    for (int t = 0; t < plan.tables.size(); ++t) runs[t] = {};
+    std::copy(plan.prefixSizes.begin(), plan.prefixSizes.end(), sizes_);
+    if (slice < 0) return;
+    const int axis = plan.slicedAxis, begin = slice * plan.sliceLength;
+    sizes_[axis] = std::min(plan.sliceLength, plan.prefixSizes[axis] - begin);
+    if (axis == plan.numPrefix - 1) begin_ = begin;
+    for (int t = 0; t < plan.tables.size(); ++t) runs[t].at = begin * plan.prefixStrides[t * plan.numPrefix + axis];
+  }
+  // Whether the block stands at the end of a cut axis.
+  bool IsLast() const {
+    return plan_.tailRows != plan_.numRows && begin_ + states_[plan_.numPrefix - 1] == plan_.prefixSizes.back() - 1;
+  }
+  // Steps on; answers the slowest prefix axis that moved, -1 at the end.
+  int Advance() {
+    const int tables = plan_.tables.size();
+    return StepOn(plan_.numPrefix, sizes_, states_, [&](int axis, int steps) {
+      for (int t = 0; t < tables; ++t) runs_[t].at += steps * plan_.prefixStrides[t * plan_.numPrefix + axis];
+    });
+  }
+
+ private:
+  const PassPlan& plan_;
+  PassRoom::Run* const runs_;
+  int begin_ = 0;  // of the slice, along the fastest prefix axis
+  int sizes_[MAX_AXES], states_[MAX_AXES] = {};
+};
 
 // The products of one block.
 class BlockProduct {
  public:
   // moved: the slowest prefix axis that has moved since the tables were last spread.
-  BlockProduct(const PassPlan& plan, const Kernels& kernels, const float* const* factors, float* arena, int moved,
+  BlockProduct(const PassPlan& plan, const Kernels& kernels, const float* const* factors, PassRoom* room, int moved,
                bool isLast)
       : plan_(plan),
         kernels_(kernels),
         factors_(factors),
-        arena_(arena),
+        arena_(room->arena.data()),
+        runs_(room->tables.data()),
         moved_(moved),
         isLast_(isLast),
         numBlockRows_(isLast ? plan.tailRows : plan.numRows) {}
@@ -119,7 +140,7 @@ class BlockProduct {
   Rows Multiply(const float* potential, float lift) {
     float whole = lift;
     for (int f = 1; f <= plan_.numFactors; ++f)
-      if (plan_.tables[f].kind == Kind::BLOCK_SCALE) whole *= factors_[f - 1][plan_.tableAt[f]];
+      if (plan_.tables[f].kind == Kind::BLOCK_SCALE) whole *= factors_[f - 1][runs_[f].at];
     if (whole == 0) return {};
     if (potential) from_ = RowsOf(0, potential);
     MultiplyScales(whole);
@@ -134,9 +155,9 @@ class BlockProduct {
   Rows RowsOf(int t, const float* data) const {
     const PassPlan::Table& table = plan_.tables[t];
     const int* offsets = plan_.pool.data() + table.offsets;
-    if (table.kind != Kind::SPREAD) return {data + plan_.tableAt[t], offsets};
+    if (table.kind != Kind::SPREAD) return {data + runs_[t].at, offsets};
     if (moved_ <= table.lastPrefix)
-      Spread(plan_, table, isLast_ ? table.tailDistinct : table.numDistinct, data + plan_.tableAt[t], arena_);
+      Spread(plan_, table, isLast_ ? table.tailDistinct : table.numDistinct, data + runs_[t].at, arena_);
     return {arena_ + table.room, offsets};
   }
 
@@ -148,7 +169,7 @@ class BlockProduct {
     for (int f = 1; f <= plan_.numFactors; ++f) {
       const PassPlan::Table& table = plan_.tables[f];
       if (table.kind != Kind::SCALES) continue;
-      const float* data = factors_[f - 1] + plan_.tableAt[f];
+      const float* data = factors_[f - 1] + runs_[f].at;
       const int* offsets = plan_.pool.data() + table.offsets;
       if (isScaled_)
         for (int r = 0; r < numBlockRows_; ++r) scales[r] *= data[offsets[r]];
@@ -189,6 +210,7 @@ class BlockProduct {
   const Kernels& kernels_;
   const float* const* factors_;
   float* const arena_;
+  const PassRoom::Run* const runs_;
   const int moved_;
   const bool isLast_;
   const int numBlockRows_;
@@ -198,76 +220,117 @@ class BlockProduct {
   int numWaiting_ = 0;
 };
 
-}  // namespace
-
-void RunPlan(PassPlan& plan, const Kernels& best, const float* potential, const float* const* factors,
-             const PassTarget* targets, float* arena, bool maximize, float lift) {
+// Runs the blocks of a slice (-1: all). Sums apart go there where they are not NULL.
+void RunBlocks(const PassPlan& plan, int slice, const Kernels& best, const float* potential,
+               const float* const* factors, const PassTarget* targets, double* sumsApart, PassRoom* room, bool maximize,
+               float lift) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
   const int first = plan.numFactors + 1, tables = plan.tables.size();
-  std::fill(plan.at.begin(), plan.at.end(), 0);
-  std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
+  float* const arena = room->arena.data();
+  PassRoom::Run* const runs = room->tables.data();
+  BlockWalk walk(plan, slice, runs);
+  auto targetOf = [&](int t) {
+    const int apart = sumsApart ? plan.tables[t].apart : -1;
+    return apart < 0 ? targets[t - first] : PassTarget{sumsApart + apart, nullptr};
+  };
   // Rows gather from 0.
   for (int t = first; t < tables; ++t) {
     const PassPlan::Table& table = plan.tables[t];
-    plan.pending[t] = plan.foldRows[t] = 0;
     std::fill_n(arena + table.room, table.numDistinct * plan.paddedLength, 0.0f);
   }
   // Block after block: its products, then what they add to each target, then the step to the next block.
   for (int moved = -1, stale = -1;;) {
     // Where a block was left out, what should have been spread for it is still to do.
     stale = std::min(stale, moved);
-    const bool last = IsLast(plan);
+    const bool last = walk.IsLast();
     const int rows = last ? plan.tailRows : plan.numRows;
-    const Rows products = BlockProduct(plan, kernels, factors, arena, stale, last).Multiply(potential, lift);
+    const Rows products = BlockProduct(plan, kernels, factors, room, stale, last).Multiply(potential, lift);
     if (products.data) {
       stale = plan.numPrefix;
       for (int t = first; t < tables; ++t) {
         const PassPlan::Table& table = plan.tables[t];
         if (table.direct) {
-          FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, products, targets[t - first],
-                        plan.tableAt[t], maximize);
+          FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, products, targetOf(t), runs[t].at,
+                        maximize);
           continue;
         }
         (maximize ? kernels.maximize : kernels.add)(arena + table.room, plan.pool.data() + table.offsets, rows,
                                                     plan.paddedLength, products);
-        plan.pending[t] += table.perFold;
-        plan.foldRows[t] = std::max(plan.foldRows[t], last ? table.tailDistinct : table.numDistinct);
+        runs[t].pending += table.perFold;
+        runs[t].foldRows = std::max(runs[t].foldRows, last ? table.tailDistinct : table.numDistinct);
       }
     }
     // Offsets move with the prefix, so what has gathered is folded first where they are about to change.
-    for (int t = first; t < tables; ++t) plan.foldAt[t] = plan.tableAt[t];
-    moved = Advance(plan);
+    for (int t = first; t < tables; ++t) runs[t].foldAt = runs[t].at;
+    moved = walk.Advance();
     for (int t = first; t < tables; ++t) {
       const PassPlan::Table& table = plan.tables[t];
-      int& pending = plan.pending[t];
+      int& pending = runs[t].pending;
       if (pending == 0) continue;
       if (moved >= 0 && moved > table.lastPrefix && pending + table.perFold <= ADDS_BETWEEN_FOLDS) continue;
-      Fold(plan, kernels, t, targets[t - first], arena, maximize);
-      pending = plan.foldRows[t] = 0;
+      Fold(plan, kernels, t, targetOf(t), runs[t], arena, maximize);
+      pending = runs[t].foldRows = 0;
     }
     if (moved < 0) return;
   }
 }
 
-void RunProduct(PassPlan& plan, const Kernels& best, float* to, const float* const* factors, float* arena) {
+}  // namespace
+
+void RunSlice(const PassPlan& plan, int slice, const Kernels& kernels, const float* potential,
+              const float* const* factors, const PassTarget* targets, double* sumsApart, PassRoom* room, bool maximize,
+              float lift) {
+  if (slice > 0) std::fill_n(sumsApart, plan.sumsApart, 0.0);
+  RunBlocks(plan, slice, kernels, potential, factors, targets, slice > 0 ? sumsApart : nullptr, room, maximize, lift);
+}
+
+void AddSumsApart(const PassPlan& plan, const double* sumsApart, const PassTarget* targets, bool maximize) {
+  const int first = plan.numFactors + 1, tables = plan.tables.size();
+  for (int t = first; t < tables; ++t) {
+    const int begin = plan.tables[t].apart;
+    if (begin < 0) continue;
+    int end = plan.sumsApart;
+    for (int u = t + 1; u < tables && end == plan.sumsApart; ++u)
+      if (plan.tables[u].apart >= 0) end = plan.tables[u].apart;
+    auto addTo = [&](auto* to) {
+      using Number = std::remove_pointer_t<decltype(to)>;
+      for (int i = begin; i < end; ++i, ++to)
+        *to = maximize ? std::max(*to, static_cast<Number>(sumsApart[i])) : static_cast<Number>(*to + sumsApart[i]);
+    };
+    const PassTarget& target = targets[t - first];
+    target.wide ? addTo(target.wide) : addTo(target.narrow);
+  }
+}
+
+void RunPlan(const PassPlan& plan, const Kernels& kernels, const float* potential, const float* const* factors,
+             const PassTarget* targets, PassRoom* room, bool maximize, float lift) {
+  if (plan.numSlices == 1)
+    return RunBlocks(plan, -1, kernels, potential, factors, targets, nullptr, room, maximize, lift);
+  for (int slice = 0; slice < plan.numSlices; ++slice) {
+    RunSlice(plan, slice, kernels, potential, factors, targets, room->sums.data(), room, maximize, lift);
+    if (slice > 0) AddSumsApart(plan, room->sums.data(), targets, maximize);
+  }
+}
+
+void RunProduct(const PassPlan& plan, const Kernels& best, float* to, const float* const* factors, PassRoom* room) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
-  std::fill(plan.at.begin(), plan.at.end(), 0);
-  std::fill(plan.tableAt.begin(), plan.tableAt.end(), 0);
+  PassRoom::Run* const runs = room->tables.data();
+  BlockWalk walk(plan, -1, runs);
   const int* offsets = plan.pool.data() + plan.tables[0].offsets;
   for (int moved = -1, stale = -1;;) {
     stale = std::min(stale, moved);
-    const bool last = IsLast(plan);
+    const bool last = walk.IsLast();
     const int rows = last ? plan.tailRows : plan.numRows;
-    const Rows products = BlockProduct(plan, kernels, factors, arena, stale, last).Multiply(nullptr, 1);
+    const Rows products = BlockProduct(plan, kernels, factors, room, stale, last).Multiply(nullptr, 1);
     if (products.data) stale = plan.numPrefix;
-    float* block = to + plan.tableAt[0];
+    float* block = to + runs[0].at;
     for (int r = 0; r < rows; ++r) {
       if (products.data)
         std::copy_n(products.data + products.offsets[r], plan.rowLength, block + offsets[r]);
       else
         std::fill_n(block + offsets[r], plan.rowLength, 0.0f);
     }
-    moved = Advance(plan);
+    moved = walk.Advance();
     if (moved < 0) return;
   }
 }

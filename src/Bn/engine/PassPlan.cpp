@@ -307,6 +307,40 @@ class TableMaker {
   PassPlan::Table& table_;
 };
 
+// The axis along which a large pass is sliced: one that gives many slices and that the large targets have.
+void ChooseSlices(const Merged& merged, PassPlan* plan) {
+  constexpr double SLICE_ENTRIES = 32768, SMALL_SHARE = 1.0 / 32;
+  double entries = 1;
+  for (int a = 0; a < merged.numAxes; ++a) entries *= merged.sizes[a];
+  plan->slicedAxis = -1;
+  plan->numSlices = 1;
+  plan->sumsApart = 0;
+  if (entries < 2 * SLICE_ENTRIES) return;
+  const int wanted = static_cast<int>(std::min(entries / SLICE_ENTRIES, 1e6)), first = plan->numFactors + 1;
+  auto sizeOf = [&](int t) {
+    double size = 1;
+    for (int a = 0; a < merged.numAxes; ++a)
+      if (merged.Strides(t)[a] != 0) size *= merged.sizes[a];
+    return size;
+  };
+  for (int a = 0; a < plan->numPrefix; ++a) {
+    const int length = (plan->prefixSizes[a] + wanted - 1) / wanted;
+    const int slices = (plan->prefixSizes[a] + length - 1) / length;
+    if (slices <= plan->numSlices) continue;
+    double apart = 0;
+    for (int t = first; t < merged.numTables; ++t) apart += merged.Strides(t)[a] == 0 ? sizeOf(t) : 0;
+    if (apart * slices > SMALL_SHARE * entries) continue;
+    plan->slicedAxis = a;
+    plan->numSlices = slices;
+    plan->sliceLength = length;
+  }
+  for (int t = first; t < merged.numTables && plan->numSlices > 1; ++t) {
+    if (merged.Strides(t)[plan->slicedAxis] != 0) continue;
+    plan->tables[t].apart = plan->sumsApart;
+    plan->sumsApart += static_cast<int>(sizeOf(t));
+  }
+}
+
 }  // namespace
 
 double SweepCost(const PassShape& shape, double limit) {
@@ -339,11 +373,7 @@ void MakePlan(const PassShape& shape, PassPlan* plan) {
   plan->arena = plan->scales + RoundUp(split.numRows, WIDEST_VECTOR);
   for (int r = 0; r < split.numRows; ++r) plan->pool.push_back(r * split.paddedLength);
   for (int t = 0; t < merged.numTables; ++t) TableMaker(merged, split, t, t > shape.numFactors, plan).Make();
-  plan->at.resize(split.block);
-  plan->tableAt.resize(merged.numTables);
-  plan->foldRows.resize(merged.numTables);
-  plan->foldAt.resize(merged.numTables);
-  plan->pending.resize(merged.numTables);
+  ChooseSlices(merged, plan);
 }
 
 }  // namespace bravic::engine

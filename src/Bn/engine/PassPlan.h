@@ -40,18 +40,38 @@ struct PassPlan {
     int perEntry = 1;      // (target) lanes that fold onto one entry
     int perFold = 1;       // (target) block rows that gather on one distinct row
     int room = 0;          // index into the arena of its rows
+    int apart = -1;        // (target) index into the room's sums where it lacks the axis that is sliced
   };
   Vector<Table> tables;       // as in the shape
   Vector<int> prefixStrides;  // [table][prefix axis]
   Vector<int> pool;           // begins with [row] where its products begin in the arena
   int arena = 0;              // floats of scratch that a run needs: products, scales, rows of tables
   int scales = 0;             // index into the arena
-  // While it runs.
-  Vector<int> at;        // [prefix axis] state
-  Vector<int> tableAt;   // [table] offset of the block
-  Vector<int> foldAt;    // [table] offset where its rows gathered
-  Vector<int> foldRows;  // [table] how many did
-  Vector<int> pending;   // [table] additions not yet folded
+  // A large pass is run in slices along one prefix axis, which several threads may share. Most targets have that axis,
+  // and no two slices touch the same entry; what slices add to the others is summed apart, and added in their order.
+  int slicedAxis = -1, numSlices = 1, sliceLength = 0;
+  int sumsApart = 0;  // doubles that the sums of one slice take which are apart
+};
+
+// What a run works in. Room for several plans is room for each; several threads run one plan, each in a room of its
+// own.
+struct PassRoom {
+  Vector<float> arena;
+  // What is known of a table while it runs.
+  struct Run {
+    int at;        // offset of the block
+    int foldAt;    // offset where its rows gathered
+    int foldRows;  // how many did
+    int pending;   // additions not yet folded
+  };
+  Vector<Run> tables;
+  Vector<double> sums;  // of one slice, where they are apart
+
+  void GrowFor(const PassPlan& plan) {
+    arena.GrowTo(plan.arena);
+    tables.GrowTo(plan.tables.size());
+    sums.GrowTo(plan.sumsApart);
+  }
 };
 
 void MakePlan(const PassShape& shape, PassPlan* plan);

@@ -174,8 +174,8 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
   return tree;
 }
 
-JunctionTree MergeSmallCliques(const JunctionTree& tree) {
-  constexpr double STEPS[] = {0, 16, 32, 64, 128, 200};  // entries that a merger may add, the cheapest mergers first
+JunctionTree MergeSmallCliques(const JunctionTree& tree, double mostAdded) {
+  constexpr double STEPS[] = {0, 16, 32, 64, 128, MERGED_ENTRIES};  // entries added, the cheapest mergers first
   const int n = tree.cliques.size();
   Vector<int> into(n);
   Vector<double> size(n);
@@ -188,6 +188,7 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree) {
     return c;
   };
   for (double step : STEPS) {
+    if (step > mostAdded) break;
     for (const Separator& separator : tree.separators) {
       const int a = find(separator.cliques[0]), b = find(separator.cliques[1]);
       // What two neighbours share is their separator.

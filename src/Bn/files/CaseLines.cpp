@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "Basic/Text.h"
-#include "Win_Face/Platform.h"
 
 namespace bravic {
 
@@ -12,6 +11,14 @@ namespace {
 
 constexpr std::size_t BUFFER_SLACK = 8;  // bytes behind the text that may be read, and are 0 at its end
 constexpr std::size_t MAX_LINE = std::size_t{64} << 20;
+
+// File systems count time in steps: those that know fractions of a second in steps of the system's clock, others in
+// seconds, or two. A file that changed again within the step of its last change looks as if it had not.
+bool IsSettled(const FileStamp& stamp) {
+  constexpr std::int64_t CLOCK_STEP = 20000000, SECOND = 1000000000;
+  const std::int64_t step = stamp.written % SECOND == 0 ? 2 * SECOND : CLOCK_STEP;
+  return NanosecondsSince1970() - std::max(stamp.written, stamp.changed) > step;
+}
 
 bool IsLineEnd(int c) {
   return c == '\n' || c == '\r';
@@ -24,17 +31,16 @@ void CaseLines::Close() {
   file_ = nullptr;
 }
 
-Failure CaseLines::Open(const char* filename) {
-  Close();
+Failure CaseLines::Open(const char* filename, std::size_t blockSize) {
   filename_ = filename;
   file_ = std::fopen(filename_, "rb");
   if (!file_) {
     return FileExists(filename_) ? Fail(CANT_OPEN_CASES_FOR_READING, ShownPath(filename_).text)
                                  : Fail(NO_SUCH_CASE_FILE, ShownPath(filename_).text);
   }
-  if (std::fseek(file_, 0, SEEK_END) == 0) fileSize_ = std::ftell(file_);
-  if (fileSize_ > 0 && std::fseek(file_, -1, SEEK_END) == 0) endsInLine_ = !IsLineEnd(std::fgetc(file_));
-  std::rewind(file_);
+  isRegular_ = GetStamp(file_, &stamp_);
+  isSettled_ = isRegular_ && IsSettled(stamp_);
+  capacity_ = blockSize;
   buffer_ = TryMakeBlock<char>(capacity_ + BUFFER_SLACK);
   at_ = end_ = lineEnd_ = buffer_.get();
   if (buffer_)
@@ -42,6 +48,27 @@ Failure CaseLines::Open(const char* filename) {
   else
     trouble_ = FailMemory(NO_MEMORY_FOR_CASE_FILE, static_cast<double>(capacity_));
   return nullptr;
+}
+
+bool CaseLines::IsCurrent() const {
+  FileStamp now;
+  return isSettled_ && !trouble_ && GetStamp(filename_, &now) && now == stamp_;
+}
+
+bool CaseLines::OpenAt(long long position) {
+  FileStamp now;
+  if (!file_) {
+    file_ = std::fopen(filename_, "rb");
+    if (file_ && !(GetStamp(file_, &now) && now == stamp_)) Close();
+  }
+  return file_ && SeekFile(file_, position);
+}
+
+bool CaseLines::EndsInLine() {
+  if (!isRegular_ || stamp_.size == 0 || !OpenAt(stamp_.size - 1)) return false;
+  const bool endsInLine = !IsLineEnd(std::fgetc(file_));
+  SeekFile(file_, BufferEnd());
+  return endsInLine;
 }
 
 // How the first line of the file ends, so do all.
@@ -68,7 +95,9 @@ bool CaseLines::Grow(std::size_t kept) {
 
 // False when there is no more, or trouble. Positions stay right: bufferStart_ moves with what is dropped.
 bool CaseLines::Refill() {
-  if (atEnd_ || !file_) return false;
+  if (atEnd_ || !buffer_) return false;
+  if (!file_ && BufferEnd() >= stamp_.size) return false;
+  if (!file_ && !OpenAt(BufferEnd())) trouble_ = Fail(CASE_FILE_READING_FAILED, static_cast<long>(BufferEnd()));
   // The part of a line that is there already moves to the front, in a larger buffer where it fills half of this one.
   const std::size_t kept = end_ - at_;
   if (kept == MAX_LINE) trouble_ = Fail(CASE_LINE_TOO_LONG, LineNumber(), static_cast<int>(MAX_LINE >> 20));
@@ -88,7 +117,7 @@ bool CaseLines::Refill() {
   std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
   if (got > 0) return true;
   atEnd_ = true;
-  if (std::ferror(file_)) trouble_ = Fail(CASE_FILE_READING_FAILED, Position());
+  if (std::ferror(file_)) trouble_ = Fail(CASE_FILE_READING_FAILED, static_cast<long>(Position()));
   return false;
 }
 
@@ -124,33 +153,46 @@ long CaseLines::LineNumber() {
   return baseLine_ + consumed_;
 }
 
-long CaseLines::CountLines(long position) const {
+long CaseLines::CountLines(long long position) const {
   std::FILE* file = std::fopen(filename_, "rb");
   if (!file) return 0;
   long numlines = 0;
   char block[4096];
   while (position > 0) {
-    const std::size_t want = std::min<long>(position, sizeof block);
+    const std::size_t want = static_cast<std::size_t>(std::min<long long>(position, sizeof block));
     const std::size_t got = std::fread(block, 1, want, file);
     if (got == 0) break;
     numlines += static_cast<long>(std::count(block, block + got, lineBreak_));
-    position -= static_cast<long>(got);
+    position -= static_cast<long long>(got);
   }
   std::fclose(file);
   return numlines;
 }
 
+// Whether the byte there is in the buffer, and with it the one before where that must end a line.
+bool CaseLines::IsWithin(long long position, long long first) const {
+  const bool isFree = position == first || position == stamp_.size;
+  return position >= bufferStart_ + (isFree ? 0 : 1) && position <= BufferEnd();
+}
+
 // A position between lines, so that nothing is misread from the middle of one.
-bool CaseLines::Seek(long position, long first) {
-  if (position < first || position > fileSize_) return false;
-  if (position > first && position < fileSize_) {
-    if (std::fseek(file_, position - 1, SEEK_SET) != 0 || !IsLineEnd(std::fgetc(file_))) return false;
+bool CaseLines::Seek(long long position, long long first) {
+  if (position < first || position > stamp_.size) return false;
+  if (position == Position()) return true;
+  const bool mustFollowLine = position > first && position < stamp_.size;
+  if (IsWithin(position, first)) {
+    const char* target = buffer_.get() + (position - bufferStart_);
+    if (mustFollowLine && !IsLineEnd(target[-1])) return false;
+    at_ = lineEnd_ = target;
+  } else {
+    bufferStart_ = position;
+    at_ = end_ = lineEnd_ = buffer_.get();
+    atEnd_ = false;
+    if (!OpenAt(mustFollowLine ? position - 1 : position)) return false;
+    if (mustFollowLine && !IsLineEnd(std::fgetc(file_))) return false;
   }
-  if (std::fseek(file_, position, SEEK_SET) != 0) return false;
-  bufferStart_ = basePosition_ = position;
+  basePosition_ = position;
   baseLine_ = consumed_ = 0;
-  at_ = end_ = lineEnd_ = buffer_.get();
-  atEnd_ = false;
   return true;
 }
 

@@ -1,6 +1,6 @@
-// Reads a case file from top to bottom: the indicator that tells its kind, the line of the columns, then a row for each
-// call of Next. The columns are matched with nodes once; each keeps its kind and its state names, so that reading a row
-// looks no name up in the net. The lines themselves are CaseLines'. docs/case-format.md describes the format.
+// The rows of a case file, one for each call of Next. Most entries are the name of a state, which is found by its bytes
+// where it stands; what else an entry may be is looked at only when that fails. docs/case-format.md describes the
+// format.
 #include "Bn/files/CaseReader.h"
 
 #include <algorithm>
@@ -10,10 +10,7 @@
 
 #include "Basic/Portable.h"
 #include "Basic/Text.h"
-#include "Bn/files/NetFormat.h"
 #include "Bn/model/Levels.h"
-#include "Bn/model/NodeNames.h"
-#include "Bn/model/NodeOrder.h"
 
 namespace bravic {
 namespace {
@@ -21,182 +18,14 @@ namespace {
 constexpr std::size_t PLACE_LEN = 300;
 constexpr int MAX_UNFIT = 100;  // entries reported one by one
 
-// Of a text quoted in a message.
-int Shown(std::size_t length) {
-  return static_cast<int>(std::min<std::size_t>(length, 40));
-}
-
-// Digits are compared as text, so that a number of any length is the one told.
-void JudgeVersion(std::string_view text) {
-  std::string_view digits = text.substr(0, std::min(text.size(), text.find_first_not_of("0123456789")));
-  digits.remove_prefix(std::min(digits.size(), digits.find_first_not_of('0')));
-  if (digits == CASE_VERSION) return;
-  const bool isOld = digits.empty();
-  if (isOld) digits = "0";
-  Report(OTHER_CASE_FILE_VERSION, isOld ? "old" : "new", Shown(digits.size()), digits.data());
-}
-
 }  // namespace
 
-Failure CaseReader::Prefixed(Failure failure) const {
-  if (!failure) return failure;
-  const char* reason = failure->mesg;
-  return Rephrase(std::move(failure), AROUND_CASE_FILE, ShownPath(filename_).text, reason);
-}
-
-Failure CaseReader::Open(const char* filename, net_bn net, std::span<const node_bn> wanted) {
-  filename_ = filename;
-  if (Failure failure = lines_.Open(filename_)) return failure;
-  Failure failure = ReadIndicator();
-  if (!failure) failure = ReadColumnLine(net, wanted);
-  return Prefixed(lines_.HasTrouble() ? lines_.TakeTrouble() : std::move(failure));
-}
-
-// At most three lines of at least three characters are looked at, as in every file of the library.
-Failure CaseReader::ReadIndicator() {
-  for (int examined = 0; examined < format::INDICATOR_LINES && lines_.NeedLine();) {
-    std::string_view line = lines_.Line();
-    std::string_view head = line.substr(0, format::INDICATOR_LINE_LEN);
-    std::size_t start = head.find(format::INDICATOR_START);
-    std::size_t stop = start == head.npos ? start : head.find(format::INDICATOR_END, start);
-    lines_.Consume();
-    if (stop == head.npos) {
-      if (Count(line) >= format::INDICATOR_MIN_LINE) ++examined;
-      continue;
-    }
-    std::string_view text = head.substr(start + std::strlen(format::INDICATOR_START));
-    text = text.substr(0, stop - start - std::strlen(format::INDICATOR_START));
-    std::size_t dash = text.find('-');
-    std::string_view type = text.substr(0, dash);
-    if (type != CASE_TYPE) return Fail(NOT_A_CASE_FILE, CASE_TYPE, Shown(type.size()), type.data());
-    JudgeVersion(dash == text.npos ? std::string_view() : text.substr(dash + 1));
-    return nullptr;
-  }
-  return Fail(NO_CASE_FILE_INDICATOR, CASE_TYPE);
-}
-
-// Lists the columns that no node of the net has, for one message; three points stand for those without room.
-void CaseReader::NoteStranger(std::string_view name) {
-  ++numStrangers_;
-  const std::size_t used = std::strlen(strangers_);
-  const int length = Shown(name.size());
-  if (EndsWith(strangers_, "...")) return;
-  const bool fits = used + length + sizeof ", , ..." <= sizeof strangers_;
-  FormatText(strangers_ + used, sizeof strangers_ - used, "%s%.*s", used > 0 ? ", " : "", fits ? length : 3,
-             fits ? name.data() : "...");
-}
-
-// Whether an earlier column is the node's.
-bool CaseReader::IsDoubled(const bnode& node) const {
-  return std::any_of(columns_.begin(), columns_.end(), [&](const CaseColumn& other) { return other.node == &node; });
-}
-
-void CaseReader::AddColumn(std::string_view name, net_bn net, int mark) {
-  const ShownPath path(filename_);
-  CaseColumn column;
-  hasOtherSeparators_ = hasOtherSeparators_ || name.find_first_of(",;") != name.npos;
-  if (name == ID_COLUMN) {
-    if (hasId_) Post(Prefixed(Fail(TWO_ID_COLUMNS, path.text)));
-    if (!hasId_) column.kind = CaseColumn::Id;
-    hasId_ = true;
-  } else if (name == FREQ_COLUMN) {
-    if (hasFreq_) Post(Prefixed(Fail(TWO_FREQUENCY_COLUMNS, path.text)));
-    if (!hasFreq_) column.kind = CaseColumn::Freq;
-    hasFreq_ = true;
-  } else if (net) {
-    // The name stands within its line; it is looked up as a text of its own.
-    char text[MAX_COLUMN_NAME + 1];
-    std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
-    std::memcpy(text, name.data(), length);
-    text[length] = '\0';
-    column.node = FindNode(net, text);
-    // Columns that are nobody's, or that come a second time, keep their place in the rows and are skipped there.
-    if (!column.node) {
-      NoteStranger(name);
-    } else if (IsDoubled(*column.node)) {
-      Post(Prefixed(Fail(TWO_COLUMNS_OF_NODE, column.node->name, path.text)));
-      column.node = nullptr;
-    } else if (column.node->mark == mark) {
-      column.kind = CaseColumn::Node;
-      column.wanted = column.node->scratch;
-      column.names.Fill(*column.node);
-    }
-  }
-  columns_.push_back(std::move(column));
-}
-
-// Comments and empty lines may come before the columns, comments also between and after their names.
-Failure CaseReader::ReadColumnNames(net_bn net, int mark) {
-  const char* blockEnd = nullptr;  // what closes the comment at hand, which may run over lines
-  long blockLine = 0;
-  while ((columns_.empty() || blockEnd) && lines_.NeedLine()) {
-    const char* const lineEnd = lines_.End();
-    const auto opensComment = [lineEnd](const char* p) {
-      return *p == '/' && p + 1 < lineEnd && (p[1] == '/' || p[1] == '*' || p[1] == '#');
-    };
-    const char* p = lines_.Start();
-    while (p < lineEnd) {
-      // Within a comment that is not closed yet, all up to its end is passed over.
-      if (blockEnd) {
-        std::string_view rest(p, lineEnd);
-        const std::size_t close = rest.find(blockEnd);
-        if (close == rest.npos) {
-          p = lineEnd;
-          break;
-        }
-        p += close + 2;
-        blockEnd = nullptr;
-      } else if (IsAsciiSpace(*p)) {
-        if (*p == '\r' && !columns_.empty()) break;
-        ++p;
-      } else if (opensComment(p)) {
-        if (p[1] == '/') {
-          p = lineEnd;
-          break;
-        }
-        blockEnd = p[1] == '*' ? "*/" : "#/";
-        blockLine = lines_.LineNumber();
-        p += 2;
-      } else {
-        // A name ends at white space or where a comment begins.
-        const char* start = p++;
-        while (p < lineEnd && !IsAsciiSpace(*p) && !opensComment(p)) ++p;
-        AddColumn({start, p}, net, mark);
-      }
-    }
-    // A carriage return ends the line of the columns too.
-    if (p < lineEnd && p + 1 != lineEnd)
-      lines_.ConsumePart(p + 1);
-    else
-      lines_.Consume();
-  }
-  if (!blockEnd) return nullptr;
-  return Fail(UNTERMINATED_CASE_COMMENT, *blockEnd == '*' ? '*' : '#', blockLine);
-}
-
-// A table of which nothing fits is one of another net, or has its columns separated in another way.
-Failure CaseReader::JudgeColumns(net_bn net) const {
-  if (columns_.empty()) return Fail(CASE_FILE_WITHOUT_COLUMNS, ShownPath(filename_).text);
-  if (!net) return nullptr;
-  const bool anyFits =
-      std::any_of(columns_.begin(), columns_.end(), [](const CaseColumn& column) { return column.node != nullptr; });
-  if (!anyFits)
-    return Fail(NO_COLUMN_FITS, net->name, numStrangers_ > 0 ? strangers_ : "numbers and frequencies alone");
-  if (numStrangers_ > 0 && warnsOfColumns) Post(Prefixed(Fail(COLUMNS_SKIPPED, net->name, numStrangers_, strangers_)));
-  return nullptr;
-}
-
-Failure CaseReader::ReadColumnLine(net_bn net, std::span<const node_bn> wanted) {
-  // The wanted nodes are known by the mark, their places in the list by the scratch field.
-  int mark = NewMark();
-  for (int i = 0; i < Count(wanted); ++i) {
-    wanted[i]->mark = mark;
-    wanted[i]->scratch = i;
-  }
-  if (Failure failure = ReadColumnNames(net, mark)) return failure;
-  if (lines_.HasTrouble()) return lines_.TakeTrouble();
-  firstRow_ = Position();
-  return JudgeColumns(net);
+Failure CaseReader::Open(const HeadOptions& options, std::size_t blockSize) {
+  filename_ = options.filename;
+  numWanted_ = Count(options.wanted);
+  if (Failure failure = lines_.Open(filename_, blockSize)) return failure;
+  Failure failure = ReadCaseHead(lines_, options, &head_);
+  return AboutCases(filename_, lines_.HasTrouble() ? lines_.TakeTrouble() : std::move(failure));
 }
 
 // Where reading stands, in words for messages: the case if it has an identification, line and file.
@@ -211,12 +40,12 @@ const char* CaseReader::Place(char* buffer, std::size_t size) {
 void CaseReader::ReportUnfit(Failure failure) {
   if (numUnfit_ > MAX_UNFIT) return;
   if (numUnfit_++ < MAX_UNFIT) {
-    Post(Prefixed(std::move(failure)));
+    Post(AboutCases(filename_, std::move(failure)));
     return;
   }
   Failure last = Fail(MORE_UNFIT_ENTRIES);
   last->number = failure->number;
-  Post(Prefixed(std::move(last)));
+  Post(AboutCases(filename_, std::move(last)));
 }
 
 namespace {
@@ -248,17 +77,17 @@ bool ParseInteger(const char* text, const char* end, T* number) {
 
 }  // namespace
 
-void CaseReader::ReadState(const CaseColumn& column, const char* text, std::size_t length, statetype* state) {
+void CaseReader::ReadState(const CaseColumn& column, const EntryText& entry, statetype* state) {
   const bnode& node = *column.node;
-  // Nearly every entry ends here. What is no name may be a number: behind "#", or alone where no state has a name.
-  const statetype named = column.names.Find(text, length);
-  if (named >= 0) {
+  const statetype named = column.names.Find(entry);
+  if (named != StateNames::NO_NAME) {
     *state = named;
     return;
   }
-  const bool byNumber = text[0] == '#';
+  // What is no name may be a number: behind "#", or alone where no state has a name.
+  const bool byNumber = entry.text[0] == '#';
   statetype number = -1;
-  if ((byNumber || !node.states) && ParseInteger(text + byNumber, text + length, &number) && number >= 0 &&
+  if ((byNumber || !node.states) && ParseInteger(entry.text + byNumber, entry.End(), &number) && number >= 0 &&
       number < node.numstates) {
     *state = number;
     return;
@@ -266,17 +95,17 @@ void CaseReader::ReadState(const CaseColumn& column, const char* text, std::size
   // Neither name nor number: the entry counts as missing, and one warning at the end tells how many there were.
   unknown_ = &column;
   if (numUnknown_++ == 0) {
-    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", Shown(length), text, node.name,
-               lines_.LineNumber());
+    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", ShownLength(entry.length),
+               entry.text, node.name, lines_.LineNumber());
   }
 }
 
-Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
+Failure CaseReader::ReadNumber(const CaseColumn& column, const EntryText& entry, CaseRow* row) {
   const bnode& node = *column.node;
   char place[PLACE_LEN];
   double number;
-  if (!ParseReal(text, length, &number))
-    return Fail(ILLEGAL_NUMBER_OF_CASE, Shown(length), text, node.name, Place(place, sizeof place));
+  if (!ParseReal(entry.text, entry.length, &number))
+    return Fail(ILLEGAL_NUMBER_OF_CASE, ShownLength(entry.length), entry.text, node.name, Place(place, sizeof place));
   // Levels tell the state that the value lies in. A continuous node keeps the value as well.
   const int wanted = column.wanted;
   if (node.levels) {
@@ -286,60 +115,69 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const char* text, std::
       return nullptr;
     }
   }
-  if (node.discrete != DISCRETE) row->values[wanted] = number;
+  if (node.discrete != DISCRETE && row->values) row->values[wanted] = number;
   return nullptr;
 }
 
-Failure CaseReader::ReadEntry(const CaseColumn& column, const char* text, std::size_t length, CaseRow* row) {
+Failure CaseReader::ReadEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row) {
+  const char* const text = entry.text;
   char place[PLACE_LEN];
   switch (column.kind) {
     case CaseColumn::Skipped:
       return nullptr;
     case CaseColumn::Id:
-      if (!ParseInteger(text, text + length, &row->id)) {
+      if (!ParseInteger(text, entry.End(), &row->id)) {
         row->id = -1;
-        return Fail(ILLEGAL_ID_OF_CASE, Shown(length), text, Place(place, sizeof place));
+        return Fail(ILLEGAL_ID_OF_CASE, ShownLength(entry.length), entry.text, Place(place, sizeof place));
       }
       row->hasId = row->id != -1;
       return nullptr;
     case CaseColumn::Freq:
-      if (ParseReal(text, length, &row->freq) && row->freq >= 0) return nullptr;
-      return Fail(ILLEGAL_FREQUENCY_OF_CASE, Shown(length), text, Place(place, sizeof place));
+      if (ParseReal(text, entry.length, &row->freq) && row->freq >= 0) return nullptr;
+      return Fail(ILLEGAL_FREQUENCY_OF_CASE, ShownLength(entry.length), entry.text, Place(place, sizeof place));
     case CaseColumn::Node:
       break;
   }
-  if (IsMissingMark(text, length)) return nullptr;
+  if (IsMissingMark(text, entry.length)) return nullptr;
   // A node with levels may be given by state or by value: "#2" is always a state, a word one where states have names.
   const bnode& node = *column.node;
   const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
                        (node.states && IsAsciiLetter(static_cast<unsigned char>(text[0])));
-  if (!isState) return ReadNumber(column, text, length, row);
-  ReadState(column, text, length, &row->states[column.wanted]);
+  if (!isState) return ReadNumber(column, entry, row);
+  ReadState(column, entry, &row->states[column.wanted]);
   return nullptr;
 }
 
-// An entry ends at white space; a tab after it leads to the next entry, which may be empty.
+// An entry ends at white space; a tab after it leads to the next entry, which may be empty. The line's end is white
+// space too, or the 0 behind the file's last byte.
 Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   char place[PLACE_LEN];
   const char* p = lines_.Start();
+  const int numcolumns = head_.columns.size();
   int count = 0;
   for (bool more = true; more;) {
     // Blanks before an entry do not count, whatever separates the columns.
-    while (p < lineEnd && *p == ' ') ++p;
-    const char* start = p;
-    while (p < lineEnd && !EndsEntry(*p)) ++p;
-    const std::size_t length = p - start;
-    if (count == columns_.size()) {
-      if (p == lineEnd && length == 0) break;  // a tab before the line end
+    while (*p == ' ') ++p;
+    const EntryText entry(p);
+    p = entry.End();
+    if (count == numcolumns) {
+      if (p == lineEnd && entry.length == 0) break;  // a tab before the line end
       return Fail(TOO_MANY_ENTRIES_OF_CASE, Place(place, sizeof place));
     }
-    if (Failure failure = ReadEntry(columns_[count++], start, length, row)) return failure;
+    const CaseColumn& column = head_.columns[count++];
+    // Nearly every entry is that of a column that nobody asked for, or the name of a state.
+    const statetype state = column.byName ? column.names.Find(entry) : StateNames::NO_NAME;
+    if (state != StateNames::NO_NAME) {
+      row->states[column.wanted] = state;
+    } else if (column.kind != CaseColumn::Skipped) {
+      if (Failure failure = ReadEntry(column, entry, row)) return failure;
+    }
     // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
-    while (p < lineEnd && *p == ' ') ++p;
+    while (*p == ' ') ++p;
     more = p < lineEnd;
     if (more && EndsEntry(*p)) ++p;
   }
-  if (count < columns_.size()) return Fail(TOO_FEW_ENTRIES_OF_CASE, Place(place, sizeof place));
+  if (count < numcolumns) return Fail(TOO_FEW_ENTRIES_OF_CASE, Place(place, sizeof place));
   return nullptr;
 }
 
@@ -352,15 +190,15 @@ Failure CaseReader::ReadRow(CaseRow* row) {
   // entry names no state.
   if (lines_.IsTerminated()) return nullptr;
   char place[PLACE_LEN];
-  if (unknown_ && unknown_ == &columns_.back())
+  if (unknown_ && unknown_ == &head_.columns.back())
     return Fail(LAST_ENTRY_CUT_OFF, unknown_->node->name, Place(place, sizeof place));
-  Post(Prefixed(Fail(LAST_ENTRY_MAY_BE_CUT_OFF, Place(place, sizeof place))));
+  Post(AboutCases(filename_, Fail(LAST_ENTRY_MAY_BE_CUT_OFF, Place(place, sizeof place))));
   return nullptr;
 }
 
-CaseReader::Result CaseReader::Next(CaseRow* row) {
-  std::fill(row->states.begin(), row->states.end(), UNDEF_STATE);
-  std::fill(row->values.begin(), row->values.end(), UNDEF_DBL);
+CaseReader::Result CaseReader::Next(CaseRow* row, Failure* failure) {
+  std::fill_n(row->states, numWanted_, UNDEF_STATE);
+  if (row->values) std::fill_n(row->values, numWanted_, UNDEF_DBL);
   row->hasId = false;
   row->id = -1;
   row->freq = -1;
@@ -376,18 +214,20 @@ CaseReader::Result CaseReader::Next(CaseRow* row) {
   bool found;
   while ((found = lines_.NeedLine()) && blankOrComment()) lines_.Consume();
   if (!found && !lines_.HasTrouble()) return Result::End;
+  if (!found) {
+    *failure = AboutCases(filename_, lines_.TakeTrouble());
+    return Result::Lost;
+  }
   rowStart_ = Position();
   // A bad row is consumed like a good one: reading goes on with the next.
-  Failure failure = found ? ReadRow(row) : lines_.TakeTrouble();
+  *failure = AboutCases(filename_, ReadRow(row));
   lines_.Consume();
-  if (!failure) return Result::Row;
-  Post(Prefixed(std::move(failure)));
-  return Result::Bad;
+  return *failure ? Result::Bad : Result::Row;
 }
 
 Failure CaseReader::WarningOfUnknown() const {
   if (numUnknown_ == 0) return nullptr;
-  return Prefixed(Fail(UNKNOWN_STATES_COUNT_AS_MISSING, numUnknown_, firstUnknown_));
+  return AboutCases(filename_, Fail(UNKNOWN_STATES_COUNT_AS_MISSING, numUnknown_, firstUnknown_));
 }
 
 }  // namespace bravic

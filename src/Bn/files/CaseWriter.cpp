@@ -128,7 +128,7 @@ bool IsEmptyFile(const char* filename) {
 Failure PlanAppend(const char* filename, std::span<const node_bn> nodes, CasePlan* plan) {
   const ShownPath path(filename);
   CaseReader reader;
-  if (Failure failure = reader.Open(filename, nodes.empty() ? nullptr : nodes[0]->innet, nodes)) {
+  if (Failure failure = reader.Open({filename, nodes.empty() ? nullptr : nodes[0]->innet, nodes})) {
     if (failure->number != NO_CASE_FILE_INDICATOR.number && failure->number != NOT_A_CASE_FILE.number) return failure;
     return Fail(NO_CASES_TO_ADD_TO, path.text);
   }

@@ -18,7 +18,7 @@ struct PlannedColumn {
 // What is to be written where: the columns of an existing case file as they stand, or those of a new one.
 struct CasePlan {
   bool append = false;
-  long position = 0;  // where the first row goes then
+  long long position = 0;  // where the first row goes then
   Vector<PlannedColumn> columns;
   const char* terminator = "\n";  // of the file's lines
 };

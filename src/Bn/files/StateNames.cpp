@@ -4,25 +4,46 @@
 
 namespace bravic {
 
-void StateNames::Fill(const bnode& node) {
-  if (!node.states) return;
-  std::size_t size = 4;
-  while (size < std::size_t{2} * node.numstates) size *= 2;
-  mask_ = size - 1;
-  slots_.assign(size, Entry());
-  for (int state = 0; state < node.numstates; ++state) {
+bool StateNames::Add(const char* name, statetype state) {
+  char padded[48] = {};
+  const std::size_t length = std::min(std::strlen(name), sizeof padded - 8);
+  std::memcpy(padded, name, length);
+  const EntryText text(padded, length);
+  const std::size_t own = Slot(text.key, length);
+  std::size_t at = own;
+  while (slots_[at].length > 0) at = (at + 1) & mask_;
+  slots_[at] = {text.key, length, name, state};
+  return at == own;
+}
+
+bool StateNames::Place(const bnode& node) {
+  std::fill(slots_.begin(), slots_.end(), Name());
+  bool areApart = Add("*", UNDEF_STATE);
+  for (int state = 0; node.states && state < node.numstates; ++state) {
     const char* name = node.states[state];
-    if (!name || !*name) continue;
-    Entry entry;
-    char padded[40] = {};
-    entry.length = std::min(std::strlen(name), sizeof padded - 1);
-    std::memcpy(padded, name, entry.length);
-    entry.key = FirstBytes(padded, entry.length);
-    entry.name = name;
-    entry.state = state;
-    std::size_t at = Slot(entry.key, entry.length);
-    while (slots_[at].state >= 0) at = (at + 1) & mask_;
-    slots_[at] = entry;
+    if (name && *name) areApart = Add(name, state) && areApart;
+  }
+  return areApart;
+}
+
+// Tries a few ways to spread the names, so that each stands in its own slot, as it can where they are not many.
+void StateNames::Fill(const bnode& node) {
+  constexpr int FEW = 64;
+  const int numtries = node.numstates > FEW ? 1 : 20;
+  std::size_t size = 4;
+  while (node.states && size < std::size_t{2} * (node.numstates + 1)) size *= 2;
+  mask_ = size - 1;
+  slots_.resize(size);
+  for (int i = 1; !Place(node) && i < numtries; ++i) multiplier_ *= 0xD1342543DE82EF95;
+}
+
+statetype StateNames::FindFrom(std::size_t at, const EntryText& entry) const {
+  for (;; at = (at + 1) & mask_) {
+    const Name& name = slots_[at];
+    if (name.length == 0) return NO_NAME;
+    if (name.key == entry.key && name.length == entry.length &&
+        (name.length <= 8 || std::memcmp(name.name + 8, entry.text + 8, name.length - 8) == 0))
+      return name.state;
   }
 }
 

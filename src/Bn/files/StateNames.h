@@ -2,6 +2,7 @@
 // the first eight bytes and the length of each name, so that most entries are found by one comparison of integers.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -9,42 +10,72 @@
 
 namespace bravic {
 
+// An entry of a row where it stands, with eight readable bytes after its end, which is at a blank or control character.
+struct EntryText {
+  const char* text;
+  std::size_t length;
+  std::uint64_t key;  // the first eight bytes of it, the first one lowest
+
+  explicit EntryText(const char* start) : text(start) {
+    const std::uint64_t word = Word(start);
+    // The lowest bit that is set is the highest of the first byte up to ' ' (bytes after it may be marked wrongly).
+    constexpr std::uint64_t EACH = 0x0101010101010101;
+    const std::uint64_t ends = (word - EACH * (' ' + 1)) & ~word & EACH * 0x80;
+    length = static_cast<std::size_t>(std::countr_zero(ends)) / 8;
+    if (ends != 0) {
+      key = word & (((ends & (~ends + 1)) - 1) >> 7);  // all bits below the byte that ends it
+    } else {
+      key = word;
+      while (static_cast<unsigned char>(text[length]) > ' ') ++length;
+    }
+  }
+  EntryText(const char* start, std::size_t size) : text(start), length(size), key(Word(start)) {
+    if (size < 8) key &= (std::uint64_t{1} << (8 * size)) - 1;
+  }
+  const char* End() const { return text + length; }
+
+ private:
+  static std::uint64_t Word(const char* text) {
+    std::uint64_t word;
+    std::memcpy(&word, text, 8);
+    if constexpr (std::endian::native == std::endian::big) {
+      word = (word & 0x00FF00FF00FF00FF) << 8 | (word >> 8 & 0x00FF00FF00FF00FF);
+      word = (word & 0x0000FFFF0000FFFF) << 16 | (word >> 16 & 0x0000FFFF0000FFFF);
+      word = word << 32 | word >> 32;
+    }
+    return word;
+  }
+};
+
 class StateNames {
  public:
+  enum : statetype { NO_NAME = -1 };
+
   void Fill(const bnode& node);
-  // text must have eight readable bytes after its start.
-  int Find(const char* text, std::size_t length) const {
-    if (slots_.empty()) return -1;
-    std::uint64_t key = FirstBytes(text, length);
-    for (std::size_t at = Slot(key, length);; at = (at + 1) & mask_) {
-      const Entry& entry = slots_[at];
-      if (entry.state < 0) return -1;
-      if (entry.key == key && entry.length == length && (length <= 8 || SameTail(entry, text))) return entry.state;
-    }
+  // UNDEF_STATE for the mark of a missing entry.
+  statetype Find(const EntryText& entry) const {
+    const std::size_t at = Slot(entry.key, entry.length);
+    const Name& name = slots_[at];
+    if (name.key == entry.key && name.length == entry.length && entry.length <= 8) return name.state;
+    return name.length == 0 ? static_cast<statetype>(NO_NAME) : FindFrom(at, entry);
   }
 
  private:
-  struct Entry {
+  struct Name {
     std::uint64_t key = 0;
-    std::size_t length = 0;
+    std::size_t length = 0;      // 0: a free slot
     const char* name = nullptr;  // the node's
-    int state = -1;
+    statetype state = NO_NAME;
   };
-  static std::uint64_t FirstBytes(const char* text, std::size_t length) {
-    unsigned char bytes[8];
-    std::memcpy(bytes, text, 8);
-    std::uint64_t key = 0;
-    for (int i = 7; i >= 0; --i) key = key << 8 | bytes[i];
-    return length >= 8 ? key : key & ((std::uint64_t{1} << (8 * length)) - 1);
-  }
-  static bool SameTail(const Entry& entry, const char* text) {
-    return std::memcmp(entry.name + 8, text + 8, entry.length - 8) == 0;
-  }
+  bool Add(const char* name, statetype state);  // whether its own slot was free
+  bool Place(const bnode& node);                // the same of all names
+  statetype FindFrom(std::size_t at, const EntryText& entry) const;
   std::size_t Slot(std::uint64_t key, std::size_t length) const {
-    return static_cast<std::size_t>(((key + length) * 0x9E3779B97F4A7C15ULL) >> 40) & mask_;
+    return static_cast<std::size_t>(((key + length) * multiplier_) >> 40) & mask_;
   }
-  Vector<Entry> slots_;
+  Vector<Name> slots_;
   std::size_t mask_ = 0;
+  std::uint64_t multiplier_ = 0x9E3779B97F4A7C15;
 };
 
 }  // namespace bravic

@@ -116,19 +116,22 @@ enum class Counting { Finished, Halted };
 // Case by case to the end of the file, to a row that is refused, or to the case that takes away too much.
 Counting CountFile(CaseReader& reader, FileCount& plan, double degree) {
   constexpr long CASES_BETWEEN_LOOKS = 1024;
-  CaseRow row;
-  row.states.resize(plan.wanted.size());
-  row.values.resize(plan.wanted.size());
+  Vector<statetype> states(plan.wanted.size());
+  CaseRow row = {states.data()};
+  Failure failure;
   WaitScope wait("Incorporating cases");
   for (long numcases = 0;; ++numcases) {
     if (numcases % CASES_BETWEEN_LOOKS == 0 && numcases > 0 && wait.Progress(reader.ShareRead())) {
       ReportShown(SOUND_DISPLAY, LEARNING_HALTED, numcases, 100 * reader.ShareRead());
       return Counting::Halted;
     }
-    if (reader.Next(&row) != CaseReader::Result::Row) return Counting::Finished;
+    if (reader.Next(&row, &failure) != CaseReader::Result::Row) {
+      if (failure) Post(std::move(failure));
+      return Counting::Finished;
+    }
     const double weight = reader.HasFreq() && degree != 0 ? degree * row.freq : degree;  // 0 even of infinitely many
     const Counter* failed = nullptr;
-    if (CountCase(plan.counters, row.states.data(), weight, &failed)) continue;
+    if (CountCase(plan.counters, states.data(), weight, &failed)) continue;
     Report(UNLEARNING_TOO_MUCH_AT_CASE, degree, failed->node->name, numcases + 1);
     return Counting::Finished;
   }
@@ -141,7 +144,7 @@ void LearnFile(filespec_ns file, std::span<const node_bn> nodes, double degree) 
   FileCount plan;
   CaseReader reader;
   Failure failure = PlanCount(nodes, plan);
-  if (!failure) failure = reader.Open(file->name, nodes[0]->innet, plan.wanted);
+  if (!failure) failure = reader.Open({file->name, nodes[0]->innet, plan.wanted});
   if (failure) {
     Post(std::move(failure));
     return;

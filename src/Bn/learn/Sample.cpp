@@ -392,6 +392,7 @@ int GenerateCases(std::span<const node_bn> nodes, filespec_ns spec, const Genera
   LongWork work("Generating cases", 0, Showing::Always);
   work.Begin();
   SampleOrder order;
+  DropKept(spec);
   GenerateFile file;
   if (Failure failure = PrepareOrder(nodes, order)) {
     Report(CANT_GENERATE_CASES, failure->mesg);

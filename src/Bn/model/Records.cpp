@@ -13,6 +13,11 @@ const char* const CHANCE_NAMES[NUM_CHANCES] = {"INVERTABLE", "DETERMIN", "CHANCE
 
 const float UNDEF_PROB = std::bit_cast<float>(std::uint32_t{0xFF7F7D30});
 const float IMPOS_PROB = std::bit_cast<float>(std::uint32_t{0xFF7EFAE6});
+unsigned long long NewShapeEpoch() {
+  static unsigned long long last = 0;
+  return ++last;
+}
+
 const double UNDEF_DBL = std::bit_cast<double>(std::uint64_t{0xFFEFEFA6115F8D89});
 const double INF_DBL = std::bit_cast<double>(std::uint64_t{0x7FEFF7D0F16C2E09});
 const double IMPOS_DBL = std::bit_cast<double>(std::uint64_t{0xFFEFDF5CD0105197});
@@ -29,6 +34,6 @@ bnode::bnode() : value(bravic::UNDEF_DBL) {
   preds.ar[0] = this;
 }
 
-bnet::bnet() {
+bnet::bnet() : shapeEpoch(bravic::NewShapeEpoch()) {
   elimorder.num = -1;
 }

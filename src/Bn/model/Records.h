@@ -173,11 +173,15 @@ struct bnet {
   char* filename = nullptr;      // owned: of the specification it was read from
   char* casefilename = nullptr;  // owned: of the case file last used
   bool dirty = false;
+  // Another after every change of what nodes there are, their names, states or levels; no two nets have the same.
+  unsigned long long shapeEpoch;
 
   bnet();
 };
 
 namespace bravic {
+
+unsigned long long NewShapeEpoch();
 
 // Of a record that is one or the other.
 inline bool IsStub(const bnode& node) {

@@ -65,11 +65,17 @@ UndoRecord* MakeRecord(UndoCode code, net_bn net, node_bn node) {
   return record;
 }
 
+// Findings and tables come and go while cases are read.
+bool LeavesShape(UndoCode code) {
+  return code == UNDO_FINDING || code == UNDO_ALL_FINDINGS || code == UNDO_ROW || code == UNDO_RELATION;
+}
+
 // Applies the record on top of one stack and moves it to the other.
 void MoveTop(UndoRecord*& from, UndoRecord*& to) {
   UndoRecord* record = from;
   from = record->next;
   ApplyUndo(record);
+  record->net->shapeEpoch = NewShapeEpoch();
   record->next = to;
   to = record;
 }
@@ -78,6 +84,7 @@ void MoveTop(UndoRecord*& from, UndoRecord*& to) {
 
 UndoRecord* NewUndo(UndoCode code, net_bn net, node_bn node) {
   if (!net) return nullptr;
+  if (!LeavesShape(code)) net->shapeEpoch = NewShapeEpoch();
   if (!UndoRecording()) {
     UnrecordedChange(net);
     return nullptr;

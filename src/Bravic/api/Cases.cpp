@@ -31,6 +31,19 @@ bool CheckDegree(ErrorFor<double> error, double degree) {
   return false;
 }
 
+// An offset in a file, as far as doubles count exactly.
+bool CheckPosition(const double* position) {
+  constexpr double LARGEST = 9007199254740992;
+  if (!ApiCall::Basic()) return true;
+  if (!position) {
+    Report(NULL_POSITION_OF_CASES);
+    return false;
+  }
+  if (*position >= 0 && *position <= LARGEST && *position == std::floor(*position)) return true;
+  Report(NO_OFFSET_OF_CASES, *position);
+  return false;
+}
+
 }  // namespace
 
 long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, long idnum, double freq) {
@@ -53,6 +66,22 @@ void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes
   if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckFile(file)) return;
   if (nodes && !call.CheckList(nodes, NetCall::ALLOW_NONE)) return;
   ReadCase(caseposn, file, EntriesOf(nodes), idnum, freq);
+}
+
+long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double* position, long maxcases,
+                                   statetype* states, long* idnums, double* freqs) {
+  NetCall call("ReadCaseStates_bn");
+  if (!call.HasReserve() || !call.CheckFile(file) || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return -1;
+  if (!CheckPosition(position)) return -1;
+  if (NetCall::Basic() && maxcases < 0) {
+    Report(NEGATIVE_ROOM_FOR_CASES, maxcases);
+    return -1;
+  }
+  if (NetCall::Basic() && !states && maxcases > 0 && !EntriesOf(nodes).empty()) {
+    Report(NULL_ROOM_FOR_STATES, maxcases);
+    return -1;
+  }
+  return ReadCaseStates(file, EntriesOf(nodes), {position, maxcases, states, idnums, freqs});
 }
 
 void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {

@@ -8,6 +8,7 @@
 #include "Bravic/ApiCall.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
+#include "Win_Face/Threads.h"
 
 using namespace bravic;
 
@@ -131,6 +132,12 @@ int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env) {
   if (Setting(&wanted, setting, 0, 1, BAD_INTERRUPT_SETTING) < 0) return -1;
   HaltOnInterrupts(wanted != 0);
   return wanted;
+}
+
+int BRAVIC_CALL SetThreads_ns(int numthreads, environ_ns env) {
+  if (!ValidateEnviron(env, "SetThreads_ns")) return -1;
+  const int before = *ThreadsSetting();
+  return Setting(ThreadsSetting(), numthreads, 0, MOST_THREADS, BAD_NUMBER_OF_THREADS) < 0 ? -1 : before;
 }
 
 void BRAVIC_CALL SetProgressCallback_ns(progress_ns report, void* data, environ_ns env) {

@@ -2,6 +2,7 @@
 #include "Bn/compiled/Findings.h"
 
 #include "Bn/compiled/Beliefs.h"
+#include "Bn/compiled/CaseBeliefs.h"
 #include "Bn/compiled/Compile.h"
 #include "Bn/compiled/ElimOrder.h"
 #include "Bn/compiled/TreeReport.h"
@@ -107,6 +108,27 @@ const probtype* BRAVIC_CALL GetNodeBeliefs_bn(node_bn node) {
   if (!call.HasReserve() || !call.CheckNode(node)) return SharedOneThenZeros(1);
   const float* belief = CurrentBelief(node);
   return belief ? belief : SharedOneThenZeros(node->numstates);
+}
+
+long BRAVIC_CALL BeliefsOfCases_bn(nodelist_bn observed, const statetype* states, long numcases, nodelist_bn targets,
+                                   probtype* beliefs, double* logprobs, int numthreads) {
+  NetCall call("BeliefsOfCases_bn");
+  if (!call.HasReserve() || !call.CheckList(observed, NetCall::ALLOW_NONE) ||
+      !call.CheckList(targets, NetCall::ALLOW_NONE))
+    return -1;
+  if (numcases < 0) {
+    Report(NEGATIVE_CASES_TO_INFER, numcases);
+    return -1;
+  }
+  if (!states && numcases > 0 && observed->num > 0) {
+    Report(NULL_CASE_STATES, numcases);
+    return -1;
+  }
+  if (numthreads < 0) {
+    Report(NEGATIVE_THREADS, numthreads);
+    return -1;
+  }
+  return BeliefsOfCases(*observed, *targets, {states, numcases, beliefs, logprobs}, numthreads);
 }
 
 int BRAVIC_CALL IsBeliefUpdated_bn(node_bn node) {

@@ -7,7 +7,8 @@ namespace bravic::engine {
 Answers::Answers(const Structure& structure, const Findings& findings, const Potentials& potentials,
                  const NodeTables& tables, Messages& messages, CliquePasses& passes, WidePropagation& wide,
                  Propagation& propagation, Marginals& marginals, SeparatorBeliefs& separatorBeliefs, Sweep& sweep,
-                 Question& question, ReducedModels& reduced)
+                 Question& question, StraightSweep& straight, ReducedModels& reduced, const Costs& costs,
+                 const Mode& mode)
     : structure_(structure),
       findings_(findings),
       potentials_(potentials),
@@ -20,7 +21,10 @@ Answers::Answers(const Structure& structure, const Findings& findings, const Pot
       separatorBeliefs_(separatorBeliefs),
       sweep_(sweep),
       question_(question),
-      reduced_(reduced) {}
+      straight_(straight),
+      reduced_(reduced),
+      costs_(costs),
+      mode_(mode) {}
 
 Status Answers::Check() {
   if (propagation_.IsDone()) return propagation_.Answer();
@@ -71,8 +75,24 @@ Status Answers::Belief(int node, std::span<float> out) {
   return ReadFromTree(node, out) ? Status::Done : Status::Vanished;
 }
 
+// All beliefs of what is not known, and the probability of the findings; false leaves them to others.
+bool Answers::SweepStraight(const BeliefPlace& out) {
+  const bool isAnswered = propagation_.IsDone(), isWanted = mode_.way == Way::CHEAPEST || mode_.way == Way::STRAIGHT;
+  if (!isWanted || !straight_.Serves() || propagation_.IsWide()) return false;
+  if (isAnswered && propagation_.Answer() != Status::Done) return false;
+  if (mode_.way == Way::CHEAPEST && straight_.Cost() > costs_.OfSweep()) return false;
+  ScaledNumber probability;
+  const Outcome outcome = straight_.ReadAll(out, &probability);
+  if (outcome == Outcome::DOUBTFUL) return false;
+  if (isAnswered) return outcome == Outcome::GOOD;
+  probability.exponent += findings_.WeightExponent();
+  propagation_.Take(outcome == Outcome::GOOD ? Status::Done : Status::Inconsistent, probability);
+  return true;
+}
+
 Status Answers::AllBeliefs(const BeliefPlace& out) {
-  const bool isReduced = potentials_.AreAllocated() && tables_.AreSet() && reduced_.Sweep(out);
+  const bool isReady = potentials_.AreAllocated() && tables_.AreSet();
+  const bool isRead = isReady && (SweepStraight(out) || reduced_.Sweep(out));
   if (const Status status = propagation_.Propagate(-1, {}); status != Status::Done) return status;
   const int n = structure_.NumNodes();
   for (int node = 0; node < n; ++node) {
@@ -82,7 +102,7 @@ Status Answers::AllBeliefs(const BeliefPlace& out) {
     std::fill_n(belief, structure_.numstates[node], 0.0f);
     belief[std::max(findings_[node].state, 0)] = 1;
   }
-  if (isReduced) return Status::Done;
+  if (isRead) return Status::Done;
   const bool isSure = !propagation_.IsWide() &&
                       (structure_.cliques.empty() || propagation_.Collect(propagation_.Pivot()) == Outcome::GOOD) &&
                       sweep_.ReadAll(out);

@@ -4,6 +4,7 @@
 
 #include "Bn/engine/infer/Question.h"
 #include "Bn/engine/infer/ReducedModels.h"
+#include "Bn/engine/infer/StraightSweep.h"
 #include "Bn/engine/infer/Sweep.h"
 
 namespace bravic::engine {
@@ -13,7 +14,7 @@ class Answers {
   Answers(const Structure& structure, const Findings& findings, const Potentials& potentials, const NodeTables& tables,
           Messages& messages, CliquePasses& passes, WidePropagation& wide, Propagation& propagation,
           Marginals& marginals, SeparatorBeliefs& separatorBeliefs, Sweep& sweep, Question& question,
-          ReducedModels& reduced);
+          StraightSweep& straight, ReducedModels& reduced, const Costs& costs, const Mode& mode);
 
   Status Check();
   Status Belief(int node, std::span<float> out);
@@ -21,6 +22,7 @@ class Answers {
   bool FamilyMarginal(int node, std::span<float> out);
 
  private:
+  bool SweepStraight(const BeliefPlace& out);
   bool ReadFromTree(int node, std::span<float> to);
   bool ReadWide(int clique, std::span<const int> nodes, std::span<float> to);
 
@@ -36,7 +38,10 @@ class Answers {
   SeparatorBeliefs& separatorBeliefs_;
   Sweep& sweep_;
   Question& question_;
+  StraightSweep& straight_;
   ReducedModels& reduced_;
+  const Costs& costs_;
+  const Mode& mode_;
   Vector<float> familyBelief_;  // scratch
 };
 

@@ -165,9 +165,10 @@ ProductRange CliquePasses::RangeOf(int c, int exceptLink) const {
 }
 
 // The entries of a message that has floats alone.
-const double* CliquePasses::InDoubles(const Message& message, std::span<const int> variables, int* numConverted) {
-  if (converted_.size() == *numConverted) converted_.emplace_back();
-  Vector<double>& doubles = converted_[(*numConverted)++];
+const double* CliquePasses::InDoubles(const Message& message, std::span<const int> variables, int* numConverted,
+                                      PassPlace* place) const {
+  if (place->converted.size() == *numConverted) place->converted.emplace_back();
+  Vector<double>& doubles = place->converted[(*numConverted)++];
   const int size = ForEachStride(
       variables, structure_.numstates, [&](int k) { return message.fixedAt[k] == FREE; }, [](int, int) {});
   doubles.assign(message.floats, message.floats + size);
@@ -175,81 +176,109 @@ const double* CliquePasses::InDoubles(const Message& message, std::span<const in
 }
 
 // Answers by what the sums are to be multiplied.
-double CliquePasses::RunInDoubles(const Prepared& pass, const PassRequest& request) {
+double CliquePasses::RunInDoubles(const Prepared& pass, const PassRequest& request, PassPlace* place) const {
   const Vector<Link>& links = structure_.cliques[request.clique].links;
   const Potential& potential = potentials_[request.clique];
-  doubleTables_.assign(1, potential.doubles.get());
+  Vector<const double*>& tables = place->doubleTables;
+  tables.assign(1, potential.doubles.get());
   int numConverted = 0;
   for (int k = 0; k < links.size(); ++k) {
     if (k == request.exceptLink) continue;
     const Message& message = messages_[links[k].in];
-    doubleTables_.push_back(message.probs ? message.probs
-                                          : InDoubles(message, structure_.VariablesOf(links[k].in), &numConverted));
+    tables.push_back(message.probs ? message.probs
+                                   : InDoubles(message, structure_.VariablesOf(links[k].in), &numConverted, place));
   }
-  ForEachLikelihood(request.clique, [&](int node) { doubleTables_.push_back(findings_[node].doubles.data()); });
+  ForEachLikelihood(request.clique, [&](int node) { tables.push_back(findings_[node].doubles.data()); });
   // Large potentials are floats all the same: each is read into a double as it is multiplied.
   const float* floats = potential.floats.get();
   for (const Prepared::Shift& shift : pass.shifts) {
     const int by = findings_[shift.node].state * shift.stride;
     if (shift.table > 0 || potential.doubles)
-      doubleTables_[shift.table] += by;
+      tables[shift.table] += by;
     else
       floats += by;
   }
-  const double* const* tables = doubleTables_.data();
+  const double* const* factors = tables.data() + 1;
   if (potential.doubles) {
-    RunPlainly(pass.shape, tables[0], tables + 1, targets_.data(), mode_.maximize);
+    RunPlainly(pass.shape, tables[0], factors, place->targets.data(), mode_.maximize);
     return 1;
   }
-  RunPlainly(pass.shape, floats, tables + 1, targets_.data(), mode_.maximize);
+  RunPlainly(pass.shape, floats, factors, place->targets.data(), mode_.maximize);
   return potential.unscale;
 }
 
 // Answers by what the sums are to be multiplied.
-double CliquePasses::RunInFloats(Prepared* pass, const PassRequest& request, int lift) {
+double CliquePasses::RunInFloats(const Prepared& pass, const PassRequest& request, int lift, int slice,
+                                 double* sumsApart, PassPlace* place) const {
   const Potential& potential = potentials_[request.clique];
-  floatTables_.assign(1, potential.floats.get());
+  Vector<const float*>& tables = place->floatTables;
+  tables.assign(1, potential.floats.get());
   double unscale = potential.unscale;
   messages_.ForEachIncoming(request.clique, request.exceptLink, [&](const Message& message) {
-    floatTables_.push_back(message.floats);
+    tables.push_back(message.floats);
     unscale *= message.unscale;
   });
-  ForEachLikelihood(request.clique, [&](int node) { floatTables_.push_back(findings_[node].floats.data()); });
-  for (const Prepared::Shift& shift : pass->shifts)
-    floatTables_[shift.table] += findings_[shift.node].state * shift.stride;
-  arena_.GrowTo(pass->plan.arena);
-  RunPlan(pass->plan, mode_.kernels, floatTables_[0], floatTables_.data() + 1, targets_.data(), arena_.data(),
-          mode_.maximize, static_cast<float>(PowerOfTwo(lift)));
+  ForEachLikelihood(request.clique, [&](int node) { tables.push_back(findings_[node].floats.data()); });
+  for (const Prepared::Shift& shift : pass.shifts) tables[shift.table] += findings_[shift.node].state * shift.stride;
+  const float power = static_cast<float>(PowerOfTwo(lift));
+  const PassTarget* targets = place->targets.data();
+  if (slice < 0)
+    RunPlan(pass.plan, mode_.kernels, tables[0], tables.data() + 1, targets, &place->room, mode_.maximize, power);
+  else
+    RunSlice(pass.plan, slice, mode_.kernels, tables[0], tables.data() + 1, targets, sumsApart, &place->room,
+             mode_.maximize, power);
   return unscale * PowerOfTwo(-lift);
 }
 
-// Floats are tried first, then floats with all products lifted, then doubles (docs/numerics.md).
-PassResult CliquePasses::Run(const PassRequest& request) {
-  const Potential& potential = potentials_.Filled(request.clique);
+CliquePasses::Prepared& CliquePasses::PreparePass(const PassRequest& request) {
+  potentials_.Filled(request.clique);
   Prepared& pass = FindPrepared(request);
-  PassResult result;
-  result.floor = DOUBLE_FLOOR;
-  result.numTerms = pass.size;
-  if (mode_.watch->Halts(potential.size + cost::ENTRIES_OF_A_PASS)) return result;
   // When it comes again it is worth its plan.
-  if (pass.isPlain && pass.runs > 0 && ++pass.runs > 2) {
+  if (pass.isPlain && pass.runs > 1) {
     MakePlan(pass.shape, &pass.plan);
     pass.isPlain = false;
   }
+  return pass;
+}
+
+void CliquePasses::ReserveFor(const Prepared& pass, PassPlace* place) const {
+  const std::size_t numTables = pass.shape.NumTables();
+  place->targets.reserve(numTables);
+  place->floatTables.reserve(numTables);
+  place->doubleTables.reserve(numTables);
+  if (!pass.isPlain) place->room.GrowFor(pass.plan);
+}
+
+// Floats are tried first, then floats with all products lifted, then doubles (docs/numerics.md).
+PassResult CliquePasses::Describe(const Prepared& pass, const PassRequest& request, bool ontoFloats) const {
+  PassResult result;
+  result.floor = ontoFloats ? FLOAT_FLOOR : DOUBLE_FLOOR;
+  result.numTerms = pass.size;
   result.range = RangeOf(request.clique, request.exceptLink);
-  bool inFloats = !pass.isPlain && !potential.doubles;
-  if (inFloats && !result.range.StaysAbove(FLOAT_FLOOR)) {
-    inFloats = result.range.FitsFloats();
-    if (inFloats) result.lift = LIFT;
+  result.inFloats = !pass.isPlain && !potentials_[request.clique].doubles;
+  if (result.inFloats && !result.range.StaysAbove(FLOAT_FLOOR)) {
+    result.inFloats = result.range.FitsFloats();
+    if (result.inFloats) result.lift = LIFT;
   }
-  if (inFloats) {
-    result.floor = FLOAT_FLOOR - result.lift;
-    // One of the tables may stand lifted already.
-    result.unscale = RunInFloats(&pass, request, result.range.HasLifted() ? 0 : result.lift);
-  } else {
-    if (targets_[0].narrow) result.floor = FLOAT_FLOOR;
-    result.unscale = RunInDoubles(pass, request);
-  }
+  if (result.inFloats) result.floor = FLOAT_FLOOR - result.lift;
+  return result;
+}
+
+void CliquePasses::RunPrepared(Prepared& pass, const PassRequest& request, int slice, double* sumsApart,
+                               PassPlace* place, PassResult* result) const {
+  if (pass.isPlain && pass.runs > 0) ++pass.runs;
+  // One of the tables may stand lifted already.
+  const int lift = result->range.HasLifted() ? 0 : result->lift;
+  result->unscale =
+      result->inFloats ? RunInFloats(pass, request, lift, slice, sumsApart, place) : RunInDoubles(pass, request, place);
+}
+
+PassResult CliquePasses::Run(const PassRequest& request) {
+  Prepared& pass = PreparePass(request);
+  if (mode_.watch->Halts(potentials_[request.clique].size + cost::ENTRIES_OF_A_PASS)) return {};
+  PassResult result = Describe(pass, request, place_.targets[0].narrow != nullptr);
+  ReserveFor(pass, &place_);
+  RunPrepared(pass, request, -1, nullptr, &place_, &result);
   return result;
 }
 
@@ -260,12 +289,12 @@ void CliquePasses::AddTarget(int size, float* narrow) {
     target.narrow = narrow;
     std::fill_n(narrow, size, 0.0f);
   } else {
-    const int k = targets_.size();
-    sums_.GrowTo(k + 1);
-    sums_[k].assign(size, 0.0);
-    target.wide = sums_[k].data();
+    const int k = place_.targets.size();
+    place_.sums.GrowTo(k + 1);
+    place_.sums[k].assign(size, 0.0);
+    target.wide = place_.sums[k].data();
   }
-  targets_.push_back(target);
+  place_.targets.push_back(target);
 }
 
 Sums CliquePasses::SumOnto(int clique, const NodeSet& nodes) {
@@ -273,7 +302,7 @@ Sums CliquePasses::SumOnto(int clique, const NodeSet& nodes) {
   ClearTargets();
   AddTarget(size, nullptr);
   const PassResult result = Run({.clique = clique, .ontoNodes = true, .nodes = nodes});
-  return {sums_[0].data(), result.unscale, result.LostInSums(size, mode_.maximize)};
+  return {place_.sums[0].data(), result.unscale, result.LostInSums(size, mode_.maximize)};
 }
 
 }  // namespace bravic::engine

@@ -52,13 +52,24 @@ struct Sums {
   int lost;               // what each may lack, see Range.h
 };
 
+// Where a pass is run: its targets, and scratch. Threads run passes each in a place of its own.
+struct PassPlace {
+  Vector<PassTarget> targets;
+  Vector<Vector<double>> sums;  // of targets in doubles
+  PassRoom room;
+  Vector<const float*> floatTables;
+  Vector<const double*> doubleTables;
+  Vector<Vector<double>> converted;  // messages that have no doubles
+};
+
 // What is to be known of the sums that a pass left in its targets.
 struct PassResult {
-  double unscale = 1;   // by which they are to be multiplied
-  int floor = 0;        // products below 2^floor, but for the lift, may be wrong
-  int lift = 0;         // the sums stand times 2^lift
-  ProductRange range;   // of the products
-  double numTerms = 1;  // that all sums on a target have together
+  bool inFloats = false;  // by the plan
+  double unscale = 1;     // by which they are to be multiplied
+  int floor = 0;          // products below 2^floor, but for the lift, may be wrong
+  int lift = 0;           // the sums stand times 2^lift
+  ProductRange range;     // of the products
+  double numTerms = 1;    // that all sums on a target have together
 
   // What each sum on a target of that size may lack, see Range.h.
   int LostInSums(int targetSize, bool maximize) const {
@@ -70,27 +81,6 @@ struct PassResult {
 
 class CliquePasses {
  public:
-  CliquePasses(const Structure& structure, const Findings& findings, Potentials& potentials, const Messages& messages,
-               const Mode& mode);
-
-  // The targets of the next pass, cleared, in the order of their request.
-  void ClearTargets() { targets_.clear(); }
-  void AddTarget(int size, float* narrow);
-  const Vector<PassTarget>& Targets() const { return targets_; }
-  // The pass asked for, over a potential that is filled where it is not. All messages in are valid.
-  PassResult Run(const PassRequest& request);
-  // Sums onto the free ones of the nodes.
-  Sums SumOnto(int clique, const NodeSet& nodes);
-
-  // Of the products of the clique's potential, messages and likelihoods.
-  ProductRange RangeOf(int clique, int exceptLink) const;
-  // Whether the message's pass, or the passes that read the clique, are prepared for the present layout.
-  bool IsPreparedToSend(int clique, int link) const {
-    return sends_[clique][link].layout == messages_.LayoutNumber(clique);
-  }
-  bool IsPreparedToRead(int clique) const { return reads_[clique].layout == messages_.LayoutNumber(clique); }
-
- private:
   // A pass prepared for one layout.
   struct Prepared {
     Vector<std::uint64_t> layout;
@@ -108,6 +98,36 @@ class CliquePasses {
 
     bool IsFor(const PassRequest& request) const;
   };
+
+  CliquePasses(const Structure& structure, const Findings& findings, Potentials& potentials, const Messages& messages,
+               const Mode& mode);
+
+  // The targets of the next pass, cleared, in the order of their request.
+  void ClearTargets() { place_.targets.clear(); }
+  void AddTarget(int size, float* narrow);
+  const Vector<PassTarget>& Targets() const { return place_.targets; }
+  // The pass asked for, over a potential that is filled where it is not. All messages in are valid.
+  PassResult Run(const PassRequest& request);
+  // The same in steps, the first of which prepares it, so that others run it without allocating anything: what it is to
+  // be run in, and of its products; the sums themselves, in one slice of the plan's or (-1) all. Those of doubles are
+  // not sliced. The place's targets are cleared, and has room (ReserveFor).
+  Prepared& PreparePass(const PassRequest& request);
+  PassResult Describe(const Prepared& pass, const PassRequest& request, bool ontoFloats) const;
+  void RunPrepared(Prepared& pass, const PassRequest& request, int slice, double* sumsApart, PassPlace* place,
+                   PassResult* result) const;
+  void ReserveFor(const Prepared& pass, PassPlace* place) const;
+  // Sums onto the free ones of the nodes.
+  Sums SumOnto(int clique, const NodeSet& nodes);
+
+  // Of the products of the clique's potential, messages and likelihoods.
+  ProductRange RangeOf(int clique, int exceptLink) const;
+  // Whether the message's pass, or the passes that read the clique, are prepared for the present layout.
+  bool IsPreparedToSend(int clique, int link) const {
+    return sends_[clique][link].layout == messages_.LayoutNumber(clique);
+  }
+  bool IsPreparedToRead(int clique) const { return reads_[clique].layout == messages_.LayoutNumber(clique); }
+
+ private:
   // The same pass for the layouts met lately.
   struct Cache {
     unsigned layout = 0;  // number of the layout for which current was chosen
@@ -126,9 +146,11 @@ class CliquePasses {
   void Prepare(const PassRequest& request, Prepared* pass);
   template <class Visit>
   void ForEachLikelihood(int clique, Visit visit) const;
-  double RunInDoubles(const Prepared& pass, const PassRequest& request);
-  double RunInFloats(Prepared* pass, const PassRequest& request, int lift);
-  const double* InDoubles(const Message& message, std::span<const int> variables, int* numConverted);
+  double RunInDoubles(const Prepared& pass, const PassRequest& request, PassPlace* place) const;
+  double RunInFloats(const Prepared& pass, const PassRequest& request, int lift, int slice, double* sumsApart,
+                     PassPlace* place) const;
+  const double* InDoubles(const Message& message, std::span<const int> variables, int* numConverted,
+                          PassPlace* place) const;
 
   const Structure& structure_;
   const Findings& findings_;
@@ -138,15 +160,8 @@ class CliquePasses {
   Vector<Cache> sweeps_, reads_;  // [clique]
   Vector<Vector<Cache>> sends_;   // [clique][link]
   Vector<Layout> layouts_;        // [clique]
-  // The latest targets, and the sums of those in doubles.
-  Vector<PassTarget> targets_;
-  Vector<Vector<double>> sums_;
-  // Scratch.
-  ShapeMaker maker_;
-  Vector<float> arena_;
-  Vector<const float*> floatTables_;
-  Vector<const double*> doubleTables_;
-  Vector<Vector<double>> converted_;  // messages that have no doubles
+  PassPlace place_;               // of passes by the calling thread
+  ShapeMaker maker_;              // scratch
 };
 
 }  // namespace bravic::engine

@@ -186,10 +186,10 @@ void Elimination::SumByPlan(const Step& step, const Kernels& kernels) {
     stride *= shape_.sizes[k];
   }
   MakePlan(shape_, &plan_);
-  arena_.GrowTo(plan_.arena);
+  room_.GrowFor(plan_);
   std::fill(sums_.begin(), sums_.end(), 0.0);
   const PassTarget target{sums_.data(), nullptr};
-  RunPlan(plan_, kernels, nullptr, tables_.data(), &target, arena_.data(), false);
+  RunPlan(plan_, kernels, nullptr, tables_.data(), &target, &room_, false);
 }
 
 // Products of floats may be too small for a float where those of doubles are not.

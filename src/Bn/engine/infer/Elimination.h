@@ -97,7 +97,8 @@ class Elimination {
   Vector<int> axisOf_;  // [variable]
   PassShape shape_;
   PassPlan plan_;
-  Vector<float> padding_, arena_;
+  PassRoom room_;
+  Vector<float> padding_;
   Vector<const float*> tables_;
 };
 

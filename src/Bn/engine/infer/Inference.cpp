@@ -39,10 +39,11 @@ struct Inference::Impl {
   SeparatorBeliefs separatorBeliefs{structure, findings, messages, marginals, mode};
   Sweep sweep{structure, findings, potentials, messages, passes, propagation, marginals, separatorBeliefs};
   Costs costs{structure, findings, potentials, messages, passes, propagation};
+  StraightSweep straight{structure, findings, tables, marginals, mode};
   Question question{structure, findings, tables, marginals, propagation, costs, mode};
   ReducedModels reduced{structure, findings, tables, propagation, costs, mode};
-  Answers answers{structure,   findings,  potentials,       tables, messages, passes, wide,
-                  propagation, marginals, separatorBeliefs, sweep,  question, reduced};
+  Answers answers{structure, findings,         potentials, tables,   messages, passes,  wide,  propagation,
+                  marginals, separatorBeliefs, sweep,      question, straight, reduced, costs, mode};
   unsigned long long stamp = 1;
 
   // What was answered holds no more.
@@ -71,6 +72,7 @@ struct Inference::Impl {
     tables.Set(std::move(source), cut);
     for (int c = 0; c < structure.cliques.size(); ++c) potentials.Forget(c);
     question.ForgetTables();
+    straight.TablesChanged();
     findings.ForgetChecks();
     ChangedEverywhere();
   }
@@ -118,6 +120,7 @@ Status Inference::AllocatePotentials(int* failedClique) {
 void Inference::DropPotentials() {
   impl_->potentials.Drop();
   impl_->messages.Drop();
+  impl_->straight.Drop();
   impl_->reduced.Drop();
   impl_->tables.Drop();
   impl_->ChangedEverywhere();
@@ -137,6 +140,7 @@ void Inference::TableChanged(int node) {
   impl_->potentials.Forget(c);
   impl_->tables.Forget(node);
   impl_->question.ForgetTables();
+  impl_->straight.TableChanged(c);
   impl_->findings.ForgetChecks();
   impl_->ChangedAt(c);
 }

@@ -156,8 +156,8 @@ void Potentials::FillFloats(int c) {
   }
   if (mode_.watch->Halts(potential.size)) return;
   MakePlan(shape_, &plan_);
-  arena_.GrowTo(plan_.arena);
-  RunProduct(plan_, mode_.kernels, potential.floats.get(), factors.data(), arena_.data());
+  room_.GrowFor(plan_);
+  RunProduct(plan_, mode_.kernels, potential.floats.get(), factors.data(), &room_);
   // Each of the factors that spread rounding is at least a half.
   if (spreadsRounding_) low -= factors.size();
   potential.range = {low, low < FLOAT_FLOOR ? FLOAT_FLOOR + PRODUCT_BITS : NO_LOSS};

@@ -71,7 +71,7 @@ class Potentials {
   ShapeMaker maker_;
   PassShape shape_;
   PassPlan plan_;
-  Vector<float> arena_;
+  PassRoom room_;
 };
 
 }  // namespace bravic::engine

@@ -73,10 +73,10 @@ bool SeparatorBeliefs::ReadLargeOne(int s, int node, std::span<float> to) {
   }
   shape_.AddTarget()[maker_.AxisOf(node)] = 1;
   MakePlan(shape_, &plan_);
-  arena_.GrowTo(plan_.arena);
+  room_.GrowFor(plan_);
   joint_.assign(to.size(), 0.0);
   const PassTarget target{joint_.data(), nullptr};
-  RunPlan(plan_, mode_.kernels, tables[0], tables + 1, &target, arena_.data(), mode_.maximize);
+  RunPlan(plan_, mode_.kernels, tables[0], tables + 1, &target, &room_, mode_.maximize);
   const int lost = range.Lost(FLOAT_FLOOR, findings_.FreeSize(variables));
   return marginals_.NormalizeSurely(joint_.data(), lost, to);
 }

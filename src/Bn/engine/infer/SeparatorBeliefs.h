@@ -33,7 +33,7 @@ class SeparatorBeliefs {
   ShapeMaker maker_;
   PassShape shape_;
   PassPlan plan_;
-  Vector<float> arena_;
+  PassRoom room_;
 };
 
 }  // namespace bravic::engine

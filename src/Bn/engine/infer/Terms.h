@@ -17,8 +17,8 @@ inline constexpr int FREE = -1;
 enum class Status { Done, Inconsistent, Vanished, NoMemory, Halted };
 
 // How beliefs and checks are answered: by whatever promises to be cheapest or, to test and to measure, always by the
-// messages of the tree, or always without it where that is possible.
-enum class Way { CHEAPEST, TREE, WITHOUT_TREE };
+// messages of the tree, or always without it where that is possible, or all at once in a straight run where that is.
+enum class Way { CHEAPEST, TREE, WITHOUT_TREE, STRAIGHT };
 
 // Where a node's belief goes, or NULL where it is not wanted.
 using BeliefPlace = std::function<float*(int node)>;

@@ -1,0 +1,124 @@
+#include "Bn/compiled/CaseBeliefs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "Basic/NumberText.h"
+#include "Bn/compiled/CompiledNet.h"
+#include "Bn/engine/cases/ManyCases.h"
+#include "Bn/model/Lists.h"
+#include "Win_Face/Threads.h"
+
+namespace bravic {
+namespace {
+
+// The only net of all the nodes; NULL for nodes of several, with an error posted, and for none.
+bool FindNet(const nodelist_rec& observed, const nodelist_rec& targets, net_bn* net) {
+  *net = nullptr;
+  for (const nodelist_rec* list : {&observed, &targets}) {
+    for (node_bn node : Entries(*list)) {
+      if (!*net) *net = node->innet;
+      if (node->innet == *net) continue;
+      Report(CASES_OF_TWO_NETS, node->name);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool CheckNodes(const nodelist_rec& observed, const nodelist_rec& targets) {
+  for (node_bn node : Entries(observed)) {
+    if (CompiledIndex(*node) >= 0 && (node->kind == NATURE_NODE || node->kind == DECISION_NODE)) continue;
+    Report(OBSERVED_WITHOUT_STATES, node->name);
+    return false;
+  }
+  for (node_bn node : Entries(targets)) {
+    if (CompiledIndex(*node) >= 0 && node->kind == NATURE_NODE) continue;
+    Report(TARGET_WITHOUT_BELIEFS, node->name);
+    return false;
+  }
+  return true;
+}
+
+bool CheckStates(const nodelist_rec& observed, const CaseArrays& cases) {
+  Vector<int> numAllowed;  // [observed] of states
+  for (node_bn node : Entries(observed)) numAllowed.push_back(node->numstates);
+  const statetype* states = cases.states;
+  for (long number = 0; number < cases.numCases; ++number) {
+    for (int k = 0; k < numAllowed.size(); ++k, ++states) {
+      if ((*states >= 0 && *states < numAllowed[k]) || *states == UNDEF_STATE) continue;
+      Report(STATE_OF_CASE_OUT_OF_RANGE, *states, number, Entries(observed)[k]->name, numAllowed[k] - 1);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool FitsArrays(const nodelist_rec& observed, const nodelist_rec& targets, long numCases) {
+  double width = observed.num;
+  for (node_bn node : Entries(targets)) width += node->numstates;
+  constexpr auto MOST_BYTES = static_cast<double>(PTRDIFF_MAX);
+  if ((width + 1) * sizeof(double) * static_cast<double>(numCases) < MOST_BYTES) return true;
+  Report(TOO_MANY_CASES, numCases);
+  return false;
+}
+
+long PostFailure(engine::Status status) {
+  if (status == engine::Status::Halted) {
+    Post(FailHalted());
+  } else {
+    Failure failure = FailMemory(NO_MEMORY_FOR_MESSAGES, 0);
+    const char* reason = failure->mesg;
+    Post(Rephrase(std::move(failure), AROUND_UPDATING, reason));
+  }
+  return -1;
+}
+
+engine::CaseQuestion MakeQuestion(const CompiledNet& compiled, const nodelist_rec& observed,
+                                  const nodelist_rec& targets) {
+  engine::CaseQuestion question{compiled.numstates, compiled.parents, {}, {}, {}};
+  question.table = [&compiled](int i) -> const float* {
+    const bnode& node = *compiled.nodes[i];
+    return node.kind == UTILITY_NODE ? nullptr : node.probs;
+  };
+  for (node_bn node : Entries(observed)) question.observed.push_back(node->compiledIndex);
+  for (node_bn node : Entries(targets)) question.targets.push_back(node->compiledIndex);
+  return question;
+}
+
+}  // namespace
+
+long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, const CaseArrays& cases,
+                    int numThreads) {
+  net_bn net;
+  if (!FindNet(observed, targets, &net)) return -1;
+  if (!net) {
+    if (cases.logProbs) std::fill_n(cases.logProbs, cases.numCases, 0.0);
+    return 0;
+  }
+  if (!net->potentialsMade) {
+    Report(NET_NOT_COMPILED, net->name);
+    return -1;
+  }
+  if (!CheckNodes(observed, targets) || !FitsArrays(observed, targets, cases.numCases) || !CheckStates(observed, cases))
+    return -1;
+  LongWork wait("Updating beliefs", 0, Showing::WithEstimate);
+  wait.Begin();
+  const engine::ManyCases many(MakeQuestion(*net->compiled, observed, targets));
+  const auto progress = [&wait](double fraction) {
+    wait.SetShare(fraction);
+    return wait.Halts(LongWork::BETWEEN_LOOKS);
+  };
+  std::ptrdiff_t numImpossible = 0;
+  const engine::Status status = many.Answer({cases.states, cases.numCases, cases.beliefs, cases.logProbs},
+                                            numThreads > 0 ? numThreads : NumProcessors(), progress, &numImpossible);
+  if (status != engine::Status::Done) return PostFailure(status);
+  // Hosts have an infinity of their own.
+  if (cases.logProbs && numImpossible > 0)
+    std::replace_if(
+        cases.logProbs, cases.logProbs + cases.numCases, [](double x) { return std::isinf(x); }, -INF_DBL);
+  return static_cast<long>(numImpossible);
+}
+
+}  // namespace bravic

@@ -1,0 +1,19 @@
+// Beliefs of many cases at once: each is a row of states, whatever findings the net has.
+#pragma once
+
+#include "Bn/model/Net.h"
+
+namespace bravic {
+
+// Arrays of a host's, as BeliefsOfCases_bn has them.
+struct CaseArrays {
+  const statetype* states;  // [numCases x observed]
+  long numCases;
+  probtype* beliefs;  // [numCases x states of the targets], or NULL
+  double* logProbs;   // [numCases] or NULL
+};
+
+// Answers the number of impossible cases; negative with an error posted. The lists hold nodes of one compiled net.
+long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, const CaseArrays& cases, int numThreads);
+
+}  // namespace bravic

@@ -1,0 +1,103 @@
+#include "Bn/engine/cases/Lanes.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "Bn/engine/InstructionSets.h"
+
+namespace bravic::engine {
+
+namespace {
+
+// Numbers of half the precision, and those with more range.
+namespace narrow {
+using Number = float;
+using Integer = std::int32_t;
+constexpr int MANTISSA_BITS = 23, EXPONENT_BIAS = 127;
+constexpr Number FLOOR = 2 * std::numeric_limits<Number>::min();
+inline const Number* Potentials(const CaseProgram& program) {
+  return program.floats.data();
+}
+}  // namespace narrow
+
+namespace sse2 {
+using namespace narrow;
+constexpr int LANES = 4;
+using Lanes __attribute__((vector_size(16))) = float;
+using Ints __attribute__((vector_size(16))) = std::int32_t;
+using UnsignedInts __attribute__((vector_size(16))) = std::uint32_t;
+#include "Bn/engine/cases/LaneLoops.inc"
+}  // namespace sse2
+
+namespace doubles {
+using Number = double;
+using Integer = std::int64_t;
+constexpr int MANTISSA_BITS = 52, EXPONENT_BIAS = 1023, LANES = 2;
+constexpr Number FLOOR = 2 * std::numeric_limits<Number>::min();
+inline const Number* Potentials(const CaseProgram& program) {
+  return program.potentials.data();
+}
+using Lanes __attribute__((vector_size(16))) = double;
+using Ints __attribute__((vector_size(16))) = std::int64_t;
+using UnsignedInts __attribute__((vector_size(16))) = std::uint64_t;
+#include "Bn/engine/cases/LaneLoops.inc"
+}  // namespace doubles
+
+#if BRAVIC_WIDE_KERNELS
+BRAVIC_BEGIN_AVX2
+namespace avx2 {
+using namespace narrow;
+constexpr int LANES = 8;
+using Lanes __attribute__((vector_size(32))) = float;
+using Ints __attribute__((vector_size(32))) = std::int32_t;
+using UnsignedInts __attribute__((vector_size(32))) = std::uint32_t;
+#include "Bn/engine/cases/LaneLoops.inc"
+}  // namespace avx2
+BRAVIC_END_TARGET
+BRAVIC_BEGIN_AVX512
+namespace avx512 {
+using namespace narrow;
+constexpr int LANES = 16;
+using Lanes __attribute__((vector_size(64))) = float;
+using Ints __attribute__((vector_size(64))) = std::int32_t;
+using UnsignedInts __attribute__((vector_size(64))) = std::uint32_t;
+#include "Bn/engine/cases/LaneLoops.inc"
+}  // namespace avx512
+BRAVIC_END_TARGET
+#endif
+
+constexpr LaneRunner<float> RUNNERS[] = {{"sse2", sse2::LANES, sse2::Run},
+#if BRAVIC_WIDE_KERNELS
+                                         {"avx2", avx2::LANES, avx2::Run},
+                                         {"avx512", avx512::LANES, avx512::Run}
+#endif
+};
+constexpr LaneRunner<double> DOUBLE_RUNNER = {"doubles", doubles::LANES, doubles::Run};
+
+}  // namespace
+
+int NumLaneRunners() {
+  int count = 1;
+#if BRAVIC_WIDE_KERNELS
+  count += HasAvx2() + (HasAvx2() && HasAvx512());
+#endif
+  return count;
+}
+
+const LaneRunner<float>& LaneRunnerNumber(int i) {
+  return RUNNERS[i];
+}
+
+const LaneRunner<float>& BestLaneRunner() {
+  static const LaneRunner<float>& best = RUNNERS[NumLaneRunners() - 1];
+  return best;
+}
+
+const LaneRunner<double>& DoubleLaneRunner() {
+  return DOUBLE_RUNNER;
+}
+
+}  // namespace bravic::engine

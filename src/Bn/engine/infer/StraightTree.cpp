@@ -1,0 +1,153 @@
+#include "Bn/engine/infer/StraightTree.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "Bn/engine/Axes.h"
+
+namespace bravic::engine {
+
+StraightTree::StraightTree(const Structure& structure) : structure_(structure) {
+  RankVariables();
+  OrderParts();
+  for (const SeparatorFacts& separator : structure.separators) AddTable(separator.variables, separator.read);
+  for (int p = 0; p < parts.size(); ++p) AddPart(p);
+}
+
+// What stands in most cliques goes last.
+void StraightTree::RankVariables() {
+  const int n = structure_.NumNodes();
+  Vector<int> order(n);
+  std::iota(order.begin(), order.end(), 0);
+  std::sort(order.begin(), order.end(), [&](int a, int b) {
+    const int inA = structure_.cliquesOf[a].size(), inB = structure_.cliquesOf[b].size();
+    if (inA != inB) return inA < inB;
+    const int sizeA = structure_.numstates[a], sizeB = structure_.numstates[b];
+    return sizeA != sizeB ? sizeA < sizeB : a < b;
+  });
+  rank_.resize(n);
+  for (int k = 0; k < n; ++k) rank_[order[k]] = k;
+}
+
+void StraightTree::SortByRank(Vector<int>* variables) const {
+  std::sort(variables->begin(), variables->end(), [&](int a, int b) { return rank_[a] < rank_[b]; });
+}
+
+// Breadth first.
+void StraightTree::OrderParts() {
+  const int n = structure_.cliques.size();
+  parts.reserve(n);
+  partOf.assign(n, NONE);
+  auto add = [&](int clique, int parent) {
+    partOf[clique] = parts.size();
+    Part part = {};
+    part.clique = clique;
+    part.parent = parent;
+    parts.push_back(part);
+  };
+  if (n > 0) add(0, NONE);
+  for (int p = 0; p < parts.size(); ++p)
+    for (const Link& link : structure_.cliques[parts[p].clique].links)
+      if (partOf[link.neighbour] == NONE) add(link.neighbour, p);
+}
+
+// One row of all entries.
+StraightTree::Layout StraightTree::AddAxes(std::span<const int> variables) {
+  Layout layout = {axes.size(), Count(variables), 0, 1, 1, numRuns};
+  axes.resize(axes.size() + layout.numAxes);
+  layout.length = ForEachStride(
+      variables, structure_.numstates, [](int) { return true; },
+      [&](int k, int stride) {
+        axes[layout.firstAxis + k] = {variables[k], stride};
+      });
+  numRuns += (layout.length + 1) / 2;
+  return layout;
+}
+
+void StraightTree::AddTable(std::span<const int> variables, std::span<const int> read) {
+  Table table = {numTableEntries, 1, {}, Vector<int>(variables.begin(), variables.end()), read};
+  SortByRank(&table.variables);
+  table.layout = AddAxes(table.variables);
+  table.size = table.layout.length;
+  numTableEntries += table.size;
+  largestTable = std::max(largestTable, table.size);
+  tables.push_back(std::move(table));
+}
+
+void StraightTree::AddPort(int p, int table, int neighbour) {
+  ports.push_back({table, neighbour, 0, false});
+  ++parts[p].numPorts;
+}
+
+void StraightTree::AddPart(int p) {
+  Part& part = parts[p];
+  const CliqueFacts& clique = structure_.cliques[part.clique];
+  Vector<int> variables = clique.variables;
+  SortByRank(&variables);
+  part.layout = AddAxes(variables);
+  part.begin = numEntries;
+  part.size = part.layout.length;
+  numEntries += part.size;
+  largestPart = std::max(largestPart, part.size);
+  part.firstPort = ports.size();
+  for (const Link& link : clique.links)
+    if (part.parent != NONE && link.neighbour == parts[part.parent].clique) AddPort(p, link.separator, part.parent);
+  for (const Link& link : clique.links) {
+    const int neighbour = partOf[link.neighbour];
+    if (neighbour != part.parent) AddPort(p, link.separator, neighbour);
+  }
+  for (const int& node : clique.lone) {
+    AddTable(std::span<const int>(&node, 1), std::span<const int>(&node, 1));
+    AddPort(p, tables.size() - 1, NONE);
+  }
+  ChooseRows(p);
+  PlaceRows(p);
+}
+
+// The last axis, and those before it that the same tables have.
+void StraightTree::ChooseRows(int p) {
+  const Part& part = parts[p];
+  Layout& layout = parts[p].layout;
+  const int last = layout.numAxes - 1;
+  if (last < 0) return;
+  auto has = [&](const Port& port, int axis) {
+    const Vector<int>& variables = tables[port.table].variables;
+    return std::find(variables.begin(), variables.end(), axes[layout.firstAxis + axis].variable) != variables.end();
+  };
+  const auto itsPorts = std::span(ports.data() + part.firstPort, part.numPorts);
+  for (Port& port : itsPorts) port.runsAlong = has(port, last);
+  auto isAlike = [&](int axis) {
+    return std::all_of(itsPorts.begin(), itsPorts.end(),
+                       [&](const Port& port) { return has(port, axis) == port.runsAlong; });
+  };
+  layout.numOuter = last;
+  while (layout.numOuter > 0 && isAlike(layout.numOuter - 1)) --layout.numOuter;
+  const Axis& first = axes[layout.firstAxis + layout.numOuter];
+  layout.length = first.stride * structure_.numstates[first.variable];
+  layout.numRows = part.size / layout.length;
+  for (int a = 0; a < layout.numOuter; ++a) axes[layout.firstAxis + a].stride /= layout.length;
+}
+
+// Where each row meets each table.
+void StraightTree::PlaceRows(int p) {
+  const Part& part = parts[p];
+  const Layout& layout = part.layout;
+  int sizes[MAX_AXES], strides[MAX_AXES];
+  for (int a = 0; a < layout.numOuter; ++a) sizes[a] = structure_.numstates[axes[layout.firstAxis + a].variable];
+  for (int k = 0; k < part.numPorts; ++k) {
+    Port& port = ports[part.firstPort + k];
+    std::fill_n(strides, layout.numOuter, 0);
+    const Layout& ofTable = tables[port.table].layout;
+    for (int j = 0; j < ofTable.numAxes; ++j) {
+      const Axis& axis = axes[ofTable.firstAxis + j];
+      for (int a = 0; a < layout.numOuter; ++a)
+        if (axes[layout.firstAxis + a].variable == axis.variable) strides[a] = axis.stride;
+    }
+    port.offsets = offsets.size();
+    offsets.resize(offsets.size() + layout.numRows);
+    int* to = offsets.data() + port.offsets;
+    ForEachOffset(layout.numOuter, sizes, strides, [&](int offset) { *to++ = offset; });
+  }
+}
+
+}  // namespace bravic::engine

@@ -1,0 +1,45 @@
+// What stands above the rows of a case file: its kind and its columns.
+#pragma once
+
+#include <span>
+
+#include "Basic/Errors.h"
+#include "Bn/files/CaseLines.h"
+#include "Bn/files/StateNames.h"
+
+namespace bravic {
+
+inline constexpr char CASE_TYPE[] = "CASE";
+inline constexpr char CASE_VERSION[] = "1";
+inline constexpr char ID_COLUMN[] = "IDnum", FREQ_COLUMN[] = "NumCases";
+inline constexpr int MAX_COLUMN_NAME = 40;
+
+struct CaseColumn {
+  enum Kind : unsigned char { Skipped, Id, Freq, Node } kind = Skipped;
+  bool byName = false;  // of a node whose entries are states alone
+  int wanted = -1;      // index into the nodes wanted
+  node_bn node = nullptr;
+  StateNames names;
+};
+
+struct CaseHead {
+  Vector<CaseColumn> columns;
+  bool hasId = false, hasFreq = false;
+  bool hasOtherSeparators = false;  // commas or semicolons among the columns
+  long long firstRow = 0;           // offset of what follows the line of the columns
+};
+
+struct HeadOptions {
+  const char* filename = "";
+  net_bn net = nullptr;  // may be NULL when no node is wanted
+  std::span<const node_bn> wanted;
+  bool warns = true;  // of another version, of columns that come twice and of those that are no node's
+};
+
+// A file of which no column is a node of the net is refused.
+Failure ReadCaseHead(CaseLines& lines, const HeadOptions& options, CaseHead* head);
+// The failure under the prefix that all messages about a case file have while it is read.
+Failure AboutCases(const char* filename, Failure failure);
+int ShownLength(std::size_t length);  // of a text quoted in a message
+
+}  // namespace bravic

@@ -1,0 +1,19 @@
+// What each platform gives of threads (ThreadsPosix.cpp, ThreadsWin32.cpp, ThreadsNone.cpp): one is started, and waited
+// for.
+#pragma once
+
+#include "Win_Face/Threads.h"
+
+namespace bravic {
+
+struct WorkerStart {
+  void (*run)(void* context, int worker);
+  void* context;
+  int worker;
+  void* handle;  // the platform's own
+};
+
+bool StartWorker(WorkerStart* start);
+void JoinWorker(WorkerStart* start);
+
+}  // namespace bravic

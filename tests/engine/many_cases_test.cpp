@@ -1,0 +1,176 @@
+// Many cases at once against the joint distribution, and against each other: on every instruction set, in any order and
+// on any number of threads the same bits.
+#include "Bn/engine/cases/ManyCases.h"
+#include "engine/model.h"
+#include "support/library.h"
+
+namespace bravic::testing {
+namespace {
+
+using engine::CaseQuestion;
+using engine::ManyCases;
+using engine::Status;
+using ManyCasesTest = LibraryTest;
+
+struct Answers {
+  std::vector<float> beliefs;
+  std::vector<double> logs;
+  std::ptrdiff_t impossible = 0;
+
+  bool operator==(const Answers&) const = default;
+};
+
+// A model with a question about it, and cases.
+struct Survey {
+  Model model;
+  Vector<int> observed, targets;
+  std::vector<int> states;  // [case][observed]
+  std::size_t width = 0;    // states of all targets
+
+  Survey(Model drawn, Random& random, int numCases, double known) : model(std::move(drawn)) {
+    for (int i = 0; i < model.NumNodes(); ++i) {
+      if (random.Chance(0.7)) observed.push_back(i);
+      if (random.Chance(0.6)) targets.push_back(i);
+    }
+    std::reverse(targets.begin(), targets.end());
+    for (int t : targets) width += std::size_t(model.numstates[t]);
+    for (int number = 0; number < numCases; ++number)
+      for (int v : observed) states.push_back(random.Chance(known) ? random.Below(model.numstates[v]) : -3);
+  }
+  std::size_t NumCases() const { return observed.empty() ? 5 : states.size() / observed.size(); }
+  CaseQuestion Question() const {
+    CaseQuestion question{model.numstates, model.parents, {}, observed, targets};
+    question.table = [this](int i) { return model.Table(i); };
+    return question;
+  }
+  Answers Ask(const ManyCases& many, const std::vector<int>& cases, int numThreads) const {
+    const auto count = std::ptrdiff_t(NumCases());
+    Answers answers{std::vector<float>(width * NumCases(), -1), std::vector<double>(NumCases(), 1), 0};
+    EXPECT_EQ(many.Answer({cases.data(), count, answers.beliefs.data(), answers.logs.data()}, numThreads, nullptr,
+                          &answers.impossible),
+              Status::Done);
+    return answers;
+  }
+  Answers Ask(int runner, int numThreads = 1) const {
+    return Ask(ManyCases(Question(), engine::LaneRunnerNumber(runner)), states, numThreads);
+  }
+  void Compare(const Answers& answers, std::size_t number) const {
+    Findings findings(model.numstates.size());
+    for (int k = 0; k < observed.size(); ++k) {
+      const int state = states[number * observed.size() + std::size_t(k)];
+      if (state < 0) continue;
+      findings[std::size_t(observed[k])].assign(std::size_t(model.numstates[observed[k]]), 0);
+      findings[std::size_t(observed[k])][std::size_t(state)] = 1;
+    }
+    const Joint joint = Enumerate(model, findings);
+    if (joint.total > 0)
+      EXPECT_NEAR(answers.logs[number], std::log(joint.total), 2e-6);
+    else
+      EXPECT_EQ(answers.logs[number], -INFINITY);
+    const float* got = answers.beliefs.data() + number * width;
+    for (int t : targets)
+      for (double weight : joint.marginals[std::size_t(t)])
+        EXPECT_NEAR(*got++, joint.total > 0 ? weight / joint.total : 0, 1e-6);
+  }
+};
+
+TEST_F(ManyCasesTest, AnswersAsTheJoint) {
+  for (std::uint64_t seed = 1; seed <= 60; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const Survey survey(RandomModel(random, {1, 10, 1, 4, 3, seed % 3 ? 600.0 : 6000.0, seed % 2 ? 0.0 : 0.35}), random,
+                        20, random.Share());
+    const Answers answers = survey.Ask(0);
+    std::ptrdiff_t impossible = 0;
+    for (std::size_t number = 0; number < survey.NumCases(); ++number) {
+      survey.Compare(answers, number);
+      impossible += answers.logs[number] < -1e300;
+    }
+    EXPECT_EQ(answers.impossible, impossible);
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(ManyCasesTest, AnswersAlikeWhereverAndInWhateverOrder) {
+  for (std::uint64_t seed = 1; seed <= 8; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const Survey survey(RandomModel(random, {20, 40, 2, 4, 3, 1e300, 0.1}), random, 3000, 0.4);
+    const ManyCases many(survey.Question());
+    const Answers answers = survey.Ask(many, survey.states, 1);
+    for (int runner = 0; runner < engine::NumLaneRunners(); ++runner) EXPECT_EQ(survey.Ask(runner), answers);
+    for (int numThreads : {2, 3, 7}) EXPECT_EQ(survey.Ask(many, survey.states, numThreads), answers);
+    // The cases back to front.
+    const auto width = std::size_t(survey.observed.size());
+    std::vector<int> reversed;
+    for (std::size_t number = survey.NumCases(); number-- > 0;)
+      reversed.insert(reversed.end(), survey.states.begin() + std::ptrdiff_t(number * width),
+                      survey.states.begin() + std::ptrdiff_t((number + 1) * width));
+    const Answers backwards = survey.Ask(many, reversed, 2);
+    EXPECT_EQ(backwards.impossible, answers.impossible);
+    for (std::size_t number = 0; number < survey.NumCases(); ++number) {
+      const std::size_t other = survey.NumCases() - 1 - number;
+      EXPECT_EQ(backwards.logs[other], answers.logs[number]);
+      EXPECT_TRUE(std::equal(answers.beliefs.begin() + std::ptrdiff_t(number * survey.width),
+                             answers.beliefs.begin() + std::ptrdiff_t((number + 1) * survey.width),
+                             backwards.beliefs.begin() + std::ptrdiff_t(other * survey.width)));
+    }
+  }
+}
+
+// A chain in which states follow each other with probabilities near the least that there are: what floats lose doubles
+// may hold, and what these lose wide numbers do.
+TEST_F(ManyCasesTest, LosesNothingForWantOfRange) {
+  constexpr int LENGTH = 60;
+  Model model;
+  model.parents.resize(LENGTH);
+  model.children.resize(LENGTH);
+  for (int i = 0; i < LENGTH; ++i) {
+    model.numstates.push_back(2);
+    if (i > 0) model.parents[i].push_back(i - 1);
+    if (i + 1 < LENGTH) model.children[i].push_back(i + 1);
+    const auto least = float(i % 3 == 0 ? 1e-37 : 1e-12);
+    if (i == 0)
+      model.tables.push_back({0.5f, 0.5f});
+    else
+      model.tables.push_back({1 - least, least, least, 1 - least});
+  }
+  CaseQuestion question{model.numstates, model.parents, {}, {}, {}};
+  question.table = [&](int i) { return model.Table(i); };
+  for (int i = 0; i < LENGTH; i += 2) question.observed.push_back(i);
+  for (int i = 1; i < LENGTH; i += 2) question.targets.push_back(i);
+  Random random(1);
+  std::vector<int> states;
+  for (int number = 0; number < 40; ++number)
+    for (int k = 0; k < question.observed.size(); ++k)
+      states.push_back(number < 20 ? (k * 20 > number * 30) : random.Below(3) - 1);
+  std::vector<float> beliefs(std::size_t(40 * 2 * question.targets.size()));
+  std::vector<double> logs(40);
+  std::ptrdiff_t impossible;
+  const ManyCases many(question);
+  ASSERT_EQ(many.Answer({states.data(), 40, beliefs.data(), logs.data()}, 1, nullptr, &impossible), Status::Done);
+  EXPECT_EQ(impossible, 0);
+  const Compiled compiled(model);
+  ASSERT_EQ(compiled.inference->AllocatePotentials(nullptr), Status::Done);
+  compiled.inference->SetTables(question.table);
+  const float* got = beliefs.data();
+  for (int number = 0; number < 40; ++number) {
+    for (int k = 0; k < question.observed.size(); ++k) {
+      const int state = states[std::size_t(number * question.observed.size() + k)];
+      if (state < 0)
+        compiled.inference->ClearFinding(question.observed[k]);
+      else
+        compiled.inference->SetState(question.observed[k], state);
+    }
+    ASSERT_EQ(compiled.inference->Propagate(), Status::Done);
+    EXPECT_NEAR(logs[std::size_t(number)], compiled.inference->LogProbability(), 1e-5) << number;
+    for (int target : question.targets) {
+      float belief[2];
+      ASSERT_EQ(compiled.inference->Belief(target, belief), Status::Done);
+      for (float b : belief) EXPECT_NEAR(*got++, b, 1e-6) << number << " " << target;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace bravic::testing
