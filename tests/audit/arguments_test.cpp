@@ -50,7 +50,7 @@ class ArgumentsTest : public BadCallTest {
     const std::tuple<net_bn, node_bn, nodelist_bn, filespec_ns, environ_ns, report_ns, const char*, int, long, double,
                      const statetype*, const probtype*, probtype*, const double*, long*, double*, statetype*, void*,
                      progress_ns>
-        good = {net.get(), node, parents, file,    env,    nullptr,   "x",     0,       0,      1,
+        good = {net.get(), node, parents, file,   env,       nullptr, "x",     0,       0,      1,
                 states,    row,  nullptr, levels, &position, nullptr, nullptr, nullptr, nullptr};
     return std::get<T>(good);
   }

@@ -169,7 +169,8 @@ Failure MakePotentials(net_bn net) {
     DropPotentials(net);
     return failure;
   }
-  if (!FitsInTables(compiled.tree)) Report(COMPUTED_OVER_SMALLER_TREE, compiled.tree.totalSize, compiled.computingTree.totalSize);
+  if (!FitsInTables(compiled.tree))
+    Report(COMPUTED_OVER_SMALLER_TREE, compiled.tree.totalSize, compiled.computingTree.totalSize);
   compiled.staleTables.Reset(compiled.nodes.size());
   compiled.filled = true;
   ResetProbability(net);
