@@ -421,7 +421,9 @@ BRAVIC_API int BRAVIC_CALL IsNodeDeterministic_bn(node_bn node);
    their node), they are written to files with the net, and are there again when it is read. */
 
 /* Makes the junction tree and its tables, from which beliefs are computed; does nothing when they are there. A change
-   of tables keeps the tree; a change of nodes, links or states drops it.
+   of tables keeps the tree; a change of nodes, links or states drops it. A net whose elimination order makes a clique
+   too large for a table is refused when SetNetElimOrder_bn has set the order; else beliefs are computed over a smaller
+   tree where one is found, with a notice (2492) each time the tables are made.
    On failure the net stays uncompiled: 2225 to 2230, 2266 (structure, tables), 2007, 2105 (a decision or utility
    node), 2009 (memory), 2073, 2074 (halted). */
 BRAVIC_API void BRAVIC_CALL CompileNet_bn(net_bn net);

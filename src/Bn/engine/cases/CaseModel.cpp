@@ -68,8 +68,7 @@ CaseModel::CaseModel(const CaseQuestion& question) {
   table = [this, whole = question.table](int i) { return whole(nodes[i]); };
   const Graph moral = MoralGraph(parents, children);
   Order order = FindOrder(moral, numstates, nullptr);
-  if (Order quick = QuickOrder(moral, numstates, order.cost, BudgetOf); !quick.nodes.empty())
-    order = std::move(quick);
+  if (Order quick = QuickOrder(moral, numstates, order.cost, BudgetOf); !quick.nodes.empty()) order = std::move(quick);
   tree = MergeSmallCliques(BuildTree(moral, numstates, parents, order.nodes), MOST_ADDED);
 }
 
