@@ -28,7 +28,7 @@ inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread ent
 inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
 // The order of axes is searched for in cliques of so many entries (AxisOrder.cpp), trying one order for so much of what
 // a pass over them takes.
-inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 5000;
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 7000;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
@@ -39,7 +39,7 @@ inline constexpr double LOOK = 20;            // to look at a clique on the way
 
 // Straight sweeps over small trees (StraightSweep.cpp).
 inline constexpr double STRAIGHT_CLIQUE = 60;  // both ways, beside its entries,
-inline constexpr double STRAIGHT_ENTRY = 0.5;  //   each of which is met by every neighbour
+inline constexpr double STRAIGHT_ENTRY = 0.8;  //   each of which meets every neighbour and every lone variable
 
 // Single questions (Question.cpp).
 inline constexpr double QUESTION = 1000;          // to begin
@@ -74,7 +74,7 @@ inline constexpr double CASE_OFFSET = 0.5;                             //   and 
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {
-  constexpr double SHARE = 1e-8, MOST = 5e8;
+  constexpr double SHARE = 1.5e-8, MOST = 5e8;
   return std::min(SHARE * entries * entries, MOST);
 }
 
