@@ -5,8 +5,12 @@
 #include <ctime>
 
 #include "bench.h"
+#include "support/shapes.h"
 
 namespace {
+
+using bravic::testing::MakeShape;
+using bravic::testing::NetShape;
 
 double began;
 
@@ -23,36 +27,19 @@ void Stop() {
   std::fflush(stdout);
 }
 
-// The parents of node i in a net of that shape.
-std::vector<int> ParentsOf(const std::string& shape, int i) {
-  if (shape == "chain" && i > 0) return {i - 1};
-  if (shape == "tree" && i > 0) return {(i - 1) / 2};
-  if (shape == "hub" && i > 0) return {0};
-  if (shape == "hubs" && i % 100 > 0) return {i - i % 100};
-  if (shape == "sinks" && i % 4 == 3) return {i - 3, i - 2, i - 1};
-  if (shape == "grid") {
-    std::vector<int> parents;
-    if (i >= 3) parents.push_back(i - 3);
-    if (i % 3 > 0) parents.push_back(i - 1);
-    return parents;
-  }
-  return {};
-}
-
-std::vector<node_bn> Build(const std::string& shape, int num, net_bn net) {
+std::vector<node_bn> Build(const NetShape& shape, net_bn net) {
   std::vector<node_bn> nodes;
-  for (int i = 0; i < num; ++i) {
-    node_bn node = NewNode_bn(nullptr, 2, net);
+  for (int i = 0; i < shape.Count(); ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    node_bn node = NewNode_bn(nullptr, shape.states[at], net);
     nodes.push_back(node);
-    const std::vector<int> parents = ParentsOf(shape, i);
-    for (int parent : parents) AddLink_bn(nodes[static_cast<std::size_t>(parent)], node);
-    std::vector<statetype> states(parents.size() + 1, 0);
-    for (int row = 0; row < 1 << parents.size(); ++row) {
-      for (std::size_t k = 0; k < parents.size(); ++k) states[k] = row >> k & 1;
-      const float p = 0.1f + 0.01f * static_cast<float>((i * 7 + row * 31) % 80);
-      const float probs[] = {p, 1 - p};
-      SetNodeProbs_bn(node, states.data(), probs);
-    }
+    for (int parent : shape.parents[at]) AddLink_bn(nodes[static_cast<std::size_t>(parent)], node);
+    std::vector<float> probs(static_cast<std::size_t>(shape.states[at]));
+    bravic::testing::ForEachRow(shape, i, [&](const std::vector<int>& states, int row) {
+      probs[0] = 0.1f + 0.01f * static_cast<float>((i * 7 + row * 31) % 80);
+      std::fill(probs.begin() + 1, probs.end(), (1 - probs[0]) / static_cast<float>(shape.states[at] - 1));
+      SetNodeProbs_bn(node, states.data(), probs.data());
+    });
   }
   return nodes;
 }
@@ -63,11 +50,16 @@ double ReadBeliefs(const std::vector<node_bn>& nodes) {
   return sum;
 }
 
-void Measure(const std::string& shape, int num) {
-  std::printf("| %-8s | %7d |", shape.c_str(), num);
+void Measure(const std::string& name, int most) {
+  // Of some shapes only so many can be computed with.
+  const NetShape shape = MakeShape(name, name == "pedigree"  ? std::min(most, 724)
+                                         : name == "medical" ? std::min(most, 186)
+                                                             : most);
+  const int num = shape.Count();
+  std::printf("| %-8s | %7d |", name.c_str(), num);
   net_bn net = NewNet_bn("Growth", env);
   Start();
-  std::vector<node_bn> nodes = Build(shape, num, net);
+  std::vector<node_bn> nodes = Build(shape, net);
   Stop();
   Start();
   CompileNet_bn(net);
@@ -105,7 +97,7 @@ void Measure(const std::string& shape, int num) {
   FreeNet_bn(net);
   std::filesystem::remove(path);
   FreeFileSpec_ns(file);
-  if (GetError_ns(env, 5, nullptr)) Fail(shape);
+  if (GetError_ns(env, 5, nullptr)) Fail(name);
 }
 
 }  // namespace
@@ -116,7 +108,8 @@ int main(int argc, char** argv) {
   if (InitBravic_bn(env, message) < 0) Fail(message);
   const int num = argc > 1 ? std::atoi(argv[1]) : 100000;
   std::vector<std::string> shapes(argv + std::min(argc, 2), argv + argc);
-  if (shapes.empty()) shapes = {"unlinked", "chain", "tree", "hub", "hubs", "grid", "sinks"};
+  if (shapes.empty())
+    shapes = {"unlinked", "chain", "tree", "polytree", "hub", "hubs", "grid", "grid8", "sinks", "pedigree", "medical"};
   std::puts(
       "| Shape    |   Nodes |    Build |  Compile |     Read |     Loop |   Update |     Save |Read back |   Delete | "
       "from end | Sum |");

@@ -421,7 +421,9 @@ BRAVIC_API int BRAVIC_CALL IsNodeDeterministic_bn(node_bn node);
    their node), they are written to files with the net, and are there again when it is read. */
 
 /* Makes the junction tree and its tables, from which beliefs are computed; does nothing when they are there. A change
-   of tables keeps the tree; a change of nodes, links or states drops it.
+   of tables keeps the tree; a change of nodes, links or states drops it. A net whose elimination order makes a clique
+   too large for a table is refused when SetNetElimOrder_bn has set the order; else beliefs are computed over a smaller
+   tree where one is found, with a notice (2492) each time the tables are made.
    On failure the net stays uncompiled: 2225 to 2230, 2266 (structure, tables), 2007, 2105 (a decision or utility
    node), 2009 (memory), 2073, 2074 (halted). */
 BRAVIC_API void BRAVIC_CALL CompileNet_bn(net_bn net);
@@ -526,6 +528,10 @@ BRAVIC_API long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, lo
    nothing changes. */
 BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum,
                                         double *freq);
+
+/* Answers a new list of the net's nodes that a case file has a column for, in the order of the columns; to be freed by
+   FreeNodeList_bn. NULL on failure (2114 to 2117, 2080, 2081, 2471, 5205). */
+BRAVIC_API nodelist_bn BRAVIC_CALL CaseFileNodes_bn(filespec_ns file, net_bn net);
 
 /* Reads rows of a case file into arrays, a block of them with each call: the way to read many. The net's findings are
    neither looked at nor changed.

@@ -1,6 +1,7 @@
 // Orders, triangulation and junction trees against the rules carried out the slow way.
 
 #include "engine/model.h"
+#include "support/shapes.h"
 #include "support/test.h"
 
 namespace bravic::testing {
@@ -331,6 +332,69 @@ TEST(Tree, MergedIsStillAJunctionTree) {
     }
   }
   EXPECT_GT(numMerged, 100);
+}
+
+// The greedy order by a measure of the edges that an elimination adds, or of the clique that it makes; the first of
+// equals.
+double NaiveCost(const Compiled& compiled, const Model& model, bool bySpace, bool weighted) {
+  std::vector<NodeSet> filled = Adjacency(compiled.moral);
+  NodeSet remaining;
+  for (int i = 0; i < model.NumNodes(); ++i) remaining.insert(i);
+  Vector<int> order;
+  while (!remaining.empty()) {
+    double best = 1e308;
+    int chosen = -1;
+    for (int x : remaining) {
+      const NodeSet& around = filled[std::size_t(x)];
+      double price = bySpace ? Product(around, model.numstates) * model.numstates[x] : 0;
+      for (int a : around)
+        for (int b : around)
+          if (!bySpace && a < b && !filled[std::size_t(a)].count(b))
+            price += weighted ? model.numstates[a] * model.numstates[b] : 1;
+      if (price < best) best = price, chosen = x;
+    }
+    order.push_back(chosen);
+    remaining.erase(chosen);
+    const NodeSet around = filled[std::size_t(chosen)];
+    for (int a : around) {
+      filled[std::size_t(a)].erase(chosen);
+      for (int b : around)
+        if (a != b) filled[std::size_t(a)].insert(b);
+    }
+  }
+  return engine::OrderCost(compiled.moral, model.numstates, order);
+}
+
+TEST(Order, QuickOneIsAsGoodAsAnyPlainGreedyOne) {
+  int numWorse = 0, numBetter = 0;
+  ForModels(300, {6, 40, 2, 6, 4, 1e30, 0}, [&](const Model& model, const Compiled& compiled) {
+    const double naive = std::min({NaiveCost(compiled, model, true, false), NaiveCost(compiled, model, false, false),
+                                   NaiveCost(compiled, model, false, true)});
+    const engine::Order quick =
+        engine::QuickOrder(compiled.moral, model.numstates, compiled.order.cost, [](double) { return 0.0; });
+    const double cost = quick.nodes.empty() ? compiled.order.cost : quick.cost;
+    numWorse += cost > naive;
+    numBetter += cost < naive;
+  });
+  EXPECT_EQ(numWorse, 0);
+  EXPECT_GT(numBetter, 20);
+}
+
+TEST(Order, LongGridsTakeNoMoreThanTheirWidth) {
+  constexpr int NUM_NODES = 800, WIDTH = 8, MOST_ENTRIES = 600;
+  const NetShape shape = MakeShape("grid8", NUM_NODES);
+  Vector<int> numstates(shape.states.begin(), shape.states.end());
+  Vector<Vector<int>> parents(NUM_NODES), children(NUM_NODES);
+  for (int i = 0; i < NUM_NODES; ++i) {
+    for (int parent : shape.parents[std::size_t(i)]) {
+      parents[i].push_back(parent);
+      children[parent].push_back(i);
+    }
+  }
+  const Graph moral = engine::MoralGraph(parents, children);
+  const engine::Order quick = engine::QuickOrder(moral, numstates, 1e30, [](double) { return 0.0; });
+  EXPECT_LE(quick.cost, MOST_ENTRIES * NUM_NODES);
+  EXPECT_GE(quick.cost, (1 << WIDTH) * NUM_NODES) << "less than can be";
 }
 
 TEST(Order, QuickOneBeatsItsLimitOrIsNone) {

@@ -4,6 +4,7 @@
 #include "Win_Face/Interaction.h"
 #include "support/library.h"
 #include "support/nets.h"
+#include "support/shapes.h"
 
 namespace bravic::testing {
 namespace {
@@ -217,6 +218,41 @@ TEST_F(Compiling, RefusesACliqueTooLargeToHold) {
   SetNetElimOrder_bn(hub.get(), GetNetNodes_bn(hub.get()));
   CompileNet_bn(hub.get());
   EXPECT_EQ(Reports().rfind("5 2009", 0), 0u);
+}
+
+// A pedigree whose own order makes a clique of 2^30 entries, though a tree of 22 million is found.
+TEST_F(Compiling, TakesASmallerTreeWhereItsOwnIsTooLarge) {
+  const NetShape shape = MakeShape("pedigree", 724);
+  Net net(NewNet_bn("Pedigree", env));
+  std::vector<node_bn> nodes;
+  for (int i = 0; i < shape.Count(); ++i) {
+    nodes.push_back(NewNode_bn(nullptr, shape.states[std::size_t(i)], net.get()));
+    for (int parent : shape.parents[std::size_t(i)]) AddLink_bn(nodes[std::size_t(parent)], nodes.back());
+    Uniform(nodes.back());
+  }
+  const float probs[] = {0.1f, 0.2f, 0.3f, 0.4f};
+  SetNodeProbs_bn(nodes[0], nullptr, probs);
+  auto compile = [&] {
+    CompileNet_bn(net.get());
+    return Gist().substr(0, 6);
+  };
+  const std::size_t used = MemoryUsed();
+  EXPECT_EQ(compile(), "3 2492");
+  EXPECT_LT(MemoryUsed(), used + 200000000);
+  EXPECT_NEAR(GetNodeBeliefs_bn(nodes[0])[3], 0.4, 1e-6);
+  EXPECT_NEAR(GetNodeBeliefs_bn(nodes.back())[1], 0.5, 1e-6);
+  // So it is when the tree is kept.
+  Uniform(nodes[0]);
+  EXPECT_EQ(compile(), "3 2492");
+  // An order of the host's is not passed over.
+  SetNetElimOrder_bn(net.get(), GetNetNodes_bn(net.get()));
+  EXPECT_EQ(compile(), "5 2009");
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(compile(), "3 2492");
+  RedoLastChange_bn(net.get());
+  EXPECT_EQ(compile(), "5 2009");
+  FindElimOrder_bn(net.get(), 0);
+  EXPECT_EQ(compile(), "3 2492");
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ bool FitsInTables(const engine::JunctionTree& tree) {
 }
 
 // The tree to compute with. Hosts are told of the tree of the stored order; where its tables are large, that of a
-// quickly found order whose tables are well smaller takes its place in computing.
+// quickly found order whose tables are well smaller takes its place in computing. It may be too large as well.
 engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const CompileGraph& graph,
                                    const engine::Graph& moral) {
   constexpr double ENTRIES_WORTH_SEARCHING = 16384, SHARE_WORTH_TAKING = 0.97;
@@ -61,7 +61,7 @@ engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const Compi
     if (!quick.nodes.empty()) {
       const engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
       // Smaller altogether, it may still have a clique too large for a table.
-      if (!other.cliques.empty() && FitsInTables(other)) return engine::MergeSmallCliques(other);
+      if (FitsInTables(other) || !FitsInTables(told)) return engine::MergeSmallCliques(other);
     }
   }
   return engine::MergeSmallCliques(told);
@@ -89,7 +89,7 @@ Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
 constexpr std::size_t MAX_MEMBERS_TEXT = 100;
 
 // clique: of the tree, the one whose table could not be had; -1 when it is not known.
-Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique) {
+Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique, bool hasHostOrder) {
   char members[MAX_MEMBERS_TEXT + 1] = "";
   double nbytes = 0;
   if (clique >= 0) {
@@ -103,7 +103,22 @@ Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& t
     }
     members[length] = '\0';
   }
-  return FailCompiling(FailMemory(NO_MEMORY_FOR_POTENTIAL, nbytes, members));
+  Failure failure = FailMemory(NO_MEMORY_FOR_POTENTIAL, nbytes, members);
+  const char* reason = failure->mesg;
+  failure = hasHostOrder ? Rephrase(std::move(failure), AROUND_HOST_TREE, reason)
+                         : Rephrase(std::move(failure), AROUND_FOUND_TREE, reason);
+  return FailCompiling(std::move(failure));
+}
+
+// Looks at all sizes before any memory is had. An order that the host has set decides what is refused, whatever tree is
+// computed with; in place of any other order one that was searched for will do.
+Failure CheckSizes(const CompiledNet& compiled, bool hasHostOrder) {
+  const engine::JunctionTree& tree = hasHostOrder ? compiled.tree : compiled.computingTree;
+  for (int c = 0; c < tree.cliques.size(); ++c) {
+    // A size beyond all numbers is refused, too.
+    if (!(tree.cliques[c].size < engine::MAX_TABLE_ENTRIES)) return FailPotential(compiled, tree, c, hasHostOrder);
+  }
+  return nullptr;
 }
 
 // Every table in the form in which potentials take it.
@@ -119,16 +134,12 @@ Failure PrepareTables(const CompiledNet& compiled) {
 }
 
 // A new engine, with every table; all findings have to be handed over to it.
-Failure FillPotentials(CompiledNet& compiled) {
-  // What hosts are told of decides what is refused, whatever tree is computed with.
-  for (int c = 0; c < compiled.tree.cliques.size(); ++c) {
-    // A size beyond all numbers is refused, too.
-    if (!(compiled.tree.cliques[c].size < engine::MAX_TABLE_ENTRIES)) return FailPotential(compiled, compiled.tree, c);
-  }
+Failure FillPotentials(CompiledNet& compiled, bool hasHostOrder) {
+  if (Failure failure = CheckSizes(compiled, hasHostOrder)) return failure;
   compiled.inference = engine::Inference::Make(compiled.computingTree, compiled.numstates, compiled.parents);
   int failedClique = -1;
   if (compiled.inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
-    return FailPotential(compiled, compiled.computingTree, failedClique);
+    return FailPotential(compiled, compiled.computingTree, failedClique, hasHostOrder);
   }
   if (Failure failure = PrepareTables(compiled)) return failure;
   compiled.inference->SetTables([&compiled](int i) -> const float* {
@@ -154,10 +165,12 @@ Failure RefillPotentials(CompiledNet& compiled) {
 
 Failure MakePotentials(net_bn net) {
   CompiledNet& compiled = *net->compiled;
-  if (Failure failure = compiled.filled ? RefillPotentials(compiled) : FillPotentials(compiled)) {
+  if (Failure failure = compiled.filled ? RefillPotentials(compiled) : FillPotentials(compiled, net->hasHostOrder)) {
     DropPotentials(net);
     return failure;
   }
+  if (!FitsInTables(compiled.tree))
+    Report(COMPUTED_OVER_SMALLER_TREE, compiled.tree.totalSize, compiled.computingTree.totalSize);
   compiled.staleTables.Reset(compiled.nodes.size());
   compiled.filled = true;
   ResetProbability(net);

@@ -33,7 +33,7 @@ int FindElimOrder(net_bn net, double seconds) {
   }
   nodelist_rec list;
   StoreOrder(list, graph, order.nodes);
-  int result = SetNetElimOrder(net, &list);
+  int result = SetNetElimOrder(net, &list, OrderFrom::FileOrSearch);
   ClearList(list);
   return result < 0 ? -1 : 0;
 }

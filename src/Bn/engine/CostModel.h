@@ -28,7 +28,7 @@ inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread ent
 inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
 // The order of axes is searched for in cliques of so many entries (AxisOrder.cpp), trying one order for so much of what
 // a pass over them takes.
-inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 5000;
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 7000;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
@@ -59,6 +59,9 @@ inline constexpr double MAKE_MODEL_NODE = 2000;               // to make one, by
 inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
+// Threads (TreeWork.cpp, SharedTree.cpp). Work is worth several from so many entries on, and comes in tasks of so many.
+inline constexpr double ENTRIES_WORTH_THREADS = 400000, ENTRIES_OF_A_TASK = 16384;
+
 // Orders and trees.
 inline constexpr double GREEDY_NODE = 300,
                         GREEDY_LOOK = 3;          // a greedy run, by nodes and by looks at neighbours (GreedyRun.h)
@@ -71,7 +74,7 @@ inline constexpr double CASE_OFFSET = 0.5;                             //   and 
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {
-  constexpr double SHARE = 1e-8, MOST = 5e8;
+  constexpr double SHARE = 1.5e-8, MOST = 5e8;
   return std::min(SHARE * entries * entries, MOST);
 }
 

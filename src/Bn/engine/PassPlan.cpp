@@ -1,6 +1,7 @@
 #include "Bn/engine/PassPlan.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "Bn/engine/CostModel.h"
@@ -155,12 +156,14 @@ void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks
   }
 }
 
-// Tables [0, numFactors] are factors and [firstTarget, numTables) targets; some may be both.
-double Estimate(const Merged& merged, int numFactors, int firstTarget, const Split& split) {
+// Tables [0, numFactors] are factors and [firstTarget, numTables) targets; some may be both. What comes to the limit is
+// not added up to the end.
+double Estimate(const Merged& merged, int numFactors, int firstTarget, const Split& split, double limit) {
   const Blocks blocks(merged, split);
   double cost = cost::PLAN_RUN + blocks.count * (cost::BLOCK + split.numRows * blocks.perRow);
-  for (int t = 0; t <= numFactors; ++t) AddTableCost(merged, split, blocks, t, false, &cost);
-  for (int t = firstTarget; t < merged.numTables; ++t) AddTableCost(merged, split, blocks, t, true, &cost);
+  for (int t = 0; t <= numFactors && cost < limit; ++t) AddTableCost(merged, split, blocks, t, false, &cost);
+  for (int t = firstTarget; t < merged.numTables && cost < limit; ++t)
+    AddTableCost(merged, split, blocks, t, true, &cost);
   return cost;
 }
 
@@ -180,19 +183,22 @@ void ConsiderBlocks(const Merged& merged, Split split, Consider consider) {
   consider(split);
 }
 
-// Tries every number of axes that makes rows long enough, and keeps the cheapest.
-Split ChooseSplit(const Merged& merged, int numFactors, int firstTarget) {
+// Tries every number of axes that makes rows long enough, and keeps the cheapest, which costs the limit when all come
+// to that.
+Split ChooseSplit(const Merged& merged, int numFactors, int firstTarget, double limit) {
   Split best;
-  best.cost = -1;
+  best.cost = limit;
+  bool isFirst = true;
   auto consider = [&](Split split) {
-    split.cost = Estimate(merged, numFactors, firstTarget, split);
-    if (best.cost < 0 || split.cost < best.cost) best = split;
+    split.cost = Estimate(merged, numFactors, firstTarget, split, best.cost);
+    if (split.cost < best.cost) best = split;
+    isFirst = false;
   };
   int length = 1;
   for (int row = merged.numAxes; row >= 0; --row) {
     if (row < merged.numAxes) length *= merged.sizes[row];
     if (length < SHORTEST_ROW && row > 0) continue;
-    if (length > MAX_ROW && best.cost >= 0) break;
+    if (length > MAX_ROW && !isFirst) break;
     Split split;
     split.row = split.block = row;
     split.rowLength = length;
@@ -337,16 +343,16 @@ void ChooseSlices(const Merged& merged, PassPlan* plan) {
 
 }  // namespace
 
-double SweepCost(const PassShape& shape) {
+double SweepCost(const PassShape& shape, double limit) {
   Merged merged;
   Merge(shape, &merged);
-  return ChooseSplit(merged, shape.numFactors, 1).cost;
+  return ChooseSplit(merged, shape.numFactors, 1, limit).cost;
 }
 
 void MakePlan(const PassShape& shape, PassPlan* plan) {
   Merged merged;
   Merge(shape, &merged);
-  Split split = ChooseSplit(merged, shape.numFactors, shape.numFactors + 1);
+  Split split = ChooseSplit(merged, shape.numFactors, shape.numFactors + 1, std::numeric_limits<double>::infinity());
   plan->tailRows = split.numRows;
   if (split.cut) {
     const int rest = merged.sizes[split.block - 1] - (split.parts - 1) * split.cut;

@@ -75,7 +75,7 @@ struct PassRoom {
 };
 
 void MakePlan(const PassShape& shape, PassPlan* plan);
-// What a pass would cost that has, beside the shape's factors, a target like each of them.
-double SweepCost(const PassShape& shape);
+// What a pass would cost that has, beside the shape's factors, a target like each of them; at most the limit.
+double SweepCost(const PassShape& shape, double limit);
 
 }  // namespace bravic::engine

@@ -179,7 +179,7 @@ void SetElimOrder(NetReader& reader) {
   for (int i = 0; i < reader.elimOrder.count; ++i) {
     Append(order, FindEntry(reader, reader.words[reader.elimOrder.first + i]));
   }
-  if (CheckElimOrder(reader, order, at)) SetNetElimOrder(reader.net, &order);
+  if (CheckElimOrder(reader, order, at)) SetNetElimOrder(reader.net, &order, OrderFrom::FileOrSearch);
   ClearList(order);
 }
 

@@ -79,7 +79,7 @@ int SetNetFindMPE(net_bn net, int findmpe) {
   return answer;
 }
 
-int SetNetElimOrder(net_bn net, const nodelist_rec* order) {
+int SetNetElimOrder(net_bn net, const nodelist_rec* order, OrderFrom from) {
   Block<node_bn> nodes;
   int num = -1;
   if (order) {
@@ -91,7 +91,9 @@ int SetNetElimOrder(net_bn net, const nodelist_rec* order) {
   }
   const nodelist_rec& present = net->elimorder;
   if (num == present.num && (num < 0 || std::equal(nodes.get(), nodes.get() + num, present.ar))) return 1;
-  ReplaceList(BeginChange(net, NET_ELIMORDER), net->elimorder, nodes.release(), num);
+  UndoRecord* undo = BeginChange(net, NET_ELIMORDER);
+  ReplaceList(undo, net->elimorder, nodes.release(), num);
+  Replace(undo, net->hasHostOrder, num >= 0 && from == OrderFrom::Host);
   Uncompile(net);
   Touch(net);
   return 0;

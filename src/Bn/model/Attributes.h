@@ -12,7 +12,8 @@ int SetNetAutoUpdate(net_bn net, int autoupdate);
 int SetNetFindMPE(net_bn net, int findmpe);
 // NULL removes it. Else every node of the net but those of ASSUME_NODE kind, each once; such nodes are left out.
 // Uncompiles the net.
-int SetNetElimOrder(net_bn net, const nodelist_rec* order);
+enum class OrderFrom { Host, FileOrSearch };
+int SetNetElimOrder(net_bn net, const nodelist_rec* order, OrderFrom from);
 int SetNetTitle(net_bn net, const char* title);  // NULL or "" removes it
 int SetNetComment(net_bn net, const char* comment);
 int SetNetUser(net_bn net, void* data);

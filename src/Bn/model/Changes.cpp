@@ -20,6 +20,7 @@ void GraphChanged(net_bn net) {
   net->orderstate = ORDER_UNKNOWN;
   ClearList(net->elimorder);
   net->elimorder.num = -1;
+  net->hasHostOrder = 0;
   GraphRestored(net);
 }
 

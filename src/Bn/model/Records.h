@@ -152,6 +152,7 @@ struct bnet {
   bravic::SymbolTable<bnode> names;             // of nodes; placeholders are never found by name
   bravic::SymbolTable<bnode> defineNames;       // of define-nodes: taken, but not to be found
   nodelist_rec elimorder;                       // num -1: none set
+  int hasHostOrder = 0;                         // elimorder was set by SetNetElimOrder_bn
   int nextNodeNumber = 1, nextParamNumber = 1;  // default names
   bravic::FreshStem* freshStems = nullptr;      // [NUM_FRESH_STEMS] owned: stems counted up, by their hash; or NULL
   unsigned numNamesGone = 0;

@@ -411,6 +411,7 @@ void HoldStructure(UndoRecord* undo, net_bn net) {
     undo->order = KeepOrder(net);
   }
   ReplaceList(undo, net->elimorder, nullptr, -1);
+  Replace(undo, net->hasHostOrder, 0);
 }
 
 void InsertChild(UndoRecord* undo, node_bn parent, node_bn child) {

@@ -265,7 +265,7 @@ int BRAVIC_CALL SetNetElimOrder_bn(net_bn net, nodelist_bn order) {
       !CheckElimOrder(net, order)) {
     return -1;
   }
-  return SetNetElimOrder(net, order);
+  return SetNetElimOrder(net, order, OrderFrom::Host);
 }
 
 int BRAVIC_CALL SetNetTitle_bn(net_bn net, const char* title) {

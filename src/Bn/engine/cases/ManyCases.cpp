@@ -30,7 +30,7 @@ template <class Number>
 struct ManyCases::Workspace {
   Block<Number> block;
   Number* slots = nullptr;  // in the block, aligned
-  Block<int> states;        // [lanes x observed]
+  Block<int> states;        // [observed x lanes]
 };
 
 template <class Number>
@@ -63,32 +63,28 @@ void ManyCases::RunCases(const LaneRunner<Number>& runner, const CaseProgram& pr
                          std::span<const std::ptrdiff_t> cases, Workspace<Number>* space, Fate* fates) const {
   const int lanes = runner.lanes, width = program.numBeliefs, numObserved = question_.observed.size();
   for (int lane = 0; lane < lanes; ++lane) {
-    const std::ptrdiff_t number = cases[std::min<std::size_t>(lane, cases.size() - 1)];
-    std::copy_n(batch.states + number * numObserved, numObserved, space->states.get() + lane * numObserved);
+    const int* row = batch.states + cases[std::min<std::size_t>(lane, cases.size() - 1)] * numObserved;
+    int* to = space->states.get() + lane;
+    for (int k = 0; k < numObserved; ++k) to[k * lanes] = row[k];
   }
-  runner.run(program, space->states.get(), numObserved, space->slots);
-  const Number* const slots = space->slots;
+  runner.run(program, space->states.get(), space->slots);
+  if (batch.beliefs) {
+    float* rows[MOST_LANES];
+    for (int lane = 0; lane < Count(cases); ++lane) rows[lane] = batch.beliefs + cases[lane] * width;
+    runner.write(program, space->slots, Count(cases), rows);
+  }
   for (int lane = 0; lane < Count(cases); ++lane) {
     const std::ptrdiff_t number = cases[lane];
-    const auto at = [&](int slot) { return slots[slot * lanes + lane]; };
+    const auto at = [&](int slot) { return space->slots[slot * lanes + lane]; };
     Fate& fate = fates[number];
     fate = Fate::POSSIBLE;
     // As bits; all of them where the case is in doubt.
-    if (Number doubt = at(CaseProgram::DOUBT); doubt != 0 || doubt != doubt) {
+    if (const Number doubt = at(CaseProgram::DOUBT); doubt != 0 || doubt != doubt) {
       fate = Fate::DOUBTFUL;
-      continue;
-    }
-    if (!(at(CaseProgram::TOTAL) > 0)) {
+    } else if (!(at(CaseProgram::TOTAL) > 0)) {
       fate = Fate::IMPOSSIBLE;
       AnswerImpossible(batch, number);
-      continue;
-    }
-    if (batch.beliefs) {
-      float* const to = batch.beliefs + number * width;
-      const Number* from = slots + program.beliefs * lanes + lane;
-      for (int k = 0; k < width; ++k) to[k] = static_cast<float>(from[k * lanes]);
-    }
-    if (batch.logProbs) {
+    } else if (batch.logProbs) {
       const double exponent = static_cast<double>(at(CaseProgram::EXPONENT)) + static_cast<double>(program.exponent);
       batch.logProbs[number] = std::log(static_cast<double>(at(CaseProgram::TOTAL))) + exponent * LOG_2;
     }

@@ -27,15 +27,27 @@ class ProgramMaker {
 
  private:
   static constexpr int NOWHERE = -1;
+  // Of the entries of a table: no positive one is less than low, where that is known beforehand; else the least ones of
+  // each case, or less, stand in a slot, and low is a guess. None is larger than high.
+  struct Bounds {
+    double low = 1, high = 1;
+    int slot = NOWHERE;
+  };
   // What is kept of a separator: the message inward, whose place the one outward takes, and the belief.
   struct SeparatorTables {
     int message = NOWHERE, low = NOWHERE, belief = NOWHERE;
     int size = 1;
+    Bounds bounds;  // of the message
   };
   // A clique's potential, its largest entry scaled to [0.5, 1).
   struct Weights {
     Vector<double> entries;
     double low = 1;
+  };
+  // What the products of a pass come to.
+  struct Products {
+    Bounds bounds;
+    double size;  // how many there are
   };
 
   int NewSlots(int count) {
@@ -54,11 +66,14 @@ class ProgramMaker {
   void PlaceTables();
   void PlaceReadings();
   Weights Multiply(int clique);
-  void AddFactors(int clique);
+  void AddStep(CaseStep::Kind kind, const CaseMessage& message);
+  void Scale(int separator, bool isOutward);
+  void ScaleFactors(int clique, bool isOutward, const Weights& weights);
+  void AddFactors(int clique, bool isOutward);
   void AddTargets(int clique);
-  void AddPass(const Weights& weights);
+  Products AddPass(int clique, bool isOutward, const Weights& weights);
   void AddInward(int clique, const Weights& weights);
-  void AddOutward(int clique);
+  void SetOutward(int clique, const Products& products);
   void AddReadings(int clique);
   void AddReading(int target, int slot, std::span<const int> variables);
 
@@ -170,7 +185,6 @@ void ProgramMaker::PlaceTables() {
     SeparatorTables& tables = separators_[upward_[c]];
     tables.size = SizeOf(VariablesOf(upward_[c]));
     tables.message = NewSlots(tables.size);
-    tables.low = NewSlots(1);
     if (isVisited_[c]) tables.belief = NewSlots(tables.size);
   }
 }
@@ -230,15 +244,52 @@ ProgramMaker::Weights ProgramMaker::Multiply(int c) {
   return weights;
 }
 
-// The messages from the children, that from the parent if it is made outward already, and what is known here alone.
-void ProgramMaker::AddFactors(int c) {
-  maker_.Begin(structure_.cliques[c].variables);
-  for (const Link& link : structure_.cliques[c].links) {
-    if (link.separator == upward_[c]) continue;
-    const SeparatorTables& tables = separators_[link.separator];
-    maker_.AddFactor(tables.message, VariablesOf(link.separator), tables.low);
+void ProgramMaker::AddStep(CaseStep::Kind kind, const CaseMessage& message) {
+  program_.steps.push_back({kind, program_.messages.size()});
+  program_.messages.push_back(message);
+}
+
+// A message's largest entry of each case is scaled to [0.5, 1), and the least found.
+void ProgramMaker::Scale(int s, bool isOutward) {
+  constexpr double GUESS = 0x1p-32;
+  SeparatorTables& tables = separators_[s];
+  if (tables.low == NOWHERE) tables.low = NewSlots(1);
+  AddStep(CaseStep::Kind::SCALING, {.table = tables.message,
+                                    .size = tables.size,
+                                    .divisor = isOutward ? tables.message : NOWHERE,
+                                    .low = tables.low});
+  tables.bounds = {GUESS, 1, tables.low};
+}
+
+// Scales messages to the clique until products should stay in the range of floats.
+void ProgramMaker::ScaleFactors(int c, bool isOutward, const Weights& weights) {
+  constexpr double LEAST = 0x1p-80, MOST = 0x1p100;
+  for (;;) {
+    double low = weights.low, high = 1;
+    int worst = NOWHERE;
+    double span = 1;
+    for (const Link& link : structure_.cliques[c].links) {
+      const Bounds& bounds = separators_[link.separator].bounds;
+      if (link.separator == upward_[c] && !isOutward) continue;
+      low *= bounds.low;
+      high *= bounds.high;
+      const bool isScaled = bounds.slot != NOWHERE && bounds.slot == separators_[link.separator].low;
+      if (isScaled || bounds.high / bounds.low <= span) continue;
+      span = bounds.high / bounds.low;
+      worst = link.separator;
+    }
+    if ((low >= LEAST && high <= MOST) || worst == NOWHERE) return;
+    Scale(worst, isOutward);
   }
-  for (int v : loneEvidence_[c]) maker_.AddFactor(evidenceAt_[v], std::span<const int>(&v, 1), NOWHERE);
+}
+
+// The messages from the children, outward that from the parent too, and what is known here alone.
+void ProgramMaker::AddFactors(int c, bool isOutward) {
+  maker_.Begin(structure_.cliques[c].variables);
+  for (const Link& link : structure_.cliques[c].links)
+    if (link.separator != upward_[c] || isOutward)
+      maker_.AddFactor(separators_[link.separator].message, VariablesOf(link.separator));
+  for (int v : loneEvidence_[c]) maker_.AddFactor(evidenceAt_[v], std::span<const int>(&v, 1));
 }
 
 // Beliefs of the separators outward, and those of nodes that are read here.
@@ -254,18 +305,42 @@ void ProgramMaker::AddTargets(int c) {
   }
 }
 
-void ProgramMaker::AddPass(const Weights& weights) {
-  program_.steps.push_back({CaseStep::Kind::PASS, maker_.Make(weights.entries, weights.low)});
+// The pass that was begun, over messages that are in range.
+ProgramMaker::Products ProgramMaker::AddPass(int c, bool isOutward, const Weights& weights) {
+  const int number = maker_.Make(weights.entries);
+  program_.steps.push_back({CaseStep::Kind::PASS, number});
+  CasePass& pass = program_.passes[number];
+  pass.lows = program_.pool.size();
+  pass.low = weights.low;
+  Bounds products{weights.low, 1, NOWHERE};
+  for (const Link& link : structure_.cliques[c].links) {
+    if (link.separator == upward_[c] && !isOutward) continue;
+    const Bounds& bounds = separators_[link.separator].bounds;
+    products.low *= bounds.low;
+    products.high *= bounds.high;
+    if (bounds.slot == NOWHERE) {
+      pass.low *= bounds.low;
+    } else {
+      AddOffset(bounds.slot);
+      ++pass.numLows;
+    }
+  }
+  if (pass.numLows > 0) products.slot = pass.least = NewSlots(1);
+  return {products, static_cast<double>(weights.entries.size())};
 }
 
 void ProgramMaker::AddInward(int c, const Weights& weights) {
   const int s = upward_[c];
-  const SeparatorTables& tables = separators_[s];
-  AddFactors(c);
-  maker_.AddTarget(tables.message, VariablesOf(s));
-  AddPass(weights);
-  CaseMessage message{tables.message, tables.size, NOWHERE, tables.low, program_.pool.size(), evidenceOf_[s].size()};
+  SeparatorTables& tables = separators_[s];
   const Vector<int>& variables = VariablesOf(s);
+  ScaleFactors(c, false, weights);
+  AddFactors(c, false);
+  maker_.AddTarget(tables.message, variables);
+  const Products products = AddPass(c, false, weights);
+  tables.bounds = products.bounds;
+  tables.bounds.high *= products.size / tables.size;
+  if (evidenceOf_[s].empty()) return;
+  const int begin = program_.pool.size();
   for (int v : evidenceOf_[s]) {
     int sizes[MAX_AXES], strides[MAX_AXES];
     for (int a = 0; a < variables.size(); ++a) {
@@ -274,14 +349,21 @@ void ProgramMaker::AddInward(int c, const Weights& weights) {
     }
     ForEachOffset(variables.size(), sizes, strides, [&](int offset) { AddOffset(evidenceAt_[v] + offset); });
   }
-  program_.steps.push_back({CaseStep::Kind::INWARD, program_.messages.size()});
-  program_.messages.push_back(message);
+  AddStep(CaseStep::Kind::EVIDENCE,
+          {.table = tables.message, .size = tables.size, .evidence = begin, .numEvidence = evidenceOf_[s].size()});
 }
 
-void ProgramMaker::AddOutward(int c) {
-  const SeparatorTables& tables = separators_[upward_[c]];
-  program_.steps.push_back({CaseStep::Kind::OUTWARD, program_.messages.size()});
-  program_.messages.push_back({tables.belief, tables.size, tables.message, tables.low, 0, 0});
+// What the messages outward to the visited children will be, once they are divided.
+void ProgramMaker::SetOutward(int c, const Products& products) {
+  for (const Link& link : structure_.cliques[c].links) {
+    SeparatorTables& tables = separators_[link.separator];
+    if (link.separator == upward_[c] || tables.belief == NOWHERE) continue;
+    const Bounds inward = tables.bounds;
+    tables.bounds = products.bounds;
+    tables.bounds.high *= products.size / tables.size / inward.high;
+    if (inward.slot == NOWHERE && products.bounds.slot == NOWHERE) tables.bounds.low /= inward.low;
+    AddStep(CaseStep::Kind::DIVISION, {.table = tables.belief, .size = tables.size, .divisor = tables.message});
+  }
 }
 
 // slot: of a table over the variables.
@@ -331,20 +413,17 @@ CaseProgram ProgramMaker::Make() {
     AddInward(order_[k], kept[order_[k]]);
     if (!isVisited_[order_[k]]) kept[order_[k]] = {};
   }
-  AddFactors(root_);
-  maker_.AddTarget(CaseProgram::TOTAL, {});
-  AddTargets(root_);
-  AddPass(Multiply(root_));
-  AddReadings(root_);
+  kept[root_] = Multiply(root_);
   for (int c : order_) {
-    if (c == root_ || !isVisited_[c]) continue;
-    AddOutward(c);
-    AddFactors(c);
-    const SeparatorTables& tables = separators_[upward_[c]];
-    maker_.AddFactor(tables.message, VariablesOf(upward_[c]), tables.low);
+    if (!isVisited_[c]) continue;
+    const bool isOutward = c != root_;
+    ScaleFactors(c, isOutward, kept[c]);
+    AddFactors(c, isOutward);
+    if (!isOutward) maker_.AddTarget(CaseProgram::TOTAL, {});
     AddTargets(c);
-    AddPass(kept[c]);
+    const Products products = AddPass(c, isOutward, kept[c]);
     AddReadings(c);
+    SetOutward(c, products);
   }
   program_.floats.assign(program_.potentials.begin(), program_.potentials.end());
   return std::move(program_);

@@ -1,6 +1,7 @@
 #include "Bn/engine/infer/AxisOrder.h"
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 
 #include "Bn/engine/CostModel.h"
@@ -32,7 +33,7 @@ class AxisOrderSearch {
   bool Has(int link, int variable) const { return strides_[link * n_ + variable] != 0; }
   bool AreAlike(int a, int b) const;
   void MakeGroups();
-  double CostOf(std::span<const int> order);
+  double CostOf(std::span<const int> order, double limit);
   // Trying takes little beside a pass over the clique.
   bool MayTry() const { return numTries_ < MOST_TRIES && numTries_ * cost::PASS_PER_AXIS_ORDER < bestCost_; }
   bool Try(std::span<const int> order);
@@ -106,8 +107,8 @@ void AxisOrderSearch::MakeGroups() {
 }
 
 // What a pass over the clique costs, with all of its separators as factors and targets, were its variables in that
-// order. Separators that have no order yet will have the clique's.
-double AxisOrderSearch::CostOf(std::span<const int> order) {
+// order, at most the limit. Separators that have no order yet will have the clique's.
+double AxisOrderSearch::CostOf(std::span<const int> order, double limit) {
   shape_.Clear(n_);
   int stride = 1;
   for (int k = n_; k-- > 0;) {
@@ -126,13 +127,13 @@ double AxisOrderSearch::CostOf(std::span<const int> order) {
       running *= sizes_[order[k]];
     }
   }
-  return SweepCost(shape_);
+  return SweepCost(shape_, limit);
 }
 
 bool AxisOrderSearch::Try(std::span<const int> order) {
   ++numTries_;
-  const double cost = CostOf(order);
-  if (cost >= bestCost_ * CLEARLY_LESS) return false;
+  const double limit = bestCost_ * CLEARLY_LESS, cost = CostOf(order, limit);
+  if (cost >= limit) return false;
   best_.assign(order.begin(), order.end());
   bestCost_ = cost;
   return true;
@@ -206,7 +207,7 @@ void AxisOrderSearch::SortVariables(int c) {
   Load(structure_.cliques[c]);
   best_.resize(n_);
   std::iota(best_.begin(), best_.end(), 0);
-  bestCost_ = CostOf(best_);
+  bestCost_ = CostOf(best_, std::numeric_limits<double>::infinity());
   MakeGroups();
   TryGroups();
   TryMoves();
