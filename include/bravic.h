@@ -529,6 +529,10 @@ BRAVIC_API long BRAVIC_CALL WriteCase_bn(nodelist_bn nodes, filespec_ns file, lo
 BRAVIC_API void BRAVIC_CALL ReadCase_bn(long *caseposn, filespec_ns file, nodelist_bn nodes, long *idnum,
                                         double *freq);
 
+/* Answers a new list of the net's nodes that a case file has a column for, in the order of the columns; to be freed by
+   FreeNodeList_bn. NULL on failure (2114 to 2117, 2080, 2081, 2471, 5205). */
+BRAVIC_API nodelist_bn BRAVIC_CALL CaseFileNodes_bn(filespec_ns file, net_bn net);
+
 /* Reads rows of a case file into arrays, a block of them with each call: the way to read many. The net's findings are
    neither looked at nor changed.
    nodes: the columns wanted, each once. position: an offset in the file, 0 for its first row; receives the offset after

@@ -13,6 +13,9 @@ namespace bravic {
 
 char noObject, undefinedText;
 void* memoryReserve = nullptr;
+#ifndef NDEBUG
+thread_local bool memoryIsForbidden = false;
+#endif
 
 namespace {
 
@@ -143,8 +146,15 @@ void* AskHeapForLarge(std::size_t nbytes, bool cleared) {
   return Enter(header, nbytes);
 }
 
+void CheckPermission() {
+#ifndef NDEBUG
+  if (memoryIsForbidden) std::abort();
+#endif
+}
+
 // One attempt, without recourse to the reserve.
 void* AskHeap(std::size_t nbytes, bool cleared) {
+  CheckPermission();
   const std::size_t full = nbytes + sizeof(Header);
   if (Oversized(nbytes) || GateRefuses(full)) return nullptr;
   const bool isSmall = CUTS_SMALL_BLOCKS && SmallBlocks::Holds(full), isReady = isSmall && smallBlocks.HasRoom(full);
@@ -196,6 +206,7 @@ void* AskHeapToResizeSmall(const Place& place, Header* header, std::size_t nbyte
 }
 
 void* AskHeapToResize(void* block, const Place& place, std::size_t nbytes) {
+  CheckPermission();
   if (place.chunk) return AskHeapToResizeSmall(place, HeaderOf(block), nbytes);
   if (Oversized(nbytes) || GateRefuses(nbytes + sizeof(Header))) return nullptr;
   const std::size_t oldSize = HeaderOf(block)->size;
@@ -334,6 +345,7 @@ void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes) {
 
 void Free(void* block) {
   if (!block || block == Naddr()) return;
+  CheckPermission();
   const Place place = FindLive(block);
   if (!place.isLive) return;
   GiveBack(place, HeaderOf(block));

@@ -57,6 +57,11 @@ void SetMemoryState(int state);
 void StartMemory();
 void StopMemory();
 
+#ifndef NDEBUG
+// Debug builds abort where a thread asks for memory, or gives it back, while that is forbidden to it.
+extern thread_local bool memoryIsForbidden;
+#endif
+
 // For fault-injection tests: asked before each request to the heap (the reserve's too); false refuses it.
 using HeapGate = bool (*)(std::size_t nbytes);
 void SetHeapGate(HeapGate gate);

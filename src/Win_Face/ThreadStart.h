@@ -13,7 +13,9 @@ struct WorkerStart {
   void* handle;  // the platform's own
 };
 
+// RunStarted(start) runs on it.
 bool StartWorker(WorkerStart* start);
 void JoinWorker(WorkerStart* start);
+void RunStarted(WorkerStart* start);
 
 }  // namespace bravic

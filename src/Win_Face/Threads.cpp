@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Basic/Memory.h"
 #include "Win_Face/ThreadStart.h"
 
 namespace bravic {
@@ -22,6 +23,13 @@ int ThreadsToUse() {
 
 void SetThreadGate(ThreadGate gate) {
   threadGate = gate;
+}
+
+void RunStarted(WorkerStart* start) {
+#ifndef NDEBUG
+  memoryIsForbidden = true;
+#endif
+  start->run(start->context, start->worker);
 }
 
 int RunOnThreads(int numThreads, void (*run)(void* context, int worker), void* context) {

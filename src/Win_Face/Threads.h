@@ -17,6 +17,24 @@ int ThreadsToUse();
 // done. Answers how many ran: a thread that does not start means fewer.
 int RunOnThreads(int numThreads, void (*run)(void* context, int worker), void* context);
 
+// What threads share while one of them has it locked, and a place to wait in until another one has changed it.
+class Monitor {
+ public:
+  Monitor();
+  ~Monitor();
+  Monitor(const Monitor&) = delete;
+  Monitor& operator=(const Monitor&) = delete;
+  void Lock();
+  void Unlock();
+  // While it is locked. A wait lets it go; it ends when it is woken, or after so many milliseconds, or at times for
+  // nothing.
+  void Wait(int milliseconds);
+  void Wake(int numWaiting);
+
+ private:
+  alignas(16) unsigned char state_[160];  // the platform's own
+};
+
 // For tests: asked before each thread is started; false means that it does not start.
 using ThreadGate = bool (*)(int worker);
 void SetThreadGate(ThreadGate gate);

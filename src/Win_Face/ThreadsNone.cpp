@@ -15,6 +15,18 @@ bool StartWorker(WorkerStart*) {
 
 void JoinWorker(WorkerStart*) {}
 
+Monitor::Monitor() {}
+
+Monitor::~Monitor() {}
+
+void Monitor::Lock() {}
+
+void Monitor::Unlock() {}
+
+void Monitor::Wait(int) {}
+
+void Monitor::Wake(int) {}
+
 }  // namespace bravic
 
 #endif

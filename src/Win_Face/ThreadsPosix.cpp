@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <ctime>
+#include <new>
 
 #include "Win_Face/ThreadStart.h"
 
@@ -16,8 +18,7 @@ namespace {
 constexpr std::size_t STACK_SIZE = 1 << 20;
 
 void* RunWorker(void* data) {
-  const auto* start = static_cast<WorkerStart*>(data);
-  start->run(start->context, start->worker);
+  RunStarted(static_cast<WorkerStart*>(data));
   return nullptr;
 }
 
@@ -53,6 +54,56 @@ void JoinWorker(WorkerStart* start) {
   pthread_t thread;
   std::memcpy(&thread, &start->handle, sizeof thread);
   pthread_join(thread, nullptr);
+}
+
+namespace {
+
+struct State {
+  pthread_mutex_t mutex;
+  pthread_cond_t changed;
+};
+
+State& StateIn(unsigned char* room) {
+  return *std::launder(reinterpret_cast<State*>(room));
+}
+
+}  // namespace
+
+Monitor::Monitor() {
+  static_assert(sizeof(State) <= sizeof state_);
+  State* state = new (state_) State;
+  pthread_mutex_init(&state->mutex, nullptr);
+  pthread_cond_init(&state->changed, nullptr);
+}
+
+Monitor::~Monitor() {
+  pthread_cond_destroy(&StateIn(state_).changed);
+  pthread_mutex_destroy(&StateIn(state_).mutex);
+}
+
+void Monitor::Lock() {
+  pthread_mutex_lock(&StateIn(state_).mutex);
+}
+
+void Monitor::Unlock() {
+  pthread_mutex_unlock(&StateIn(state_).mutex);
+}
+
+void Monitor::Wait(int milliseconds) {
+  constexpr long MILLION = 1000000, BILLION = 1000000000;
+  timespec end;
+  clock_gettime(CLOCK_REALTIME, &end);
+  end.tv_sec += milliseconds / 1000;
+  end.tv_nsec += milliseconds % 1000 * MILLION;
+  if (end.tv_nsec >= BILLION) {
+    ++end.tv_sec;
+    end.tv_nsec -= BILLION;
+  }
+  pthread_cond_timedwait(&StateIn(state_).changed, &StateIn(state_).mutex, &end);
+}
+
+void Monitor::Wake(int numWaiting) {
+  for (; numWaiting > 0; --numWaiting) pthread_cond_signal(&StateIn(state_).changed);
 }
 
 }  // namespace bravic

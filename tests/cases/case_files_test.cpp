@@ -462,6 +462,16 @@ TEST_F(CaseFiles, AreReadInBlocks) {
   ClearErrors_ns(env, 6);
 }
 
+TEST_F(CaseFiles, TellTheirNodes) {
+  Put(std::string(INDICATOR) + "Real\tStranger\tIDnum\tNamed\tNamed\n");
+  nodelist_bn nodes = CaseFileNodes_bn(file, net.get());
+  EXPECT_EQ(Names(nodes), "Real Named");
+  FreeNodeList_bn(nodes);
+  Put(std::string(INDICATOR) + "Stranger\n");
+  EXPECT_EQ(CaseFileNodes_bn(file, net.get()), nullptr);
+  EXPECT_EQ(Complaints(), "5 2471 CaseFileNodes_bn cases.cas Test");
+}
+
 // The rows before a bad one are answered, and the call after the one that refuses it goes on behind it.
 TEST_F(CaseFiles, AreReadInBlocksUpToBadRows) {
   Put(std::string(INDICATOR) + "Named\nlow\nhigh\nlow\tlow\nmedium\n");

@@ -8,6 +8,7 @@ namespace bravic::testing {
 namespace {
 
 using engine::CaseQuestion;
+using engine::CaseWay;
 using engine::ManyCases;
 using engine::Status;
 using ManyCasesTest = LibraryTest;
@@ -43,7 +44,7 @@ struct Survey {
     question.table = [this](int i) { return model.Table(i); };
     return question;
   }
-  Answers Ask(const ManyCases& many, const std::vector<int>& cases, int numThreads) const {
+  Answers Ask(ManyCases& many, const std::vector<int>& cases, int numThreads) const {
     const auto count = std::ptrdiff_t(NumCases());
     Answers answers{std::vector<float>(width * NumCases(), -1), std::vector<double>(NumCases(), 1), 0};
     EXPECT_EQ(many.Answer({cases.data(), count, answers.beliefs.data(), answers.logs.data()}, numThreads, nullptr,
@@ -51,8 +52,9 @@ struct Survey {
               Status::Done);
     return answers;
   }
-  Answers Ask(int runner, int numThreads = 1) const {
-    return Ask(ManyCases(Question(), engine::LaneRunnerNumber(runner)), states, numThreads);
+  Answers Ask(CaseWay way, int runner = 0) const {
+    ManyCases many(Question(), way, engine::LaneRunnerNumber(runner));
+    return Ask(many, states, 1);
   }
   void Compare(const Answers& answers, std::size_t number) const {
     Findings findings(model.numstates.size());
@@ -80,7 +82,7 @@ TEST_F(ManyCasesTest, AnswersAsTheJoint) {
     Random random(seed);
     const Survey survey(RandomModel(random, {1, 10, 1, 4, 3, seed % 3 ? 600.0 : 6000.0, seed % 2 ? 0.0 : 0.35}), random,
                         20, random.Share());
-    const Answers answers = survey.Ask(0);
+    const Answers answers = survey.Ask(seed % 2 ? CaseWay::LANES : CaseWay::SINGLY);
     std::ptrdiff_t impossible = 0;
     for (std::size_t number = 0; number < survey.NumCases(); ++number) {
       survey.Compare(answers, number);
@@ -95,10 +97,11 @@ TEST_F(ManyCasesTest, AnswersAlikeWhereverAndInWhateverOrder) {
   for (std::uint64_t seed = 1; seed <= 8; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
-    const Survey survey(RandomModel(random, {20, 40, 2, 4, 3, 1e300, 0.1}), random, 3000, 0.4);
-    const ManyCases many(survey.Question());
+    const Survey survey(RandomModel(random, {20, 40, 2, 4, 3, 1e300, 0.1}), random, 1500, 0.4);
+    const CaseWay way = seed % 2 ? CaseWay::LANES : CaseWay::SINGLY;
+    ManyCases many(survey.Question(), way);
     const Answers answers = survey.Ask(many, survey.states, 1);
-    for (int runner = 0; runner < engine::NumLaneRunners(); ++runner) EXPECT_EQ(survey.Ask(runner), answers);
+    for (int runner = 0; runner < engine::NumLaneRunners(); ++runner) EXPECT_EQ(survey.Ask(way, runner), answers);
     for (int numThreads : {2, 3, 7}) EXPECT_EQ(survey.Ask(many, survey.states, numThreads), answers);
     // The cases back to front.
     const auto width = std::size_t(survey.observed.size());
@@ -147,27 +150,29 @@ TEST_F(ManyCasesTest, LosesNothingForWantOfRange) {
   std::vector<float> beliefs(std::size_t(40 * 2 * question.targets.size()));
   std::vector<double> logs(40);
   std::ptrdiff_t impossible;
-  const ManyCases many(question);
-  ASSERT_EQ(many.Answer({states.data(), 40, beliefs.data(), logs.data()}, 1, nullptr, &impossible), Status::Done);
-  EXPECT_EQ(impossible, 0);
-  const Compiled compiled(model);
-  ASSERT_EQ(compiled.inference->AllocatePotentials(nullptr), Status::Done);
-  compiled.inference->SetTables(question.table);
-  const float* got = beliefs.data();
-  for (int number = 0; number < 40; ++number) {
-    for (int k = 0; k < question.observed.size(); ++k) {
-      const int state = states[std::size_t(number * question.observed.size() + k)];
-      if (state < 0)
-        compiled.inference->ClearFinding(question.observed[k]);
-      else
-        compiled.inference->SetState(question.observed[k], state);
-    }
-    ASSERT_EQ(compiled.inference->Propagate(), Status::Done);
-    EXPECT_NEAR(logs[std::size_t(number)], compiled.inference->LogProbability(), 1e-5) << number;
-    for (int target : question.targets) {
-      float belief[2];
-      ASSERT_EQ(compiled.inference->Belief(target, belief), Status::Done);
-      for (float b : belief) EXPECT_NEAR(*got++, b, 1e-6) << number << " " << target;
+  for (const CaseWay way : {CaseWay::LANES, CaseWay::SINGLY}) {
+    ManyCases many(question, way);
+    ASSERT_EQ(many.Answer({states.data(), 40, beliefs.data(), logs.data()}, 1, nullptr, &impossible), Status::Done);
+    EXPECT_EQ(impossible, 0);
+    const Compiled compiled(model);
+    ASSERT_EQ(compiled.inference->AllocatePotentials(nullptr), Status::Done);
+    compiled.inference->SetTables(question.table);
+    const float* got = beliefs.data();
+    for (int number = 0; number < 40; ++number) {
+      for (int k = 0; k < question.observed.size(); ++k) {
+        const int state = states[std::size_t(number * question.observed.size() + k)];
+        if (state < 0)
+          compiled.inference->ClearFinding(question.observed[k]);
+        else
+          compiled.inference->SetState(question.observed[k], state);
+      }
+      ASSERT_EQ(compiled.inference->Propagate(), Status::Done);
+      EXPECT_NEAR(logs[std::size_t(number)], compiled.inference->LogProbability(), 1e-5) << number;
+      for (int target : question.targets) {
+        float belief[2];
+        ASSERT_EQ(compiled.inference->Belief(target, belief), Status::Done);
+        for (float b : belief) EXPECT_NEAR(*got++, b, 1e-6) << number << " " << target;
+      }
     }
   }
 }

@@ -6,6 +6,7 @@
 
 // What many commands say in the same words.
 inline constexpr char NET_HELP[] = "net file; - is the standard input";
+inline constexpr char CASES_HELP[] = "case file; - is the standard input";
 inline constexpr char OUT_HELP[] = "write the net to this file; - is the standard output";
 inline constexpr char FORCE_HELP[] = "write over NET even if parts of it could not be read";
 
@@ -15,6 +16,7 @@ void AddCheck(Program& program);
 void AddCompile(Program& program);
 void AddDecide(Program& program);
 void AddFormat(Program& program);
+void AddInfer(Program& program);
 void AddLearn(Program& program);
 void AddMpe(Program& program);
 void AddSample(Program& program);

@@ -2,8 +2,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
+#include <utility>
 
+#include "Cases.h"
 #include "Commands.h"
 #include "Files.h"
 #include "Json.h"
@@ -12,27 +13,23 @@
 namespace {
 
 constexpr int NUM_BINS = 10;
-// What the library says of findings that contradict the net or each other.
-constexpr int CONTRADICTIONS[] = {3315, 3302, 3312, 2078, 777};
-
 struct Options {
   std::string net, cases;
   std::vector<std::string> targets;
   bool json = false, calibration = false, perCase = false;
+  int threads = 1;
 };
 
 void Setup(Command* command, Options* options) {
   command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
-  command->Add({.names = "CASES",
-                .help = "case file; - is the standard input",
-                .value = &options->cases,
-                .required = true,
-                .file = true});
+  command->Add({.names = "CASES", .help = CASES_HELP, .value = &options->cases, .required = true, .file = true});
   command->Add(
       {.names = "--target", .form = "NODE", .help = "score the beliefs of this node", .value = &options->targets});
   command->Add({.names = "--calibration",
                 .help = "how often what had a belief came true; of all nodes when there is no target",
                 .value = &options->calibration});
+  command->Add(
+      {.names = "--threads", .form = "N", .help = THREADS_HELP, .value = &options->threads, .check = CheckNotNegative});
   command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
   command->Add(
       {.names = "--cases", .help = "a row for every case too", .value = &options->perCase, .excludes = "--json"});
@@ -59,14 +56,15 @@ struct Target {
     const auto n = static_cast<std::size_t>(GetNodeNumberStates_bn(node));
     confusion.assign(n, std::vector<double>(n, 0.0));
   }
-  void Add(statetype actual, const probtype* belief, double weight) {
+  // logBelief: the natural logarithm of the belief in what came true.
+  void Add(statetype actual, const probtype* belief, double logBelief, double weight) {
     const auto n = confusion.size();
     const auto believed = static_cast<std::size_t>(std::max_element(belief, belief + n) - belief);
     const auto was = static_cast<std::size_t>(actual);
     confusion[was][believed] += weight;
     count += weight;
     if (believed != was) errors += weight;
-    logLoss -= weight * std::log(static_cast<double>(belief[was]));
+    logLoss -= weight * logBelief;
     double squares = 1;
     for (std::size_t k = 0; k < n; ++k) {
       const auto b = static_cast<double>(belief[k]);
@@ -80,58 +78,116 @@ struct Target {
   }
 };
 
-// Whether all that was complained of is a contradiction; such complaints are cleared, others refused.
-bool TakeContradictions(Session& session) {
-  bool found = false;
-  for (report_ns report = GetError_ns(session.Environment(), 5, nullptr); report;
-       report = GetError_ns(session.Environment(), 5, nullptr)) {
-    if (std::find(std::begin(CONTRADICTIONS), std::end(CONTRADICTIONS), ErrorNumber_ns(report)) ==
-        std::end(CONTRADICTIONS)) {
-      break;
-    }
-    ClearError_ns(report);
-    found = true;
-  }
-  session.CheckCases();
-  return found;
-}
-
 struct Score {
   double cases = 0, impossible = 0, logLikelihood = 0;
   std::vector<Target> targets;
 };
 
-void ScoreCases(const Options& options, const Net& net, Session& session, Score& score) {
-  const InputFile input(options.cases);
-  const File cases = session.Named(input);
-  std::error_code ignored;
-  const auto size = std::filesystem::file_size(input.Path(), ignored);
-  nodelist_bn nodes = GetNetNodes_bn(net.get());
-  long position = FIRST_CASE, number = 0;
-  for (;; position = NEXT_CASE) {
-    long id = -1;
-    double freq = -1;
-    ReadCase_bn(&position, cases.get(), nodes, &id, &freq);
-    bool impossible = TakeContradictions(session);
-    if (position == NO_MORE_CASES) break;
-    ++number;
-    const double weight = freq < 0 ? 1 : freq;
-    const double probability = impossible ? 0 : CaseProbability_bn(net.get());
-    impossible = TakeContradictions(session) || !(probability > 0);
-    if (options.perCase) std::printf("case\t%ld\t%.8g\n", id >= 0 ? id : number, std::log(probability));
-    (impossible ? score.impossible : score.cases) += weight;
-    if (impossible) continue;
-    if (weight > 0) score.logLikelihood += weight * std::log(probability);
-    for (Target& target : score.targets) {
-      const statetype actual = GetNodeFinding_bn(target.node);
-      if (actual < 0 || weight == 0) continue;
-      RetractNodeFindings_bn(target.node);
-      target.Add(actual, GetNodeBeliefs_bn(target.node), weight);
-      EnterFinding_bn(target.node, actual);
+// As log probabilities have it.
+bool IsPossible(double logprob) {
+  return logprob != -inf_dbl_ns;
+}
+
+class Scorer {
+ public:
+  Scorer(const Options& options, const Net& net, Session& session, Score* score)
+      : options_(options), session_(session), score_(*score), cases_(options.cases, net, session) {}
+  void Run();
+
+ private:
+  void ScoreTarget(Target& target, bool isFirst);
+  void FindLogprobs(const CaseQuestion& question, const std::vector<statetype>& actual, std::size_t numstates);
+  void AskAgain(const std::vector<std::size_t>& rows);
+  void CountBlock();
+  CaseQuestion Question(std::vector<node_bn> targets) const { return {std::move(targets), options_.threads}; }
+  const std::vector<node_bn>& Nodes() const { return cases_.Columns(); }
+
+  const Options& options_;
+  Session& session_;
+  Score& score_;
+  CaseBlocks cases_;
+  std::vector<double> logprobs_;  // [cases of the block] of all that a case says
+};
+
+// A belief as small as these may be no more than a remnant.
+constexpr probtype SURE_BELIEF = 1e-20f;
+
+// The target's beliefs given the rest of each case. The first target's make the log probabilities of the cases too.
+void Scorer::ScoreTarget(Target& target, bool isFirst) {
+  std::vector<statetype>& states = cases_.States();
+  const std::size_t width = Nodes().size(), numstates = target.confusion.size();
+  const auto column =
+      static_cast<std::size_t>(std::find(Nodes().begin(), Nodes().end(), target.node) - Nodes().begin());
+  std::vector<statetype> actual(cases_.Size());
+  for (std::size_t i = 0; i < actual.size(); ++i) actual[i] = std::exchange(states[i * width + column], UNDEF_STATE);
+  CaseQuestion question = Question({target.node});
+  question.Ask(Nodes(), states, actual.size(), session_);
+  for (std::size_t i = 0; i < actual.size(); ++i) states[i * width + column] = actual[i];
+  if (isFirst) FindLogprobs(question, actual, numstates);
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    const double weight = cases_.Weight(i);
+    if (actual[i] < 0 || weight == 0 || !IsPossible(logprobs_[i])) continue;
+    const probtype* beliefs = &question.beliefs[i * numstates];
+    const probtype belief = beliefs[actual[i]];
+    target.Add(actual[i], beliefs,
+               belief < SURE_BELIEF ? logprobs_[i] - question.logprobs[i] : std::log(static_cast<double>(belief)),
+               weight);
+  }
+}
+
+// What a case says is as probable as what it says without the target times the belief in what the target was.
+void Scorer::FindLogprobs(const CaseQuestion& question, const std::vector<statetype>& actual, std::size_t numstates) {
+  logprobs_ = question.logprobs;
+  std::vector<std::size_t> unsure;
+  for (std::size_t i = 0; i < actual.size(); ++i) {
+    if (actual[i] < 0 || !IsPossible(logprobs_[i])) continue;
+    const probtype belief = question.beliefs[i * numstates + static_cast<std::size_t>(actual[i])];
+    if (belief < SURE_BELIEF) unsure.push_back(i);
+    logprobs_[i] += std::log(static_cast<double>(belief));
+  }
+  if (!unsure.empty()) AskAgain(unsure);
+}
+
+// For the log probabilities of some cases of the block.
+void Scorer::AskAgain(const std::vector<std::size_t>& rows) {
+  const std::size_t width = Nodes().size();
+  std::vector<statetype> states;
+  for (std::size_t row : rows) {
+    const auto first = cases_.States().begin() + static_cast<std::ptrdiff_t>(row * width);
+    states.insert(states.end(), first, first + static_cast<std::ptrdiff_t>(width));
+  }
+  CaseQuestion question = Question({});
+  question.Ask(Nodes(), states, rows.size(), session_);
+  for (std::size_t i = 0; i < rows.size(); ++i) logprobs_[rows[i]] = question.logprobs[i];
+}
+
+void Scorer::CountBlock() {
+  for (std::size_t i = 0; i < cases_.Size(); ++i) {
+    const double weight = cases_.Weight(i), logprob = IsPossible(logprobs_[i]) ? logprobs_[i] : -HUGE_VAL;
+    if (options_.perCase)
+      std::printf("case\t%ld\t%.8g\n", cases_.Id(i) >= 0 ? cases_.Id(i) : cases_.Number(i), logprob);
+    (IsPossible(logprobs_[i]) ? score_.cases : score_.impossible) += weight;
+    if (IsPossible(logprobs_[i]) && weight > 0) score_.logLikelihood += weight * logprob;
+  }
+}
+
+void Scorer::Run() {
+  std::vector<Target*> targets;  // that have a column
+  for (Target& target : score_.targets) {
+    if (std::find(Nodes().begin(), Nodes().end(), target.node) != Nodes().end()) targets.push_back(&target);
+  }
+  std::size_t most = 0;
+  for (const Target* target : targets) most = std::max(most, target->confusion.size());
+  cases_.Choose(Nodes(), most * sizeof(probtype) + 2 * sizeof(double));
+  while (cases_.Next()) {
+    for (Target* target : targets) ScoreTarget(*target, target == targets[0]);
+    if (targets.empty()) {
+      CaseQuestion question = Question({});
+      question.Ask(Nodes(), cases_.States(), cases_.Size(), session_);
+      logprobs_ = std::move(question.logprobs);
     }
-    session.Check();
-    if (number % 16 == 0 && size > 0)
-      ShowProgressBar(nullptr, "Scoring cases", static_cast<double>(position) / static_cast<double>(size), 0);
+    CountBlock();
+    ShowProgressBar(nullptr, "Scoring cases", cases_.ShareRead(), 0);
   }
   EndProgressBar();
 }
@@ -208,7 +264,7 @@ int Run(const Options& options, Session& session) {
     }
   }
   session.Compile(net);
-  ScoreCases(options, net, session, score);
+  Scorer(options, net, session, &score).Run();
   if (options.targets.empty()) std::erase_if(score.targets, [](const Target& target) { return target.count == 0; });
   if (options.json)
     PrintJson(options, net, score);

@@ -63,8 +63,8 @@ int main(int argc, char** argv) {
   OpenStandardStreams();
   WatchSignals();
   Program program;
-  for (auto* add :
-       {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddLearn, AddMpe, AddSample, AddScore})
+  for (auto* add : {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddInfer, AddLearn, AddMpe,
+                    AddSample, AddScore})
     add(program);
   const int code = RunReporting(program, {argv + 1, argv + argc});
   return code == DONE && !OutputArrived() ? REFUSED : code;

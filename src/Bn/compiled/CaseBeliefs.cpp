@@ -44,11 +44,18 @@ bool CheckNodes(const nodelist_rec& observed, const nodelist_rec& targets) {
 bool CheckStates(const nodelist_rec& observed, const CaseArrays& cases) {
   Vector<int> numAllowed;  // [observed] of states
   for (node_bn node : Entries(observed)) numAllowed.push_back(node->numstates);
+  const int n = numAllowed.size();
+  const int* const allowed = numAllowed.data();
   const statetype* states = cases.states;
-  for (long number = 0; number < cases.numCases; ++number) {
-    for (int k = 0; k < numAllowed.size(); ++k, ++states) {
-      if ((*states >= 0 && *states < numAllowed[k]) || *states == UNDEF_STATE) continue;
-      Report(STATE_OF_CASE_OUT_OF_RANGE, *states, number, Entries(observed)[k]->name, numAllowed[k] - 1);
+  const auto isBad = [](statetype state, int numStates) {
+    return (static_cast<unsigned>(state) >= static_cast<unsigned>(numStates)) & (state != UNDEF_STATE);
+  };
+  for (long number = 0; number < cases.numCases; ++number, states += n) {
+    bool isAnyBad = false;
+    for (int k = 0; k < n; ++k) isAnyBad |= isBad(states[k], allowed[k]);
+    for (int k = 0; isAnyBad && k < n; ++k) {
+      if (!isBad(states[k], allowed[k])) continue;
+      Report(STATE_OF_CASE_OUT_OF_RANGE, states[k], number, Entries(observed)[k]->name, allowed[k] - 1);
       return false;
     }
   }
@@ -105,7 +112,7 @@ long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, c
     return -1;
   LongWork wait("Updating beliefs", 0, Showing::WithEstimate);
   wait.Begin();
-  const engine::ManyCases many(MakeQuestion(*net->compiled, observed, targets));
+  engine::ManyCases many(MakeQuestion(*net->compiled, observed, targets));
   const auto progress = [&wait](double fraction) {
     wait.SetShare(fraction);
     return wait.Halts(LongWork::BETWEEN_LOOKS);

@@ -100,17 +100,20 @@ engine::Status AskEngine(CompiledNet& compiled, int sweeps, Showing showing, Que
 void NoteReading(CompiledNet& compiled, unsigned long long stamp) {
   if (compiled.readStamp != stamp) {
     compiled.readStamp = stamp;
-    compiled.numReadBefore = std::exchange(compiled.numRead, 0);
+    compiled.numReadEarlier = std::exchange(compiled.numReadBefore, std::exchange(compiled.numRead, 0));
     compiled.allKnown = false;
   }
   ++compiled.numRead;
 }
 
 // Whether a host that has read so many beliefs is likely to read most of them, or has made them dearer one by one than
-// one sweep over the tree.
+// one sweep over the tree. Who read most of them only before one of the latest two changes may be asking a question
+// between sweeps, until he reads a second one.
 bool WorthAll(const CompiledNet& compiled) {
   const int n = compiled.nodes.size();
-  return compiled.numRead > n / 4 || compiled.numReadBefore > n / 2 || compiled.inference->SweepPays();
+  const int times = (compiled.numReadBefore > n / 2) + (compiled.numReadEarlier > n / 2);
+  return compiled.numRead > n / 4 || times == 2 || (times == 1 && compiled.numRead > 1) ||
+         compiled.inference->SweepPays();
 }
 
 // What is right already stays as it is, whatever becomes of the rest.

@@ -43,9 +43,9 @@ struct CompiledNet {
   double logProbability = 0;     // natural logarithm that belongs to the net's caseprob
   bool probabilityKnown = true;  // whether both are those of the findings that the engine has
   // Which beliefs are read between two changes of the engine's numbers, so that many are computed in one sweep.
-  unsigned long long readStamp = 0;    // the engine's stamp that the following are about
-  int numRead = 0, numReadBefore = 0;  // nodes read under this stamp, and under the one before
-  bool allKnown = false;               // every belief vector is right for the stamp
+  unsigned long long readStamp = 0;                        // the engine's stamp that the following are about
+  int numRead = 0, numReadBefore = 0, numReadEarlier = 0;  // nodes read under this stamp, and under the two before
+  bool allKnown = false;                                   // every belief vector is right for the stamp
 };
 
 // The index that the engine knows the node by, or -1 when its net has no junction tree or it is not part of it.

@@ -39,7 +39,7 @@ inline constexpr double LOOK = 20;            // to look at a clique on the way
 
 // Straight sweeps over small trees (StraightSweep.cpp).
 inline constexpr double STRAIGHT_CLIQUE = 60;  // both ways, beside its entries,
-inline constexpr double STRAIGHT_ENTRY = 0.5;  //   each of which is met by every neighbour
+inline constexpr double STRAIGHT_ENTRY = 0.8;  //   each of which meets every neighbour and every lone variable
 
 // Single questions (Question.cpp).
 inline constexpr double QUESTION = 1000;          // to begin
@@ -59,6 +59,9 @@ inline constexpr double MAKE_MODEL_NODE = 8000;               // to make one, by
 inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
+// Threads (TreeWork.cpp, SharedTree.cpp). Work is worth several from so many entries on, and comes in tasks of so many.
+inline constexpr double ENTRIES_WORTH_THREADS = 400000, ENTRIES_OF_A_TASK = 16384;
+
 // Orders and trees.
 inline constexpr double GREEDY_NODE = 300,
                         GREEDY_LOOK = 3;          // a greedy run, by nodes and by looks at neighbours (GreedyRun.h)
@@ -68,6 +71,10 @@ inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message ta
 inline constexpr double CASE_GROUP = 6, CASE_ROW = 4, CASE_ENTRY = 2;  // each, beside its tables:
 inline constexpr double CASE_FACTOR = 1, CASE_TARGET = 3;              //   a multiplication, a sum
 inline constexpr double CASE_OFFSET = 0.5;                             //   and where it stands
+// A tree of so many entries is computed in lanes (ManyCases.cpp), a larger one for a case at a time, without what is
+// known of it; and so many cases are a task for one thread.
+inline constexpr double MOST_CASE_ENTRIES = 131072;
+inline constexpr int CASES_OF_TASK = 512, SINGLE_CASES_OF_TASK = 16;
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {

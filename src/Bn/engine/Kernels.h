@@ -30,7 +30,8 @@ struct Kernels {
   void (*foldNarrow)(float* to, const int* bases, int rows, int length, Rows from);
   // As FindRange of Numbers.h.
   void (*findRange)(const double* numbers, std::size_t size, double* largest, double* least);
-  // to[i] = from[i] * scale; floats[i] = from[i] * floatScale, unless floats is NULL. No more than size is touched.
+  // to[i] = from[i] * scale, which may be the same place; floats[i] = from[i] * floatScale, unless floats is NULL. No
+  // more than size is touched.
   void (*scale)(const double* from, std::size_t size, double scale, double* to, double floatScale, float* floats);
 };
 

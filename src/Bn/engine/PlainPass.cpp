@@ -7,14 +7,14 @@ namespace bravic::engine {
 template <class Entry, class Factor>
 void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* const* factors, const PassTarget* targets,
                 bool maximize) {
-  constexpr int FEW_TABLES = 32, RUN = 32;
+  constexpr int RUN = 32;
   const int numFactors = shape.numFactors, tables = shape.NumTables();
   const int numAxes = shape.numAxes;
   const int* const strides = shape.strides.data();  // [table][axis]
   // The fastest axis is run through a table at a time, the others entry by entry.
   const int inner = numAxes - 1, length = inner >= 0 ? shape.sizes[inner] : 1;
-  int at[MAX_AXES] = {}, few[2 * FEW_TABLES] = {};
-  Vector<int> many(tables > FEW_TABLES ? 2 * tables : 0, 0);
+  int at[MAX_AXES] = {}, few[2 * MOST_PLAIN_TABLES] = {};
+  Vector<int> many(tables > MOST_PLAIN_TABLES ? 2 * tables : 0, 0);
   int* const offsets = many.empty() ? few : many.data();
   int* const steps = offsets + tables;
   for (int t = 0; t < tables && inner >= 0; ++t) steps[t] = strides[t * numAxes + inner];

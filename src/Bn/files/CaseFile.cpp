@@ -10,6 +10,7 @@
 #include "Bn/compiled/Findings.h"
 #include "Bn/files/CaseWriter.h"
 #include "Bn/files/KeptReader.h"
+#include "Bn/model/Lists.h"
 #include "Bn/model/Undo.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
@@ -235,6 +236,22 @@ long ReadCaseStates(filespec_ns file, std::span<const node_bn> nodes, const Case
   else
     DropKept(file);
   return isBad || isLost ? -1 : numcases;
+}
+
+nodelist_bn ListCaseNodes(filespec_ns file, net_bn net) {
+  CaseReader reader;
+  if (Failure failure = reader.Open({file->name, net, {}, false})) {
+    Post(std::move(failure));
+    return nullptr;
+  }
+  Vector<node_bn> nodes;
+  for (const CaseColumn& column : reader.Columns()) {
+    if (column.node) nodes.push_back(column.node);
+  }
+  nodelist_bn list = NewList(nodes.size());
+  if (!list) Report(NO_MEMORY_FOR_LIST, nodes.size());
+  for (int i = 0; list && i < nodes.size(); ++i) PutAt(static_cast<HostList&>(*list), i, nodes[i]);
+  return list;
 }
 
 }  // namespace bravic

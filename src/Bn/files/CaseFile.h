@@ -15,6 +15,9 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
 // NULL. Failures are posted.
 void ReadCase(long* position, filespec_ns file, std::span<const node_bn> nodes, long* id, double* freq);
 
+// A new list of the net's nodes that the file has a column for, as they stand there; NULL with a failure posted.
+nodelist_bn ListCaseNodes(filespec_ns file, net_bn net);
+
 // A block of rows, as many as are asked for at once.
 struct CaseBlock {
   double* position;   // offset of the first row, 0 for that of the file; receives that after the last one

@@ -68,6 +68,12 @@ void BRAVIC_CALL ReadCase_bn(long* caseposn, filespec_ns file, nodelist_bn nodes
   ReadCase(caseposn, file, EntriesOf(nodes), idnum, freq);
 }
 
+nodelist_bn BRAVIC_CALL CaseFileNodes_bn(filespec_ns file, net_bn net) {
+  NetCall call("CaseFileNodes_bn");
+  if (!call.HasReserve() || !call.CheckFile(file) || !call.CheckNet(net)) return nullptr;
+  return ListCaseNodes(file, net);
+}
+
 long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double* position, long maxcases,
                                    statetype* states, long* idnums, double* freqs) {
   NetCall call("ReadCaseStates_bn");

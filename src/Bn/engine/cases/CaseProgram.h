@@ -20,21 +20,26 @@ struct CasePass {
     int ofGroup = 0, ofRow = 0, ofEntry = 0;
   };
   Numbers factors, targets;
+  Numbers stored;  // of the targets, the first so many are met but once, and stored in place of being added to
   int rowLength = 1, numGroups = 0;
   int potential = 0;                // first entry; rows in order, those of zeros left out
   int groups = 0;                   // for each: its number of rows, offsets of factors, of targets
   int rows = 0;                     // for each: offsets of row factors, row targets, entry factors, entry targets
   int steps = 0;                    // from one entry of a row to the next, in bytes: of entry factors, of entry targets
   int cleared = 0, numCleared = 0;  // targets: first slot, number of slots
-  int lows = 0, numLows = 0;        // slots with the least positive entries of the factors
-  double low = 1;                   // no positive entry of the potential is less
+  // No positive product is less than low times, for each case, what stands in the slots; at least, if not -1, gets
+  // that.
+  double low = 1;
+  int lows = 0, numLows = 0;
+  int least = -1;
 };
 
-// A message made ready: what is known is multiplied in, and the largest entry of each case scaled to [0.5, 1).
+// A message made ready: what is known is multiplied in, a message outward divided by the one inward, and where the
+// range asks for it the largest entry of each case is scaled to [0.5, 1).
 struct CaseMessage {
   int table = 0, size = 1;            // slots
   int divisor = -1;                   // of a message outward: the message inward, whose place it takes
-  int low = 0;                        // slot for the least positive entry
+  int low = -1;                       // scaled: slot for the least positive entry
   int evidence = 0, numEvidence = 0;  // pool: for each, the offsets that belong to the entries
 };
 
@@ -46,7 +51,7 @@ struct CaseReading {
 };
 
 struct CaseStep {
-  enum class Kind : unsigned char { PASS, INWARD, OUTWARD, READ } kind;
+  enum class Kind : unsigned char { PASS, EVIDENCE, DIVISION, SCALING, READ } kind;
   int index;
 };
 

@@ -12,11 +12,14 @@ namespace bravic::engine {
 
 namespace {
 
-// Numbers of half the precision, and those with more range.
+using Four __attribute__((vector_size(16))) = float;
+
 namespace narrow {
 using Number = float;
 using Integer = std::int32_t;
 constexpr int MANTISSA_BITS = 23, EXPONENT_BIAS = 127;
+constexpr Integer RECIPROCAL_BITS = 0x7EF311C3;  // twice those of 1, less what halves the largest error
+constexpr int RECIPROCAL_STEPS = 3;
 constexpr Number FLOOR = 2 * std::numeric_limits<Number>::min();
 inline const Number* Potentials(const CaseProgram& program) {
   return program.floats.data();
@@ -26,6 +29,7 @@ inline const Number* Potentials(const CaseProgram& program) {
 namespace sse2 {
 using namespace narrow;
 constexpr int LANES = 4;
+constexpr bool HAS_MANY_LOOPS = false;
 using Lanes __attribute__((vector_size(16))) = float;
 using Ints __attribute__((vector_size(16))) = std::int32_t;
 using UnsignedInts __attribute__((vector_size(16))) = std::uint32_t;
@@ -36,6 +40,9 @@ namespace doubles {
 using Number = double;
 using Integer = std::int64_t;
 constexpr int MANTISSA_BITS = 52, EXPONENT_BIAS = 1023, LANES = 2;
+constexpr Integer RECIPROCAL_BITS = 0x7FDE6238502484BA;
+constexpr int RECIPROCAL_STEPS = 5;
+constexpr bool HAS_MANY_LOOPS = false;
 constexpr Number FLOOR = 2 * std::numeric_limits<Number>::min();
 inline const Number* Potentials(const CaseProgram& program) {
   return program.potentials.data();
@@ -51,6 +58,7 @@ BRAVIC_BEGIN_AVX2
 namespace avx2 {
 using namespace narrow;
 constexpr int LANES = 8;
+constexpr bool HAS_MANY_LOOPS = true;
 using Lanes __attribute__((vector_size(32))) = float;
 using Ints __attribute__((vector_size(32))) = std::int32_t;
 using UnsignedInts __attribute__((vector_size(32))) = std::uint32_t;
@@ -61,6 +69,7 @@ BRAVIC_BEGIN_AVX512
 namespace avx512 {
 using namespace narrow;
 constexpr int LANES = 16;
+constexpr bool HAS_MANY_LOOPS = true;
 using Lanes __attribute__((vector_size(64))) = float;
 using Ints __attribute__((vector_size(64))) = std::int32_t;
 using UnsignedInts __attribute__((vector_size(64))) = std::uint32_t;
@@ -69,13 +78,13 @@ using UnsignedInts __attribute__((vector_size(64))) = std::uint32_t;
 BRAVIC_END_TARGET
 #endif
 
-constexpr LaneRunner<float> RUNNERS[] = {{"sse2", sse2::LANES, sse2::Run},
+constexpr LaneRunner<float> RUNNERS[] = {{"sse2", sse2::LANES, sse2::Run, sse2::Write},
 #if BRAVIC_WIDE_KERNELS
-                                         {"avx2", avx2::LANES, avx2::Run},
-                                         {"avx512", avx512::LANES, avx512::Run}
+                                         {"avx2", avx2::LANES, avx2::Run, avx2::Write},
+                                         {"avx512", avx512::LANES, avx512::Run, avx512::Write}
 #endif
 };
-constexpr LaneRunner<double> DOUBLE_RUNNER = {"doubles", doubles::LANES, doubles::Run};
+constexpr LaneRunner<double> DOUBLE_RUNNER = {"doubles", doubles::LANES, doubles::Run, doubles::Write};
 
 }  // namespace
 

@@ -13,9 +13,10 @@ template <class Number>
 struct LaneRunner {
   const char* name;
   int lanes;
-  // states: of the first case, column by column; stride: from one case to the next. slots: [numSlots x lanes], aligned
-  // to LANE_ALIGNMENT, filled with the answers.
-  void (*run)(const CaseProgram& program, const int* states, int stride, Number* slots);
+  // states [observed x lanes]; slots [numSlots x lanes], aligned to LANE_ALIGNMENT, filled with the answers.
+  void (*run)(const CaseProgram& program, const int* states, Number* slots);
+  // The beliefs of the first so many cases, each to a row of its own.
+  void (*write)(const CaseProgram& program, const Number* slots, int count, float* const* rows);
 };
 
 inline constexpr int MOST_LANES = 16, LANE_ALIGNMENT = 64;

@@ -19,8 +19,8 @@ void PassMaker::Begin(std::span<const int> variables) {
   tables_.clear();
 }
 
-PassMaker::Table PassMaker::MakeTable(int slot, std::span<const int> variables, int low, bool isTarget) const {
-  Table table{slot, low, 1, isTarget, Vector<int>(variables_.size(), 0)};
+PassMaker::Table PassMaker::MakeTable(int slot, std::span<const int> variables, bool isTarget) const {
+  Table table{slot, 1, isTarget, Vector<int>(variables_.size(), 0)};
   table.size = ForEachStride(
       variables, numstates_, [](int) { return true; },
       [&](int k, int stride) {
@@ -30,12 +30,12 @@ PassMaker::Table PassMaker::MakeTable(int slot, std::span<const int> variables, 
   return table;
 }
 
-void PassMaker::AddFactor(int slot, std::span<const int> variables, int low) {
-  tables_.push_back(MakeTable(slot, variables, low, false));
+void PassMaker::AddFactor(int slot, std::span<const int> variables) {
+  tables_.push_back(MakeTable(slot, variables, false));
 }
 
 void PassMaker::AddTarget(int slot, std::span<const int> variables) {
-  tables_.push_back(MakeTable(slot, variables, -1, true));
+  tables_.push_back(MakeTable(slot, variables, true));
 }
 
 PassMaker::Met PassMaker::MetAt(const Table& table, const Layout& layout) const {
@@ -94,6 +94,32 @@ PassMaker::Layout PassMaker::ChooseLayout() const {
   return best;
 }
 
+// Whether some row of the layout has no positive entry.
+bool PassMaker::HasZeroRow(const Layout& layout, std::span<const double> potential) const {
+  const int length = layout.rowAxis < 0 ? 1 : sizes_[layout.rowAxis];
+  const int stride = layout.rowAxis < 0 ? 1 : potentialStrides_[layout.rowAxis];
+  Vector<unsigned char> isPositive(potential.size() / length, 0);
+  for (int k = 0; k < Count(potential); ++k)
+    if (potential[k] > 0) isPositive[k / (stride * length) * stride + k % stride] = 1;
+  return std::find(isPositive.begin(), isPositive.end(), 0) != isPositive.end();
+}
+
+// A target with an entry for every group, or for every row, is met once at each. Rows of zeros are left out.
+void PassMaker::FindStored(const Layout& layout, std::span<const double> potential) {
+  double groups = 1, rows = 1;
+  for (int a = 0; a < variables_.size(); ++a) {
+    if (a == layout.rowAxis) continue;
+    rows *= sizes_[a];
+    if (layout.ofGroup[a]) groups *= sizes_[a];
+  }
+  const bool hasZeroRow = HasZeroRow(layout, potential);
+  for (Table& table : tables_) {
+    const Met met = MetAt(table, layout);
+    table.isStored = table.isTarget && ((met == Met::GROUP && table.size == groups) ||
+                                        (met == Met::ROW && table.size == rows && !hasZeroRow));
+  }
+}
+
 // Rows without a positive entry are left out.
 void PassMaker::WriteRows(const Layout& layout, std::span<const double> potential, CasePass* pass) {
   Vector<int>& pool = program_.pool;
@@ -116,10 +142,12 @@ void PassMaker::WriteRows(const Layout& layout, std::span<const double> potentia
     for (int a = 0; a < variables_.size(); ++a) sum += states[a] * strides[a];
     return sum;
   };
+  // Targets that are stored come first.
   auto write = [&](Met met, bool isTarget, const int* states, Vector<int>* to) {
-    for (const Table& table : tables_)
-      if (table.isTarget == isTarget && MetAt(table, layout) == met)
-        to->push_back((table.slot + offset(table.strides, states)) * program_.slotBytes);
+    for (const bool isStored : {true, false})
+      for (const Table& table : tables_)
+        if (table.isTarget == isTarget && table.isStored == isStored && MetAt(table, layout) == met)
+          to->push_back((table.slot + offset(table.strides, states)) * program_.slotBytes);
   };
   // Calls visit for all states of some axes.
   auto forAll = [&](int count, const int* axes, int* states, auto visit) {
@@ -154,7 +182,7 @@ void PassMaker::WriteRows(const Layout& layout, std::span<const double> potentia
   pool.insert(pool.end(), rows.begin(), rows.end());
 }
 
-// How often each is met, the steps of those met at every entry, what is to be cleared, and the factors' ranges.
+// How often each is met, the steps of those met at every entry, and what is to be cleared.
 void PassMaker::WriteTables(const Layout& layout, CasePass* pass) {
   Vector<int>& pool = program_.pool;
   pass->steps = pool.size();
@@ -163,9 +191,11 @@ void PassMaker::WriteTables(const Layout& layout, CasePass* pass) {
     switch (MetAt(table, layout)) {
       case Met::GROUP:
         ++numbers.ofGroup;
+        pass->stored.ofGroup += table.isStored;
         break;
       case Met::ROW:
         ++numbers.ofRow;
+        pass->stored.ofRow += table.isStored;
         break;
       default:
         ++numbers.ofEntry;
@@ -174,23 +204,17 @@ void PassMaker::WriteTables(const Layout& layout, CasePass* pass) {
   }
   pass->cleared = pool.size();
   for (const Table& table : tables_) {
-    if (!table.isTarget) continue;
+    if (!table.isTarget || table.isStored) continue;
     pool.push_back(table.slot);
     pool.push_back(table.size);
     ++pass->numCleared;
   }
-  pass->lows = pool.size();
-  for (const Table& table : tables_) {
-    if (table.low < 0) continue;
-    pool.push_back(table.low);
-    ++pass->numLows;
-  }
 }
 
-int PassMaker::Make(std::span<const double> potential, double low) {
+int PassMaker::Make(std::span<const double> potential) {
   const Layout layout = ChooseLayout();
+  FindStored(layout, potential);
   CasePass pass;
-  pass.low = low;
   if (layout.rowAxis >= 0) pass.rowLength = sizes_[layout.rowAxis];
   WriteTables(layout, &pass);
   WriteRows(layout, potential, &pass);

@@ -14,18 +14,18 @@ class PassMaker {
 
   // A pass over a table of these variables, the last fastest.
   void Begin(std::span<const int> variables);
-  // Tables over some of them, the last fastest, from the slot on. low: the slot of a factor's least positive entry, or
-  // -1 where that is 1.
-  void AddFactor(int slot, std::span<const int> variables, int low);
+  // Tables over some of them, the last fastest, from the slot on.
+  void AddFactor(int slot, std::span<const int> variables);
   void AddTarget(int slot, std::span<const int> variables);
-  // low: no positive entry is less. Answers the number of the pass.
-  int Make(std::span<const double> potential, double low);
+  // Answers the number of the pass.
+  int Make(std::span<const double> potential);
 
  private:
   struct Table {
-    int slot, low, size;
+    int slot, size;
     bool isTarget;
     Vector<int> strides;  // [axis] 0 where the table lacks it
+    bool isStored = false;
   };
   enum class Met { GROUP, ROW, ENTRY };
   // Which axes belong to whom; rowAxis -1: rows of one entry.
@@ -35,10 +35,12 @@ class PassMaker {
     double cost = -1;
   };
 
-  Table MakeTable(int slot, std::span<const int> variables, int low, bool isTarget) const;
+  Table MakeTable(int slot, std::span<const int> variables, bool isTarget) const;
   Met MetAt(const Table& table, const Layout& layout) const;
   bool FindCost(Layout* layout) const;
   Layout ChooseLayout() const;
+  bool HasZeroRow(const Layout& layout, std::span<const double> potential) const;
+  void FindStored(const Layout& layout, std::span<const double> potential);
   void WriteRows(const Layout& layout, std::span<const double> potential, CasePass* pass);
   void WriteTables(const Layout& layout, CasePass* pass);
 

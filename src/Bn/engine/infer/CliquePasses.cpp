@@ -164,6 +164,12 @@ ProductRange CliquePasses::RangeOf(int c, int exceptLink) const {
   return range;
 }
 
+bool CliquePasses::MayLose(int c, bool hasFloats) const {
+  const ProductRange range = RangeOf(c, -1);
+  const int floor = !hasFloats ? DOUBLE_FLOOR : range.FitsFloats() ? FLOAT_FLOOR - LIFT : FLOAT_FLOOR;
+  return range.Lost(floor, 1) != NO_LOSS;
+}
+
 // The entries of a message that has floats alone.
 const double* CliquePasses::InDoubles(const Message& message, std::span<const int> variables, int* numConverted,
                                       PassPlace* place) const {

@@ -60,6 +60,15 @@ struct PassPlace {
   Vector<const float*> floatTables;
   Vector<const double*> doubleTables;
   Vector<Vector<double>> converted;  // messages that have no doubles
+
+  // As much room as another one has for passes.
+  void GrowAs(const PassPlace& other) {
+    targets.reserve(other.targets.capacity());
+    floatTables.reserve(other.floatTables.capacity());
+    doubleTables.reserve(other.doubleTables.capacity());
+    room.arena.GrowTo(other.room.arena.size());
+    room.tables.GrowTo(other.room.tables.size());
+  }
 };
 
 // What is to be known of the sums that a pass left in its targets.
@@ -121,6 +130,8 @@ class CliquePasses {
 
   // Of the products of the clique's potential, messages and likelihoods.
   ProductRange RangeOf(int clique, int exceptLink) const;
+  // Whether any sum of a pass over the clique may lack something, some of its targets being floats.
+  bool MayLose(int clique, bool hasFloats) const;
   // Whether the message's pass, or the passes that read the clique, are prepared for the present layout.
   bool IsPreparedToSend(int clique, int link) const {
     return sends_[clique][link].layout == messages_.LayoutNumber(clique);

@@ -46,8 +46,9 @@ double Costs::OfPath(int node) {
 double Costs::OfSweep() const {
   double cost = 0;
   for (int c = 0; c < structure_.cliques.size(); ++c) {
-    int numMissing = 0;
-    for (const Link& link : structure_.cliques[c].links) numMissing += !messages_.IsValid(link.out);
+    const CliqueFacts& clique = structure_.cliques[c];
+    int numMissing = !clique.lone.empty();
+    for (const Link& link : clique.links) numMissing += !messages_.IsValid(link.out);
     if (numMissing > 0) cost += std::min(numMissing, 2) * OfPass(c);
   }
   return cost;

@@ -33,11 +33,12 @@ struct Inference::Impl {
   Potentials potentials{structure, tables, mode};
   Messages messages{structure, findings, potentials, mode};
   CliquePasses passes{structure, findings, potentials, messages, mode};
+  SharedTree shared{structure, findings, potentials, messages, passes, mode};
   WidePropagation wide{structure, findings, tables, potentials, mode};
   Marginals marginals{structure, findings, mode};
-  Propagation propagation{structure, findings, tables, potentials, messages, passes, wide, marginals, mode};
+  Propagation propagation{structure, findings, tables, potentials, messages, passes, shared, wide, marginals, mode};
   SeparatorBeliefs separatorBeliefs{structure, findings, messages, marginals, mode};
-  Sweep sweep{structure, findings, potentials, messages, passes, propagation, marginals, separatorBeliefs};
+  Sweep sweep{structure, findings, potentials, messages, passes, shared, propagation, marginals, separatorBeliefs};
   Costs costs{structure, findings, potentials, messages, passes, propagation};
   StraightSweep straight{structure, findings, tables, marginals, mode};
   Question question{structure, findings, tables, marginals, propagation, costs, mode};

@@ -42,4 +42,14 @@ bool Marginals::Read(const double* table, std::span<const int> variables, int no
   return NormalizeSurely(sums_.data(), lost, to);
 }
 
+Outcome Marginals::ReadAll(const double* table, std::span<const int> variables, int lost, const BeliefPlace& out) {
+  for (int node : variables) {
+    if (!findings_.IsFree(node)) continue;
+    float* belief = out(node);
+    if (belief && !Read(table, variables, node, lost, std::span(belief, structure_.numstates[node])))
+      return Outcome::DOUBTFUL;
+  }
+  return Outcome::GOOD;
+}
+
 }  // namespace bravic::engine

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Bn/engine/infer/Findings.h"
+#include "Bn/engine/infer/Terms.h"
 
 namespace bravic::engine {
 
@@ -16,6 +17,10 @@ class Marginals {
   bool NormalizeSurely(const double* from, int lost, std::span<float> to) const;
   // The node's belief from a table over the free ones of the variables, last fastest, whose entries may lack so much.
   bool Read(const double* table, std::span<const int> variables, int node, int lost, std::span<float> to);
+  // The beliefs of all of them that are not known.
+  Outcome ReadAll(const double* table, std::span<const int> variables, int lost, const BeliefPlace& out);
+  // Room for nodes of so many states, so that reading allocates nothing.
+  void Reserve(int numstates) { sums_.reserve(numstates); }
 
  private:
   const Structure& structure_;

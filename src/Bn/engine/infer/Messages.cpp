@@ -75,9 +75,23 @@ long long Messages::IncomingExponent(int clique, int exceptLink) const {
 
 int Messages::NumInformative(int c) {
   int count = mode_.maximize || !potentials_.HomedAreProper(c);
-  ForEachIncoming(c, -1, [&](const Message& message) { count += message.valid && !message.vacuous; });
+  ForEachIncoming(c, -1, [&](const Message& message) { count += Informs(message); });
   for (int node : structure_.cliques[c].entered) count += !findings_[node].IsNone();
   return count;
+}
+
+void Messages::ChooseOutgoing(int c, int source, Vector<int>* links) {
+  const CliqueFacts& clique = structure_.cliques[c];
+  links->clear();
+  const int numInformative = NumInformative(c);
+  for (int k = 0; k < clique.links.size(); ++k) {
+    const Link& link = clique.links[k];
+    if (link.neighbour == source || IsValid(link.out)) continue;
+    if (!link.tellsOfHomed && IsToldOnlyOver(link, numInformative))
+      StoreVacuous(link.out);
+    else
+      links->push_back(k);
+  }
 }
 
 // An invalid message takes with it all that was made from it: the messages further on, and the one against it where
@@ -202,8 +216,7 @@ Outcome Messages::StoreEntries(MessageId id, Number* entries, const MessageSums&
   return outcome;
 }
 
-Outcome Messages::Store(MessageId id, const MessageSums& from, bool divides) {
-  Describe(id);
+Outcome Messages::StorePromised(MessageId id, const MessageSums& from, bool divides) {
   return from.sums.wide ? StoreEntries(id, from.sums.wide, from, divides)
                         : StoreEntries(id, from.sums.narrow, from, divides);
 }

@@ -22,7 +22,8 @@ struct Message {
   double unscale = 1;      // probs are floats * unscale
   long long exponent = 0;  // the weights are probs * 2^exponent, all that lies behind the message included
   bool valid = false;
-  bool vacuous = false;  // 1 throughout, whatever the tables behind it
+  bool vacuous = false;   // 1 throughout, whatever the tables behind it
+  bool promised = false;  // not valid, but being made by one of several threads, and not vacuous
   // Made by division through its opposite, which is 0 somewhere; there the quotient is unknown and stands at 0. That
   // is right as long as the opposite stays valid, and no longer.
   bool trustsZeros = false;
@@ -68,8 +69,11 @@ class Messages {
   // throughout then, if no node homed in the clique is in the separator.
   bool IsToldOnlyOver(const Link& link, int numInformative) const {
     const Message& in = (*this)[link.in];
-    return numInformative == (in.valid && !in.vacuous);
+    return numInformative == Informs(in);
   }
+  // The links of the clique, but to where we come from, over which messages are missing. Those that tell nothing are
+  // made at once and left out.
+  void ChooseOutgoing(int clique, int source, Vector<int>* links);
 
   // Makes invalid the messages out of the clique and all that was made from them.
   void InvalidateFrom(int clique);
@@ -80,7 +84,18 @@ class Messages {
   // 1 throughout.
   void StoreVacuous(MessageId id);
   // The sums, scaled. divides: they have the opposite message multiplied in, and are divided by it.
-  Outcome Store(MessageId id, const MessageSums& from, bool divides);
+  Outcome Store(MessageId id, const MessageSums& from, bool divides) {
+    Describe(id);
+    return StorePromised(id, from, divides);
+  }
+  // The same in two steps, between which the message counts as one that tells something; the second, which may be done
+  // by another thread, touches nothing else. The sums may stand in the message's own place.
+  void Promise(MessageId id) {
+    Describe(id);
+    messages_[id.Number()].promised = true;
+  }
+  Outcome StorePromised(MessageId id, const MessageSums& from, bool divides);
+  void EndPromise(MessageId id) { messages_[id.Number()].promised = false; }
 
   // A number that changes with the clique's layout: with which variables are known, have likelihoods or stand fixed in
   // incoming messages.
@@ -94,6 +109,7 @@ class Messages {
     int size = 0;           // of one of them
   };
 
+  static bool Informs(const Message& message) { return (message.valid || message.promised) && !message.vacuous; }
   void Invalidate(MessageId id);
   void Describe(MessageId id);
   template <class Number>

@@ -5,14 +5,15 @@
 namespace bravic::engine {
 
 Propagation::Propagation(const Structure& structure, Findings& findings, const NodeTables& tables,
-                         const Potentials& potentials, Messages& messages, CliquePasses& passes, WidePropagation& wide,
-                         const Marginals& marginals, const Mode& mode)
+                         const Potentials& potentials, Messages& messages, CliquePasses& passes, SharedTree& shared,
+                         WidePropagation& wide, const Marginals& marginals, const Mode& mode)
     : structure_(structure),
       findings_(findings),
       tables_(tables),
       potentials_(potentials),
       messages_(messages),
       passes_(passes),
+      shared_(shared),
       wide_(wide),
       marginals_(marginals),
       mode_(mode),
@@ -51,6 +52,7 @@ Outcome Propagation::MakeMessage(int c, int k) {
 Outcome Propagation::Collect(int root) {
   ++numCollections_;
   Outcome outcome = Outcome::GOOD;
+  shared_.Collect(root);
   walk_.Inward(
       structure_, root, [&](const Link& link) { return !messages_.IsValid(link.in); },
       [&](int clique, int link) {

@@ -5,6 +5,7 @@
 #include "Bn/engine/infer/CliquePasses.h"
 #include "Bn/engine/infer/Marginals.h"
 #include "Bn/engine/infer/Messages.h"
+#include "Bn/engine/infer/SharedTree.h"
 #include "Bn/engine/infer/TreeWalk.h"
 #include "Bn/engine/infer/WidePropagation.h"
 
@@ -13,8 +14,8 @@ namespace bravic::engine {
 class Propagation {
  public:
   Propagation(const Structure& structure, Findings& findings, const NodeTables& tables, const Potentials& potentials,
-              Messages& messages, CliquePasses& passes, WidePropagation& wide, const Marginals& marginals,
-              const Mode& mode);
+              Messages& messages, CliquePasses& passes, SharedTree& shared, WidePropagation& wide,
+              const Marginals& marginals, const Mode& mode);
 
   // Something has changed; the pivot says where.
   void Forget();
@@ -55,6 +56,7 @@ class Propagation {
   const Potentials& potentials_;
   Messages& messages_;
   CliquePasses& passes_;
+  SharedTree& shared_;
   WidePropagation& wide_;
   const Marginals& marginals_;
   const Mode& mode_;

@@ -17,6 +17,9 @@ class SeparatorBeliefs {
   // may not hold.
   bool Read(int separator, std::span<const int> nodes, const BeliefPlace& out);
 
+  // Room for products of so many entries, so that reading them allocates nothing.
+  void Reserve(int entries) { joint_.reserve(entries); }
+
  private:
   template <class Visit>
   void ForEachEntry(const Message& message, std::span<const int> variables, Visit visit) const;

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "Bn/engine/CostModel.h"
-#include "Bn/engine/PlainPass.h"
 
 namespace bravic::engine {
 
@@ -69,7 +68,8 @@ bool StraightSweep::Serves() const {
 double StraightSweep::Cost() const {
   double cost = 0;
   for (const CliqueFacts& clique : structure_.cliques)
-    cost += cost::STRAIGHT_CLIQUE + cost::STRAIGHT_ENTRY * clique.links.size() * findings_.FreeSize(clique.variables);
+    cost += cost::STRAIGHT_CLIQUE +
+            cost::STRAIGHT_ENTRY * (clique.links.size() + clique.lone.size()) * findings_.FreeSize(clique.variables);
   return cost;
 }
 
@@ -113,32 +113,27 @@ void StraightSweep::NoteFindings() {
 // The product of the tables at home in the clique; false where doubles cannot hold it.
 bool StraightSweep::Fill(int p) {
   const Part& part = tree_->parts[p];
-  Vector<int> variables;
-  for (int a = 0; a < part.layout.numAxes; ++a) variables.push_back(tree_->axes[part.layout.firstAxis + a].variable);
+  const std::span<const int> variables = tree_->VariablesOf(part.layout);
   maker_.Begin(
       variables, [](int) { return true; }, &shape_);
-  int low = 0, room = 0;
-  const Vector<int>& homed = structure_.cliques[part.clique].homed;
-  for (int node : homed) {
+  double* const entries = potentials_ + part.begin;
+  std::fill_n(entries, part.size, 1.0);
+  int low = 0;
+  const int last = Count(variables) - 1, length = last >= 0 ? shape_.sizes[last] : 1;
+  for (int node : structure_.cliques[part.clique].homed) {
+    if (!tables_[node]) continue;
     low += tables_.FactsOf(node).low;
-    if (tables_[node]) room += structure_.TableSize(node);
+    factor_.resize(structure_.TableSize(node));
+    tables_.CopyScaled(node, 1, factor_.data());
+    int strides[MAX_AXES] = {};
+    maker_.PlaceAll(structure_.families[node], strides);
+    const int step = last >= 0 ? strides[last] : 0;
+    double* to = entries;
+    ForEachOffset(std::max(last, 0), shape_.sizes.data(), strides, [&](int offset) {
+      for (int k = 0; k < length; ++k, offset += step) *to++ *= factor_[offset];
+    });
   }
   if (low < DOUBLE_FLOOR) return false;
-  factors_.resize(room);
-  double* free = factors_.data();
-  Vector<const double*> factors;
-  for (int node : homed) {
-    if (!tables_[node]) continue;
-    maker_.PlaceAll(structure_.families[node], shape_.AddFactor());
-    factors.push_back(free);
-    free = tables_.CopyScaled(node, 1, free);
-  }
-  maker_.PlaceAll(variables, shape_.AddTarget());
-  constexpr double ONE = 1;
-  double* const entries = potentials_ + part.begin;
-  const PassTarget target{entries, nullptr};
-  std::fill_n(entries, part.size, 0.0);
-  RunPlainly(shape_, &ONE, factors.data(), &target, false);
   Spread spread;
   FindRange(entries, part.size, &spread.largest, &spread.least);
   states_[p].low = spread.IsZero() ? 0 : std::min(0, spread.Low());
@@ -149,37 +144,36 @@ bool StraightSweep::Fill(int p) {
 // The runs of entries that agree with what is known: of whole rows or, where a variable that makes rows is known, of
 // what is behind the last such.
 Runs StraightSweep::FindRuns(const StraightTree::Layout& layout) {
-  const StraightTree::Axis* const axes = tree_->axes.data() + layout.firstAxis;
+  const std::span<const int> variables = tree_->VariablesOf(layout);
+  const int* const steps = tree_->strides.data() + layout.firstAxis;
   Run* const begin = runs_.get() + layout.firstRun;
   Run* to = begin;
-  const bool areFree = std::all_of(axes, axes + layout.numAxes,
-                                   [&](const StraightTree::Axis& axis) { return findings_.IsFree(axis.variable); });
-  if (areFree) {
+  if (std::all_of(variables.begin(), variables.end(), [&](int v) { return findings_.IsFree(v); })) {
     for (int row = 0; row < layout.numRows; ++row) *to++ = {row, row * layout.length, 0};
     return {begin, layout.numRows, layout.length};
   }
   // [outer axes, then those within rows up to the last that is known]
   int sizes[MAX_AXES], strides[MAX_AXES], numOuter = 0, firstRow = 0, firstSkip = 0, length = layout.length;
   for (int a = 0; a < layout.numOuter; ++a) {
-    const int v = axes[a].variable, state = findings_[v].state;
+    const int v = variables[a], state = findings_[v].state;
     if (state != FREE) {
-      firstRow += state * axes[a].stride;
+      firstRow += state * steps[a];
     } else {
       sizes[numOuter] = structure_.numstates[v];
-      strides[numOuter++] = axes[a].stride;
+      strides[numOuter++] = steps[a];
     }
   }
   int numWithin = 0, numWaiting = 0;
   for (int a = layout.numOuter; a < layout.numAxes; ++a) {
-    const int v = axes[a].variable, state = findings_[v].state;
+    const int v = variables[a], state = findings_[v].state;
     if (state != FREE) {
-      firstSkip += state * axes[a].stride;
-      length = axes[a].stride;
+      firstSkip += state * steps[a];
+      length = steps[a];
       numWithin += numWaiting;
       numWaiting = 0;
     } else {
       sizes[numOuter + numWithin + numWaiting] = structure_.numstates[v];
-      strides[numOuter + numWithin + numWaiting++] = axes[a].stride;
+      strides[numOuter + numWithin + numWaiting++] = steps[a];
     }
   }
   auto addRow = [&](int row) {
@@ -219,10 +213,9 @@ void StraightSweep::EnterLikelihood(int p, int node, const double* from) {
   const Vector<double>& weights = findings_[node].doubles;
   double* const to = products_ + part.begin;
   int stride = 1;
-  for (int a = 0; a < layout.numAxes; ++a) {
-    const StraightTree::Axis& axis = tree_->axes[layout.firstAxis + a];
-    if (axis.variable == node) stride = axis.stride * (a < layout.numOuter ? layout.length : 1);
-  }
+  const std::span<const int> variables = tree_->VariablesOf(layout);
+  for (int a = 0; a < layout.numAxes; ++a)
+    if (variables[a] == node) stride = tree_->strides[layout.firstAxis + a] * (a < layout.numOuter ? layout.length : 1);
   for (const Run* run = runs.all; run != runs.all + runs.count; ++run)
     for (int i = run->begin; i < run->begin + runs.length; ++i)
       to[i] = from[i] * weights[i / stride % structure_.numstates[node]];
@@ -318,7 +311,8 @@ bool StraightSweep::Read(int t, const BeliefPlace& out) {
       entries = dense_;
       isDense = true;
     }
-    if (!marginals_.Read(entries, table.variables, node, NO_LOSS, std::span(belief, structure_.numstates[node])))
+    if (!marginals_.Read(entries, tree_->VariablesOf(table.layout), node, NO_LOSS,
+                         std::span(belief, structure_.numstates[node])))
       return false;
   }
   return true;
@@ -343,7 +337,7 @@ Outcome StraightSweep::GoOutward(int p, const BeliefPlace& out) {
     const StraightTree::Table& table = tree_->tables[port.table];
     const bool isLone = port.neighbour == StraightTree::NONE;
     if (isLone) {
-      if (!findings_.IsFree(table.variables[0])) continue;
+      if (!findings_.IsFree(table.read[0])) continue;
       told_[port.table].runs = FindRuns(table.layout);
     }
     if (!belief) belief = BeliefOf(p);

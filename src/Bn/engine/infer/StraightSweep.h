@@ -98,7 +98,7 @@ class StraightSweep {
   // Scratch.
   ShapeMaker maker_;
   PassShape shape_;
-  Vector<double> factors_;
+  Vector<double> factor_;
 };
 
 }  // namespace bravic::engine

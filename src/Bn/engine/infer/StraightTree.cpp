@@ -10,6 +10,9 @@ namespace bravic::engine {
 StraightTree::StraightTree(const Structure& structure) : structure_(structure) {
   RankVariables();
   OrderParts();
+  const int numLinks = 2 * structure.separators.size();
+  ports.reserve(numLinks + structure.NumNodes());
+  tables.reserve(structure.separators.size() + structure.NumNodes());
   for (const SeparatorFacts& separator : structure.separators) AddTable(separator.variables, separator.read);
   for (int p = 0; p < parts.size(); ++p) AddPart(p);
 }
@@ -27,10 +30,6 @@ void StraightTree::RankVariables() {
   });
   rank_.resize(n);
   for (int k = 0; k < n; ++k) rank_[order[k]] = k;
-}
-
-void StraightTree::SortByRank(Vector<int>* variables) const {
-  std::sort(variables->begin(), variables->end(), [&](int a, int b) { return rank_[a] < rank_[b]; });
 }
 
 // Breadth first.
@@ -52,26 +51,23 @@ void StraightTree::OrderParts() {
 }
 
 // One row of all entries.
-StraightTree::Layout StraightTree::AddAxes(std::span<const int> variables) {
-  Layout layout = {axes.size(), Count(variables), 0, 1, 1, numRuns};
-  axes.resize(axes.size() + layout.numAxes);
+StraightTree::Layout StraightTree::AddAxes(std::span<const int> members) {
+  Layout layout = {variables.size(), Count(members), 0, 1, 1, numRuns};
+  variables.insert(variables.end(), members.begin(), members.end());
+  std::sort(variables.begin() + layout.firstAxis, variables.end(), [&](int a, int b) { return rank_[a] < rank_[b]; });
+  strides.resize(variables.size());
   layout.length = ForEachStride(
-      variables, structure_.numstates, [](int) { return true; },
-      [&](int k, int stride) {
-        axes[layout.firstAxis + k] = {variables[k], stride};
-      });
+      VariablesOf(layout), structure_.numstates, [](int) { return true; },
+      [&](int k, int stride) { strides[layout.firstAxis + k] = stride; });
   numRuns += (layout.length + 1) / 2;
   return layout;
 }
 
-void StraightTree::AddTable(std::span<const int> variables, std::span<const int> read) {
-  Table table = {numTableEntries, 1, {}, Vector<int>(variables.begin(), variables.end()), read};
-  SortByRank(&table.variables);
-  table.layout = AddAxes(table.variables);
-  table.size = table.layout.length;
-  numTableEntries += table.size;
-  largestTable = std::max(largestTable, table.size);
-  tables.push_back(std::move(table));
+void StraightTree::AddTable(std::span<const int> members, std::span<const int> read) {
+  const Layout layout = AddAxes(members);
+  tables.push_back({numTableEntries, layout.length, layout, read});
+  numTableEntries += layout.length;
+  largestTable = std::max(largestTable, layout.length);
 }
 
 void StraightTree::AddPort(int p, int table, int neighbour) {
@@ -82,9 +78,7 @@ void StraightTree::AddPort(int p, int table, int neighbour) {
 void StraightTree::AddPart(int p) {
   Part& part = parts[p];
   const CliqueFacts& clique = structure_.cliques[part.clique];
-  Vector<int> variables = clique.variables;
-  SortByRank(&variables);
-  part.layout = AddAxes(variables);
+  part.layout = AddAxes(clique.variables);
   part.begin = numEntries;
   part.size = part.layout.length;
   numEntries += part.size;
@@ -111,8 +105,8 @@ void StraightTree::ChooseRows(int p) {
   const int last = layout.numAxes - 1;
   if (last < 0) return;
   auto has = [&](const Port& port, int axis) {
-    const Vector<int>& variables = tables[port.table].variables;
-    return std::find(variables.begin(), variables.end(), axes[layout.firstAxis + axis].variable) != variables.end();
+    const std::span<const int> members = VariablesOf(tables[port.table].layout);
+    return std::find(members.begin(), members.end(), variables[layout.firstAxis + axis]) != members.end();
   };
   const auto itsPorts = std::span(ports.data() + part.firstPort, part.numPorts);
   for (Port& port : itsPorts) port.runsAlong = has(port, last);
@@ -122,31 +116,32 @@ void StraightTree::ChooseRows(int p) {
   };
   layout.numOuter = last;
   while (layout.numOuter > 0 && isAlike(layout.numOuter - 1)) --layout.numOuter;
-  const Axis& first = axes[layout.firstAxis + layout.numOuter];
-  layout.length = first.stride * structure_.numstates[first.variable];
+  const int first = layout.firstAxis + layout.numOuter;
+  layout.length = strides[first] * structure_.numstates[variables[first]];
   layout.numRows = part.size / layout.length;
-  for (int a = 0; a < layout.numOuter; ++a) axes[layout.firstAxis + a].stride /= layout.length;
+  for (int a = layout.firstAxis; a < first; ++a) strides[a] /= layout.length;
 }
 
 // Where each row meets each table.
 void StraightTree::PlaceRows(int p) {
   const Part& part = parts[p];
-  const Layout& layout = part.layout;
-  int sizes[MAX_AXES], strides[MAX_AXES];
-  for (int a = 0; a < layout.numOuter; ++a) sizes[a] = structure_.numstates[axes[layout.firstAxis + a].variable];
+  const std::span<const int> outer = VariablesOf(part.layout).first(part.layout.numOuter);
+  int sizes[MAX_AXES], steps[MAX_AXES];
+  for (int a = 0; a < Count(outer); ++a) sizes[a] = structure_.numstates[outer[a]];
   for (int k = 0; k < part.numPorts; ++k) {
     Port& port = ports[part.firstPort + k];
-    std::fill_n(strides, layout.numOuter, 0);
     const Layout& ofTable = tables[port.table].layout;
-    for (int j = 0; j < ofTable.numAxes; ++j) {
-      const Axis& axis = axes[ofTable.firstAxis + j];
-      for (int a = 0; a < layout.numOuter; ++a)
-        if (axes[layout.firstAxis + a].variable == axis.variable) strides[a] = axis.stride;
+    // Both have their variables in the same order.
+    for (int a = 0, j = 0; a < Count(outer); ++a) {
+      const int axis = ofTable.firstAxis + j;
+      const bool isThere = j < ofTable.numAxes && variables[axis] == outer[a];
+      steps[a] = isThere ? strides[axis] : 0;
+      j += isThere;
     }
     port.offsets = offsets.size();
-    offsets.resize(offsets.size() + layout.numRows);
+    offsets.resize(offsets.size() + part.layout.numRows);
     int* to = offsets.data() + port.offsets;
-    ForEachOffset(layout.numOuter, sizes, strides, [&](int offset) { *to++ = offset; });
+    ForEachOffset(Count(outer), sizes, steps, [&](int offset) { *to++ = offset; });
   }
 }
 

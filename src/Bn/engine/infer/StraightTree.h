@@ -13,10 +13,6 @@ namespace bravic::engine {
 struct StraightTree {
   static constexpr int NONE = -1;
 
-  struct Axis {
-    int variable;
-    int stride;  // in rows, or in entries within a row
-  };
   // How the entries of a table stand. Separators are of one row.
   struct Layout {
     int firstAxis, numAxes;  // the slowest first
@@ -42,16 +38,19 @@ struct StraightTree {
   struct Table {
     int begin, size;  // entries
     Layout layout;
-    Vector<int> variables;
     std::span<const int> read;  // nodes whose beliefs are read there
   };
 
   explicit StraightTree(const Structure& structure);
+  std::span<const int> VariablesOf(const Layout& layout) const {
+    return std::span(variables.data() + layout.firstAxis, layout.numAxes);
+  }
 
   Vector<Part> parts;  // parents first
   Vector<Port> ports;
-  Vector<Table> tables;  // of the separators, then those of lone variables
-  Vector<Axis> axes;
+  Vector<Table> tables;   // of the separators, then those of lone variables
+  Vector<int> variables;  // [axis]
+  Vector<int> strides;    // [axis] in rows, or in entries within a row
   Vector<int> offsets;
   Vector<int> partOf;  // [clique]
   int numEntries = 0, numTableEntries = 0, numRuns = 0, largestPart = 0, largestTable = 0;
@@ -59,13 +58,12 @@ struct StraightTree {
  private:
   void RankVariables();
   void OrderParts();
-  Layout AddAxes(std::span<const int> variables);
-  void AddTable(std::span<const int> variables, std::span<const int> read);
+  Layout AddAxes(std::span<const int> members);
+  void AddTable(std::span<const int> members, std::span<const int> read);
   void AddPart(int part);
   void AddPort(int part, int table, int neighbour);
   void ChooseRows(int part);
   void PlaceRows(int part);
-  void SortByRank(Vector<int>* variables) const;
 
   const Structure& structure_;
   Vector<int> rank_;  // [node]

@@ -5,27 +5,17 @@
 namespace bravic::engine {
 
 Sweep::Sweep(const Structure& structure, const Findings& findings, Potentials& potentials, Messages& messages,
-             CliquePasses& passes, Propagation& propagation, Marginals& marginals, SeparatorBeliefs& separatorBeliefs)
+             CliquePasses& passes, SharedTree& shared, Propagation& propagation, Marginals& marginals,
+             SeparatorBeliefs& separatorBeliefs)
     : structure_(structure),
       findings_(findings),
       potentials_(potentials),
       messages_(messages),
       passes_(passes),
+      shared_(shared),
       propagation_(propagation),
       marginals_(marginals),
       separatorBeliefs_(separatorBeliefs) {}
-
-// The beliefs of the clique's lone variables, from their table.
-Outcome Sweep::ReadLone(int c, const double* table, int lost, const BeliefPlace& out) {
-  const Vector<int>& lone = structure_.cliques[c].lone;
-  for (int node : lone) {
-    if (!findings_.IsFree(node)) continue;
-    float* belief = out(node);
-    if (belief && !marginals_.Read(table, lone, node, lost, std::span(belief, structure_.numstates[node])))
-      return Outcome::DOUBTFUL;
-  }
-  return Outcome::GOOD;
-}
 
 // A quotient of numbers that lack something could lack anything, so each message is made by itself.
 Outcome Sweep::SendSingly(int c, bool readsLone, const BeliefPlace& out) {
@@ -33,37 +23,13 @@ Outcome Sweep::SendSingly(int c, bool readsLone, const BeliefPlace& out) {
     if (const Outcome outcome = propagation_.MakeMessage(c, k); outcome != Outcome::GOOD) return outcome;
   if (!readsLone) return Outcome::GOOD;
   const Sums sums = passes_.SumOnto(c, NodeSet::Lone(structure_, c));
-  return ReadLone(c, sums.entries, sums.lost, out);
-}
-
-// The links over which messages are missing; messages that tell nothing are made at once.
-void Sweep::ChooseOutgoing(int c, int source) {
-  const CliqueFacts& clique = structure_.cliques[c];
-  outgoing_.clear();
-  const int numInformative = messages_.NumInformative(c);
-  for (int k = 0; k < clique.links.size(); ++k) {
-    const Link& link = clique.links[k];
-    if (link.neighbour == source || messages_.IsValid(link.out)) continue;
-    if (!link.tellsOfHomed && messages_.IsToldOnlyOver(link, numInformative))
-      messages_.StoreVacuous(link.out);
-    else
-      outgoing_.push_back(k);
-  }
-}
-
-// Whether any sum of a pass over the clique may lack something.
-bool Sweep::MayLose(int c) const {
-  const ProductRange range = passes_.RangeOf(c, -1);
-  const Vector<PassTarget>& targets = passes_.Targets();
-  const bool hasFloats = std::any_of(targets.begin(), targets.end(), [](const PassTarget& t) { return t.narrow; });
-  const int floor = !hasFloats ? DOUBLE_FLOOR : range.FitsFloats() ? FLOAT_FLOOR - LIFT : FLOAT_FLOOR;
-  return range.Lost(floor, 1) != NO_LOSS;
+  return marginals_.ReadAll(sums.entries, structure_.cliques[c].lone, sums.lost, out);
 }
 
 // Makes all messages out of the clique but the one to where we come from, and reads the beliefs of its lone variables.
 Outcome Sweep::PassClique(int c, int source, const BeliefPlace& out) {
   const CliqueFacts& clique = structure_.cliques[c];
-  ChooseOutgoing(c, source);
+  messages_.ChooseOutgoing(c, source, &outgoing_);
   const bool readsLone =
       std::any_of(clique.lone.begin(), clique.lone.end(), [&](int v) { return findings_.IsFree(v); });
   if (outgoing_.empty() && !readsLone) return Outcome::GOOD;
@@ -74,24 +40,26 @@ Outcome Sweep::PassClique(int c, int source, const BeliefPlace& out) {
     passes_.AddTarget(findings_.FreeSize(structure_.VariablesOf(id)), messages_[id].floats);
   }
   if (readsLone) passes_.AddTarget(findings_.FreeSize(clique.lone), nullptr);
-  if (MayLose(c)) return SendSingly(c, readsLone, out);
+  const Vector<PassTarget>& targets = passes_.Targets();
+  const bool hasFloats = std::any_of(targets.begin(), targets.end(), [](const PassTarget& t) { return t.narrow; });
+  if (passes_.MayLose(c, hasFloats)) return SendSingly(c, readsLone, out);
   const PassResult result = passes_.Run({.kind = PassRequest::Kind::SWEEP,
                                          .clique = c,
                                          .outLinks = outgoing_,
                                          .ontoNodes = readsLone,
                                          .nodes = {0, clique.lone}});
   const long long exponent = messages_.IncomingExponent(c, -1);
-  const Vector<PassTarget>& targets = passes_.Targets();
   for (int i = 0; i < outgoing_.size(); ++i) {
     const MessageSums sums = {targets[i], result.unscale, exponent, NO_LOSS};
     const Outcome outcome = messages_.Store(clique.links[outgoing_[i]].out, sums, true);
     if (outcome != Outcome::GOOD) return outcome;
   }
-  return readsLone ? ReadLone(c, targets.back().wide, NO_LOSS, out) : Outcome::GOOD;
+  return readsLone ? marginals_.ReadAll(targets.back().wide, clique.lone, NO_LOSS, out) : Outcome::GOOD;
 }
 
 bool Sweep::ReadAll(const BeliefPlace& out) {
   if (structure_.cliques.empty()) return true;
+  shared_.ReadAll(propagation_.Pivot(), out);
   cliques_.assign(1, propagation_.Pivot());
   cameFrom_.assign(1, -1);
   for (int head = 0; head < cliques_.size(); ++head) {
@@ -101,11 +69,11 @@ bool Sweep::ReadAll(const BeliefPlace& out) {
       cliques_.push_back(link.neighbour);
       cameFrom_.push_back(c);
     }
-    if (PassClique(c, source, out) != Outcome::GOOD) return false;
+    if (!shared_.IsCliqueDone(c) && PassClique(c, source, out) != Outcome::GOOD) return false;
   }
   for (int s = 0; s < structure_.separators.size(); ++s) {
     const Vector<int>& nodes = structure_.separators[s].read;
-    if (!nodes.empty() && !separatorBeliefs_.Read(s, nodes, out)) return false;
+    if (!nodes.empty() && !shared_.IsSeparatorRead(s) && !separatorBeliefs_.Read(s, nodes, out)) return false;
   }
   return true;
 }

@@ -11,7 +11,8 @@ namespace bravic::engine {
 class Sweep {
  public:
   Sweep(const Structure& structure, const Findings& findings, Potentials& potentials, Messages& messages,
-        CliquePasses& passes, Propagation& propagation, Marginals& marginals, SeparatorBeliefs& separatorBeliefs);
+        CliquePasses& passes, SharedTree& shared, Propagation& propagation, Marginals& marginals,
+        SeparatorBeliefs& separatorBeliefs);
 
   // Beliefs of all that is not known, all messages into the pivot being valid; false where they may not hold.
   bool ReadAll(const BeliefPlace& out);
@@ -19,15 +20,13 @@ class Sweep {
  private:
   Outcome PassClique(int clique, int source, const BeliefPlace& out);
   Outcome SendSingly(int clique, bool readsLone, const BeliefPlace& out);
-  Outcome ReadLone(int clique, const double* sums, int lost, const BeliefPlace& out);
-  void ChooseOutgoing(int clique, int source);
-  bool MayLose(int clique) const;
 
   const Structure& structure_;
   const Findings& findings_;
   Potentials& potentials_;
   Messages& messages_;
   CliquePasses& passes_;
+  SharedTree& shared_;
   Propagation& propagation_;
   Marginals& marginals_;
   SeparatorBeliefs& separatorBeliefs_;

@@ -1,0 +1,68 @@
+#include "Cases.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "Terminal.h"
+
+bool CanBeKnown(node_bn node) {
+  const int kind = GetNodeKind_bn(node);
+  return GetNodeNumberStates_bn(node) > 0 && (kind == NATURE_NODE || kind == DECISION_NODE);
+}
+
+bool CanBeTarget(node_bn node) {
+  return GetNodeNumberStates_bn(node) > 0 && GetNodeKind_bn(node) == NATURE_NODE;
+}
+
+CaseBlocks::CaseBlocks(const std::string& path, const Net& net, Session& session)
+    : session_(session), input_(path), file_(session.Named(input_)) {
+  const NodeList list(CaseFileNodes_bn(file_.get(), net.get()));
+  session.Check();
+  for (node_bn node : Nodes(list.get())) {
+    if (CanBeKnown(node)) columns_.push_back(node);
+  }
+  std::error_code unknown;
+  fileSize_ = static_cast<double>(std::filesystem::file_size(input_.Path(), unknown));
+  if (unknown) fileSize_ = 0;
+}
+
+void CaseBlocks::Choose(std::vector<node_bn> nodes, std::size_t bytesPerCase) {
+  constexpr std::size_t MEMORY = std::size_t{32} << 20, MOST = 65536, LEAST = 64;
+  const std::size_t bytes = nodes.size() * sizeof(statetype) + bytesPerCase + sizeof(long) + sizeof(double);
+  const std::size_t room = std::clamp(MEMORY / bytes, LEAST, MOST);
+  room_ = static_cast<long>(room);
+  nodes_ = std::move(nodes);
+  list_ = MakeList(nodes_, session_);
+  states_.resize(room * nodes_.size());
+  ids_.resize(room);
+  weights_.resize(room);
+}
+
+bool CaseBlocks::Next() {
+  first_ += static_cast<long>(size_);
+  const long read =
+      ReadCaseStates_bn(file_.get(), list_.get(), &position_, room_, states_.data(), ids_.data(), weights_.data());
+  session_.CheckCases();
+  size_ = read > 0 ? static_cast<std::size_t>(read) : 0;
+  return size_ > 0;
+}
+
+double CaseBlocks::ShareRead() const {
+  return fileSize_ > 0 ? position_ / fileSize_ : 1;
+}
+
+std::size_t CaseQuestion::NumStates() const {
+  std::size_t sum = 0;
+  for (node_bn node : targets) sum += static_cast<std::size_t>(GetNodeNumberStates_bn(node));
+  return sum;
+}
+
+void CaseQuestion::Ask(std::span<const node_bn> observed, const std::vector<statetype>& states, std::size_t numcases,
+                       Session& session) {
+  beliefs.resize(numcases * NumStates());
+  logprobs.resize(numcases);
+  const NodeList known = MakeList(observed, session), asked = MakeList(targets, session);
+  BeliefsOfCases_bn(known.get(), states.data(), static_cast<long>(numcases), asked.get(), beliefs.data(),
+                    logprobs.data(), numthreads);
+  session.Check();
+}
