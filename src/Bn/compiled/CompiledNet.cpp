@@ -36,6 +36,7 @@ void UncompileNet(net_bn net) {
 void DropPotentials(net_bn net) {
   if (net->compiled) {
     net->compiled->inference.reset();
+    net->compiled->cases.reset();
     net->compiled->filled = false;
   }
   ForgetPotentials(net);
@@ -44,6 +45,7 @@ void DropPotentials(net_bn net) {
 void NoteTableChanged(node_bn node) {
   net_bn net = node->innet;
   if (!net || !net->compiled) return;
+  net->compiled->cases.reset();
   if (net->compiled->filled) {
     int i = CompiledIndex(*node);
     if (i >= 0) net->compiled->staleTables.Add(i);

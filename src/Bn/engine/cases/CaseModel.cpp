@@ -40,7 +40,7 @@ Vector<unsigned char> FindMattering(const CaseQuestion& question) {
 
 // Many cases are to come, so that a smaller tree is worth a search.
 double BudgetOf(double cost) {
-  constexpr double WORTH_OF_ENTRY = 100, MOST = 5e8;
+  constexpr double WORTH_OF_ENTRY = 100, MOST = 2e7;
   return std::min(WORTH_OF_ENTRY * cost, MOST);
 }
 

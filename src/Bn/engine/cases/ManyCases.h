@@ -30,6 +30,9 @@ class ManyCases {
   explicit ManyCases(CaseQuestion question, CaseWay way = CaseWay::CHEAPEST,
                      const LaneRunner<float>& runner = BestLaneRunner());
 
+  const CaseQuestion& Question() const { return question_; }
+  // Whether what is prepared for the next cases takes little room.
+  bool IsSmall() const { return !single_ && isReady_; }
   // NoMemory, Halted: the answers are unfinished. numImpossible: cases that cannot be.
   Status Answer(const CaseBatch& batch, int numThreads, const ProgressFunction& progress,
                 std::ptrdiff_t* numImpossible);
