@@ -55,7 +55,7 @@ inline constexpr double MAKE_PLAN = 3000;     // to make a plan for a large step
 inline constexpr double PLANNED_ENTRY = 0.7;  //   and an entry then
 
 // Models without the known nodes (ReducedModels.cpp).
-inline constexpr double MAKE_MODEL_NODE = 8000;               // to make one, by nodes
+inline constexpr double MAKE_MODEL_NODE = 2000;               // to make one, by nodes
 inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
@@ -71,6 +71,10 @@ inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message ta
 inline constexpr double CASE_GROUP = 6, CASE_ROW = 4, CASE_ENTRY = 2;  // each, beside its tables:
 inline constexpr double CASE_FACTOR = 1, CASE_TARGET = 3;              //   a multiplication, a sum
 inline constexpr double CASE_OFFSET = 0.5;                             //   and where it stands
+// A tree of so many entries is computed in lanes (ManyCases.cpp), a larger one for a case at a time, without what is
+// known of it; and so many cases are a task for one thread.
+inline constexpr double MOST_CASE_ENTRIES = 131072;
+inline constexpr int CASES_OF_TASK = 512, SINGLE_CASES_OF_TASK = 16;
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {
