@@ -203,9 +203,21 @@ bool GreedyRun::IsQuick() const {
   return pairs <= MOST;
 }
 
+void GreedyRun::KeepRoom() {
+  constexpr std::size_t MORE = 2;
+  state_.nodes.reserve(pristine_.nodes.size());
+  state_.pool.reserve(MORE * std::max(state_.pool.capacity(), pristine_.pool.capacity()));
+  state_.entries.reserve(MORE * std::max(state_.entries.capacity(), pristine_.entries.capacity()));
+  state_.setSize.reserve(pristine_.setSize.size() + NumLeft());
+  around_.reserve(NumLeft());
+  touched_.reserve(NumLeft());
+  keepsRoom_ = true;
+}
+
 double GreedyRun::Try(Measure measure, std::span<const double> factors, double limit, Vector<int>* order) {
   measure_ = measure;
   factors_ = factors;
+  isFull_ = false;
   state_ = pristine_;
   std::fill(gone_.begin(), gone_.end(), 0);
   weights_ = HasLogWeights(measure) ? &logs_ : &sizes_;
@@ -224,7 +236,7 @@ double GreedyRun::Try(Measure measure, std::span<const double> factors, double l
     ++numSteps_;
     order->push_back(nodeOf_[node]);
     cost += Eliminate(node);
-    if (!(cost <= limit)) return std::numeric_limits<double>::infinity();
+    if (!(cost <= limit) || isFull_) return std::numeric_limits<double>::infinity();
     for (int a : touched_) tournament_.Change(a, Key(a));
   }
   return cost;
@@ -280,7 +292,7 @@ int GreedyRun::DropSets(const Node& node) {
 }
 
 void GreedyRun::RecordSet() {
-  if (around_.empty()) return;
+  if (around_.empty() || !HasRoomFor(state_.entries, around_.size())) return;
   for (int a : around_) {
     state_.entries.push_back({state_.setSize.size(), state_.nodes[a].sets});
     state_.nodes[a].sets = state_.entries.size() - 1;
@@ -360,6 +372,7 @@ void GreedyRun::Append(int v, int neighbour) {
   Node& node = state_.nodes[v];
   Vector<int>& pool = state_.pool;
   if (node.length == node.room) {
+    if (!HasRoomFor(pool, 2 * node.room)) return;
     const int start = pool.size();
     node.room *= 2;
     pool.resize(start + node.room);

@@ -40,6 +40,9 @@ class GreedyRun {
   // What the runs so far have taken, about, in nanoseconds; the same on every machine.
   double Work() const { return cost::GREEDY_NODE * numSteps_ + cost::GREEDY_LOOK * numLooks_; }
 
+  // From now on tries allocate nothing, having twice the room of those so far; one that would need more gives up, as if
+  // it had passed its limit.
+  void KeepRoom();
   // The order's total state space; infinity as soon as it passes the limit. The measure of each node that is left is
   // multiplied by its factor.
   double Try(Measure measure, std::span<const double> factors, double limit, Vector<int>* order);
@@ -84,6 +87,12 @@ class GreedyRun {
   void JoinAround();
   void Join(int a, int b, int numCommon, double commonWeights);
   void Append(int node, int neighbour);
+  // Whether so many more fit, or room may be had for them.
+  template <class Entry>
+  bool HasRoomFor(const Vector<Entry>& list, int count) {
+    isFull_ |= keepsRoom_ && list.size() + count > static_cast<int>(list.capacity());
+    return !isFull_;
+  }
   std::span<const int> Neighbours(int node);
   void Touch(int node) {
     if (touchedAt_[node] == step_) return;
@@ -108,6 +117,7 @@ class GreedyRun {
   Vector<std::int64_t> mark_, touchedAt_;
   std::int64_t stamp_ = 0, step_ = 0;
   Vector<int> around_, touched_;
+  bool keepsRoom_ = false, isFull_ = false;
 };
 
 }  // namespace bravic::engine

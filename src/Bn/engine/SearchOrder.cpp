@@ -2,10 +2,11 @@
 // measures of a node's cost are perturbed by a bias per node; the biases of the best run of each measure are then
 // changed in one neighbourhood of the graph at a time, and kept while that does no harm. Nodes whose neighbours are
 // all joined go first at no cost to any order. The random numbers are the search's own and always the same; only
-// the time limit makes results differ between machines.
+// the time limit makes results differ between machines. Several threads search each by itself.
 #include "Bn/engine/SearchOrder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include <utility>
 
 #include "Bn/engine/GreedyRun.h"
+#include "Win_Face/Threads.h"
 
 namespace bravic::engine {
 
@@ -70,6 +72,15 @@ class LongSearch {
   }
   // Whether there is anything to choose, and in a time that is worth while.
   bool IsWorthIt() const { return run_.NumLeft() > 0 && run_.IsQuick(); }
+  // Another one, with random numbers of its own, that goes on from there, allocates nothing any more, and so judges
+  // what it finds by the sums of a run alone.
+  LongSearch(const LongSearch& begun, std::uint64_t seed, Order* best) : LongSearch(begun, best) {
+    random_ = RandomStream(seed);
+    isAlone_ = false;
+    run_.KeepRoom();
+    const std::size_t n = moral_.NumNodes();
+    for (Vector<int>* list : {&order_, &region_, &best_.nodes}) list->reserve(n);
+  }
   // What the tries so far have taken, about, in nanoseconds.
   double Work() const { return run_.Work(); }
 
@@ -115,6 +126,18 @@ class LongSearch {
 
  private:
   static constexpr int NUM_MEASURES = static_cast<int>(Measure::NUM_MEASURES);
+  LongSearch(const LongSearch& begun, Order* best)
+      : moral_(begun.moral_),
+        numstates_(begun.numstates_),
+        best_(*best),
+        random_(begun.random_),
+        run_(begun.run_),
+        bias_(begun.bias_),
+        factors_(begun.factors_),
+        mark_(begun.mark_) {
+    std::copy(std::begin(begun.tracks_), std::end(begun.tracks_), tracks_);
+  }
+
   double TryBiases(Measure measure, double limit) {
     for (int k = 0; k < bias_.size(); ++k) factors_[k] = Factor(bias_[k]);
     return run_.Try(measure, factors_, limit, &order_);
@@ -126,7 +149,7 @@ class LongSearch {
     track->cost = estimate;
     track->bias = bias_;
     if (estimate > best_.cost * ROUNDING) return;
-    const double cost = OrderCost(moral_, numstates_, order_);
+    const double cost = isAlone_ ? OrderCost(moral_, numstates_, order_) : estimate;
     if (cost >= best_.cost) return;
     best_.cost = cost;
     best_.nodes = order_;
@@ -172,6 +195,7 @@ class LongSearch {
   RandomStream random_;
   GreedyRun run_;
   Track tracks_[NUM_MEASURES];
+  bool isAlone_ = true;
   Vector<double> bias_, factors_;  // [node left]
   Vector<int> order_, region_, mark_;
 };
@@ -190,10 +214,68 @@ Order QuickOrder(const Graph& moral, std::span<const int> numstates, double limi
   return best;
 }
 
+namespace {
+
+// Several searches at once, the first of them by the calling thread, until the time is up or it was halted.
+class Searches {
+ public:
+  Searches(double seconds, const ProgressFunction& progress) : seconds_(seconds), progress_(progress) {}
+
+  double Share() const { return std::chrono::duration<double>(Clock::now() - began_).count() / seconds_; }
+  bool IsHalted() const { return halted_; }
+
+  // The first has tried the measures. best: the first one's.
+  void Run(LongSearch* first, const Graph& moral, std::span<const int> numstates, Order* best) {
+    const int numThreads = ThreadsToUse();
+    searches_.push_back(first);
+    Vector<Order> orders(numThreads - 1);
+    Vector<Owned<LongSearch>> others;
+    for (int k = 1; k < numThreads; ++k) {
+      orders[k - 1].cost = best->cost;
+      others.push_back(MakeOwned<LongSearch>(*first, FIRST_SEED + static_cast<std::uint64_t>(k), &orders[k - 1]));
+      searches_.push_back(others.back().get());
+    }
+    RunOnThreads(
+        numThreads, [](void* all, int worker) { static_cast<Searches*>(all)->RunOne(worker); }, this);
+    // The best, and of equals the one with the first numbers.
+    for (Order& order : orders) {
+      if (order.nodes.empty()) continue;
+      order.cost = OrderCost(moral, numstates, order.nodes);
+      if (order.cost < best->cost) std::swap(*best, order);
+    }
+  }
+
+ private:
+  void RunOne(int worker) {
+    if (worker > 0)
+      searches_[worker]->TryMore([&] { return halted_ ? 1 : Share(); });
+    else
+      searches_[0]->TryMore([&] { return AskedShare(); });
+  }
+  // The calling thread asks whether to go on.
+  double AskedShare() {
+    constexpr int TRIES_BETWEEN_LOOKS = 16;
+    const double share = Share();
+    if (share < 1 && progress_ && ++sinceAsked_ >= TRIES_BETWEEN_LOOKS) {
+      sinceAsked_ = 0;
+      if (progress_(share)) halted_ = true;
+    }
+    return halted_ ? 1 : share;
+  }
+
+  const double seconds_;
+  const ProgressFunction& progress_;
+  const Clock::time_point began_ = Clock::now();
+  Vector<LongSearch*> searches_;  // [worker]
+  int sinceAsked_ = 0;
+  std::atomic<bool> halted_ = false;
+};
+
+}  // namespace
+
 Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<const int> start, double seconds,
                   const ProgressFunction& progress) {
-  constexpr int TRIES_BETWEEN_LOOKS = 16;
-  const auto began = Clock::now();
+  Searches searches(seconds, progress);
   const int n = moral.NumNodes();
   Order best = FindOrder(moral, numstates, nullptr);
   if (Count(start) == n) {
@@ -207,16 +289,8 @@ Order SearchOrder(const Graph& moral, std::span<const int> numstates, std::span<
   LongSearch search(moral, numstates, FIRST_SEED, &best);
   if (!search.IsWorthIt()) return best;
   search.TryMeasures();
-  int sinceAsked = 0;
-  search.TryMore([&] {
-    const double used = std::chrono::duration<double>(Clock::now() - began).count() / seconds;
-    if (used >= 1) return used;
-    if (progress && ++sinceAsked >= TRIES_BETWEEN_LOOKS) {
-      sinceAsked = 0;
-      best.halted = progress(used);
-    }
-    return best.halted ? 1 : used;
-  });
+  searches.Run(&search, moral, numstates, &best);
+  best.halted = searches.IsHalted();
   best.numFound = n;
   return best;
 }

@@ -1,5 +1,5 @@
 // Large trees by several threads: the same bits as one thread answers, whatever was asked before, and the same when
-// threads do not start, when numbers go beyond floats, and after the work was halted.
+// threads do not start, when numbers go beyond floats, and after the work was halted. Searches for elimination orders.
 #include <bit>
 
 #include "Win_Face/Threads.h"
@@ -156,6 +156,36 @@ TEST_F(SharedTreeTest, HaltsAndGoesOnAfterwards) {
       inference->ClearFinding(after);
     }
   }
+}
+
+// What each thread finds is judged alike, the time goes by for all, and the calling thread alone asks.
+TEST_F(SharedTreeTest, SearchesForOrdersSideBySide) {
+  for (std::uint64_t seed = 1; seed <= 3; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    const Model model = Grids(random, 4, 6, 10, 0.0);
+    const engine::Graph moral = engine::MoralGraph(model.parents, model.children);
+    const engine::Order quick = engine::FindOrder(moral, model.numstates, nullptr);
+    caller = &anyone;
+    *ThreadsSetting() = 3;
+    const auto search = [&](double seconds, bool halts) {
+      looks = 0;
+      const engine::Order order = engine::SearchOrder(moral, model.numstates, quick.nodes, seconds, [&](double) {
+        EXPECT_EQ(&anyone, caller);
+        return ++looks == 2 && halts;
+      });
+      EXPECT_EQ(order.halted, halts);
+      EXPECT_LE(order.cost, quick.cost);
+      EXPECT_EQ(order.cost, engine::OrderCost(moral, model.numstates, order.nodes));
+      Vector<int> sorted = order.nodes;
+      std::sort(sorted.begin(), sorted.end());
+      for (int i = 0; i < model.NumNodes(); ++i) EXPECT_EQ(sorted[i], i);
+    };
+    search(0.1, false);
+    search(1000, true);
+    *ThreadsSetting() = 1;
+  }
+  EXPECT_EQ(numStarted, 2 * 2 * 3);
 }
 
 }  // namespace
