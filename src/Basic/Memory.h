@@ -88,6 +88,15 @@ class Vector : public std::vector<T, CountingAllocator<T>> {
  public:
   using Base::Base;
   int size() const { return static_cast<int>(Base::size()); }
+  // The first room is for a few, since most lists are short.
+  void push_back(const T& value) {
+    StartRoom();
+    Base::push_back(value);
+  }
+  void push_back(T&& value) {
+    StartRoom();
+    Base::push_back(std::move(value));
+  }
   // At least so many.
   void GrowTo(std::size_t n) {
     if (Base::size() < n) Base::resize(n);
@@ -102,6 +111,10 @@ class Vector : public std::vector<T, CountingAllocator<T>> {
   }
 
  private:
+  void StartRoom() {
+    constexpr std::size_t FEW = 24 / sizeof(T);
+    if (FEW > 1 && Base::capacity() == 0) Base::reserve(FEW);
+  }
   template <class Index>
   std::size_t Checked(Index i) const {
 #ifndef NDEBUG

@@ -112,7 +112,7 @@ long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, c
     return -1;
   LongWork wait("Updating beliefs", 0, Showing::WithEstimate);
   wait.Begin();
-  const engine::ManyCases many(MakeQuestion(*net->compiled, observed, targets));
+  engine::ManyCases many(MakeQuestion(*net->compiled, observed, targets));
   const auto progress = [&wait](double fraction) {
     wait.SetShare(fraction);
     return wait.Halts(LongWork::BETWEEN_LOOKS);

@@ -23,6 +23,8 @@ CompileGraph MakeGraph(Vector<node_bn> nodes) {
   for (int i = 0; i < n; ++i) {
     const bnode& node = *graph.nodes[i];
     graph.numstates[i] = node.numstates;
+    graph.parents[i].reserve(Entries(node.preds).size());
+    graph.children[i].reserve(Entries(node.succs).size());
     for (node_bn parent : Entries(node.preds)) graph.parents[i].push_back(parent->compiledIndex);
     for (node_bn child : Entries(node.succs)) {
       // Children of that kind take no part; parents of that kind have been refused by the checks of structure.

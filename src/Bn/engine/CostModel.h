@@ -72,6 +72,10 @@ inline constexpr double ENTRIES_OF_A_PASS = 100;  // what a pass or a message ta
 inline constexpr double CASE_GROUP = 6, CASE_ROW = 4, CASE_ENTRY = 2;  // each, beside its tables:
 inline constexpr double CASE_FACTOR = 1, CASE_TARGET = 3;              //   a multiplication, a sum
 inline constexpr double CASE_OFFSET = 0.5;                             //   and where it stands
+// A tree of so many entries is computed in lanes (ManyCases.cpp), a larger one for a case at a time, without what is
+// known of it; and so many cases are a task for one thread.
+inline constexpr double MOST_CASE_ENTRIES = 131072;
+inline constexpr int CASES_OF_TASK = 512, SINGLE_CASES_OF_TASK = 16;
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {

@@ -23,9 +23,11 @@ class RemainingGraph {
   RemainingGraph(const Graph& moral, std::span<const int> numstates)
       : numstates_(numstates),
         many_(MANY + moral.NumNodes() / MANY),
-        neighbours_(moral.NumNodes()),
-        setsOf_(moral.NumNodes()) {
-    const int n = neighbours_.size();
+        lists_(moral.NumNodes()),
+        pool_(moral.list.begin(), moral.list.end()),
+        setsOf_(moral.NumNodes(), -1) {
+    const int n = lists_.size();
+    pool_.reserve(2 * pool_.size());
     isolated_.assign(n, 0);
     eliminated_.assign(n, 0);
     mark_.assign(n, -1);
@@ -37,7 +39,7 @@ class RemainingGraph {
     for (int s : numstates) logs_.push_back(LogBelow(s));
     for (int i = 0; i < n; ++i) {
       auto list = moral.Neighbours(i);
-      neighbours_[i].assign(list.begin(), list.end());
+      lists_[i] = {moral.start[i], Count(list), Count(list)};
       isolated_[i] = list.empty();
       degree_[i] = Count(list);
       CountState(i, i, 1);
@@ -48,7 +50,8 @@ class RemainingGraph {
 
   double Cost(int node) {
     if (!isolated_[node] && LargestSetOf(node) > degree_[node]) return 0;
-    family_ = Neighbours(node);
+    const auto list = Neighbours(node);
+    family_.assign(list.begin(), list.end());
     family_.push_back(node);
     return StateSpace(family_, numstates_);
   }
@@ -65,9 +68,10 @@ class RemainingGraph {
 
   // Takes the node out, joins its neighbours and records them; their costs have changed.
   std::span<const int> Eliminate(int node) {
-    boundary_ = std::move(Neighbours(node));
+    const auto list = Neighbours(node);
+    boundary_.assign(list.begin(), list.end());
     eliminated_[node] = 1;
-    for (int set : setsOf_[node]) setSize_[set] = 0;
+    for (int e = setsOf_[node]; e >= 0; e = entries_[e].next) setSize_[entries_[e].set] = 0;
     for (int a : boundary_) {
       --degree_[a];
       CountState(a, node, -1);
@@ -76,7 +80,7 @@ class RemainingGraph {
       const int a = boundary_[i];
       const bool marks = bits_[a].empty();
       if (marks)
-        for (int w : neighbours_[a]) mark_[w] = a;
+        for (int w : Listed(a)) mark_[w] = a;
       for (int j = 0; j < i; ++j) {
         const int w = boundary_[j];
         if (marks ? mark_[w] == a : bits_[a][w]) continue;
@@ -90,7 +94,8 @@ class RemainingGraph {
     }
     if (!boundary_.empty()) {
       for (int a : boundary_) {
-        setsOf_[a].push_back(setSize_.size());
+        entries_.push_back({setSize_.size(), setsOf_[a]});
+        setsOf_[a] = entries_.size() - 1;
         largestSet_[a] = std::max(largestSet_[a], boundary_.size());
       }
       setSize_.push_back(boundary_.size());
@@ -101,6 +106,14 @@ class RemainingGraph {
  private:
   static constexpr int MANY = 64;
   static constexpr double LOG_SCALE = 0x1p32;
+
+  // Neighbours of a node in the pool, eliminated ones among them.
+  struct List {
+    int start, length, room;
+  };
+  struct Entry {
+    int set, next;
+  };
 
   // The binary logarithm as a whole number, so that sums are exact.
   static long long LogBelow(int numstates) {
@@ -114,45 +127,69 @@ class RemainingGraph {
   }
 
   void MakeBits(int node) {
-    bits_[node].assign(neighbours_.size(), false);
-    for (int w : neighbours_[node]) bits_[node][w] = true;
+    bits_[node].assign(lists_.size(), false);
+    for (int w : Listed(node)) bits_[node][w] = true;
   }
 
   void Join(int node, int neighbour) {
-    neighbours_[node].push_back(neighbour);
+    List& list = lists_[node];
+    if (list.length == list.room) MakeRoom(&list);
+    pool_[list.start + list.length++] = neighbour;
     ++degree_[node];
     CountState(node, neighbour, 1);
     if (!bits_[node].empty()) bits_[node][neighbour] = true;
   }
 
+  void MakeRoom(List* list) {
+    constexpr int LEAST = 4;
+    const int start = pool_.size();
+    list->room = std::max(2 * list->room, LEAST);
+    pool_.resize(start + list->room);
+    std::copy_n(pool_.begin() + list->start, list->length, pool_.begin() + start);
+    list->start = start;
+  }
+
+  std::span<int> Listed(int node) {
+    return {pool_.data() + lists_[node].start, static_cast<std::size_t>(lists_[node].length)};
+  }
   // The remaining ones, in the order in which they came.
-  Vector<int>& Neighbours(int node) {
-    Vector<int>& list = neighbours_[node];
-    if (list.size() > degree_[node]) std::erase_if(list, [&](int w) { return eliminated_[w] != 0; });
-    return list;
+  std::span<int> Neighbours(int node) {
+    const auto list = Listed(node);
+    if (Count(list) > degree_[node]) {
+      const auto end = std::remove_if(list.begin(), list.end(), [&](int w) { return eliminated_[w] != 0; });
+      lists_[node].length = static_cast<int>(end - list.begin());
+    }
+    return Listed(node);
   }
 
   // Exact where it can be more than the number of neighbours.
   int LargestSetOf(int node) {
     int& largest = largestSet_[node];
     if (largest <= degree_[node]) return largest;
-    Vector<int>& sets = setsOf_[node];
-    std::erase_if(sets, [&](int set) { return setSize_[set] == 0; });
     largest = 0;
-    for (int set : sets) largest = std::max(largest, setSize_[set]);
+    for (int* e = &setsOf_[node]; *e >= 0;) {
+      const int size = setSize_[entries_[*e].set];
+      largest = std::max(largest, size);
+      if (size == 0)
+        *e = entries_[*e].next;
+      else
+        e = &entries_[*e].next;
+    }
     return largest;
   }
 
   std::span<const int> numstates_;
   const int many_;
-  Vector<Vector<int>> neighbours_;  // eliminated ones among them
+  Vector<List> lists_;
+  Vector<int> pool_;
   Vector<std::vector<bool, CountingAllocator<bool>>>
-      bits_;                        // [node] the same as bits; empty for nodes with fewer than many
-  Vector<int> degree_;              // remaining neighbours
-  Vector<long long> logs_;          // [node] of the number of states
-  Vector<long long> logSpace_;      // [node] sum over it and its remaining neighbours
-  Vector<int> numEmpty_;            // [node] how many of those have no states
-  Vector<Vector<int>> setsOf_;      // [node] recorded sets that hold it, dropped ones among them
+      bits_;                    // [node] the same as bits; empty for nodes with fewer than many
+  Vector<int> degree_;          // remaining neighbours
+  Vector<long long> logs_;      // [node] of the number of states
+  Vector<long long> logSpace_;  // [node] sum over it and its remaining neighbours
+  Vector<int> numEmpty_;        // [node] how many of those have no states
+  Vector<int> setsOf_;          // [node] the first of its entries, or -1: recorded sets that hold it, or held it
+  Vector<Entry> entries_;
   Vector<int> setSize_;             // [set]; 0 once dropped
   Vector<int> largestSet_;          // [node] of its sets, perhaps dropped since
   Vector<unsigned char> isolated_;  // had no neighbour to begin with

@@ -119,41 +119,47 @@ struct Blocks {
   }
 };
 
-// Adds what one table takes.
-void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks, int t, bool isTarget, double* cost) {
-  constexpr double ALMOST_ALL = 0.999;
-  const int* strides = merged.Strides(t);
-  const double length = split.rowLength, rows = split.numRows;
-  Kind kind = KindOf(merged, t, split, isTarget);
-  // Rows of the block that the table tells apart, and how often its part in a block changes.
-  double distinct = 1, changes = 1, before = 1;
-  for (int a = split.block; a < split.row; ++a)
-    if (strides[a] != 0) distinct *= merged.sizes[a];
-  for (int a = 0; a < split.block; ++a) {
-    before *= blocks.steps[a];
-    if (strides[a] != 0) changes = before;
-  }
-  if (split.cut && strides[blocks.cutAxis] != 0) {
-    distinct *= split.cut;
-    if (kind == Kind::BLOCK_SCALE) kind = Kind::SCALES;
-  }
-  const double allRows = blocks.count * rows * blocks.perRow;
-  if (isTarget) {
-    if (kind == Kind::WHOLE_ROWS && distinct == rows && changes >= blocks.count * ALMOST_ALL) {
-      *cost += blocks.count * (cost::TABLE_OF_BLOCK + rows * (cost::WHOLE_ROW + cost::DIRECT_ROW_ENTRY * length));
-      return;
+// How a table stands to the blocks of a split.
+struct Standing {
+  bool isDense = true, isApart = true;  // whether it has all axes of a row in order, or none of them
+  double distinct = 1;                  // rows of the block that it tells apart
+  double changes = 1;                   // how often its part in a block changes
+
+  Standing(const Merged& merged, const Split& split, const Blocks& blocks, const int* strides) {
+    int expected = 1;
+    for (int a = merged.numAxes; a-- > split.row;) {
+      isDense &= strides[a] == expected;
+      isApart &= strides[a] == 0;
+      expected *= merged.sizes[a];
     }
-    changes = std::max(changes, blocks.count * rows / distinct / ADDS_BETWEEN_FOLDS);
-    const double perFold = kind == Kind::WHOLE_ROWS ? cost::WHOLE_ROW + cost::WHOLE_ROW_ENTRY * length
-                                                    : cost::LANE_ROW + cost::LANE_ENTRY * length;
-    *cost += blocks.count * (cost::TABLE_OF_BLOCK + rows * blocks.perRow);
-    *cost += changes * (cost::FOLD + distinct * perFold);
-  } else if (kind == Kind::SPREAD) {
-    if (t > 0) *cost += allRows;
-    *cost += changes * distinct * (cost::SPREAD_ROW + cost::SPREAD_ENTRY * length);
-  } else if (t > 0) {
-    *cost += kind == Kind::WHOLE_ROWS ? allRows : blocks.count * (cost::FACTOR_OF_BLOCK + rows);
+    for (int a = split.block; a < split.row; ++a)
+      if (strides[a] != 0) distinct *= merged.sizes[a];
+    double before = 1;
+    for (int a = 0; a < split.block; ++a) {
+      before *= blocks.steps[a];
+      if (strides[a] != 0) changes = before;
+    }
+    if (split.cut && strides[blocks.cutAxis] != 0) distinct *= split.cut;
   }
+};
+
+double FactorCost(const Standing& at, const Split& split, const Blocks& blocks, bool isPotential) {
+  const double allRows = blocks.count * split.numRows * blocks.perRow;
+  if (at.isDense) return isPotential ? 0 : allRows;
+  if (at.isApart) return isPotential ? 0 : blocks.count * (cost::FACTOR_OF_BLOCK + split.numRows);
+  return (isPotential ? 0 : allRows) +
+         at.changes * at.distinct * (cost::SPREAD_ROW + cost::SPREAD_ENTRY * split.rowLength);
+}
+
+double TargetCost(const Standing& at, const Split& split, const Blocks& blocks) {
+  constexpr double ALMOST_ALL = 0.999;
+  const double length = split.rowLength, rows = split.numRows;
+  if (at.isDense && at.distinct == rows && at.changes >= blocks.count * ALMOST_ALL)
+    return blocks.count * (cost::TABLE_OF_BLOCK + rows * (cost::WHOLE_ROW + cost::DIRECT_ROW_ENTRY * length));
+  const double folds = std::max(at.changes, blocks.count * rows / at.distinct / ADDS_BETWEEN_FOLDS);
+  const double perFold =
+      at.isDense ? cost::WHOLE_ROW + cost::WHOLE_ROW_ENTRY * length : cost::LANE_ROW + cost::LANE_ENTRY * length;
+  return blocks.count * (cost::TABLE_OF_BLOCK + rows * blocks.perRow) + folds * (cost::FOLD + at.distinct * perFold);
 }
 
 // Tables [0, numFactors] are factors and [firstTarget, numTables) targets; some may be both. What comes to the limit is
@@ -161,9 +167,11 @@ void AddTableCost(const Merged& merged, const Split& split, const Blocks& blocks
 double Estimate(const Merged& merged, int numFactors, int firstTarget, const Split& split, double limit) {
   const Blocks blocks(merged, split);
   double cost = cost::PLAN_RUN + blocks.count * (cost::BLOCK + split.numRows * blocks.perRow);
-  for (int t = 0; t <= numFactors && cost < limit; ++t) AddTableCost(merged, split, blocks, t, false, &cost);
-  for (int t = firstTarget; t < merged.numTables && cost < limit; ++t)
-    AddTableCost(merged, split, blocks, t, true, &cost);
+  for (int t = 0; t < merged.numTables && cost < limit; ++t) {
+    const Standing at(merged, split, blocks, merged.Strides(t));
+    if (t <= numFactors) cost += FactorCost(at, split, blocks, t == 0);
+    if (t >= firstTarget) cost += TargetCost(at, split, blocks);
+  }
   return cost;
 }
 

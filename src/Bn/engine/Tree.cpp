@@ -11,11 +11,34 @@ namespace bravic::engine {
 
 namespace {
 
+struct Edge {
+  int a, b;
+};
+
+// The neighbours of each node in the order in which edges came.
+Graph GraphOf(int n, std::span<const Edge> edges) {
+  Graph graph;
+  graph.start.assign(n + 1, 0);
+  for (const Edge& edge : edges) {
+    ++graph.start[edge.a + 1];
+    ++graph.start[edge.b + 1];
+  }
+  for (int i = 0; i < n; ++i) graph.start[i + 1] += graph.start[i];
+  graph.list.resize(2 * Count(edges));
+  Vector<int> end(graph.start.begin(), graph.start.end() - 1);
+  for (const Edge& edge : edges) {
+    graph.list[end[edge.a]++] = edge.b;
+    graph.list[end[edge.b]++] = edge.a;
+  }
+  return graph;
+}
+
 // The moral graph and its fill-in: a node is joined to every earlier one from which followers lead to it. A node's
 // follower is the earliest of its later neighbours in the filled graph (Tarjan & Yannakakis 1984).
-Vector<Vector<int>> FilledGraph(const Graph& moral, std::span<const int> order) {
+Graph FilledGraph(const Graph& moral, std::span<const int> order) {
   const int n = Count(order);
-  Vector<Vector<int>> filled(n);
+  Vector<Edge> edges;
+  edges.reserve(moral.list.size());
   Vector<int> position(n), follower(n), counter(n);
   for (int i = 0; i < n; ++i) position[order[i]] = i;
   for (int i = 0; i < n; ++i) {
@@ -27,19 +50,18 @@ Vector<Vector<int>> FilledGraph(const Graph& moral, std::span<const int> order) 
       int x = w;
       while (counter[x] < i) {
         counter[x] = i;
-        filled[x].push_back(v);
-        filled[v].push_back(x);
+        edges.push_back({x, v});
         x = follower[x];
       }
       if (follower[x] == x) follower[x] = v;
     }
   }
-  return filled;
+  return GraphOf(n, edges);
 }
 
 // Buckets are doubly linked lists of nodes; a node that gains a numbered neighbour goes to the head of the next.
-Vector<int> MaximumCardinalityNumbers(const Vector<Vector<int>>& filled, Vector<int>* byNumber) {
-  const int n = filled.size();
+Vector<int> MaximumCardinalityNumbers(const Graph& filled, Vector<int>* byNumber) {
+  const int n = filled.NumNodes();
   Vector<int> number(n, -1), cardinality(n, 0), next(n), previous(n), head(n + 1, -1);
   for (int i = 0; i < n; ++i) {
     next[i] = i + 1 < n ? i + 1 : -1;
@@ -61,7 +83,7 @@ Vector<int> MaximumCardinalityNumbers(const Vector<Vector<int>>& filled, Vector<
     unlink(taken);
     number[taken] = count;
     byNumber->push_back(taken);
-    for (int w : filled[taken]) {
+    for (int w : filled.Neighbours(taken)) {
       if (number[w] >= 0) continue;
       unlink(w);
       const int bucket = ++cardinality[w];
@@ -77,22 +99,26 @@ Vector<int> MaximumCardinalityNumbers(const Vector<Vector<int>>& filled, Vector<
 
 // Nodes are gone through from the highest number down. A node and its neighbours of lower numbers make a clique, unless
 // the clique of a higher node, whose highest lower neighbour it is, holds them all.
-void FormCliques(const Vector<Vector<int>>& filled, std::span<const int> byNumber, std::span<const int> numstates,
+void FormCliques(const Graph& filled, std::span<const int> byNumber, std::span<const int> numstates,
                  JunctionTree* tree) {
-  Vector<int> counter(filled.size(), 0);
-  for (int i = filled.size(); i-- > 0;) {
+  Vector<int> counter(filled.NumNodes(), 0), lower;
+  for (int i = filled.NumNodes(); i-- > 0;) {
     const int v = byNumber[i];
-    Clique clique;
+    const auto around = filled.Neighbours(v);
+    lower.clear();
     int top = -1;
-    for (int w : filled[v]) {
+    for (int w : around) {
       const int number = tree->number[w];
       if (number >= i) continue;
-      clique.members.push_back(w);
+      lower.push_back(w);
       if (top < 0 || number > tree->number[top]) top = w;
     }
-    const int size = clique.members.size();
+    const int size = lower.size();
     if (top >= 0) counter[top] = std::max(counter[top], size - 1);
-    if (!filled[v].empty() && counter[v] >= size) continue;
+    if (!around.empty() && counter[v] >= size) continue;
+    Clique clique;
+    clique.members.reserve(size + 1);
+    clique.members = lower;
     clique.members.push_back(v);
     clique.size = StateSpace(clique.members, numstates);
     tree->totalSize += clique.size;
@@ -101,35 +127,60 @@ void FormCliques(const Vector<Vector<int>>& filled, std::span<const int> byNumbe
   std::reverse(tree->cliques.begin(), tree->cliques.end());
 }
 
-// A clique joins the nearest earlier clique that holds all its members seen before. Candidates come from the list
-// of earlier cliques of the shared member that has the fewest.
+// The earlier cliques that hold each node, the latest first.
+class EarlierCliques {
+ public:
+  explicit EarlierCliques(int numNodes) : latest_(numNodes, NONE), count_(numNodes, 0) {}
+
+  int CountOf(int node) const { return count_[node]; }
+  void Add(int node, int clique) {
+    ++count_[node];
+    entries_.push_back({clique, latest_[node]});
+    latest_[node] = entries_.size() - 1;
+  }
+  // The latest that will do; -1 when none will.
+  template <class WillDo>
+  int Find(int node, WillDo willDo) const {
+    for (int e = latest_[node]; e != NONE; e = entries_[e].before)
+      if (willDo(entries_[e].clique)) return entries_[e].clique;
+    return -1;
+  }
+
+ private:
+  static constexpr int NONE = -1;
+  struct Entry {
+    int clique, before;
+  };
+  Vector<int> latest_, count_;
+  Vector<Entry> entries_;
+};
+
+// A clique joins the nearest earlier clique that holds all its members seen before. Candidates are the earlier cliques
+// of the shared member that has the fewest.
 void LinkCliques(std::span<const int> numstates, JunctionTree* tree) {
-  Vector<Vector<int>> cliquesOf(numstates.size());  // [node] earlier cliques that hold it, ascending
+  EarlierCliques earlier(Count(numstates));
   Vector<int> mark(numstates.size(), -1);
+  tree->separators.reserve(tree->cliques.size());
   for (int c = 0; c < tree->cliques.size(); ++c) {
     Clique& clique = tree->cliques[c];
     Separator separator;
     int rarest = -1;
     for (int member : clique.members) {
-      const int occurrences = cliquesOf[member].size();
+      const int occurrences = earlier.CountOf(member);
       if (occurrences == 0) continue;
       separator.members.push_back(member);
       mark[member] = c;
-      if (rarest < 0 || occurrences < cliquesOf[rarest].size()) rarest = member;
+      if (rarest < 0 || occurrences < earlier.CountOf(rarest)) rarest = member;
     }
-    int partner = c - 1;
-    if (rarest >= 0) {
-      const Vector<int>& candidates = cliquesOf[rarest];
-      for (int k = candidates.size(); k-- > 0;) {
-        const Vector<int>& members = tree->cliques[candidates[k]].members;
-        if (members.size() < separator.members.size()) continue;
-        const auto shared = std::count_if(members.begin(), members.end(), [&](int m) { return mark[m] == c; });
-        if (shared < separator.members.size()) continue;
-        partner = candidates[k];
-        break;
-      }
-    }
-    for (int member : clique.members) cliquesOf[member].push_back(c);
+    auto holdsAll = [&](int candidate) {
+      const Vector<int>& members = tree->cliques[candidate].members;
+      if (members.size() < separator.members.size()) return false;
+      return std::count_if(members.begin(), members.end(), [&](int m) { return mark[m] == c; }) >=
+             separator.members.size();
+    };
+    const int found = rarest >= 0 ? earlier.Find(rarest, holdsAll) : -1;
+    const int partner = found >= 0 ? found : c - 1;
+    for (int member : clique.members) earlier.Add(member, c);
     if (partner < 0) continue;
     separator.size = StateSpace(separator.members, numstates);
     separator.cliques[0] = partner;
@@ -164,7 +215,7 @@ void ChooseHomes(std::span<const Vector<int>> parents, JunctionTree* tree) {
 JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::span<const Vector<int>> parents,
                        std::span<const int> order) {
   JunctionTree tree;
-  const Vector<Vector<int>> filled = FilledGraph(moral, order);
+  const Graph filled = FilledGraph(moral, order);
   Vector<int> byNumber;
   byNumber.reserve(order.size());
   tree.number = MaximumCardinalityNumbers(filled, &byNumber);

@@ -7,6 +7,7 @@
 #include <limits>
 #include <utility>
 
+#include "Bn/engine/CostModel.h"
 #include "Bn/engine/cases/ProgramMaker.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Win_Face/Threads.h"
@@ -17,15 +18,10 @@ namespace {
 
 constexpr double LOG_2 = 0.69314718055994530942;
 constexpr double MINUS_INFINITY = -std::numeric_limits<double>::infinity();
-constexpr std::ptrdiff_t CASES_OF_TASK = 512;  // what a thread takes at a time
-
-double Share(std::ptrdiff_t done, const CaseBatch& batch) {
-  return static_cast<double>(done) / static_cast<double>(batch.numCases);
-}
 
 }  // namespace
 
-// What one thread computes in.
+// What one thread computes lanes in.
 template <class Number>
 struct ManyCases::Workspace {
   Block<Number> block;
@@ -46,22 +42,28 @@ bool ManyCases::MakeRoom(int lanes, Workspace<Number>* space) const {
   return true;
 }
 
-ManyCases::ManyCases(CaseQuestion question, const LaneRunner<float>& runner)
-    : question_(std::move(question)),
-      model_(question_),
-      runner_(runner),
-      program_(MakeCaseProgram(model_, question_, runner.lanes * static_cast<int>(sizeof(float)))) {}
+ManyCases::ManyCases(CaseQuestion question, CaseWay way, const LaneRunner<float>& runner)
+    : question_(std::move(question)), model_(question_), runner_(runner) {
+  for (int target : question_.targets) numBeliefs_ += question_.numstates[target];
+  if (model_.tree.cliques.empty()) return;
+  tree_ = MakeOwned<CaseTree>(model_, question_);
+  const bool isLarge = model_.tree.totalSize > cost::MOST_CASE_ENTRIES;
+  if (way == CaseWay::SINGLY || (way == CaseWay::CHEAPEST && isLarge))
+    single_ = MakeOwned<SingleCase>(*tree_);
+  else
+    isReady_ = MakeCaseProgram(*tree_, runner.lanes * static_cast<int>(sizeof(float)), &program_);
+}
 
 void ManyCases::AnswerImpossible(const CaseBatch& batch, std::ptrdiff_t number) const {
-  if (batch.beliefs) std::fill_n(batch.beliefs + number * program_.numBeliefs, program_.numBeliefs, 0.0f);
+  if (batch.beliefs) std::fill_n(batch.beliefs + number * numBeliefs_, numBeliefs_, 0.0f);
   if (batch.logProbs) batch.logProbs[number] = MINUS_INFINITY;
 }
 
 // At most as many cases as there are lanes. Lanes that are left over repeat the last case.
 template <class Number>
-void ManyCases::RunCases(const LaneRunner<Number>& runner, const CaseProgram& program, const CaseBatch& batch,
-                         std::span<const std::ptrdiff_t> cases, Workspace<Number>* space, Fate* fates) const {
-  const int lanes = runner.lanes, width = program.numBeliefs, numObserved = question_.observed.size();
+void ManyCases::RunLanes(const LaneRunner<Number>& runner, const CaseProgram& program, const CaseBatch& batch,
+                         Cases cases, Workspace<Number>* space, CaseFate* fates) const {
+  const int lanes = runner.lanes, numObserved = question_.observed.size();
   for (int lane = 0; lane < lanes; ++lane) {
     const int* row = batch.states + cases[std::min<std::size_t>(lane, cases.size() - 1)] * numObserved;
     int* to = space->states.get() + lane;
@@ -70,19 +72,19 @@ void ManyCases::RunCases(const LaneRunner<Number>& runner, const CaseProgram& pr
   runner.run(program, space->states.get(), space->slots);
   if (batch.beliefs) {
     float* rows[MOST_LANES];
-    for (int lane = 0; lane < Count(cases); ++lane) rows[lane] = batch.beliefs + cases[lane] * width;
+    for (int lane = 0; lane < Count(cases); ++lane) rows[lane] = batch.beliefs + cases[lane] * numBeliefs_;
     runner.write(program, space->slots, Count(cases), rows);
   }
   for (int lane = 0; lane < Count(cases); ++lane) {
     const std::ptrdiff_t number = cases[lane];
     const auto at = [&](int slot) { return space->slots[slot * lanes + lane]; };
-    Fate& fate = fates[number];
-    fate = Fate::POSSIBLE;
+    CaseFate& fate = fates[number];
+    fate = CaseFate::POSSIBLE;
     // As bits; all of them where the case is in doubt.
     if (const Number doubt = at(CaseProgram::DOUBT); doubt != 0 || doubt != doubt) {
-      fate = Fate::DOUBTFUL;
+      fate = CaseFate::DOUBTFUL;
     } else if (!(at(CaseProgram::TOTAL) > 0)) {
-      fate = Fate::IMPOSSIBLE;
+      fate = CaseFate::IMPOSSIBLE;
       AnswerImpossible(batch, number);
     } else if (batch.logProbs) {
       const double exponent = static_cast<double>(at(CaseProgram::EXPONENT)) + static_cast<double>(program.exponent);
@@ -91,103 +93,168 @@ void ManyCases::RunCases(const LaneRunner<Number>& runner, const CaseProgram& pr
   }
 }
 
+void ManyCases::RunSingly(const CaseBatch& batch, Cases cases, SingleCase::Room* room, CaseFate* fates) const {
+  for (const std::ptrdiff_t number : cases) {
+    double logProb = 0;
+    fates[number] = single_->Solve(batch.states + number * question_.observed.size(), room,
+                                   batch.beliefs ? batch.beliefs + number * numBeliefs_ : nullptr, &logProb);
+    if (fates[number] == CaseFate::IMPOSSIBLE) AnswerImpossible(batch, number);
+    if (fates[number] == CaseFate::POSSIBLE && batch.logProbs) batch.logProbs[number] = logProb;
+  }
+}
+
 // What the threads of one call share.
 struct ManyCases::Team {
   const ManyCases& all;
   const CaseBatch& batch;
+  const DistinctCases& kinds;
   const ProgressFunction& progress;
-  Fate* fates;
+  CaseFate* fates;
+  std::ptrdiff_t casesOfTask;       // what a thread takes at a time
   Vector<Workspace<float>> spaces;  // [worker]
+  Vector<Owned<SingleCase::Room>> rooms;
   std::atomic<std::ptrdiff_t> next = 0;
   std::atomic<bool> isHalted = false;
 
   // Takes task after task until none is left. The calling thread looks in between whether to go on.
   void Work(int worker) {
-    const LaneRunner<float>& runner = all.runner_;
-    for (std::ptrdiff_t begin; !isHalted && (begin = next.fetch_add(CASES_OF_TASK)) < batch.numCases;) {
-      const std::ptrdiff_t end = std::min(begin + CASES_OF_TASK, batch.numCases);
-      for (std::ptrdiff_t first = begin; first < end; first += runner.lanes) {
-        std::ptrdiff_t cases[MOST_LANES];
-        const int count = static_cast<int>(std::min<std::ptrdiff_t>(runner.lanes, end - first));
-        for (int k = 0; k < count; ++k) cases[k] = first + k;
-        all.RunCases(runner, all.program_, batch, {cases, static_cast<std::size_t>(count)}, &spaces[worker], fates);
+    const std::ptrdiff_t numKinds = kinds.NumKinds();
+    const int most = all.single_ ? 1 : all.runner_.lanes;
+    for (std::ptrdiff_t begin; !isHalted && (begin = next.fetch_add(casesOfTask)) < numKinds;) {
+      const std::ptrdiff_t end = std::min(begin + casesOfTask, numKinds);
+      for (std::ptrdiff_t first = begin; first < end; first += most) {
+        std::ptrdiff_t numbers[MOST_LANES];
+        const std::ptrdiff_t count = std::min<std::ptrdiff_t>(most, end - first);
+        for (std::ptrdiff_t k = 0; k < count; ++k) numbers[k] = kinds.FirstOf(first + k);
+        const Cases cases(numbers, static_cast<std::size_t>(count));
+        if (all.single_)
+          all.RunSingly(batch, cases, rooms[worker].get(), fates);
+        else
+          all.RunLanes(all.runner_, all.program_, batch, cases, &spaces[worker], fates);
       }
-      if (worker == 0 && progress && progress(Share(end, batch))) isHalted = true;
+      if (worker == 0 && progress && progress(static_cast<double>(end) / static_cast<double>(numKinds)))
+        isHalted = true;
     }
   }
 };
 
+// Cases that differ in what is known deepest in the tree stand farthest apart.
+void ManyCases::Sort(const CaseBatch& batch, std::span<std::ptrdiff_t> cases) const {
+  const Vector<int>& key = single_->SortKey();
+  std::sort(cases.begin(), cases.end(), [&](std::ptrdiff_t a, std::ptrdiff_t b) {
+    const int* rowA = batch.states + a * question_.observed.size();
+    const int* rowB = batch.states + b * question_.observed.size();
+    for (int k : key)
+      if (rowA[k] != rowB[k]) return rowA[k] < rowB[k];
+    return false;
+  });
+}
+
+// The first case of each kind. Tasks are cut by their size, never by the number of threads.
+Status ManyCases::RunAll(const CaseBatch& batch, const DistinctCases& kinds, int numThreads,
+                         const ProgressFunction& progress, CaseFate* fates) {
+  Team team{*this, batch, kinds, progress, fates, single_ ? cost::SINGLE_CASES_OF_TASK : cost::CASES_OF_TASK, {}, {}};
+  const std::ptrdiff_t numTasks = (kinds.NumKinds() + team.casesOfTask - 1) / team.casesOfTask;
+  numThreads = static_cast<int>(std::clamp<std::ptrdiff_t>(numThreads, 1, std::max<std::ptrdiff_t>(numTasks, 1)));
+  if (single_ && !single_->FitsThreads()) numThreads = 1;
+  if (single_ && !single_->Prepare()) return Status::NoMemory;
+  for (int worker = 0; worker < numThreads; ++worker) {
+    if (single_) {
+      team.rooms.push_back(MakeOwned<SingleCase::Room>(*single_));
+      if (!team.rooms[worker]->IsMade()) return Status::NoMemory;
+    } else {
+      team.spaces.emplace_back();
+      if (!MakeRoom(runner_.lanes, &team.spaces[worker])) return Status::NoMemory;
+    }
+  }
+  RunOnThreads(
+      numThreads, [](void* context, int worker) { static_cast<Team*>(context)->Work(worker); }, &team);
+  return team.isHalted ? Status::Halted : Status::Done;
+}
+
 // In unlimited range, by an inference of its own, so that nothing of other cases is left in it.
-Status ManyCases::AnswerWidely(const CaseBatch& batch, std::ptrdiff_t number, Fate* fate) const {
+Status ManyCases::AnswerWidely(const CaseBatch& batch, std::ptrdiff_t number, CaseFate* fate) const {
   Owned<Inference> inference = Inference::Make(model_.tree, model_.numstates, model_.parents);
   if (const Status status = inference->AllocatePotentials(nullptr); status != Status::Done) return status;
   inference->SetTables(model_.table);
   inference->SetWay(Way::TREE);
   for (int k = 0; k < question_.observed.size(); ++k) {
     const int state = batch.states[number * question_.observed.size() + k];
-    if (state >= 0) inference->SetState(model_.numberOf[question_.observed[k]], state);
+    if (state >= 0) inference->SetState(tree_->NodeOfColumn(k), state);
   }
-  Status status = inference->Propagate();
-  float* to = batch.beliefs ? batch.beliefs + number * program_.numBeliefs : nullptr;
-  for (int k = 0; to && k < question_.targets.size() && status == Status::Done; ++k) {
-    const int numstates = question_.numstates[question_.targets[k]];
-    status = inference->Belief(model_.numberOf[question_.targets[k]], std::span<float>(to, numstates));
+  const Status status = inference->Propagate();
+  *fate = status == Status::Done ? CaseFate::POSSIBLE : CaseFate::IMPOSSIBLE;
+  if (status == Status::Inconsistent) AnswerImpossible(batch, number);
+  if (status != Status::Done) return status == Status::Inconsistent ? Status::Done : status;
+  if (batch.logProbs) batch.logProbs[number] = inference->LogProbability();
+  float* to = batch.beliefs ? batch.beliefs + number * numBeliefs_ : nullptr;
+  for (int t = 0; to && t < question_.targets.size(); ++t) {
+    const int numstates = question_.numstates[question_.targets[t]];
+    // A belief without a state that floats can tell is 0.
+    const Status ofBelief = inference->Belief(tree_->NodeOfTarget(t), std::span<float>(to, numstates));
+    if (ofBelief != Status::Done && ofBelief != Status::Vanished) return ofBelief;
     to += numstates;
   }
-  *fate = status == Status::Done ? Fate::POSSIBLE : Fate::IMPOSSIBLE;
-  if (status == Status::Inconsistent || status == Status::Vanished) {
-    AnswerImpossible(batch, number);
-    return Status::Done;
-  }
-  if (status == Status::Done && batch.logProbs) batch.logProbs[number] = inference->LogProbability();
-  return status;
+  return Status::Done;
 }
 
-// Again in doubles, and in unlimited range.
-Status ManyCases::AnswerDoubtful(const CaseBatch& batch, const ProgressFunction& progress, Fate* fates) const {
+// Again in doubles, if that is not how they were computed, and in unlimited range.
+Status ManyCases::AnswerDoubtful(const CaseBatch& batch, const ProgressFunction& progress, CaseFate* fates) const {
   const LaneRunner<double>& runner = DoubleLaneRunner();
   Workspace<double> space;
   CaseProgram program;
-  Fate* const end = fates + batch.numCases;
-  for (Fate* next = fates;;) {
+  CaseFate* const end = fates + batch.numCases;
+  for (CaseFate* next = fates;;) {
     std::ptrdiff_t cases[MOST_LANES];
     int count = 0;
-    for (; count < runner.lanes && (next = std::find(next, end, Fate::DOUBTFUL)) != end; ++next)
+    for (; count < runner.lanes && (next = std::find(next, end, CaseFate::DOUBTFUL)) != end; ++next)
       cases[count++] = next - fates;
     if (count == 0) return Status::Done;
-    if (!space.slots) {
-      if (!MakeRoom(runner.lanes, &space)) return Status::NoMemory;
-      program = MakeCaseProgram(model_, question_, runner.lanes * static_cast<int>(sizeof(double)));
+    if (!single_) {
+      if (!space.slots) {
+        const int slotBytes = runner.lanes * static_cast<int>(sizeof(double));
+        if (!MakeCaseProgram(*tree_, slotBytes, &program) || !MakeRoom(runner.lanes, &space)) return Status::NoMemory;
+      }
+      RunLanes(runner, program, batch, Cases(cases, static_cast<std::size_t>(count)), &space, fates);
     }
-    RunCases(runner, program, batch, {cases, static_cast<std::size_t>(count)}, &space, fates);
     for (int k = 0; k < count; ++k) {
-      if (fates[cases[k]] != Fate::DOUBTFUL) continue;
+      if (fates[cases[k]] != CaseFate::DOUBTFUL) continue;
       if (const Status status = AnswerWidely(batch, cases[k], &fates[cases[k]]); status != Status::Done) return status;
     }
-    if (progress && progress(Share(next - fates, batch))) return Status::Halted;
+    if (progress && progress(static_cast<double>(next - fates) / static_cast<double>(batch.numCases)))
+      return Status::Halted;
+  }
+}
+
+// Those of the first case of each kind to the others.
+void ManyCases::CopyAnswers(const CaseBatch& batch, const DistinctCases& kinds, CaseFate* fates) const {
+  for (std::ptrdiff_t number = 0; number < batch.numCases; ++number) {
+    const std::ptrdiff_t same = kinds.SameAs(number);
+    if (same == number) continue;
+    fates[number] = fates[same];
+    if (batch.beliefs)
+      std::copy_n(batch.beliefs + same * numBeliefs_, numBeliefs_, batch.beliefs + number * numBeliefs_);
+    if (batch.logProbs) batch.logProbs[number] = batch.logProbs[same];
   }
 }
 
 Status ManyCases::Answer(const CaseBatch& batch, int numThreads, const ProgressFunction& progress,
-                         std::ptrdiff_t* numImpossible) const {
+                         std::ptrdiff_t* numImpossible) {
   *numImpossible = 0;
-  if (model_.tree.cliques.empty()) {
+  if (!tree_) {
     if (batch.logProbs) std::fill_n(batch.logProbs, batch.numCases, 0.0);
     return Status::Done;
   }
-  const std::ptrdiff_t numTasks = (batch.numCases + CASES_OF_TASK - 1) / CASES_OF_TASK;
-  numThreads = static_cast<int>(std::clamp<std::ptrdiff_t>(numThreads, 1, std::max<std::ptrdiff_t>(numTasks, 1)));
-  const Block<Fate> fates = TryMakeBlock<Fate>(batch.numCases);
-  if (!fates) return Status::NoMemory;
-  Team team{*this, batch, progress, fates.get(), {}};
-  team.spaces.resize(numThreads);
-  for (Workspace<float>& space : team.spaces)
-    if (!MakeRoom(runner_.lanes, &space)) return Status::NoMemory;
-  RunOnThreads(
-      numThreads, [](void* context, int worker) { static_cast<Team*>(context)->Work(worker); }, &team);
-  if (team.isHalted) return Status::Halted;
-  const Status status = AnswerDoubtful(batch, progress, fates.get());
-  *numImpossible = std::count(fates.get(), fates.get() + batch.numCases, Fate::IMPOSSIBLE);
+  const Block<CaseFate> fates = TryMakeBlock<CaseFate>(batch.numCases + 1);
+  if (!isReady_ || !fates) return Status::NoMemory;
+  std::fill_n(fates.get(), batch.numCases, CaseFate::POSSIBLE);
+  DistinctCases kinds(batch.states, batch.numCases, question_.observed.size(), single_ != nullptr);
+  if (single_) Sort(batch, kinds.Firsts());
+  Status status = RunAll(batch, kinds, numThreads, progress, fates.get());
+  if (status == Status::Done) status = AnswerDoubtful(batch, progress, fates.get());
+  if (status != Status::Done) return status;
+  if (kinds.HasSame()) CopyAnswers(batch, kinds, fates.get());
+  *numImpossible = std::count(fates.get(), fates.get() + batch.numCases, CaseFate::IMPOSSIBLE);
   return status;
 }
 

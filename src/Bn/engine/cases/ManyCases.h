@@ -1,13 +1,15 @@
 // The door to many cases at once: a question is prepared, and then answered for any number of cases by several threads.
 // The answers to a case are the same bits whatever other cases there are, in which order, and on however many threads.
 //
-// Cases are taken a vector at a time through one program (Lanes.h). Those whose numbers leave the range of floats are
-// computed again in doubles, and what these do not hold either by inference of unlimited range.
+// Cases of small and middling nets are taken a vector at a time through one program (Lanes.h), those of large ones one
+// by one (SingleCase.h). Those whose numbers leave the range of that are computed again: in doubles, and what these do
+// not hold either by inference of unlimited range. Equal cases are computed once.
 #pragma once
 
 #include "Bn/engine/Interrupt.h"
-#include "Bn/engine/cases/CaseModel.h"
+#include "Bn/engine/cases/DistinctCases.h"
 #include "Bn/engine/cases/Lanes.h"
+#include "Bn/engine/cases/SingleCase.h"
 
 namespace bravic::engine {
 
@@ -19,35 +21,47 @@ struct CaseBatch {
   double* logProbs;  // [numCases] or NULL: natural logarithm of the probability of what is known
 };
 
+// How cases are computed: as the size of the net asks for, or always in one way.
+enum class CaseWay { CHEAPEST, LANES, SINGLY };
+
 class ManyCases {
  public:
-  // runner: another than the fastest to test it.
-  explicit ManyCases(CaseQuestion question, const LaneRunner<float>& runner = BestLaneRunner());
+  // runner: the fastest, or another to test it.
+  explicit ManyCases(CaseQuestion question, CaseWay way = CaseWay::CHEAPEST,
+                     const LaneRunner<float>& runner = BestLaneRunner());
 
   // NoMemory, Halted: the answers are unfinished. numImpossible: cases that cannot be.
   Status Answer(const CaseBatch& batch, int numThreads, const ProgressFunction& progress,
-                std::ptrdiff_t* numImpossible) const;
+                std::ptrdiff_t* numImpossible);
 
  private:
-  // What has become of a case.
-  enum class Fate : unsigned char { POSSIBLE, IMPOSSIBLE, DOUBTFUL };
   template <class Number>
   struct Workspace;
   struct Team;
+  using Cases = std::span<const std::ptrdiff_t>;
 
   template <class Number>
   bool MakeRoom(int lanes, Workspace<Number>* space) const;
   template <class Number>
-  void RunCases(const LaneRunner<Number>& runner, const CaseProgram& program, const CaseBatch& batch,
-                std::span<const std::ptrdiff_t> cases, Workspace<Number>* space, Fate* fates) const;
-  Status AnswerDoubtful(const CaseBatch& batch, const ProgressFunction& progress, Fate* fates) const;
-  Status AnswerWidely(const CaseBatch& batch, std::ptrdiff_t number, Fate* fate) const;
+  void RunLanes(const LaneRunner<Number>& runner, const CaseProgram& program, const CaseBatch& batch, Cases cases,
+                Workspace<Number>* space, CaseFate* fates) const;
+  void RunSingly(const CaseBatch& batch, Cases cases, SingleCase::Room* room, CaseFate* fates) const;
+  void Sort(const CaseBatch& batch, std::span<std::ptrdiff_t> cases) const;
+  Status RunAll(const CaseBatch& batch, const DistinctCases& kinds, int numThreads, const ProgressFunction& progress,
+                CaseFate* fates);
+  Status AnswerDoubtful(const CaseBatch& batch, const ProgressFunction& progress, CaseFate* fates) const;
+  Status AnswerWidely(const CaseBatch& batch, std::ptrdiff_t number, CaseFate* fate) const;
   void AnswerImpossible(const CaseBatch& batch, std::ptrdiff_t number) const;
+  void CopyAnswers(const CaseBatch& batch, const DistinctCases& kinds, CaseFate* fates) const;
 
   const CaseQuestion question_;
   const CaseModel model_;
   const LaneRunner<float>& runner_;
-  const CaseProgram program_;
+  int numBeliefs_ = 0;    // of a case
+  Owned<CaseTree> tree_;  // NULL where there is nothing to be computed
+  CaseProgram program_;
+  bool isReady_ = true;       // false: the program could not be made for want of memory
+  Owned<SingleCase> single_;  // NULL where cases are computed in lanes
 };
 
 }  // namespace bravic::engine

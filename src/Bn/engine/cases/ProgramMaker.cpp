@@ -1,12 +1,9 @@
 #include "Bn/engine/cases/ProgramMaker.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "Bn/engine/Axes.h"
-#include "Bn/engine/Numbers.h"
 #include "Bn/engine/cases/PassMaker.h"
-#include "Bn/engine/infer/Structure.h"
 
 namespace bravic::engine {
 
@@ -14,19 +11,13 @@ namespace {
 
 class ProgramMaker {
  public:
-  ProgramMaker(const CaseModel& model, const CaseQuestion& question, int slotBytes)
-      : model_(model),
-        question_(question),
-        structure_(model.tree, model.numstates, model.parents),
-        tables_(structure_),
-        program_(slotBytes) {
-    tables_.Set(model.table, nullptr);
-  }
+  ProgramMaker(const CaseTree& tree, int slotBytes) : tree_(tree), structure_(tree.structure), program_(slotBytes) {}
 
-  CaseProgram Make();
+  bool Make(CaseProgram* program);  // false without memory
 
  private:
-  static constexpr int NOWHERE = -1;
+  static constexpr int NOWHERE = CaseTree::NOWHERE;
+  using Weights = CaseTree::Weights;
   // Of the entries of a table: no positive one is less than low, where that is known beforehand; else the least ones of
   // each case, or less, stand in a slot, and low is a guess. None is larger than high.
   struct Bounds {
@@ -38,11 +29,6 @@ class ProgramMaker {
     int message = NOWHERE, low = NOWHERE, belief = NOWHERE;
     int size = 1;
     Bounds bounds;  // of the message
-  };
-  // A clique's potential, its largest entry scaled to [0.5, 1).
-  struct Weights {
-    Vector<double> entries;
-    double low = 1;
   };
   // What the products of a pass come to.
   struct Products {
@@ -56,16 +42,9 @@ class ProgramMaker {
     return first;
   }
   void AddOffset(int slot) { program_.pool.push_back(slot * program_.slotBytes); }
-  int SizeOf(std::span<const int> variables) const;
-  const Vector<int>& VariablesOf(int separator) const { return structure_.separators[separator].variables; }
-  Vector<int> OrderFrom(int root);
-  double CostOutward(int root);
-  void ChooseRoot();
-  void MarkVisited();
   void PlaceEvidence();
   void PlaceTables();
-  void PlaceReadings();
-  Weights Multiply(int clique);
+  void PlaceBeliefs();
   void AddStep(CaseStep::Kind kind, const CaseMessage& message);
   void Scale(int separator, bool isOutward);
   void ScaleFactors(int clique, bool isOutward, const Weights& weights);
@@ -77,88 +56,16 @@ class ProgramMaker {
   void AddReadings(int clique);
   void AddReading(int target, int slot, std::span<const int> variables);
 
-  const CaseModel& model_;
-  const CaseQuestion& question_;
-  Structure structure_;
-  NodeTables tables_;
+  const CaseTree& tree_;
+  const Structure& structure_;
   CaseProgram program_;
   PassMaker maker_{structure_.numstates, &program_};
-  int root_ = 0;
-  Vector<int> order_, parent_, upward_;      // cliques from the root on; [clique] its parent and the separator to it
-  Vector<int> topOf_;                        // [node] of the cliques that hold it, the nearest to the root
-  Vector<unsigned char> isVisited_;          // [clique] on the way outward
-  Vector<SeparatorTables> separators_;       // [separator]
-  Vector<int> evidenceAt_;                   // [node] its table of what is known, or NOWHERE
-  Vector<Vector<int>> evidenceOf_;           // [separator] nodes that are multiplied into the message inward
-  Vector<Vector<int>> loneEvidence_;         // [clique] nodes that are multiplied in here
-  Vector<Vector<int>> readAt_, readInside_;  // [separator], [clique] targets by number
-  Vector<int> beliefAt_;                     // [target] its first slot of the answer
+  Vector<SeparatorTables> separators_;  // [separator]
+  Vector<int> evidenceAt_;              // [node] its table of what is known, or NOWHERE
+  Vector<Vector<int>> evidenceOf_;      // [separator] nodes that are multiplied into the message inward
+  Vector<Vector<int>> loneEvidence_;    // [clique] nodes that are multiplied in here
+  Vector<int> beliefAt_;                // [target] its first slot of the answer
 };
-
-int ProgramMaker::SizeOf(std::span<const int> variables) const {
-  int size = 1;
-  for (int v : variables) size *= structure_.numstates[v];
-  return size;
-}
-
-// Breadth first.
-Vector<int> ProgramMaker::OrderFrom(int root) {
-  parent_.assign(structure_.cliques.size(), NOWHERE);
-  upward_.assign(structure_.cliques.size(), NOWHERE);
-  Vector<int> order(1, root);
-  for (int head = 0; head < order.size(); ++head) {
-    const int c = order[head];
-    for (const Link& link : structure_.cliques[c].links) {
-      if (link.neighbour == parent_[c]) continue;
-      parent_[link.neighbour] = c;
-      upward_[link.neighbour] = link.separator;
-      order.push_back(link.neighbour);
-    }
-  }
-  topOf_.assign(structure_.NumNodes(), NOWHERE);
-  for (int c : order)
-    for (int member : model_.tree.cliques[c].members)
-      if (topOf_[member] == NOWHERE) topOf_[member] = c;
-  return order;
-}
-
-// The cliques between the root and where targets are read.
-void ProgramMaker::MarkVisited() {
-  isVisited_.assign(structure_.cliques.size(), 0);
-  isVisited_[root_] = 1;
-  for (int target : question_.targets)
-    for (int c = topOf_[model_.numberOf[target]]; !isVisited_[c]; c = parent_[c]) isVisited_[c] = 1;
-}
-
-// The entries that are passed over outward. The root has its pass anyway.
-double ProgramMaker::CostOutward(int root) {
-  root_ = root;
-  order_ = OrderFrom(root);
-  MarkVisited();
-  double cost = 0;
-  for (int c : order_)
-    if (c != root && isVisited_[c]) cost += model_.tree.cliques[c].size;
-  return cost;
-}
-
-// The largest clique where most nodes are asked for, else one of the cliques of a target.
-void ProgramMaker::ChooseRoot() {
-  constexpr int FEW_TARGETS = 32;
-  int largest = 0;
-  for (int c = 1; c < structure_.cliques.size(); ++c)
-    if (model_.tree.cliques[c].size > model_.tree.cliques[largest].size) largest = c;
-  int best = largest;
-  double bestCost = CostOutward(largest);
-  if (question_.targets.size() <= FEW_TARGETS) {
-    for (int target : question_.targets) {
-      for (int c : structure_.cliquesOf[model_.numberOf[target]]) {
-        const double cost = CostOutward(c);
-        if (cost < bestCost) best = c, bestCost = cost;
-      }
-    }
-  }
-  CostOutward(best);
-}
 
 // What is known of a node is multiplied into the smallest message that tells of it, which takes little; of a node in
 // no message into its clique.
@@ -166,8 +73,8 @@ void ProgramMaker::PlaceEvidence() {
   evidenceAt_.assign(structure_.NumNodes(), NOWHERE);
   evidenceOf_.resize(structure_.separators.size());
   loneEvidence_.resize(structure_.cliques.size());
-  for (int column = 0; column < question_.observed.size(); ++column) {
-    const int v = model_.numberOf[question_.observed[column]], numstates = structure_.numstates[v];
+  for (int column = 0; column < tree_.question.observed.size(); ++column) {
+    const int v = tree_.NodeOfColumn(column), numstates = structure_.numstates[v];
     if (numstates < 2) continue;
     evidenceAt_[v] = NewSlots(numstates);
     program_.evidence.push_back({column, evidenceAt_[v], numstates});
@@ -180,68 +87,23 @@ void ProgramMaker::PlaceEvidence() {
 
 void ProgramMaker::PlaceTables() {
   separators_.resize(structure_.separators.size());
-  for (int c : order_) {
-    if (c == root_) continue;
-    SeparatorTables& tables = separators_[upward_[c]];
-    tables.size = SizeOf(VariablesOf(upward_[c]));
+  for (int c : tree_.order) {
+    if (c == tree_.root) continue;
+    SeparatorTables& tables = separators_[tree_.upward[c]];
+    tables.size = tree_.SizeOf(tree_.VariablesOf(tree_.upward[c]));
     tables.message = NewSlots(tables.size);
-    if (isVisited_[c]) tables.belief = NewSlots(tables.size);
+    if (tree_.isVisited[c]) tables.belief = NewSlots(tables.size);
   }
 }
 
-// Targets are read from the smallest separator that is visited, else from their clique.
-void ProgramMaker::PlaceReadings() {
-  readAt_.resize(structure_.separators.size());
-  readInside_.resize(structure_.cliques.size());
-  for (int target : question_.targets) program_.numBeliefs += question_.numstates[target];
+void ProgramMaker::PlaceBeliefs() {
+  for (int target : tree_.question.targets) program_.numBeliefs += tree_.question.numstates[target];
   program_.beliefs = NewSlots(program_.numBeliefs);
   int next = program_.beliefs;
-  for (int t = 0; t < question_.targets.size(); ++t) {
-    const int v = model_.numberOf[question_.targets[t]];
+  for (int target : tree_.question.targets) {
     beliefAt_.push_back(next);
-    next += structure_.numstates[v];
-    int smallest = NOWHERE;
-    for (int s : structure_.separatorsOf[v]) {
-      if (separators_[s].belief == NOWHERE) continue;
-      if (smallest == NOWHERE || separators_[s].size < separators_[smallest].size) smallest = s;
-    }
-    if (smallest != NOWHERE)
-      readAt_[smallest].push_back(t);
-    else
-      readInside_[structure_.numstates[v] > 1 ? topOf_[v] : root_].push_back(t);
+    next += tree_.question.numstates[target];
   }
-}
-
-ProgramMaker::Weights ProgramMaker::Multiply(int c) {
-  const CliqueFacts& clique = structure_.cliques[c];
-  const Vector<int>& variables = clique.variables;
-  Weights weights;
-  weights.entries.assign(SizeOf(variables), 1.0);
-  Vector<double> table;
-  for (int node : clique.homed) {
-    if (!tables_[node]) continue;
-    table.resize(structure_.TableSize(node));
-    tables_.CopyScaled(node, 1, table.data());
-    int sizes[MAX_AXES], strides[MAX_AXES] = {}, next = 0;
-    for (int a = 0; a < variables.size(); ++a) sizes[a] = structure_.numstates[variables[a]];
-    const Vector<int>& family = structure_.families[node];
-    ForEachStride(
-        family, structure_.numstates, [](int) { return true; },
-        [&](int k, int stride) {
-          const auto at = std::find(variables.begin(), variables.end(), family[k]);
-          if (at != variables.end()) strides[at - variables.begin()] = stride;
-        });
-    ForEachOffset(variables.size(), sizes, strides, [&](int offset) { weights.entries[next++] *= table[offset]; });
-  }
-  double largest, least;
-  FindRange(weights.entries.data(), weights.entries.size(), &largest, &least);
-  if (!(largest > 0)) return weights;
-  const int exponent = Exponent(largest);
-  const double scale = PowerOfTwo(NormalExponent(-exponent));
-  for (double& entry : weights.entries) entry *= scale;
-  weights.low = least * scale;
-  program_.exponent += exponent;
-  return weights;
 }
 
 void ProgramMaker::AddStep(CaseStep::Kind kind, const CaseMessage& message) {
@@ -270,7 +132,7 @@ void ProgramMaker::ScaleFactors(int c, bool isOutward, const Weights& weights) {
     double span = 1;
     for (const Link& link : structure_.cliques[c].links) {
       const Bounds& bounds = separators_[link.separator].bounds;
-      if (link.separator == upward_[c] && !isOutward) continue;
+      if (link.separator == tree_.upward[c] && !isOutward) continue;
       low *= bounds.low;
       high *= bounds.high;
       const bool isScaled = bounds.slot != NOWHERE && bounds.slot == separators_[link.separator].low;
@@ -287,19 +149,19 @@ void ProgramMaker::ScaleFactors(int c, bool isOutward, const Weights& weights) {
 void ProgramMaker::AddFactors(int c, bool isOutward) {
   maker_.Begin(structure_.cliques[c].variables);
   for (const Link& link : structure_.cliques[c].links)
-    if (link.separator != upward_[c] || isOutward)
-      maker_.AddFactor(separators_[link.separator].message, VariablesOf(link.separator));
+    if (link.separator != tree_.upward[c] || isOutward)
+      maker_.AddFactor(separators_[link.separator].message, tree_.VariablesOf(link.separator));
   for (int v : loneEvidence_[c]) maker_.AddFactor(evidenceAt_[v], std::span<const int>(&v, 1));
 }
 
 // Beliefs of the separators outward, and those of nodes that are read here.
 void ProgramMaker::AddTargets(int c) {
   for (const Link& link : structure_.cliques[c].links) {
-    if (link.separator == upward_[c] || separators_[link.separator].belief == NOWHERE) continue;
-    maker_.AddTarget(separators_[link.separator].belief, VariablesOf(link.separator));
+    if (link.separator == tree_.upward[c] || separators_[link.separator].belief == NOWHERE) continue;
+    maker_.AddTarget(separators_[link.separator].belief, tree_.VariablesOf(link.separator));
   }
-  for (int t : readInside_[c]) {
-    const int v = model_.numberOf[question_.targets[t]];
+  for (int t : tree_.readInside[c]) {
+    const int v = tree_.NodeOfTarget(t);
     // A node of one state has the sum of everything.
     if (structure_.numstates[v] > 1) maker_.AddTarget(beliefAt_[t], std::span<const int>(&v, 1));
   }
@@ -307,14 +169,14 @@ void ProgramMaker::AddTargets(int c) {
 
 // The pass that was begun, over messages that are in range.
 ProgramMaker::Products ProgramMaker::AddPass(int c, bool isOutward, const Weights& weights) {
-  const int number = maker_.Make(weights.entries);
+  const int number = maker_.Make({weights.entries.get(), static_cast<std::size_t>(weights.size)});
   program_.steps.push_back({CaseStep::Kind::PASS, number});
   CasePass& pass = program_.passes[number];
   pass.lows = program_.pool.size();
   pass.low = weights.low;
   Bounds products{weights.low, 1, NOWHERE};
   for (const Link& link : structure_.cliques[c].links) {
-    if (link.separator == upward_[c] && !isOutward) continue;
+    if (link.separator == tree_.upward[c] && !isOutward) continue;
     const Bounds& bounds = separators_[link.separator].bounds;
     products.low *= bounds.low;
     products.high *= bounds.high;
@@ -326,13 +188,13 @@ ProgramMaker::Products ProgramMaker::AddPass(int c, bool isOutward, const Weight
     }
   }
   if (pass.numLows > 0) products.slot = pass.least = NewSlots(1);
-  return {products, static_cast<double>(weights.entries.size())};
+  return {products, static_cast<double>(weights.size)};
 }
 
 void ProgramMaker::AddInward(int c, const Weights& weights) {
-  const int s = upward_[c];
+  const int s = tree_.upward[c];
   SeparatorTables& tables = separators_[s];
-  const Vector<int>& variables = VariablesOf(s);
+  const Vector<int>& variables = tree_.VariablesOf(s);
   ScaleFactors(c, false, weights);
   AddFactors(c, false);
   maker_.AddTarget(tables.message, variables);
@@ -357,7 +219,7 @@ void ProgramMaker::AddInward(int c, const Weights& weights) {
 void ProgramMaker::SetOutward(int c, const Products& products) {
   for (const Link& link : structure_.cliques[c].links) {
     SeparatorTables& tables = separators_[link.separator];
-    if (link.separator == upward_[c] || tables.belief == NOWHERE) continue;
+    if (link.separator == tree_.upward[c] || tables.belief == NOWHERE) continue;
     const Bounds inward = tables.bounds;
     tables.bounds = products.bounds;
     tables.bounds.high *= products.size / tables.size / inward.high;
@@ -368,8 +230,8 @@ void ProgramMaker::SetOutward(int c, const Products& products) {
 
 // slot: of a table over the variables.
 void ProgramMaker::AddReading(int t, int slot, std::span<const int> variables) {
-  const int v = model_.numberOf[question_.targets[t]], numstates = structure_.numstates[v];
-  CaseReading reading{program_.pool.size(), numstates, SizeOf(variables) / numstates, beliefAt_[t]};
+  const int v = tree_.NodeOfTarget(t), numstates = structure_.numstates[v];
+  CaseReading reading{program_.pool.size(), numstates, tree_.SizeOf(variables) / numstates, beliefAt_[t]};
   for (int state = 0; state < numstates; ++state) {
     int sizes[MAX_AXES], strides[MAX_AXES], first = slot;
     ForEachStride(
@@ -388,12 +250,12 @@ void ProgramMaker::AddReading(int t, int slot, std::span<const int> variables) {
 // What the pass outward over the clique has made ready.
 void ProgramMaker::AddReadings(int c) {
   for (const Link& link : structure_.cliques[c].links) {
-    if (link.separator == upward_[c]) continue;
-    for (int t : readAt_[link.separator])
-      AddReading(t, separators_[link.separator].belief, VariablesOf(link.separator));
+    if (link.separator == tree_.upward[c]) continue;
+    for (int t : tree_.readAt[link.separator])
+      AddReading(t, separators_[link.separator].belief, tree_.VariablesOf(link.separator));
   }
-  for (int t : readInside_[c]) {
-    const int v = model_.numberOf[question_.targets[t]];
+  for (int t : tree_.readInside[c]) {
+    const int v = tree_.NodeOfTarget(t);
     if (structure_.numstates[v] > 1)
       AddReading(t, beliefAt_[t], std::span<const int>(&v, 1));
     else
@@ -401,22 +263,24 @@ void ProgramMaker::AddReadings(int c) {
   }
 }
 
-CaseProgram ProgramMaker::Make() {
-  ChooseRoot();
+bool ProgramMaker::Make(CaseProgram* program) {
   PlaceEvidence();
   PlaceTables();
-  PlaceReadings();
+  PlaceBeliefs();
   // Where the clique is passed over twice its weights are needed again.
   Vector<Weights> kept(structure_.cliques.size());
-  for (int k = order_.size(); k-- > 1;) {
-    kept[order_[k]] = Multiply(order_[k]);
-    AddInward(order_[k], kept[order_[k]]);
-    if (!isVisited_[order_[k]]) kept[order_[k]] = {};
+  for (int k = tree_.order.size(); k-- > 1;) {
+    const int c = tree_.order[k];
+    if (!tree_.Multiply(c, &kept[c])) return false;
+    program_.exponent += kept[c].exponent;
+    AddInward(c, kept[c]);
+    if (!tree_.isVisited[c]) kept[c] = {};
   }
-  kept[root_] = Multiply(root_);
-  for (int c : order_) {
-    if (!isVisited_[c]) continue;
-    const bool isOutward = c != root_;
+  if (!tree_.Multiply(tree_.root, &kept[tree_.root])) return false;
+  program_.exponent += kept[tree_.root].exponent;
+  for (int c : tree_.order) {
+    if (!tree_.isVisited[c]) continue;
+    const bool isOutward = c != tree_.root;
     ScaleFactors(c, isOutward, kept[c]);
     AddFactors(c, isOutward);
     if (!isOutward) maker_.AddTarget(CaseProgram::TOTAL, {});
@@ -426,14 +290,14 @@ CaseProgram ProgramMaker::Make() {
     SetOutward(c, products);
   }
   program_.floats.assign(program_.potentials.begin(), program_.potentials.end());
-  return std::move(program_);
+  *program = std::move(program_);
+  return true;
 }
 
 }  // namespace
 
-CaseProgram MakeCaseProgram(const CaseModel& model, const CaseQuestion& question, int slotBytes) {
-  if (model.tree.cliques.empty()) return CaseProgram();
-  return ProgramMaker(model, question, slotBytes).Make();
+bool MakeCaseProgram(const CaseTree& tree, int slotBytes, CaseProgram* program) {
+  return ProgramMaker(tree, slotBytes).Make(program);
 }
 
 }  // namespace bravic::engine

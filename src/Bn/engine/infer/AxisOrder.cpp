@@ -13,6 +13,7 @@ namespace bravic::engine {
 namespace {
 
 constexpr int MOST_TRIES = 400;
+constexpr double GOOD_ENOUGH = 2;  // times what a pass takes at least
 constexpr double CLEARLY_LESS = 0.999;
 
 class AxisOrderSearch {
@@ -33,6 +34,7 @@ class AxisOrderSearch {
   bool Has(int link, int variable) const { return strides_[link * n_ + variable] != 0; }
   bool AreAlike(int a, int b) const;
   void MakeGroups();
+  double LeastCost() const;
   double CostOf(std::span<const int> order, double limit);
   // Trying takes little beside a pass over the clique.
   bool MayTry() const { return numTries_ < MOST_TRIES && numTries_ * cost::PASS_PER_AXIS_ORDER < bestCost_; }
@@ -130,6 +132,13 @@ double AxisOrderSearch::CostOf(std::span<const int> order, double limit) {
   return SweepCost(shape_, limit);
 }
 
+// A vector operation over all entries for the potential and, each way, for every separator.
+double AxisOrderSearch::LeastCost() const {
+  double entries = 1;
+  for (int size : sizes_) entries *= size;
+  return entries * cost::ROW_ENTRY * (1 + 2 * numLinks_);
+}
+
 bool AxisOrderSearch::Try(std::span<const int> order) {
   ++numTries_;
   const double limit = bestCost_ * CLEARLY_LESS, cost = CostOf(order, limit);
@@ -210,7 +219,7 @@ void AxisOrderSearch::SortVariables(int c) {
   bestCost_ = CostOf(best_, std::numeric_limits<double>::infinity());
   MakeGroups();
   TryGroups();
-  TryMoves();
+  if (bestCost_ > GOOD_ENOUGH * LeastCost()) TryMoves();
   order_.clear();
   for (int k : best_) order_.push_back(variables[k]);
   variables = order_;

@@ -18,6 +18,7 @@ Structure::Structure(const JunctionTree& itsTree, std::span<const int> itsNumsta
       cliquesOf(numstates.size()),
       separatorsOf(numstates.size()) {
   for (int i = 0; i < NumNodes(); ++i) {
+    families[i].reserve(parents[i].size() + 1);
     families[i] = parents[i];
     families[i].push_back(i);
     for (int parent : parents[i]) children[parent].push_back(i);
@@ -32,6 +33,7 @@ Structure::Structure(const JunctionTree& itsTree, std::span<const int> itsNumsta
 // Nodes of one state take no room in tables and are left out of all of them.
 Vector<int> Structure::VariablesAmong(std::span<const int> members) const {
   Vector<int> list;
+  list.reserve(members.size());
   for (int m : members)
     if (numstates[m] > 1) list.push_back(m);
   return list;
@@ -43,6 +45,7 @@ void Structure::AddCliques() {
     const Clique& from = tree->cliques[c];
     CliqueFacts& clique = cliques[c];
     clique.variables = VariablesAmong(from.members);
+    clique.links.reserve(from.neighbours.size());
     for (int k = 0; k < from.neighbours.size(); ++k) {
       const int s = from.separators[k];
       const MessageId out(s, tree->separators[s].cliques[0] == c ? 0 : 1);
