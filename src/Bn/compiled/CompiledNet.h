@@ -48,6 +48,7 @@ struct CompiledNet {
   // Which beliefs are read between two changes of the engine's numbers, so that many are computed in one sweep.
   unsigned long long readStamp = 0;                        // the engine's stamp that the following are about
   int numRead = 0, numReadBefore = 0, numReadEarlier = 0;  // nodes read under this stamp, and under the two before
+  bool wasRead = false;                                    // before this stamp
   bool allKnown = false;                                   // every belief vector is right for the stamp
 };
 
