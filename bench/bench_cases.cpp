@@ -1,6 +1,7 @@
-// Times what is done with files of cases: learning every table of a net, reading rows one by one and in blocks, drawing
-// cases into a file. Beside these stands the rate at which the same file is merely read and split at its tabs, and
-// beside each time a checksum of what came out, which must not change between builds.
+// Times what is done with files of cases: learning every table of a net, reading rows one by one and in blocks, the
+// beliefs of one node in each case, drawing cases into a file. Beside these stands the rate at which the same file is
+// merely read and split at its tabs, and beside each time a checksum of what came out, which must not change between
+// builds.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -116,6 +117,37 @@ void ReadBlocks(benchmark::State& state, const std::string& path, long numcases)
   Report(state, subject, checksum);
 }
 
+// What bravic score and bravic infer do with one target: blocks read, and of each case the target's beliefs given the
+// rest and the probability of that.
+void Infer(benchmark::State& state, const std::string& path, long numcases) {
+  constexpr long BLOCK = 65536;
+  const Subject subject(path, numcases);
+  subject.Draw();
+  CompileNet_bn(subject.net);
+  nodelist_bn observed = DupNodeList_bn(GetNetNodes_bn(subject.net)), target = NewNodeList_bn(0, env);
+  AddNodeToList_bn(RemoveNthNode_bn(observed, 0), target, 0);
+  const auto numobserved = static_cast<std::size_t>(LengthNodeList_bn(observed));
+  const auto numstates = static_cast<std::size_t>(GetNodeNumberStates_bn(NthNode_bn(target, 0)));
+  std::vector<statetype> states(BLOCK * numobserved);
+  std::vector<probtype> beliefs(BLOCK * numstates);
+  std::vector<double> logprobs(BLOCK);
+  double checksum = 0;
+  for (auto _ : state) {
+    checksum = 0;
+    double position = 0;
+    long got;
+    while ((got = ReadCaseStates_bn(subject.cases, observed, &position, BLOCK, states.data(), nullptr, nullptr)) > 0) {
+      BeliefsOfCases_bn(observed, states.data(), got, target, beliefs.data(), logprobs.data(), 1);
+      for (std::size_t i = 0; i < static_cast<std::size_t>(got); ++i)
+        checksum += static_cast<double>(beliefs[i * numstates]) - logprobs[i];
+    }
+    if (GetError_ns(env, 5, nullptr)) Fail(path);
+  }
+  FreeNodeList_bn(observed);
+  FreeNodeList_bn(target);
+  Report(state, subject, checksum);
+}
+
 void ReadAndSplit(benchmark::State& state, const std::string& path, long numcases) {
   const Subject subject(path, numcases);
   subject.Draw();
@@ -141,11 +173,8 @@ void Register(const std::filesystem::path& path, long numcases) {
   const struct {
     const char* name;
     void (*run)(benchmark::State&, const std::string&, long);
-  } benches[] = {{"learn", Learn},
-                 {"read_rows", ReadRows},
-                 {"read_blocks", ReadBlocks},
-                 {"read_and_split", ReadAndSplit},
-                 {"sample", Sample}};
+  } benches[] = {{"learn", Learn}, {"read_rows", ReadRows},          {"read_blocks", ReadBlocks},
+                 {"infer", Infer}, {"read_and_split", ReadAndSplit}, {"sample", Sample}};
   for (const auto& bench : benches) {
     const std::string name = path.stem().string() + "/" + bench.name + "/" + std::to_string(numcases);
     benchmark::RegisterBenchmark(name.c_str(), [run = bench.run, file = path.string(),

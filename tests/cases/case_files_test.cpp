@@ -58,6 +58,15 @@ class CaseFiles : public NetTest {
     }
     return text;
   }
+  // As ReadCaseStates_bn would have them.
+  std::vector<statetype> FoundStates() {
+    std::vector<statetype> states;
+    for (node_bn node : Nodes(net)) {
+      const statetype state = NumStates(node) > 0 ? GetNodeFinding_bn(node) : NONE;
+      states.push_back(state >= 0 ? state : UNDEF_STATE);
+    }
+    return states;
+  }
   long Read(long position) {
     ReadCase_bn(&position, file, all, nullptr, nullptr);
     return position;
@@ -452,11 +461,8 @@ TEST_F(CaseFiles, AreReadInBlocks) {
     ReadCase_bn(&at, other, all, &id, &freq);
     ASSERT_EQ(ids[std::size_t(i)], id);
     ASSERT_EQ(freqs[std::size_t(i)], freq);
-    for (int k = 0; k < numnodes; ++k) {
-      node_bn node = NthNode_bn(all, k);
-      const statetype state = NumStates(node) > 0 && GetNodeFinding_bn(node) >= 0 ? GetNodeFinding_bn(node) : -3;
-      ASSERT_EQ(states[std::size_t(i * numnodes + k)], state) << GetNodeName_bn(node);
-    }
+    const auto row = states.begin() + i * numnodes;
+    ASSERT_EQ(std::vector<statetype>(row, row + numnodes), FoundStates());
   }
   FreeFileSpec_ns(other);
   ClearErrors_ns(env, 6);
@@ -595,12 +601,20 @@ TEST_F(CaseFiles, SurviveMutations) {
     SCOPED_TRACE(trial);
     Put(Mutated(whole, pieces, random));
     long position = FIRST_CASE;
-    for (int i = 0; i < 200 && position != NO_MORE_CASES; ++i) {
+    std::vector<statetype> states;  // row by row
+    for (int i = 0; i < 200; ++i) {
       ReadCase_bn(&position, file, all, nullptr, nullptr);
-      if (!Reports(5).empty()) break;
+      if (!Reports(5).empty() || position == NO_MORE_CASES) break;
       ++numRows;
+      for (statetype state : FoundStates()) states.push_back(state);
       if (position >= 0) position = NEXT_CASE;
     }
+    std::vector<statetype> block(states.size() + 6, 99);
+    double offset = 0;
+    const long numRead = ReadCaseStates_bn(file, all, &offset, long(block.size() / 6), block.data(), nullptr, nullptr);
+    EXPECT_GE(std::max(numRead, 0L) * 6, long(states.size()));
+    block.resize(states.size());
+    EXPECT_EQ(block, states);
     CaseFileRevisesProbs_bn(file, all, 0, 1);
     ClearErrors_ns(env, 6);
   }

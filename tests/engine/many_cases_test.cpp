@@ -121,9 +121,50 @@ TEST_F(ManyCasesTest, AnswersAlikeWhereverAndInWhateverOrder) {
   }
 }
 
+// Against inference one by one.
+void CompareWithInference(const Model& model, const CaseQuestion& question, const std::vector<int>& states) {
+  const auto width = std::size_t(question.observed.size());
+  const std::size_t numCases = states.size() / width;
+  std::size_t numBeliefs = 0;
+  for (int t : question.targets) numBeliefs += std::size_t(model.numstates[t]);
+  const Compiled compiled(model);
+  ASSERT_EQ(compiled.inference->AllocatePotentials(nullptr), Status::Done);
+  compiled.inference->SetTables(question.table);
+  for (const CaseWay way : {CaseWay::LANES, CaseWay::SINGLY}) {
+    ManyCases many(question, way);
+    std::vector<float> beliefs(numCases * numBeliefs, -1);
+    std::vector<double> logs(numCases);
+    std::ptrdiff_t impossible;
+    ASSERT_EQ(
+        many.Answer({states.data(), std::ptrdiff_t(numCases), beliefs.data(), logs.data()}, 1, nullptr, &impossible),
+        Status::Done);
+    for (std::size_t number = 0; number < numCases; ++number) {
+      for (std::size_t k = 0; k < width; ++k) {
+        const int state = states[number * width + k];
+        if (state < 0)
+          compiled.inference->ClearFinding(question.observed[k]);
+        else
+          compiled.inference->SetState(question.observed[k], state);
+      }
+      const Status status = compiled.inference->Propagate();
+      const double log = compiled.inference->LogProbability();
+      if (status == Status::Done)
+        EXPECT_NEAR(logs[number], log, 2e-6 + 1e-7 * std::abs(log)) << number;
+      else
+        EXPECT_EQ(logs[number], -INFINITY) << number;
+      const float* got = beliefs.data() + number * numBeliefs;
+      for (int target : question.targets) {
+        std::vector<float> belief(std::size_t(model.numstates[target]), 0);
+        if (status == Status::Done) EXPECT_EQ(compiled.inference->Belief(target, belief), Status::Done);
+        for (float b : belief) EXPECT_NEAR(*got++, b, 1e-6) << number << " " << target;
+      }
+    }
+  }
+}
+
 // A chain in which states follow each other with probabilities near the least that there are: what floats lose doubles
 // may hold, and what these lose wide numbers do.
-TEST_F(ManyCasesTest, LosesNothingForWantOfRange) {
+TEST_F(ManyCasesTest, LosesNothingOfAChain) {
   constexpr int LENGTH = 60;
   Model model;
   model.parents.resize(LENGTH);
@@ -133,11 +174,9 @@ TEST_F(ManyCasesTest, LosesNothingForWantOfRange) {
     if (i > 0) model.parents[i].push_back(i - 1);
     if (i + 1 < LENGTH) model.children[i].push_back(i + 1);
     const auto least = float(i % 3 == 0 ? 1e-37 : 1e-12);
-    if (i == 0)
-      model.tables.push_back({0.5f, 0.5f});
-    else
-      model.tables.push_back({1 - least, least, least, 1 - least});
+    model.tables.push_back({1 - least, least, least, 1 - least});
   }
+  model.tables[0] = {0.5f, 0.5f};
   CaseQuestion question{model.numstates, model.parents, {}, {}, {}};
   question.table = [&](int i) { return model.Table(i); };
   for (int i = 0; i < LENGTH; i += 2) question.observed.push_back(i);
@@ -147,33 +186,30 @@ TEST_F(ManyCasesTest, LosesNothingForWantOfRange) {
   for (int number = 0; number < 40; ++number)
     for (int k = 0; k < question.observed.size(); ++k)
       states.push_back(number < 20 ? (k * 20 > number * 30) : random.Below(3) - 1);
-  std::vector<float> beliefs(std::size_t(40 * 2 * question.targets.size()));
-  std::vector<double> logs(40);
-  std::ptrdiff_t impossible;
-  for (const CaseWay way : {CaseWay::LANES, CaseWay::SINGLY}) {
-    ManyCases many(question, way);
-    ASSERT_EQ(many.Answer({states.data(), 40, beliefs.data(), logs.data()}, 1, nullptr, &impossible), Status::Done);
-    EXPECT_EQ(impossible, 0);
-    const Compiled compiled(model);
-    ASSERT_EQ(compiled.inference->AllocatePotentials(nullptr), Status::Done);
-    compiled.inference->SetTables(question.table);
-    const float* got = beliefs.data();
-    for (int number = 0; number < 40; ++number) {
-      for (int k = 0; k < question.observed.size(); ++k) {
-        const int state = states[std::size_t(number * question.observed.size() + k)];
-        if (state < 0)
-          compiled.inference->ClearFinding(question.observed[k]);
-        else
-          compiled.inference->SetState(question.observed[k], state);
-      }
-      ASSERT_EQ(compiled.inference->Propagate(), Status::Done);
-      EXPECT_NEAR(logs[std::size_t(number)], compiled.inference->LogProbability(), 1e-5) << number;
-      for (int target : question.targets) {
-        float belief[2];
-        ASSERT_EQ(compiled.inference->Belief(target, belief), Status::Done);
-        for (float b : belief) EXPECT_NEAR(*got++, b, 1e-6) << number << " " << target;
+  CompareWithInference(model, question, states);
+}
+
+// Nets whose tables use the whole range of floats.
+TEST_F(ManyCasesTest, LosesNothingOfTablesOfAnyRange) {
+  for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(seed);
+    Survey survey(RandomModel(random, {10, 30, 2, 3, 3, 1e300, 0.1}), random, 20, 0.5);
+    const double range = 37 * random.Share();
+    for (std::size_t i = 0; i < survey.model.tables.size(); ++i) {
+      std::vector<float>& table = survey.model.tables[i];
+      const auto own = std::size_t(survey.model.numstates[int(i)]);
+      for (std::size_t row = 0; row < table.size(); row += own) {
+        const std::size_t large = std::size_t(random.Below(int(own)));
+        for (std::size_t s = 0; s < own; ++s) table[row + s] = float(std::pow(10.0, -range * random.Share()) / 4);
+        table[row + large] = 0;
+        table[row + large] =
+            1 - std::accumulate(table.begin() + std::ptrdiff_t(row), table.begin() + std::ptrdiff_t(row + own), 0.0f);
       }
     }
+    if (survey.observed.empty()) continue;
+    CompareWithInference(survey.model, survey.Question(), survey.states);
+    if (HasFailure()) return;
   }
 }
 

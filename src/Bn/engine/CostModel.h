@@ -55,7 +55,7 @@ inline constexpr double MAKE_PLAN = 3000;     // to make a plan for a large step
 inline constexpr double PLANNED_ENTRY = 0.7;  //   and an entry then
 
 // Models without the known nodes (ReducedModels.cpp).
-inline constexpr double MAKE_MODEL_NODE = 8000;               // to make one, by nodes
+inline constexpr double MAKE_MODEL_NODE = 2000;               // to make one, by nodes
 inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 

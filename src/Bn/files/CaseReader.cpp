@@ -148,6 +148,29 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const EntryText& entry, 
   return nullptr;
 }
 
+// Entries with a tab behind each that are names of states of up to eight bytes, or that nobody asked for: nearly all of
+// most rows. Goes on from the column and the place as far as there are such, and answers the first place after them.
+const char* CaseReader::ReadShortNames(const char* p, int* count, statetype* states) const {
+  const CaseColumn* const columns = head_.columns.data();
+  const int numcolumns = head_.columns.size();
+  int i = *count;
+  for (; i < numcolumns; ++i) {
+    const CaseColumn& column = columns[i];
+    const ShortEntry entry(p);
+    if (!entry.endsInTab) break;
+    if (column.byName) {
+      const statetype state = column.names.FindShort(entry);
+      if (state == StateNames::NO_NAME) break;
+      states[column.wanted] = state;
+    } else if (column.kind != CaseColumn::Skipped) {
+      break;
+    }
+    p += entry.length + 1;
+  }
+  *count = i;
+  return p;
+}
+
 // An entry ends at white space; a tab after it leads to the next entry, which may be empty. The line's end is white
 // space too, or the 0 behind the file's last byte.
 Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
@@ -156,6 +179,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   const int numcolumns = head_.columns.size();
   int count = 0;
   for (bool more = true; more;) {
+    p = ReadShortNames(p, &count, row->states);
     // Blanks before an entry do not count, whatever separates the columns.
     while (*p == ' ') ++p;
     const EntryText entry(p);

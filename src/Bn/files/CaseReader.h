@@ -47,6 +47,7 @@ class CaseReader {
   void ForgetUnfit() { numUnfit_ = 0, numUnknown_ = 0; }
 
  private:
+  const char* ReadShortNames(const char* p, int* count, statetype* states) const;
   Failure ReadEntries(const char* lineEnd, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   void ReadState(const CaseColumn& column, const EntryText& entry, statetype* state);

@@ -9,7 +9,7 @@ bool StateNames::Add(const char* name, statetype state) {
   const std::size_t length = std::min(std::strlen(name), sizeof padded - 8);
   std::memcpy(padded, name, length);
   const EntryText text(padded, length);
-  const std::size_t own = Slot(text.key, length);
+  const std::size_t own = Slot(text.key);
   std::size_t at = own;
   while (slots_[at].length > 0) at = (at + 1) & mask_;
   slots_[at] = {text.key, length, name, state};

@@ -17,24 +17,16 @@ struct EntryText {
   std::uint64_t key;  // the first eight bytes of it, the first one lowest
 
   explicit EntryText(const char* start) : text(start) {
-    const std::uint64_t word = Word(start);
-    // The lowest bit that is set is the highest of the first byte up to ' ' (bytes after it may be marked wrongly).
-    constexpr std::uint64_t EACH = 0x0101010101010101;
-    const std::uint64_t ends = (word - EACH * (' ' + 1)) & ~word & EACH * 0x80;
-    length = static_cast<std::size_t>(std::countr_zero(ends)) / 8;
-    if (ends != 0) {
-      key = word & (((ends & (~ends + 1)) - 1) >> 7);  // all bits below the byte that ends it
-    } else {
-      key = word;
-      while (static_cast<unsigned char>(text[length]) > ' ') ++length;
-    }
+    const std::uint64_t word = Word(start), end = FirstEnd(word);
+    length = static_cast<std::size_t>(std::countr_zero(end)) / 8;
+    key = word & BitsBefore(end);
+    while (end == 0 && static_cast<unsigned char>(text[length]) > ' ') ++length;
   }
   EntryText(const char* start, std::size_t size) : text(start), length(size), key(Word(start)) {
     if (size < 8) key &= (std::uint64_t{1} << (8 * size)) - 1;
   }
   const char* End() const { return text + length; }
 
- private:
   static std::uint64_t Word(const char* text) {
     std::uint64_t word;
     std::memcpy(&word, text, 8);
@@ -45,6 +37,27 @@ struct EntryText {
     }
     return word;
   }
+  // The highest bit of the first byte up to ' '; 0 where none of the eight is.
+  static std::uint64_t FirstEnd(std::uint64_t word) {
+    constexpr std::uint64_t EACH = 0x0101010101010101;
+    const std::uint64_t ends = (word - EACH * (' ' + 1)) & ~word & EACH * 0x80;  // bytes after it may be marked wrongly
+    return ends & (~ends + 1);
+  }
+  static std::uint64_t BitsBefore(std::uint64_t end) { return end == 0 ? ~end : (end - 1) >> 7; }
+};
+
+// One that may be of up to eight bytes.
+struct ShortEntry {
+  std::size_t length;
+  std::uint64_t key;  // as an EntryText's
+  bool endsInTab;     // and so is as short
+
+  explicit ShortEntry(const char* text) {
+    const std::uint64_t word = EntryText::Word(text), end = EntryText::FirstEnd(word);
+    length = static_cast<std::size_t>(std::countr_zero(end)) / 8;
+    key = word & EntryText::BitsBefore(end);
+    endsInTab = text[length] == '\t';
+  }
 };
 
 class StateNames {
@@ -54,10 +67,15 @@ class StateNames {
   void Fill(const bnode& node);
   // UNDEF_STATE for the mark of a missing entry.
   statetype Find(const EntryText& entry) const {
-    const std::size_t at = Slot(entry.key, entry.length);
+    const std::size_t at = Slot(entry.key);
     const Name& name = slots_[at];
     if (name.key == entry.key && name.length == entry.length && entry.length <= 8) return name.state;
     return name.length == 0 ? static_cast<statetype>(NO_NAME) : FindFrom(at, entry);
+  }
+  // NO_NAME also where the slot is another's.
+  statetype FindShort(const ShortEntry& entry) const {
+    const Name& name = slots_[Slot(entry.key)];
+    return name.key == entry.key && name.length == entry.length ? name.state : static_cast<statetype>(NO_NAME);
   }
 
  private:
@@ -70,9 +88,7 @@ class StateNames {
   bool Add(const char* name, statetype state);  // whether its own slot was free
   bool Place(const bnode& node);                // the same of all names
   statetype FindFrom(std::size_t at, const EntryText& entry) const;
-  std::size_t Slot(std::uint64_t key, std::size_t length) const {
-    return static_cast<std::size_t>(((key + length) * multiplier_) >> 40) & mask_;
-  }
+  std::size_t Slot(std::uint64_t key) const { return static_cast<std::size_t>((key * multiplier_) >> 40) & mask_; }
   Vector<Name> slots_;
   std::size_t mask_ = 0;
   std::uint64_t multiplier_ = 0x9E3779B97F4A7C15;

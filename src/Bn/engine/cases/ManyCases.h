@@ -60,6 +60,7 @@ class ManyCases {
   int numBeliefs_ = 0;    // of a case
   Owned<CaseTree> tree_;  // NULL where there is nothing to be computed
   CaseProgram program_;
+  bool isReady_ = true;       // false: the program could not be made for want of memory
   Owned<SingleCase> single_;  // NULL where cases are computed in lanes
 };
 

@@ -297,8 +297,10 @@ void CliquePasses::AddTarget(int size, float* narrow) {
   } else {
     const int k = place_.targets.size();
     place_.sums.GrowTo(k + 1);
-    place_.sums[k].assign(size, 0.0);
-    target.wide = place_.sums[k].data();
+    Vector<double>& sums = place_.sums[k];
+    sums.GrowTo(size);
+    std::fill_n(sums.data(), size, 0.0);
+    target.wide = sums.data();
   }
   place_.targets.push_back(target);
 }

@@ -21,6 +21,12 @@ struct CutTables {
   Vector<unsigned char> known;    // [node]; such a node has one state here and is nobody's parent
   Vector<Vector<float>> tables;   // [node] what agrees with the findings, or empty where that is all
   Vector<Vector<double>> scales;  // [known node] of each entry the scale of its row, or empty where all are 1
+  // What the whole tables tell of their parts.
+  struct Whole {
+    bool serves = false;  // all rows are distributions as they are, and none has an entry that is very small
+    int low = 0;          // no positive entry is below 2^low
+  };
+  Vector<Whole> from;  // [node]
 };
 
 using TableSource = std::function<const float*(int node)>;

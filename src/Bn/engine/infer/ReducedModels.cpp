@@ -16,7 +16,7 @@ constexpr int MAX_MODELS = 16;
 
 }  // namespace
 
-ReducedModels::ReducedModels(const Structure& structure, Findings& findings, const NodeTables& tables,
+ReducedModels::ReducedModels(const Structure& structure, Findings& findings, NodeTables& tables,
                              Propagation& propagation, const Costs& costs, const Mode& mode)
     : structure_(structure),
       findings_(findings),
@@ -49,7 +49,7 @@ bool ReducedModels::MakeTree(Model* model, double limit) {
   // The greedy order, or a quicker-found one where that makes smaller tables.
   const Graph moral = MoralGraph(model->parents, children);
   Order order = FindOrder(moral, model->numstates, nullptr);
-  if (Order quick = QuickOrder(moral, model->numstates, order.cost, [](double cost) { return cost; });
+  if (Order quick = QuickOrder(moral, model->numstates, order.cost, [](double cost) { return 0.2 * cost; });
       !quick.nodes.empty())
     order = std::move(quick);
   model->cost = cost::MODEL_ENTRY * order.cost + cost::MODEL_NODE * n;
@@ -121,7 +121,13 @@ void ReducedModels::HandOver(Model* model) {
   const int n = structure_.NumNodes();
   model->cut.tables.resize(n);
   model->cut.scales.resize(n);
-  for (int i = 0; i < n; ++i) CutTable(i, &model->cut);
+  model->cut.from.resize(n);
+  for (int i = 0; i < n; ++i) {
+    CutTable(i, &model->cut);
+    const TableFacts& whole = tables_.FactsOf(i);
+    constexpr int VERY_SMALL = -20;
+    model->cut.from[i] = {!whole.informs && whole.cleaned.empty() && whole.low > VERY_SMALL, whole.low};
+  }
   Inference& inference = *model->inference;
   inference.SetMaximize(mode_.maximize);
   inference.SetCutTables(model->cut, mode_.watch, [this, model](int node) {

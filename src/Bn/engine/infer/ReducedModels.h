@@ -11,7 +11,7 @@ namespace bravic::engine {
 
 class ReducedModels {
  public:
-  ReducedModels(const Structure& structure, Findings& findings, const NodeTables& tables, Propagation& propagation,
+  ReducedModels(const Structure& structure, Findings& findings, NodeTables& tables, Propagation& propagation,
                 const Costs& costs, const Mode& mode);
 
   void Drop() { models_.clear(); }
@@ -38,7 +38,7 @@ class ReducedModels {
 
   const Structure& structure_;
   Findings& findings_;
-  const NodeTables& tables_;
+  NodeTables& tables_;
   Propagation& propagation_;
   const Costs& costs_;
   const Mode& mode_;

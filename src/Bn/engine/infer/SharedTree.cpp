@@ -245,7 +245,7 @@ void SharedTree::RunSlice(int number, int slice, int worker) {
   PassResult result = step.result;
   double* apart = sums_.data() + step.apartAt + slice * (isSliced ? plan.sumsApart : 0);
   passes_.RunPrepared(*step.pass, RequestOf(step), isSliced ? slice : -1, apart, &place, &result);
-  if (slice == 0) step.result.unscale = result.unscale;
+  if (slice == 0) step.unscale = result.unscale;
 }
 
 // What the slices have summed becomes messages and beliefs.
@@ -266,7 +266,7 @@ bool SharedTree::EndStep(int number, int worker) {
       const MessageId id = clique.links[links_[step.firstLink + i]].out;
       const int size = findings_.FreeSize(structure_.VariablesOf(id));
       const int lost = isSweep ? NO_LOSS : step.result.LostInSums(size, mode_.maximize);
-      const MessageSums sums = {targets[i], step.result.unscale, exponent, lost};
+      const MessageSums sums = {targets[i], step.unscale, exponent, lost};
       if (messages_.StorePromised(id, sums, isSweep) != Outcome::GOOD) return false;
     }
     if (step.readsLone && seat.marginals.ReadAll(targets.back().wide, clique.lone, NO_LOSS, placeOf_) != Outcome::GOOD)

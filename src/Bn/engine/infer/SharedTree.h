@@ -35,7 +35,8 @@ class SharedTree final : private StepWork {
     bool readsLone = false;
     bool canRun = true;                         // by any thread
     int loneAt = 0, loneSize = 0, apartAt = 0;  // in sums_
-    PassResult result;
+    PassResult result;                          // but for what the sums are to be multiplied by,
+    double unscale = 1;                         // which running tells
   };
   // What a thread works with.
   struct Seat {

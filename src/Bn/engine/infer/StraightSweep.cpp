@@ -110,6 +110,33 @@ void StraightSweep::NoteFindings() {
     if (!states_[p].isInward) states_[tree_->parts[p].parent].isInward = false;
 }
 
+// Multiplies all entries, whose axes are given, by those of a table with these strides. Neighbouring axes that the
+// table steps through alike are joined.
+void StraightSweep::MultiplyAll(std::span<const int> sizes, std::span<const int> strides, const double* table,
+                                double* to) {
+  int joined[MAX_AXES], steps[MAX_AXES], count = 0;
+  for (int a = 0; a < Count(sizes); ++a) {
+    if (count > 0 && steps[count - 1] == strides[a] * sizes[a]) {
+      joined[count - 1] *= sizes[a];
+      steps[count - 1] = strides[a];
+    } else {
+      joined[count] = sizes[a];
+      steps[count++] = strides[a];
+    }
+  }
+  const int last = std::max(count - 1, 0), length = count > 0 ? joined[last] : 1, step = count > 0 ? steps[last] : 0;
+  ForEachOffset(last, joined, steps, [&](int offset) {
+    const double* from = table + offset;
+    if (step == 0) {
+      const double factor = *from;
+      for (int k = 0; k < length; ++k) to[k] *= factor;
+    } else {
+      for (int k = 0; k < length; ++k, from += step) to[k] *= *from;
+    }
+    to += length;
+  });
+}
+
 // The product of the tables at home in the clique; false where doubles cannot hold it.
 bool StraightSweep::Fill(int p) {
   const Part& part = tree_->parts[p];
@@ -119,24 +146,25 @@ bool StraightSweep::Fill(int p) {
   double* const entries = potentials_ + part.begin;
   std::fill_n(entries, part.size, 1.0);
   int low = 0;
-  const int last = Count(variables) - 1, length = last >= 0 ? shape_.sizes[last] : 1;
   for (int node : structure_.cliques[part.clique].homed) {
     if (!tables_[node]) continue;
     low += tables_.FactsOf(node).low;
-    factor_.resize(structure_.TableSize(node));
+    factor_.GrowTo(structure_.TableSize(node));
     tables_.CopyScaled(node, 1, factor_.data());
     int strides[MAX_AXES] = {};
     maker_.PlaceAll(structure_.families[node], strides);
-    const int step = last >= 0 ? strides[last] : 0;
-    double* to = entries;
-    ForEachOffset(std::max(last, 0), shape_.sizes.data(), strides, [&](int offset) {
-      for (int k = 0; k < length; ++k, offset += step) *to++ *= factor_[offset];
-    });
+    MultiplyAll(std::span(shape_.sizes.data(), variables.size()), std::span(strides, variables.size()), factor_.data(),
+                entries);
   }
   if (low < DOUBLE_FLOOR) return false;
-  Spread spread;
-  FindRange(entries, part.size, &spread.largest, &spread.least);
-  states_[p].low = spread.IsZero() ? 0 : std::min(0, spread.Low());
+  // What the tables promise is looked at more closely where it may come to matter.
+  constexpr int VERY_SMALL = -100;
+  if (low < VERY_SMALL) {
+    Spread spread;
+    FindRange(entries, part.size, &spread.largest, &spread.least);
+    low = spread.IsZero() ? 0 : std::min(0, spread.Low());
+  }
+  states_[p].low = low;
   states_[p].isFilled = true;
   return true;
 }
