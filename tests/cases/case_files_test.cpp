@@ -568,6 +568,10 @@ TEST_F(CaseFiles, MayHaveRowsLongerThanTheBuffer) {
     SetHeapGate(nullptr);
     EXPECT_NE(Reports().find("not enough memory to read a"), std::string::npos) << allowed;
   }
+  SetHeapGate([](std::size_t nbytes) { return nbytes < 60000; });
+  Read(FIRST_CASE);
+  SetHeapGate(nullptr);
+  EXPECT_NE(Reports().find("not enough memory to read a case file"), std::string::npos);
   Put(std::string(INDICATOR) + "Named\n");
   std::filesystem::resize_file(Path(), 70 << 20);
   Read(FIRST_CASE);

@@ -58,6 +58,17 @@ TEST_F(CaseBeliefs, AreThoseOfCasesEnteredByHand) {
   EXPECT_EQ(BeliefsOfCases_bn(observed_, nullptr, 0, targets_, nullptr, nullptr, 1), 0);
 }
 
+TEST_F(CaseBeliefs, AreThoseOfTheTablesThereAre) {
+  CompileNet_bn(net_.get());
+  EXPECT_EQ(Ask({UNDEF_STATE, UNDEF_STATE, UNDEF_STATE}), 0);
+  EXPECT_EQ(Ask({UNDEF_STATE, UNDEF_STATE, UNDEF_STATE}), 0);
+  EXPECT_NEAR(beliefs_[0], 0.0104, 1e-6);
+  SetTable(Named(net_, "asia"), {1, 0});
+  CompileNet_bn(net_.get());
+  EXPECT_EQ(Ask({UNDEF_STATE, UNDEF_STATE, UNDEF_STATE}), 0);
+  EXPECT_NEAR(beliefs_[0], 0.05, 1e-6);
+}
+
 TEST_F(CaseBeliefs, OfWhatIsImpossible) {
   node_bn tub = Named(net_, "tub");
   SetTable(tub, {0, 1, 0, 1});

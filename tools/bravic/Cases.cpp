@@ -5,6 +5,13 @@
 
 #include "Terminal.h"
 
+namespace {
+
+// A block takes no more memory than that; the first is small, since most files are.
+constexpr std::size_t MEMORY = std::size_t{32} << 20, LEAST_ROOM = 256, MOST_ROOM = 65536;
+
+}  // namespace
+
 bool CanBeKnown(node_bn node) {
   const int kind = GetNodeKind_bn(node);
   return GetNodeNumberStates_bn(node) > 0 && (kind == NATURE_NODE || kind == DECISION_NODE);
@@ -27,12 +34,14 @@ CaseBlocks::CaseBlocks(const std::string& path, const Net& net, Session& session
 }
 
 void CaseBlocks::Choose(std::vector<node_bn> nodes, std::size_t bytesPerCase) {
-  constexpr std::size_t MEMORY = std::size_t{32} << 20, MOST = 65536, LEAST = 64;
   const std::size_t bytes = nodes.size() * sizeof(statetype) + bytesPerCase + sizeof(long) + sizeof(double);
-  const std::size_t room = std::clamp(MEMORY / bytes, LEAST, MOST);
-  room_ = static_cast<long>(room);
+  mostRoom_ = std::clamp(MEMORY / bytes, LEAST_ROOM, MOST_ROOM);
   nodes_ = std::move(nodes);
   list_ = MakeList(nodes_, session_);
+  MakeRoom(LEAST_ROOM);
+}
+
+void CaseBlocks::MakeRoom(std::size_t room) {
   states_.resize(room * nodes_.size());
   ids_.resize(room);
   weights_.resize(room);
@@ -40,8 +49,9 @@ void CaseBlocks::Choose(std::vector<node_bn> nodes, std::size_t bytesPerCase) {
 
 bool CaseBlocks::Next() {
   first_ += static_cast<long>(size_);
-  const long read =
-      ReadCaseStates_bn(file_.get(), list_.get(), &position_, room_, states_.data(), ids_.data(), weights_.data());
+  if (size_ == ids_.size()) MakeRoom(std::min(4 * size_, mostRoom_));
+  const long read = ReadCaseStates_bn(file_.get(), list_.get(), &position_, static_cast<long>(ids_.size()),
+                                      states_.data(), ids_.data(), weights_.data());
   session_.CheckCases();
   size_ = read > 0 ? static_cast<std::size_t>(read) : 0;
   return size_ > 0;

@@ -24,14 +24,16 @@ class CaseBlocks {
   double ShareRead() const;
 
  private:
+  void MakeRoom(std::size_t room);
+
   Session& session_;
   InputFile input_;
   File file_;
   std::vector<node_bn> columns_, nodes_;
   NodeList list_;
   double position_ = 0, fileSize_ = 0;
-  long first_ = 1, room_ = 0;
-  std::size_t size_ = 0;
+  long first_ = 1;
+  std::size_t size_ = 0, mostRoom_ = 0;  // cases in the block at hand, and in the largest
   std::vector<statetype> states_;
   std::vector<long> ids_;
   std::vector<double> weights_;

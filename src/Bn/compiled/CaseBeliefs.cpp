@@ -94,6 +94,14 @@ engine::CaseQuestion MakeQuestion(const CompiledNet& compiled, const nodelist_re
   return question;
 }
 
+// The question made ready, unless it is the same as the one before.
+engine::ManyCases& Prepare(CompiledNet& compiled, engine::CaseQuestion question) {
+  const bool isSame = compiled.cases && compiled.cases->Question().observed == question.observed &&
+                      compiled.cases->Question().targets == question.targets;
+  if (!isSame) compiled.cases = MakeOwned<engine::ManyCases>(std::move(question));
+  return *compiled.cases;
+}
+
 }  // namespace
 
 long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, const CaseArrays& cases,
@@ -112,7 +120,8 @@ long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, c
     return -1;
   LongWork wait("Updating beliefs", 0, Showing::WithEstimate);
   wait.Begin();
-  engine::ManyCases many(MakeQuestion(*net->compiled, observed, targets));
+  CompiledNet& compiled = *net->compiled;
+  engine::ManyCases& many = Prepare(compiled, MakeQuestion(compiled, observed, targets));
   const auto progress = [&wait](double fraction) {
     wait.SetShare(fraction);
     return wait.Halts(LongWork::BETWEEN_LOOKS);
@@ -120,6 +129,7 @@ long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, c
   std::ptrdiff_t numImpossible = 0;
   const engine::Status status = many.Answer({cases.states, cases.numCases, cases.beliefs, cases.logProbs},
                                             numThreads > 0 ? numThreads : NumProcessors(), progress, &numImpossible);
+  if (!many.IsSmall()) compiled.cases.reset();
   if (status != engine::Status::Done) return PostFailure(status);
   // Hosts have an infinity of their own.
   if (cases.logProbs && numImpossible > 0)

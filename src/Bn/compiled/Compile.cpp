@@ -51,13 +51,15 @@ bool FitsInTables(const engine::JunctionTree& tree) {
 }
 
 // The tree to compute with. Hosts are told of the tree of the stored order; where its tables are large, that of a
-// quickly found order whose tables are well smaller takes its place in computing. It may be too large as well.
+// quickly found order whose tables are smaller takes its place in computing. It may be too large as well; where the
+// host's own order is refused for that, none is looked for.
 engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const CompileGraph& graph,
-                                   const engine::Graph& moral) {
-  constexpr double ENTRIES_WORTH_SEARCHING = 16384, SHARE_WORTH_TAKING = 0.97;
-  if (told.totalSize > ENTRIES_WORTH_SEARCHING) {
-    const engine::Order quick = engine::QuickOrder(moral, graph.numstates, SHARE_WORTH_TAKING * told.totalSize,
-                                                   engine::cost::TreeWorthSearching);
+                                   const engine::Graph& moral, bool hasHostOrder) {
+  constexpr double ENTRIES_WORTH_SEARCHING = 16384;
+  const bool isRefused = hasHostOrder && !FitsInTables(told);
+  if (told.totalSize > ENTRIES_WORTH_SEARCHING && !isRefused) {
+    const engine::Order quick =
+        engine::QuickOrder(moral, graph.numstates, told.totalSize, engine::cost::TreeWorthSearching);
     if (!quick.nodes.empty()) {
       const engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
       // Smaller altogether, it may still have a clique too large for a table.
@@ -77,7 +79,7 @@ Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   const Vector<int> order = EliminationOrder(net, graph, moral);
   Owned<CompiledNet> compiled = MakeOwned<CompiledNet>();
   compiled->tree = engine::BuildTree(moral, graph.numstates, graph.parents, order);
-  compiled->computingTree = ComputingTree(compiled->tree, graph, moral);
+  compiled->computingTree = ComputingTree(compiled->tree, graph, moral, net->hasHostOrder);
   if (Failure failure = CheckGoingOn(wait, SHARE_AT_TREE)) return failure;
   compiled->nodes = std::move(graph.nodes);
   compiled->numstates = std::move(graph.numstates);

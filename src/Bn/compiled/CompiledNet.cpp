@@ -36,6 +36,7 @@ void UncompileNet(net_bn net) {
 void DropPotentials(net_bn net) {
   if (net->compiled) {
     net->compiled->inference.reset();
+    net->compiled->cases.reset();
     net->compiled->filled = false;
   }
   ForgetPotentials(net);
@@ -44,6 +45,7 @@ void DropPotentials(net_bn net) {
 void NoteTableChanged(node_bn node) {
   net_bn net = node->innet;
   if (!net || !net->compiled) return;
+  net->compiled->cases.reset();
   if (net->compiled->filled) {
     int i = CompiledIndex(*node);
     if (i >= 0) net->compiled->staleTables.Add(i);
@@ -99,6 +101,7 @@ engine::Status AskEngine(CompiledNet& compiled, int sweeps, Showing showing, Que
 // Counts what is read between two changes of the engine's numbers.
 void NoteReading(CompiledNet& compiled, unsigned long long stamp) {
   if (compiled.readStamp != stamp) {
+    compiled.wasRead = compiled.numRead > 0;
     compiled.readStamp = stamp;
     compiled.numReadEarlier = std::exchange(compiled.numReadBefore, std::exchange(compiled.numRead, 0));
     compiled.allKnown = false;
@@ -108,12 +111,12 @@ void NoteReading(CompiledNet& compiled, unsigned long long stamp) {
 
 // Whether a host that has read so many beliefs is likely to read most of them, or has made them dearer one by one than
 // one sweep over the tree. Who read most of them only before one of the latest two changes may be asking a question
-// between sweeps, until he reads a second one.
+// between sweeps, until he reads a second one. Small nets, of whose host nothing is known, are swept at once.
 bool WorthAll(const CompiledNet& compiled) {
   const int n = compiled.nodes.size();
   const int times = (compiled.numReadBefore > n / 2) + (compiled.numReadEarlier > n / 2);
   return compiled.numRead > n / 4 || times == 2 || (times == 1 && compiled.numRead > 1) ||
-         compiled.inference->SweepPays();
+         (!compiled.wasRead && compiled.inference->IsSweepSmall()) || compiled.inference->SweepPays();
 }
 
 // What is right already stays as it is, whatever becomes of the rest.

@@ -3,6 +3,7 @@
 // read from it (Beliefs.h), and every change of the net says here what it has made stale.
 #pragma once
 
+#include "Bn/engine/cases/ManyCases.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Records.h"
 #include "Win_Face/Interaction.h"
@@ -37,6 +38,8 @@ struct CompiledNet {
   engine::JunctionTree tree;           // by the net's elimination order: what hosts are told of
   engine::JunctionTree computingTree;  // what potentials and messages stand on
   Owned<engine::Inference> inference;
+  // The latest question about many cases, for the next one that is the same; NULL once a table has changed.
+  Owned<engine::ManyCases> cases;
   bool filled = false;           // the engine holds potentials, those of staleTables aside
   StaleSet staleTables;          // nodes whose table changed since
   StaleSet staleFindings;        // nodes whose finding the engine has not been given yet
@@ -45,6 +48,7 @@ struct CompiledNet {
   // Which beliefs are read between two changes of the engine's numbers, so that many are computed in one sweep.
   unsigned long long readStamp = 0;                        // the engine's stamp that the following are about
   int numRead = 0, numReadBefore = 0, numReadEarlier = 0;  // nodes read under this stamp, and under the two before
+  bool wasRead = false;                                    // before this stamp
   bool allKnown = false;                                   // every belief vector is right for the stamp
 };
 

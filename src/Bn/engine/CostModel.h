@@ -39,7 +39,8 @@ inline constexpr double LOOK = 20;            // to look at a clique on the way
 
 // Straight sweeps over small trees (StraightSweep.cpp).
 inline constexpr double STRAIGHT_CLIQUE = 60;  // both ways, beside its entries,
-inline constexpr double STRAIGHT_ENTRY = 0.8;  //   each of which meets every neighbour and every lone variable
+inline constexpr double STRAIGHT_ENTRY = 1.0;  //   each of which meets every neighbour and every lone variable
+inline constexpr double SMALL_SWEEP = 20000;   // one that is made before it is known to be wanted
 
 // Single questions (Question.cpp).
 inline constexpr double QUESTION = 1000;          // to begin

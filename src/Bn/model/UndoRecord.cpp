@@ -17,8 +17,7 @@ namespace {
 
 // A new value of the record, for the caller to fill in; valid until the next one is held.
 HeldValue& Hold(UndoRecord* undo, HeldValue::Form form, void* field) {
-  undo->values.push_back(HeldValue{.form = form, .field = field});
-  return undo->values.back();
+  return undo->values.Add(HeldValue{.form = form, .field = field});
 }
 
 // A row's four parts as they lie in a ROW block.
@@ -379,7 +378,7 @@ void ReplaceTables(UndoRecord* undo, node_bn node, float* probs, float* numcases
 void HoldRow(UndoRecord* undo, node_bn node, long long index) {
   if (!undo) return;
   undo->node = node;
-  undo->values.reserve(undo->values.size() + 2);  // rows are set by the million
+  undo->values.Reserve(2);  // rows are set by the million
   Hold(undo, HeldValue::INT, &node->chance).index = node->chance;
   const int n = node->numstates;
   auto* row = static_cast<RowBlock*>(AllocateCleared(1, sizeof(RowBlock) + n * sizeof(float)));
@@ -399,7 +398,7 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double numb
   SwapFinding(node, value);
   if (undo) {
     undo->node = node;
-    undo->values.push_back(value);
+    undo->values.Add(value);
   } else {
     Free(value.held);
   }

@@ -60,6 +60,29 @@ struct HeldValue {
   int count = 0;          // LIST: entries
 };
 
+// Mostly one, which takes no block of memory.
+class HeldValues {
+ public:
+  void Reserve(int more) {
+    if (count_ + more > 1) many_.reserve(count_ + more);
+  }
+  HeldValue& Add(const HeldValue& value) {
+    if (count_++ == 0) return one_ = value;
+    if (many_.empty()) many_.push_back(one_);
+    many_.push_back(value);
+    return many_.back();
+  }
+  HeldValue* begin() { return many_.empty() ? &one_ : many_.data(); }
+  HeldValue* end() { return begin() + count_; }
+  const HeldValue* begin() const { return many_.empty() ? &one_ : many_.data(); }
+  const HeldValue* end() const { return begin() + count_; }
+
+ private:
+  HeldValue one_ = {};
+  int count_ = 0;
+  Vector<HeldValue> many_;  // all of them, once they are more than one
+};
+
 // A child that went into or out of a parent's children.
 struct ChildEdit {
   node_bn parent, child;
@@ -78,7 +101,7 @@ struct UndoRecord {
   char* whochanged = nullptr;  // owned
   net_bn net = nullptr;
   node_bn node = nullptr;
-  Vector<HeldValue> values;
+  HeldValues values;
   Vector<ChildEdit> edits;      // in the order made
   Vector<Member> nodes, stubs;  // by rising position
   bool membersOut = false;      // the members are outside the net now, and owned

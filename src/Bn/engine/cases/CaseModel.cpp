@@ -1,6 +1,6 @@
 #include "Bn/engine/cases/CaseModel.h"
 
-#include <limits>
+#include <algorithm>
 #include <utility>
 
 #include "Bn/engine/Order.h"
@@ -40,8 +40,8 @@ Vector<unsigned char> FindMattering(const CaseQuestion& question) {
 
 // Many cases are to come, so that a smaller tree is worth a search.
 double BudgetOf(double cost) {
-  constexpr double WORTH_OF_ENTRY = 100;
-  return WORTH_OF_ENTRY * cost;
+  constexpr double WORTH_OF_ENTRY = 100, MOST = 2e7;
+  return std::min(WORTH_OF_ENTRY * cost, MOST);
 }
 
 }  // namespace

@@ -102,17 +102,21 @@ void CaseTree::PlaceReadings() {
   }
 }
 
-CaseTree::Weights CaseTree::Multiply(int c) const {
+bool CaseTree::Multiply(int c, Weights* weights) const {
   const CliqueFacts& clique = structure.cliques[c];
   const Vector<int>& variables = clique.variables;
-  Weights weights;
-  weights.entries.assign(SizeOf(variables), 1.0);
-  Vector<double> table;
+  if (!(model.tree.cliques[c].size < MAX_TABLE_ENTRIES)) return false;
+  weights->size = SizeOf(variables);
+  weights->entries = TryMakeBlock<double>(weights->size);
+  if (!weights->entries) return false;
+  double* const entries = weights->entries.get();
+  std::fill_n(entries, weights->size, 1.0);
   for (int node : clique.homed) {
     if (!tables_[node]) continue;
-    table.resize(structure.TableSize(node));
-    tables_.CopyScaled(node, 1, table.data());
-    int sizes[MAX_AXES], strides[MAX_AXES] = {}, next = 0;
+    const Block<double> table = TryMakeBlock<double>(structure.TableSize(node));
+    if (!table) return false;
+    tables_.CopyScaled(node, 1, table.get());
+    int sizes[MAX_AXES], strides[MAX_AXES] = {};
     for (int a = 0; a < variables.size(); ++a) sizes[a] = structure.numstates[variables[a]];
     const Vector<int>& family = structure.families[node];
     ForEachStride(
@@ -121,16 +125,17 @@ CaseTree::Weights CaseTree::Multiply(int c) const {
           const auto at = std::find(variables.begin(), variables.end(), family[k]);
           if (at != variables.end()) strides[at - variables.begin()] = stride;
         });
-    ForEachOffset(variables.size(), sizes, strides, [&](int offset) { weights.entries[next++] *= table[offset]; });
+    double* next = entries;
+    ForEachOffset(variables.size(), sizes, strides, [&](int offset) { *next++ *= table[offset]; });
   }
   double largest, least;
-  FindRange(weights.entries.data(), weights.entries.size(), &largest, &least);
-  if (!(largest > 0)) return weights;
-  weights.exponent = Exponent(largest);
-  const double scale = PowerOfTwo(NormalExponent(-weights.exponent));
-  for (double& entry : weights.entries) entry *= scale;
-  weights.low = least * scale;
-  return weights;
+  FindRange(entries, weights->size, &largest, &least);
+  if (!(largest > 0)) return true;
+  weights->exponent = Exponent(largest);
+  const double scale = PowerOfTwo(NormalExponent(-weights->exponent));
+  for (int k = 0; k < weights->size; ++k) entries[k] *= scale;
+  weights->low = least * scale;
+  return true;
 }
 
 }  // namespace bravic::engine

@@ -12,7 +12,8 @@ class CaseTree {
   static constexpr int NOWHERE = -1;
   // A clique's potential, its largest entry scaled to [0.5, 1) by 2^-exponent. No positive entry is less than low.
   struct Weights {
-    Vector<double> entries;
+    Block<double> entries;
+    int size = 0;
     double low = 1;
     int exponent = 0;
   };
@@ -20,7 +21,7 @@ class CaseTree {
   // Both must outlive it. The model must have a clique.
   CaseTree(const CaseModel& model, const CaseQuestion& question);
 
-  Weights Multiply(int clique) const;
+  bool Multiply(int clique, Weights* weights) const;  // false without memory
   const Vector<int>& VariablesOf(int separator) const { return structure.separators[separator].variables; }
   int SizeOf(std::span<const int> variables) const;
   // The place in the model of a target, and of a node that is observed.

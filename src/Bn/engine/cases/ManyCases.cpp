@@ -51,7 +51,7 @@ ManyCases::ManyCases(CaseQuestion question, CaseWay way, const LaneRunner<float>
   if (way == CaseWay::SINGLY || (way == CaseWay::CHEAPEST && isLarge))
     single_ = MakeOwned<SingleCase>(*tree_);
   else
-    program_ = MakeCaseProgram(*tree_, runner.lanes * static_cast<int>(sizeof(float)));
+    isReady_ = MakeCaseProgram(*tree_, runner.lanes * static_cast<int>(sizeof(float)), &program_);
 }
 
 void ManyCases::AnswerImpossible(const CaseBatch& batch, std::ptrdiff_t number) const {
@@ -212,8 +212,8 @@ Status ManyCases::AnswerDoubtful(const CaseBatch& batch, const ProgressFunction&
     if (count == 0) return Status::Done;
     if (!single_) {
       if (!space.slots) {
-        if (!MakeRoom(runner.lanes, &space)) return Status::NoMemory;
-        program = MakeCaseProgram(*tree_, runner.lanes * static_cast<int>(sizeof(double)));
+        const int slotBytes = runner.lanes * static_cast<int>(sizeof(double));
+        if (!MakeCaseProgram(*tree_, slotBytes, &program) || !MakeRoom(runner.lanes, &space)) return Status::NoMemory;
       }
       RunLanes(runner, program, batch, Cases(cases, static_cast<std::size_t>(count)), &space, fates);
     }
@@ -246,7 +246,7 @@ Status ManyCases::Answer(const CaseBatch& batch, int numThreads, const ProgressF
     return Status::Done;
   }
   const Block<CaseFate> fates = TryMakeBlock<CaseFate>(batch.numCases + 1);
-  if (!fates) return Status::NoMemory;
+  if (!isReady_ || !fates) return Status::NoMemory;
   std::fill_n(fates.get(), batch.numCases, CaseFate::POSSIBLE);
   DistinctCases kinds(batch.states, batch.numCases, question_.observed.size(), single_ != nullptr);
   if (single_) Sort(batch, kinds.Firsts());

@@ -30,6 +30,9 @@ class ManyCases {
   explicit ManyCases(CaseQuestion question, CaseWay way = CaseWay::CHEAPEST,
                      const LaneRunner<float>& runner = BestLaneRunner());
 
+  const CaseQuestion& Question() const { return question_; }
+  // Whether what is prepared for the next cases takes little room.
+  bool IsSmall() const { return !single_ && isReady_; }
   // NoMemory, Halted: the answers are unfinished. numImpossible: cases that cannot be.
   Status Answer(const CaseBatch& batch, int numThreads, const ProgressFunction& progress,
                 std::ptrdiff_t* numImpossible);
@@ -60,6 +63,7 @@ class ManyCases {
   int numBeliefs_ = 0;    // of a case
   Owned<CaseTree> tree_;  // NULL where there is nothing to be computed
   CaseProgram program_;
+  bool isReady_ = true;       // false: the program could not be made for want of memory
   Owned<SingleCase> single_;  // NULL where cases are computed in lanes
 };
 

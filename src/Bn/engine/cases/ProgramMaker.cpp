@@ -13,7 +13,7 @@ class ProgramMaker {
  public:
   ProgramMaker(const CaseTree& tree, int slotBytes) : tree_(tree), structure_(tree.structure), program_(slotBytes) {}
 
-  CaseProgram Make();
+  bool Make(CaseProgram* program);  // false without memory
 
  private:
   static constexpr int NOWHERE = CaseTree::NOWHERE;
@@ -169,7 +169,7 @@ void ProgramMaker::AddTargets(int c) {
 
 // The pass that was begun, over messages that are in range.
 ProgramMaker::Products ProgramMaker::AddPass(int c, bool isOutward, const Weights& weights) {
-  const int number = maker_.Make(weights.entries);
+  const int number = maker_.Make({weights.entries.get(), static_cast<std::size_t>(weights.size)});
   program_.steps.push_back({CaseStep::Kind::PASS, number});
   CasePass& pass = program_.passes[number];
   pass.lows = program_.pool.size();
@@ -188,7 +188,7 @@ ProgramMaker::Products ProgramMaker::AddPass(int c, bool isOutward, const Weight
     }
   }
   if (pass.numLows > 0) products.slot = pass.least = NewSlots(1);
-  return {products, static_cast<double>(weights.entries.size())};
+  return {products, static_cast<double>(weights.size)};
 }
 
 void ProgramMaker::AddInward(int c, const Weights& weights) {
@@ -263,7 +263,7 @@ void ProgramMaker::AddReadings(int c) {
   }
 }
 
-CaseProgram ProgramMaker::Make() {
+bool ProgramMaker::Make(CaseProgram* program) {
   PlaceEvidence();
   PlaceTables();
   PlaceBeliefs();
@@ -271,12 +271,12 @@ CaseProgram ProgramMaker::Make() {
   Vector<Weights> kept(structure_.cliques.size());
   for (int k = tree_.order.size(); k-- > 1;) {
     const int c = tree_.order[k];
-    kept[c] = tree_.Multiply(c);
+    if (!tree_.Multiply(c, &kept[c])) return false;
     program_.exponent += kept[c].exponent;
     AddInward(c, kept[c]);
     if (!tree_.isVisited[c]) kept[c] = {};
   }
-  kept[tree_.root] = tree_.Multiply(tree_.root);
+  if (!tree_.Multiply(tree_.root, &kept[tree_.root])) return false;
   program_.exponent += kept[tree_.root].exponent;
   for (int c : tree_.order) {
     if (!tree_.isVisited[c]) continue;
@@ -290,13 +290,14 @@ CaseProgram ProgramMaker::Make() {
     SetOutward(c, products);
   }
   program_.floats.assign(program_.potentials.begin(), program_.potentials.end());
-  return std::move(program_);
+  *program = std::move(program_);
+  return true;
 }
 
 }  // namespace
 
-CaseProgram MakeCaseProgram(const CaseTree& tree, int slotBytes) {
-  return ProgramMaker(tree, slotBytes).Make();
+bool MakeCaseProgram(const CaseTree& tree, int slotBytes, CaseProgram* program) {
+  return ProgramMaker(tree, slotBytes).Make(program);
 }
 
 }  // namespace bravic::engine

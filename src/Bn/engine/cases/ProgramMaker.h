@@ -1,4 +1,5 @@
-// Makes the program that answers a question about every case, for as many cases at a time as fill so many bytes.
+// Makes the program that answers a question about every case, for as many cases at a time as fill so many bytes;
+// false without memory.
 #pragma once
 
 #include "Bn/engine/cases/CaseProgram.h"
@@ -6,6 +7,6 @@
 
 namespace bravic::engine {
 
-CaseProgram MakeCaseProgram(const CaseTree& tree, int slotBytes);
+bool MakeCaseProgram(const CaseTree& tree, int slotBytes, CaseProgram* program);
 
 }  // namespace bravic::engine

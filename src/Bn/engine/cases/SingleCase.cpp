@@ -52,17 +52,16 @@ SingleCase::SingleCase(const CaseTree& tree) : tree_(tree), structure_(tree.stru
 }
 
 bool SingleCase::Fill(int c) {
-  const CaseTree::Weights weights = tree_.Multiply(c);
+  CaseTree::Weights weights;
+  if (!tree_.Multiply(c, &weights)) return false;
   Potential& potential = potentials_[c];
   potential.low = Exponent(weights.low) - 1;
   if (potential.low < FLOAT_FLOOR) {
-    potential.doubles = TryMakeBlock<double>(weights.entries.size());
-    if (!potential.doubles) return false;
-    std::copy(weights.entries.begin(), weights.entries.end(), potential.doubles.get());
+    potential.doubles = std::move(weights.entries);
   } else {
-    potential.floats = TryMakeBlock<float>(weights.entries.size());
+    potential.floats = TryMakeBlock<float>(weights.size);
     if (!potential.floats) return false;
-    std::transform(weights.entries.begin(), weights.entries.end(), potential.floats.get(),
+    std::transform(weights.entries.get(), weights.entries.get() + weights.size, potential.floats.get(),
                    [](double entry) { return static_cast<float>(entry); });
   }
   exponent_ += weights.exponent;

@@ -80,7 +80,7 @@ bool Answers::SweepStraight(const BeliefPlace& out) {
   const bool isAnswered = propagation_.IsDone(), isWanted = mode_.way == Way::CHEAPEST || mode_.way == Way::STRAIGHT;
   if (!isWanted || !straight_.Serves() || propagation_.IsWide()) return false;
   if (isAnswered && propagation_.Answer() != Status::Done) return false;
-  if (mode_.way == Way::CHEAPEST && straight_.Cost() > costs_.OfSweep() + cost::MESSAGE) return false;
+  if (mode_.way == Way::CHEAPEST && straight_.Cost() > costs_.OfSweepAlone() + cost::MESSAGE) return false;
   ScaledNumber probability;
   const Outcome outcome = straight_.ReadAll(out, &probability);
   if (outcome == Outcome::DOUBTFUL) return false;

@@ -136,6 +136,7 @@ class CliquePasses {
   bool IsPreparedToSend(int clique, int link) const {
     return sends_[clique][link].layout == messages_.LayoutNumber(clique);
   }
+  bool IsPreparedToSweep(int clique) const { return sweeps_[clique].layout == messages_.LayoutNumber(clique); }
   bool IsPreparedToRead(int clique) const { return reads_[clique].layout == messages_.LayoutNumber(clique); }
 
  private:

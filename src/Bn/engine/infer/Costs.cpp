@@ -16,8 +16,7 @@ double Costs::OfTree(int node, double limit) {
       if (messages_.AreBothValid(s)) return cost::MESSAGE;
     target = propagation_.CliqueForReading(node);
   }
-  auto ofNewLayout = [](bool isPrepared) { return isPrepared ? 0 : cost::NEW_LAYOUT; };
-  double cost = OfPass(target) + ofNewLayout(passes_.IsPreparedToRead(target));
+  double cost = OfPass(target) + OfNewLayout(passes_.IsPreparedToRead(target));
   // Outward, as far as messages inward are missing.
   cliques_.assign(1, target);
   cameFrom_.assign(1, -1);
@@ -25,7 +24,7 @@ double Costs::OfTree(int node, double limit) {
     const int c = cliques_[head];
     for (const Link& link : structure_.cliques[c].links) {
       if (link.neighbour == cameFrom_[head] || messages_.IsValid(link.in)) continue;
-      cost += OfPass(link.neighbour) + ofNewLayout(passes_.IsPreparedToSend(link.neighbour, link.back));
+      cost += OfPass(link.neighbour) + OfNewLayout(passes_.IsPreparedToSend(link.neighbour, link.back));
       cliques_.push_back(link.neighbour);
       cameFrom_.push_back(c);
     }
@@ -43,14 +42,21 @@ double Costs::OfPath(int node) {
   return cost;
 }
 
-double Costs::OfSweep() const {
+double Costs::OfSweepAlone() const {
   double cost = 0;
   for (int c = 0; c < structure_.cliques.size(); ++c) {
     const CliqueFacts& clique = structure_.cliques[c];
     int numMissing = !clique.lone.empty();
     for (const Link& link : clique.links) numMissing += !messages_.IsValid(link.out);
-    if (numMissing > 0) cost += std::min(numMissing, 2) * OfPass(c);
+    if (numMissing > 0) cost += std::min(numMissing, 2) * (OfPassAlone(c) + OfNewLayout(passes_.IsPreparedToSweep(c)));
   }
+  return cost;
+}
+
+double Costs::OfFilling() const {
+  double cost = 0;
+  for (int c = 0; c < structure_.cliques.size(); ++c)
+    if (!potentials_[c].filled) cost += cost::FILL_ENTRY * potentials_[c].size;
   return cost;
 }
 

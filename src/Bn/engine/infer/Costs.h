@@ -26,20 +26,25 @@ class Costs {
   double OfTree(int node, double limit);
   // What messages from the latest change to where the belief is read would take in a tree that is up to date.
   double OfPath(int node);
-  // What a sweep over the tree would take.
-  double OfSweep() const;
+  // What a sweep over the tree would take; beside filling potentials, or with it.
+  double OfSweepAlone() const;
+  double OfSweep() const { return OfSweepAlone() + OfFilling(); }
   // Whether single questions since the last change have taken so much that all at once would have been cheaper.
   bool SweepPays();
 
  private:
-  double OfPass(int c) const {
+  static double OfNewLayout(bool isPrepared) { return isPrepared ? 0 : cost::NEW_LAYOUT; }
+  double OfPassAlone(int c) const {
     double size = 1;
     for (int v : structure_.cliques[c].variables)
       if (findings_.IsFree(v)) size *= structure_.numstates[v];
-    const Potential& potential = potentials_[c];
-    const double toFill = potential.filled ? 0 : cost::FILL_ENTRY * potential.size;
-    return cost::MESSAGE + cost::MESSAGE_ENTRY * size + toFill;
+    return cost::MESSAGE + cost::MESSAGE_ENTRY * size;
   }
+  double OfPass(int c) const {
+    const Potential& potential = potentials_[c];
+    return OfPassAlone(c) + (potential.filled ? 0 : cost::FILL_ENTRY * potential.size);
+  }
+  double OfFilling() const;
 
   const Structure& structure_;
   const Findings& findings_;

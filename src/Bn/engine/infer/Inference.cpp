@@ -224,6 +224,10 @@ bool Inference::SweepPays() const {
   return impl_->costs.SweepPays();
 }
 
+bool Inference::IsSweepSmall() const {
+  return impl_->straight.Serves() && impl_->straight.Cost() <= cost::SMALL_SWEEP;
+}
+
 Status Inference::AllBeliefs(const BeliefPlace& out) {
   return impl_->answers.AllBeliefs(out);
 }

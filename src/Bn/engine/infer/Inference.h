@@ -66,6 +66,8 @@ class Inference {
   void SetWay(Way way);
   // Whether single beliefs since the last change have taken so much that all at once would have been cheaper.
   bool SweepPays() const;
+  // Whether all of them take little time, as long as findings stay in the range of doubles.
+  bool IsSweepSmall() const;
   // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
   Status AllBeliefs(const BeliefPlace& out);
   // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
