@@ -186,7 +186,7 @@ TEST(Pass, ProductFillsThePotential) {
     room.GrowFor(plan);
     std::vector<float> product(std::size_t(size), -1.0f);
     const auto factors = c.Factors();
-    RunProduct(plan, engine::BestKernels(), product.data(), factors.data(), &room);
+    RunProduct(plan, -1, engine::BestKernels(), product.data(), factors.data(), &room);
     // The same as the sum onto a table of all axes, of a potential of ones.
     int* strides = shape.AddTarget();
     std::copy_n(shape.Strides(0), shape.numAxes, strides);

@@ -61,7 +61,8 @@ inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over on
 inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
 
 // Threads (TreeWork.cpp, SharedTree.cpp). Work is worth several from so many entries on, and comes in tasks of so many.
-inline constexpr double ENTRIES_WORTH_THREADS = 400000, ENTRIES_OF_A_TASK = 16384;
+inline constexpr double ENTRIES_WORTH_THREADS = 1000000, ENTRIES_OF_A_TASK = 16384;
+inline constexpr int FILL_WORTH_THREADS = 100000;  // of one potential
 
 // Orders and trees.
 inline constexpr double GREEDY_NODE = 300,

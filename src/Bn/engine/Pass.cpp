@@ -312,10 +312,11 @@ void RunPlan(const PassPlan& plan, const Kernels& kernels, const float* potentia
   }
 }
 
-void RunProduct(const PassPlan& plan, const Kernels& best, float* to, const float* const* factors, PassRoom* room) {
+void RunProduct(const PassPlan& plan, int slice, const Kernels& best, float* to, const float* const* factors,
+                PassRoom* room) {
   const Kernels& kernels = Fitting(best, plan.paddedLength);
   PassRoom::Run* const runs = room->tables.data();
-  BlockWalk walk(plan, -1, runs);
+  BlockWalk walk(plan, slice, runs);
   const int* offsets = plan.pool.data() + plan.tables[0].offsets;
   for (int moved = -1, stale = -1;;) {
     stale = std::min(stale, moved);

@@ -19,7 +19,9 @@ void RunSlice(const PassPlan& plan, int slice, const Kernels& kernels, const flo
               const float* const* factors, const PassTarget* targets, double* sumsApart, PassRoom* room, bool maximize,
               float lift);
 void AddSumsApart(const PassPlan& plan, const double* sumsApart, const PassTarget* targets, bool maximize);
-// The product alone: to takes the place of the potential, which is not read; its rows must be dense.
-void RunProduct(const PassPlan& plan, const Kernels& kernels, float* to, const float* const* factors, PassRoom* room);
+// The product alone, or (not -1) that slice of it: to takes the place of the potential, which is not read; its rows
+// must be dense.
+void RunProduct(const PassPlan& plan, int slice, const Kernels& kernels, float* to, const float* const* factors,
+                PassRoom* room);
 
 }  // namespace bravic::engine

@@ -1,10 +1,13 @@
 #include "Bn/engine/infer/Potentials.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 
+#include "Bn/engine/CostModel.h"
 #include "Bn/engine/Pass.h"
 #include "Bn/engine/PlainPass.h"
+#include "Win_Face/Threads.h"
 
 namespace bravic::engine {
 
@@ -132,6 +135,24 @@ bool Potentials::FillDoubles(int c) {
   return true;
 }
 
+// By the shape; slices of a large one by several threads.
+void Potentials::MultiplyTables(const Vector<const float*>& factors, Potential* potential) {
+  MakePlan(shape_, &plan_);
+  const bool isShared = plan_.numSlices > 1 && potential->size >= cost::FILL_WORTH_THREADS;
+  const int numThreads = isShared ? std::min(ThreadsToUse(), plan_.numSlices) : 1;
+  if (rooms_.size() < numThreads) rooms_.resize(numThreads);
+  for (int i = 0; i < numThreads; ++i) rooms_[i].GrowFor(plan_);
+  float* const to = potential->floats.get();
+  if (numThreads == 1) return RunProduct(plan_, -1, mode_.kernels, to, factors.data(), &rooms_[0]);
+  std::atomic<int> next = 0;
+  auto runSlices = [&](int worker) {
+    for (int slice = next++; slice < plan_.numSlices; slice = next++)
+      RunProduct(plan_, slice, mode_.kernels, to, factors.data(), &rooms_[worker]);
+  };
+  RunOnThreads(
+      numThreads, [](void* run, int worker) { (*static_cast<decltype(runSlices)*>(run))(worker); }, &runSlices);
+}
+
 void Potentials::FillFloats(int c) {
   const CliqueFacts& clique = structure_.cliques[c];
   Potential& potential = potentials_[c];
@@ -155,9 +176,7 @@ void Potentials::FillFloats(int c) {
     free = std::fill_n(free, KERNEL_SLACK, 0.0f);
   }
   if (mode_.watch->Halts(potential.size)) return;
-  MakePlan(shape_, &plan_);
-  room_.GrowFor(plan_);
-  RunProduct(plan_, mode_.kernels, potential.floats.get(), factors.data(), &room_);
+  MultiplyTables(factors, &potential);
   // Each of the factors that spread rounding is at least a half.
   if (spreadsRounding_) low -= factors.size();
   potential.range = {low, low < FLOAT_FLOOR ? FLOAT_FLOOR + PRODUCT_BITS : NO_LOSS};

@@ -59,6 +59,7 @@ class Potentials {
   int ShapeTables(int clique);
   bool FillDoubles(int clique);
   void FillFloats(int clique);
+  void MultiplyTables(const Vector<const float*>& factors, Potential* potential);
 
   const Structure& structure_;
   NodeTables& tables_;
@@ -71,7 +72,7 @@ class Potentials {
   ShapeMaker maker_;
   PassShape shape_;
   PassPlan plan_;
-  PassRoom room_;
+  Vector<PassRoom> rooms_;  // [worker]
 };
 
 }  // namespace bravic::engine
