@@ -39,9 +39,26 @@ void NodeTables::Set(TableSource source, const CutTables* cut) {
 // What is left of a row after the cut does not tell its sum any more.
 bool NodeTables::IsDistributionOf(int node, const float* row, double* scale) const {
   if (!cut_ || !cut_->known[node]) return IsDistribution(row, structure_.numstates[node], scale);
-  const Vector<double>& scales = cut_->scales[node];
-  *scale = scales.empty() ? 1 : scales[row - cut_->tables[node].data()];
+  const double* scales = KeptScales(node);
+  *scale = scales ? scales[row - source_(node)] : 1;
   return false;
+}
+
+// Of the rows of a table, if they were found before.
+const double* NodeTables::KeptScales(int node) const {
+  if (!cut_) return facts_[node].known && !facts_[node].scales.empty() ? facts_[node].scales.data() : nullptr;
+  return cut_->tables[node].empty() ? cut_->from[node].scales : cut_->scales[node].data();
+}
+
+const Vector<double>& NodeTables::ScalesOf(int node) {
+  FactsOf(node);
+  Vector<double>& scales = facts_[node].scales;
+  const float* table = source_(node);
+  if (!table || !scales.empty()) return scales;
+  const int own = structure_.numstates[node], numRows = structure_.TableSize(node) / own;
+  scales.resize(numRows);
+  for (int row = 0; row < numRows; ++row) IsDistribution(table + row * own, own, &scales[row]);
+  return scales;
 }
 
 const TableFacts& NodeTables::FactsOf(int node) {

@@ -14,17 +14,19 @@ struct TableFacts {
   bool informs = false;   // rows do not sum to 1, so that it says something of the parents by itself
   int low = 0;            // no positive entry is below 2^low
   Vector<float> cleaned;  // as it is computed with, where that differs from the table
+  Vector<double> scales;  // [row] by what it is multiplied to be computed with; empty until that is asked for
 };
 
 // Tables of a model from which the known nodes were cut out.
 struct CutTables {
   Vector<unsigned char> known;    // [node]; such a node has one state here and is nobody's parent
   Vector<Vector<float>> tables;   // [node] what agrees with the findings, or empty where that is all
-  Vector<Vector<double>> scales;  // [known node] of each entry the scale of its row, or empty where all are 1
+  Vector<Vector<double>> scales;  // [node] of each row of those tables; a known node's have one entry
   // What the whole tables tell of their parts.
   struct Whole {
-    bool serves = false;  // all rows are distributions as they are, and none has an entry that is very small
-    int low = 0;          // no positive entry is below 2^low
+    bool serves = false;             // all rows are distributions as they are, and none has an entry that is very small
+    int low = 0;                     // no positive entry is below 2^low
+    const double* scales = nullptr;  // [row]
   };
   Vector<Whole> from;  // [node]
 };
@@ -47,6 +49,8 @@ class NodeTables {
   // [parent configurations x numstates], or NULL for a factor of 1.
   const float* operator[](int node) const { return source_(node); }
   const TableFacts& FactsOf(int node);
+  // [row] by what each is multiplied to be computed with; kept until the table changes. Not of tables that were cut.
+  const Vector<double>& ScalesOf(int node);
   // Whether the row is a distribution of the node; by what it is multiplied to be computed with.
   bool IsDistributionOf(int node, const float* row, double* scale) const;
   // Copies the table times a factor, each row normalized before it is rounded; answers the end of the copy.
@@ -60,15 +64,21 @@ class NodeTables {
   void ForEachEntry(int node, double factor, Visit visit) const {
     const float* rows = source_(node);
     const int own = structure_.numstates[node];
+    const double* scales = KeptScales(node);
     for (int left = structure_.TableSize(node); left > 0; left -= own, rows += own) {
       double scale;
-      IsDistributionOf(node, rows, &scale);
+      if (scales)
+        scale = *scales++;
+      else
+        IsDistribution(rows, own, &scale);
       scale *= factor;
       for (int s = 0; s < own; ++s) visit(scale == 0 ? 0.0 : scale * rows[s]);
     }
   }
 
  private:
+  const double* KeptScales(int node) const;
+
   const Structure& structure_;
   TableSource source_;
   const CutTables* cut_ = nullptr;

@@ -94,26 +94,24 @@ ReducedModels::Model* ReducedModels::Find(double limit) {
   return models_.back().get();
 }
 
-// The part of the node's table that agrees with the findings. What is left of a row of a known node does not tell its
-// sum any more, so the scales of rows are written down.
+// The part of the node's table that agrees with the findings, with the scales of the rows that this is of: what is left
+// of a row of a known node does not tell its sum any more, and the sums of others are known.
 void ReducedModels::CutTable(int node, CutTables* cut) {
   Vector<float>& table = cut->tables[node];
   Vector<double>& scales = cut->scales[node];
   table.clear();
   scales.clear();
-  const int own = structure_.numstates[node];
   const float* from = tables_[node];
+  if (!from) return;
+  const Vector<double>& whole = tables_.ScalesOf(node);
+  cut->from[node].scales = whole.data();
   const Vector<int>& family = structure_.families[node];
-  const bool isCut = std::any_of(family.begin(), family.end(), [&](int v) { return cut->known[v] != 0; });
-  if (!from || !isCut) return;
-  findings_.ForEachFree(family, {}, [&](int index) { table.push_back(from[index]); });
-  if (!cut->known[node]) return;
+  if (std::none_of(family.begin(), family.end(), [&](int v) { return cut->known[v] != 0; })) return;
+  const int own = structure_.numstates[node], left = cut->known[node] ? 1 : own;
   findings_.ForEachFree(family, {}, [&](int index) {
-    double scale;
-    IsDistribution(from + index / own * own, own, &scale);
-    scales.push_back(scale);
+    if (table.size() % left == 0) scales.push_back(whole[index / own]);
+    table.push_back(from[index]);
   });
-  if (std::all_of(scales.begin(), scales.end(), [](double scale) { return scale == 1; })) scales.clear();
 }
 
 // Tables and likelihoods as they are now.
@@ -123,10 +121,10 @@ void ReducedModels::HandOver(Model* model) {
   model->cut.scales.resize(n);
   model->cut.from.resize(n);
   for (int i = 0; i < n; ++i) {
-    CutTable(i, &model->cut);
     const TableFacts& whole = tables_.FactsOf(i);
     constexpr int VERY_SMALL = -20;
-    model->cut.from[i] = {!whole.informs && whole.cleaned.empty() && whole.low > VERY_SMALL, whole.low};
+    model->cut.from[i] = {!whole.informs && whole.cleaned.empty() && whole.low > VERY_SMALL, whole.low, nullptr};
+    CutTable(i, &model->cut);
   }
   Inference& inference = *model->inference;
   inference.SetMaximize(mode_.maximize);
