@@ -47,7 +47,7 @@ double BudgetOf(double cost) {
 }  // namespace
 
 CaseModel::CaseModel(const CaseQuestion& question) {
-  constexpr double MOST_ADDED = 32;  // entries, to save a message
+  constexpr double MOST_ADDED = 64;  // entries, to save a message
   const Vector<unsigned char> matters = FindMattering(question);
   numberOf.assign(question.numstates.size(), -1);
   for (int node = 0; node < matters.size(); ++node) {
