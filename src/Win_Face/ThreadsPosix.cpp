@@ -70,7 +70,7 @@ State& StateIn(unsigned char* room) {
 }  // namespace
 
 Monitor::Monitor() {
-  static_assert(sizeof(State) <= sizeof state_);
+  static_assert(sizeof(State) <= sizeof state_ && alignof(State) <= 8);
   State* state = new (state_) State;
   pthread_mutex_init(&state->mutex, nullptr);
   pthread_cond_init(&state->changed, nullptr);

@@ -48,7 +48,7 @@ State& StateIn(unsigned char* room) {
 }  // namespace
 
 Monitor::Monitor() {
-  static_assert(sizeof(State) <= sizeof state_);
+  static_assert(sizeof(State) <= sizeof state_ && alignof(State) <= 8);
   State* state = new (state_) State;
   InitializeCriticalSection(&state->section);
   state->wakes = CreateSemaphoreA(nullptr, 0, 0x7FFFFFFF, nullptr);

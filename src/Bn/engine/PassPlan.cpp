@@ -316,7 +316,7 @@ class TableMaker {
 };
 
 // The axis along which a large pass is sliced: one that gives many slices and that the large targets have.
-void ChooseSlices(const Merged& merged, PassPlan* plan) {
+void ChooseSlices(const PassShape& shape, const Merged& merged, PassPlan* plan) {
   constexpr double SLICE_ENTRIES = 32768, SMALL_SHARE = 1.0 / 32;
   double entries = 1;
   for (int a = 0; a < merged.numAxes; ++a) entries *= merged.sizes[a];
@@ -325,10 +325,11 @@ void ChooseSlices(const Merged& merged, PassPlan* plan) {
   plan->sumsApart = 0;
   if (entries < 2 * SLICE_ENTRIES) return;
   const int wanted = static_cast<int>(std::min(entries / SLICE_ENTRIES, 1e6)), first = plan->numFactors + 1;
+  // An axis that is cut has more places here than the table has entries along it.
   auto sizeOf = [&](int t) {
     double size = 1;
-    for (int a = 0; a < merged.numAxes; ++a)
-      if (merged.Strides(t)[a] != 0) size *= merged.sizes[a];
+    for (int a = 0; a < shape.numAxes; ++a)
+      if (shape.Strides(t)[a] != 0) size *= shape.sizes[a];
     return size;
   };
   for (int a = 0; a < plan->numPrefix; ++a) {
@@ -381,7 +382,7 @@ void MakePlan(const PassShape& shape, PassPlan* plan) {
   plan->arena = plan->scales + RoundUp(split.numRows, WIDEST_VECTOR);
   for (int r = 0; r < split.numRows; ++r) plan->pool.push_back(r * split.paddedLength);
   for (int t = 0; t < merged.numTables; ++t) TableMaker(merged, split, t, t > shape.numFactors, plan).Make();
-  ChooseSlices(merged, plan);
+  ChooseSlices(shape, merged, plan);
 }
 
 }  // namespace bravic::engine
