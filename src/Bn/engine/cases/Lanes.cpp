@@ -1,7 +1,6 @@
 #include "Bn/engine/cases/Lanes.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
