@@ -85,6 +85,34 @@ void Infer(const Subject& subject, const std::vector<node_bn>& nature) {
   RetractAllFindings_bn(net);
 }
 
+// Cases drawn, of each of which two thirds of the nodes are known.
+void InferMany(const Subject& subject, const std::vector<node_bn>& nature) {
+  constexpr int DRAWN = 20;
+  net_bn net = subject.net.get();
+  nodelist_bn list = NewNodeList_bn(0, subject.env);
+  std::size_t width = 0;
+  for (node_bn node : nature) {
+    AddNodeToList_bn(node, list, LengthNodeList_bn(list));
+    width += static_cast<std::size_t>(NumStates(node));
+  }
+  std::vector<statetype> states;
+  SeedRandom_ns(1, subject.env);
+  for (int number = 0; number < DRAWN; ++number) {
+    RandomCase_bn(GetNetNodes_bn(net), 0, 1);
+    for (std::size_t i = 0; i < nature.size(); ++i) {
+      const statetype state = GetNodeFinding_bn(nature[i]);
+      states.push_back(state >= 0 && (i + static_cast<std::size_t>(number)) % 3 > 0 ? state : UNDEF_STATE);
+    }
+    RetractAllFindings_bn(net);
+  }
+  std::vector<probtype> beliefs(width * DRAWN, -1.0f);
+  BeliefsOfCases_bn(list, states.data(), DRAWN, list, beliefs.data(), nullptr, 2);
+  FreeNodeList_bn(list);
+  std::string bits;
+  AddBits(bits, beliefs.data(), static_cast<int>(beliefs.size()));
+  Print(subject, "many-cases", bits);
+}
+
 void Learn(const Subject& subject) {
   nodelist_bn all = GetNetNodes_bn(subject.net.get());
   filespec_ns file = FileNamed_ns(subject.path.c_str(), subject.env);
@@ -106,6 +134,7 @@ void Check(const Subject& subject) {
   }
   if (nature.empty()) return;
   Infer(subject, nature);
+  InferMany(subject, nature);
   if (nature.size() == nodes.size()) Learn(subject);
   OptimizeDecisions_bn(GetNetNodes_bn(net));
   const double utility = GetExpectedUtility_bn(net);

@@ -33,7 +33,7 @@ struct Inference::Impl {
   Potentials potentials{structure, tables, mode};
   Messages messages{structure, findings, potentials, mode};
   CliquePasses passes{structure, findings, potentials, messages, mode};
-  SharedTree shared{structure, findings, potentials, messages, passes, mode};
+  SharedTree shared{structure, findings, messages, passes, mode};
   WidePropagation wide{structure, findings, tables, potentials, mode};
   Marginals marginals{structure, findings, mode};
   Propagation propagation{structure, findings, tables, potentials, messages, passes, shared, wide, marginals, mode};

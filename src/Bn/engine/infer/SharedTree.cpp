@@ -8,14 +8,9 @@
 
 namespace bravic::engine {
 
-SharedTree::SharedTree(const Structure& structure, const Findings& findings, Potentials& potentials, Messages& messages,
-                       CliquePasses& passes, const Mode& mode)
-    : structure_(structure),
-      findings_(findings),
-      potentials_(potentials),
-      messages_(messages),
-      passes_(passes),
-      mode_(mode) {}
+SharedTree::SharedTree(const Structure& structure, const Findings& findings, Messages& messages, CliquePasses& passes,
+                       const Mode& mode)
+    : structure_(structure), findings_(findings), messages_(messages), passes_(passes), mode_(mode) {}
 
 bool SharedTree::IsWorthThreads() const {
   return structure_.tree->totalSize >= cost::ENTRIES_WORTH_THREADS && ThreadsToUse() > 1;

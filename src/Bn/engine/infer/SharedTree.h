@@ -13,8 +13,8 @@ namespace bravic::engine {
 
 class SharedTree final : private StepWork {
  public:
-  SharedTree(const Structure& structure, const Findings& findings, Potentials& potentials, Messages& messages,
-             CliquePasses& passes, const Mode& mode);
+  SharedTree(const Structure& structure, const Findings& findings, Messages& messages, CliquePasses& passes,
+             const Mode& mode);
 
   // Makes the messages into the clique that are missing, where they are worth several threads, as far as it can.
   void Collect(int root);
@@ -65,7 +65,6 @@ class SharedTree final : private StepWork {
 
   const Structure& structure_;
   const Findings& findings_;
-  Potentials& potentials_;
   Messages& messages_;
   CliquePasses& passes_;
   const Mode& mode_;
