@@ -2,7 +2,6 @@
 
 #include "support/library.h"
 #include "support/nets.h"
-#include "support/progress.h"
 
 namespace bravic::testing {
 namespace {

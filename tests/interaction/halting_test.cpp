@@ -64,6 +64,11 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     nodelist_bn nodes = GetNetNodes_bn(net.get());
     return ReadCaseStates_bn(many, nodes, &position, MANY, states.data(), nullptr, nullptr) == -1 && position == 0;
   };
+  const auto inferMany = [&] {
+    const std::vector<statetype> states(3 * 64, 5);
+    nodelist_bn nodes = GetNetNodes_bn(net.get());
+    return BeliefsOfCases_bn(nodes, states.data(), 64, nodes, nullptr, nullptr, 2) == -1;
+  };
   const struct {
     const char* name;
     std::function<bool()> isNeutral;
@@ -85,6 +90,7 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
       {"CaseFileRevisesProbs_bn", [&] { return CaseFileRevisesProbs_bn(cases, GetNetNodes_bn(net.get()), 0, 1), true; },
        false, 8},
       {"ReadCaseStates_bn", readMany, false, 2},
+      {"BeliefsOfCases_bn", inferMany},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
