@@ -223,5 +223,38 @@ TEST_F(AllocationTest, ReadingAndWritingANet) {
   }
 }
 
+// What is had for many cases may be refused at any request: they are answered as ever, or not at all.
+TEST_F(AllocationTest, ManyCasesAreAnsweredOrRefused) {
+  std::vector<probtype> expected, beliefs;
+  int numRefused = 0;
+  bool reached = true;
+  for (long n = -1; reached; ++n) {
+    for (bool away : {false, true}) {
+      SCOPED_TRACE(n);
+      Build(3);
+      DeleteNode_bn(At("umbrella"));
+      DeleteNode_bn(At("joy"));
+      CompileNet_bn(net.get());
+      nodelist_bn nodes = DupNodeList_bn(GetNetNodes_bn(net.get()));
+      const statetype states[] = {UNDEF_STATE, 1, UNDEF_STATE, 0, UNDEF_STATE, UNDEF_STATE};
+      beliefs.assign(14, -1.0f);
+      long answer = -2;
+      Starve(n, away, [&] { answer = BeliefsOfCases_bn(nodes, states, 2, nodes, beliefs.data(), nullptr, 2); });
+      reached = n < 0 || failed;
+      if (n < 0) expected = beliefs;
+      if (answer == 0) {
+        EXPECT_EQ(beliefs, expected);
+      } else {
+        EXPECT_EQ(answer, -1);
+        EXPECT_NE(Reports(5), "");
+        ++numRefused;
+      }
+      FreeNodeList_bn(nodes);
+      Reports(0);
+    }
+  }
+  EXPECT_GT(numRefused, 4);
+}
+
 }  // namespace
 }  // namespace bravic::testing
