@@ -46,12 +46,14 @@ bool ReducedModels::MakeTree(Model* model, double limit) {
   Vector<Vector<int>> children(n);
   for (int i = 0; i < n; ++i)
     for (int parent : model->parents[i]) children[parent].push_back(i);
-  // The greedy order, or a quicker-found one where that makes smaller tables.
+  // The greedy order, or where a search is little beside a sweep one that makes smaller tables.
+  constexpr double TIMES_THE_SEARCH = 50;
   const Graph moral = MoralGraph(model->parents, children);
   Order order = FindOrder(moral, model->numstates, nullptr);
-  if (Order quick = QuickOrder(moral, model->numstates, order.cost, [](double cost) { return 0.2 * cost; });
-      !quick.nodes.empty())
-    order = std::move(quick);
+  if (cost::MODEL_ENTRY * order.cost > TIMES_THE_SEARCH * cost::GREEDY_NODE * n) {
+    Order quick = QuickOrder(moral, model->numstates, order.cost, [](double cost) { return 0.2 * cost; });
+    if (!quick.nodes.empty()) order = std::move(quick);
+  }
   model->cost = cost::MODEL_ENTRY * order.cost + cost::MODEL_NODE * n;
   const bool isLarge = order.cost > SHARE_OF_TREE * structure_.tree->totalSize;
   if (model->cost > limit || (isLarge && mode_.way == Way::CHEAPEST)) return false;
