@@ -107,16 +107,10 @@ Update FinishUpdate(net_bn net, engine::Status status) {
       Report(NODE_FINDINGS_INCONSISTENT);
       MarkContradicted(net);
       return Update::Contradicted;
-    case engine::Status::Halted:
-      Post(FailHalted());
+    default:
+      Post(FailAnswer(status));
+      if (status == engine::Status::NoMemory) DropPotentials(net);
       return Update::Failed;
-    default: {
-      Failure failure = FailMemory(NO_MEMORY_FOR_MESSAGES, 0);
-      const char* reason = failure->mesg;
-      Post(Rephrase(std::move(failure), AROUND_UPDATING, reason));
-      DropPotentials(net);
-      return Update::Failed;
-    }
   }
 }
 

@@ -71,24 +71,9 @@ bool FitsArrays(const nodelist_rec& observed, const nodelist_rec& targets, long 
   return false;
 }
 
-long PostFailure(engine::Status status) {
-  if (status == engine::Status::Halted) {
-    Post(FailHalted());
-  } else {
-    Failure failure = FailMemory(NO_MEMORY_FOR_MESSAGES, 0);
-    const char* reason = failure->mesg;
-    Post(Rephrase(std::move(failure), AROUND_UPDATING, reason));
-  }
-  return -1;
-}
-
 engine::CaseQuestion MakeQuestion(const CompiledNet& compiled, const nodelist_rec& observed,
                                   const nodelist_rec& targets) {
-  engine::CaseQuestion question{compiled.numstates, compiled.parents, {}, {}, {}};
-  question.table = [&compiled](int i) -> const float* {
-    const bnode& node = *compiled.nodes[i];
-    return node.kind == UTILITY_NODE ? nullptr : node.probs;
-  };
+  engine::CaseQuestion question{compiled.numstates, compiled.parents, TablesOf(compiled), {}, {}};
   for (node_bn node : Entries(observed)) question.observed.push_back(node->compiledIndex);
   for (node_bn node : Entries(targets)) question.targets.push_back(node->compiledIndex);
   return question;
@@ -130,7 +115,10 @@ long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, c
   const engine::Status status = many.Answer({cases.states, cases.numCases, cases.beliefs, cases.logProbs},
                                             numThreads > 0 ? numThreads : NumProcessors(), progress, &numImpossible);
   if (!many.IsSmall()) compiled.cases.reset();
-  if (status != engine::Status::Done) return PostFailure(status);
+  if (status != engine::Status::Done) {
+    Post(FailAnswer(status));
+    return -1;
+  }
   // Hosts have an infinity of their own.
   if (cases.logProbs && numImpossible > 0)
     std::replace_if(

@@ -144,10 +144,7 @@ Failure FillPotentials(CompiledNet& compiled, bool hasHostOrder) {
     return FailPotential(compiled, compiled.computingTree, failedClique, hasHostOrder);
   }
   if (Failure failure = PrepareTables(compiled)) return failure;
-  compiled.inference->SetTables([&compiled](int i) -> const float* {
-    const bnode& node = *compiled.nodes[i];
-    return node.kind == UTILITY_NODE ? nullptr : node.probs;
-  });
+  compiled.inference->SetTables(TablesOf(compiled));
   compiled.staleFindings.Reset(compiled.nodes.size());
   for (int i = 0; i < compiled.nodes.size(); ++i) {
     bnode& node = *compiled.nodes[i];

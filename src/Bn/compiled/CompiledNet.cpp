@@ -148,6 +148,20 @@ engine::Status FillBeliefs(CompiledNet& compiled, node_bn node) {
 
 }  // namespace
 
+engine::TableSource TablesOf(const CompiledNet& compiled) {
+  return [&compiled](int i) -> const float* {
+    const bnode& node = *compiled.nodes[i];
+    return node.kind == UTILITY_NODE ? nullptr : node.probs;
+  };
+}
+
+Failure FailAnswer(engine::Status status) {
+  if (status == engine::Status::Halted) return FailHalted();
+  Failure failure = FailMemory(NO_MEMORY_FOR_MESSAGES, 0);
+  const char* reason = failure->mesg;
+  return Rephrase(std::move(failure), AROUND_UPDATING, reason);
+}
+
 engine::Status CheckFindings(CompiledNet& compiled) {
   return AskEngine(compiled, 1, Showing::Never, [&] { return compiled.inference->Check(); });
 }

@@ -68,6 +68,11 @@ void NoteFindingChanged(node_bn node, FindingChange change);
 // nothing is propagated.
 void HandOverFindings(net_bn net);
 
+// Where the engine finds the nodes' tables, as long as the record lives.
+engine::TableSource TablesOf(const CompiledNet& compiled);
+// What is posted of an answer that was halted, or for which memory was short.
+Failure FailAnswer(engine::Status status);
+
 // Questions to the engine about the findings that it has been given. All but the last two may take long and be halted.
 engine::Status CheckFindings(CompiledNet& compiled);  // whether they are possible together
 // Their probability, which goes to the net: caseprob and its logarithm.

@@ -48,4 +48,22 @@ inline int ForEachStride(std::span<const int> variables, std::span<const int> nu
   return stride;
 }
 
+// Visits the entries of a dense table that agree with what is known, the last variable fastest: visit(index). has(k):
+// whether the table has variables[k]; stateOf(v): the state that is known, or less than 0.
+template <class Has, class StateOf, class Visit>
+inline void ForEachAgreeing(std::span<const int> variables, std::span<const int> numstates, Has has, StateOf stateOf,
+                            Visit visit) {
+  int sizes[MAX_AXES], strides[MAX_AXES], first = MAX_AXES, known = 0;
+  ForEachStride(variables, numstates, has, [&](int k, int stride) {
+    const int v = variables[k], state = stateOf(v);
+    if (state >= 0) {
+      known += state * stride;
+    } else if (numstates[v] > 1) {
+      sizes[--first] = numstates[v];
+      strides[first] = stride;
+    }
+  });
+  ForEachOffset(MAX_AXES - first, sizes + first, strides + first, [&](int offset) { visit(known + offset); });
+}
+
 }  // namespace bravic::engine

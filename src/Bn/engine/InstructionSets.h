@@ -27,13 +27,16 @@
 
 namespace bravic::engine {
 
+// How many of the wider ones this machine runs: AVX2, and AVX-512 beyond it.
+inline int NumWideSets() {
 #if BRAVIC_WIDE_KERNELS
-inline bool HasAvx2() {
-  return __builtin_cpu_supports("avx2");
-}
-inline bool HasAvx512() {
-  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
-}
+  if (!__builtin_cpu_supports("avx2")) return 0;
+  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq")
+             ? 2
+             : 1;
+#else
+  return 0;
 #endif
+}
 
 }  // namespace bravic::engine

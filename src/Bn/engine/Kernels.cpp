@@ -61,11 +61,7 @@ constexpr Kernels VERSIONS[] = {
 }  // namespace
 
 int NumKernels() {
-  int count = 2;
-#if BRAVIC_WIDE_KERNELS
-  count += HasAvx2() + (HasAvx2() && HasAvx512());
-#endif
-  return count;
+  return 2 + NumWideSets();
 }
 
 const Kernels& KernelsNumber(int i) {

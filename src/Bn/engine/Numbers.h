@@ -31,6 +31,12 @@ inline int NormalExponent(int exponent) {
   return std::clamp(exponent, -1022, 1023);
 }
 
+// Of value * 2^exponent.
+inline double NaturalLogarithm(double value, long long exponent) {
+  constexpr double LOG_2 = 0.69314718055994530942;
+  return std::log(value) + static_cast<double>(exponent) * LOG_2;
+}
+
 // value * 2^exponent: a probability however small.
 struct ScaledNumber {
   double value = 0;

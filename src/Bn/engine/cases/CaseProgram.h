@@ -40,6 +40,7 @@ struct CaseMessage {
   int table = 0, size = 1;            // slots
   int divisor = -1;                   // of a message outward: the message inward, whose place it takes
   int low = -1;                       // scaled: slot for the least positive entry
+  bool isCounted = false;             //   and whether the exponents taken out belong to the total
   int evidence = 0, numEvidence = 0;  // pool: for each, the offsets that belong to the entries
 };
 

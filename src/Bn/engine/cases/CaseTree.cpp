@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "Bn/engine/Axes.h"
 #include "Bn/engine/Numbers.h"
+#include "Bn/engine/PlainPass.h"
 
 namespace bravic::engine {
 
@@ -110,24 +110,26 @@ bool CaseTree::Multiply(int c, Weights* weights) const {
   weights->entries = TryMakeBlock<double>(weights->size);
   if (!weights->entries) return false;
   double* const entries = weights->entries.get();
-  std::fill_n(entries, weights->size, 1.0);
+  std::fill_n(entries, weights->size, 0.0);
+  PassShape shape;
+  ShapeMaker maker(structure.numstates);
+  maker.Begin(
+      variables, [](int) { return true; }, &shape);
+  Vector<Block<double>> tables;
+  Vector<const double*> factors;
   for (int node : clique.homed) {
     if (!tables_[node]) continue;
-    const Block<double> table = TryMakeBlock<double>(structure.TableSize(node));
-    if (!table) return false;
-    tables_.CopyScaled(node, 1, table.get());
-    int sizes[MAX_AXES], strides[MAX_AXES] = {};
-    for (int a = 0; a < variables.size(); ++a) sizes[a] = structure.numstates[variables[a]];
-    const Vector<int>& family = structure.families[node];
-    ForEachStride(
-        family, structure.numstates, [](int) { return true; },
-        [&](int k, int stride) {
-          const auto at = std::find(variables.begin(), variables.end(), family[k]);
-          if (at != variables.end()) strides[at - variables.begin()] = stride;
-        });
-    double* next = entries;
-    ForEachOffset(variables.size(), sizes, strides, [&](int offset) { *next++ *= table[offset]; });
+    tables.push_back(TryMakeBlock<double>(structure.TableSize(node)));
+    if (!tables.back()) return false;
+    tables_.CopyScaled(node, 1, tables.back().get());
+    factors.push_back(tables.back().get());
+    maker.PlaceAll(structure.families[node], shape.AddFactor());
   }
+  // The tables are multiplied onto a constant.
+  maker.PlaceAll(variables, shape.AddTarget());
+  constexpr double ONE = 1;
+  const PassTarget target{entries, nullptr};
+  RunPlainly(shape, &ONE, factors.data(), &target, false);
   double largest, least;
   FindRange(entries, weights->size, &largest, &least);
   if (!(largest > 0)) return true;

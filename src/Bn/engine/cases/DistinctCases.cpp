@@ -22,36 +22,34 @@ std::uint64_t HashOf(const int* row, int width) {
 DistinctCases::DistinctCases(const int* states, std::ptrdiff_t numCases, int width, bool isThorough)
     : states_(states), numCases_(numCases), width_(width) {
   constexpr std::ptrdiff_t LOOKED_AT = 2048;
-  const auto room = static_cast<std::size_t>(numCases);
-  first_ = TryMakeBlock<std::ptrdiff_t>(room + 1);
-  same_ = TryMakeBlock<std::ptrdiff_t>(room + 1);
-  places_ = TryMakeBlock<std::ptrdiff_t>(std::bit_ceil(2 * room + 1));
   const std::ptrdiff_t few = std::min(LOOKED_AT, numCases);
-  const bool isMade = first_ && same_ && places_;
-  if (isMade && (isThorough || Find(few) <= few / 2))
-    numKinds_ = Find(numCases);
-  else
-    first_.reset(), same_.reset();
-  places_.reset();
+  const bool isPromising = isThorough || (Find(few) && numKinds_ <= few / 2);
+  if (isPromising && Find(numCases)) return;
+  first_.reset();
+  same_.reset();
 }
 
-// Of the first so many cases, by open addressing; answers the number of kinds.
-std::ptrdiff_t DistinctCases::Find(std::ptrdiff_t numCases) {
+// Of the first so many cases, by open addressing; false without memory.
+bool DistinctCases::Find(std::ptrdiff_t numCases) {
   const std::size_t numPlaces = std::bit_ceil(2 * static_cast<std::size_t>(numCases) + 1);
-  std::fill_n(places_.get(), numPlaces, NONE);
-  std::ptrdiff_t numKinds = 0;
+  const Block<std::ptrdiff_t> places = TryMakeBlock<std::ptrdiff_t>(numPlaces);
+  first_ = TryMakeBlock<std::ptrdiff_t>(numCases + 1);
+  same_ = TryMakeBlock<std::ptrdiff_t>(numCases + 1);
+  if (!places || !first_ || !same_) return false;
+  std::fill_n(places.get(), numPlaces, NONE);
+  numKinds_ = 0;
   for (std::ptrdiff_t number = 0; number < numCases; ++number) {
     const int* const row = states_ + number * width_;
     std::size_t place = static_cast<std::size_t>(HashOf(row, width_)) & (numPlaces - 1);
-    for (; places_[place] != NONE; place = (place + 1) & (numPlaces - 1))
-      if (std::equal(row, row + width_, states_ + places_[place] * width_)) break;
-    if (places_[place] == NONE) {
-      places_[place] = number;
-      first_[numKinds++] = number;
+    for (; places[place] != NONE; place = (place + 1) & (numPlaces - 1))
+      if (std::equal(row, row + width_, states_ + places[place] * width_)) break;
+    if (places[place] == NONE) {
+      places[place] = number;
+      first_[numKinds_++] = number;
     }
-    same_[number] = places_[place];
+    same_[number] = places[place];
   }
-  return numKinds;
+  return true;
 }
 
 }  // namespace bravic::engine

@@ -24,12 +24,12 @@ class DistinctCases {
   bool HasSame() const { return NumKinds() < numCases_; }
 
  private:
-  std::ptrdiff_t Find(std::ptrdiff_t numCases);
+  bool Find(std::ptrdiff_t numCases);
 
   const int* states_;
   std::ptrdiff_t numCases_, numKinds_ = 0;
   int width_;
-  Block<std::ptrdiff_t> first_, same_, places_;
+  Block<std::ptrdiff_t> first_, same_;
 };
 
 }  // namespace bravic::engine

@@ -88,11 +88,7 @@ constexpr LaneRunner<double> DOUBLE_RUNNER = {"doubles", doubles::LANES, doubles
 }  // namespace
 
 int NumLaneRunners() {
-  int count = 1;
-#if BRAVIC_WIDE_KERNELS
-  count += HasAvx2() + (HasAvx2() && HasAvx512());
-#endif
-  return count;
+  return 1 + NumWideSets();
 }
 
 const LaneRunner<float>& LaneRunnerNumber(int i) {

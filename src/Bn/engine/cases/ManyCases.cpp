@@ -16,7 +16,6 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr double LOG_2 = 0.69314718055994530942;
 constexpr double MINUS_INFINITY = -std::numeric_limits<double>::infinity();
 
 }  // namespace
@@ -87,8 +86,8 @@ void ManyCases::RunLanes(const LaneRunner<Number>& runner, const CaseProgram& pr
       fate = CaseFate::IMPOSSIBLE;
       AnswerImpossible(batch, number);
     } else if (batch.logProbs) {
-      const double exponent = static_cast<double>(at(CaseProgram::EXPONENT)) + static_cast<double>(program.exponent);
-      batch.logProbs[number] = std::log(static_cast<double>(at(CaseProgram::TOTAL))) + exponent * LOG_2;
+      batch.logProbs[number] = NaturalLogarithm(static_cast<double>(at(CaseProgram::TOTAL)),
+                                                static_cast<long long>(at(CaseProgram::EXPONENT)) + program.exponent);
     }
   }
 }

@@ -2,8 +2,8 @@
 // The answers to a case are the same bits whatever other cases there are, in which order, and on however many threads.
 //
 // Cases of small and middling nets are taken a vector at a time through one program (Lanes.h), those of large ones one
-// by one (SingleCase.h). Those whose numbers leave the range of that are computed again: in doubles, and what these do
-// not hold either by inference of unlimited range. Equal cases are computed once.
+// by one (SingleCase.h). Those whose numbers may have left the range of floats are computed again in doubles, and what
+// these do not hold either by inference of unlimited range. Equal cases are computed once.
 #pragma once
 
 #include "Bn/engine/Interrupt.h"

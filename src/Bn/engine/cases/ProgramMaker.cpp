@@ -116,10 +116,8 @@ void ProgramMaker::Scale(int s, bool isOutward) {
   constexpr double GUESS = 0x1p-32;
   SeparatorTables& tables = separators_[s];
   if (tables.low == NOWHERE) tables.low = NewSlots(1);
-  AddStep(CaseStep::Kind::SCALING, {.table = tables.message,
-                                    .size = tables.size,
-                                    .divisor = isOutward ? tables.message : NOWHERE,
-                                    .low = tables.low});
+  AddStep(CaseStep::Kind::SCALING,
+          {.table = tables.message, .size = tables.size, .low = tables.low, .isCounted = !isOutward});
   tables.bounds = {GUESS, 1, tables.low};
 }
 

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "Bn/engine/Numbers.h"
-#include "Bn/engine/PlainPass.h"
 #include "Bn/engine/infer/Range.h"
 
 namespace bravic::engine {
@@ -20,7 +19,6 @@ constexpr int FLOOR = DOUBLE_FLOOR + 64;
 }  // namespace
 
 SingleCase::SingleCase(const CaseTree& tree) : tree_(tree), structure_(tree.structure) {
-  static_assert(MOST_TABLES == MOST_PLAIN_TABLES);
   const int numCliques = structure_.cliques.size();
   potentials_.resize(numCliques);
   places_.resize(structure_.separators.size());
@@ -102,19 +100,8 @@ void SingleCase::EnterStates(const int* states, Room* room) const {
 // Visits the entries of a table that agree with what is known, the last variable fastest.
 template <class Visit>
 void SingleCase::ForEachEntry(std::span<const int> variables, const Room& room, Visit visit) const {
-  int sizes[MAX_AXES], strides[MAX_AXES], first = MAX_AXES, known = 0;
-  ForEachStride(
-      variables, structure_.numstates, [](int) { return true; },
-      [&](int k, int stride) {
-        const int v = variables[k];
-        if (room.states_[v] != FREE) {
-          known += room.states_[v] * stride;
-          return;
-        }
-        sizes[--first] = structure_.numstates[v];
-        strides[first] = stride;
-      });
-  ForEachOffset(MAX_AXES - first, sizes + first, strides + first, [&](int offset) { visit(known + offset); });
+  ForEachAgreeing(
+      variables, structure_.numstates, [](int) { return true; }, [&](int v) { return room.states_[v]; }, visit);
 }
 
 void SingleCase::AddFactor(std::span<const int> variables, const double* table, Room* room) const {
@@ -258,9 +245,8 @@ CaseFate SingleCase::Solve(const int* states, Room* room, float* beliefs, double
   if (!(total > 0)) return CaseFate::IMPOSSIBLE;
   for (int k = 1; k < tree_.order.size() && beliefs; ++k)
     if (tree_.isVisited[tree_.order[k]] && !VisitOutward(tree_.order[k], room, beliefs)) return CaseFate::DOUBTFUL;
-  constexpr double LOG_2 = 0.69314718055994530942;
   const long long exponent = std::accumulate(room->exponent_.begin(), room->exponent_.end(), exponent_);
-  *logProb = std::log(total) + static_cast<double>(exponent) * LOG_2;
+  *logProb = NaturalLogarithm(total, exponent);
   return CaseFate::POSSIBLE;
 }
 

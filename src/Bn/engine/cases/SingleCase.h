@@ -5,7 +5,7 @@
 // Nothing is allocated while a case is computed, so that several threads can, each in a room of its own.
 #pragma once
 
-#include "Bn/engine/PassShape.h"
+#include "Bn/engine/PlainPass.h"
 #include "Bn/engine/cases/CaseTree.h"
 
 namespace bravic::engine {
@@ -21,7 +21,7 @@ class SingleCase {
   // The columns of a case, those that are entered deepest in the tree first.
   const Vector<int>& SortKey() const { return sortKey_; }
   // Whether no clique has so many tables that its passes allocate: several threads may compute then.
-  bool FitsThreads() const { return mostTables_ <= MOST_TABLES; }
+  bool FitsThreads() const { return mostTables_ <= MOST_PLAIN_TABLES; }
 
   // What one thread computes in.
   class Room {
@@ -47,7 +47,6 @@ class SingleCase {
   CaseFate Solve(const int* states, Room* room, float* beliefs, double* logProb) const;
 
  private:
-  static constexpr int MOST_TABLES = 32;
   struct Potential {
     Block<float> floats;
     Block<double> doubles;  // in place of floats where these lose entries

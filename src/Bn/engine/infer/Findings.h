@@ -67,18 +67,9 @@ class Findings {
   // index in a table over those of them that fixedAt leaves free (all when it is empty).
   template <class Visit>
   void ForEachFree(std::span<const int> variables, std::span<const int> fixedAt, Visit visit) const {
-    int sizes[MAX_AXES], strides[MAX_AXES], first = MAX_AXES, known = 0;
     auto isInTable = [&](int k) { return fixedAt.empty() || fixedAt[k] == FREE; };
-    ForEachStride(variables, structure_.numstates, isInTable, [&](int k, int stride) {
-      const int v = variables[k];
-      if (!IsFree(v)) {
-        known += findings_[v].state * stride;
-      } else if (structure_.numstates[v] > 1) {
-        sizes[--first] = structure_.numstates[v];
-        strides[first] = stride;
-      }
-    });
-    ForEachOffset(MAX_AXES - first, sizes + first, strides + first, [&](int offset) { visit(known + offset); });
+    ForEachAgreeing(
+        variables, structure_.numstates, isInTable, [&](int v) { return findings_[v].state; }, visit);
   }
 
  private:

@@ -188,10 +188,9 @@ double Inference::Probability() const {
 }
 
 double Inference::LogProbability() const {
-  constexpr double LOG_2 = 0.69314718055994530942;
   const ScaledNumber probability = ScaledProbability();
   if (!(probability.value > 0)) return -std::numeric_limits<double>::infinity();
-  return std::log(probability.value) + static_cast<double>(probability.exponent) * LOG_2;
+  return NaturalLogarithm(probability.value, probability.exponent);
 }
 
 Status Inference::Check() {

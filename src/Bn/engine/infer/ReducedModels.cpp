@@ -14,6 +14,12 @@ constexpr double WORTH_IT = 0.7;        // of what a sweep over the tree takes
 constexpr double SHARE_OF_TREE = 0.25;  // of its entries that the models kept may have together
 constexpr int MAX_MODELS = 16;
 
+// Nanoseconds that a search for a smaller tree than one of that cost may take.
+double BudgetOf(double cost) {
+  constexpr double WORTH_OF_ENTRY = 0.2;
+  return WORTH_OF_ENTRY * cost;
+}
+
 }  // namespace
 
 ReducedModels::ReducedModels(const Structure& structure, Findings& findings, NodeTables& tables,
@@ -51,7 +57,7 @@ bool ReducedModels::MakeTree(Model* model, double limit) {
   const Graph moral = MoralGraph(model->parents, children);
   Order order = FindOrder(moral, model->numstates, nullptr);
   if (cost::MODEL_ENTRY * order.cost > TIMES_THE_SEARCH * cost::GREEDY_NODE * n) {
-    Order quick = QuickOrder(moral, model->numstates, order.cost, [](double cost) { return 0.2 * cost; });
+    Order quick = QuickOrder(moral, model->numstates, order.cost, BudgetOf);
     if (!quick.nodes.empty()) order = std::move(quick);
   }
   model->cost = cost::MODEL_ENTRY * order.cost + cost::MODEL_NODE * n;

@@ -88,13 +88,18 @@ void SharedTree::Run(TreeWork::Direction direction) {
       messages_.EndPromise(structure_.cliques[step.clique].links[links_[step.firstLink + i]].out);
 }
 
-void SharedTree::Collect(int root) {
-  if (!IsWorthThreads()) return;
+// Nothing is to be done yet.
+void SharedTree::Begin() {
   if (!work_) work_ = MakeOwned<TreeWork>();
   work_->Clear();
   steps_.clear();
   links_.clear();
   numSums_ = 0;
+}
+
+void SharedTree::Collect(int root) {
+  if (!IsWorthThreads()) return;
+  Begin();
   // Outward, as far as messages inward are missing.
   auto addBelow = [&](int c, int source, int above) {
     for (const Link& link : structure_.cliques[c].links)
@@ -168,11 +173,7 @@ void SharedTree::ReadAll(int pivot, const BeliefPlace& out) {
   cliquesDone_.clear();
   separatorsRead_.clear();
   if (!IsWorthThreads()) return;
-  if (!work_) work_ = MakeOwned<TreeWork>();
-  work_->Clear();
-  steps_.clear();
-  links_.clear();
-  numSums_ = 0;
+  Begin();
   AddStep(pivot, -1, -1);
   for (int i = 0; i < steps_.size(); ++i) {
     const int c = steps_[i].clique, source = steps_[i].from;

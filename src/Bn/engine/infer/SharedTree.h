@@ -48,6 +48,7 @@ class SharedTree final : private StepWork {
   };
 
   bool IsWorthThreads() const;
+  void Begin();
   bool SetThreads();
   void AddStep(int clique, int from, int above);
   void Prepare(Step* step, int number);
