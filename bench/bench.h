@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,12 +21,30 @@ inline environ_ns env;
   std::exit(1);
 }
 
-// Runs what registerAll registers, given the folder of --nets=DIR.
-template <class RegisterAll>
-int RunBenchmarks(int argc, char** argv, RegisterAll registerAll) {
+inline void BeginEnvironment() {
   char message[MESG_LEN_ns];
   env = NewBravicEnviron_bn();
   if (InitBravic_bn(env, message) < 0) Fail(message);
+}
+
+inline net_bn ReadOrFail(const std::string& path) {
+  filespec_ns file = FileNamed_ns(path.c_str(), env);
+  net_bn net = ReadNet_bn(file, 0);
+  FreeFileSpec_ns(file);
+  if (!net || GetError_ns(env, 5, nullptr)) Fail(path);
+  return net;
+}
+
+inline double Seconds(clockid_t clock) {
+  timespec time;
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+// Runs what registerAll registers, given the folder of --nets=DIR.
+template <class RegisterAll>
+int RunBenchmarks(int argc, char** argv, RegisterAll registerAll) {
+  BeginEnvironment();
   std::filesystem::path nets = BRAVIC_SOURCE_DIR "/../shared/nets";
   std::vector<char*> arguments;
   for (int i = 0; i < argc; ++i) {

@@ -21,9 +21,7 @@ constexpr int SEED = 20, MOST_FINDINGS = 10;
 int rounds = 200;
 
 double Now() {
-  timespec time;
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
+  return Seconds(CLOCK_PROCESS_CPUTIME_ID) * 1e6;
 }
 
 // Times one thing after another.
@@ -44,11 +42,7 @@ struct Subject {
   std::vector<node_bn> nodes;
   double checksum = 0;
 
-  explicit Subject(const std::string& path) {
-    filespec_ns file = FileNamed_ns(path.c_str(), env);
-    net = ReadNet_bn(file, 0);
-    FreeFileSpec_ns(file);
-    if (!net || GetError_ns(env, 5, nullptr)) Fail(path);
+  explicit Subject(const std::string& path) : net(ReadOrFail(path)) {
     nodelist_bn list = GetNetNodes_bn(net);
     for (int i = 0; i < LengthNodeList_bn(list); ++i) nodes.push_back(NthNode_bn(list, i));
   }
@@ -145,9 +139,7 @@ void Compile(const std::string& path, double* first, double* withBeliefs) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char message[MESG_LEN_ns];
-  env = NewBravicEnviron_bn();
-  if (InitBravic_bn(env, message) < 0) Fail(message);
+  BeginEnvironment();
   std::puts("| Net | New findings, us | One question, us | Compile, us | and all read, us | Checksums |");
   std::puts("| --- | ---: | ---: | ---: | ---: | --- |");
   for (int i = 1; i < argc; ++i) {

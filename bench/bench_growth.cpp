@@ -103,9 +103,7 @@ void Measure(const std::string& name, int most) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char message[MESG_LEN_ns];
-  env = NewBravicEnviron_bn();
-  if (InitBravic_bn(env, message) < 0) Fail(message);
+  BeginEnvironment();
   const int num = argc > 1 ? std::atoi(argv[1]) : 100000;
   std::vector<std::string> shapes(argv + std::min(argc, 2), argv + argc);
   if (shapes.empty())

@@ -15,12 +15,6 @@
 
 namespace {
 
-double Seconds(clockid_t clock) {
-  timespec time;
-  clock_gettime(clock, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
 struct Options {
   long cases = 1000000, byHand = 2000;
   int threads = 1, targets = 0;
@@ -37,10 +31,7 @@ struct Subject {
   std::vector<double> logProbs;
 
   Subject(const std::string& path, const Options& options) {
-    filespec_ns file = FileNamed_ns(path.c_str(), env);
-    net = ReadNet_bn(file, 0);
-    FreeFileSpec_ns(file);
-    if (!net) Fail(path);
+    net = ReadOrFail(path);
     CompileNet_bn(net);
     observed = DupNodeList_bn(GetNetNodes_bn(net));
     targets = DupNodeList_bn(GetNetNodes_bn(net));
@@ -153,9 +144,7 @@ struct Subject {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char message[MESG_LEN_ns];
-  env = NewBravicEnviron_bn();
-  if (InitBravic_bn(env, message) < 0) Fail(message);
+  BeginEnvironment();
   Options options;
   std::puts(
       "| Net | Cases | Threads | Processor, s | Wall, s | us a case | by hand | Impossible | Belief off by | Logarithm "

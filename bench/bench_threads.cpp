@@ -21,9 +21,7 @@ constexpr int SEED = 20, MOST_FINDINGS = 10;
 int rounds = 20, mostThreads = 3;
 
 double Clock(clockid_t clock) {
-  timespec time;
-  clock_gettime(clock, &time);
-  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+  return Seconds(clock) * 1e3;
 }
 
 struct Times {
@@ -46,14 +44,6 @@ struct Times {
     return times[times.size() / 2];
   }
 };
-
-net_bn Read(const std::string& path) {
-  filespec_ns file = FileNamed_ns(path.c_str(), env);
-  net_bn net = ReadNet_bn(file, 0);
-  FreeFileSpec_ns(file);
-  if (!net || GetError_ns(env, 5, nullptr)) Fail(path);
-  return net;
-}
 
 void ReadBeliefs(net_bn net, std::uint64_t* checksum) {
   const nodelist_bn nodes = GetNetNodes_bn(net);
@@ -99,7 +89,7 @@ void Print(const std::string& path, const char* cell, const std::vector<Times>& 
 void Update(const std::string& path, bool isStale) {
   // A net for each number of threads, so that each has seen the same before.
   std::vector<net_bn> nets;
-  for (int threads = 0; threads <= mostThreads; ++threads) nets.push_back(Read(path));
+  for (int threads = 0; threads <= mostThreads; ++threads) nets.push_back(ReadOrFail(path));
   for (net_bn net : nets) CompileNet_bn(net);
   std::vector<Times> times(nets.size());
   for (int round = 0; round < rounds; ++round) {
@@ -126,7 +116,7 @@ void ReadFirst(const std::string& path) {
   for (int round = 0; round < std::max(rounds / 4, 1); ++round) {
     for (std::size_t threads = 1; threads < times.size(); ++threads) {
       SetThreads_ns(static_cast<int>(threads), env);
-      net_bn net = Read(path);
+      net_bn net = ReadOrFail(path);
       CompileNet_bn(net);
       times[threads].Start();
       ReadBeliefs(net, &times[threads].checksum);
@@ -140,9 +130,7 @@ void ReadFirst(const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  char message[MESG_LEN_ns];
-  env = NewBravicEnviron_bn();
-  if (InitBravic_bn(env, message) < 0) Fail(message);
+  BeginEnvironment();
   std::puts("| Net | Beliefs | Threads | Wall, ms | Processor, ms | of the caller | Checksum |");
   std::puts("| --- | --- | ---: | ---: | ---: | ---: | --- |");
   for (int i = 1; i < argc; ++i) {
