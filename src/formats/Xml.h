@@ -39,6 +39,9 @@ class XmlFile {
   bool ReadNumbers(pugi::xml_node element, const std::string& owner, std::size_t perRow, std::vector<double>* values,
                    std::vector<int>* rowLines);
 
+  void Add(const ErrorRow& row, int line, std::initializer_list<std::string_view> words) {
+    problems_->Add(row, line, words);
+  }
   void Report(const ErrorRow& row, pugi::xml_node where, std::initializer_list<std::string_view> words) {
     problems_->Add(row, LineOf(where), words);
   }
