@@ -344,6 +344,31 @@ BRAVIC_API int BRAVIC_CALL SetNodeComment_bn(node_bn node, const char *comment);
 /* kind: 0 (5511). data: the host's; never read or freed by the library. */
 BRAVIC_API int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void *data);
 
+/* ---- Texts at nets and nodes ----
+   Texts that programs around the library keep, each under a key of their own: any text but the empty one. They are
+   undone, copied with their node, kept when it is renamed, saved (in the `user` statement of docs/net-format.md) and
+   never interpreted, but that nodes and states can be found by them. Keys in use: "label", the spelling that a node's
+   name has in another program's file; "state 0", "state 1" ..., that of a state's name; "position", "x y" on a screen.
+   Texts of states go when the node gets another number of states (SetNodeLevels_bn). */
+
+/* text: NULL or "" removes what is kept under the key. Copied. Answers 0 when it made the change, 1 when the text was
+   already so; a negative number on failure, with nothing changed (5114, 5142 key NULL or empty). */
+BRAVIC_API int BRAVIC_CALL SetNetText_bn(net_bn net, const char *key, const char *text);
+BRAVIC_API int BRAVIC_CALL SetNodeText_bn(node_bn node, const char *key, const char *text);
+
+/* Answers what is kept under the key, "" where nothing is; "error" on failure (5114, 5142). Valid until a text of the
+   net or node is set. */
+BRAVIC_API const char *BRAVIC_CALL GetNetText_bn(net_bn net, const char *key);
+BRAVIC_API const char *BRAVIC_CALL GetNodeText_bn(node_bn node, const char *key);
+
+/* Answers the node of that name, else the first in the net's order whose "label" it is; NULL when there is none, which is
+   no error, and on failure (5114). */
+BRAVIC_API node_bn BRAVIC_CALL FindNode_bn(const char *spelling, net_bn net);
+
+/* Answers the state of that name, else the first whose text it is; UNDEF_STATE when there is none, which is no error, and
+   on failure (5114). */
+BRAVIC_API statetype BRAVIC_CALL FindState_bn(const char *spelling, node_bn node);
+
 /* ---- Node lists ----
    Indices run from 0; 2147483647 stands for the end. Lists may hold NULL and the same node twice, but only the
    functions of this section accept them so. Lists that getters answer belong to their net or node and are not changed by
@@ -505,6 +530,16 @@ BRAVIC_API void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file);
    reported with its line (1000 to 1163); reading goes on.
    Answers the net; NULL when nothing could be read. To be freed by FreeNet_bn. */
 BRAVIC_API net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options);
+
+/* Reads a net from a text in memory, as ReadNet_bn with options 0 does from a file. text [length]: needs no closing
+   zero. name: what messages call it, or NULL. Answers as ReadNet_bn. (2495, 2496) */
+BRAVIC_API net_bn BRAVIC_CALL ReadNetText_bn(const char *text, long length, const char *name, environ_ns env);
+
+/* Writes into text [size] what WriteNet_bn writes into a file, and a closing zero. text: NULL only asks. The net still
+   counts as unsaved.
+   Answers the bytes needed, the closing zero included; where that is more than size nothing is written. Negative on
+   failure, with nothing written (2494 no memory, 2496). */
+BRAVIC_API long BRAVIC_CALL WriteNetText_bn(net_bn net, char *text, long size);
 
 /* ---- Case files, learning, random cases ----
    A case file is text: a first line "// ~->[CASE-1]->~", a line of node names with tabs between them, then a row for
