@@ -163,7 +163,7 @@ BRAVIC_API void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger);
 BRAVIC_API void BRAVIC_CALL ClearError_ns(report_ns error);
 
 /* Adds a record of the host's own. number: 0 to 999; danger: 0 to 6; mesg: shorter than 512 characters, taken as it
-   stands. Answers the record; NULL on failure (5563). */
+   stands; one that begins like "Function_ns: " is headed by no other function's name. Answers the record; NULL on failure (5563). */
 BRAVIC_API report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char *mesg);
 
 /* Answers the record's number, which is positive; 0 for NULL. */
@@ -224,6 +224,9 @@ BRAVIC_API nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn d
 BRAVIC_API void BRAVIC_CALL FreeNet_bn(net_bn net);
 
 /* ---- Attributes: getters (placeholders are accepted where marked *) ---- */
+
+/* Answers the environment that the net was made in; NULL on failure. */
+BRAVIC_API environ_ns BRAVIC_CALL GetNetEnviron_bn(net_bn net);
 
 /* Answers the name. */
 BRAVIC_API const char *BRAVIC_CALL GetNetName_bn(net_bn net);

@@ -139,7 +139,8 @@ void ArgumentsTest::SetUpTestSuite() {
   Open("NULL", NOTHING, CALL(NewNode_bn), CALL(GetNetNodes_bn), CALL(NodeNamed_bn), CALL(GetNetElimOrder_bn),
        CALL(GetNetUserData_bn), CALL(GetNodeParents_bn), CALL(GetNodeChildren_bn), CALL(GetNodeUserData_bn),
        CALL(DuplicateNodes_bn), CALL(ReadNet_bn), CALL(CaseFileNodes_bn), CALL(GetError_ns), CALL(ReportError_ns),
-       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn), CALL(FindNode_bn), CALL(ReadNetText_bn));
+       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn), CALL(FindNode_bn), CALL(ReadNetText_bn),
+       CALL(GetNetEnviron_bn));
   Open("error", NOTHING, CALL(GetNetName_bn), CALL(GetNetTitle_bn), CALL(GetNetComment_bn), CALL(JunctionTreeReport_bn),
        CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(GetNetText_bn), CALL(GetNodeText_bn),
        CALL(ErrorMessage_ns));

@@ -97,6 +97,12 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
 
 }  // namespace
 
+environ_ns BRAVIC_CALL GetNetEnviron_bn(net_bn net) {
+  NetCall call("GetNetEnviron_bn");
+  if (!call.HasReserve() || !call.CheckNet(net)) return nullptr;
+  return net->env;
+}
+
 const char* BRAVIC_CALL GetNetName_bn(net_bn net) {
   NetCall call("GetNetName_bn");
   if (!call.HasReserve() || !call.CheckNet(net)) return NO_TEXT;
