@@ -11,6 +11,13 @@ constexpr unsigned HOLDS_SPELLINGS = HOLDS_NET_NAME | HOLDS_NAMES | HOLDS_NODE_S
 constexpr Format FORMATS[] = {
     {"bif", "BIF", ".bif", HOLDS_SPELLINGS | HOLDS_COMMENTS | HOLDS_NET_COMMENT | HOLDS_POSITIONS, false, ReadBif,
      WriteBif},
+    {"xmlbif", "XMLBIF", ".bifxml .xml",
+     HOLDS_SPELLINGS | HOLDS_COMMENTS | HOLDS_NET_COMMENT | HOLDS_POSITIONS | HOLDS_DECISIONS, false, ReadXmlBif,
+     WriteXmlBif},
+    {"xdsl", "XDSL", ".xdsl",
+     HOLDS_NET_NAME | HOLDS_NAMES | HOLDS_TITLES | HOLDS_COMMENTS | HOLDS_NET_TITLE | HOLDS_NET_COMMENT |
+         HOLDS_POSITIONS | HOLDS_DECISIONS,
+     false, ReadXdsl, WriteXdsl},
 };
 
 bool IsBlank(char c) {

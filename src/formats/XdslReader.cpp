@@ -12,14 +12,12 @@
 #include "formats/NodeIndex.h"
 #include "formats/NoisyMax.h"
 #include "formats/NumberText.h"
+#include "formats/TableCheck.h"
 #include "formats/Xdsl.h"
 #include "formats/Xml.h"
 
 namespace formats {
 namespace {
-
-constexpr double SUM_TOLERANCE = 1e-4;
-constexpr double MAX_MADE_ENTRIES = 1 << 25;  // of a table that a short text stands for
 
 struct KindName {
   const char* name;
@@ -42,9 +40,11 @@ bool Is(pugi::xml_node element, const char* name) {
 
 class Reader {
  public:
-  Reader(std::string_view text, NetDescription* net, Problems* problems) : file_(text, problems), net_(net) {}
+  Reader(std::string_view text, NetDescription* net, Problems* problems)
+      : file_(text, problems), net_(net), problems_(problems) {}
 
   void Read() {
+    problems_->CallNodes("element");
     if (!file_.Parse("smile")) return;
     const pugi::xml_node root = file_.Root();
     net_->name = {root.attribute("id").value(), file_.LineOf(root)};
@@ -98,7 +98,6 @@ class Reader {
       return;
     }
     NodeDescription node;
-    node.element = kind->name;
     node.kind = kind->kind;
     node.name = {id, file_.LineOf(element)};
     node.relationLine = node.name.line;
@@ -133,7 +132,7 @@ class Reader {
     node->tableLine = file_.LineOf(numbers);
     const bool isRead = file_.ReadNumbers(numbers, owner, std::max<std::size_t>(node->states.size(), 1), &node->values,
                                           &node->rowLines);
-    node->table = isRead ? TableState::Given : TableState::Bad;
+    node->table = isRead ? TableState::Given : TableState::Broken;
   }
 
   // Of each parent the number of states. Answers false where parents are unknown, or the table would be too large.
@@ -145,8 +144,8 @@ class Reader {
       shape->push_back(net_->nodes[static_cast<std::size_t>(found)].states.size());
       entries *= static_cast<double>(shape->back());
     }
-    if (entries > MAX_MADE_ENTRIES) file_.Add(TABLE_TOO_LARGE, node.tableLine, {node.name.text});
-    return entries > 0 && entries <= MAX_MADE_ENTRIES;
+    if (entries > static_cast<double>(MAX_ENTRIES)) problems_->Add(TABLE_TOO_LARGE, node.tableLine, {node.name.text});
+    return entries > 0 && entries <= static_cast<double>(MAX_ENTRIES);
   }
 
   bool HasEntries(pugi::xml_node element, const std::string& owner, std::size_t numEntries, std::size_t wanted) {
@@ -157,10 +156,10 @@ class Reader {
   }
 
   void FillDeterministic(pugi::xml_node element, NodeDescription& node) {
-    const std::string owner = NamedElement(node.element, node.name.text);
+    const std::string owner = NamedElement(element.name(), node.name.text);
     const pugi::xml_node results = element.child("resultingstates");
     if (!results) return;
-    node.table = TableState::Bad;
+    node.table = TableState::Broken;
     node.tableLine = file_.LineOf(results);
     const std::vector<Word> words = file_.WordsIn(results);
     std::vector<std::size_t> shape;
@@ -174,7 +173,7 @@ class Reader {
     for (std::size_t row = 0; row < numRows; ++row) {
       const auto state = states.find(words[row].text);
       if (state == states.end()) {
-        file_.Add(ROW_OF_UNKNOWN_STATE, words[row].line, {words[row].text, node.name.text});
+        problems_->Add(ROW_OF_UNKNOWN_STATE, words[row].line, {words[row].text, node.name.text});
         return;
       }
       values[row * node.states.size() + state->second] = 1;
@@ -184,11 +183,11 @@ class Reader {
   }
 
   void FillNoisyMax(pugi::xml_node element, NodeDescription& node) {
-    const std::string owner = NamedElement(node.element, node.name.text);
+    const std::string owner = NamedElement(element.name(), node.name.text);
     const pugi::xml_node parameters = file_.OnlyChild(element, "parameters", owner);
     const pugi::xml_node strengths =
         node.parents.empty() ? pugi::xml_node() : file_.OnlyChild(element, "strengths", owner);
-    node.table = TableState::Bad;
+    node.table = TableState::Broken;
     node.tableLine = file_.LineOf(parameters);
     std::vector<std::size_t> shape;
     NoisyMax model;
@@ -204,7 +203,7 @@ class Reader {
     if (!HasEntries(parameters, owner, model.parameters.size(), numColumns * node.states.size())) return;
     for (std::size_t column = 0; column < numColumns; ++column) {
       if (!IsDistribution(&model.parameters[column * node.states.size()], node.states.size())) {
-        file_.Add(BAD_PARAMETERS, lines[column], {owner, std::to_string(column + 1)});
+        problems_->Add(BAD_PARAMETERS, lines[column], {owner, std::to_string(column + 1)});
         return;
       }
     }
@@ -228,7 +227,7 @@ class Reader {
         const double state = numbers[at];
         if (!(state >= 0 && state < static_cast<double>(shape[k])) || state != std::floor(state) ||
             seen[static_cast<std::size_t>(state)]) {
-          file_.Add(BAD_STRENGTHS, lines[at], {owner, node.parents[k].text});
+          problems_->Add(BAD_STRENGTHS, lines[at], {owner, node.parents[k].text});
           return false;
         }
         seen[static_cast<std::size_t>(state)] = true;
@@ -241,7 +240,7 @@ class Reader {
   static bool IsDistribution(const double* column, std::size_t size) {
     const auto isProbability = [](double p) { return p >= 0 && p <= 1; };
     return std::all_of(column, column + size, isProbability) &&
-           std::abs(std::accumulate(column, column + size, 0.0) - 1) <= SUM_TOLERANCE;
+           std::abs(std::accumulate(column, column + size, 0.0) - 1) <= NEAR_SUM;
   }
 
   void ReadSum(pugi::xml_node element, const std::string& owner) {
@@ -303,7 +302,7 @@ class Reader {
         }
         const int node = index_.Find(sum.parents[k].text);
         if (node < 0 || net_->nodes[static_cast<std::size_t>(node)].kind != Kind::Utility) {
-          file_.Add(NO_UTILITY, sum.parents[k].line, {sum.owner, sum.parents[k].text});
+          problems_->Add(NO_UTILITY, sum.parents[k].line, {sum.owner, sum.parents[k].text});
           continue;
         }
         weights[static_cast<std::size_t>(node)] += weight;
@@ -350,12 +349,13 @@ class Reader {
     if (edges.size() == 4 && numbers.size() == 4) {
       node.position = {(numbers[0] + numbers[2]) / 2, (numbers[1] + numbers[3]) / 2};
     } else {
-      file_.Report(LEFT_OUT, position, {"the position of " + NamedElement(node.element, node.name.text)});
+      file_.Report(LEFT_OUT, position, {"the position of " + NamedElement("node", node.name.text)});
     }
   }
 
   XmlFile file_;
   NetDescription* net_;
+  Problems* problems_;
   NodeIndex index_;
   std::vector<Made> made_;
   std::vector<Sum> sums_;

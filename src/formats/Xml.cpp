@@ -139,12 +139,12 @@ void XmlFile::ReportDamage(const pugi::xml_parse_result& result) {
 }
 
 int XmlFile::LineAt(std::size_t offset) {
-  offset = std::min(offset, text_.size());
-  const auto [from, to] = std::minmax(offset, offset_);
-  const int between = static_cast<int>(std::count(text_.begin() + from, text_.begin() + to, '\n'));
-  line_ += offset >= offset_ ? between : -between;
-  offset_ = offset;
-  return line_;
+  if (ends_.empty()) {
+    for (std::size_t at = text_.find('\n'); at != std::string_view::npos; at = text_.find('\n', at + 1))
+      ends_.push_back(at);
+    ends_.push_back(text_.size());
+  }
+  return 1 + static_cast<int>(std::lower_bound(ends_.begin(), ends_.end() - 1, offset) - ends_.begin());
 }
 
 int XmlFile::LineOf(pugi::xml_node node) {
@@ -164,11 +164,9 @@ Word XmlFile::TextOf(pugi::xml_node element) {
 
 pugi::xml_node XmlFile::OptionalChild(pugi::xml_node parent, const char* name, const std::string& owner) {
   const pugi::xml_node child = parent.child(name);
-  const pugi::xml_node second = child.next_sibling(name);
-  if (!second) return child;
-  const std::string line = std::to_string(LineOf(child));
-  Report(SECOND_ELEMENT, second, {owner, name, line});
-  return {};
+  if (const pugi::xml_node second = child.next_sibling(name))
+    Report(SECOND_ELEMENT, second, {owner, name, std::to_string(LineOf(child))});
+  return child;
 }
 
 pugi::xml_node XmlFile::OnlyChild(pugi::xml_node parent, const char* name, const std::string& owner) {

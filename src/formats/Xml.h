@@ -23,12 +23,11 @@ class XmlFile {
   bool Parse(const char* root);
   pugi::xml_node Root() const { return document_.document_element(); }
 
-  // Where the element's name stands, or a text begins. Going through the file in order makes this cheap.
+  // Where the element's name stands, or a text begins.
   int LineOf(pugi::xml_node node);
   // What stands in the element, without blanks at the ends (but for those of a CDATA section), and the element's line.
   Word TextOf(pugi::xml_node element);
-  // The child of that name; reports it where there is none, or a second one, and then answers none. "owner" is named in
-  // the reports.
+  // The first child of that name; reports it where there is none, or a second one. "owner" is named in the reports.
   pugi::xml_node OnlyChild(pugi::xml_node parent, const char* name, const std::string& owner);
   // The same, but there may be none.
   pugi::xml_node OptionalChild(pugi::xml_node parent, const char* name, const std::string& owner);
@@ -39,9 +38,6 @@ class XmlFile {
   bool ReadNumbers(pugi::xml_node element, const std::string& owner, std::size_t perRow, std::vector<double>* values,
                    std::vector<int>* rowLines);
 
-  void Add(const ErrorRow& row, int line, std::initializer_list<std::string_view> words) {
-    problems_->Add(row, line, words);
-  }
   void Report(const ErrorRow& row, pugi::xml_node where, std::initializer_list<std::string_view> words) {
     problems_->Add(row, LineOf(where), words);
   }
@@ -53,8 +49,7 @@ class XmlFile {
   std::string_view text_;
   Problems* problems_;
   pugi::xml_document document_;
-  std::size_t offset_ = 0;  // of the place asked for last
-  int line_ = 1;            // of that place
+  std::vector<std::size_t> ends_;  // where the text's lines end; found when the first line is asked for
 };
 
 // "VARIABLE 'x'"

@@ -27,6 +27,7 @@ class Reader {
       : file_(text, problems), net_(net), problems_(problems) {}
 
   void Read() {
+    problems_->CallNodes("VARIABLE");
     if (!file_.Parse("BIF")) return;
     const pugi::xml_node network = file_.OnlyChild(file_.Root(), "NETWORK", "BIF");
     if (!network) return;
@@ -54,7 +55,6 @@ class Reader {
 
   void ReadVariable(pugi::xml_node element) {
     NodeDescription node;
-    node.element = "VARIABLE";
     const pugi::xml_node name = file_.OnlyChild(element, "NAME", "VARIABLE");
     if (!name) return;
     node.name = file_.TextOf(name);
@@ -116,14 +116,10 @@ class Reader {
 
   void ReadTable(pugi::xml_node table, const std::string& owner, const NodeDescription& node,
                  NodeDescription& relation) {
-    if (node.kind == Kind::Decision) {
-      file_.Report(LEFT_OUT, table, {"the TABLE of the decision " + owner});
-      return;
-    }
     relation.tableLine = file_.LineOf(table);
     const bool isRead = file_.ReadNumbers(table, owner, std::max<std::size_t>(node.states.size(), 1), &relation.values,
                                           &relation.rowLines);
-    relation.table = isRead ? TableState::Given : TableState::Bad;
+    relation.table = isRead ? TableState::Given : TableState::Broken;
   }
 
   XmlFile file_;
