@@ -26,6 +26,7 @@ enum class TableState {
 };
 
 struct NodeDescription {
+  const char* element = "node";  // what the format calls it, for reports
   Word name;             // as spelled; line of its declaration
   std::string spelling;  // the original spelling, where names are identifiers and it was told beside; else empty
   Kind kind = Kind::Chance;
