@@ -218,7 +218,7 @@ bool XmlFile::ReadNumbers(pugi::xml_node element, const std::string& owner, std:
 
 void AppendEscaped(std::string* xml, std::string_view text) {
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t special = std::min(text.find_first_of("&<>\"\r", at), text.size());
+    const std::size_t special = std::min(text.find_first_of("&<>\"\t\r", at), text.size());
     *xml += text.substr(at, special - at);
     if (special == text.size()) break;
     switch (text[special]) {
@@ -233,6 +233,9 @@ void AppendEscaped(std::string* xml, std::string_view text) {
         break;
       case '"':
         *xml += "&quot;";
+        break;
+      case '\t':
+        *xml += "&#9;";
         break;
       default:
         *xml += "&#13;";

@@ -1,11 +1,8 @@
 #include "Session.h"
 
-#include <charconv>
-#include <cstdio>
 #include <cstring>
 
 #include "Files.h"
-#include "Nearest.h"
 #include "NetText.h"
 #include "Signals.h"
 #include "Terminal.h"
@@ -26,19 +23,6 @@ const char* WithoutFunction(const char* message) {
 
 std::string Quoted(const std::string& name) {
   return "'" + name + "'";
-}
-
-// As the comments of net files have it.
-std::string IntervalText(const std::string& name, double low, double high) {
-  const auto text = [](double bound) {
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%g", bound);
-    return std::string(digits);
-  };
-  if (low == high) return name + "=" + text(low);
-  if (low == -inf_dbl_ns) return name + "<" + text(high);
-  if (high == inf_dbl_ns) return text(low) + "<" + name;
-  return text(low) + "<=" + name + "<" + text(high);
 }
 
 }  // namespace
@@ -163,45 +147,6 @@ NodeList MakeList(std::span<const node_bn> nodes, const Session& session) {
   NodeList list(NewNodeList_bn(static_cast<int>(nodes.size()), session.Environment()));
   for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list.get(), static_cast<int>(i), nodes[i]);
   return list;
-}
-
-node_bn FindNode(const std::string& name, const Net& net) {
-  node_bn node = name.empty() ? nullptr : NodeNamed_bn(name.c_str(), net.get());
-  if (node) return node;
-  std::vector<std::string> names;
-  for (node_bn other : Nodes(net)) names.emplace_back(GetNodeName_bn(other));
-  throw Refusal("net " + Quoted(GetNetName_bn(net.get())) + " has no node named " + Quoted(name) +
-                DidYouMean(name, names));
-}
-
-statetype FindState(const std::string& name, node_bn node) {
-  const int numstates = GetNodeNumberStates_bn(node);
-  std::vector<std::string> names;
-  for (statetype state = 0; state < numstates; ++state) {
-    if (name == GetNodeStateName_bn(node, state)) return state;
-    names.push_back(StateText(node, state));
-  }
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (name == names[i]) return static_cast<statetype>(i);
-  }
-  const std::string who = "node " + Quoted(GetNodeName_bn(node)) + " has ";
-  if (numstates == 0) throw Refusal(who + "no states");
-  const char* first = name.c_str() + (name.starts_with('#') ? 1 : 0);
-  const char* last = name.c_str() + name.size();
-  statetype state = -1;
-  const auto [end, fault] = std::from_chars(first, last, state);
-  if (first == last || end != last) throw Refusal(who + "no state named " + Quoted(name) + DidYouMean(name, names));
-  if (fault == std::errc() && state >= 0 && state < numstates) return state;
-  throw Refusal(who + std::to_string(numstates) + " states, #0 to #" + std::to_string(numstates - 1) + ", and no " +
-                Quoted(name));
-}
-
-std::string StateText(node_bn node, statetype state) {
-  const std::string name = GetNodeStateName_bn(node, state);
-  if (!name.empty()) return name;
-  if (!GetNodeDiscrete_bn(node) && GetNodeLevel_bn(node, 0) != undef_dbl_ns)
-    return IntervalText(GetNodeName_bn(node), GetNodeLevel_bn(node, state), GetNodeLevel_bn(node, state + 1));
-  return "#" + std::to_string(state);
 }
 
 std::string TitleOf(const Net& net) {

@@ -70,10 +70,5 @@ inline std::vector<node_bn> Nodes(const Net& net) {
   return Nodes(GetNetNodes_bn(net.get()));
 }
 NodeList MakeList(std::span<const node_bn> nodes, const Session& session);
-node_bn FindNode(const std::string& name, const Net& net);  // throws when there is none
-// By name, as it is shown, or as "#2" or a bare number where the node has no state of that name; throws.
-statetype FindState(const std::string& name, node_bn node);
-// The state's name; for a state without one its interval, "0<=Rainfall<20", or its number, "#2".
-std::string StateText(node_bn node, statetype state);
 // The title where there is one, else the name.
 std::string TitleOf(const Net& net);

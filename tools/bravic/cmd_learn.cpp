@@ -1,6 +1,7 @@
 // bravic learn: tables revised by the cases of files.
 #include "Commands.h"
 #include "Files.h"
+#include "Spelling.h"
 
 namespace {
 

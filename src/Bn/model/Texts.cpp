@@ -50,21 +50,6 @@ bool IsAnyKey(const char*) {
   return true;
 }
 
-// The state that a key "state N" is of; UNDEF_STATE for any other key.
-statetype StateOfKey(const char* key) {
-  constexpr std::size_t length = sizeof STATE_KEY - 1;
-  constexpr int MAX_STATE = 1 << 29;
-  if (std::strncmp(key, STATE_KEY, length) != 0) return UNDEF_STATE;
-  const char* digit = key + length;
-  if (!*digit || (*digit == '0' && digit[1])) return UNDEF_STATE;
-  int state = 0;
-  for (; *digit; ++digit) {
-    if (!IsAsciiDigit(static_cast<unsigned char>(*digit)) || state > MAX_STATE / 10) return UNDEF_STATE;
-    state = 10 * state + (*digit - '0');
-  }
-  return state;
-}
-
 void AddPair(UndoRecord* undo, char**& texts, const char* key, const char* text) {
   int at = EndOf(texts);
   if (at == Size(texts)) {
@@ -108,6 +93,20 @@ const char* FindText(char* const* texts, const char* key) {
   return at < 0 ? "" : texts[at + 1];
 }
 
+statetype StateOfKey(const char* key) {
+  constexpr std::size_t length = sizeof STATE_KEY - 1;
+  constexpr int MAX_STATE = 1 << 29;
+  if (std::strncmp(key, STATE_KEY, length) != 0) return UNDEF_STATE;
+  const char* digit = key + length;
+  if (!*digit || (*digit == '0' && digit[1])) return UNDEF_STATE;
+  int state = 0;
+  for (; *digit; ++digit) {
+    if (!IsAsciiDigit(static_cast<unsigned char>(*digit)) || state > MAX_STATE / 10) return UNDEF_STATE;
+    state = 10 * state + (*digit - '0');
+  }
+  return state;
+}
+
 node_bn FindNodeSpelled(net_bn net, const char* spelling) {
   if (node_bn named = FindNode(net, spelling)) return named;
   if (!*spelling) return nullptr;
@@ -120,10 +119,8 @@ node_bn FindNodeSpelled(net_bn net, const char* spelling) {
 statetype FindStateSpelled(const bnode& node, const char* spelling) {
   statetype found = FindState(node, spelling);
   if (found != UNDEF_STATE) return found;
-  ForEachText(node.texts, [&](const char* key, const char* text) {
-    const statetype state = StateOfKey(key);
-    if (state < 0 || state >= node.numstates || !EqualText(text, spelling)) return;
-    if (found == UNDEF_STATE || state < found) found = state;
+  ForEachStateText(node, [&](statetype state, const char* text) {
+    if (EqualText(text, spelling) && (found == UNDEF_STATE || state < found)) found = state;
   });
   return found;
 }

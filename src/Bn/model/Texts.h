@@ -18,6 +18,8 @@ const char* FindText(char* const* texts, const char* key);  // "" when there is 
 
 node_bn FindNodeSpelled(net_bn net, const char* spelling);            // by its name, else by its "label"; or NULL
 statetype FindStateSpelled(const bnode& node, const char* spelling);  // by its name, else by its text; or UNDEF_STATE
+// The state that a key "state N" is of; UNDEF_STATE for any other key.
+statetype StateOfKey(const char* key);
 // The node gets other states, which the texts of the present ones say nothing of.
 void DropStateTexts(UndoRecord* undo, node_bn node);
 
@@ -31,6 +33,15 @@ void ForEachText(char* const* texts, Visit visit) {
   for (std::size_t i = 0; i < size; i += 2) {
     if (texts[i]) visit(texts[i], texts[i + 1]);
   }
+}
+
+// Calls visit(state, text) for each state's.
+template <class Visit>
+void ForEachStateText(const bnode& node, Visit visit) {
+  ForEachText(node.texts, [&](const char* key, const char* text) {
+    const statetype state = StateOfKey(key);
+    if (state >= 0 && state < node.numstates) visit(state, text);
+  });
 }
 
 }  // namespace bravic
