@@ -38,6 +38,7 @@ class Checker {
 };
 
 void Checker::Check() {
+  sound_.assign(net_.nodes.size(), 1);
   CheckNames();
   const int count = static_cast<int>(net_.nodes.size());
   parents_.resize(count);
@@ -52,6 +53,7 @@ void Checker::CheckNames() {
     if (!sound_.back()) {
       const NodeDescription& first = net_.nodes[index_.Find(node.name.text)];
       problems_.Add(DOUBLED_NODE, node.name.line, {node.name.text, Number(first.name.line), Number(node.name.line)});
+      sound_[&node - net_.nodes.data()] = 0;  // what is said of the name, the first one has got
     }
     CheckStates(node);
     CheckLevels(&node);
