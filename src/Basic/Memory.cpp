@@ -358,8 +358,8 @@ std::size_t BlockSize(const void* block) {
   return (static_cast<const Header*>(block) - 1)->size;
 }
 
-bool IsLiveBlock(const void* block) {
-  return block && Find(block).isLive;
+std::size_t LiveBlockSize(const void* block) {
+  return block && Find(block).isLive ? (static_cast<const Header*>(block) - 1)->size : 0;
 }
 
 std::size_t MemoryUsed() {

@@ -45,7 +45,11 @@ void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes);  // NULL (old bl
 
 void Free(void* block);  // NULL and Naddr() do nothing
 std::size_t BlockSize(const void* block);
-bool IsLiveBlock(const void* block);  // whether the address is that of a block not yet freed
+// Bytes asked for of the block at the address, 1 at least; 0 for any other address, one freed among them.
+std::size_t LiveBlockSize(const void* block);
+inline bool IsLiveBlock(const void* block) {
+  return LiveBlockSize(block) > 0;
+}
 
 std::size_t MemoryUsed();
 extern void* memoryReserve;  // NULL while it is gone; read through HasReserve

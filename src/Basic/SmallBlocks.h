@@ -32,7 +32,7 @@ struct Chunk {
 };
 
 inline constexpr std::size_t CHUNK_SIZE = 8192, FIRST_IN_CHUNK = (sizeof(Chunk) + 15) / 16 * 16;
-inline constexpr std::size_t STRIDE_STEP = 16, LARGEST_STRIDE = 272;
+inline constexpr std::size_t STRIDE_STEP = 16, LARGEST_STRIDE = 512;  // a node's record among them
 
 inline Chunk* ChunkAround(std::uintptr_t address) {
   return reinterpret_cast<Chunk*>(address & ~static_cast<std::uintptr_t>(CHUNK_SIZE - 1));

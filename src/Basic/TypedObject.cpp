@@ -94,7 +94,8 @@ std::size_t StoredSize(const void* object) {
 }
 
 bool IsRecord(const void* object, int tag) {
-  return IsLiveBlock(object) && BlockSize(object) >= TypeDataSize(static_cast<TagWord>(tag)) && TagOf(object) == tag;
+  const std::size_t size = LiveBlockSize(object);
+  return size > 0 && size >= types[tag].size && TagOf(object) == tag;
 }
 
 void* BoxDouble(double value) {

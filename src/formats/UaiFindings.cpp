@@ -52,7 +52,7 @@ std::vector<UaiCase> ReadUaiFindings(const std::string& text, Problems* problems
   }
   // The first number can be that of cases as well as of findings.
   const std::size_t first = static_cast<std::size_t>(numbers.values[0]);
-  if (TakeCases(numbers, 1, first, true, &cases) || TakeCases(numbers, 0, 1, false, &cases) ||
+  if ((first > 0 && TakeCases(numbers, 1, first, true, &cases)) || TakeCases(numbers, 0, 1, false, &cases) ||
       TakeCases(numbers, 1, first, false, &cases)) {
     return cases;
   }

@@ -119,6 +119,14 @@ bool WorthAll(const CompiledNet& compiled) {
          (!compiled.wasRead && compiled.inference->IsSweepSmall()) || compiled.inference->SweepPays();
 }
 
+// The node's belief has been found. A probability too small for a normal float would read as possible and yet have lost
+// its digits.
+void NoteBelief(node_bn node, unsigned long long stamp) {
+  for (float& belief : std::span(node->belief, node->numstates))
+    if (belief < std::numeric_limits<float>::min()) belief = 0;
+  node->beliefStamp = stamp;
+}
+
 // What is right already stays as it is, whatever becomes of the rest.
 engine::Status FindAllBeliefs(CompiledNet& compiled, unsigned long long stamp) {
   const auto place = [&compiled, stamp](int i) -> float* {
@@ -134,13 +142,13 @@ engine::Status FindAllBeliefs(CompiledNet& compiled, unsigned long long stamp) {
 engine::Status FillBeliefs(CompiledNet& compiled, node_bn node) {
   const unsigned long long stamp = compiled.inference->Stamp();
   NoteReading(compiled, stamp);
-  if (!compiled.allKnown && WorthAll(compiled)) {
+  if (compiled.allKnown) return engine::Status::Done;
+  if (WorthAll(compiled)) {
     const engine::Status status = FindAllBeliefs(compiled, stamp);
     compiled.allKnown = status == engine::Status::Done;
     // Where some belief vanishes, the others can still be found one by one.
-    if (!compiled.allKnown && status != engine::Status::Vanished) return status;
+    if (status != engine::Status::Vanished) return status;
   }
-  if (compiled.allKnown) return engine::Status::Done;
   const std::span<float> belief(BeliefVector(node), node->numstates);
   return AskEngine(compiled, 1, Showing::Never,
                    [&] { return compiled.inference->Belief(node->compiledIndex, belief); });
@@ -180,12 +188,7 @@ engine::Status FindProbability(net_bn net, Showing showing) {
 engine::Status FindBelief(node_bn node) {
   CompiledNet& compiled = *node->innet->compiled;
   const engine::Status status = FillBeliefs(compiled, node);
-  if (status != engine::Status::Done) return status;
-  // A probability too small for a normal float would read as possible and yet have lost its digits.
-  for (int s = 0; s < node->numstates; ++s) {
-    if (node->belief[s] < std::numeric_limits<float>::min()) node->belief[s] = 0;
-  }
-  node->beliefStamp = compiled.inference->Stamp();
+  if (status == engine::Status::Done) NoteBelief(node, compiled.inference->Stamp());
   return status;
 }
 

@@ -16,6 +16,14 @@ struct Rows {
   const int* offsets;
 };
 
+// Rows of which several lanes add to one entry of a table.
+struct LaneFold {
+  const int* bases;  // [row] offset in the table
+  int rows, length, paddedLength;
+  const int *lanes, *order;  // [lane] sorted by entry: offset in the table, and the lane
+  int perEntry, step, run;   // as those of PassPlan::Table; step not 0
+};
+
 struct Kernels {
   const char* name;
   int lanes;  // rows are padded to a multiple of it
@@ -28,6 +36,9 @@ struct Kernels {
   // to[bases[r] + i] += from(r, i), of exactly length entries.
   void (*foldWide)(double* to, const int* bases, int rows, int length, Rows from);
   void (*foldNarrow)(float* to, const int* bases, int rows, int length, Rows from);
+  // Adds up the lanes of each entry, four sums side by side, and then adds them to the entry.
+  void (*foldLanesWide)(double* to, const LaneFold& fold, const float* from);
+  void (*foldLanesNarrow)(float* to, const LaneFold& fold, const float* from);
   // As FindRange of Numbers.h.
   void (*findRange)(const double* numbers, std::size_t size, double* largest, double* least);
   // to[i] = from[i] * scale, which may be the same place; floats[i] = from[i] * floatScale, unless floats is NULL. No

@@ -33,29 +33,43 @@ void FoldWholeRows(const PassPlan& plan, const Kernels& kernels, int rows, const
   }
 }
 
+// The largest of the lanes of each entry, or their sum where they are not evenly apart.
 template <class Number>
-void FoldLanes(const PassPlan& plan, const PassPlan::Table& table, int rows, const float* room, Number* to,
-               bool maximize) {
-  const int* bases = plan.pool.data() + table.bases;
-  const int* lanes = plan.pool.data() + table.lanes;
-  const int* order = plan.pool.data() + table.order;
-  for (int d = 0; d < rows; ++d, room += plan.paddedLength) {
-    Number* entries = to + bases[d];
-    for (int i = 0; i < plan.rowLength; i += table.perEntry) {
-      Number& entry = entries[lanes[i]];
+void FoldUnevenLanes(const LaneFold& fold, const float* from, Number* to, bool maximize) {
+  for (int r = 0; r < fold.rows; ++r, from += fold.paddedLength) {
+    Number* const entries = to + fold.bases[r];
+    for (int i = 0; i < fold.length; i += fold.perEntry) {
+      Number& entry = entries[fold.lanes[i]];
+      const int* const order = fold.order + i;
       if (maximize) {
-        for (int k = 0; k < table.perEntry; ++k) entry = std::max(entry, static_cast<Number>(room[order[i + k]]));
+        for (int k = 0; k < fold.perEntry; ++k) entry = std::max(entry, static_cast<Number>(from[order[k]]));
         continue;
       }
       // Four sums side by side, in a fixed order.
       double sums[4] = {};
       int k = 0;
-      for (; k + 4 <= table.perEntry; k += 4)
-        for (int j = 0; j < 4; ++j) sums[j] += room[order[i + k + j]];
-      for (; k < table.perEntry; ++k) sums[0] += room[order[i + k]];
+      for (; k + 4 <= fold.perEntry; k += 4)
+        for (int j = 0; j < 4; ++j) sums[j] += from[order[k + j]];
+      for (; k < fold.perEntry; ++k) sums[0] += from[order[k]];
       entry += static_cast<Number>((sums[0] + sums[1]) + (sums[2] + sums[3]));
     }
   }
+}
+
+void FoldLanes(const PassPlan& plan, const Kernels& kernels, const PassPlan::Table& table, int rows, const float* from,
+               const PassTarget& target, int offset, bool maximize) {
+  const int* const pool = plan.pool.data();
+  const LaneFold fold{pool + table.bases, rows,           plan.rowLength, plan.paddedLength, pool + table.lanes,
+                      pool + table.order, table.perEntry, table.step,     table.run};
+  const bool isEven = table.step != 0 && !maximize;
+  if (target.wide && isEven)
+    kernels.foldLanesWide(target.wide + offset, fold, from);
+  else if (target.wide)
+    FoldUnevenLanes(fold, from, target.wide + offset, maximize);
+  else if (isEven)
+    kernels.foldLanesNarrow(target.narrow + offset, fold, from);
+  else
+    FoldUnevenLanes(fold, from, target.narrow + offset, maximize);
 }
 
 void Fold(const PassPlan& plan, const Kernels& kernels, int t, const PassTarget& target, const PassRoom::Run& run,
@@ -66,10 +80,8 @@ void Fold(const PassPlan& plan, const Kernels& kernels, int t, const PassTarget&
   if (table.kind == Kind::WHOLE_ROWS)
     FoldWholeRows(plan, kernels, rows, plan.pool.data() + table.bases, {room, plan.pool.data()}, target, offset,
                   maximize);
-  else if (target.wide)
-    FoldLanes(plan, table, rows, room, target.wide + offset, maximize);
   else
-    FoldLanes(plan, table, rows, room, target.narrow + offset, maximize);
+    FoldLanes(plan, kernels, table, rows, room, target, offset, maximize);
   std::fill_n(room, rows * plan.paddedLength, 0.0f);
 }
 
@@ -78,7 +90,7 @@ void Spread(const PassPlan& plan, const PassPlan::Table& table, int rows, const 
   const int* lanes = plan.pool.data() + table.lanes;
   float* room = arena + table.room;
   for (int d = 0; d < rows; ++d, room += plan.paddedLength) {
-    const float* entries = data + bases[d];
+    const float* const entries = data + bases[d];
     for (int i = 0; i < plan.rowLength; ++i) room[i] = entries[lanes[i]];
   }
 }

@@ -37,7 +37,9 @@ struct PassPlan {
     int bases = 0;         // index into pool: [distinct row] offset in the table
     int lanes = 0;         // index into pool: [lane] offset in the table; for a target sorted by that, then
     int order = 0;         //   [lane] the lane; parallel
-    int perEntry = 1;      // (target) lanes that fold onto one entry
+    int perEntry = 1;      // (target) lanes that fold onto one entry,
+    int step = 0;          //   so far apart, or 0 where they are not evenly apart;
+    int run = 1;           //   and so many entries in turn whose lanes begin next to each other
     int perFold = 1;       // (target) block rows that gather on one distinct row
     int room = 0;          // index into the arena of its rows
     int apart = -1;        // (target) index into the room's sums where it lacks the axis that is sliced

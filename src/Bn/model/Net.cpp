@@ -78,9 +78,10 @@ Failure TakeOut(net_bn net, std::span<const node_bn> nodes, std::span<const node
   for (node_bn stub : stubs) outStubs.push_back({stub, 0});
   TakeMembers(net, outNodes, outStubs);
   if (undo) {
-    undo->nodes = std::move(outNodes);
-    undo->stubs = std::move(outStubs);
-    undo->membersOut = true;
+    StructureChange& structure = StructureOf(undo);
+    structure.nodes = std::move(outNodes);
+    structure.stubs = std::move(outStubs);
+    structure.membersOut = true;
   }
   GraphChanged(net);
   if (!undo) {
@@ -155,8 +156,8 @@ node_bn NewNode(const char* name, int numstates, net_bn net) {
 void AddNodesToNet(net_bn net, std::span<const node_bn> nodes, std::span<const node_bn> stubs) {
   UndoRecord* undo = NewUndo(UNDO_NODES_ADDED, net);
   HoldStructure(undo, net);
-  AppendMembers(net, nodes, undo ? &undo->nodes : nullptr);
-  AppendMembers(net, stubs, undo ? &undo->stubs : nullptr);
+  AppendMembers(net, nodes, undo ? &StructureOf(undo).nodes : nullptr);
+  AppendMembers(net, stubs, undo ? &StructureOf(undo).stubs : nullptr);
   for (node_bn node : nodes) {
     VisitParents(node, [&](node_bn parent) { InsertChild(undo, parent, node); });
   }

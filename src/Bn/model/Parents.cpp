@@ -154,8 +154,8 @@ void DropStubs(UndoRecord* undo, node_bn node, std::span<const node_bn> oldparen
   if (stubs.empty()) return;
   TakeMembers(node->innet, {}, stubs);
   if (undo) {
-    undo->stubs = std::move(stubs);
-    undo->membersOut = true;
+    StructureOf(undo).stubs = std::move(stubs);
+    StructureOf(undo).membersOut = true;
   } else {
     for (const Member& member : stubs) FreeNodeRecord(member.node);
   }

@@ -161,9 +161,9 @@ int FindChild(const nodelist_rec& children, node_bn child) {
 }
 
 // Takes every edit back, last first, and turns the record round.
-void SwapEdits(UndoRecord* undo) {
-  std::reverse(undo->edits.begin(), undo->edits.end());
-  for (ChildEdit& edit : undo->edits) {
+void SwapEdits(StructureChange& structure) {
+  std::reverse(structure.edits.begin(), structure.edits.end());
+  for (ChildEdit& edit : structure.edits) {
     if (edit.inserted) {
       TakeChild(edit.parent, edit.position);
     } else {
@@ -192,7 +192,7 @@ void NoteEffects(const UndoRecord* undo, Effects& effects) {
       effects.propagation = true;
       break;
     default:
-      effects.structure = effects.structure || undo->structural;
+      effects.structure = effects.structure || (undo->structure && undo->structure->holdsOrder);
   }
   bool table = false, finding = false;
   for (const HeldValue& value : undo->values) {
@@ -207,31 +207,44 @@ void NoteEffects(const UndoRecord* undo, Effects& effects) {
   if (finding) effects.findings.push_back(undo->node);
 }
 
-void SwapRecord(UndoRecord* undo, Effects& effects) {
-  net_bn net = undo->net;
-  // The order is kept as it stands now and put back last, when all members are in their places.
-  HeldOrder present;
-  if (undo->structural) present = KeepOrder(net);
+void SwapValues(UndoRecord* undo) {
   // Last made first, since values may share a field (an array put in place, then one of its entries).
   std::reverse(undo->values.begin(), undo->values.end());
   for (HeldValue& value : undo->values) SwapValue(undo, value);
-  if (!undo->nodes.empty() || !undo->stubs.empty()) {
+}
+
+void SwapStructure(UndoRecord* undo) {
+  StructureChange& structure = *undo->structure;
+  net_bn net = undo->net;
+  // The order is kept as it stands now and put back last, when all members are in their places.
+  HeldOrder present;
+  if (structure.holdsOrder) present = KeepOrder(net);
+  SwapValues(undo);
+  if (!structure.nodes.empty() || !structure.stubs.empty()) {
     // Nodes are in the net while children are told of them.
-    if (undo->membersOut) {
-      PutMembers(net, undo->nodes, undo->stubs);
-      SwapEdits(undo);
+    if (structure.membersOut) {
+      PutMembers(net, structure.nodes, structure.stubs);
+      SwapEdits(structure);
     } else {
-      SwapEdits(undo);
-      TakeMembers(net, undo->nodes, undo->stubs);
+      SwapEdits(structure);
+      TakeMembers(net, structure.nodes, structure.stubs);
       CloseUp(net);
     }
-    undo->membersOut = !undo->membersOut;
+    structure.membersOut = !structure.membersOut;
   } else {
-    SwapEdits(undo);
+    SwapEdits(structure);
   }
-  if (undo->structural) {
-    SetOrder(net, undo->order);
-    undo->order = std::move(present);
+  if (structure.holdsOrder) {
+    SetOrder(net, structure.order);
+    structure.order = std::move(present);
+  }
+}
+
+void SwapRecord(UndoRecord* undo, Effects& effects) {
+  if (undo->structure) {
+    SwapStructure(undo);
+  } else {
+    SwapValues(undo);
   }
   NoteEffects(undo, effects);
   // The children of a group are applied one after the other and end up the other way round, ready to be applied again.
@@ -404,10 +417,15 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double numb
   }
 }
 
+StructureChange& StructureOf(UndoRecord* undo) {
+  if (!undo->structure) undo->structure = MakeOwned<StructureChange>();
+  return *undo->structure;
+}
+
 void HoldStructure(UndoRecord* undo, net_bn net) {
   if (undo) {
-    undo->structural = true;
-    undo->order = KeepOrder(net);
+    StructureOf(undo).holdsOrder = true;
+    StructureOf(undo).order = KeepOrder(net);
   }
   ReplaceList(undo, net->elimorder, nullptr, -1);
   Replace(undo, net->hasHostOrder, 0);
@@ -415,13 +433,13 @@ void HoldStructure(UndoRecord* undo, net_bn net) {
 
 void InsertChild(UndoRecord* undo, node_bn parent, node_bn child) {
   const int position = parent->succs.num;
-  if (undo) undo->edits.push_back({parent, child, position, true});
+  if (undo) StructureOf(undo).edits.push_back({parent, child, position, true});
   PutChild(parent, child, position);
 }
 
 void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child) {
   const int position = IsStub(*parent) ? 0 : FindChild(parent->succs, child);
-  if (undo) undo->edits.push_back({parent, child, position, false});
+  if (undo) StructureOf(undo).edits.push_back({parent, child, position, false});
   TakeChild(parent, position);
 }
 
@@ -438,9 +456,9 @@ void FreeUndoRecord(UndoRecord* undo) {
     FreeUndoRecord(child);
   }
   for (HeldValue& value : undo->values) FreeValue(value);
-  if (undo->membersOut) {
-    for (const Member& member : undo->nodes) FreeNodeRecord(member.node);
-    for (const Member& member : undo->stubs) FreeNodeRecord(member.node);
+  if (undo->structure && undo->structure->membersOut) {
+    for (const Member& member : undo->structure->nodes) FreeNodeRecord(member.node);
+    for (const Member& member : undo->structure->stubs) FreeNodeRecord(member.node);
   }
   Free(undo->whochanged);
   DeleteObject(undo);

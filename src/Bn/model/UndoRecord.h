@@ -91,6 +91,15 @@ struct ChildEdit {
   bool inserted;
 };
 
+// What goes with a change of the graph or of the node set; apart from the record, since most records have none.
+struct StructureChange {
+  Vector<ChildEdit> edits;      // in the order made
+  Vector<Member> nodes, stubs;  // by rising position
+  bool membersOut = false;      // the members are outside the net now, and owned
+  bool holdsOrder = false;      // and the net is uncompiled when the record is applied
+  HeldOrder order;
+};
+
 struct UndoRecord {
   TagWord type1 = UNDO_TAG;
   UndoCode code = UNDO_GROUP;
@@ -103,12 +112,11 @@ struct UndoRecord {
   net_bn net = nullptr;
   node_bn node = nullptr;
   HeldValues values;
-  Vector<ChildEdit> edits;      // in the order made
-  Vector<Member> nodes, stubs;  // by rising position
-  bool membersOut = false;      // the members are outside the net now, and owned
-  bool structural = false;      // graph or node set: the order is held, and the net uncompiled when it is applied
-  HeldOrder order;
+  Owned<StructureChange> structure;  // NULL where graph and node set stay
 };
+
+// The record's, made where it has none yet.
+StructureChange& StructureOf(UndoRecord* undo);
 
 void Replace(UndoRecord* undo, int& field, int value);
 void Replace(UndoRecord* undo, double& field, double value);

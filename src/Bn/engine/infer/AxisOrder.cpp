@@ -14,7 +14,7 @@ namespace {
 
 constexpr int MOST_TRIES = 400;
 constexpr double GOOD_ENOUGH = 2;      // times what a pass takes at least
-constexpr double CLEARLY_LESS = 0.85;  // estimates are no better than that, and the order that was there has its merits
+constexpr double CLEARLY_LESS = 0.95;  // estimates are no better than that, and the order that was there has its merits
 
 class AxisOrderSearch {
  public:

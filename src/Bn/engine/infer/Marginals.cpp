@@ -29,6 +29,7 @@ bool Marginals::Read(const double* table, std::span<const int> variables, int no
     else if (findings_.IsFree(v))
       (passed ? inner : outer) *= structure_.numstates[v];
   }
+  if (outer == 1 && inner == 1) return NormalizeSurely(table, lost, to);
   sums_.assign(to.size(), 0.0);
   for (int o = 0; o < outer; ++o) {
     for (std::size_t s = 0; s < to.size(); ++s) {
