@@ -65,7 +65,9 @@ wants "and NET again" silently bravic convert patient.dne back.net
 wants "with the same states" eval "diff <(grep -o 'states = .*' patient.net) <(grep -o 'states = .*' back.net)"
 wants "and title and place" eval "grep -q '\"Value >= 5.5 (high)\"' back.net && grep -qE 'position *= *\(120 40\)' back.net"
 wants "which stays so" eval "bravic convert back.net again.net && cmp back.net again.net"
-wants "IN and OUT are one file" eval "silently bravic convert again.net again.net && cmp back.net again.net"
+wants "IN and OUT are one file, also where rows are normalized" eval "sed 's/0.5 0.25 0.25)/2 1 1)/' patient.net >counts.net &&
+  bravic convert counts.net counts.net && grep -q '0.25' counts.net"
+wants "IN and OUT are one clean file" eval "silently bravic convert again.net again.net && cmp back.net again.net"
 for format in bif; do
   wants "to $format and back" eval "bravic convert patient.dne p.$format && silently bravic convert p.$format p.net &&
     cmp <(bravic beliefs p.net -f '$long=Value >= 5.5 (high)' | cut -f3) <(bravic beliefs patient.net -f '$finding' | cut -f3)"

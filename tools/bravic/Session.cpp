@@ -18,6 +18,18 @@ constexpr int OUT_OF_BOUNDS = 2086;
 
 // Other programs' files: what the library of formats reports, each headed by file and line.
 constexpr int FIRST_OF_FORMATS = 800, LAST_OF_FORMATS = 899;
+// Those of their warnings after which the net lacks something that the file has.
+constexpr int EXPERIENCE_LEFT_OUT = 855, LEVELS_LEFT_OUT = 856, LEFT_OUT = 860;
+
+bool IsOfFormats(int number) {
+  return number >= FIRST_OF_FORMATS && number <= LAST_OF_FORMATS;
+}
+
+bool TellsOfLoss(report_ns report) {
+  const int number = ErrorNumber_ns(report);
+  return ErrorDanger_ns(report) >= ERROR || !IsOfFormats(number) || number == EXPERIENCE_LEFT_OUT ||
+         number == LEVELS_LEFT_OUT || number == LEFT_OUT;
+}
 
 // The name of the library's function that a message begins with, taken off it; empty where it begins with none.
 std::string TakeFunction(std::string* message) {
@@ -86,7 +98,7 @@ Message Session::MessageOf(report_ns report) const {
     std::string& text = message.text;
     for (std::size_t at; (at = text.find(path)) != std::string::npos;) text.replace(at, path.size(), shown);
   }
-  const bool isOfFormats = message.number >= FIRST_OF_FORMATS && message.number <= LAST_OF_FORMATS;
+  const bool isOfFormats = IsOfFormats(message.number);
   const bool isOfNetFile = function.starts_with("ReadNet");
   if (isOfNetFile && !isOfFormats) message.text = WithLineInFront(message.text);
   if (isOfNetFile || isOfFormats) message.place = TakePlace(&message.text);
@@ -151,7 +163,10 @@ Net Session::ReadAsFarAsPossible(const std::string& path, const std::string& for
     own_.push_back({.text = "file " + Quoted(file.ShownName()) + " holds " + std::to_string(number) +
                             " nets; the first is taken"});
   }
-  if (GetError_ns(env_, WARNING, nullptr) || !own_.empty()) partlyRead_ = IsStandard(path) ? "/dev/stdin" : path;
+  bool isPart = !own_.empty();
+  for (report_ns report = nullptr; (report = GetError_ns(env_, WARNING, report));)
+    isPart = isPart || TellsOfLoss(report);
+  if (isPart) partlyRead_ = IsStandard(path) ? "/dev/stdin" : path;
   return net;
 }
 
