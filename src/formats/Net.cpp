@@ -129,9 +129,9 @@ bool NetReader::TakeAttribute(Token* name, Value* value) {
   for (;; tokens_.Take()) {
     const Token& token = tokens_.Peek();
     if (token.Is('(')) {
-      depth++;
+      ++depth;
     } else if (token.Is(')') && depth > 0) {
-      depth--;
+      --depth;
     } else if (token.IsName()) {
       value->items.push_back(token);
     } else if (!token.Is('=') && !token.Is('|')) {
@@ -353,7 +353,7 @@ void WriteNested(const char* name, const std::vector<double>& values, std::vecto
     opening = 0;
     for (int i = depth - 1; i >= 0 && ++states[i] == counts[i]; --i) {
       states[i] = 0;
-      opening++;
+      ++opening;
     }
     text->append(opening, ')');
   }

@@ -46,7 +46,7 @@ class Describer {
   void DescribeStates(node_bn node, NodeDescription* description);
   void DescribeLevels(node_bn node, NodeDescription* description);
   void DescribeTexts(node_bn node, NodeDescription* description);
-  void DescribeParents(node_bn node, NodeDescription* description);
+  bool DescribeParents(node_bn node, NodeDescription* description);
   void DescribeTable(node_bn node, NodeDescription* description);
   void DescribeExperience(node_bn node, int rows, NodeDescription* description);
   std::vector<int> StateCounts() const;
@@ -156,20 +156,21 @@ void Describer::DescribeTexts(node_bn node, NodeDescription* description) {
   if (description->kind != Kind::Utility && GetNodeFinding_bn(node) != NO_FINDING) Keeps(0, "findings");
 }
 
-void Describer::DescribeParents(node_bn node, NodeDescription* description) {
+bool Describer::DescribeParents(node_bn node, NodeDescription* description) {
   const nodelist_bn parents = GetNodeParents_bn(node);
   for (int i = 0; i < LengthNodeList_bn(parents); ++i) {
     const node_bn parent = NthNode_bn(parents, i);
     const auto found = numbers_.find(parent);
     if (found == numbers_.end()) {
       problems_.Add(PLACEHOLDER_NOT_WRITTEN, 0, {GetNodeName_bn(node)});
-      continue;
+      return false;
     }
     parents_.back().push_back(found->second);
     const std::string name = GetNodeName_bn(parent);
     if (GetLinkName_bn(node, i) != name) Keeps(0, "names of links");
     description->parents.push_back({name});
   }
+  return true;
 }
 
 // Rows whose experience is known, all of them or none.
@@ -243,8 +244,7 @@ void Describer::DescribeNode(node_bn node, NodeDescription* description) {
     DescribeStates(node, description);
   }
   DescribeTexts(node, description);
-  DescribeParents(node, description);
-  if (parents_.back().size() == description->parents.size()) DescribeTable(node, description);
+  if (DescribeParents(node, description)) DescribeTable(node, description);
 }
 
 // Original spellings take the place of names where the format has them so; else they stand beside.

@@ -140,7 +140,7 @@ void UaiReader::Read() {
     tokens_.Refuse("BAYES");
     return;
   }
-  if (!ReadVariables() || !ReadScopes() || !ReadTables()) return;
+  if (!ReadVariables() || !ReadScopes() || !ReadTables()) return net_.nodes.clear();  // what is missing says no more
   if (tokens_.Peek().kind != Token::End) problems_.Add(MORE_AFTER_END, tokens_.Peek().line, {tokens_.Peek().text});
 }
 

@@ -85,10 +85,10 @@ potential (Size | Rain) { model_nodes = (); model_data = (Normal(0, 1)); experie
 potential (Open | Rain) { }
 potential (Gain | Open Rain) { data = ((10 -2 3.5) (0 0 1e-7)); }
 })");
-  EXPECT_EQ(
-      Reports(),
-      "4 852 ReadNetFormatText_bn: text:9: 1 of the 1 rows of 'Rain' do not sum to 1 and are normalized (first: (), "
-      "which sums to 4)\n");
+  EXPECT_EQ(Reports(),
+            "4 852 ReadNetFormatText_bn: text:9: 1 of the 1 rows of node 'Rain' do not sum to 1 and are normalized "
+            "(first: (), "
+            "which sums to 4)\n");
   EXPECT_EQ(Table(net, "Rain"), "0.5 0.25 0.25");
   EXPECT_EQ(Table(net, "Size"), "0.5 0.25 0.25 | 1 0 0 | 0 0 1");
   EXPECT_EQ(Table(net, "Gain"), "10 | -2 | 3.5 | 0 | 0 | 1e-07");
