@@ -217,6 +217,15 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   EXPECT_EQ(ReadWhole(path), Text(again, "bif"));
 }
 
+TEST_F(FormatProblemsTest, EarlierRecordsDoNotMatter) {
+  ReportError_ns(env, 1, 5, "an error");
+  ReportError_ns(env, 2, 4, "a warning");
+  const Net read = ReadText("bif", BIF_A);
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(WriteNetFormat_bn(read.get(), directory.Path("a.dne").c_str(), nullptr), 0);
+  EXPECT_EQ(Reports(), "5 1 ReportError_ns: An error\n4 2 ReportError_ns: A warning\n");
+}
+
 TEST_F(FormatProblemsTest, WhatAFormatCannotHoldIsListedOnce) {
   const Net read = ReadText("bif", BIF_AB "probability (B | A) { default 0.5 0.5; }");
   const node_bn a = Named(read, "A"), b = Named(read, "B");
