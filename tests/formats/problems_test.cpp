@@ -107,9 +107,10 @@ constexpr BadText BAD_TEXTS[] = {
     // What a net cannot be.
     {"bif", "variable A { type continuous; }\n",
      "5 858:1: node 'A' is continuous without intervals, which cannot be computed with"},
-    {"net", "continuous node A { }\nclass C {\n instance I : D (x = y) { }\n}\nfunction F { }",
+    {"net", "continuous node A { }\nclass C {\n instance I : D (x = y) { } class E { }\n}\nfunction F { }",
      "5 858:1: node 'A' is continuous without intervals, which cannot be computed with\n5 859:3: instance of a class "
-     "'I' cannot be represented\n5 859:5: function node 'F' cannot be represented"},
+     "'I' cannot be represented\n5 859:3: one of several classes 'E' cannot be represented\n5 859:5: function node 'F' "
+     "cannot be represented"},
     {"net", NET_AB "\npotential (B) { model_nodes = (); model_data = (Distribution(0.5, 0.5)); }",
      "5 861:3: the table of node 'B' is an expression without its numbers"},
     {"net", NET_AB "utility U { } potential (U) { data = 1e39; } potential (B | U) { }",
@@ -166,6 +167,14 @@ TEST_F(FormatProblemsTest, LineEndsAndEncodingsAreThoseOfTheFile) {
                          "\xEF\xBB\xBFnode A { label = \"\xC3\xA9\"; states = (\"a\"); } potential (A) { data = 1; }"),
                 "A")),
       "\xC3\xA9");
+  const std::pair<const char*, const char*> heads[] = {{"% Latin-1", "\xC3\x83\xC2\xA9"},
+                                                       {"% iso-8859-15", "\xC3\xA9"}};
+  for (const auto& [head, title] : heads) {
+    const Net read =
+        ReadText(nullptr, std::string(head) +
+                              "\nnode A { label = \"\xC3\xA9\"; states = (\"a\"); } potential (A) { data = 1; }");
+    EXPECT_STREQ(GetNodeTitle_bn(Named(read, "A")), title);
+  }
   EXPECT_EQ(Problems(), "");
 }
 
