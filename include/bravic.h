@@ -301,6 +301,11 @@ BRAVIC_API void *BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind);
    Each answers 0 when it made the change, 1 when the value was already so (nothing is recorded then), and a negative
    number on failure, with nothing changed. */
 
+/* Has GetNetNodes_bn answer the nodes of a new net in the order in which they were made, where it has parents before
+   their children, as it does for a net that is read; else, and once the graph changes, the library finds an order. To be
+   called after the last link was made and before the net's nodes are first asked for; then it changes nothing. */
+BRAVIC_API int BRAVIC_CALL KeepNetOrder_bn(net_bn net);
+
 /* (5114, 5142; 3002 illegal) */
 BRAVIC_API int BRAVIC_CALL SetNetName_bn(net_bn net, const char *name);
 

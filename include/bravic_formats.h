@@ -57,6 +57,12 @@ BRAVIC_FORMATS_API net_bn BRAVIC_CALL ReadNetFormatText_bn(const char* text, lon
    Negative on failure, with nothing written. */
 BRAVIC_FORMATS_API long BRAVIC_CALL WriteNetFormatText_bn(net_bn net, const char* format, char* text, long size);
 
+/* Enters the findings of one case of a UAI file of findings (.evid), on top of those there are. A variable of that
+   number is the node of the name "X" and the number, else the one that UAI files have in that place, in the order of
+   GetNetNodes_bn. number: of the case, from 1. Answers the number of findings entered; -1 on failure: 803, 807 (the
+   file), 864, 865, 890, 891, or what EnterFinding_bn refuses; nothing was entered then. */
+BRAVIC_FORMATS_API int BRAVIC_CALL ReadFindingsFormat_bn(net_bn net, const char* path, long number);
+
 #ifdef __cplusplus
 }
 #endif

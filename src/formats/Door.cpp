@@ -9,6 +9,7 @@
 #include "formats/Guards.h"
 #include "formats/NetBuilder.h"
 #include "formats/NetDescriber.h"
+#include "formats/Uai.h"
 
 using namespace formats;
 
@@ -91,6 +92,45 @@ int WriteOwn(net_bn net, const char* path, environ_ns env) {
   return errors.Any() ? -1 : 0;
 }
 
+// The node that a file of findings calls by a number: "X" and the number, else the one that is written in that place.
+node_bn NodeOfVariable(net_bn net, int variable) {
+  const std::string name = "X" + std::to_string(variable);
+  if (const node_bn node = FindNode_bn(name.c_str(), net)) return node;
+  const nodelist_bn nodes = GetNetNodes_bn(net);
+  return variable < LengthNodeList_bn(nodes) ? NthNode_bn(nodes, variable) : nullptr;
+}
+
+// Answers the findings entered; before the first of them all are looked at.
+int EnterFindings(net_bn net, const UaiCase& findings, environ_ns env, Problems* problems) {
+  std::vector<node_bn> nodes;
+  for (const UaiFinding& finding : findings) {
+    nodes.push_back(NodeOfVariable(net, finding.variable));
+    const std::string variable = std::to_string(finding.variable);
+    if (!nodes.back()) {
+      const int count = LengthNodeList_bn(GetNetNodes_bn(net));
+      problems->Add(NO_SUCH_VARIABLE, finding.line, {variable, std::to_string(count)});
+    } else if (const int count = GetNodeNumberStates_bn(nodes.back()); finding.state >= count) {
+      problems->Add(NO_SUCH_STATE_NUMBER, finding.line,
+                    {variable, std::to_string(finding.state), std::to_string(count)});
+    }
+  }
+  if (problems->HasErrors()) return -1;
+  const ErrorsSince errors(env);
+  std::vector<std::vector<probtype>> before;  // of each node, empty where it had no finding
+  for (std::size_t i = 0; i < nodes.size() && !errors.Any(); ++i) {
+    const probtype* const likelihood = GetNodeLikelihood_bn(nodes[i]);
+    const bool had = GetNodeFinding_bn(nodes[i]) != NO_FINDING;
+    before.emplace_back(likelihood, likelihood + (had ? GetNodeNumberStates_bn(nodes[i]) : 0));
+    EnterFinding_bn(nodes[i], findings[i].state);
+  }
+  if (!errors.Any()) return static_cast<int>(nodes.size());
+  for (std::size_t i = before.size(); i-- > 0;) {
+    RetractNodeFindings_bn(nodes[i]);
+    if (!before[i].empty()) EnterNodeLikelihood_bn(nodes[i], before[i].data());
+  }
+  return -1;
+}
+
 // Runs the body and records its problems; name: what messages call the file.
 template <class Answer, class Body>
 Answer Guarded(const char* function, const char* name, environ_ns env, Answer failure, Body body) {
@@ -171,5 +211,23 @@ long BRAVIC_CALL WriteNetFormatText_bn(net_bn net, const char* format, char* tex
     const long needed = static_cast<long>(written.size()) + 1;
     if (text && needed <= size) written.copy(text, written.size()), text[written.size()] = '\0';
     return needed;
+  });
+}
+
+int BRAVIC_CALL ReadFindingsFormat_bn(net_bn net, const char* path, long number) {
+  const environ_ns env = GetNetEnviron_bn(net);
+  if (!env) return -1;
+  return Guarded("ReadFindingsFormat_bn", path, env, -1, [&](Problems* problems) {
+    std::string text;
+    if (!CheckFiles(path, env, problems) || !ReadFile(path, &text, problems)) return -1;
+    MakePlain(&text, problems);
+    if (problems->HasErrors()) return -1;
+    const std::vector<UaiCase> cases = ReadUaiFindings(text, problems);
+    if (problems->HasErrors()) return -1;
+    if (number < 1 || number > static_cast<long>(cases.size())) {
+      problems->Add(NO_SUCH_CASE, 0, {std::to_string(number), std::to_string(cases.size())});
+      return -1;
+    }
+    return EnterFindings(net, cases[number - 1], env, problems);
   });
 }

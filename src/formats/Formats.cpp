@@ -8,9 +8,23 @@ namespace {
 
 constexpr unsigned HOLDS_SPELLINGS = HOLDS_NET_NAME | HOLDS_NAMES | HOLDS_NODE_SPELLINGS | HOLDS_STATE_SPELLINGS;
 
+constexpr unsigned HOLDS_ALL_TEXTS = HOLDS_TITLES | HOLDS_COMMENTS | HOLDS_NET_TITLE | HOLDS_NET_COMMENT;
+
 constexpr Format FORMATS[] = {
     {"bif", "BIF", ".bif", HOLDS_SPELLINGS | HOLDS_COMMENTS | HOLDS_NET_COMMENT | HOLDS_POSITIONS, false, ReadBif,
      WriteBif},
+    {"xmlbif", "XMLBIF", ".bifxml .xml",
+     HOLDS_SPELLINGS | HOLDS_COMMENTS | HOLDS_NET_COMMENT | HOLDS_POSITIONS | HOLDS_DECISIONS, false, ReadXmlBif,
+     WriteXmlBif},
+    {"xdsl", "XDSL", ".xdsl",
+     HOLDS_NET_NAME | HOLDS_NAMES | HOLDS_TITLES | HOLDS_COMMENTS | HOLDS_NET_TITLE | HOLDS_NET_COMMENT |
+         HOLDS_POSITIONS | HOLDS_DECISIONS,
+     false, ReadXdsl, WriteXdsl},
+    {"net", "NET", ".net",
+     HOLDS_NET_NAME | HOLDS_NAMES | HOLDS_STATE_SPELLINGS | HOLDS_ALL_TEXTS | HOLDS_POSITIONS | HOLDS_LEVELS |
+         HOLDS_INTERVALS | HOLDS_EXPERIENCE | HOLDS_DECISIONS,
+     true, ReadNet, WriteNet},
+    {"uai", "UAI", ".uai", 0, false, ReadUai, WriteUai},
 };
 
 bool IsBlank(char c) {

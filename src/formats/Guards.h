@@ -1,4 +1,4 @@
-// What the core is asked to put back: settings, and nets that did not become whole.
+// What the core is asked of and to put back: settings, records, and nets that did not become whole.
 #pragma once
 
 #include <memory>
@@ -6,6 +6,8 @@
 #include "bravic.h"
 
 namespace formats {
+
+inline constexpr int NO_FINDING = -8;  // of GetNodeFinding_bn
 
 struct FreeNet {
   void operator()(net_bn net) const { FreeNet_bn(net); }

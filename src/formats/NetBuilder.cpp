@@ -141,6 +141,7 @@ void Builder::Build() {
     SetTexts(i);
   }
   for (int i = 0; i < count; ++i) AddLinks(i);
+  KeepNetOrder_bn(net_);
   for (int i = 0; i < count; ++i) {
     if (description_.nodes[i].kind == Kind::Decision) continue;
     description_.nodes[i].kind == Kind::Utility ? SetUtilities(i) : SetProbs(i);

@@ -38,10 +38,10 @@ class Checker {
 };
 
 void Checker::Check() {
+  sound_.assign(net_.nodes.size(), 1);
   CheckNames();
   const int count = static_cast<int>(net_.nodes.size());
   parents_.resize(count);
-  sound_.assign(count, 1);
   for (int i = 0; i < count; ++i) FindParents(i);
   CheckCycles();
   for (int i = 0; i < count; ++i) CheckRelation(i);
@@ -49,9 +49,11 @@ void Checker::Check() {
 
 void Checker::CheckNames() {
   for (NodeDescription& node : net_.nodes) {
-    if (!index_.Add(node.name.text)) {
+    sound_.push_back(index_.Add(node.name.text));
+    if (!sound_.back()) {
       const NodeDescription& first = net_.nodes[index_.Find(node.name.text)];
       problems_.Add(DOUBLED_NODE, node.name.line, {node.name.text, Number(first.name.line), Number(node.name.line)});
+      sound_[&node - net_.nodes.data()] = 0;  // what is said of the name, the first one has got
     }
     CheckStates(node);
     CheckLevels(&node);

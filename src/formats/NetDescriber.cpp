@@ -4,16 +4,16 @@
 #include <limits>
 #include <unordered_map>
 
+#include "formats/Guards.h"
 #include "formats/Names.h"
 #include "formats/NumberText.h"
 #include "formats/RowStates.h"
 #include "formats/TableCheck.h"
 #include "formats/Texts.h"
+#include "formats/Uai.h"
 
 namespace formats {
 namespace {
-
-constexpr int NO_FINDING = -8;  // of GetNodeFinding_bn
 
 double FromLevel(double level) {
   constexpr double INFINITE = std::numeric_limits<double>::infinity();
@@ -46,7 +46,7 @@ class Describer {
   void DescribeStates(node_bn node, NodeDescription* description);
   void DescribeLevels(node_bn node, NodeDescription* description);
   void DescribeTexts(node_bn node, NodeDescription* description);
-  void DescribeParents(node_bn node, NodeDescription* description);
+  bool DescribeParents(node_bn node, NodeDescription* description);
   void DescribeTable(node_bn node, NodeDescription* description);
   void DescribeExperience(node_bn node, int rows, NodeDescription* description);
   std::vector<int> StateCounts() const;
@@ -60,6 +60,7 @@ class Describer {
   std::unordered_map<node_bn, int> numbers_;
   std::vector<std::vector<int>> parents_;
   std::vector<std::string> lost_;
+  bool refusesDecisions_ = false;  // and has said so
 };
 
 bool Describer::Keeps(unsigned what, const char* lost) {
@@ -95,6 +96,8 @@ bool Describer::DescribeKind(node_bn node, NodeDescription* description) {
       return false;
   }
   if (description->kind == Kind::Chance || Holds(HOLDS_DECISIONS)) return true;
+  if (refusesDecisions_) return false;
+  refusesDecisions_ = true;
   problems_.Add(NO_DECISION_NETWORKS, 0,
                 {format_.shownName, description->kind == Kind::Utility ? "utility" : "decision", GetNodeName_bn(node)});
   return false;
@@ -133,7 +136,7 @@ void Describer::DescribeStates(node_bn node, NodeDescription* description) {
     }
     description->states.push_back(std::move(word));
     spellings.push_back(KeptStateSpelling(node, i));
-    if (!spellings.back().empty()) Keeps(HOLDS_STATE_SPELLINGS, "original spellings of states");
+    if (!spellings.back().empty() && Holds(HOLDS_NAMES)) Keeps(HOLDS_STATE_SPELLINGS, "original spellings of states");
   }
   if (!description->continuous && !GetNodeDiscrete_bn(node)) description->levels.clear();
   if (Holds(HOLDS_STATE_SPELLINGS)) return PreferSpellings(spellings, &description->states);
@@ -145,27 +148,29 @@ void Describer::DescribeStates(node_bn node, NodeDescription* description) {
 
 void Describer::DescribeTexts(node_bn node, NodeDescription* description) {
   const std::string title = GetNodeTitle_bn(node), comment = GetNodeComment_bn(node);
-  if (!title.empty() && Keeps(HOLDS_TITLES, "titles")) description->title = title;
+  const bool saysNothing = title.empty() || (title == description->name.text && !Holds(HOLDS_TITLES));
+  if (!saysNothing && Keeps(HOLDS_TITLES, "titles")) description->title = title;
   if (!comment.empty() && Keeps(HOLDS_COMMENTS, "comments")) description->comment = comment;
   double x = 0, y = 0;
   if (KeptPosition(node, &x, &y) && Keeps(HOLDS_POSITIONS, "positions")) description->position = {x, y};
-  if (GetNodeFinding_bn(node) != NO_FINDING) Keeps(0, "findings");
+  if (description->kind != Kind::Utility && GetNodeFinding_bn(node) != NO_FINDING) Keeps(0, "findings");
 }
 
-void Describer::DescribeParents(node_bn node, NodeDescription* description) {
+bool Describer::DescribeParents(node_bn node, NodeDescription* description) {
   const nodelist_bn parents = GetNodeParents_bn(node);
   for (int i = 0; i < LengthNodeList_bn(parents); ++i) {
     const node_bn parent = NthNode_bn(parents, i);
     const auto found = numbers_.find(parent);
     if (found == numbers_.end()) {
       problems_.Add(PLACEHOLDER_NOT_WRITTEN, 0, {GetNodeName_bn(node)});
-      continue;
+      return false;
     }
     parents_.back().push_back(found->second);
     const std::string name = GetNodeName_bn(parent);
     if (GetLinkName_bn(node, i) != name) Keeps(0, "names of links");
     description->parents.push_back({name});
   }
+  return true;
 }
 
 // Rows whose experience is known, all of them or none.
@@ -239,8 +244,7 @@ void Describer::DescribeNode(node_bn node, NodeDescription* description) {
     DescribeStates(node, description);
   }
   DescribeTexts(node, description);
-  DescribeParents(node, description);
-  if (parents_.back().size() == description->parents.size()) DescribeTable(node, description);
+  if (DescribeParents(node, description)) DescribeTable(node, description);
 }
 
 // Original spellings take the place of names where the format has them so; else they stand beside.
@@ -272,6 +276,7 @@ void Describer::Describe() {
   for (std::size_t i = 0; i < nodes_.size(); ++i) DescribeNode(nodes_[i], &description_.nodes[i]);
   if (problems_.HasErrors()) return;
   NameNodes();
+  if (!Holds(HOLDS_NAMES) && !HasUaiNames(description_)) lost_.insert(lost_.begin(), "names of nodes and states");
   if (lost_.empty()) return;
   std::string list;
   for (const std::string& one : lost_) list += (list.empty() ? "" : ", ") + one;

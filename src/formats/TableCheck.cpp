@@ -136,7 +136,8 @@ void CheckTable(NodeDescription* node, const std::vector<const NodeDescription*>
       problems->Add(MISSING_TABLE, line, {node->name.text});
       return;
     case TableState::Uniform:
-      problems->Add(isUtility ? MISSING_TABLE : TABLE_TAKEN_AS_UNIFORM, line, {node->name.text});
+      problems->Add(TABLE_TAKEN_AS_UNIFORM, line, {node->name.text});
+      if (isUtility) node->values.assign(rows, 0);
       return;
     case TableState::Given:
       if (!checker.HasNumbers(static_cast<long long>(rows) * perRow)) return;

@@ -71,7 +71,7 @@ TEST_F(BifTest, ATableThatSumsTheOtherWayAloneIsTakenSo) {
   EXPECT_EQ(Table(proper, "B"), "0.05 0.95 | 0.01 0.99");
   EXPECT_EQ(Table(other, "B"), "0.05 0.95 | 0.01 0.99");
   EXPECT_EQ(Reports(),
-            "4 830 ReadNetFormatText_bn: text:2: the table of 'B' has its own states fastest, and is taken so\n");
+            "4 830 ReadNetFormatText_bn: text:2: the table of node 'B' has its own states fastest, and is taken so\n");
 }
 
 }  // namespace

@@ -1,12 +1,15 @@
 #include "Findings.h"
 
 #include <charconv>
+#include <fstream>
+#include <limits>
 #include <utility>
 
 #include "Cases.h"
 #include "Files.h"
 #include "Spelling.h"
 #include "Terminal.h"
+#include "bravic_formats.h"
 
 namespace {
 
@@ -72,9 +75,20 @@ void EnterCase(const InputFile& input, long number, const Net& net, Session& ses
   }
 }
 
+// A UAI file of findings holds numbers alone, while a case file begins with a comment or with names.
+bool IsFindingsFile(const std::string& path) {
+  std::ifstream file(path);
+  char first = 0;
+  while (file >> first && first == '#') file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+  return first >= '0' && first <= '9';
+}
+
 void EnterEvidence(const FindingOptions& options, const Net& net, Session& session) {
   const InputFile input(options.evidence);
-  EnterCase(input, options.number, net, session);
+  if (!IsFindingsFile(input.Path())) return EnterCase(input, options.number, net, session);
+  session.Show(input.Path(), input.ShownName());
+  ReadFindingsFormat_bn(net.get(), input.Path().c_str(), options.number);
+  session.Check();
 }
 
 // Says which findings came with the net, so that nobody takes them for none.
@@ -106,7 +120,7 @@ void AddFindingOptions(Command* command, FindingOptions* options) {
   add("--value", &options->values, "NODE=X", "the node's value (for nodes with levels)");
   command->Add({.names = "--evidence",
                 .form = "FILE",
-                .help = "what the first case of a case file says; - is the standard input",
+                .help = "what the first case of a case file or of a UAI file of findings says; - is the standard input",
                 .value = &options->evidence,
                 .file = true});
   command->Add({.names = "--case",

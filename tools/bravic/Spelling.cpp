@@ -34,20 +34,21 @@ std::string SpellingOf(node_bn node, statetype state) {
   return GetNodeText_bn(node, ("state " + std::to_string(state)).c_str());
 }
 
-// "node 'Dysp' (in other files 'Dyspnea?')"
+// "'Dysp' ('Dyspnea?')"
 std::string BothSpellings(node_bn node) {
-  const std::string label = Label(node);
-  return Quoted(GetNodeName_bn(node)) + (label.empty() ? "" : " (in other files " + Quoted(label) + ")");
+  const std::string label = Label(node), other = label.empty() ? GetNodeTitle_bn(node) : label;
+  return Quoted(GetNodeName_bn(node)) + (other.empty() ? "" : " (" + Quoted(other) + ")");
 }
 
-// Those that the spelling fits.
+// Those that the spelling fits. Titles, which need not tell nodes apart, count where it is no name.
 std::vector<node_bn> NodesSpelled(const std::string& spelling, const Net& net) {
-  std::vector<node_bn> found;
-  if (spelling.empty()) return found;
+  std::vector<node_bn> named, titled;
+  if (spelling.empty()) return named;
   for (node_bn node : Nodes(net)) {
-    if (spelling == GetNodeName_bn(node) || spelling == Label(node)) found.push_back(node);
+    if (spelling == GetNodeName_bn(node) || spelling == Label(node)) named.push_back(node);
+    if (spelling == GetNodeTitle_bn(node)) titled.push_back(node);
   }
-  return found;
+  return named.empty() ? titled : named;
 }
 
 node_bn TheOnlyOne(const std::vector<node_bn>& nodes, const std::string& spelling) {
@@ -60,7 +61,9 @@ std::vector<std::string> SpellingsOfNodes(const Net& net) {
   std::vector<std::string> spellings;
   for (node_bn node : Nodes(net)) {
     spellings.emplace_back(GetNodeName_bn(node));
-    if (const std::string label = Label(node); !label.empty()) spellings.push_back(label);
+    for (const std::string& other : {Label(node), std::string(GetNodeTitle_bn(node))}) {
+      if (!other.empty()) spellings.push_back(other);
+    }
   }
   return spellings;
 }

@@ -1,6 +1,7 @@
 // Nodes and states as a command line names them: by their names, by the spellings that they have in another program's
 // file
-// ("label" and "state N" of bravic.h), states also as they are shown and by number. What fits two is refused with both.
+// ("label" and "state N" of bravic.h), nodes also by their titles, states also as they are shown and by number. What
+// fits two is refused with both.
 #pragma once
 
 #include <string>

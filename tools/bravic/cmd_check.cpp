@@ -69,7 +69,7 @@ bool TakeMessages(Session& session, Json* list) {
     Complain(message);
     failed |= message.isError;
     list->push_back(
-        {{"level", message.isError ? "error" : "warning"}, {"number", message.number}, {"text", message.text}});
+        {{"level", message.isError ? "error" : "warning"}, {"number", message.number}, {"text", message.Whole()}});
   }
   return failed;
 }

@@ -253,6 +253,14 @@ void* BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind) {
   return node->user;
 }
 
+int BRAVIC_CALL KeepNetOrder_bn(net_bn net) {
+  NetCall call("KeepNetOrder_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
+  if (net->orderstate != ORDER_UNKNOWN) return 1;
+  KeepPresentOrder(net);
+  return 0;
+}
+
 int BRAVIC_CALL SetNetName_bn(net_bn net, const char* name) {
   NetCall call("SetNetName_bn");
   if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net) || !call.CheckNameGiven(name)) return -1;
