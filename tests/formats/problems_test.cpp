@@ -149,6 +149,15 @@ TEST_F(FormatProblemsTest, EachIsReportedWithItsLine) {
   }
 }
 
+TEST_F(FormatProblemsTest, OurOwnFilesAreKnownByTheirIndicator) {
+  const std::string net = "bnet X { node A { discrete = TRUE; states = (a, b); probs = (0x, 1); }; };\n";
+  for (const char* head : {"// ~->[DNET-1]->~\n", "\xEF\xBB\xBF// ~->[DNET-1]->~\n",
+                           "/# node # x #/ // ~->[DNET-1]->~\n", "// ~->[DNET-1]->~\nHexNumbers = TRUE;\n"}) {
+    EXPECT_TRUE(ReadText(nullptr, head + net)) << head;
+    EXPECT_THAT(Problems(), ::testing::HasSubstr("of node 'A'")) << head;
+  }
+}
+
 TEST_F(FormatProblemsTest, LineEndsAndEncodingsAreThoseOfTheFile) {
   const std::string text =
       "% encoding: ISO-8859-1\nnode A\n{\n label = \"\xE9t\xE9\"; states = (\"a\" \"b\");\n}\npotential (A) { data = "
