@@ -493,6 +493,20 @@ BRAVIC_API double BRAVIC_CALL CaseProbability_bn(net_bn net);
    the findings contradict each other (2078), undef_dbl_ns on other failures (2077 ...). */
 BRAVIC_API double BRAVIC_CALL CaseLogProbability_bn(net_bn net);
 
+/* ---- Questions ----
+   What may be asked of a net beyond beliefs. Nothing of the net is changed by asking. Lists that these functions answer
+   are the host's, to be freed by FreeNodeList_bn. */
+
+/* Whether nodes are separated by the links alone, whatever tables and findings say: no path from one of `some` to one of
+   `others` is open once those given are known (d-separation). A node is never separated from itself, but what is given
+   is separated from everything. The net need not be compiled. Takes time by the number of nodes and links.
+   Answers 1 or 0; -1 on failure (2610 nodes of two nets). */
+BRAVIC_API int BRAVIC_CALL AreSeparated_bn(nodelist_bn some, nodelist_bn others, nodelist_bn given);
+
+/* Answers a new list of the nodes that separate the node from all others: its parents, its children, and the children's
+   other parents; without placeholders. To be freed by FreeNodeList_bn. NULL on failure (2611 memory). */
+BRAVIC_API nodelist_bn BRAVIC_CALL MarkovBlanket_bn(node_bn node);
+
 /* ---- Net files ---- */
 
 /* Writes the net as text, its findings included (RetractAllFindings_bn before makes a file without). The form is

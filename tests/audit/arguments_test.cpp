@@ -130,7 +130,7 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(SetNodeStateName_bn), CALL(SetNodeLevels_bn), CALL(SetLinkName_bn), CALL(SetNodeTitle_bn),
        CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn), CALL(ReverseLink_bn), CALL(WriteCase_bn),
        CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
-       CALL(BeliefsOfCases_bn));
+       CALL(BeliefsOfCases_bn), CALL(AreSeparated_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
   Open("0", NOTHING, CALL(GetNetAutoUpdate_bn), CALL(HasRelation_bn), CALL(IsNodeDeterministic_bn),
@@ -139,7 +139,7 @@ void ArgumentsTest::SetUpTestSuite() {
   Open("NULL", NOTHING, CALL(NewNode_bn), CALL(GetNetNodes_bn), CALL(NodeNamed_bn), CALL(GetNetElimOrder_bn),
        CALL(GetNetUserData_bn), CALL(GetNodeParents_bn), CALL(GetNodeChildren_bn), CALL(GetNodeUserData_bn),
        CALL(DuplicateNodes_bn), CALL(ReadNet_bn), CALL(CaseFileNodes_bn), CALL(GetError_ns), CALL(ReportError_ns),
-       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn));
+       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn), CALL(MarkovBlanket_bn));
   Open("error", NOTHING, CALL(GetNetName_bn), CALL(GetNetTitle_bn), CALL(GetNetComment_bn), CALL(JunctionTreeReport_bn),
        CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(ErrorMessage_ns));
   Open("undefined", NOTHING, CALL(CaseLogProbability_bn), CALL(GetExpectedUtility_bn), CALL(GetNodeExperience_bn),
