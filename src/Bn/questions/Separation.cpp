@@ -77,9 +77,7 @@ nodelist_bn MarkovBlanket(const bnode& node) {
   for (node_bn child : Entries(node.succs)) add(child);
   for (const bnode* child : Entries(node.succs))
     for (node_bn parent : Entries(child->preds)) add(parent);
-  nodelist_bn list = NewList(blanket.size());
-  if (list) std::copy(blanket.begin(), blanket.end(), list->ar);
-  return list;
+  return NewListOf(blanket);
 }
 
 }  // namespace bravic
