@@ -130,7 +130,7 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(SetNodeStateName_bn), CALL(SetNodeLevels_bn), CALL(SetLinkName_bn), CALL(SetNodeTitle_bn),
        CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn), CALL(ReverseLink_bn), CALL(WriteCase_bn),
        CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
-       CALL(BeliefsOfCases_bn), CALL(AreSeparated_bn));
+       CALL(BeliefsOfCases_bn), CALL(AreSeparated_bn), CALL(MostProbableConfigs_bn), CALL(MostProbableStates_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
   Open("0", NOTHING, CALL(GetNetAutoUpdate_bn), CALL(HasRelation_bn), CALL(IsNodeDeterministic_bn),
