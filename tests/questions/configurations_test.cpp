@@ -218,7 +218,8 @@ TEST_F(Configurations, TooManyTiedTogetherAreRefusedWithAnEstimate) {
   AddNode(net, "Hub", {"a", "b"}, {}, {0.5f, 0.5f});
   std::vector<node_bn> leaves;
   for (int i = 0; i < 32; ++i)
-    leaves.push_back(AddNode(net, ("Leaf" + std::to_string(i)).c_str(), {"a", "b"}, {"Hub"}, {0.75f, 0.25f, 0.25f, 0.75f}));
+    leaves.push_back(
+        AddNode(net, ("Leaf" + std::to_string(i)).c_str(), {"a", "b"}, {"Hub"}, {0.75f, 0.25f, 0.25f, 0.75f}));
   CompileNet_bn(net.get());
   nodelist_bn list = List(leaves);
   std::vector<statetype> states(leaves.size(), -9);

@@ -31,8 +31,7 @@ int NextState(const Vector<Number>& values, int state) {
   int next = -1;
   for (int s = 0; s < values.size(); ++s) {
     if (!(Number{} < values[s])) continue;
-    const bool comesAfter =
-        state < 0 || values[s] < values[state] || (s > state && !(values[state] < values[s]));
+    const bool comesAfter = state < 0 || values[s] < values[state] || (s > state && !(values[state] < values[s]));
     if (comesAfter && (next < 0 || values[next] < values[s])) next = s;
   }
   return next;
@@ -162,8 +161,7 @@ class TableProduct {
  public:
   explicit TableProduct(const ConfigQuestion& question) : question_(question) {
     bool isInformative;
-    for (int node = 0; node < question.NumNodes(); ++node)
-      scales_.push_back(RowScales(question, node, &isInformative));
+    for (int node = 0; node < question.NumNodes(); ++node) scales_.push_back(RowScales(question, node, &isInformative));
   }
   WideNumber Of(const int* states) const {
     WideNumber product = ToWide(1);

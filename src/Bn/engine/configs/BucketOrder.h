@@ -9,12 +9,12 @@
 namespace bravic::engine {
 
 struct BucketOrder {
-  Vector<int> variables;          // nodes, first eliminated first
-  int numSummed = 0;              // so many of them are summed out, the rest maximized
-  Vector<int> position;           // [node] its place among the variables, or -1
+  Vector<int> variables;           // nodes, first eliminated first
+  int numSummed = 0;               // so many of them are summed out, the rest maximized
+  Vector<int> position;            // [node] its place among the variables, or -1
   Vector<Vector<int>> neighbours;  // [place] nodes over which the step leaves a table, the last eliminated first
-  double cost = 0;                // entries that all steps go over
-  double largest = 1;             // entries of the largest table that a step leaves
+  double cost = 0;                 // entries that all steps go over
+  double largest = 1;              // entries of the largest table that a step leaves
 };
 
 // All variables are maximized, in the order in which the tree's cliques are collected from its leaves.

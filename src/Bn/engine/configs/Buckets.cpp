@@ -105,8 +105,7 @@ Status Buckets<Number>::AddNodeTable(int node) {
   };
   take(node);
   for (int parent : question_.parents[node]) take(parent);
-  std::sort(variables.begin(), variables.end(),
-            [&](int a, int b) { return order_.position[a] > order_.position[b]; });
+  std::sort(variables.begin(), variables.end(), [&](int a, int b) { return order_.position[a] > order_.position[b]; });
   Owned<Table> table = MakeTable(variables);
   if (!table) return Status::NoMemory;
   Number* to = table->entries.get();
