@@ -7,7 +7,6 @@ namespace formats {
 namespace {
 
 constexpr unsigned HOLDS_SPELLINGS = HOLDS_NET_NAME | HOLDS_NAMES | HOLDS_NODE_SPELLINGS | HOLDS_STATE_SPELLINGS;
-
 constexpr unsigned HOLDS_ALL_TEXTS = HOLDS_TITLES | HOLDS_COMMENTS | HOLDS_NET_TITLE | HOLDS_NET_COMMENT;
 
 constexpr Format FORMATS[] = {

@@ -49,8 +49,7 @@ void Checker::Check() {
 
 void Checker::CheckNames() {
   for (NodeDescription& node : net_.nodes) {
-    sound_.push_back(index_.Add(node.name.text));
-    if (!sound_.back()) {
+    if (!index_.Add(node.name.text)) {
       const NodeDescription& first = net_.nodes[index_.Find(node.name.text)];
       problems_.Add(DOUBLED_NODE, node.name.line, {node.name.text, Number(first.name.line), Number(node.name.line)});
       sound_[&node - net_.nodes.data()] = 0;  // what is said of the name, the first one has got

@@ -8,7 +8,7 @@ namespace {
 constexpr int MAX_PROBLEMS = 1000;                       // of one file
 constexpr std::size_t WORD_LEN = 60;                     // of what a text quotes
 constexpr std::size_t LIST_LEN = 300;                    // of what ends a text
-constexpr std::string_view NODE = "node '";  // as the rows have it
+constexpr std::string_view NODE = "node '";              // as the rows have it
 constexpr std::size_t RECORD_LEN = 511, HEAD_LEN = 100;  // of a record, and of what heads its text
 
 // The text, cut where it is longer than that many bytes, but within no character.

@@ -40,7 +40,7 @@ constexpr BadText BAD_TEXTS[] = {
     {"bif", BIF_A "network \"no end {\n}\n",
      "5 822:2: the quoted text that begins here is never closed\n5 821:4: the file ends where \"{\" should stand"},
     {"bif", BIF_AB "probability (B) { table 0.5,\n 0,5x; }",
-     "5 850:3: the table of 'B' has 3 numbers, but 2 were wanted\n5 823:4: '5x' is no number"},
+     "5 850:3: the table of node 'B' has 3 numbers, but 2 were wanted\n5 823:4: '5x' is no number"},
     {"bif", "variable A { type discrete [3] { a, b }; }\nprobability (A) { table 0.5, 0.5; }",
      "5 824:1: node 'A' is said to have 3 states, but 2 are listed"},
     {"net", NET_AB "potential (B | A) { data = ((1 0) (0 1)\n}",
@@ -52,28 +52,28 @@ constexpr BadText BAD_TEXTS[] = {
     {"uai", "BAYES\n2\n2 two\n", "5 820:3: found 'two' where a number of states should stand"},
     {"uai", "BAYES\n1\n2\n1\n1 0\n2\n0.5 0.5 0.5", "5 866:7: there is more after the last table, from '0.5' on"},
     // Rows.
-    {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (e) 1 0; }", "5 825:5: 'e' is no state of 'A'"},
+    {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (e) 1 0; }", "5 825:5: 'e' is no state of node 'A'"},
     {"bif", BIF_AB "probability (B | A) {\n (a, b) 0.5 0.5;\n default 1 0; }",
-     "5 826:4: a row of 'B' names 2 states, but the node has 1 parents"},
+     "5 826:4: a row of node 'B' names 2 states, but the node has 1 parents"},
     {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (b) 0.5 0.25 0.25; }",
-     "5 827:5: a row of 'B' has 3 numbers, but 2 were wanted"},
+     "5 827:5: a row of node 'B' has 3 numbers, but 2 were wanted"},
     {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (b) 1 0;\n (a) 0 1; }",
-     "5 828:6: this row of 'B' is given twice, here and in line 4"},
+     "5 828:6: this row of node 'B' is given twice, here and in line 4"},
     {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (b) 1 0;\n (a) 0.5 0.5; }",
-     "4 828:6: this row of 'B' is given twice, here and in line 4"},
+     "4 828:6: this row of node 'B' is given twice, here and in line 4"},
     {"bif", BIF_AB "probability (B | A) {\n (b) 0.5 0.5;\n}",
-     "5 829:3: 1 of the 2 rows of 'B' are not given (first: (a)), and there is no default"},
+     "5 829:3: 1 of the 2 rows of node 'B' are not given (first: (a)), and there is no default"},
     {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (b) 0.5 0.4998; }",
-     "5 852:5: row (b) of 'B' sums to 0.9998"},
+     "5 852:5: row (b) of node 'B' sums to 0.9998"},
     {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (b) 0.5 0.49995; }", ""},
     {"bif", BIF_AB "probability (B | A) {\n (a) 0.5 0.5;\n (b) 1.5 -0.5; }",
-     "5 853:5: row (b) of 'B' has the number -0.5, which is no probability"},
-    {"uai", "BAYES\n1\n2\n1\n1 0\n2\n0.5 0.6", "5 852:7: row () of 'X0' sums to 1.1"},
+     "5 853:5: row (b) of node 'B' has the number -0.5, which is no probability"},
+    {"uai", "BAYES\n1\n2\n1\n1 0\n2\n0.5 0.6", "5 852:7: row () of node 'X0' sums to 1.1"},
     {"net", NET_AB "potential (B | A) { data = ((1 3)\n (0 0)); }",
-     "4 852:2: 1 of the 2 rows of 'B' do not sum to 1 and are normalized (first: (a), which sums to 4)\n"
-     "5 852:3: row (b) of 'B' sums to 0"},
+     "4 852:2: 1 of the 2 rows of node 'B' do not sum to 1 and are normalized (first: (a), which sums to 4)\n"
+     "5 852:3: row (b) of node 'B' sums to 0"},
     {"net", NET_AB "potential (B | A) { data = (1 0\n 1 inf); }",
-     "5 853:3: row (b) of 'B' has the number inf, which is no probability"},
+     "5 853:3: row (b) of node 'B' has the number inf, which is no probability"},
     // What is there twice, missing or unknown.
     {"bif", BIF_A "variable A { type discrete [1] { c }; }", "5 840:2: node 'A' is given twice, in lines 1 and 2"},
     {"bif", "variable A { type discrete [2] { a,\n a }; } probability (A) { table 0.5 0.5; }",
@@ -87,22 +87,23 @@ constexpr BadText BAD_TEXTS[] = {
      "probability (A | B) { (a) 1; }\nprobability (B | A) { (a) 1; }",
      "5 846:2: links make a cycle: 'B' (line 3) -> 'A' (line 2) -> 'B'"},
     {"bif", BIF_AB "probability (B) { table 1 0; }\nprobability (B) { table 0 1; }",
-     "5 848:4: the table of 'B' is given twice, in lines 3 and 4"},
+     "5 848:4: the table of node 'B' is given twice, in lines 3 and 4"},
     {"bif", BIF_AB "probability (B) { table 1 0; }\nprobability (B) { table 1 0; }",
-     "4 848:4: the table of 'B' is given twice, in lines 3 and 4"},
+     "4 848:4: the table of node 'B' is given twice, in lines 3 and 4"},
     {"bif", BIF_AB, "5 849:2: node 'B' has no table"},
     {"net", NET_AB, "4 849:1: node 'B' has no table, which is taken as uniform"},
     {"uai", "BAYES\n2\n2 2\n2\n1 0\n1 0\n2 1 0\n2 1 0\n",
      "5 863:3: variable 1 has 0 tables, but every one needs one\n5 849:3: node 'X1' has no table\n5 863:5: variable 0 "
      "has 2 tables, but every one needs one"},
     {"bif", BIF_AB "probability (B | A) {\n table 0.5 0.5 0.5; }",
-     "5 850:4: the table of 'B' has 3 numbers, but 4 were wanted"},
+     "5 850:4: the table of node 'B' has 3 numbers, but 4 were wanted"},
     {"net", NET_AB "utility U { }\npotential (U | A) { data = (1 2 3); }",
      "4 849:1: node 'B' has no table, which is taken as uniform\n"
-     "5 850:3: the table of 'U' has 3 numbers, but 2 were wanted"},
-    {"uai", "BAYES\n1\n2\n1\n1 0\n3\n0.5 0.25 0.25", "5 850:6: the table of 'X0' has 3 numbers, but 2 were wanted"},
+     "5 850:3: the table of node 'U' has 3 numbers, but 2 were wanted"},
+    {"uai", "BAYES\n1\n2\n1\n1 0\n3\n0.5 0.25 0.25",
+     "5 850:6: the table of node 'X0' has 3 numbers, but 2 were wanted"},
     {"uai", "BAYES\n1\n2\n1\n2 1 0\n2 1 0", "5 864:5: there is no variable 1 (there are 1, from 0)"},
-    {"uai", "BAYES\n1\n999999999\n1\n1 0\n1 1", "5 851:3: the table of 'X0' would be too large"},
+    {"uai", "BAYES\n1\n999999999\n1\n1 0\n1 1", "5 851:3: the table of node 'X0' would be too large"},
     // What a net cannot be.
     {"bif", "variable A { type continuous; }\n",
      "5 858:1: node 'A' is continuous without intervals, which cannot be computed with"},
@@ -110,7 +111,7 @@ constexpr BadText BAD_TEXTS[] = {
      "5 858:1: node 'A' is continuous without intervals, which cannot be computed with\n5 859:3: instance of a class "
      "'I' cannot be represented\n5 859:5: function node 'F' cannot be represented"},
     {"net", NET_AB "\npotential (B) { model_nodes = (); model_data = (Distribution(0.5, 0.5)); }",
-     "5 861:3: the table of 'B' is an expression without its numbers"},
+     "5 861:3: the table of node 'B' is an expression without its numbers"},
     {"net", NET_AB "utility U { } potential (U) { data = 1e39; } potential (B | U) { }",
      "5 847:2: utility node 'U' is a parent of node 'B', which cannot be\n5 854:2: utility node 'U' has the number "
      "1e+39, which is none to work with"},
@@ -118,13 +119,15 @@ constexpr BadText BAD_TEXTS[] = {
      NET_AB "node C { subtype = interval; state_values = (0 2 1);\nstates = (\"x\" \"y\"); } potential (C) { data = (1 "
             "0); experience = (-1); }\n"
             "potential (B) { data = (1 0); }",
-     "5 857:2: the intervals of 'C' cannot be: their bounds are not in order\n4 855:3: the experience of 'C' is left "
+     "5 857:2: the intervals of node 'C' cannot be: their bounds are not in order\n4 855:3: the experience of node 'C' "
+     "is left "
      "out: a number is negative or infinite"},
     {"net",
      NET_AB
      "node C { subtype = number; state_values = (0 2 1); states = (\"x\" \"y\"); } potential (C) { data = (1 0); }\n"
      "potential (B) { data = (1 0); } decision D { states = (\"x\"); } potential (D) { data = (1); }",
-     "4 856:2: the numbers of the states of 'C' are left out: there are 3 numbers, but 2 were wanted\n4 860:3: the "
+     "4 856:2: the numbers of the states of node 'C' are left out: there are 3 numbers, but 2 were wanted\n4 860:3: "
+     "the "
      "table of decision node 'D' is left out"},
     {"uai", "# a field\nMARKOV\n1\n2", "5 862:2: is a Markov random field (MARKOV), which is no belief network"},
     // Files as such.
@@ -133,7 +136,7 @@ constexpr BadText BAD_TEXTS[] = {
      "5 802: begins like a file of no known format (with '<html>')"},
     {nullptr, "\xFF\xFEn\0e\0t", "5 812: is UTF-16 or UTF-32 text, which is not read; convert it to UTF-8"},
     {"bif", BIF_A "\n// \xE9t\xE9\n", "4 813:3: is no UTF-8 and says of no encoding, so it is taken as Latin-1"},
-    {"bff", "", "5 800: there is no format 'bff'; there are dne bif net uai"},
+    {"bff", "", "5 800: there is no format 'bff'; there are dne bif xmlbif xdsl net uai"},
 };
 
 TEST_F(FormatProblemsTest, EachIsReportedWithItsLine) {
@@ -153,7 +156,7 @@ TEST_F(FormatProblemsTest, LineEndsAndEncodingsAreThoseOfTheFile) {
     std::string ended;
     for (char c : text) c == '\n' ? ended += end : ended += c;
     EXPECT_EQ(ReadText(nullptr, ended), nullptr);
-    EXPECT_EQ(Problems(), "5 823:6: 'x' is no number\n5 850:6: the table of 'A' has 3 numbers, but 2 were wanted");
+    EXPECT_EQ(Problems(), "5 823:6: 'x' is no number\n5 850:6: the table of node 'A' has 3 numbers, but 2 were wanted");
     ended.replace(ended.find("0.25 x"), 6, "0.5");
     EXPECT_STREQ(GetNodeTitle_bn(Named(ReadText(nullptr, ended), "A")), "\xC3\xA9t\xC3\xA9");
   }

@@ -1,5 +1,5 @@
-// The interchange format BIF, version 0.15: variables with their states, probabilities as rows that name the parents'
-// states or as one table. Words may be quoted; commas and the bar are blanks.
+// Reads the interchange format BIF, version 0.15: variables with their states, probabilities as rows that name the
+// parents' states or as one table. Words may be quoted; commas and the bar are blanks.
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -8,7 +8,7 @@
 #include "formats/NetBuilder.h"
 #include "formats/NodeIndex.h"
 #include "formats/NumberText.h"
-#include "formats/RowStates.h"
+#include "formats/Properties.h"
 #include "formats/TableCheck.h"
 #include "formats/Tokenizer.h"
 
@@ -16,35 +16,17 @@ namespace formats {
 namespace {
 
 constexpr Grammar GRAMMAR = {.punctuation = "{}()[];", .separators = ",|", .slashComments = true};
-constexpr std::string_view POSITION = "position";
-
 std::string_view Trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(" \t\n"), last = text.find_last_not_of(" \t\n");
   return first == std::string_view::npos ? std::string_view() : text.substr(first, last - first + 1);
 }
 
-// "position = (x, y)", as other programs tell where a node stands.
-std::optional<std::pair<double, double>> ReadPosition(std::string_view text) {
-  if (!text.starts_with(POSITION)) return std::nullopt;
-  std::string numbers(text.substr(POSITION.size()));
-  for (char& c : numbers) {
-    if (c == '=' || c == '(' || c == ')' || c == ',') c = ' ';
-  }
-  const std::string_view both = Trimmed(numbers);
-  const std::size_t blank = both.find(' ');
-  if (blank == std::string_view::npos) return std::nullopt;
-  const auto x = ReadNumber(both.substr(0, blank)), y = ReadNumber(Trimmed(both.substr(blank)));
-  if (!x || !y) return std::nullopt;
-  return std::pair(*x, *y);
-}
-
-// What a property says is a line of the comment; where all of it is quoted, it stands for what is in the quotes.
-void AddProperty(std::string_view text, std::string* comment) {
-  const Token quoted{Token::Quoted, text.size() < 2 ? text : text.substr(1, text.size() - 2), 0};
-  const std::string inside = quoted.Unquoted();
-  const bool isQuoted = text.size() >= 2 && text.front() == '"' && text.back() == '"' && QuotedText(inside) == text;
-  if (!comment->empty()) *comment += '\n';
-  *comment += isQuoted ? std::string_view(inside) : text;
+// A property that is quoted as a whole stands for what is in the quotes.
+std::string PropertyText(std::string_view text) {
+  const bool hasQuotes = text.size() >= 2 && text.front() == '"' && text.back() == '"';
+  if (!hasQuotes) return std::string(text);
+  const std::string inside = Token{Token::Quoted, text.substr(1, text.size() - 2), 0}.Unquoted();
+  return QuotedText(inside) == text ? inside : std::string(text);
 }
 
 // The rows of one node's block, in the order of the file.
@@ -72,7 +54,7 @@ class BifReader {
   void TakeRows(NodeDescription* relation, const NodeDescription& node, const Rows& rows);
   bool IsMissingRows(const NodeDescription& node, const Rows& rows, const std::vector<int>& order, int line);
   bool FindParents(const NodeDescription& relation);
-  std::string_view TakeProperty();
+  std::string TakePropertyText();
   bool BeginBlock();
 
   Tokenizer tokens_;
@@ -119,9 +101,9 @@ bool BifReader::BeginBlock() {
 }
 
 // Behind the word "property".
-std::string_view BifReader::TakeProperty() {
+std::string BifReader::TakePropertyText() {
   if (tokens_.TakeIf(';')) return {};
-  if (const auto text = tokens_.TakeRaw(';')) return Trimmed(*text);
+  if (const auto text = tokens_.TakeRaw(';')) return PropertyText(Trimmed(*text));
   tokens_.Refuse("\";\"");
   while (tokens_.Peek().kind != Token::End) tokens_.Take();
   return {};
@@ -138,7 +120,7 @@ void BifReader::ReadNetwork() {
   while (!tokens_.TakeIf('}')) {
     if (tokens_.Peek().kind == Token::End) return problems_.Add(UNCLOSED_BLOCK, line, {"block"});
     if (tokens_.TakeIfWord("property")) {
-      AddProperty(TakeProperty(), &net_.comment);
+      for (const std::string& text : LinesOf(TakePropertyText())) AddLine(net_.comment, text);
     } else if (!tokens_.TakeIf(';')) {
       tokens_.Refuse("property or \"}\"");
       tokens_.SkipStatement();
@@ -158,13 +140,7 @@ void BifReader::ReadVariable() {
   while (!tokens_.TakeIf('}')) {
     if (tokens_.Peek().kind == Token::End) return problems_.Add(UNCLOSED_BLOCK, line, {"block"});
     if (tokens_.TakeIfWord("property")) {
-      const std::string_view text = TakeProperty();
-      const auto position = ReadPosition(text);
-      if (position && !node.position) {
-        node.position = position;
-      } else {
-        AddProperty(text, &node.comment);
-      }
+      TakeProperty(node, TakePropertyText());
     } else if (tokens_.TakeIfWord("type")) {
       if (!ReadType(&node)) tokens_.SkipStatement();
     } else if (!tokens_.TakeIf(';')) {
@@ -278,7 +254,7 @@ void BifReader::ReadBlock(NodeDescription* relation, int line) {
       }
       relation->tableLine = relation->tableLine > 0 ? relation->tableLine : statementLine;
     } else if (tokens_.TakeIfWord("property")) {
-      AddProperty(TakeProperty(), &node.comment);
+      TakeProperty(node, TakePropertyText());
     } else if (!tokens_.TakeIf(';')) {
       tokens_.Refuse("a row, table, default, property or \"}\"");
       tokens_.SkipStatement();
@@ -449,95 +425,10 @@ void BifReader::TakeRows(NodeDescription* relation, const NodeDescription& node,
   }
 }
 
-// Words that other programs take without quotes.
-std::string Spelled(const std::string& name) {
-  const auto isPlain = [](char c) {
-    return ('a' <= c && c <= 'z') || ('A' <= c && c <= 'Z') || ('0' <= c && c <= '9') || c == '_' || c == '-' ||
-           c == '.';
-  };
-  return !name.empty() && std::all_of(name.begin(), name.end(), isPlain) ? name : QuotedText(name);
-}
-
-// A line of a comment as a property: as it stands where it reads back so.
-void WriteProperty(std::string_view line, std::string* text) {
-  const bool isPlain = !line.empty() && line.find_first_of(";\"{}") == std::string_view::npos &&
-                       line == Trimmed(line) && line.find("//") == std::string_view::npos &&
-                       line.find("/*") == std::string_view::npos && !ReadPosition(line);
-  *text += "  property ";
-  *text += isPlain ? std::string(line) : QuotedText(line);
-  *text += " ;\n";
-}
-
-void WriteComment(std::string_view comment, std::string* text) {
-  while (!comment.empty()) {
-    const std::size_t end = std::min(comment.find('\n'), comment.size());
-    WriteProperty(comment.substr(0, end), text);
-    comment.remove_prefix(std::min(end + 1, comment.size()));
-  }
-}
-
-void WriteVariable(const NodeDescription& node, std::string* text) {
-  *text +=
-      "variable " + Spelled(node.name.text) + " {\n  type discrete [ " + std::to_string(node.states.size()) + " ] { ";
-  for (std::size_t i = 0; i < node.states.size(); ++i) *text += (i ? ", " : "") + Spelled(node.states[i].text);
-  *text += " };\n";
-  if (node.position) {
-    *text += "  property position = (";
-    AppendDouble(node.position->first, text);
-    *text += ", ";
-    AppendDouble(node.position->second, text);
-    *text += ") ;\n";
-  }
-  WriteComment(node.comment, text);
-  *text += "}\n";
-}
-
-void WriteNumbers(const double* values, std::size_t count, std::string* text) {
-  for (std::size_t i = 0; i < count; ++i) {
-    *text += i ? ", " : " ";
-    AppendFloat(values[i], text);
-  }
-  *text += ";\n";
-}
-
-void WriteProbability(const NodeDescription& node, const NetDescription& net, const NodeIndex& index,
-                      std::string* text) {
-  *text += "probability ( " + Spelled(node.name.text);
-  std::vector<std::vector<std::string>> states;  // of each parent, as spelled
-  for (const Word& parent : node.parents) {
-    *text += (states.empty() ? " | " : ", ") + Spelled(parent.text);
-    states.emplace_back();
-    for (const Word& state : net.nodes[index.Find(parent.text)].states) states.back().push_back(Spelled(state.text));
-  }
-  *text += " ) {\n";
-  std::vector<int> counts;
-  for (const auto& names : states) counts.push_back(static_cast<int>(names.size()));
-  RowStates row(counts);
-  for (std::size_t at = 0; at < node.values.size(); at += node.states.size(), row.Next()) {
-    *text += states.empty() ? "  table" : "  (";
-    for (std::size_t i = 0; i < states.size(); ++i) {
-      if (i) *text += ", ";
-      *text += states[i][row.Get()[i]];
-    }
-    if (!states.empty()) *text += ')';
-    WriteNumbers(&node.values[at], node.states.size(), text);
-  }
-  *text += "}\n";
-}
-
 }  // namespace
 
 void ReadBif(std::string* text, NetDescription* net, Problems* problems) {
   BifReader(*text, net, problems).Read();
-}
-
-void WriteBif(const NetDescription& net, std::string* text) {
-  *text += "network " + Spelled(net.name.text) + " {\n";
-  WriteComment(net.comment, text);
-  *text += "}\n";
-  for (const NodeDescription& node : net.nodes) WriteVariable(node, text);
-  const NodeIndex index(net);
-  for (const NodeDescription& node : net.nodes) WriteProbability(node, net, index, text);
 }
 
 }  // namespace formats
