@@ -134,6 +134,7 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(KeepNetOrder_bn));
   Open("-1", NOTHING, CALL(EstimateCompile_bn), CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
        CALL(VarianceReductions_bn), CALL(FindingImpacts_bn), CALL(BeliefSensitivity_bn), CALL(BeliefSensitivities_bn));
+  Open("-1", NOTHING, CALL(MostProbableConfigs_bn), CALL(MostProbableStates_bn));
   Open("NULL", NOTHING, CALL(MarkovBlanket_bn), CALL(ConflictingFindings_bn));
   Open("undefined", NOTHING, CALL(FindingsConflict_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn), CALL(FindState_bn));
