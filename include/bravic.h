@@ -666,6 +666,13 @@ BRAVIC_API statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node);
    the best. The net has to be compiled anew. Answers 0; negative on failure. Halted, it keeps the best so far. */
 BRAVIC_API int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds);
 
+/* What CompileNet_bn and then the beliefs of all nodes would take, before any of it is had: how many entries the tables
+   of the junction tree have that is really computed with, the bytes that these and the messages take, and the seconds,
+   about, on one thread. Each may be NULL. Tables need not be complete. Answers 0, with a warning (2493) and advice where
+   CompileNet_bn would refuse the net for its size; negative on failure, what is pointed to stays as it was: 2007, 2105
+   for decision networks, and what CompileNet_bn finds wrong with the structure. */
+BRAVIC_API int BRAVIC_CALL EstimateCompile_bn(net_bn net, double *entries, double *bytes, double *seconds);
+
 /* Answers the expected utility under the present decision tables and findings; undef_dbl_ns where it is not defined
    (no utility node, a decision or table missing). */
 BRAVIC_API double BRAVIC_CALL GetExpectedUtility_bn(net_bn net);

@@ -132,6 +132,7 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
        CALL(BeliefsOfCases_bn), CALL(SetNetText_bn), CALL(SetNodeText_bn), CALL(WriteNetText_bn),
        CALL(KeepNetOrder_bn));
+  Open("-1", NOTHING, CALL(EstimateCompile_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn), CALL(FindState_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
   Open("0", NOTHING, CALL(GetNetAutoUpdate_bn), CALL(HasRelation_bn), CALL(IsNodeDeterministic_bn),
