@@ -10,6 +10,7 @@
 #include "Bn/model/Fields.h"
 #include "Bn/model/NameLists.h"
 #include "Bn/model/Relation.h"
+#include "Bn/model/Texts.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
@@ -190,6 +191,7 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
   ReplaceNumStates(undo, node, numstates);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, numstates, levels));
   ReplaceTexts(undo, node->states, DupAnyNames(names, numstates));
+  DropStateTexts(undo, node);
   if (value != UNDEF_DBL && node->discrete != DISCRETE) {
     const statetype state = StateOfValue(*node, value, 0);
     if (IsWithinBounds(*node, value)) ReplaceFinding(undo, node, state, value, nullptr);
