@@ -21,6 +21,14 @@ void AddStoredFindingsOption(Command* command, bool* leave);
 void TakeStoredFindings(bool leave, const Net& net, Session& session);
 void EnterFindings(const FindingOptions& options, const Net& net, Session& session);
 
+// "NODE=STATE", "NODE!=STATE,STATE" or "NODE (likelihood)"; empty where nothing is known of it.
+std::string FindingText(node_bn node);
+// Of the findings of a compiled net a smallest set that contradict each other, to be freed; NULL where they are
+// possible.
+nodelist_bn Contradiction(const Net& net);
+// Refuses findings that contradict each other, and names a smallest set that do. Answers their probability.
+double CheckPossible(const Net& net, Session& session);
+
 // How a node's finding bears on one of its states.
 enum class Mark { None, Found, Excluded, Weighed };
 Mark MarkOf(node_bn node, statetype state);

@@ -37,8 +37,7 @@ int Run(const Options& options, Session& session) {
   SetNetFindMPE_bn(net.get(), 1);
   session.Compile(net);
   EnterFindings(options.findings, net, session);
-  const double probability = CaseProbability_bn(net.get());
-  session.Check();
+  const double probability = CheckPossible(net, session);
 
   std::vector<node_bn> nodes = Nodes(net);
   std::erase_if(nodes, [](node_bn node) { return GetNodeKind_bn(node) != NATURE_NODE; });
