@@ -16,14 +16,6 @@ namespace {
 // Answers of GetNodeFinding_bn besides states.
 constexpr int LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7, NO_FINDING = -8;
 
-std::string CheckAssignment(const std::string& text) {
-  const auto equals = text.find('=');
-  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
-    return "'" + text + "' is not of the form NODE=...";
-  }
-  return "";
-}
-
 double Number(const std::string& text) {
   double number = 0;
   const char* last = text.data() + text.size();
@@ -109,6 +101,14 @@ void TellStoredFindings(const Net& net) {
 }
 
 }  // namespace
+
+std::string CheckAssignment(const std::string& text) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
+    return "'" + text + "' is not of the form NODE=...";
+  }
+  return "";
+}
 
 void AddFindingOptions(Command* command, FindingOptions* options) {
   const auto add = [&](const char* names, std::vector<std::string>* to, const char* form, const char* help) {

@@ -14,6 +14,8 @@ struct FindingOptions {
   bool leaveStored = false;                                    // the findings that the net file holds
 };
 
+// Whether a value has the form NODE=...
+std::string CheckAssignment(const std::string& text);
 void AddFindingOptions(Command* command, FindingOptions* options);
 // Among them: whether to leave aside the findings that the net holds.
 void AddStoredFindingsOption(Command* command, bool* leave);

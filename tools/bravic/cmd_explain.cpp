@@ -19,7 +19,8 @@ void Setup(Command* command, Options* options) {
                 .form = "NODE=STATE",
                 .help = "the state of interest",
                 .value = &options->target,
-                .required = true});
+                .required = true,
+                .check = CheckAssignment});
   AddFindingOptions(command, &options->findings);
   command->notes =
       "Piped, the output has one row per finding with the columns finding, belief in the state without it\n"

@@ -22,7 +22,8 @@ void Setup(Command* command, Options* options) {
                 .form = "NODE=STATE",
                 .help = "the belief of interest",
                 .value = &options->target,
-                .required = true});
+                .required = true,
+                .check = CheckAssignment});
   AddFindingOptions(command, &options->findings);
   command->Add({.names = "--top",
                 .form = "N",
@@ -82,6 +83,9 @@ std::string BeliefText(double belief) {
   return std::isnan(belief) ? "-" : NumberText(belief);
 }
 
+// Of a derivative beside the belief.
+constexpr double ROUNDING = 1e-8;
+
 std::vector<Entry> EntriesOf(const std::vector<node_bn>& nodes, const std::vector<double>& coefficients) {
   std::vector<Entry> entries;
   const double* c = coefficients.data();
@@ -92,7 +96,8 @@ std::vector<Entry> EntriesOf(const std::vector<node_bn>& nodes, const std::vecto
       const probtype* row = GetNodeProbs_bn(node, ParentStates(node, first).data());
       for (std::size_t k = 0; k < numstates; ++k, c += 4) {
         const double divisor = c[2] * row[k] + c[3];
-        const double derivative = (c[0] * c[3] - c[1] * c[2]) / (divisor * divisor);
+        double derivative = (c[0] * c[3] - c[1] * c[2]) / (divisor * divisor);
+        if (std::abs(derivative) <= ROUNDING * BeliefAt(c, row[k])) derivative = 0;
         if (row[k] >= 0) entries.push_back({node, first + k, row[k], derivative, BeliefAt(c, 0), BeliefAt(c, 1)});
       }
     }
