@@ -19,9 +19,9 @@ enum class Kind { Chance, Decision, Utility };
 
 // What a format says of the numbers of a node's relation.
 enum class TableState {
-  None,      // nothing was said of it
-  Given,     // values hold it
-  Uniform,   // left out where the format allows it
+  None,     // nothing was said of it
+  Given,    // values hold it
+  Uniform,  // left out where the format allows it
 };
 
 struct NodeDescription {
@@ -32,14 +32,14 @@ struct NodeDescription {
   std::vector<double> levels;  // one a state, or bounds; empty where there are none
   std::string title, comment;
   std::optional<std::pair<double, double>> position;  // centre
-  std::vector<Word> parents;  // as spelled, first slowest; line of each mention
-  int relationLine = 0;       // of the definition with the parents; 0 where there was none
+  std::vector<Word> parents;                          // as spelled, first slowest; line of each mention
+  int relationLine = 0;                               // of the definition with the parents; 0 where there was none
   TableState table = TableState::None;
   int tableLine = 0;  // where the numbers begin
   // One row after the other, first parent slowest; in a row the node's own states, or a utility's one number.
   std::vector<double> values;
-  std::vector<int> rowLines;        // of each row, where rows have lines of their own; else empty
-  std::vector<double> experience;   // one a row, or empty
+  std::vector<int> rowLines;       // of each row, where rows have lines of their own; else empty
+  std::vector<double> experience;  // one a row, or empty
 };
 
 struct NetDescription {
