@@ -1,16 +1,16 @@
 # Gives the shared library the exports of one list: every function under its name and under the same name in
-# capitals, and the exported data.
-set(BRAVIC_EXPORTED_DATA undef_dbl_ns inf_dbl_ns BaseExperience_bn)
-
-function(bravic_export target list)
+# capitals, and the exported data that is named last. dll: what the library is called on Windows.
+function(bravic_export target list dll)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
   if(WIN32)
-    bravic_export_windows(${target} ${list})
+    bravic_export_windows(${target} ${list} ${dll} "${ARGN}")
     return()
   endif()
   file(STRINGS ${list} names)
-  list(JOIN BRAVIC_EXPORTED_DATA "; " data)
-  set(map "{ global:\n  ${data};\n")
+  set(map "{ global:\n")
+  foreach(name IN LISTS ARGN)
+    string(APPEND map "  ${name};\n")
+  endforeach()
   set(aliases "")
   foreach(name IN LISTS names)
     string(TOUPPER ${name} capitals)
@@ -25,17 +25,17 @@ function(bravic_export target list)
   set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${base}.map ${base}.aliases)
 endfunction()
 
-# Bravic.dll and its import library libbravic.dll.a: the names exported are bare; those to link with in 32 bits end in
+# The DLL and its import library (libbravic.dll.a): the names exported are bare; those to link with in 32 bits end in
 # "@" and the number of bytes of arguments, as compilers decorate the standard calling convention.
-function(bravic_export_windows target list)
-  set(def ${CMAKE_CURRENT_BINARY_DIR}/Bravic.def)
+function(bravic_export_windows target list dll data)
+  set(def ${CMAKE_CURRENT_BINARY_DIR}/${dll}.def)
   add_custom_command(OUTPUT ${def}
-                     COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DLIBRARY=$<TARGET_FILE:bravic_static> -DLIST=${list}
-                             "-DDATA=${BRAVIC_EXPORTED_DATA}" -DDEF=${def}
+                     COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DLIBRARY=$<TARGET_FILE:${target}_static> -DLIST=${list}
+                             -DDLL=${dll}.dll "-DDATA=${data}" -DDEF=${def}
                              -P ${PROJECT_SOURCE_DIR}/cmake/WriteDef.cmake
-                     DEPENDS bravic_static ${list} ${PROJECT_SOURCE_DIR}/cmake/WriteDef.cmake VERBATIM)
+                     DEPENDS ${target}_static ${list} ${PROJECT_SOURCE_DIR}/cmake/WriteDef.cmake VERBATIM)
   target_sources(${target} PRIVATE ${def})
-  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_NAME Bravic PREFIX "")
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_NAME ${dll} PREFIX "")
   target_link_options(${target} PRIVATE -Wl,--kill-at)
   # The linker's own import library would have the bare names alone.
   add_custom_command(TARGET ${target} POST_BUILD

@@ -1,10 +1,13 @@
-# Header, libraries, the CMake package (Bravic::bravic, Bravic::bravic_static), the pkg-config file and the
-# documentation, in two components: runtime and development.
+# Headers, libraries, the CMake package (Bravic::bravic, Bravic::bravic_static, and Bravic::bravic_formats likewise), the
+# pkg-config files and the documentation, in two components: runtime and development.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Bravic)
 
 install(FILES include/bravic.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
-install(TARGETS ${BRAVIC_LIBRARIES} EXPORT BravicTargets
+if(BRAVIC_FORMATS_LIBRARIES)
+  install(FILES include/bravic_formats.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+endif()
+install(TARGETS ${BRAVIC_LIBRARIES} ${BRAVIC_FORMATS_LIBRARIES} EXPORT BravicTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
@@ -40,6 +43,18 @@ endif()
 configure_file(cmake/bravic.pc.in bravic.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bravic.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
+if(BRAVIC_FORMATS_LIBRARIES)
+  # The static library needs pugixml's beside it, but where that was built along with it.
+  if(NOT BRAVIC_PUGIXML_SOURCE)
+    set(PKGCONFIG_FORMATS_PRIVATE -lpugixml)
+  endif()
+  if(NOT bravic_formats IN_LIST BRAVIC_FORMATS_LIBRARIES)
+    set(PKGCONFIG_FORMATS_LIBS " ${PKGCONFIG_FORMATS_PRIVATE}")
+  endif()
+  configure_file(cmake/bravic_formats.pc.in bravic_formats.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/bravic_formats.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+          COMPONENT development)
+endif()
 
 install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

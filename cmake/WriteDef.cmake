@@ -1,11 +1,11 @@
-# cmake -DNM= -DLIBRARY= -DLIST= -DDATA= -DDEF= -P WriteDef.cmake: writes the module definition file DEF for the
-# functions of LIST, as LIBRARY defines them, and DATA.
+# cmake -DNM= -DLIBRARY= -DLIST= -DDLL= -DDATA= -DDEF= -P WriteDef.cmake: writes the module definition file DEF of DLL for
+# the functions of LIST, as LIBRARY defines them, and DATA.
 execute_process(COMMAND ${NM} -g --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
 # For 32 bits "_name@bytes", for 64 bits the name alone.
 string(REGEX MATCHALL " T _?[A-Za-z]+_(bn|ns)(@[0-9]+)?" symbols "${symbols}")
 list(TRANSFORM symbols REPLACE " T _?" "")
 file(STRINGS ${LIST} names)
-set(def "LIBRARY Bravic.dll\nEXPORTS\n")
+set(def "LIBRARY ${DLL}\nEXPORTS\n")
 foreach(name IN LISTS names)
   set(found ${symbols})
   list(FILTER found INCLUDE REGEX "^${name}(@|$)")

@@ -89,7 +89,10 @@ void AddNode(std::string& look, node_bn node) {
   const int numstates = NumStates(node), discrete = GetNodeDiscrete_bn(node);
   look += std::string("\nnode ") + GetNodeName_bn(node) + " " + std::to_string(GetNodeKind_bn(node)) + " " +
           std::to_string(discrete) + " " + std::to_string(numstates) + "\n  states ";
-  for (int s = 0; s < numstates; ++s) look += std::string(GetNodeStateName_bn(node, s)) + " ";
+  for (int s = 0; s < numstates; ++s) {
+    look += std::string(GetNodeStateName_bn(node, s)) + " " +
+            GetNodeText_bn(node, ("state " + std::to_string(s)).c_str()) + " ";
+  }
   look += "\n  levels ";
   for (int i = 0; i < (discrete ? numstates : std::max(numstates + 1, 2)); ++i) look += Text(GetNodeLevel_bn(node, i));
   look += "\n  parents ";
@@ -102,7 +105,7 @@ void AddNode(std::string& look, node_bn node) {
   AddTables(look, node);
   look += "\n  finding " + std::to_string(GetNodeFinding_bn(node)) + " " + Text(GetNodeValue_bn(node)) +
           Row(GetNodeLikelihood_bn(node), numstates) + "\n  title " + GetNodeTitle_bn(node) + "\n  comment " +
-          GetNodeComment_bn(node);
+          GetNodeComment_bn(node) + "\n  label " + GetNodeText_bn(node, "label");
 }
 
 }  // namespace

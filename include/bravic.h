@@ -163,7 +163,7 @@ BRAVIC_API void BRAVIC_CALL ClearErrors_ns(environ_ns env, int danger);
 BRAVIC_API void BRAVIC_CALL ClearError_ns(report_ns error);
 
 /* Adds a record of the host's own. number: 0 to 999; danger: 0 to 6; mesg: shorter than 512 characters, taken as it
-   stands. Answers the record; NULL on failure (5563). */
+   stands; one that begins like "Function_ns: " is headed by no other function's name. Answers the record; NULL on failure (5563). */
 BRAVIC_API report_ns BRAVIC_CALL ReportError_ns(environ_ns env, int number, int danger, const char *mesg);
 
 /* Answers the record's number, which is positive; 0 for NULL. */
@@ -224,6 +224,9 @@ BRAVIC_API nodelist_bn BRAVIC_CALL DuplicateNodes_bn(nodelist_bn nodes, net_bn d
 BRAVIC_API void BRAVIC_CALL FreeNet_bn(net_bn net);
 
 /* ---- Attributes: getters (placeholders are accepted where marked *) ---- */
+
+/* Answers the environment that the net was made in; NULL on failure. */
+BRAVIC_API environ_ns BRAVIC_CALL GetNetEnviron_bn(net_bn net);
 
 /* Answers the name. */
 BRAVIC_API const char *BRAVIC_CALL GetNetName_bn(net_bn net);
@@ -298,6 +301,11 @@ BRAVIC_API void *BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind);
    Each answers 0 when it made the change, 1 when the value was already so (nothing is recorded then), and a negative
    number on failure, with nothing changed. */
 
+/* Has GetNetNodes_bn answer the nodes of a new net in the order in which they were made, where it has parents before
+   their children, as it does for a net that is read; else, and once the graph changes, the library finds an order. To be
+   called after the last link was made and before the net's nodes are first asked for; then it changes nothing. */
+BRAVIC_API int BRAVIC_CALL KeepNetOrder_bn(net_bn net);
+
 /* (5114, 5142; 3002 illegal) */
 BRAVIC_API int BRAVIC_CALL SetNetName_bn(net_bn net, const char *name);
 
@@ -343,6 +351,31 @@ BRAVIC_API int BRAVIC_CALL SetNodeComment_bn(node_bn node, const char *comment);
 
 /* kind: 0 (5511). data: the host's; never read or freed by the library. */
 BRAVIC_API int BRAVIC_CALL SetNodeUserData_bn(node_bn node, int kind, void *data);
+
+/* ---- Texts at nets and nodes ----
+   Texts that programs around the library keep, each under a key of their own: any text but the empty one. They are
+   undone, copied with their node, kept when it is renamed, saved (in the `user` statement of docs/net-format.md) and
+   never interpreted, but that nodes and states can be found by them. Keys in use: "label", the spelling that a node's
+   name has in another program's file; "state 0", "state 1" ..., that of a state's name; "position", "x y" on a screen.
+   Texts of states go when the node gets another number of states (SetNodeLevels_bn). */
+
+/* text: NULL or "" removes what is kept under the key. Copied. Answers 0 when it made the change, 1 when the text was
+   already so; a negative number on failure, with nothing changed (5114, 5142 key NULL or empty). */
+BRAVIC_API int BRAVIC_CALL SetNetText_bn(net_bn net, const char *key, const char *text);
+BRAVIC_API int BRAVIC_CALL SetNodeText_bn(node_bn node, const char *key, const char *text);
+
+/* Answers what is kept under the key, "" where nothing is; "error" on failure (5114, 5142). Valid until a text of the
+   net or node is set. */
+BRAVIC_API const char *BRAVIC_CALL GetNetText_bn(net_bn net, const char *key);
+BRAVIC_API const char *BRAVIC_CALL GetNodeText_bn(node_bn node, const char *key);
+
+/* Answers the node of that name, else the first in the net's order whose "label" it is; NULL when there is none, which is
+   no error, and on failure (5114). */
+BRAVIC_API node_bn BRAVIC_CALL FindNode_bn(const char *spelling, net_bn net);
+
+/* Answers the state of that name, else the first whose text it is; UNDEF_STATE when there is none, which is no error, and
+   on failure (5114). */
+BRAVIC_API statetype BRAVIC_CALL FindState_bn(const char *spelling, node_bn node);
 
 /* ---- Node lists ----
    Indices run from 0; 2147483647 stands for the end. Lists may hold NULL and the same node twice, but only the
@@ -506,6 +539,16 @@ BRAVIC_API void BRAVIC_CALL WriteNet_bn(net_bn net, filespec_ns file);
    Answers the net; NULL when nothing could be read. To be freed by FreeNet_bn. */
 BRAVIC_API net_bn BRAVIC_CALL ReadNet_bn(filespec_ns file, int options);
 
+/* Reads a net from a text in memory, as ReadNet_bn with options 0 does from a file. text [length]: needs no closing
+   zero. name: what messages call it, or NULL. Answers as ReadNet_bn. (2495, 2496) */
+BRAVIC_API net_bn BRAVIC_CALL ReadNetText_bn(const char *text, long length, const char *name, environ_ns env);
+
+/* Writes into text [size] what WriteNet_bn writes into a file, and a closing zero. text: NULL only asks. The net still
+   counts as unsaved.
+   Answers the bytes needed, the closing zero included; where that is more than size nothing is written. Negative on
+   failure, with nothing written (2494 no memory, 2496). */
+BRAVIC_API long BRAVIC_CALL WriteNetText_bn(net_bn net, char *text, long size);
+
 /* ---- Case files, learning, random cases ----
    A case file is text: a first line "// ~->[CASE-1]->~", a line of node names with tabs between them, then a row for
    each case with the state (or value) of each node, "*" where it is missing. Columns "IDnum" and "NumCases" number the
@@ -640,6 +683,13 @@ BRAVIC_API statetype BRAVIC_CALL GetNodeMostProbable_bn(node_bn node);
 /* Searches for a better elimination order than the one found by default, for at most that many seconds, and stores
    the best. The net has to be compiled anew. Answers 0; negative on failure. Halted, it keeps the best so far. */
 BRAVIC_API int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds);
+
+/* What CompileNet_bn and then the beliefs of all nodes would take, before any of it is had: how many entries the tables
+   of the junction tree have that is really computed with, the bytes that these and the messages take, and the seconds,
+   about, on one thread. Each may be NULL. Tables need not be complete. Answers 0, with a warning (2493) and advice where
+   CompileNet_bn would refuse the net for its size; negative on failure, what is pointed to stays as it was: 2007, 2105
+   for decision networks, and what CompileNet_bn finds wrong with the structure. */
+BRAVIC_API int BRAVIC_CALL EstimateCompile_bn(net_bn net, double *entries, double *bytes, double *seconds);
 
 /* Answers the expected utility under the present decision tables and findings; several utility nodes add up. One with
    utility nodes among its parents is their sum and needs no table. undef_dbl_ns where it is not defined (no utility

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include "Basic/Environ.h"
 #include "Basic/ErrorTable.h"
@@ -177,11 +178,19 @@ void FreePermanent(report_ns* report) {
   *report = nullptr;
 }
 
+// "ReadNetFormat_bn: ...": a library on top of this one heads its texts by the functions of its own.
+bool StartsWithFunction(std::string_view text) {
+  const std::size_t colon = text.find(": ");
+  const std::string_view name = text.substr(0, std::min(colon, text.size()));
+  return colon != text.npos && name.find(' ') == name.npos && (name.ends_with("_bn") || name.ends_with("_ns"));
+}
+
 }  // namespace
 
 const char* MessageWithFunction(report_ns report) {
   if (!report->function) return OrEmpty(report->mesg);
-  if (report->mesg && StartsWithNoCase(report->mesg, report->function)) return report->mesg;
+  if (report->mesg && (StartsWithNoCase(report->mesg, report->function) || StartsWithFunction(report->mesg)))
+    return report->mesg;
   const char* old = report->mesg ? report->mesg : DangerName(report->danger);
   const std::size_t size = std::strlen(report->function) + std::strlen(old) + 3;
   char* rebuilt = static_cast<char*>(Allocate(size));

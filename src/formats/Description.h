@@ -22,10 +22,12 @@ enum class TableState {
   None,     // nothing was said of it
   Given,    // values hold it
   Uniform,  // left out where the format allows it
+  Broken,   // what was wrong with it was told already
 };
 
 struct NodeDescription {
-  Word name;  // as spelled; line of its declaration
+  Word name;             // as spelled; line of its declaration
+  std::string spelling;  // the original spelling, where names are identifiers and it was told beside; else empty
   Kind kind = Kind::Chance;
   bool continuous = false;     // with intervals: bounds in levels, one more than states
   std::vector<Word> states;    // as spelled; empty for utilities

@@ -37,7 +37,8 @@ const std::string ROOF =
     "  probs = (((1, 0), (0.5, 0.5)), ((0.5, 0.5), (0.25, 0.75)), ((0.25, 0.75), (0, 1)));};};\n";
 const std::string UMBRELLA =
     "node umbrella {kind = DECISION; discrete = TRUE; states = (take, leave); parents = (season);};\n"
-    "node joy {kind = UTILITY; discrete = FALSE; title = \"A title\"; parents = (umbrella, rain);\n"
+    "node joy {kind = UTILITY; discrete = FALSE; user = ((\"label\", \"Joy!\")); title = \"A title\"; parents = "
+    "(umbrella, rain);\n"
     "  functable = ((5, 5, 5), (10, 2, -6));};};\n";
 
 class AllocationTest : public NetTest {
@@ -204,6 +205,12 @@ TEST_F(AllocationTest, ReadingAndWritingANet) {
       Starve(n, away, [&] { WriteNet_bn(net.get(), file); });
       reached = failed;
       ASSERT_EQ(ReadWhole(path), Reports(5).empty() ? whole : "the old file");
+      std::string text(whole.size() + 1, 0);
+      long size = 0;
+      Starve(n, away, [&] { size = WriteNetText_bn(net.get(), text.data(), long(text.size())); });
+      reached |= failed;
+      ASSERT_EQ(size, Reports(5).empty() ? long(text.size()) : -1);
+      ASSERT_EQ(text.c_str(), size < 0 ? "" : whole);
       WriteWhole(path, whole);
       const std::size_t used = MemoryUsed();
       Net copy;

@@ -49,9 +49,9 @@ class ArgumentsTest : public BadCallTest {
   T Good() {
     const std::tuple<net_bn, node_bn, nodelist_bn, filespec_ns, environ_ns, report_ns, const char*, int, long, double,
                      const statetype*, const probtype*, probtype*, const double*, long*, double*, statetype*, void*,
-                     progress_ns>
-        good = {net.get(), node, parents, file,   env,       nullptr, "x",     0,       0,      1,
-                states,    row,  nullptr, levels, &position, nullptr, nullptr, nullptr, nullptr};
+                     progress_ns, char*>
+        good = {net.get(), node, parents, file,   env,       nullptr, "x",     0,       0,       1,
+                states,    row,  nullptr, levels, &position, nullptr, nullptr, nullptr, nullptr, nullptr};
     return std::get<T>(good);
   }
 
@@ -130,8 +130,10 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(SetNodeStateName_bn), CALL(SetNodeLevels_bn), CALL(SetLinkName_bn), CALL(SetNodeTitle_bn),
        CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn), CALL(ReverseLink_bn), CALL(WriteCase_bn),
        CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
-       CALL(BeliefsOfCases_bn));
-  Open("-3", NOTHING, CALL(GetNodeMostProbable_bn));
+       CALL(BeliefsOfCases_bn), CALL(SetNetText_bn), CALL(SetNodeText_bn), CALL(WriteNetText_bn),
+       CALL(KeepNetOrder_bn));
+  Open("-1", NOTHING, CALL(EstimateCompile_bn));
+  Open("-3", NOTHING, CALL(GetNodeMostProbable_bn), CALL(FindState_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
   Open("0", NOTHING, CALL(GetNetAutoUpdate_bn), CALL(HasRelation_bn), CALL(IsNodeDeterministic_bn),
        CALL(IsBeliefUpdated_bn), CALL(ErrorNumber_ns));
@@ -139,11 +141,14 @@ void ArgumentsTest::SetUpTestSuite() {
   Open("NULL", NOTHING, CALL(NewNode_bn), CALL(GetNetNodes_bn), CALL(NodeNamed_bn), CALL(GetNetElimOrder_bn),
        CALL(GetNetUserData_bn), CALL(GetNodeParents_bn), CALL(GetNodeChildren_bn), CALL(GetNodeUserData_bn),
        CALL(DuplicateNodes_bn), CALL(ReadNet_bn), CALL(CaseFileNodes_bn), CALL(GetError_ns), CALL(ReportError_ns),
-       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn));
+       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn), CALL(FindNode_bn), CALL(ReadNetText_bn),
+       CALL(GetNetEnviron_bn));
   Open("error", NOTHING, CALL(GetNetName_bn), CALL(GetNetTitle_bn), CALL(GetNetComment_bn), CALL(JunctionTreeReport_bn),
-       CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(ErrorMessage_ns));
+       CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(GetNetText_bn), CALL(GetNodeText_bn),
+       CALL(ErrorMessage_ns));
   Open("undefined", NOTHING, CALL(CaseLogProbability_bn), CALL(GetExpectedUtility_bn), CALL(SolveDecisions_bn),
-       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn), CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
+       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn),
+       CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
   Open("-1", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(LengthNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(DupNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_TWINS, CALL(RemoveNthNode_bn), CALL(NthNode_bn));

@@ -118,6 +118,8 @@ TEST_F(ErrorsTest, MessagesTakeTheFunctionsNameOnceAndFewerThan512Characters) {
       {"", "ReportError_ns: "},
       {nullptr, "ReportError_ns: Warning"},
       {"REPORTERROR_NS knows best", "REPORTERROR_NS knows best"},
+      {"ReadOther_bn: x.txt: no such file", "ReadOther_bn: x.txt: no such file"},
+      {"read_ns and so on: bad", "ReportError_ns: Read_ns and so on: bad"},
   };
   for (const auto& [given, answered] : rows) {
     report_ns report = ReportError_ns(env, 12, 4, given);

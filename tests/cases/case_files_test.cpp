@@ -198,6 +198,20 @@ TEST_F(CaseFiles, ReadEntriesByTheirKind) {
   }
 }
 
+TEST_F(CaseFiles, TakeEitherSpelling) {
+  const std::string longName = "(" + std::string(60, '1') + ")";
+  SetNodeText_bn(named, "label", longName.c_str());
+  SetNodeText_bn(numbered, "label", "Named");
+  for (const auto& [key, text] : {std::pair{"state 0", "low"}, {"state 1", "<=5.25(long)"}, {"state 2", "0"}})
+    SetNodeText_bn(numbered, key, text);
+  SetNodeText_bn(named, "state 2", "low");
+  Put(INDICATOR + longName + "\tNumbered\nlow\tlow\nhigh\t<=5.25(long)\nmedium\t0\n*\t1\n");
+  std::string found;
+  for (long position = FIRST_CASE; Read(position) >= 0; position = NEXT_CASE) found += Findings() + "; ";
+  EXPECT_EQ(found, "#0 #0 - - - -; #2 #1 - - - -; #1 #2 - - - -; - #1 - - - -; ");
+  EXPECT_EQ(Reports(), "");
+}
+
 TEST_F(CaseFiles, ReadTheLineOfColumnsAsItStands) {
   const std::string cut(40, 'x');
   const char* files[] = {

@@ -1,6 +1,6 @@
-// The page of errors, made from the table of errors: error_page PAGE SOURCES compares the page with it, and looks
-// through the sources for each name; error_page --write PAGE writes the page. What stands before the first chapter is
-// kept.
+// The page of errors, made from the tables of errors of the core and of the formats: error_page PAGE SOURCES compares
+// the page with it, and looks through the sources for each name; error_page --write PAGE writes the page. What stands
+// before the first chapter is kept.
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -33,6 +33,7 @@ std::vector<Chapter> Table() {
 #define ROW(name, number, danger, text, meaning) \
   table.back().rows.push_back({#name, number ? #number : "-", danger, text, meaning});
 #include "Basic/ErrorTable.inc"
+#include "formats/ErrorTable.inc"
 #undef ROW
 #undef CHAPTER
 #undef TABLE_PLACE

@@ -1,9 +1,10 @@
 #!/bin/bash
-# check_lists.sh EXPORTS HEADER LIBRARY: the three must name the same functions, the library in both spellings
+# check_lists.sh EXPORTS HEADER LIBRARY [DATA...]: the three must name the same functions, the library in both spellings
 # and with the exported data, and nothing else.
 set -euo pipefail
 export LC_ALL=C
 exports=$1 header=$2 library=$3
+shift 3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -15,7 +16,7 @@ tr '\n' ' ' <"$header" | sed 's:/\*:\n/*:g; s:\*/:*/\n:g' | sed '/^\/\*/d' | tr 
 {
   cat "$work/exports"
   tr '[:lower:]' '[:upper:]' <"$work/exports"
-  printf '%s\n' undef_dbl_ns inf_dbl_ns BaseExperience_bn
+  [ $# = 0 ] || printf '%s\n' "$@"
 } | sort >"$work/wanted"
 nm -D --defined-only "$library" | awk '{print $NF}' | sed 's/@.*//' | sort >"$work/library"
 

@@ -1,5 +1,7 @@
 // Compiling: the junction tree and its report, what is refused, what a change keeps, elimination orders.
 
+#include <cmath>
+
 #include "Basic/Memory.h"
 #include "Win_Face/Interaction.h"
 #include "support/library.h"
@@ -22,6 +24,15 @@ class Compiling : public LibraryTest {
     std::vector<float> row(std::size_t(NumStates(node)), 1.0f / float(NumStates(node)));
     std::vector<statetype> every(Nodes(GetNodeParents_bn(node)).size() + 1, EVERY_STATE);
     SetNodeProbs_bn(node, every.data(), row.data());
+  }
+  static std::vector<node_bn> Build(const NetShape& shape, const Net& net) {
+    std::vector<node_bn> nodes;
+    for (int i = 0; i < shape.Count(); ++i) {
+      nodes.push_back(NewNode_bn(nullptr, shape.states[std::size_t(i)], net.get()));
+      for (int parent : shape.parents[std::size_t(i)]) AddLink_bn(nodes[std::size_t(parent)], nodes.back());
+      Uniform(nodes.back());
+    }
+    return nodes;
   }
 };
 
@@ -220,16 +231,53 @@ TEST_F(Compiling, RefusesACliqueTooLargeToHold) {
   EXPECT_EQ(Reports().rfind("5 2009", 0), 0u);
 }
 
+// What is told beforehand is what is then computed with.
+TEST_F(Compiling, IsEstimatedBeforehand) {
+  for (const NetShape& shape : {MakeShape("grid", 600), MakeShape("pedigree", 300)}) {
+    Net net(NewNet_bn("Estimated", env));
+    const std::vector<node_bn> nodes = Build(shape, net);
+    double entries = 0, bytes = 0, seconds = 0, again = 0;
+    EXPECT_EQ(EstimateCompile_bn(net.get(), &entries, &bytes, &seconds), 0) << Reports();
+    EXPECT_EQ(GetNetElimOrder_bn(net.get()), nullptr);
+    const std::size_t before = MemoryUsed();
+    CompileNet_bn(net.get());
+    EXPECT_EQ(EstimateCompile_bn(net.get(), &again, nullptr, nullptr), 0);
+    EXPECT_EQ(again, entries);
+    for (node_bn node : nodes) GetNodeBeliefs_bn(node);
+    const auto taken = static_cast<double>(MemoryUsed() - before);
+    EXPECT_GT(bytes, 0.5 * taken) << entries << " entries, " << nodes.size() << " nodes";
+    EXPECT_LT(bytes, 2 * taken) << entries << " entries";
+    EXPECT_GT(seconds, 1e-9 * entries);
+    EXPECT_LT(seconds, 1e-7 * entries + 1e-5 * static_cast<double>(nodes.size()));
+    EXPECT_EQ(Reports(), "");
+  }
+  Net clinic = ChestClinic(env);
+  SetNodeKind_bn(Nodes(clinic)[0], DECISION_NODE);
+  double entries = 7;
+  EXPECT_EQ(EstimateCompile_bn(clinic.get(), &entries, nullptr, nullptr), -1);
+  EXPECT_EQ(entries, 7);
+  EXPECT_EQ(Gist().substr(0, 6), "5 2007");
+}
+
+// A net that is too large is told with the link that makes it so.
+TEST_F(Compiling, EstimatesComeWithAdvice) {
+  Net net(NewNet_bn("Hub", env));
+  node_bn hub = NewNode_bn("Hub", 4, net.get());
+  for (int i = 0; i < 14; ++i) AddLink_bn(NewNode_bn(nullptr, 4, net.get()), hub);
+  AddLink_bn(NewNode_bn("Large", 200, net.get()), hub);
+  double entries = 0;
+  EXPECT_EQ(EstimateCompile_bn(net.get(), &entries, nullptr, nullptr), 0);
+  EXPECT_EQ(entries, 200 * std::pow(4.0, 15));
+  const std::string report = Reports();
+  EXPECT_EQ(report.rfind("4 2493", 0), 0u) << report;
+  EXPECT_NE(report.find("without the link from 'Large' to 'Hub'"), std::string::npos) << report;
+}
+
 // A pedigree whose own order makes a clique of 2^30 entries, though a tree of 22 million is found.
 TEST_F(Compiling, TakesASmallerTreeWhereItsOwnIsTooLarge) {
   const NetShape shape = MakeShape("pedigree", 724);
   Net net(NewNet_bn("Pedigree", env));
-  std::vector<node_bn> nodes;
-  for (int i = 0; i < shape.Count(); ++i) {
-    nodes.push_back(NewNode_bn(nullptr, shape.states[std::size_t(i)], net.get()));
-    for (int parent : shape.parents[std::size_t(i)]) AddLink_bn(nodes[std::size_t(parent)], nodes.back());
-    Uniform(nodes.back());
-  }
+  const std::vector<node_bn> nodes = Build(shape, net);
   const float probs[] = {0.1f, 0.2f, 0.3f, 0.4f};
   SetNodeProbs_bn(nodes[0], nullptr, probs);
   auto compile = [&] {

@@ -1,6 +1,7 @@
 #!/bin/bash
 # check.sh CMAKE BUILD SOURCE CC GENERATOR SANITIZERS: installs the build into a fresh tree and there builds and runs
-# examples/hello.c in C89, by the CMake package (shared and static) and by pkg-config; looks at what else is installed.
+# examples/hello.c in C89, by the CMake package (shared and static) and by pkg-config, and a host of the library of
+# formats; looks at what else is installed.
 set -euo pipefail
 cmake=$1 build=$2 source=$3 cc=$4 generator=$5 sanitize=${6:+-fsanitize=$6}
 work=$(mktemp -d)
@@ -12,7 +13,7 @@ fail() { echo "$1"; exit 1; }
 "$cmake" --install "$build" --prefix "$work/tree" >>"$work/log"
 mv "$work/tree" "$tree"
 mkdir "$work/host"
-cp "$source/tests/install/host/CMakeLists.txt" "$source/examples/hello.c" "$work/host"
+cp "$source"/tests/install/host/* "$source/examples/hello.c" "$work/host"
 "$cmake" -G "$generator" -S "$work/host" -B "$work/host/build" -DCMAKE_PREFIX_PATH="$tree" -DCMAKE_C_COMPILER="$cc" \
   -DCMAKE_C_FLAGS="$strict" >>"$work/log"
 "$cmake" --build "$work/host/build" >>"$work/log"
@@ -29,6 +30,21 @@ LD_LIBRARY_PATH=$(pkg-config --variable=libdir bravic) "$work/hello" >"$work/pkg
 grep -q 'no findings' "$work/shared.txt"
 cmp "$work/shared.txt" "$work/static.txt"
 cmp "$work/shared.txt" "$work/pkgconfig.txt"
+
+# The library of formats, found and linked in the same three ways; the shared one needs no pugixml.
+if [ -e "$tree/include/bravic_formats.h" ]; then
+  host=$work/host/build
+  "$host/convert" >"$work/shared.txt"
+  "$host/convert_static" >"$work/static.txt"
+  # shellcheck disable=SC2086,SC2046
+  "$cc" $strict "$work/host/convert.c" $(pkg-config --cflags --libs bravic_formats) -o "$work/convert"
+  LD_LIBRARY_PATH=$(pkg-config --variable=libdir bravic) "$work/convert" >"$work/pkgconfig.txt"
+  grep -q 'variable "Rain?"' "$work/shared.txt"
+  cmp "$work/shared.txt" "$work/static.txt"
+  cmp "$work/shared.txt" "$work/pkgconfig.txt"
+  ! readelf -d "$tree"/lib*/libbravic_formats.so "$tree"/lib/*/libbravic_formats.so 2>/dev/null | grep pugixml ||
+    fail 'the shared library needs pugixml'
+fi
 
 # The build's folders are not told, and each text is in its place.
 if [ -z "$sanitize" ] && ! grep -q '^CMAKE_BUILD_TYPE:STRING=Debug' "$build/CMakeCache.txt"; then

@@ -64,6 +64,7 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     nodelist_bn nodes = GetNetNodes_bn(net.get());
     return ReadCaseStates_bn(many, nodes, &position, MANY, states.data(), nullptr, nullptr) == -1 && position == 0;
   };
+  const std::string whole = ReadWhole(elsewhere.Path("net.dne"));
   const auto inferMany = [&] {
     const std::vector<statetype> states(3 * 64, 5);
     nodelist_bn nodes = GetNetNodes_bn(net.get());
@@ -83,6 +84,8 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
       {"RetractNodeFindings_bn", [&] { return RetractNodeFindings_bn(chain[1]), true; }, true},
       {"ReadNet_bn", [&] { return ReadNet_bn(saved, 0) == nullptr; }},
       {"ReadNet_bn", [&] { return ReadNet_bn(saved, 0) == nullptr; }, false, 20},  // within a table
+      {"WriteNetText_bn", [&] { return WriteNetText_bn(net.get(), nullptr, 0) == -1; }},
+      {"ReadNetText_bn", [&] { return ReadNetText_bn(whole.data(), long(whole.size()), "x", env) == nullptr; }},
       {"FadeProbs_bn", [&] { return FadeProbs_bn(chain[1], 0.5), true; }},
       {"FadeProbs_bn", [&] { return FadeProbs_bn(chain[1], 0.5), true; }, false, 3},  // the table to be made
       {"CaseFileRevisesProbs_bn",

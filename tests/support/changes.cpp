@@ -64,6 +64,8 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"name", [=] { SetNodeName_bn(node, name.c_str()); }},
       {"title", [=] { SetNodeTitle_bn(node, name.c_str()); }},
       {"comment", [=] { SetNodeComment_bn(node, few > 0 ? name.c_str() : nullptr); }},
+      {"label", [=] { SetNodeText_bn(node, "label", few > 0 ? name.c_str() : nullptr); }},
+      {"state text", [=] { SetNodeText_bn(node, ("state " + std::to_string(state)).c_str(), name.c_str()); }},
       {"user data", [=] { SetNodeUserData_bn(node, 0, few > 0 ? node : nullptr); }},
       {"kind", [=] { SetNodeKind_bn(node, few); }},
       {"state name", [=] { SetNodeStateName_bn(node, state, name.c_str()); }},
@@ -75,6 +77,7 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"net comment", [=] { SetNetComment_bn(net, few > 0 ? name.c_str() : nullptr); }},
       {"auto-update", [=] { SetNetAutoUpdate_bn(net, few % 2); }},
       {"most probable", [=] { SetNetFindMPE_bn(net, few % 2); }},
+      {"net text", [=] { SetNetText_bn(net, name.c_str(), few > 0 ? "text" : nullptr); }},
       {"net user data", [=] { SetNetUserData_bn(net, 0, few > 0 ? node : nullptr); }},
   };
 }

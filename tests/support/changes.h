@@ -24,7 +24,7 @@ class Changes {
   void Make(int kind) const { kinds_[std::size_t(kind)].second(); }
 
  private:
-  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 15;
+  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 18;
 
   nodelist_bn list_, one_;
   filespec_ns cases_;

@@ -147,6 +147,9 @@ Net RandomRichNet(environ_ns env, Random& random) {
     }
     if (random.Chance(0.3)) SetNodeTitle_bn(node, RandomText(random).c_str());
     if (random.Chance(0.3)) SetNodeComment_bn(node, RandomText(random).c_str());
+    for (int texts = random.Below(4); texts > 1; --texts) {
+      SetNodeText_bn(node, (RandomName(random) + "\"\n key").c_str(), RandomText(random).c_str());
+    }
     if (random.Chance(0.2)) Replace(node->author, RandomText(random));
     if (random.Chance(0.2)) Replace(node->whochanged, RandomText(random));
     node->locked = random.Chance(0.1);
@@ -162,6 +165,7 @@ Net RandomRichNet(environ_ns env, Random& random) {
   }
   if (random.Chance(0.4)) SetNetTitle_bn(net.get(), RandomText(random).c_str());
   if (random.Chance(0.4)) SetNetComment_bn(net.get(), RandomText(random).c_str());
+  if (random.Chance(0.2)) SetNetText_bn(net.get(), "label", RandomText(random).c_str());
   if (random.Chance(0.2)) Replace(net->author, RandomText(random));
   if (random.Chance(0.2)) Replace(net->whochanged, RandomText(random));
   if (random.Chance(0.2)) net->whenchanged = static_cast<unsigned>(random.Bits() % 4000000000u);

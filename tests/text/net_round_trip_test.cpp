@@ -3,6 +3,7 @@
 
 #include "Basic/Text.h"
 #include "Bn/model/Tables.h"
+#include "Bn/model/Texts.h"
 #include "support/changes.h"
 #include "support/net_fixture.h"
 #include "support/rich_net.h"
@@ -33,6 +34,7 @@ std::string Tell(const bnode& node) {
   for (int state = 0; state < node.numstates; ++state) {
     told += std::string(OrEmpty(node.states ? node.states[state] : "")) + "|";
   }
+  ForEachText(node.texts, [&](const char* key, const char* text) { told += std::string(key) + "=" + text + "|"; });
   const long long rows = std::max(NumRows(node), 0LL);
   add(node.levels, 2 * (node.discrete == DISCRETE ? node.numstates : std::max(node.numstates + 1, 2)));
   // Tables that another one implies need not come back.

@@ -21,15 +21,15 @@ bool CanBeTarget(node_bn node) {
   return GetNodeNumberStates_bn(node) > 0 && GetNodeKind_bn(node) == NATURE_NODE;
 }
 
-CaseBlocks::CaseBlocks(const std::string& path, const Net& net, Session& session)
-    : session_(session), input_(path), file_(session.Named(input_)) {
+CaseBlocks::CaseBlocks(const InputFile& input, const Net& net, Session& session)
+    : session_(session), file_(session.Named(input)) {
   const NodeList list(CaseFileNodes_bn(file_.get(), net.get()));
   session.Check();
   for (node_bn node : Nodes(list.get())) {
     if (CanBeKnown(node)) columns_.push_back(node);
   }
   std::error_code unknown;
-  fileSize_ = static_cast<double>(std::filesystem::file_size(input_.Path(), unknown));
+  fileSize_ = static_cast<double>(std::filesystem::file_size(input.Path(), unknown));
   if (unknown) fileSize_ = 0;
 }
 

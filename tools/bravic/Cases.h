@@ -10,7 +10,7 @@
 // The rows of a case file, as states of the nodes that can be known in cases and have a column.
 class CaseBlocks {
  public:
-  CaseBlocks(const std::string& path, const Net& net, Session& session);
+  CaseBlocks(const InputFile& input, const Net& net, Session& session);  // input: has to stay
   const std::vector<node_bn>& Columns() const { return columns_; }
   // Of the columns these alone are read, and blocks are of a size that fits numbers of bytesPerCase beside each case.
   void Choose(std::vector<node_bn> nodes, std::size_t bytesPerCase);
@@ -27,7 +27,6 @@ class CaseBlocks {
   void MakeRoom(std::size_t room);
 
   Session& session_;
-  InputFile input_;
   File file_;
   std::vector<node_bn> columns_, nodes_;
   NodeList list_;

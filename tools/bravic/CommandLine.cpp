@@ -19,11 +19,11 @@ void AddOption(CLI::App& app, const Option& option) {
   if (option.check) added->check(option.check);
 }
 
-// Excluding works in the library's own names, so all options must be there.
-void AddExclusions(CLI::App& app, const Command& command) {
+// Excluding and needing work in the library's own names, so all options must be there.
+void AddRelations(CLI::App& app, const Command& command) {
   for (const Option& option : command.options) {
-    if (option.excludes.empty()) continue;
-    app.get_option(option.Spellings()[0])->excludes(app.get_option(option.excludes));
+    if (!option.excludes.empty()) app.get_option(option.Spellings()[0])->excludes(app.get_option(option.excludes));
+    if (!option.needs.empty()) app.get_option(option.Spellings()[0])->needs(app.get_option(option.needs));
   }
 }
 
@@ -80,7 +80,7 @@ void ReadArguments(const Command& command, const std::vector<std::string>& argum
   app.set_help_flag();
   app.allow_extras();
   for (const Option& option : command.options) AddOption(app, option);
-  AddExclusions(app, command);
+  AddRelations(app, command);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& error) {

@@ -20,6 +20,7 @@ struct Option {
   bool required = false;
   bool file = false;                                   // names a file
   std::string excludes = {};                           // another option that makes no sense beside this one
+  std::string needs = {};                              // another option without which this one makes no sense
   std::string (*check)(const std::string&) = nullptr;  // what is wrong with a value; empty when nothing is
 
   bool IsArgument() const { return names[0] != '-'; }

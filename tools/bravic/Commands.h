@@ -5,15 +5,17 @@
 #include "Session.h"
 
 // What many commands say in the same words.
-inline constexpr char NET_HELP[] = "net file; - is the standard input";
+inline constexpr char NET_HELP[] = "net file, of any format; - is the standard input";
 inline constexpr char CASES_HELP[] = "case file; - is the standard input";
-inline constexpr char OUT_HELP[] = "write the net to this file; - is the standard output";
+inline constexpr char OUT_HELP[] =
+    "write the net to this file, in the format of its extension; - is the standard output";
 inline constexpr char FORCE_HELP[] = "write over NET even if parts of it could not be read";
 
 void AddAbsorb(Program& program);
 void AddBeliefs(Program& program);
 void AddCheck(Program& program);
 void AddCompile(Program& program);
+void AddConvert(Program& program);
 void AddDecide(Program& program);
 void AddFormat(Program& program);
 void AddInfer(Program& program);

@@ -1,9 +1,15 @@
 #include "Findings.h"
 
 #include <charconv>
+#include <fstream>
+#include <limits>
 #include <utility>
 
+#include "Cases.h"
+#include "Files.h"
+#include "Spelling.h"
 #include "Terminal.h"
+#include "bravic_formats.h"
 
 namespace {
 
@@ -16,11 +22,6 @@ std::string CheckAssignment(const std::string& text) {
     return "'" + text + "' is not of the form NODE=...";
   }
   return "";
-}
-
-std::pair<std::string, std::string> Split(const std::string& assignment) {
-  const auto equals = assignment.find('=');
-  return {assignment.substr(0, equals), assignment.substr(equals + 1)};
 }
 
 double Number(const std::string& text) {
@@ -41,16 +42,52 @@ std::vector<probtype> Numbers(const std::string& text) {
   return numbers;
 }
 
-void EnterLikelihood(const std::pair<std::string, std::string>& assignment, const Net& net, Session& session) {
-  const auto& [name, text] = assignment;
-  node_bn node = FindNode(name, net);
+void EnterLikelihood(const std::string& assignment, const Net& net, Session& session) {
+  const auto [node, text] = FindNodeOf(assignment, net);
   const auto likelihood = Numbers(text);
   const auto numstates = static_cast<std::size_t>(GetNodeNumberStates_bn(node));
   if (likelihood.size() != numstates) {
-    throw Refusal("the likelihood of '" + name + "' has " + std::to_string(likelihood.size()) +
-                  " numbers, but the node has " + std::to_string(numstates) + " states");
+    throw Refusal("the likelihood of '" + std::string(GetNodeName_bn(node)) + "' has " +
+                  std::to_string(likelihood.size()) + " numbers, but the node has " + std::to_string(numstates) +
+                  " states");
   }
   EnterNodeLikelihood_bn(node, likelihood.data());
+  session.Check();
+}
+
+// What a row of a case file says, of the nodes that can be known in cases.
+void EnterCase(const InputFile& input, long number, const Net& net, Session& session) {
+  CaseBlocks cases(input, net, session);
+  const std::vector<node_bn>& nodes = cases.Columns();
+  cases.Choose(nodes, 0);
+  std::size_t row = 0;
+  do {
+    if (!cases.Next()) {
+      throw Refusal("file '" + input.ShownName() + "' has " + std::to_string(cases.Number(0) - 1) +
+                    " cases, and no case " + std::to_string(number));
+    }
+    row = static_cast<std::size_t>(number - cases.Number(0));
+  } while (row >= cases.Size());
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    const statetype state = cases.States()[row * nodes.size() + i];
+    if (state >= 0) EnterFinding_bn(nodes[i], state);
+    session.Check();
+  }
+}
+
+// A UAI file of findings holds numbers alone, while a case file begins with a comment or with names.
+bool IsFindingsFile(const std::string& path) {
+  std::ifstream file(path);
+  char first = 0;
+  while (file >> first && first == '#') file.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+  return first >= '0' && first <= '9';
+}
+
+void EnterEvidence(const FindingOptions& options, const Net& net, Session& session) {
+  const InputFile input(options.evidence);
+  if (!IsFindingsFile(input.Path())) return EnterCase(input, options.number, net, session);
+  session.Show(input.Path(), input.ShownName());
+  ReadFindingsFormat_bn(net.get(), input.Path().c_str(), options.number);
   session.Check();
 }
 
@@ -81,6 +118,17 @@ void AddFindingOptions(Command* command, FindingOptions* options) {
   add("--not", &options->nots, "NODE=STATE", "the node is not in the state");
   add("--likelihood", &options->likelihoods, "NODE=X,X,...", "the likelihood of each state of the node");
   add("--value", &options->values, "NODE=X", "the node's value (for nodes with levels)");
+  command->Add({.names = "--evidence",
+                .form = "FILE",
+                .help = "what the first case of a case file or of a UAI file of findings says; - is the standard input",
+                .value = &options->evidence,
+                .file = true});
+  command->Add({.names = "--case",
+                .form = "N",
+                .help = "with --evidence: another case than the first, by its number",
+                .value = &options->number,
+                .needs = "--evidence",
+                .check = CheckPositive});
   AddStoredFindingsOption(command, &options->leaveStored);
 }
 
@@ -97,22 +145,21 @@ void TakeStoredFindings(bool leave, const Net& net, Session& session) {
 
 void EnterFindings(const FindingOptions& options, const Net& net, Session& session) {
   TakeStoredFindings(options.leaveStored, net, session);
+  if (!options.evidence.empty()) EnterEvidence(options, net, session);
   for (const auto& assignment : options.states) {
-    const auto [name, state] = Split(assignment);
-    node_bn node = FindNode(name, net);
-    EnterFinding_bn(node, FindState(state, node));
+    const auto [node, state] = FindNodeAndState(assignment, net);
+    EnterFinding_bn(node, state);
     session.Check();
   }
   for (const auto& assignment : options.nots) {
-    const auto [name, state] = Split(assignment);
-    node_bn node = FindNode(name, net);
-    EnterFindingNot_bn(node, FindState(state, node));
+    const auto [node, state] = FindNodeAndState(assignment, net);
+    EnterFindingNot_bn(node, state);
     session.Check();
   }
-  for (const auto& assignment : options.likelihoods) EnterLikelihood(Split(assignment), net, session);
+  for (const auto& assignment : options.likelihoods) EnterLikelihood(assignment, net, session);
   for (const auto& assignment : options.values) {
-    const auto [name, text] = Split(assignment);
-    EnterNodeValue_bn(FindNode(name, net), Number(text));
+    const auto [node, text] = FindNodeOf(assignment, net);
+    EnterNodeValue_bn(node, Number(text));
     session.Check();
   }
 }

@@ -9,6 +9,8 @@
 
 struct FindingOptions {
   std::vector<std::string> states, nots, likelihoods, values;  // each "NODE=..."
+  std::string evidence;                                        // a file
+  long number = 1;                                             // of the case in it
   bool leaveStored = false;                                    // the findings that the net file holds
 };
 

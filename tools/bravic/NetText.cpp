@@ -24,8 +24,14 @@ std::size_t AfterQuote(std::string_view text, std::size_t at) {
 }  // namespace
 
 int NumberOfNets(const std::string& path) {
+  constexpr std::size_t HEAD = 4096;
+  constexpr char INDICATOR[] = "~->[";
   std::ifstream file(path, std::ios::binary);
-  const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  std::string bytes(HEAD, 0);
+  file.read(bytes.data(), HEAD);
+  bytes.resize(static_cast<std::size_t>(file.gcount()));
+  if (bytes.find(INDICATOR) == std::string::npos) return 1;
+  bytes.append(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
   const std::string_view text = bytes;
   int number = 0, depth = 0;
   for (std::size_t at = 0; at < text.size();) {

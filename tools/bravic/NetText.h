@@ -3,5 +3,5 @@
 
 #include <string>
 
-// How many nets a file holds; reading takes the first. 0 for a file that cannot be read.
+// How many nets a file of our own form holds; reading takes the first. 1 for a file of another form.
 int NumberOfNets(const std::string& path);

@@ -1,50 +1,81 @@
 #include "Session.h"
 
-#include <charconv>
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
+#include <optional>
+#include <string_view>
 
 #include "Files.h"
-#include "Nearest.h"
+#include "Formats.h"
 #include "NetText.h"
 #include "Signals.h"
 #include "Terminal.h"
+#include "bravic_formats.h"
 
 namespace {
 
 constexpr int WARNING = 4, ERROR = 5;
 constexpr int OUT_OF_BOUNDS = 2086;
 
-// Without the name of the library's function that it begins with.
-const char* WithoutFunction(const char* message) {
-  const char* colon = std::strstr(message, ": ");
-  if (!colon) return message;
-  const std::string_view name(message, static_cast<std::size_t>(colon - message));
-  const bool isFunction = name.find(' ') == name.npos && (name.ends_with("_bn") || name.ends_with("_ns"));
-  return isFunction ? colon + 2 : message;
+// Other programs' files: what the library of formats reports, each headed by file and line.
+constexpr int FIRST_OF_FORMATS = 800, LAST_OF_FORMATS = 899;
+// Those of their warnings after which the net lacks something that the file has.
+constexpr int EXPERIENCE_LEFT_OUT = 855, LEVELS_LEFT_OUT = 856, LEFT_OUT = 860;
+
+bool IsOfFormats(int number) {
+  return number >= FIRST_OF_FORMATS && number <= LAST_OF_FORMATS;
+}
+
+bool TellsOfLoss(report_ns report) {
+  const int number = ErrorNumber_ns(report);
+  return ErrorDanger_ns(report) >= ERROR || !IsOfFormats(number) || number == EXPERIENCE_LEFT_OUT ||
+         number == LEVELS_LEFT_OUT || number == LEFT_OUT;
+}
+
+// The name of the library's function that a message begins with, taken off it; empty where it begins with none.
+std::string TakeFunction(std::string* message) {
+  const auto colon = message->find(": ");
+  if (colon == std::string::npos) return "";
+  const std::string name = message->substr(0, colon);
+  if (name.find(' ') != name.npos || !(name.ends_with("_bn") || name.ends_with("_ns"))) return "";
+  message->erase(0, colon + 2);
+  return name;
+}
+
+// A message that begins "Error reading file 'x.dne':  " and holds a line number becomes "x.dne:12: ...", as the library
+// of formats has it.
+std::string WithLineInFront(const std::string& message) {
+  constexpr std::string_view MIDDLE = "':  ", LINE = "line ", COMMA = ", ";
+  const auto open = message.find('\''), close = message.find(MIDDLE);
+  if (!message.substr(0, open).ends_with(" reading file ") || close == message.npos) return message;
+  std::string place = message.substr(open + 1, close - open - 1), text = message.substr(close + MIDDLE.size());
+  if (const auto line = text.rfind(LINE); line != text.npos) {
+    const auto digits = line + LINE.size(), end = std::min(text.find_first_not_of("0123456789", digits), text.size());
+    if (end > digits) place += ":" + text.substr(digits, end - digits);
+    if (end == text.size() && text.substr(0, line).ends_with(COMMA)) text.erase(line - COMMA.size());
+  }
+  return place + ": " + text;
+}
+
+// Takes "alarm.bif:12: " off a message: its place.
+std::string TakePlace(std::string* message) {
+  const auto colon = message->find(": ");
+  if (colon == message->npos) return "";
+  const std::string place = message->substr(0, colon);
+  const auto line = place.find_last_not_of("0123456789");
+  if (line == place.npos || line + 1 == place.size() || place[line] != ':') return "";
+  message->erase(0, colon + 2);
+  return place;
 }
 
 std::string Quoted(const std::string& name) {
   return "'" + name + "'";
 }
 
-// As the comments of net files have it.
-std::string IntervalText(const std::string& name, double low, double high) {
-  const auto text = [](double bound) {
-    char digits[32];
-    std::snprintf(digits, sizeof digits, "%g", bound);
-    return std::string(digits);
-  };
-  if (low == high) return name + "=" + text(low);
-  if (low == -inf_dbl_ns) return name + "<" + text(high);
-  if (high == inf_dbl_ns) return text(low) + "<" + name;
-  return text(low) + "<=" + name + "<" + text(high);
-}
-
 }  // namespace
 
 void Complain(const Message& message) {
-  Complain((message.isError ? "" : "warning: ") + message.text);
+  const std::string text = (message.isError ? "" : "warning: ") + message.text;
+  message.place.empty() ? Complain(text) : ComplainAt(message.place, text);
 }
 
 Session::Session() : env_(NewBravicEnviron_bn()) {
@@ -59,19 +90,26 @@ Session::~Session() {
   CloseBravic_bn(env_, message);
 }
 
-std::string Session::Plain(const char* message) const {
-  std::string text = WithoutFunction(message);
+Message Session::MessageOf(report_ns report) const {
+  Message message{.isError = ErrorDanger_ns(report) >= ERROR, .number = ErrorNumber_ns(report)};
+  message.text = ErrorMessage_ns(report);
+  const std::string function = TakeFunction(&message.text);
   for (const auto& [path, shown] : shownNames_) {
+    std::string& text = message.text;
     for (std::size_t at; (at = text.find(path)) != std::string::npos;) text.replace(at, path.size(), shown);
   }
-  return text;
+  const bool isOfFormats = IsOfFormats(message.number);
+  const bool isOfNetFile = function.starts_with("ReadNet");
+  if (isOfNetFile && !isOfFormats) message.text = WithLineInFront(message.text);
+  if (isOfNetFile || isOfFormats) message.place = TakePlace(&message.text);
+  return message;
 }
 
 std::vector<Message> Session::TakeMessages() {
   EndProgressBar();
   std::vector<Message> messages;
   for (report_ns report = nullptr; (report = GetError_ns(env_, WARNING, report));)
-    messages.push_back({ErrorDanger_ns(report) >= ERROR, ErrorNumber_ns(report), Plain(ErrorMessage_ns(report))});
+    messages.push_back(MessageOf(report));
   ClearErrors_ns(env_, 6);
   messages.insert(messages.end(), own_.begin(), own_.end());
   own_.clear();
@@ -79,21 +117,23 @@ std::vector<Message> Session::TakeMessages() {
 }
 
 void Session::Check() {
-  std::string error;
+  std::optional<Message> error;
   for (const Message& message : TakeMessages()) {
     if (!message.isError) {
       Complain(message);
-    } else if (error.empty()) {
-      error = message.text;
+    } else if (!error) {
+      error = message;
     }
   }
-  if (!error.empty()) throw Refusal(error);
+  if (error) throw Refusal(error->text, error->place);
 }
 
 void Session::CheckCases() {
   for (report_ns report = nullptr; (report = GetError_ns(env_, ERROR, report));) {
     if (ErrorNumber_ns(report) != OUT_OF_BOUNDS) break;
-    Complain(Message{false, OUT_OF_BOUNDS, Plain(ErrorMessage_ns(report))});
+    Message message = MessageOf(report);
+    message.isError = false;
+    Complain(message);
     ClearError_ns(report);
     report = nullptr;
   }
@@ -106,20 +146,27 @@ File Session::Named(const std::string& path) {
   return file;
 }
 
+void Session::Show(const std::string& path, const std::string& shown) {
+  if (path != shown) shownNames_.emplace_back(path, shown);
+}
+
 File Session::Named(const InputFile& file) {
-  if (file.Path() != file.ShownName()) shownNames_.emplace_back(file.Path(), file.ShownName());
+  Show(file.Path(), file.ShownName());
   return Named(file.Path());
 }
 
-Net Session::ReadAsFarAsPossible(const std::string& path) {
+Net Session::ReadAsFarAsPossible(const std::string& path, const std::string& format) {
   const InputFile file(path);
-  Net net(ReadNet_bn(Named(file).get(), 0));
+  Show(file.Path(), file.ShownName());
+  Net net(ReadNetFormat_bn(file.Path().c_str(), format.empty() ? nullptr : format.c_str(), env_));
   if (const int number = net ? NumberOfNets(file.Path()) : 0; number > 1) {
-    own_.push_back(
-        {false, 0,
-         "file " + Quoted(file.ShownName()) + " holds " + std::to_string(number) + " nets; the first is taken"});
+    own_.push_back({.text = "file " + Quoted(file.ShownName()) + " holds " + std::to_string(number) +
+                            " nets; the first is taken"});
   }
-  if (GetError_ns(env_, WARNING, nullptr) || !own_.empty()) partlyRead_ = IsStandard(path) ? "/dev/stdin" : path;
+  bool isPart = !own_.empty();
+  for (report_ns report = nullptr; (report = GetError_ns(env_, WARNING, report));)
+    isPart = isPart || TellsOfLoss(report);
+  if (isPart) partlyRead_ = IsStandard(path) ? "/dev/stdin" : path;
   return net;
 }
 
@@ -130,19 +177,25 @@ Net Session::Read(const std::string& path) {
   return net;
 }
 
-void Session::Write(const Net& net, const std::string& path, bool force) {
+void Session::Write(const Net& net, const std::string& path, bool force, const std::string& format) {
   if (!force && !partlyRead_.empty() && IsSameFile(partlyRead_, path)) {
     throw Refusal("file " + Quoted(path) +
                   " was not written: what could not be read of it would be lost (--force writes it all the same)");
   }
-  if (IsReplaceable(path)) {
+  std::string chosen = format.empty() ? FormatOfExtension(path) : format;
+  if (chosen.empty()) chosen = OWN_FORMAT;
+  if (chosen == OWN_FORMAT && IsReplaceable(path)) {
     const SignalsHeld held;  // for the temporary file of the library's own
     WriteNet_bn(net.get(), Named(path).get());
     Check();
     return;
   }
   OutputFile output(path);
-  WriteNet_bn(net.get(), Named(output.TemporaryPath()).get());
+  Show(output.TemporaryPath(), IsStandard(path) ? "<standard output>" : path);
+  {
+    const SignalsHeld held;
+    WriteNetFormat_bn(net.get(), output.TemporaryPath().c_str(), chosen.c_str());
+  }
   Check();
   output.Finish();
 }
@@ -163,45 +216,6 @@ NodeList MakeList(std::span<const node_bn> nodes, const Session& session) {
   NodeList list(NewNodeList_bn(static_cast<int>(nodes.size()), session.Environment()));
   for (std::size_t i = 0; i < nodes.size(); ++i) SetNthNode_bn(list.get(), static_cast<int>(i), nodes[i]);
   return list;
-}
-
-node_bn FindNode(const std::string& name, const Net& net) {
-  node_bn node = name.empty() ? nullptr : NodeNamed_bn(name.c_str(), net.get());
-  if (node) return node;
-  std::vector<std::string> names;
-  for (node_bn other : Nodes(net)) names.emplace_back(GetNodeName_bn(other));
-  throw Refusal("net " + Quoted(GetNetName_bn(net.get())) + " has no node named " + Quoted(name) +
-                DidYouMean(name, names));
-}
-
-statetype FindState(const std::string& name, node_bn node) {
-  const int numstates = GetNodeNumberStates_bn(node);
-  std::vector<std::string> names;
-  for (statetype state = 0; state < numstates; ++state) {
-    if (name == GetNodeStateName_bn(node, state)) return state;
-    names.push_back(StateText(node, state));
-  }
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (name == names[i]) return static_cast<statetype>(i);
-  }
-  const std::string who = "node " + Quoted(GetNodeName_bn(node)) + " has ";
-  if (numstates == 0) throw Refusal(who + "no states");
-  const char* first = name.c_str() + (name.starts_with('#') ? 1 : 0);
-  const char* last = name.c_str() + name.size();
-  statetype state = -1;
-  const auto [end, fault] = std::from_chars(first, last, state);
-  if (first == last || end != last) throw Refusal(who + "no state named " + Quoted(name) + DidYouMean(name, names));
-  if (fault == std::errc() && state >= 0 && state < numstates) return state;
-  throw Refusal(who + std::to_string(numstates) + " states, #0 to #" + std::to_string(numstates - 1) + ", and no " +
-                Quoted(name));
-}
-
-std::string StateText(node_bn node, statetype state) {
-  const std::string name = GetNodeStateName_bn(node, state);
-  if (!name.empty()) return name;
-  if (!GetNodeDiscrete_bn(node) && GetNodeLevel_bn(node, 0) != undef_dbl_ns)
-    return IntervalText(GetNodeName_bn(node), GetNodeLevel_bn(node, state), GetNodeLevel_bn(node, state + 1));
-  return "#" + std::to_string(state);
 }
 
 std::string TitleOf(const Net& net) {

@@ -21,8 +21,11 @@ using File = std::unique_ptr<filespec_rec, FreeHandle>;
 
 struct Message {
   bool isError = false;
-  int number = 0;  // 0 for the program's own
-  std::string text;
+  int number = 0;          // 0 for the program's own
+  std::string place = {};  // a line of a file, "alarm.bif:12"; empty for what is about none
+  std::string text = {};
+
+  std::string Whole() const { return place.empty() ? text : place + ": " + text; }
 };
 void Complain(const Message& message);
 
@@ -44,19 +47,22 @@ class Session {
   // All pending messages, oldest first; they are cleared.
   std::vector<Message> TakeMessages();
 
+  // Messages call the file of that path by the other name.
+  void Show(const std::string& path, const std::string& shown);
   File Named(const std::string& path);
   // A file that messages call by its shown name.
   File Named(const InputFile& file);
-  // As far as it can be read, NULL when it holds no net: take the messages.
-  Net ReadAsFarAsPossible(const std::string& path);
+  // As far as it can be read, NULL when it holds no net: take the messages. format: empty for what the content tells.
+  Net ReadAsFarAsPossible(const std::string& path, const std::string& format = "");
   Net Read(const std::string& path);
-  // Over a file that was read with parts left out only when forced.
-  void Write(const Net& net, const std::string& path, bool force = false);
+  // Over a file that was read with parts left out only when forced. format: empty for what the extension tells, which
+  // is the library's own for any that is no other format's.
+  void Write(const Net& net, const std::string& path, bool force = false, const std::string& format = "");
   void Compile(const Net& net);
 
  private:
   void AddMessages(int danger, std::vector<Message>* messages);
-  std::string Plain(const char* message) const;
+  Message MessageOf(report_ns report) const;
 
   environ_ns env_;
   std::vector<Message> own_;                                     // pending messages that are not the library's
@@ -70,10 +76,5 @@ inline std::vector<node_bn> Nodes(const Net& net) {
   return Nodes(GetNetNodes_bn(net.get()));
 }
 NodeList MakeList(std::span<const node_bn> nodes, const Session& session);
-node_bn FindNode(const std::string& name, const Net& net);  // throws when there is none
-// By name, as it is shown, or as "#2" or a bare number where the node has no state of that name; throws.
-statetype FindState(const std::string& name, node_bn node);
-// The state's name; for a state without one its interval, "0<=Rainfall<20", or its number, "#2".
-std::string StateText(node_bn node, statetype state);
 // The title where there is one, else the name.
 std::string TitleOf(const Net& net);

@@ -78,10 +78,14 @@ long long PeakMemoryKilobytes() {
 }
 
 void Complain(const std::string& message) {
+  ComplainAt("bravic", message);
+}
+
+void ComplainAt(const std::string& place, const std::string& message) {
   EndProgressBar();
   std::string_view text = message;
   while (!text.empty() && text.back() == '\n') text.remove_suffix(1);
-  std::fprintf(stderr, "bravic: %.*s\n", static_cast<int>(text.size()), text.data());
+  std::fprintf(stderr, "%s: %.*s\n", place.c_str(), static_cast<int>(text.size()), text.data());
 }
 
 void OpenStandardStreams() {

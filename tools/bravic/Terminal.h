@@ -11,7 +11,8 @@ int TerminalWidth();              // of the output, 80 where it cannot be told
 bool TerminalShowsBlocks();       // whether block characters (UTF-8) may be used
 long long PeakMemoryKilobytes();  // of this process; -1 where it cannot be told
 
-void Complain(const std::string& message);  // "bravic: ...", to the standard error stream
+void Complain(const std::string& message);                              // "bravic: ...", to the standard error stream
+void ComplainAt(const std::string& place, const std::string& message);  // "alarm.bif:12: ..."
 
 // Makes sure that the three standard streams are open, so that no file of the program's takes their place; what was
 // closed fails when it is read or written.

@@ -1,6 +1,7 @@
 // bravic absorb: nodes taken out of a net, the joint distribution of the rest kept.
 #include "Commands.h"
 #include "Findings.h"
+#include "Spelling.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "Findings.h"
 #include "Json.h"
+#include "Spelling.h"
 #include "Terminal.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// bravic check: reads and compiles a net, prints what is wrong with it and how large it is.
+// bravic check: reads and compiles a net, prints what is wrong with it and how large it is; or only estimates that.
 #include <cstdio>
 
 #include "Commands.h"
@@ -10,11 +10,14 @@ namespace {
 
 struct Options {
   std::string net;
-  bool json = false;
+  bool json = false, estimate = false;
 };
 
 void Setup(Command* command, Options* options) {
   command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
+  command->Add({.names = "--estimate",
+                .help = "do not compile: print what compiling and all beliefs would take",
+                .value = &options->estimate});
   command->Add({.names = "--json", .help = "print JSON, with the messages", .value = &options->json});
 }
 
@@ -51,6 +54,14 @@ void AddTreeSizes(const Net& net, std::vector<Size>* sizes) {
   sizes->push_back({"total state space", "total_state_space", tree.total});
 }
 
+void AddEstimate(const Net& net, std::vector<Size>* sizes) {
+  double entries, bytes, seconds;
+  if (EstimateCompile_bn(net.get(), &entries, &bytes, &seconds) < 0) return;
+  sizes->push_back({"entries", "entries", entries});
+  sizes->push_back({"bytes", "bytes", bytes});
+  sizes->push_back({"seconds", "seconds", seconds});
+}
+
 // Complains of the pending messages and adds them to the list. Answers whether one was an error.
 bool TakeMessages(Session& session, Json* list) {
   bool failed = false;
@@ -58,7 +69,7 @@ bool TakeMessages(Session& session, Json* list) {
     Complain(message);
     failed |= message.isError;
     list->push_back(
-        {{"level", message.isError ? "error" : "warning"}, {"number", message.number}, {"text", message.text}});
+        {{"level", message.isError ? "error" : "warning"}, {"number", message.number}, {"text", message.Whole()}});
   }
   return failed;
 }
@@ -68,7 +79,10 @@ int Run(const Options& options, Session& session) {
   Json messages = Json::array();
   bool failed = TakeMessages(session, &messages) || !net;
   std::vector<Size> sizes;
-  if (net) {
+  if (net && options.estimate) {
+    AddEstimate(net, &sizes);
+    failed |= TakeMessages(session, &messages);
+  } else if (net) {
     sizes = SizesOf(net);
     if (const bool plain = sizes.size() == 3; plain && !failed) {
       CompileNet_bn(net.get());
@@ -80,11 +94,12 @@ int Run(const Options& options, Session& session) {
   }
   if (options.json) {
     Json result{{"net", net ? Json(GetNetName_bn(net.get())) : Json()}, {"ok", !failed}, {"messages", messages}};
-    for (const Size& size : sizes) result[size.key] = CountOf(size.value);
+    for (const Size& size : sizes) result[size.key] = options.estimate ? Json(size.value) : CountOf(size.value);
     std::printf("%s\n", result.dump(2).c_str());
   } else {
     for (const Size& size : sizes)
-      std::printf(OutputIsTerminal() ? "%-20s %15.12g%s\n" : "%s\t%.12g%s\n", size.label, size.value, size.unit);
+      std::printf(OutputIsTerminal() ? "%-20s %15.*g%s\n" : "%s\t%.*g%s\n", size.label, options.estimate ? 6 : 12,
+                  size.value, size.unit);
   }
   return failed ? REFUSED : DONE;
 }

@@ -21,12 +21,12 @@ void Setup(Command* command, Options* options) {
                 .help = "search this long for a better elimination order",
                 .value = &options->seconds,
                 .check = CheckPositive});
-  command->Add(
-      {.names = "--output,-o",
-       .form = "OUT",
-       .help = "write the net with its elimination order to this file; - is the standard output, in place of the tree",
-       .value = &options->output,
-       .file = true});
+  command->Add({.names = "--output,-o",
+                .form = "OUT",
+                .help = "write the net with its elimination order to this file, in the format of its extension; - is "
+                        "the standard output, in place of the tree",
+                .value = &options->output,
+                .file = true});
   command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
   command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
 }

@@ -5,6 +5,7 @@
 #include "Files.h"
 #include "Findings.h"
 #include "Json.h"
+#include "Spelling.h"
 #include "Terminal.h"
 
 namespace {
@@ -18,12 +19,12 @@ struct Options {
 void Setup(Command* command, Options* options) {
   command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
   AddFindingOptions(command, &options->findings);
-  command->Add(
-      {.names = "--output,-o",
-       .form = "OUT",
-       .help = "write the net with its decision tables to this file; - is the standard output, in place of the tables",
-       .value = &options->output,
-       .file = true});
+  command->Add({.names = "--output,-o",
+                .form = "OUT",
+                .help = "write the net with its decision tables to this file, in the format of its extension; - is the "
+                        "standard output, in place of the tables",
+                .value = &options->output,
+                .file = true});
   command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
   command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
   command->notes =

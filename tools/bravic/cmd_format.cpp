@@ -1,5 +1,6 @@
 // bravic format: a net file rewritten in the library's own form.
 #include "Commands.h"
+#include "Formats.h"
 #include "Terminal.h"
 
 namespace {
@@ -25,7 +26,7 @@ int Run(const Options& options, Session& session) {
   const Net net = options.force ? session.ReadAsFarAsPossible(options.net) : session.Read(options.net);
   for (const Message& message : session.TakeMessages()) Complain(message);
   if (!net) return REFUSED;
-  session.Write(net, options.output, options.force);
+  session.Write(net, options.output, options.force, OWN_FORMAT);
   return DONE;
 }
 

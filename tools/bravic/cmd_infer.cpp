@@ -11,6 +11,7 @@
 #include "Commands.h"
 #include "Files.h"
 #include "Numbers.h"
+#include "Spelling.h"
 #include "Terminal.h"
 
 namespace {
@@ -127,7 +128,8 @@ void PrintBlock(const CaseBlocks& cases, const CaseQuestion& question, RowWriter
 
 int Run(const Options& options, Session& session) {
   const Net net = session.Read(options.net);
-  CaseBlocks cases(options.cases, net, session);
+  const InputFile input(options.cases);
+  CaseBlocks cases(input, net, session);
   CaseQuestion question(Targets(options, net, cases.Columns()), options.threads);
   std::vector<node_bn> observed = cases.Columns();
   std::erase_if(observed, [&](node_bn node) {

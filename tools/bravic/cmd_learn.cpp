@@ -1,6 +1,7 @@
 // bravic learn: tables revised by the cases of files.
 #include "Commands.h"
 #include "Files.h"
+#include "Spelling.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ void Setup(Command* command, Options* options) {
                 .file = true});
   command->Add({.names = "--output,-o",
                 .form = "OUT",
-                .help = "write the net to this file; the standard output if left out",
+                .help = "write the net to this file, in the format of its extension; the standard output if left out",
                 .value = &options->output,
                 .file = true});
   command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});

@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "Files.h"
 #include "Json.h"
+#include "Spelling.h"
 #include "Terminal.h"
 
 namespace {
@@ -91,7 +92,7 @@ bool IsPossible(double logprob) {
 class Scorer {
  public:
   Scorer(const Options& options, const Net& net, Session& session, Score* score)
-      : options_(options), session_(session), score_(*score), cases_(options.cases, net, session) {}
+      : options_(options), session_(session), score_(*score), input_(options.cases), cases_(input_, net, session) {}
   void Run();
 
  private:
@@ -105,6 +106,7 @@ class Scorer {
   const Options& options_;
   Session& session_;
   Score& score_;
+  InputFile input_;
   CaseBlocks cases_;
   std::vector<double> logprobs_;  // [cases of the block] of all that a case says
 };

@@ -1,4 +1,4 @@
-// bravic: belief networks at the command line. A client of bravic.h alone.
+// bravic: belief networks at the command line. A client of bravic.h and bravic_formats.h alone.
 #include <cstdio>
 
 #include "Commands.h"
@@ -51,8 +51,11 @@ int RunReporting(const Program& program, const std::vector<std::string>& argumen
   } catch (const Misuse& misuse) {
     Complain(misuse.what());
     return MISUSED;
-  } catch (const std::exception& refusal) {
-    Complain(refusal.what());
+  } catch (const Refusal& refusal) {
+    Complain(Message{.isError = true, .place = refusal.place, .text = refusal.what()});
+    return REFUSED;
+  } catch (const std::exception& failure) {
+    Complain(failure.what());
     return REFUSED;
   }
 }
@@ -63,8 +66,8 @@ int main(int argc, char** argv) {
   OpenStandardStreams();
   WatchSignals();
   Program program;
-  for (auto* add : {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddDecide, AddFormat, AddInfer, AddLearn, AddMpe,
-                    AddSample, AddScore})
+  for (auto* add : {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddConvert, AddDecide, AddFormat, AddInfer, AddLearn,
+                    AddMpe, AddSample, AddScore})
     add(program);
   const int code = RunReporting(program, {argv + 1, argv + argc});
   return code == DONE && !OutputArrived() ? REFUSED : code;

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 
-#include "Basic/Format.h"
-#include "Basic/Text.h"
 #include "Bn/compiled/CompileGraph.h"
 #include "Bn/compiled/CompiledNet.h"
-#include "Bn/engine/CostModel.h"
-#include "Bn/engine/SearchOrder.h"
+#include "Bn/compiled/ComputingTree.h"
+#include "Bn/compiled/Preflight.h"
 #include "Bn/model/Checks.h"
 #include "Bn/model/Members.h"
 #include "Bn/model/TableForms.h"
@@ -45,30 +43,6 @@ Failure FailCompiling(Failure failure) {
   return Rephrase(std::move(failure), AROUND_COMPILING, reason);
 }
 
-bool FitsInTables(const engine::JunctionTree& tree) {
-  return std::all_of(tree.cliques.begin(), tree.cliques.end(),
-                     [](const engine::Clique& clique) { return clique.size < engine::MAX_TABLE_ENTRIES; });
-}
-
-// The tree to compute with. Hosts are told of the tree of the stored order; where its tables are large, that of a
-// quickly found order whose tables are smaller takes its place in computing. It may be too large as well; where the
-// host's own order is refused for that, none is looked for.
-engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const CompileGraph& graph,
-                                   const engine::Graph& moral, bool hasHostOrder) {
-  constexpr double ENTRIES_WORTH_SEARCHING = 16384;
-  const bool isRefused = hasHostOrder && !FitsInTables(told);
-  if (told.totalSize > ENTRIES_WORTH_SEARCHING && !isRefused) {
-    const engine::Order quick =
-        engine::QuickOrder(moral, graph.numstates, told.totalSize, engine::cost::TreeWorthSearching);
-    if (!quick.nodes.empty()) {
-      const engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
-      // Smaller altogether, it may still have a clique too large for a table.
-      if (FitsInTables(other) || !FitsInTables(told)) return engine::MergeSmallCliques(other);
-    }
-  }
-  return engine::MergeSmallCliques(told);
-}
-
 // The shares of the work that are done by then, as a host is told of them.
 constexpr double SHARE_AT_MORAL_GRAPH = 0.1, SHARE_AT_TREE = 0.6;
 
@@ -88,39 +62,15 @@ Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
   return nullptr;
 }
 
-constexpr std::size_t MAX_MEMBERS_TEXT = 100;
-
-// clique: of the tree, the one whose table could not be had; -1 when it is not known.
-Failure FailPotential(const CompiledNet& compiled, const engine::JunctionTree& tree, int clique, bool hasHostOrder) {
-  char members[MAX_MEMBERS_TEXT + 1] = "";
-  double nbytes = 0;
-  if (clique >= 0) {
-    const engine::Clique& failed = tree.cliques[clique];
-    nbytes = failed.size * sizeof(float);
-    std::size_t length = 0;
-    for (int k = 0; k < failed.members.size(); ++k) {
-      if (k > 0 && length < MAX_MEMBERS_TEXT) members[length++] = ',';
-      const std::string_view name = OrEmpty(compiled.nodes[failed.members[k]]->name);
-      length += name.copy(members + length, MAX_MEMBERS_TEXT - length);
-    }
-    members[length] = '\0';
-  }
-  Failure failure = FailMemory(NO_MEMORY_FOR_POTENTIAL, nbytes, members);
-  const char* reason = failure->mesg;
-  failure = hasHostOrder ? Rephrase(std::move(failure), AROUND_HOST_TREE, reason)
-                         : Rephrase(std::move(failure), AROUND_FOUND_TREE, reason);
-  return FailCompiling(std::move(failure));
+NetTree TreeOf(const CompiledNet& compiled, const engine::JunctionTree& tree) {
+  return {compiled.nodes, compiled.numstates, compiled.parents, tree};
 }
 
 // Looks at all sizes before any memory is had. An order that the host has set decides what is refused, whatever tree is
 // computed with; in place of any other order one that was searched for will do.
 Failure CheckSizes(const CompiledNet& compiled, bool hasHostOrder) {
   const engine::JunctionTree& tree = hasHostOrder ? compiled.tree : compiled.computingTree;
-  for (int c = 0; c < tree.cliques.size(); ++c) {
-    // A size beyond all numbers is refused, too.
-    if (!(tree.cliques[c].size < engine::MAX_TABLE_ENTRIES)) return FailPotential(compiled, tree, c, hasHostOrder);
-  }
-  return nullptr;
+  return FitsInTables(tree) ? nullptr : FailCompiling(FailTree(TreeOf(compiled, tree), hasHostOrder));
 }
 
 // Every table in the form in which potentials take it.
@@ -141,7 +91,7 @@ Failure FillPotentials(CompiledNet& compiled, bool hasHostOrder) {
   compiled.inference = engine::Inference::Make(compiled.computingTree, compiled.numstates, compiled.parents);
   int failedClique = -1;
   if (compiled.inference->AllocatePotentials(&failedClique) != engine::Status::Done) {
-    return FailPotential(compiled, compiled.computingTree, failedClique, hasHostOrder);
+    return FailCompiling(FailPotential(TreeOf(compiled, compiled.computingTree), failedClique));
   }
   if (Failure failure = PrepareTables(compiled)) return failure;
   compiled.inference->SetTables(TablesOf(compiled));

@@ -10,6 +10,7 @@
 #include "Bn/files/NetFormat.h"
 #include "Bn/model/NodeNames.h"
 #include "Bn/model/NodeOrder.h"
+#include "Bn/model/Texts.h"
 
 namespace bravic {
 namespace {
@@ -106,10 +107,10 @@ void HeadReader::AddColumn(std::string_view name) {
   } else if (options_.net) {
     // The name stands within its line; it is looked up as a text of its own.
     char text[MAX_COLUMN_NAME + 1];
-    std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
+    const std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
     std::memcpy(text, name.data(), length);
     text[length] = '\0';
-    column.node = FindNode(options_.net, text);
+    column.node = FindNodeSpelled(options_.net, text);
     // Columns that are nobody's, or that come a second time, keep their place in the rows and are skipped there.
     if (!column.node) {
       NoteStranger(name);

@@ -12,7 +12,7 @@ namespace bravic {
 inline constexpr char CASE_TYPE[] = "CASE";
 inline constexpr char CASE_VERSION[] = "1";
 inline constexpr char ID_COLUMN[] = "IDnum", FREQ_COLUMN[] = "NumCases";
-inline constexpr int MAX_COLUMN_NAME = 40;
+inline constexpr int MAX_COLUMN_NAME = 255;
 
 struct CaseColumn {
   enum Kind : unsigned char { Skipped, Id, Freq, Node } kind = Skipped;

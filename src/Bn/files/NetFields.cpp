@@ -5,6 +5,8 @@
 
 #include "Basic/Text.h"
 #include "Bn/files/NetValues.h"
+#include "Bn/files/UserTexts.h"
+#include "Bn/model/Texts.h"
 
 namespace bravic {
 namespace {
@@ -41,6 +43,23 @@ bool ReadElimOrder(NetReader& reader, const Statement& at) {
   return reader.hasElimOrder = ReadNames(reader, at, false, &reader.elimOrder);
 }
 
+bool CannotRead(NetReader& reader, const Statement& at) {
+  ReadError(reader, NET_FIELD_CANT_BE_READ, at.field, at.keyword);
+  return false;
+}
+
+bool ReadUser(NetReader& reader, const Statement& at) {
+  return ReadTexts(reader, at, &reader.net->texts) || CannotRead(reader, at);
+}
+
+bool HasUserTexts(const bnet& net) {
+  return HasTexts(net.texts);
+}
+
+void PrintUser(NetPrinter& printer) {
+  PrintTexts(printer, printer.net->texts);
+}
+
 bool HasElimOrder(const bnet& net) {
   return net.elimorder.num >= 0;
 }
@@ -68,6 +87,7 @@ constexpr struct { NetField field; Rules rules; } ROWS[] = {
   {NET_PARAMS,       {.read = ReadIgnoredNames}},
   {NET_NODES,        {.read = ReadIgnoredNames}},
   {NET_ELIMORDER,    {.read = ReadElimOrder, .isSet = HasElimOrder, .print = PrintElimOrder}},
+  {NET_USER,         {.read = ReadUser, .isSet = HasUserTexts, .print = PrintUser}},
   {NET_BACKCOMMENTS, {.read = ReadBackComments, .isSet = HasBackComments, .print = PrintBackComments}},
 };
 // clang-format on
@@ -83,8 +103,7 @@ constexpr auto RULES = [] {
 bool ReadValue(NetReader& reader, const Statement& at, NetField field) {
   if (RULES[field].read) return RULES[field].read(reader, at);
   if (NET_FIELD_TABLE[field].form != FieldForm::Own) return ReadField(reader, at, NET_FIELD_TABLE[field], *reader.net);
-  ReadError(reader, NET_FIELD_CANT_BE_READ, at.field, at.keyword);
-  return false;
+  return CannotRead(reader, at);
 }
 
 bool HasValue(const bnet& net, NetField field) {

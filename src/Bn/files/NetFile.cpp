@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "Basic/Environ.h"
@@ -83,7 +84,7 @@ bool ReadFileType(NetReader& reader, FileType* type) {
     return false;
   }
   const std::string_view word = indicator.substr(0, dash), version = indicator.substr(dash + 1);
-  const ShownPath file(reader.filename, SHORT_PATH);
+  const ShownPath file(OrEmpty(reader.filename), SHORT_PATH);
   type->version = VersionOf(version);
   if (type->version == Version::Illegal) {
     ReadError(reader, ILLEGAL_FILE_VERSION, file.text, Count(version), version.data());
@@ -250,14 +251,10 @@ bool ReplaceText(net_bn net, const char* path, FileKind old) {
 
 }  // namespace
 
-net_bn ReadNet(filespec_ns file, int options) {
-  NetReader reader;
-  reader.filename = file->name;
-  reader.options = options;
-  if (Failure failure = InputChannel::OpenFile(file->name, &reader.in)) {
-    ReadMessage(reader, failure->number, ERROR_ERR, failure->mesg);
-    return nullptr;
-  }
+namespace {
+
+// The net of an open channel.
+net_bn ReadNet(NetReader& reader) {
   if (!ReadNetIndicator(reader)) return nullptr;
   while (!reader.stopped && reader.in.Peek() != END_OF_INPUT) ReadTopLevel(reader);
   ReportFault(reader, "");
@@ -269,13 +266,63 @@ net_bn ReadNet(filespec_ns file, int options) {
   return net;
 }
 
-bool WriteNet(net_bn net, filespec_ns file) {
+bool IsFitToWrite(net_bn net) {
   Failure failure = PrepareNet(net);
   if (!failure) failure = CheckNetConsistency(net);
-  if (failure) {
-    Post(std::move(failure));
-    return false;
+  if (!failure) return true;
+  Post(std::move(failure));
+  return false;
+}
+
+}  // namespace
+
+net_bn ReadNet(filespec_ns file, int options) {
+  NetReader reader;
+  reader.filename = file->name;
+  reader.options = options;
+  if (Failure failure = InputChannel::OpenFile(file->name, &reader.in)) {
+    ReadMessage(reader, failure->number, ERROR_ERR, failure->mesg);
+    return nullptr;
   }
+  return ReadNet(reader);
+}
+
+net_bn ReadNetText(std::string_view text, const char* name) {
+  NetReader reader;
+  reader.filename = name && *name ? name : nullptr;
+  reader.in.OpenString(text);
+  net_bn net = ReadNet(reader);
+  // The name is no file that the net could be saved to.
+  if (net) {
+    Free(net->filename);
+    net->filename = nullptr;
+  }
+  return net;
+}
+
+long WriteNetText(net_bn net, std::span<char> room) {
+  if (!IsFitToWrite(net)) return -1;
+  OutputChannel out;
+  out.OpenMemory();
+  if (!PrintNet(net, printOptions, out)) {
+    Post(FailHalted());
+    return -1;
+  }
+  const std::string_view text = out.Text();
+  if (!out.Close() || text.size() >= std::numeric_limits<long>::max()) {
+    Report(NO_MEMORY_FOR_NET_TEXT, OrEmpty(net->name));
+    return -1;
+  }
+  const std::size_t size = text.size() + 1;
+  if (size <= room.size()) {
+    std::memcpy(room.data(), text.data(), text.size());
+    room[text.size()] = 0;
+  }
+  return static_cast<long>(size);
+}
+
+bool WriteNet(net_bn net, filespec_ns file) {
+  if (!IsFitToWrite(net)) return false;
   const Block<char> path = FollowLinks(file->name);
   if (!path || !DirectoryIsThere(path.get())) return false;
   const FileKind old = KindOfFile(path.get());

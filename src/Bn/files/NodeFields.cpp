@@ -11,9 +11,11 @@
 #include "Bn/files/NodeStatements.h"
 #include "Bn/files/TableReader.h"
 #include "Bn/files/TableWriter.h"
+#include "Bn/files/UserTexts.h"
 #include "Bn/model/Levels.h"
 #include "Bn/model/NameLists.h"
 #include "Bn/model/Tables.h"
+#include "Bn/model/Texts.h"
 
 namespace bravic {
 namespace {
@@ -98,6 +100,14 @@ bool SameProbs(const bnode& a, const bnode& b) {
 
 bool SameExperience(const bnode& a, const bnode& b) {
   return SameRows(a, b) && SameArray(a.numcases, b.numcases, NumRows(a));
+}
+
+bool HasUserTexts(const bnode& node) {
+  return HasTexts(node.texts);
+}
+
+bool SameUserTexts(const bnode& a, const bnode& b) {
+  return SameTexts(a.texts, b.texts);
 }
 
 bool HasEvidence(const bnode& node) {
@@ -188,6 +198,10 @@ void PrintChildren(NetPrinter& printer, const bnode& node) {
   printer.PutNodeNames(node.succs);
 }
 
+void PrintUser(NetPrinter& printer, const bnode& node) {
+  PrintTexts(printer, node.texts);
+}
+
 void PrintEvidence(NetPrinter& printer, const bnode& node) {
   printer.PutState(node, node.evidence);
 }
@@ -220,6 +234,11 @@ bool InheritLevels(const bnode& define, bnode& node) {
   if (!define.levels || node.numstates != define.numstates || node.discrete != define.discrete) return false;
   node.levels = DupBlock(define.levels);
   return true;
+}
+
+bool InheritUser(const bnode& define, bnode& node) {
+  node.texts = CopyTexts(define.texts);
+  return node.texts != nullptr;
 }
 
 bool InheritInputs(const bnode& define, bnode& node) {
@@ -286,6 +305,8 @@ constexpr struct { NodeField field; Rules rules; } ROWS[] = {
                       .isSame = SameProbs, .offers = OffersProbs, .print = PrintProbs}},
   {NODE_NUMCASES,    {.read = ReadTableStatement, .inheritRelation = InheritExperience, .isSet = HasExperienceTable,
                       .isSame = SameExperience, .print = PrintExperience}},
+  {NODE_USER,        {.read = ReadUser, .inherit = InheritUser, .isSet = HasUserTexts, .isSame = SameUserTexts,
+                      .print = PrintUser}},
   {NODE_WHENCHANGED, {.offers = OffersWhenChanged}},
   {NODE_EVIDENCE,    {.read = Postpone, .isSet = HasEvidence, .isSame = SameFinding, .print = PrintEvidence}},
   {NODE_VALUE,       {.read = Postpone, .isSet = HasNodeValue, .isSame = SameFinding, .print = PrintNodeValue}},

@@ -3,6 +3,7 @@
 #include "Bn/files/NetValues.h"
 #include "Bn/files/NodeLinks.h"
 #include "Bn/files/TableReader.h"
+#include "Bn/files/UserTexts.h"
 #include "Bn/model/NameLists.h"
 
 namespace bravic {
@@ -135,6 +136,14 @@ bool ReadNumParents(NodeBlock& block, NodeField field) {
 bool ReadNumChildren(NodeBlock& block, NodeField field) {
   int number;
   return ReadInt(block.reader, block.At(field), &number);
+}
+
+bool ReadUser(NodeBlock& block, NodeField field) {
+  char** texts;
+  if (!ReadTexts(block.reader, block.At(field), &texts)) return CannotRead(block, field);
+  FreeNames(block.node.texts);
+  block.node.texts = texts;
+  return true;
 }
 
 bool ReadTableStatement(NodeBlock& block, NodeField field) {

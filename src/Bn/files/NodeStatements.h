@@ -14,6 +14,7 @@ bool ReadParents(NodeBlock& block, NodeField field);
 bool ReadChildren(NodeBlock& block, NodeField field);
 bool ReadNumParents(NodeBlock& block, NodeField field);   // checked at the end of the block
 bool ReadNumChildren(NodeBlock& block, NodeField field);  // passed over
+bool ReadUser(NodeBlock& block, NodeField field);
 bool ReadTableStatement(NodeBlock& block, NodeField field);
 bool Postpone(NodeBlock& block, NodeField field);  // leaves the value where it stands
 bool CannotRead(NodeBlock& block, NodeField field);

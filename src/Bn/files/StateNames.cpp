@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Bn/model/Texts.h"
+
 namespace bravic {
 
 bool StateNames::Add(const char* name, statetype state) {
@@ -23,6 +25,8 @@ bool StateNames::Place(const bnode& node) {
     const char* name = node.states[state];
     if (name && *name) areApart = Add(name, state) && areApart;
   }
+  // Of two equal ones the first is found: a name goes before a spelling.
+  ForEachStateText(node, [&](statetype state, const char* text) { areApart = Add(text, state) && areApart; });
   return areApart;
 }
 
@@ -31,7 +35,9 @@ void StateNames::Fill(const bnode& node) {
   constexpr int FEW = 64;
   const int numtries = node.numstates > FEW ? 1 : 20;
   std::size_t size = 4;
-  while (node.states && size < std::size_t{2} * (node.numstates + 1)) size *= 2;
+  int count = node.states ? node.numstates : 0;
+  ForEachStateText(node, [&](statetype, const char*) { ++count; });
+  while (size < std::size_t{2} * (count + 1)) size *= 2;
   mask_ = size - 1;
   slots_.resize(size);
   for (int i = 1; !Place(node) && i < numtries; ++i) multiplier_ *= 0xD1342543DE82EF95;

@@ -1,5 +1,6 @@
-// The states of a node by the bytes of their names as a case file has them in place: a small open-addressing table over
-// the first eight bytes and the length of each name, so that most entries are found by one comparison of integers.
+// The states of a node by the bytes of their names and spellings as a case file has them in place: a small
+// open-addressing table over the first eight bytes and the length of each name, so that most entries are found by one
+// comparison of integers.
 #pragma once
 
 #include <bit>

@@ -3,6 +3,7 @@
 #include "Basic/Text.h"
 #include "Bn/model/FieldList.h"
 #include "Bn/model/NameLists.h"
+#include "Bn/model/Texts.h"
 
 namespace bravic {
 namespace {
@@ -148,6 +149,7 @@ void CopyFields(const bnode& from, CopyFor purpose, node_bn to) {
   // States and levels are of the form Own, for how many there are the number of states says.
   to->states = DupNames(from.states, from.numstates);
   to->levels = DupBlock(from.levels);
+  to->texts = CopyTexts(from.texts);
 }
 
 }  // namespace bravic

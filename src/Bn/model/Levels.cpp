@@ -10,6 +10,7 @@
 #include "Bn/model/Fields.h"
 #include "Bn/model/NameLists.h"
 #include "Bn/model/Relation.h"
+#include "Bn/model/Texts.h"
 #include "Bn/model/UndoRecord.h"
 
 namespace bravic {
@@ -51,6 +52,11 @@ bool PlaceFinding(UndoRecord* undo, node_bn node) {
   if (fits && state == node->evidence) return false;
   ReplaceFinding(undo, node, state, fits ? node->value : UNDEF_DBL, nullptr);
   return true;
+}
+
+// Values of a function may stand for other states under new levels.
+void ForgetChance(UndoRecord* undo, node_bn node) {
+  if (node->determinv) Replace(undo, node->chance, UNKNOWN_CHANCE);
 }
 
 void TellLevelsChanged(node_bn node, bool findingChanged) {
@@ -166,6 +172,7 @@ int SetLevels(node_bn node, const double* levels) {
   UndoRecord* undo = BeginChange(node, NODE_LEVELS);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, node->numstates, levels));
   DropTablesByLevels(undo, node);
+  ForgetChance(undo, node);
   TellLevelsChanged(node, PlaceFinding(undo, node));
   return 0;
 }
@@ -189,7 +196,9 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
   if (hadFinding) ReplaceFinding(undo, node, UNDEF_STATE, UNDEF_DBL, nullptr);
   ReplaceNumStates(undo, node, numstates);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, numstates, levels));
+  ForgetChance(undo, node);
   ReplaceTexts(undo, node->states, DupAnyNames(names, numstates));
+  DropStateTexts(undo, node);
   if (value != UNDEF_DBL && node->discrete != DISCRETE) {
     const statetype state = StateOfValue(*node, value, 0);
     if (IsWithinBounds(*node, value)) ReplaceFinding(undo, node, state, value, nullptr);

@@ -10,6 +10,7 @@
 #include "Bn/model/Changes.h"
 #include "Bn/model/Fields.h"
 #include "Bn/model/Members.h"
+#include "Bn/model/NameLists.h"
 #include "Bn/model/Node.h"
 #include "Bn/model/NodeNames.h"
 #include "Bn/model/NodeOrder.h"
@@ -115,6 +116,7 @@ void FreeNet(net_bn net) {
   Free(net->nodeHoles.counts);
   Free(net->stubHoles.counts);
   FreeTexts(*net);
+  FreeNames(net->texts);
   for (char* text : {net->name, net->backcomments, net->report, net->filename, net->casefilename}) Free(text);
   Free(net->subnets);
   net->tag = NO_TAG;

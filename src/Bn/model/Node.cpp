@@ -31,6 +31,7 @@ void FreeNodeRecord(node_bn node) {
   NoteNodeGone(*node);
   FreeNames(node->states);
   FreeNames(node->inputs);
+  FreeNames(node->texts);
   FreeTexts(*node);
   Free(node->name);
   for (float* table : {node->probs, node->numcases, node->determinv, node->likelihood, node->belief}) Free(table);

@@ -20,7 +20,10 @@ void SetSubnets(net_bn net, std::span<const Subnet> subnets) {
   Free(net->subnets);
   net->subnets = nullptr;
   net->numsubnets = Count(subnets);
-  if (subnets.empty()) return;
+  if (subnets.empty()) {
+    for (node_bn node : net->nodes) node->subnetnum = -1;
+    return;
+  }
   net->subnets = NewArray<Subnet>(subnets.size());
   std::copy(subnets.begin(), subnets.end(), net->subnets);
   for (int i = 0; i < net->numsubnets; ++i) {

@@ -94,7 +94,8 @@ struct bnode {
   statetype* determin = nullptr;  // [configurations]
   float* determinv = nullptr;     // [configurations]
   double weight = 1.0;
-  void* user = nullptr;  // the host's
+  void* user = nullptr;    // the host's
+  char** texts = nullptr;  // owned: key, text, key, text ... (Texts.h); or NULL
   int subnetnum = -1;
   net_bn innet = nullptr;
   char* title = nullptr;       // owned
@@ -133,6 +134,7 @@ struct bnet {
   bool noassume = true;
   int autoupdate = 0;
   void* user = nullptr;
+  char** texts = nullptr;        // owned, as a node's
   char* title = nullptr;         // owned
   char* comment = nullptr;       // owned
   char* author = nullptr;        // owned

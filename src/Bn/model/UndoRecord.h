@@ -12,12 +12,13 @@
 //   UNDO_KIND, UNDO_DISCRETE, UNDO_MEASURE   Replace
 //   UNDO_STATE_NAME, UNDO_LINK_NAME          ReplaceTextAt; the array is there, or was put there by ReplaceTexts
 //   UNDO_STATE_NAMES, UNDO_LINK_NAMES        ReplaceTexts
-//   UNDO_LEVELS, UNDO_NUM_STATES             ReplaceNumStates, ReplaceBlock (levels), ReplaceTexts (states)
+//   UNDO_LEVELS, UNDO_NUM_STATES             ReplaceNumStates, ReplaceBlock (levels), ReplaceTexts (states, texts)
 //   UNDO_STATES_WITH_TABLES                  a group: those of the node, and an UNDO_RELATION for it and each child
 //   UNDO_ROW                                 HoldRow, then the row is written in place
 //   UNDO_RELATION                            ReplaceTables
 //   UNDO_NODE_TITLE ... UNDO_NET_COMMENT     ReplaceText
 //   UNDO_NODE_USER, UNDO_NET_USER            ReplacePointer
+//   UNDO_NODE_TEXT, UNDO_NET_TEXT            ReplaceTexts where there is no room, ReplaceTextAt
 //   UNDO_FINDING                             ReplaceFinding
 //   UNDO_AUTOUPDATE, UNDO_FIND_MPE           Replace
 //   UNDO_ELIM_ORDER                          ReplaceList

@@ -97,6 +97,12 @@ bool CheckLevels(node_bn node, int numstates, const double* levels) {
 
 }  // namespace
 
+environ_ns BRAVIC_CALL GetNetEnviron_bn(net_bn net) {
+  NetCall call("GetNetEnviron_bn");
+  if (!call.HasReserve() || !call.CheckNet(net)) return nullptr;
+  return net->env;
+}
+
 const char* BRAVIC_CALL GetNetName_bn(net_bn net) {
   NetCall call("GetNetName_bn");
   if (!call.HasReserve() || !call.CheckNet(net)) return NO_TEXT;
@@ -245,6 +251,14 @@ void* BRAVIC_CALL GetNodeUserData_bn(node_bn node, int kind) {
   NetCall call("GetNodeUserData_bn");
   if (!call.HasReserve() || !call.CheckNode(node) || !CheckKindOfData(USER_KIND_OF_NODE_READ, kind)) return nullptr;
   return node->user;
+}
+
+int BRAVIC_CALL KeepNetOrder_bn(net_bn net) {
+  NetCall call("KeepNetOrder_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
+  if (net->orderstate != ORDER_UNKNOWN) return 1;
+  KeepPresentOrder(net);
+  return 0;
 }
 
 int BRAVIC_CALL SetNetName_bn(net_bn net, const char* name) {

@@ -5,6 +5,7 @@
 #include "Bn/compiled/CaseBeliefs.h"
 #include "Bn/compiled/Compile.h"
 #include "Bn/compiled/ElimOrder.h"
+#include "Bn/compiled/Preflight.h"
 #include "Bn/compiled/TreeReport.h"
 #include "Bn/model/SharedAnswers.h"
 #include "Bn/model/Undo.h"
@@ -169,4 +170,15 @@ int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds) {
   NetCall call("FindElimOrder_bn");
   if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return -1;
   return FindElimOrder(net, seconds);
+}
+
+int BRAVIC_CALL EstimateCompile_bn(net_bn net, double* entries, double* bytes, double* seconds) {
+  NetCall call("EstimateCompile_bn");
+  if (!call.HasReserve() || !call.CheckNet(net)) return -1;
+  engine::TreeEstimate estimate;
+  if (!EstimateCompile(net, &estimate)) return -1;
+  if (entries) *entries = estimate.entries;
+  if (bytes) *bytes = estimate.bytes;
+  if (seconds) *seconds = estimate.seconds;
+  return 0;
 }

@@ -9,8 +9,7 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr double MOST_ENTRIES = 1 << 16;  // of a tree
-constexpr int HUGE_EXPONENT = 900;        // numbers stay below 2^this, far from what doubles end at
+constexpr int HUGE_EXPONENT = 900;  // numbers stay below 2^this, far from what doubles end at
 
 // The largest entry of a table, and its least that is positive.
 struct Spread {
@@ -62,7 +61,7 @@ void StraightSweep::Drop() {
 }
 
 bool StraightSweep::Serves() const {
-  return !isLossy_ && structure_.tree->totalSize <= MOST_ENTRIES && !structure_.cliques.empty();
+  return !isLossy_ && structure_.tree->totalSize <= cost::MOST_STRAIGHT_ENTRIES && !structure_.cliques.empty();
 }
 
 double StraightSweep::Cost() const {
