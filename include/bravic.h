@@ -594,6 +594,28 @@ BRAVIC_API int BRAVIC_CALL AreSeparated_bn(nodelist_bn some, nodelist_bn others,
    other parents; without placeholders. To be freed by FreeNodeList_bn. NULL on failure (2611 memory). */
 BRAVIC_API nodelist_bn BRAVIC_CALL MarkovBlanket_bn(node_bn node);
 
+/* Finds the most probable configurations of all nodes of a compiled net given its findings: the count best ones of those
+   that are possible at all. states [count x number of nodes]: the best one first, the nodes as GetNetNodes_bn lists them;
+   UNDEF_STATE for constants, which have no part in it; not NULL unless count is 0. probs [count]: the
+   probability of each together with the findings, likelihoods included, as CaseProbability_bn has it (what is smaller
+   than the smallest normal double is answered as that, but ranked rightly); or NULL. Equally probable ones come by their
+   states, the first node slowest; of more than some thousands of them which are answered is fixed, but not by that rule.
+   The net's mode of SetNetFindMPE_bn makes no difference. Where there are fewer, the rest of the arrays stays untouched.
+   The arrays are the host's and may not overlap.
+   Answers how many were written: 0 when the findings contradict each other (2078); -1 on failure with nothing written:
+   2077 (not compiled), 2640, 2641 (the arguments), 2009 (memory), 2450 (halted). */
+BRAVIC_API int BRAVIC_CALL MostProbableConfigs_bn(net_bn net, int count, statetype *states, double *probs);
+
+/* Finds the joint states of some nodes that are most probable given the findings, all other nodes summed out: that is
+   not what the nodes have in the most probable configuration of all, nor each one's most probable state.
+   nodes: nature nodes of one compiled net, one at least, each once. states [number of nodes]: their states,
+   as listed; where several are equally probable, always the same of them. *prob: their probability together with the
+   findings, as above; prob may be NULL. The answer is exact; its time grows with the tables that are left when the
+   others are summed out first, which may be far larger than those of the junction tree.
+   Answers 0; -1 on failure with nothing written: 2077 (not compiled), 2078 (the findings contradict each other), 2610,
+   2641 to 2643 (the arguments), 2644 (too large, with how large), 2009 (memory), 2450 (halted). */
+BRAVIC_API int BRAVIC_CALL MostProbableStates_bn(nodelist_bn nodes, statetype *states, double *prob);
+
 /* ---- Net files ---- */
 
 /* Writes the net as text, its findings included (RetractAllFindings_bn before makes a file without). The form is

@@ -132,9 +132,9 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
        CALL(BeliefsOfCases_bn), CALL(SetNetText_bn), CALL(SetNodeText_bn), CALL(WriteNetText_bn),
        CALL(KeepNetOrder_bn));
-  Open("-1", NOTHING, CALL(EstimateCompile_bn));
-  Open("-1", NOTHING, CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
+  Open("-1", NOTHING, CALL(EstimateCompile_bn), CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
        CALL(VarianceReductions_bn), CALL(FindingImpacts_bn), CALL(BeliefSensitivity_bn), CALL(BeliefSensitivities_bn));
+  Open("-1", NOTHING, CALL(MostProbableConfigs_bn), CALL(MostProbableStates_bn));
   Open("NULL", NOTHING, CALL(MarkovBlanket_bn), CALL(ConflictingFindings_bn));
   Open("undefined", NOTHING, CALL(FindingsConflict_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn), CALL(FindState_bn));

@@ -107,9 +107,10 @@ constexpr BadText BAD_TEXTS[] = {
     // What a net cannot be.
     {"bif", "variable A { type continuous; }\n",
      "5 858:1: node 'A' is continuous without intervals, which cannot be computed with"},
-    {"net", "continuous node A { }\nclass C {\n instance I : D (x = y) { }\n}\nfunction F { }",
+    {"net", "continuous node A { }\nclass C {\n instance I : D (x = y) { } class E { }\n}\nfunction F { }",
      "5 858:1: node 'A' is continuous without intervals, which cannot be computed with\n5 859:3: instance of a class "
-     "'I' cannot be represented\n5 859:5: function node 'F' cannot be represented"},
+     "'I' cannot be represented\n5 859:3: one of several classes 'E' cannot be represented\n5 859:5: function node 'F' "
+     "cannot be represented"},
     {"net", NET_AB "\npotential (B) { model_nodes = (); model_data = (Distribution(0.5, 0.5)); }",
      "5 861:3: the table of node 'B' is an expression without its numbers"},
     {"net", NET_AB "utility U { } potential (U) { data = 1e39; } potential (B | U) { }",
@@ -148,6 +149,15 @@ TEST_F(FormatProblemsTest, EachIsReportedWithItsLine) {
   }
 }
 
+TEST_F(FormatProblemsTest, OurOwnFilesAreKnownByTheirIndicator) {
+  const std::string net = "bnet X { node A { discrete = TRUE; states = (a, b); probs = (0x, 1); }; };\n";
+  for (const char* head : {"// ~->[DNET-1]->~\n", "\xEF\xBB\xBF// ~->[DNET-1]->~\n",
+                           "/# node # x #/ // ~->[DNET-1]->~\n", "// ~->[DNET-1]->~\nHexNumbers = TRUE;\n"}) {
+    EXPECT_TRUE(ReadText(nullptr, head + net)) << head;
+    EXPECT_THAT(Problems(), ::testing::HasSubstr("of node 'A'")) << head;
+  }
+}
+
 TEST_F(FormatProblemsTest, LineEndsAndEncodingsAreThoseOfTheFile) {
   const std::string text =
       "% encoding: ISO-8859-1\nnode A\n{\n label = \"\xE9t\xE9\"; states = (\"a\" \"b\");\n}\npotential (A) { data = "
@@ -166,6 +176,14 @@ TEST_F(FormatProblemsTest, LineEndsAndEncodingsAreThoseOfTheFile) {
                          "\xEF\xBB\xBFnode A { label = \"\xC3\xA9\"; states = (\"a\"); } potential (A) { data = 1; }"),
                 "A")),
       "\xC3\xA9");
+  const std::pair<const char*, const char*> heads[] = {{"% Latin-1", "\xC3\x83\xC2\xA9"},
+                                                       {"% iso-8859-15", "\xC3\xA9"}};
+  for (const auto& [head, title] : heads) {
+    const Net read =
+        ReadText(nullptr, std::string(head) +
+                              "\nnode A { label = \"\xC3\xA9\"; states = (\"a\"); } potential (A) { data = 1; }");
+    EXPECT_STREQ(GetNodeTitle_bn(Named(read, "A")), title);
+  }
   EXPECT_EQ(Problems(), "");
 }
 
@@ -215,6 +233,15 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   EXPECT_EQ(numbers, "5 881 5 801 5 808 5 808 5 803 5 807 5 806 5 804 5 805 ");
   EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"a.bif", "link.bif"}));
   EXPECT_EQ(ReadWhole(path), Text(again, "bif"));
+}
+
+TEST_F(FormatProblemsTest, EarlierRecordsDoNotMatter) {
+  ReportError_ns(env, 1, 5, "an error");
+  ReportError_ns(env, 2, 4, "a warning");
+  const Net read = ReadText("bif", BIF_A);
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(WriteNetFormat_bn(read.get(), directory.Path("a.dne").c_str(), nullptr), 0);
+  EXPECT_EQ(Reports(), "5 1 ReportError_ns: An error\n4 2 ReportError_ns: A warning\n");
 }
 
 TEST_F(FormatProblemsTest, WhatAFormatCannotHoldIsListedOnce) {

@@ -186,7 +186,7 @@ TEST_F(FormatRoundTripTest, TextsAndPlacesComeBack) {
   New("b", 2, {At("a")});
   for (const char* name : {"a", "b"}) {
     SetNodeTitle_bn(At(name), "Title \"of\" <it> & \\ that");
-    SetNodeComment_bn(At(name), "First line,\n\tsecond \\n & third\n\nlast.");
+    SetNodeComment_bn(At(name), "First line,\n\tsecond \\n & third\n\n, last; {|} // \"or\" /* % # not");
     SetNodeText_bn(At(name), "position", "72.5 181");
     for (int s = 0; s < 2; ++s) SetNodeStateName_bn(At(name), s, s ? "no" : "yes");
   }

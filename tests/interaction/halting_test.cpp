@@ -64,10 +64,33 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     nodelist_bn nodes = GetNetNodes_bn(net.get());
     return ReadCaseStates_bn(many, nodes, &position, MANY, states.data(), nullptr, nullptr) == -1 && position == 0;
   };
+  const std::string whole = ReadWhole(elsewhere.Path("net.dne"));
   const auto inferMany = [&] {
     const std::vector<statetype> states(3 * 64, 5);
     nodelist_bn nodes = GetNetNodes_bn(net.get());
     return BeliefsOfCases_bn(nodes, states.data(), 64, nodes, nullptr, nullptr, 2) == -1;
+  };
+  const auto findConfigs = [&] {
+    statetype states[3] = {-9};
+    return MostProbableConfigs_bn(net.get(), 1, states, nullptr) == -1 && states[0] == -9;
+  };
+  const auto findStates = [&] {
+    statetype states[3] = {-9};
+    return MostProbableStates_bn(GetNetNodes_bn(net.get()), states, nullptr) == -1 && states[0] == -9;
+  };
+  std::vector<double> answers(4 * 721000);
+  const auto nodes = [&] { return GetNetNodes_bn(net.get()); };
+  const auto join = [&] {
+    nodelist_bn list = List({chain[0], chain[1]});
+    const int answer = JointBeliefs_bn(list, answers.data());
+    FreeNodeList_bn(list);
+    return answer == -1;
+  };
+  const auto leaveOut = [&] {
+    nodelist_bn list = List({chain[2]});
+    const int answer = FindingImpacts_bn(chain[0], 1, list, answers.data());
+    FreeNodeList_bn(list);
+    return answer == -1;
   };
   const struct {
     const char* name;
@@ -83,6 +106,8 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
       {"RetractNodeFindings_bn", [&] { return RetractNodeFindings_bn(chain[1]), true; }, true},
       {"ReadNet_bn", [&] { return ReadNet_bn(saved, 0) == nullptr; }},
       {"ReadNet_bn", [&] { return ReadNet_bn(saved, 0) == nullptr; }, false, 20},  // within a table
+      {"WriteNetText_bn", [&] { return WriteNetText_bn(net.get(), nullptr, 0) == -1; }},
+      {"ReadNetText_bn", [&] { return ReadNetText_bn(whole.data(), long(whole.size()), "x", env) == nullptr; }},
       {"FadeProbs_bn", [&] { return FadeProbs_bn(chain[1], 0.5), true; }},
       {"FadeProbs_bn", [&] { return FadeProbs_bn(chain[1], 0.5), true; }, false, 3},  // the table to be made
       {"CaseFileRevisesProbs_bn",
@@ -91,6 +116,14 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
        false, 8},
       {"ReadCaseStates_bn", readMany, false, 2},
       {"BeliefsOfCases_bn", inferMany},
+      {"JointBeliefs_bn", join},
+      {"InformationGains_bn", [&] { return InformationGains_bn(chain[0], nodes(), answers.data()) == -1; }, false, 5},
+      {"FindingImpacts_bn", leaveOut},
+      {"FindingsConflict_bn", [&] { return FindingsConflict_bn(net.get()) == undef_dbl_ns; }},
+      {"BeliefSensitivities_bn", [&] { return BeliefSensitivities_bn(chain[0], 1, nodes(), answers.data()) == -1; },
+       false, 5},
+      {"MostProbableConfigs_bn", findConfigs},
+      {"MostProbableStates_bn", findStates},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

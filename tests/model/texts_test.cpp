@@ -62,6 +62,17 @@ TEST_F(TextsTest, AreSetChangedRemovedAndTakenBack) {
   EXPECT_STREQ(GetNodeText_bn(a, "label"), "Value >= 5.5 (high)");
 }
 
+TEST_F(TextsTest, OfTheNodeItselfMayBePassed) {
+  SetUndoDepth_bn(0, net.get());
+  const std::string label = GetNodeText_bn(a, "label");
+  for (const char* key : {"k1", "k2", "k3", "k4", "k5", "label"}) {
+    SetNodeText_bn(a, key, GetNodeText_bn(a, "label"));
+    SetNodeText_bn(a, GetNodeText_bn(a, key), "as a key");
+    EXPECT_EQ(GetNodeText_bn(a, key), label);
+    EXPECT_STREQ(GetNodeText_bn(a, label.c_str()), "as a key");
+  }
+}
+
 TEST_F(TextsTest, GoWhereTheirNodesAndStatesGo) {
   nodelist_bn list = List({a});
   const Net other(NewNet_bn("Other", env));

@@ -68,9 +68,11 @@ wants "which stays so" eval "bravic convert back.net again.net && cmp back.net a
 wants "IN and OUT are one file, also where rows are normalized" eval "sed 's/0.5 0.25 0.25)/2 1 1)/' patient.net >counts.net &&
   bravic convert counts.net counts.net && grep -q '0.25' counts.net"
 wants "IN and OUT are one clean file" eval "silently bravic convert again.net again.net && cmp back.net again.net"
-for format in bif; do
-  wants "to $format and back" eval "bravic convert patient.dne p.$format && silently bravic convert p.$format p.net &&
-    cmp <(bravic beliefs p.net -f '$long=Value >= 5.5 (high)' | cut -f3) <(bravic beliefs patient.net -f '$finding' | cut -f3)"
+# What comes back: spellings from some, titles from others.
+for format in "bif=$long=Value >= 5.5 (high)" "bifxml=$long=Value >= 5.5 (high)" "xdsl=Value >= 5.5 (high)=#1"; do
+  file=p.${format%%=*}
+  wants "to $file and back" eval "bravic convert patient.dne $file && silently bravic convert $file p.net &&
+    cmp <(bravic beliefs p.net -f '${format#*=}' | cut -f3) <(bravic beliefs patient.net -f '$finding' | cut -f3)"
 done
 wants "the spelling of a BIF node comes back" eval "grep -q '$long' p.bif"
 wants "a pipe on both sides" eval "bravic convert - - --to bif <patient.net | bravic convert - - --from bif --to bif | cmp - p.bif"
@@ -90,9 +92,12 @@ for command in "beliefs NET -f Dyspnea=present" "mpe NET" "check NET --json" "co
     <(bravic ${command/NET/- <clinic.bif} 2>&1 | grep -vE '$hides' | tr -d '[:space:]' | cut -c1-400)"
 done
 wants "learn writes NET" eval "bravic learn clinic.bif cases.cas -o learned.net 2>/dev/null; grep -q '^potential' learned.net"
+wants "absorb writes XDSL" eval "bravic absorb clinic.bif -n XRay -o rest.xdsl && head -3 rest.xdsl | grep -q '<smile'"
 wants "format writes our own" eval "bravic format clinic.bif -o own.bif && head -1 own.bif | grep -q DNET"
-wants "a decision network" silently bravic convert oil_wildcatter.dne oil.net
-wants "is solved" eval "diff <(bravic decide oil.net) <(bravic decide oil_wildcatter.dne)"
+for format in net xml xdsl; do
+  wants "a decision network in $format" eval "bravic convert oil_wildcatter.dne oil.$format &&
+    diff <(bravic decide oil.$format) <(bravic decide oil_wildcatter.dne)"
+done
 
 # --- What is refused leaves things as they were.
 

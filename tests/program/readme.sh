@@ -6,7 +6,7 @@ cd "$source"
 indented=$(sed -n 's/^    //p' README.md)
 shown=0
 while IFS= read -r line; do
-  printf '%s\n' "$indented" | grep -qxF -- "$line" || { echo "hello prints, but the readme does not show: $line"; exit 1; }
+  grep -qxF -- "$line" <<<"$indented" || { echo "hello prints, but the readme does not show: $line"; exit 1; }
   shown=$((shown + 1))
 done < <("$hello")
 [ $shown = 3 ]

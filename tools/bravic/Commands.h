@@ -28,3 +28,4 @@ void AddSample(Program& program);
 void AddScore(Program& program);
 void AddSensitivity(Program& program);
 void AddSeparated(Program& program);
+void AddShow(Program& program);

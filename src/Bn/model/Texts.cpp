@@ -51,13 +51,15 @@ bool IsAnyKey(const char*) {
 }
 
 void AddPair(UndoRecord* undo, char**& texts, const char* key, const char* text) {
+  // Copied first: the host's may be one of the texts that are replaced.
+  char *const newKey = DupText(key), *const newText = DupText(text);
   int at = EndOf(texts);
   if (at == Size(texts)) {
     ReplaceTexts(undo, texts, CopyPairs(texts, at ? 2 * at : FIRST_ROOM, IsAnyKey));
     at = EndOf(texts);
   }
-  ReplaceTextAt(undo, texts, at, DupText(key));
-  ReplaceTextAt(undo, texts, at + 1, DupText(text));
+  ReplaceTextAt(undo, texts, at, newKey);
+  ReplaceTextAt(undo, texts, at + 1, newText);
 }
 
 int ChangeText(net_bn net, node_bn node, UndoCode code, char**& texts, const char* key, const char* text) {

@@ -1,5 +1,6 @@
 // Questions beyond beliefs.
 #include "Bn/questions/Asked.h"
+#include "Bn/questions/Configurations.h"
 #include "Bn/questions/Explain.h"
 #include "Bn/questions/Information.h"
 #include "Bn/questions/JointBeliefs.h"
@@ -101,4 +102,28 @@ int BRAVIC_CALL BeliefSensitivities_bn(node_bn target, statetype state, nodelist
       !call.CheckList(nodes, NetCall::ALLOW_NONE) || !CheckRoom(coefficients, "coefficients"))
     return -1;
   return BeliefSensitivities(target, state, *nodes, coefficients) ? 0 : -1;
+}
+
+int BRAVIC_CALL MostProbableConfigs_bn(net_bn net, int count, statetype* states, double* probs) {
+  NetCall call("MostProbableConfigs_bn");
+  if (!call.HasReserve() || !call.CheckNet(net)) return -1;
+  if (count < 0) {
+    Report(NEGATIVE_CONFIGS, count);
+    return -1;
+  }
+  if (!states && count > 0) {
+    Report(NULL_CONFIG_STATES);
+    return -1;
+  }
+  return MostProbableConfigs(net, count, states, probs);
+}
+
+int BRAVIC_CALL MostProbableStates_bn(nodelist_bn nodes, statetype* states, double* prob) {
+  NetCall call("MostProbableStates_bn");
+  if (!call.HasReserve() || !call.CheckList(nodes, NetCall::ALLOW_NONE)) return -1;
+  if (!states) {
+    Report(NULL_CONFIG_STATES);
+    return -1;
+  }
+  return MostProbableStates(*nodes, states, prob);
 }
