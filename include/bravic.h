@@ -724,6 +724,24 @@ BRAVIC_API int BRAVIC_CALL OptimizeDecisions_bn(nodelist_bn nodes);
    undone as one change. The list is consumed: it is freed in any case and must not be used again. */
 BRAVIC_API void BRAVIC_CALL AbsorbNodes_bn(nodelist_bn nodes);
 
+/* Gives every decision node that has no state finding the function table, over its parents, that makes the expected
+   utility largest given the findings; utility nodes, any number of them, add up. Of equal choices the first is taken;
+   states that a finding excludes are not.
+   method: 0, a decision knows its parents and nothing else: decisions are improved one at a time until none can be
+   alone, which is best of all where some order of them makes each depend on none that comes later. 1, nothing is
+   forgotten: a decision also knows what earlier ones knew and chose, and the tables are the best there are. Refused
+   where a best table would be over an earlier node that is no parent (2561, which names decision and node; a decision
+   that is made, or that always chooses the same, need not be told), and where no directed path orders the decisions
+   (2265).
+   The tables are set in one change. Answers what they are worth, as GetExpectedUtility_bn does; undef_dbl_ns on
+   failure, with the net as it was (2562, 2262, 2225 to 2230, 2215, 2266, 2078, 2560, 2009, 2183, 2450). */
+BRAVIC_API double BRAVIC_CALL SolveDecisions_bn(net_bn net, int method);
+
+/* Answers how much the expected utility rises, nothing being forgotten, if the node is known at that decision and
+   later; at least 0, and 0 where it is known anyhow. Changes nothing. node: a nature node (2563) of the same net (2016)
+   that does not depend on the decision (2564). undef_dbl_ns on failure (2565, and as SolveDecisions_bn). */
+BRAVIC_API double BRAVIC_CALL ValueOfObserving_bn(node_bn node, node_bn decision);
+
 /* ---- Random numbers, case files, junction trees, undo, progress ---- */
 
 /* Makes random draws reproducible. seed: 0 takes the calendar time. Answers 0; -1 for a bad environment. */
@@ -763,8 +781,9 @@ BRAVIC_API int BRAVIC_CALL FindElimOrder_bn(net_bn net, double seconds);
    for decision networks, and what CompileNet_bn finds wrong with the structure. */
 BRAVIC_API int BRAVIC_CALL EstimateCompile_bn(net_bn net, double *entries, double *bytes, double *seconds);
 
-/* Answers the expected utility under the present decision tables and findings; undef_dbl_ns where it is not defined
-   (no utility node, a decision or table missing). */
+/* Answers the expected utility under the present decision tables and findings; several utility nodes add up. One with
+   utility nodes among its parents is their sum and needs no table. undef_dbl_ns where it is not defined (no utility
+   node, a decision or table missing). */
 BRAVIC_API double BRAVIC_CALL GetExpectedUtility_bn(net_bn net);
 
 /* Takes back the net's last recorded change; makes it again. Answer 1 when done, 0 when there is nothing to undo

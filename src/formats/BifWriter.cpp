@@ -23,8 +23,9 @@ std::string Spelled(const std::string& name) {
 
 // A property as it stands where it reads back so.
 void WriteProperty(const std::string& line, std::string* text) {
-  const bool isPlain = line.find_first_of(";\"{}") == std::string::npos && line.find("//") == std::string::npos &&
-                       line.find("/*") == std::string::npos;
+  // Separators and blanks before it would be taken for none of it.
+  const bool isPlain = line.find_first_of(",|\f\v") != 0 && line.find_first_of(";\"{}") == std::string::npos &&
+                       line.find("//") == std::string::npos && line.find("/*") == std::string::npos;
   *text += "  property ";
   *text += isPlain ? line : QuotedText(line);
   *text += " ;\n";

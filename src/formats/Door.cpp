@@ -1,6 +1,5 @@
 // The exported functions. No exception passes them: short memory becomes an error record like everything else.
-#include <filesystem>
-#include <new>
+#include <exception>
 
 #include "bravic_formats.h"
 #include "formats/Encoding.h"
@@ -60,6 +59,12 @@ bool CheckFiles(const char* path, environ_ns env, Problems* problems) {
   return !problems->HasErrors();
 }
 
+// The name of a file without its folder and extension.
+std::string StemOf(const std::string& path) {
+  const std::size_t folder = path.find_last_of("/\\") + 1, point = path.rfind('.');
+  return path.substr(folder, point == std::string::npos || point <= folder ? std::string::npos : point - folder);
+}
+
 net_bn ReadText(std::string* text, const char* formatName, const std::string& name, environ_ns env,
                 Problems* problems) {
   Chosen chosen;
@@ -72,7 +77,7 @@ net_bn ReadText(std::string* text, const char* formatName, const std::string& na
   chosen.format->read(text, &description, problems);
   CheckNet(&description, chosen.format->rowsAreCounts, problems);
   if (problems->HasErrors()) return nullptr;
-  return BuildNet(description, std::filesystem::path(name).stem().string(), env);
+  return BuildNet(description, StemOf(name), env);
 }
 
 bool WriteText(net_bn net, const Format& format, std::string* text, Problems* problems) {

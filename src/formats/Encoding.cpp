@@ -65,8 +65,10 @@ bool SaysLatin1(std::string_view text) {
     head = comments;
   }
   for (char& c : head) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  for (const char* name : {"8859-1", "8859_1", "latin1", "latin-1", "windows-1252", "cp1252"}) {
-    if (head.find(name) != std::string::npos) return true;
+  for (const std::string_view name : {"8859-1", "8859_1", "latin1", "latin-1"}) {
+    const std::size_t at = head.find(name), end = at + name.size();
+    if (at != std::string::npos && !(end < head.size() && std::isdigit(static_cast<unsigned char>(head[end]))))
+      return true;  // and not 8859-15
   }
   return false;
 }
@@ -116,7 +118,7 @@ void MakePlain(std::string* text, Problems* problems) {
   }
   const bool saysLatin1 = !isMarked && SaysLatin1(*text);
   const std::size_t other = FindOtherThanUtf8(*text);
-  if (other == std::string_view::npos) return;
+  if (!saysLatin1 && other == std::string_view::npos) return;
   if (!saysLatin1) problems->Add(TAKEN_AS_LATIN_1, LineAt(*text, other));
   ConvertLatin1(text);
 }

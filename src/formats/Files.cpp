@@ -1,5 +1,6 @@
 #include "formats/Files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -9,8 +10,9 @@
 #include <memory>
 #include <system_error>
 
-#ifndef _WIN32
-#include <fcntl.h>
+#ifdef _WIN32
+#include <io.h>
+#else
 #include <unistd.h>
 #endif
 
@@ -21,6 +23,12 @@ namespace {
 
 constexpr std::size_t PIECE = 1 << 16;
 constexpr int MAX_LINKS = 40, MAX_TRIES = 1000;
+
+#ifdef _WIN32
+constexpr int NEW_FILE = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, PERMISSIONS = _S_IREAD | _S_IWRITE;
+#else
+constexpr int NEW_FILE = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, PERMISSIONS = 0666;  // less what the process masks
+#endif
 
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -77,8 +85,9 @@ bool WriteOpen(OpenFile file, std::string_view text) {
 OpenFile MakeBeside(const std::string& target, std::string* path) {
   for (int i = 0; i < MAX_TRIES; ++i) {
     *path = target + "." + std::to_string(i) + ".tmp";
-    OpenFile file(std::fopen(path->c_str(), "wbx"));
-    if (file || errno != EEXIST) return file;
+    const int file = open(path->c_str(), NEW_FILE, PERMISSIONS);
+    if (file >= 0) return OpenFile(fdopen(file, "wb"));
+    if (errno != EEXIST) return nullptr;
   }
   return nullptr;
 }
@@ -105,13 +114,12 @@ bool Replace(const std::string& path, std::string_view text, Problems* problems)
 }  // namespace
 
 bool ReadFile(const std::string& path, std::string* text, Problems* problems) {
-  std::error_code failure;
-  if (fs::is_directory(path, failure)) return Fail(CANT_READ_FILE, "it is a folder", problems);
   const OpenFile file(std::fopen(path.c_str(), "rb"));
   if (!file) return Fail(CANT_READ_FILE, SystemReason(), problems);
-  const auto size = fs::file_size(path, failure);
+  struct stat status;
   text->clear();
-  if (!failure && size > 0) text->reserve(static_cast<std::size_t>(size) + 1);
+  if (fstat(fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode))
+    text->reserve(static_cast<std::size_t>(status.st_size) + 1);
   char piece[PIECE];
   while (const std::size_t length = std::fread(piece, 1, sizeof piece, file.get())) text->append(piece, length);
   if (std::ferror(file.get())) return Fail(CANT_READ_FILE, SystemReason(), problems);

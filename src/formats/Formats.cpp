@@ -81,6 +81,10 @@ std::string_view FirstWord(std::string_view text) {
   return text.substr(0, static_cast<std::size_t>(it - text.begin()));
 }
 
+// What one of the first lines of our own files holds, whatever else they begin with.
+constexpr std::string_view OWN_INDICATOR = "~->[";
+constexpr std::size_t OWN_HEAD = 768;
+
 struct Beginning {
   const char* word;
   const char* format;
@@ -143,6 +147,8 @@ std::string ExtensionsOfFormats() {
 }
 
 bool TellFormat(std::string_view text, const Format** format, std::string* start) {
+  *format = nullptr;
+  if (text.substr(0, OWN_HEAD).find(OWN_INDICATOR) != std::string_view::npos) return true;
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   const bool isXml = SkipBlanks(text).starts_with('<');
   const std::string_view content = isXml ? SkipXmlHead(text) : SkipComments(text);

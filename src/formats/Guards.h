@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "bravic.h"
+#include "formats/ErrorRows.h"
 
 namespace formats {
 
@@ -20,7 +21,14 @@ class ErrorsSince {
   explicit ErrorsSince(environ_ns env) : env_(env) {
     while (report_ns next = GetError_ns(env, 0, last_)) last_ = next;
   }
-  bool Any() const { return GetError_ns(env_, 5, last_) != nullptr; }
+  // All records are walked through: of one that is below the danger asked for, the list would not go on.
+  bool Any() const {
+    report_ns report = last_;
+    while ((report = GetError_ns(env_, 0, report)) != nullptr) {
+      if (ErrorDanger_ns(report) >= ERROR_ERR) return true;
+    }
+    return false;
+  }
 
  private:
   environ_ns env_;

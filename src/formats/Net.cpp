@@ -49,6 +49,7 @@ class NetReader {
   NetDescription& net_;
   Problems& problems_;
   std::vector<NodeDescription> relations_;
+  bool hasClass_ = false;
 };
 
 void NetReader::Read() {
@@ -78,7 +79,7 @@ void NetReader::Read() {
 
 void NetReader::ReadBlock() {
   if (tokens_.TakeIfWord("net")) return ReadNetBlock(false);
-  if (tokens_.TakeIfWord("class")) return ReadNetBlock(true);
+  if (tokens_.TakeIfWord("class")) return hasClass_ ? RefuseBlock("one of several classes") : ReadNetBlock(true);
   if (tokens_.TakeIfWord("potential")) return ReadPotential();
   bool isContinuous = false;
   if (tokens_.TakeIfWord("continuous")) {
@@ -168,7 +169,8 @@ void NetReader::ReadNetBlock(bool isClass) {
     if (name.text == "HR_Desc") net_.comment = value.Text();
   };
   if (!isClass) return ForEachAttribute(line, setAttribute);
-  // A class has its nodes inside.
+  // A class has its nodes inside, and there is but one.
+  hasClass_ = true;
   while (!tokens_.TakeIf('}')) {
     if (tokens_.Peek().kind == Token::End) return problems_.Add(UNCLOSED_BLOCK, line, {"block"});
     const Tokenizer::Place start = tokens_.Here();

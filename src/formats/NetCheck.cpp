@@ -10,6 +10,8 @@
 namespace formats {
 namespace {
 
+constexpr std::size_t MAX_CYCLE_TEXT = 1000;  // what is longer is cut from messages anyhow
+
 std::string Number(long long number) {
   return std::to_string(number);
 }
@@ -116,7 +118,7 @@ void Checker::ReportCycle(const std::vector<int>& path, int first) {
   // Told as links run, from parent to child; the path goes the other way.
   std::string text;
   const auto begin = std::find(path.begin(), path.end(), first);
-  for (auto it = path.end(); it != begin;) {
+  for (auto it = path.end(); it != begin && text.size() < MAX_CYCLE_TEXT;) {
     const NodeDescription& node = net_.nodes[*--it];
     text += "'" + node.name.text + "' (line " + Number(node.relationLine) + ") -> ";
   }

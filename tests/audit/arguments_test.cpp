@@ -150,7 +150,8 @@ void ArgumentsTest::SetUpTestSuite() {
   Open("error", NOTHING, CALL(GetNetName_bn), CALL(GetNetTitle_bn), CALL(GetNetComment_bn), CALL(JunctionTreeReport_bn),
        CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(GetNetText_bn), CALL(GetNodeText_bn),
        CALL(ErrorMessage_ns));
-  Open("undefined", NOTHING, CALL(CaseLogProbability_bn), CALL(GetExpectedUtility_bn), CALL(GetNodeExperience_bn),
+  Open("undefined", NOTHING, CALL(CaseLogProbability_bn), CALL(GetExpectedUtility_bn), CALL(SolveDecisions_bn),
+       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn),
        CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
   Open("-1", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(LengthNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(DupNodeList_bn));

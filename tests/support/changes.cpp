@@ -37,6 +37,7 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"reverse", [=] { numparents > 0 ? ReverseLink_bn(NthNode_bn(parents, 0), node) : 0; }},
       {"reverse last", [=] { numparents > 0 ? ReverseLink_bn(NthNode_bn(parents, numparents - 1), node) : 0; }},
       {"optimize", [=] { OptimizeDecisions_bn(GetNetNodes_bn(net)); }},
+      {"solve decisions", [=] { SolveDecisions_bn(net, 0); }},
       {"read case", [this] { ReadCase_bn(nullptr, cases_, list_, nullptr, nullptr); }},
       {"write case", [this] { WriteCase_bn(list_, cases_, 3, 1); }},
       {"draw", [this] { RandomCase_bn(list_, 0, 3); }},

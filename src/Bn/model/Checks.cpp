@@ -86,13 +86,19 @@ Failure IncompleteTable(node_bn node, long long missingRow) {
   return Fail(TABLE_INCOMPLETE, Name(node), node->preds.num ? condition : "its only row");
 }
 
+// Utilities add up, so that one with utilities among its parents, drawn as their sum, needs no table.
+bool HasUtilityParent(const bnode& node) {
+  const auto parents = Entries(node.preds);
+  return std::any_of(parents.begin(), parents.end(), [](node_bn parent) { return parent->kind == UTILITY_NODE; });
+}
+
 Failure CheckTable(node_bn node, Purpose purpose) {
   if (purpose == Purpose::Compile) {
     if (node->kind == DECISION_NODE) return Fail(COMPILING_DECISION_NODE, Name(node));
     if (node->kind == UTILITY_NODE) return Fail(COMPILING_UTILITY_NODE, Name(node));
   }
   if (node->kind == UTILITY_NODE) {
-    if (node->determinv) return nullptr;
+    if (node->determinv || HasUtilityParent(*node)) return nullptr;
     return Fail(NO_UTILITY_TABLE, Name(node));
   }
   if (node->kind == DECISION_NODE) return nullptr;

@@ -54,6 +54,11 @@ bool PlaceFinding(UndoRecord* undo, node_bn node) {
   return true;
 }
 
+// Values of a function may stand for other states under new levels.
+void ForgetChance(UndoRecord* undo, node_bn node) {
+  if (node->determinv) Replace(undo, node->chance, UNKNOWN_CHANCE);
+}
+
 void TellLevelsChanged(node_bn node, bool findingChanged) {
   node->fields[NODE_LEVELS] = FIELD_READ;
   if (node->determinv) TableChanged(node);
@@ -167,6 +172,7 @@ int SetLevels(node_bn node, const double* levels) {
   UndoRecord* undo = BeginChange(node, NODE_LEVELS);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, node->numstates, levels));
   DropTablesByLevels(undo, node);
+  ForgetChance(undo, node);
   TellLevelsChanged(node, PlaceFinding(undo, node));
   return 0;
 }
@@ -190,6 +196,7 @@ int SetStatesAndLevels(node_bn node, int numstates, const double* levels, const 
   if (hadFinding) ReplaceFinding(undo, node, UNDEF_STATE, UNDEF_DBL, nullptr);
   ReplaceNumStates(undo, node, numstates);
   ReplaceBlock(undo, node->levels, CopyLevels(*node, numstates, levels));
+  ForgetChance(undo, node);
   ReplaceTexts(undo, node->states, DupAnyNames(names, numstates));
   DropStateTexts(undo, node);
   if (value != UNDEF_DBL && node->discrete != DISCRETE) {

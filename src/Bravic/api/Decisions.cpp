@@ -2,6 +2,7 @@
 #include "Bn/decide/Absorb.h"
 #include "Bn/decide/Optimize.h"
 #include "Bn/decide/Reverse.h"
+#include "Bn/decide/Solve.h"
 #include "Bn/decide/Utility.h"
 #include "Bravic/NetCall.h"
 
@@ -57,4 +58,32 @@ double BRAVIC_CALL GetExpectedUtility_bn(net_bn net) {
     return UNDEF_DBL;
   }
   return utility;
+}
+
+double BRAVIC_CALL SolveDecisions_bn(net_bn net, int method) {
+  NetCall call("SolveDecisions_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckNet(net)) return UNDEF_DBL;
+  if (method != 0 && method != 1) {
+    Report(UNKNOWN_DECISION_METHOD, method);
+    return UNDEF_DBL;
+  }
+  double utility = UNDEF_DBL;
+  if (Failure failure = SolveDecisions(net, method == 0 ? Memory::OfLinks : Memory::OfAll, &utility)) {
+    Post(std::move(failure));
+    return UNDEF_DBL;
+  }
+  return utility;
+}
+
+double BRAVIC_CALL ValueOfObserving_bn(node_bn node, node_bn decision) {
+  NetCall call("ValueOfObserving_bn");
+  if (!call.HasReserve() || !call.CheckNode(node) || !call.CheckNode(decision) || !call.CheckSameNet(node, decision)) {
+    return UNDEF_DBL;
+  }
+  double value = UNDEF_DBL;
+  if (Failure failure = ValueOfObserving(node, decision, &value)) {
+    Post(std::move(failure));
+    return UNDEF_DBL;
+  }
+  return value;
 }
