@@ -113,6 +113,26 @@ void InferMany(const Subject& subject, const std::vector<node_bn>& nature) {
   Print(subject, "many-cases", bits);
 }
 
+// With a finding, the best configurations and the best joint states of every third node.
+void FindConfigs(const Subject& subject, const std::vector<node_bn>& nature) {
+  constexpr int COUNT = 20;
+  net_bn net = subject.net.get();
+  nodelist_bn some = NewNodeList_bn(0, subject.env);
+  for (std::size_t i = 0; i < nature.size() && i < 10; i += 3) AddNodeToList_bn(nature[i], some, 0);
+  std::vector<statetype> states(COUNT * Nodes(subject.net).size() + nature.size(), -9);
+  std::vector<double> probs(COUNT + 1, -9);
+  CompileNet_bn(net);
+  EnterNodeLikelihood_bn(nature.back(), std::vector<float>(std::size_t(NumStates(nature.back())), 0.3f).data());
+  MostProbableConfigs_bn(net, COUNT, states.data(), probs.data());
+  MostProbableStates_bn(some, states.data() + states.size() - nature.size(), probs.data() + COUNT);
+  RetractAllFindings_bn(net);
+  FreeNodeList_bn(some);
+  std::string bits;
+  AddBits(bits, states.data(), static_cast<int>(states.size()));
+  AddBits(bits, probs.data(), static_cast<int>(probs.size()));
+  Print(subject, "configurations", bits);
+}
+
 void Learn(const Subject& subject) {
   nodelist_bn all = GetNetNodes_bn(subject.net.get());
   filespec_ns file = FileNamed_ns(subject.path.c_str(), subject.env);
@@ -135,6 +155,7 @@ void Check(const Subject& subject) {
   if (nature.empty()) return;
   Infer(subject, nature);
   InferMany(subject, nature);
+  FindConfigs(subject, nature);
   if (nature.size() == nodes.size()) Learn(subject);
   OptimizeDecisions_bn(GetNetNodes_bn(net));
   const double utility = GetExpectedUtility_bn(net);
