@@ -151,8 +151,7 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(GetNetText_bn), CALL(GetNodeText_bn),
        CALL(ErrorMessage_ns));
   Open("undefined", NOTHING, CALL(CaseLogProbability_bn), CALL(GetExpectedUtility_bn), CALL(SolveDecisions_bn),
-       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn),
-       CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
+       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn), CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
   Open("-1", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(LengthNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(DupNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_TWINS, CALL(RemoveNthNode_bn), CALL(NthNode_bn));
