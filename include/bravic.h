@@ -526,6 +526,96 @@ BRAVIC_API double BRAVIC_CALL CaseProbability_bn(net_bn net);
    the findings contradict each other (2078), undef_dbl_ns on other failures (2077 ...). */
 BRAVIC_API double BRAVIC_CALL CaseLogProbability_bn(net_bn net);
 
+/* ---- Questions ----
+   What may be asked of a net beyond beliefs. Nothing of the net is changed by asking. Lists that these functions answer
+   are the host's, to be freed by FreeNodeList_bn. */
+
+/* Answers the joint distribution of the nodes given all findings. nodes: nature nodes of a compiled net, each once.
+   probs [product of their numbers of states]: the probabilities of all configurations, the states of the last node
+   running fastest, with the sum 1; 1 for no nodes. Nodes that share a clique of the junction tree take little more than a
+   belief; else tables are made for everything that lies between them. Mode and order make no difference.
+   Answers 0; -1 on failure: 2077 (not compiled), 2078 (findings that contradict each other), 2482 (a node without
+   beliefs), 2610, 2612, 2613 (more than 536,870,911 entries), 2614 (memory; says how much it would take), 2450. */
+BRAVIC_API int BRAVIC_CALL JointBeliefs_bn(nodelist_bn nodes, double *probs);
+
+/* How much is expected to be learned about the target by learning the state of another node, given all findings: the
+   mutual information of the two, in bits. others: nature nodes of the target's net, which is compiled. bits [number of
+   others]: 0 or more; 0 for a node whose state is found, and of the target itself its entropy. What is below 1e-12
+   counts as rounding and is answered as 0. Takes one update of all beliefs for each state of the target.
+   Answers 0; -1 on failure (2077, 2078, 2482, 2610, 2612, 2009, 2450). */
+BRAVIC_API int BRAVIC_CALL InformationGains_bn(node_bn target, nodelist_bn others, double *bits);
+
+/* The same for the variance of a target that has levels: by how much it is expected to fall, in squared units of the
+   levels. The middle of an interval stands for it. reductions [number of others]; of the target itself its variance.
+   Answers 0; -1 on failure (as above, and 2615 no finite levels). */
+BRAVIC_API int BRAVIC_CALL VarianceReductions_bn(node_bn target, nodelist_bn others, double *reductions);
+
+/* Answers a smallest set of the present findings that makes the state impossible: a new list of their nodes, in the order
+   of the net, to be freed by FreeNodeList_bn; empty for a state that is impossible without findings; NULL when the state
+   is possible, and on failure. Of several smallest sets it is always the same. state: with EVERY_STATE the answer is a
+   smallest set of findings that contradict each other, whatever the node. Where more than 20 findings have to do with
+   the node, the set is one of which no finding can be spared, though there may be smaller ones. States, exclusions and
+   weights of 0 count, small numbers do not. The node's own finding may be in the set. The findings need not be possible
+   together. Failures: 2077, 5106, 2482, 2611, 2009, 2450. */
+BRAVIC_API nodelist_bn BRAVIC_CALL ConflictingFindings_bn(node_bn node, statetype state);
+
+/* Answers the binary logarithm of the product of the findings' own probabilities over that of all of them together: above
+   0, they surprise together more than one by one; 0 without findings; inf_dbl_ns when they contradict each other (no
+   error); undef_dbl_ns on failure (2077, 2009, 2450). Takes two updates. */
+BRAVIC_API double BRAVIC_CALL FindingsConflict_bn(net_bn net);
+
+/* What each finding does to the belief in the target's state. observed: nodes with findings. without [number of
+   observed]: the belief in the state given all findings but those of the node. Takes a belief for each of them.
+   Answers 0; -1 on failure (2077, 2078, 5106, 2482, 2610, 2612, 2616 no finding, 2009, 2450). */
+BRAVIC_API int BRAVIC_CALL FindingImpacts_bn(node_bn target, statetype state, nodelist_bn observed, double *without);
+
+/* How the belief in the target's state depends on one entry of a table, exactly: as the entry x of that row of the node's
+   table varies from 0 to 1, the row's other entries keeping their proportions (equal where they are all 0), the belief is
+   (c0 x + c1) / (c2 x + c3). coefficients [4]: c0 to c3, so that the divisor is 1 for the entry there is; a divisor of 0
+   tells that the findings are impossible then. parentstates [number of parents]: picks the row, without EVERY_STATE.
+   Answers 0; -1 on failure: 2077, 2078, 5106, 2016 (another net), 5112 to 5136 (parentstates), 2482, 2612, 2617 (a row
+   declared impossible), 2009, 2450. */
+BRAVIC_API int BRAVIC_CALL BeliefSensitivity_bn(node_bn target, statetype state, node_bn node,
+                                                const statetype *parentstates, statetype entry, double coefficients[4]);
+
+/* The same for every entry of the tables of some nodes at once, from two propagations however many there are.
+   coefficients [entries of all tables x 4]: node by node, rows and entries as in tables (parents slowest, first parent
+   first). The belief does not depend on rows declared impossible: 0, belief, 0, 1. Answers 0; -1 on failure. */
+BRAVIC_API int BRAVIC_CALL BeliefSensitivities_bn(node_bn target, statetype state, nodelist_bn nodes,
+                                                  double *coefficients);
+
+/* Whether nodes are separated by the links alone, whatever tables and findings say: no path from one of `some` to one of
+   `others` is open once those given are known (d-separation). A node is never separated from itself, but what is given
+   is separated from everything. The net need not be compiled. Takes time by the number of nodes and links.
+   Answers 1 or 0; -1 on failure (2610 nodes of two nets). */
+BRAVIC_API int BRAVIC_CALL AreSeparated_bn(nodelist_bn some, nodelist_bn others, nodelist_bn given);
+
+/* Answers a new list of the nodes that separate the node from all others: its parents, its children, and the children's
+   other parents; without placeholders. To be freed by FreeNodeList_bn. NULL on failure (2611 memory). */
+BRAVIC_API nodelist_bn BRAVIC_CALL MarkovBlanket_bn(node_bn node);
+
+/* Finds the most probable configurations of all nodes of a compiled net given its findings: the count best ones of those
+   that are possible at all. states [count x number of nodes]: the best one first, the nodes as GetNetNodes_bn lists them;
+   UNDEF_STATE for constants, which have no part in it; not NULL unless count is 0. probs [count]: the
+   probability of each together with the findings, likelihoods included, as CaseProbability_bn has it (what is smaller
+   than the smallest normal double is answered as that, but ranked rightly); or NULL. Equally probable ones come by their
+   states, the first node slowest; of more than some thousands of them which are answered is fixed, but not by that rule.
+   The net's mode of SetNetFindMPE_bn makes no difference. Where there are fewer, the rest of the arrays stays untouched.
+   The arrays are the host's and may not overlap.
+   Answers how many were written: 0 when the findings contradict each other (2078); -1 on failure with nothing written:
+   2077 (not compiled), 2640, 2641 (the arguments), 2009 (memory), 2450 (halted). */
+BRAVIC_API int BRAVIC_CALL MostProbableConfigs_bn(net_bn net, int count, statetype *states, double *probs);
+
+/* Finds the joint states of some nodes that are most probable given the findings, all other nodes summed out: that is
+   not what the nodes have in the most probable configuration of all, nor each one's most probable state.
+   nodes: nature nodes of one compiled net, one at least, each once. states [number of nodes]: their states,
+   as listed; where several are equally probable, always the same of them. *prob: their probability together with the
+   findings, as above; prob may be NULL. The answer is exact; its time grows with the tables that are left when the
+   others are summed out first, which may be far larger than those of the junction tree.
+   Answers 0; -1 on failure with nothing written: 2077 (not compiled), 2078 (the findings contradict each other), 2610,
+   2641 to 2643 (the arguments), 2644 (too large, with how large), 2009 (memory), 2450 (halted). */
+BRAVIC_API int BRAVIC_CALL MostProbableStates_bn(nodelist_bn nodes, statetype *states, double *prob);
+
 /* ---- Net files ---- */
 
 /* Writes the net as text, its findings included (RetractAllFindings_bn before makes a file without). The form is

@@ -246,7 +246,10 @@ void BifReader::ReadBlock(NodeDescription* relation, int line) {
       relation->tableLine = statementLine;
       ReadTable(relation, node);
     } else if (tokens_.TakeIfWord("default")) {
-      if (!ReadNumbers(&rows.defaults)) continue;
+      if (!ReadNumbers(&rows.defaults)) {
+        rows.isBroken = true;
+        continue;
+      }
       if (rows.defaults.size() != node.states.size()) {
         problems_.Add(WRONG_ROW_COUNT, statementLine,
                       {node.name.text, std::to_string(rows.defaults.size()), std::to_string(node.states.size())});
@@ -400,7 +403,7 @@ void BifReader::TakeRows(NodeDescription* relation, const NodeDescription& node,
   std::vector<int> order(rows.numbers.size());
   std::iota(order.begin(), order.end(), 0);
   relation->table = TableState::Given;
-  if (rows.numbers.size() == static_cast<std::size_t>(numRows_) && rows.numbers == order) {
+  if (numRows_ > 0 && rows.numbers.size() == static_cast<std::size_t>(numRows_) && rows.numbers == order) {
     relation->tableLine = rows.lines[0];
     relation->values = rows.values;
     relation->rowLines = rows.lines;

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "formats/Formats.h"
+#include "formats/Names.h"
 #include "formats/NodeIndex.h"
 #include "formats/NoisyMax.h"
 #include "formats/NumberText.h"
@@ -337,7 +338,8 @@ class Reader {
     const int found = index_.Find(element.attribute("id").value());
     if (found < 0) return;
     NodeDescription& node = net_->nodes[static_cast<std::size_t>(found)];
-    node.title = Unescaped(file_.TextOf(element.child("name")).text);
+    std::string title = Unescaped(file_.TextOf(element.child("name")).text);
+    (IsOriginalOf(title, node.name.text, NODE_LETTER) ? node.spelling : node.title) = std::move(title);
     node.comment = Unescaped(file_.TextOf(element.child("comment")).text);
     const pugi::xml_node position = element.child("position");
     if (!position) return;

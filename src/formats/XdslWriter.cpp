@@ -57,14 +57,15 @@ void AppendEdges(double centre, double size, std::string* near, std::string* far
 }
 
 bool HasLook(const NodeDescription& node) {
-  return !node.title.empty() || !node.comment.empty() || node.position;
+  return !node.title.empty() || !node.spelling.empty() || !node.comment.empty() || node.position;
 }
 
 void WriteLook(const NodeDescription& node, std::string* xml) {
   *xml += "\t\t\t<node id=\"";
   AppendEscaped(xml, node.name.text);
   *xml += "\">\n";
-  if (!node.title.empty()) AppendElement(xml, "\t\t\t\t", "name", EscapedLines(node.title));
+  const std::string& title = node.title.empty() ? node.spelling : node.title;
+  if (!title.empty()) AppendElement(xml, "\t\t\t\t", "name", EscapedLines(title));
   if (!node.comment.empty()) AppendElement(xml, "\t\t\t\t", "comment", EscapedLines(node.comment));
   if (node.position) {
     std::string left, top, right, bottom;

@@ -263,5 +263,43 @@ TEST_F(AllocationTest, ManyCasesAreAnsweredOrRefused) {
   EXPECT_GT(numRefused, 4);
 }
 
+// Configurations are found as ever, or not at all.
+TEST_F(AllocationTest, ConfigurationsAreFoundOrRefused) {
+  std::vector<statetype> expected[2], states;
+  int numRefused = 0;
+  bool reached = true;
+  for (long n = -1; reached; ++n) {
+    bool anyFailed = false;
+    for (bool away : {false, true}) {
+      for (bool ofSome : {false, true}) {
+        SCOPED_TRACE(n);
+        Build(1);
+        nodelist_bn some = List({At("season"), At("dry")});
+        const std::string before = Look();
+        states.assign(20, -9);
+        int answer = -2;
+        Starve(n, away, [&] {
+          answer = ofSome ? MostProbableStates_bn(some, states.data(), nullptr)
+                          : MostProbableConfigs_bn(net.get(), 4, states.data(), nullptr);
+        });
+        anyFailed |= failed;
+        if (n < 0) expected[ofSome] = states;
+        if (answer == -1) {
+          EXPECT_NE(Reports(5), "");
+          EXPECT_EQ(states[0], -9);
+          ++numRefused;
+        } else {
+          EXPECT_EQ(states, expected[ofSome]);
+        }
+        FreeNodeList_bn(some);
+        Reports(0);
+        ASSERT_EQ(Look(), before);
+      }
+    }
+    reached = n < 0 || anyFailed;
+  }
+  EXPECT_GT(numRefused, 4);
+}
+
 }  // namespace
 }  // namespace bravic::testing

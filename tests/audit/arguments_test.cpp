@@ -132,7 +132,11 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
        CALL(BeliefsOfCases_bn), CALL(SetNetText_bn), CALL(SetNodeText_bn), CALL(WriteNetText_bn),
        CALL(KeepNetOrder_bn));
-  Open("-1", NOTHING, CALL(EstimateCompile_bn));
+  Open("-1", NOTHING, CALL(EstimateCompile_bn), CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
+       CALL(VarianceReductions_bn), CALL(FindingImpacts_bn), CALL(BeliefSensitivity_bn), CALL(BeliefSensitivities_bn));
+  Open("-1", NOTHING, CALL(MostProbableConfigs_bn), CALL(MostProbableStates_bn));
+  Open("NULL", NOTHING, CALL(MarkovBlanket_bn), CALL(ConflictingFindings_bn));
+  Open("undefined", NOTHING, CALL(FindingsConflict_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn), CALL(FindState_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
   Open("0", NOTHING, CALL(GetNetAutoUpdate_bn), CALL(HasRelation_bn), CALL(IsNodeDeterministic_bn),
@@ -147,8 +151,7 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(GetNetText_bn), CALL(GetNodeText_bn),
        CALL(ErrorMessage_ns));
   Open("undefined", NOTHING, CALL(CaseLogProbability_bn), CALL(GetExpectedUtility_bn), CALL(SolveDecisions_bn),
-       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn),
-       CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
+       CALL(ValueOfObserving_bn), CALL(GetNodeExperience_bn), CALL(GetNodeFuncValue_bn), CALL(GetNodeValue_bn));
   Open("-1", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(LengthNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_NULL | TAKES_TWINS, CALL(DupNodeList_bn));
   Open("NULL", TAKES_EMPTY_ENTRIES | TAKES_TWINS, CALL(RemoveNthNode_bn), CALL(NthNode_bn));

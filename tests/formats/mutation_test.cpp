@@ -94,6 +94,16 @@ TEST_F(FormatMutationTest, DamagedFilesGiveNetsThatComeBackOrNone) {
   }
 }
 
+TEST_F(FormatMutationTest, WhatTheFuzzersFoundIsReadOrRefused) {
+  const std::string corpus = BRAVIC_SOURCE_DIR "/fuzz/corpus/";
+  for (const char* folder : {"bif", "net_format", "uai", "xml"}) {
+    for (const std::string& name : FilesIn(corpus + folder)) {
+      const bool isRead = ReadText(nullptr, ReadWhole(corpus + folder + "/" + name)) != nullptr;
+      EXPECT_EQ(Reports(5).empty(), isRead) << name;
+    }
+  }
+}
+
 TEST_F(FormatMutationTest, FilesMayEndAnywhere) {
   for (const Subject& subject : SUBJECTS) {
     const std::string whole = Whole(subject);

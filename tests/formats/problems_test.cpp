@@ -244,6 +244,17 @@ TEST_F(FormatProblemsTest, EarlierRecordsDoNotMatter) {
   EXPECT_EQ(Reports(), "5 1 ReportError_ns: An error\n4 2 ReportError_ns: A warning\n");
 }
 
+TEST_F(FormatProblemsTest, ReadingLeavesUndoAsItWas) {
+  SetUndoDepth_bn(3, net.get());
+  SetNetTitle_bn(net.get(), "changed");
+  const Net read = ReadText("bif", BIF_A);
+  EXPECT_EQ(SetUndoDepth_bn(-1, net.get()), 3);
+  EXPECT_EQ(UndoLastChange_bn(read.get()), 0) << "it was made as a whole";
+  EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+  EXPECT_STREQ(GetNetTitle_bn(net.get()), "");
+  SetUndoDepth_bn(1, net.get());
+}
+
 TEST_F(FormatProblemsTest, WhatAFormatCannotHoldIsListedOnce) {
   const Net read = ReadText("bif", BIF_AB "probability (B | A) { default 0.5 0.5; }");
   const node_bn a = Named(read, "A"), b = Named(read, "B");

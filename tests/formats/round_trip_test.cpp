@@ -17,7 +17,7 @@ const std::vector<FormatCase> FORMATS = {
     {"xmlbif", true, {}},
     {"net", true, {.spellings = false, .titles = true, .comments = true, .levels = true}},
     {"uai", false, {.names = false}},
-    {"xdsl", true, {.spellings = false, .stateSpellings = false, .titles = true, .comments = true}},
+    {"xdsl", true, {.stateSpellings = false, .titles = true, .comments = true}},
 };
 
 class FormatRoundTripTest : public FormatsTest {

@@ -13,9 +13,11 @@ configure() {
 }
 
 mkdir "$work/host"
-cp "$source/tests/install/part/CMakeLists.txt" "$source/examples/hello.c" "$work/host"
+cp "$source/tests/install/part/CMakeLists.txt" "$source/tests/install/host/convert.c" "$source/examples/hello.c" "$work/host"
 configure "$work/host" -DBRAVIC="$source" -DWANTED_TYPE=STATIC_LIBRARY
-configure "$work/host" -DBUILD_SHARED_LIBS=ON -DWANTED_TYPE=SHARED_LIBRARY
+formats=()
+! [ -e /usr/include/pugixml.hpp ] || formats=(-DBRAVIC_FORMATS=ON)
+configure "$work/host" -DBUILD_SHARED_LIBS=ON -DWANTED_TYPE=SHARED_LIBRARY "${formats[@]}"
 ! grep -q bravic "$work/build/bravic/cmake_install.cmake" "$work"/build/bravic/*/cmake_install.cmake
 
 rm -r "$work/build"

@@ -70,6 +70,14 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     nodelist_bn nodes = GetNetNodes_bn(net.get());
     return BeliefsOfCases_bn(nodes, states.data(), 64, nodes, nullptr, nullptr, 2) == -1;
   };
+  const auto findConfigs = [&] {
+    statetype states[3] = {-9};
+    return MostProbableConfigs_bn(net.get(), 1, states, nullptr) == -1 && states[0] == -9;
+  };
+  const auto findStates = [&] {
+    statetype states[3] = {-9};
+    return MostProbableStates_bn(GetNetNodes_bn(net.get()), states, nullptr) == -1 && states[0] == -9;
+  };
   const struct {
     const char* name;
     std::function<bool()> isNeutral;
@@ -94,6 +102,8 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
        false, 8},
       {"ReadCaseStates_bn", readMany, false, 2},
       {"BeliefsOfCases_bn", inferMany},
+      {"MostProbableConfigs_bn", findConfigs},
+      {"MostProbableStates_bn", findStates},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);

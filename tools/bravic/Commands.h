@@ -23,3 +23,4 @@ void AddLearn(Program& program);
 void AddMpe(Program& program);
 void AddSample(Program& program);
 void AddScore(Program& program);
+void AddShow(Program& program);

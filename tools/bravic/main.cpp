@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
   WatchSignals();
   Program program;
   for (auto* add : {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddConvert, AddDecide, AddFormat, AddInfer, AddLearn,
-                    AddMpe, AddSample, AddScore})
+                    AddMpe, AddSample, AddScore, AddShow})
     add(program);
   const int code = RunReporting(program, {argv + 1, argv + argc});
   return code == DONE && !OutputArrived() ? REFUSED : code;

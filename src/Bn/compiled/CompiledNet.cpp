@@ -65,20 +65,22 @@ void NoteFindingChanged(node_bn node, FindingChange change) {
   net->compiled->allKnown = false;
 }
 
+void HandOverFinding(CompiledNet& compiled, int i) {
+  const bnode& node = *compiled.nodes[i];
+  // A finding of another kind of node is kept for the host, and the engine is not told of it.
+  const bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
+  if (counts && node.evidence != UNDEF_STATE) {
+    compiled.inference->SetState(i, node.evidence);
+  } else if (counts && node.likelihood) {
+    compiled.inference->SetLikelihood(i, LikelihoodWeights(node));
+  } else {
+    compiled.inference->ClearFinding(i);
+  }
+}
+
 void HandOverFindings(net_bn net) {
   CompiledNet& compiled = *net->compiled;
-  for (int i : compiled.staleFindings.members) {
-    const bnode& node = *compiled.nodes[i];
-    // A finding of another kind of node is kept for the host, and the engine is not told of it.
-    const bool counts = node.kind == NATURE_NODE || node.kind == DECISION_NODE;
-    if (counts && node.evidence != UNDEF_STATE) {
-      compiled.inference->SetState(i, node.evidence);
-    } else if (counts && node.likelihood) {
-      compiled.inference->SetLikelihood(i, LikelihoodWeights(node));
-    } else {
-      compiled.inference->ClearFinding(i);
-    }
-  }
+  for (int i : compiled.staleFindings.members) HandOverFinding(compiled, i);
   compiled.staleFindings.Clear();
   compiled.inference->SetMaximize(net->findmpe != 0);
 }
@@ -161,6 +163,10 @@ engine::TableSource TablesOf(const CompiledNet& compiled) {
     const bnode& node = *compiled.nodes[i];
     return node.kind == UTILITY_NODE ? nullptr : node.probs;
   };
+}
+
+engine::Status AskEngine(CompiledNet& compiled, int sweeps, const std::function<engine::Status()>& question) {
+  return AskEngine(compiled, sweeps, Showing::WithEstimate, std::cref(question));
 }
 
 Failure FailAnswer(engine::Status status) {

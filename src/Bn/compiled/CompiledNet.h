@@ -3,6 +3,8 @@
 // read from it (Beliefs.h), and every change of the net says here what it has made stale.
 #pragma once
 
+#include <functional>
+
 #include "Bn/engine/cases/ManyCases.h"
 #include "Bn/engine/infer/Inference.h"
 #include "Bn/model/Records.h"
@@ -67,12 +69,16 @@ void NoteFindingChanged(node_bn node, FindingChange change);
 // The findings that changed since the last time reach the engine, and whether sums or largest entries are wanted;
 // nothing is propagated.
 void HandOverFindings(net_bn net);
+void HandOverFinding(CompiledNet& compiled, int i);  // of that node alone, whether it changed or not
 
 // Where the engine finds the nodes' tables, as long as the record lives.
 engine::TableSource TablesOf(const CompiledNet& compiled);
 // What is posted of an answer that was halted, or for which memory was short.
 Failure FailAnswer(engine::Status status);
 
+// Any question to the engine, which may take long: so many passes over the tree, about. Halted: it has forgotten all
+// that was computed.
+engine::Status AskEngine(CompiledNet& compiled, int sweeps, const std::function<engine::Status()>& question);
 // Questions to the engine about the findings that it has been given. All but the last two may take long and be halted.
 engine::Status CheckFindings(CompiledNet& compiled);  // whether they are possible together
 // Their probability, which goes to the net: caseprob and its logarithm.

@@ -109,11 +109,14 @@ nodelist_bn NewList(int length) {
   return list.release();
 }
 
-nodelist_bn DupList(const nodelist_rec& source) {
-  const int num = std::max(source.num, 0);
-  nodelist_bn list = NewList(num);
-  if (list) std::copy_n(source.ar, num, list->ar);
+nodelist_bn NewListOf(std::span<const node_bn> nodes) {
+  nodelist_bn list = NewList(Count(nodes));
+  if (list) std::copy(nodes.begin(), nodes.end(), list->ar);
   return list;
+}
+
+nodelist_bn DupList(const nodelist_rec& source) {
+  return NewListOf(Entries(source));
 }
 
 void FreeList(nodelist_bn list) {

@@ -29,6 +29,7 @@ void NoteNodeGone(const bnode& node);  // it is about to be freed, or to leave i
 
 // Host-owned lists (heap records).
 nodelist_bn NewList(int length);                         // every entry NULL; NULL on shortage
+nodelist_bn NewListOf(std::span<const node_bn> nodes);   // NULL on shortage
 nodelist_bn DupList(const nodelist_rec& source);         // exactly num entries; NULL on shortage
 void FreeList(nodelist_bn list);                         // record and array, never the nodes
 bool InsertAt(HostList& list, node_bn node, int index);  // false on shortage, which is posted (NO_MEMORY_TO_ADD)

@@ -35,7 +35,8 @@ Status Answers::Check() {
 
 bool Answers::ReadWide(int clique, std::span<const int> nodes, std::span<float> to) {
   propagation_.GoWide();
-  const double* sums = wide_.SumOnto(clique, nodes);
+  long long exponent;
+  const double* sums = wide_.SumOnto(clique, nodes, &exponent);
   return sums && marginals_.Normalize(sums, to);
 }
 

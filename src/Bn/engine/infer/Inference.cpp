@@ -18,6 +18,7 @@
 #include "Bn/engine/CostModel.h"
 #include "Bn/engine/infer/Answers.h"
 #include "Bn/engine/infer/AxisOrder.h"
+#include "Bn/engine/infer/JointSums.h"
 
 namespace bravic::engine {
 
@@ -39,6 +40,8 @@ struct Inference::Impl {
   Propagation propagation{structure, findings, tables, potentials, messages, passes, shared, wide, marginals, mode};
   SeparatorBeliefs separatorBeliefs{structure, findings, messages, marginals, mode};
   Sweep sweep{structure, findings, potentials, messages, passes, shared, propagation, marginals, separatorBeliefs};
+  CliqueSums cliqueSums{structure, findings, tables, potentials, messages, passes, wide, propagation, mode};
+  JointSums joint{structure, findings, tables, cliqueSums, mode};
   Costs costs{structure, findings, potentials, messages, passes, propagation};
   StraightSweep straight{structure, findings, tables, marginals, mode};
   Question question{structure, findings, tables, marginals, propagation, costs, mode};
@@ -235,6 +238,30 @@ bool Inference::FamilyMarginal(int node, std::span<float> out) {
   return impl_->answers.FamilyMarginal(node, out);
 }
 
+Status Inference::Joint(std::span<const int> nodes, double* to, double* entries) {
+  *entries = 0;
+  const Status status = impl_->propagation.Propagate(-1, {});
+  return status == Status::Done ? impl_->joint.Find(nodes, to, entries) : status;
+}
+
+void Inference::BeginWeights() {
+  impl_->cliqueSums.BeginWithoutTables();
+  impl_->propagation.Forget();
+}
+
+// What does not agree with the findings weighs nothing.
+Status Inference::WeightsOfTable(int node, std::span<double> weights, long long* exponent) {
+  ScaledTable sums;
+  if (!impl_->cliqueSums.ReadWithoutTable(node, &sums))
+    return impl_->mode.watch->halted ? Status::Halted : Status::NoMemory;
+  std::fill(weights.begin(), weights.end(), 0.0);
+  const double* from = sums.entries.data();
+  impl_->findings.ForEachFree(impl_->structure.families[node], {},
+                              [&](int index) { weights[index] = *from++ * sums.unscale; });
+  *exponent = sums.exponent;
+  return Status::Done;
+}
+
 void Inference::StartLong(const ProgressFunction& progress, int sweeps) {
   const Structure& structure = impl_->structure;
   const double entries = structure.tree->totalSize + cost::ENTRIES_OF_A_PASS * structure.cliques.size();
@@ -248,6 +275,10 @@ bool Inference::FinishLong() {
   impl_->reduced.Drop();
   impl_->ChangedEverywhere();
   return true;
+}
+
+bool Inference::IsHalted() const {
+  return impl_->mode.interrupt.halted;
 }
 
 unsigned long long Inference::Stamp() const {

@@ -73,11 +73,21 @@ class Inference {
   // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
   bool FamilyMarginal(int node, std::span<float> out);
 
+  // The joint distribution of any nodes, [configurations] with the last node fastest, normalized to sum 1. entries: of
+  // the tables that are had for it alone; tells with NoMemory how many these would have been.
+  Status Joint(std::span<const int> nodes, double* to, double* entries);
+  // By what each entry of the node's table is multiplied in the probability of the findings: their probability is the
+  // sum of entries times weights, times 2^exponent. [configurations x numstates]. The findings need not be possible.
+  // Many nodes go after each other, with BeginWeights before the first.
+  void BeginWeights();
+  Status WeightsOfTable(int node, std::span<double> weights, long long* exponent);
+
   // A question that may take long goes between these: while it runs the function is told of the progress and may halt
   // it. sweeps: how often every clique is passed over, about. FinishLong answers whether it was halted; all that was
   // computed is forgotten then, findings and tables stay.
   void StartLong(const ProgressFunction& progress, int sweeps);
   bool FinishLong();
+  bool IsHalted() const;  // in between: what has been computed since has no meaning
 
   // Changes whenever any belief may have changed; never 0. Lets a caller keep answers.
   unsigned long long Stamp() const;

@@ -46,8 +46,11 @@ class NodeTables {
   void Drop() { source_ = nullptr; }
   void Forget(int node) { facts_[node].known = false; }
   bool AreSet() const { return source_ != nullptr; }
+  // A node whose table counts as 1 throughout for now; NONE for none.
+  static constexpr int NONE = -1;
+  void SetAside(int node) { aside_ = node; }
   // [parent configurations x numstates], or NULL for a factor of 1.
-  const float* operator[](int node) const { return source_(node); }
+  const float* operator[](int node) const { return node == aside_ ? nullptr : source_(node); }
   const TableFacts& FactsOf(int node);
   // [row] by what each is multiplied to be computed with; kept until the table changes. Not of tables that were cut.
   const Vector<double>& ScalesOf(int node);
@@ -82,6 +85,7 @@ class NodeTables {
   const Structure& structure_;
   TableSource source_;
   const CutTables* cut_ = nullptr;
+  int aside_ = NONE;
   Vector<TableFacts> facts_;  // [node]
 };
 

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "Bn/engine/infer/Costs.h"
-#include "Bn/engine/infer/Inference.h"
+#include "Bn/engine/infer/CutModel.h"
 
 namespace bravic::engine {
 
@@ -19,31 +19,18 @@ class ReducedModels {
   bool Sweep(const BeliefPlace& out);
 
  private:
-  // Nodes have their numbers in it.
-  struct Model {
-    CutTables cut;
-    Vector<int> numstates;
-    Vector<Vector<int>> parents;
-    JunctionTree tree;
-    Owned<Inference> inference;
-    double cost = 0;  // of a sweep
-  };
-
-  Model* Find(double limit);
-  Owned<Model> Cut() const;
-  bool MakeTree(Model* model, double limit);
-  void MakeRoomFor(const Model& model);
-  void CutTable(int node, CutTables* cut);
-  void HandOver(Model* model);
+  CutModel* Find(double limit);
+  bool MakeTree(CutModel* model, double limit);
+  void MakeRoomFor(const CutModel& model);
 
   const Structure& structure_;
   Findings& findings_;
-  NodeTables& tables_;
   Propagation& propagation_;
   const Costs& costs_;
   const Mode& mode_;
-  Vector<Owned<Model>> models_;  // the latest made last
-  double patience_ = 1;          // grows with every model that was not worth it
+  const ModelCutter cutter_;
+  Vector<Owned<CutModel>> models_;  // the latest made last
+  double patience_ = 1;             // grows with every model that was not worth it
 };
 
 }  // namespace bravic::engine

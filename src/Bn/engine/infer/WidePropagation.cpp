@@ -149,12 +149,13 @@ bool WidePropagation::SumAll(int clique, WideNumber* sum) {
   return true;
 }
 
-const double* WidePropagation::SumOnto(int clique, std::span<const int> nodes) {
+const double* WidePropagation::SumOnto(int clique, std::span<const int> nodes, long long* exponent) {
   Block<WideNumber> table;
   const Target target = {nodes, &table};
   if (!Collect(clique) || !Pass(clique, -1, std::span<const Target>(&target, 1))) return nullptr;
   const int size = findings_.FreeSize(nodes);
   const WideNumber largest = *std::max_element(table.get(), table.get() + size);
+  *exponent = largest.exponent;
   sums_.assign(size, 0.0);
   for (int i = 0; i < size; ++i) sums_[i] = ToDouble(table[i], -largest.exponent);
   return sums_.data();

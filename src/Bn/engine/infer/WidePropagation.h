@@ -21,8 +21,9 @@ class WidePropagation {
   // The sum of everything, likelihoods with their whole weight, collected at the clique; false without memory or when
   // it was halted.
   bool SumAll(int clique, WideNumber* sum);
-  // A table over the free ones of the nodes, as doubles in proportion, the largest about 1; NULL as above.
-  const double* SumOnto(int clique, std::span<const int> nodes);
+  // A table over the free ones of the nodes, as doubles to be multiplied by 2^exponent, the largest about 1; NULL as
+  // above.
+  const double* SumOnto(int clique, std::span<const int> nodes, long long* exponent);
 
  private:
   struct Target {
