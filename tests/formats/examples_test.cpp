@@ -134,5 +134,21 @@ TEST_F(ExamplesTest, PinballHasTitlesPlacesAndUtilities) {
   EXPECT_NEAR(GetNodeFuncValue_bn(total, other), 91, 1e-4);
 }
 
+// Policies that forget and policies that do not, of decision networks that other programs drew.
+TEST_F(ExamplesTest, DecisionNetworksAreSolved) {
+  net = Example("Pinball.xdsl");
+  ASSERT_NE(net, nullptr);
+  EXPECT_NEAR(SolveDecisions_bn(net.get(), 0), 276.25, 1e-5);
+  EXPECT_EQ(SolveDecisions_bn(net.get(), 1), undef_dbl_ns);
+  EXPECT_EQ(Gist(5), "5 2561 SolveDecisions_bn Pinball Setting BusinessDecision 0");
+  for (const auto& [testing, value] : {std::pair("", 22.5), {"Yes", 22.5}, {"No", 20.0}}) {
+    net = Example("OilWildcatter.xml");
+    ASSERT_NE(net, nullptr);
+    if (*testing) Observe(net, "Testing", testing);
+    for (int method : {0, 1}) EXPECT_NEAR(SolveDecisions_bn(net.get(), method), value, 1e-5) << testing;
+  }
+  Reports();
+}
+
 }  // namespace
 }  // namespace bravic::testing

@@ -99,6 +99,28 @@ for format in net xml xdsl; do
     diff <(bravic decide oil.$format) <(bravic decide oil_wildcatter.dne)"
 done
 
+# --- Decisions: the parents that matter alone, what is forgotten as it is drawn, what it is worth to know.
+
+wants "a decision's table" test "$(bravic decide umbrella.dne | tr '\t\n' ' /')" = \
+  "Umbrella Forecast=sunny leave/Umbrella Forecast=cloudy leave/Umbrella Forecast=rainy take/* expected utility 77/"
+wants "utilities that add up" eval "bravic decide oil_wildcatter_two_utilities.dne | grep -qx '\*.expected utility.22.5'"
+wants "what to observe" test "$(bravic decide oil_wildcatter.dne --observe Seismic --observe Oil | tr '\t\n' ' /')" = \
+  "Seismic Drill 0/Oil Test 32.5/Oil Drill 32.5/"
+wants "nothing left to decide" refuses 'no decision is left' bravic decide oil_wildcatter.dne --observe Seismic -f Drill=drill
+cat >blind.dne <<END
+// ~->[DNET-1]->~
+bnet Blind {
+node Rain {kind = NATURE; discrete = TRUE; states = (no, yes); parents = (); probs = (0.75, 0.25);};
+node Look {kind = DECISION; discrete = TRUE; states = (do, dont); parents = (Rain);};
+node Step {kind = NATURE; discrete = TRUE; states = (out, in); parents = (Look); probs = ((1, 0), (0, 1));};
+node Coat {kind = DECISION; discrete = TRUE; states = (take, leave); parents = (Step);};
+node Joy {kind = UTILITY; discrete = FALSE; measure = RATIO; parents = (Rain, Coat); functable = ((0, 4), (4, 0));};
+};
+END
+wants "limited where a link is missing" test "$(bravic decide blind.dne | tr '\t\n' ' /')" = \
+  "Look do/Coat leave/* expected utility 3/"
+wants "but not when full is asked for" refuses "decision 'Coat' depends on 'Rain'" bravic decide blind.dne --method full
+
 # --- What is refused leaves things as they were.
 
 cat >bad.bif <<END

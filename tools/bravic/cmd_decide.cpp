@@ -1,4 +1,6 @@
-// bravic decide: the optimal decisions of a decision network, and what they attain.
+// bravic decide: the optimal decisions of a decision network, and what they attain; or what it is worth to observe a
+// node.
+#include <algorithm>
 #include <cstdio>
 
 #include "Commands.h"
@@ -11,14 +13,36 @@
 namespace {
 
 struct Options {
-  std::string net, output;
+  std::string net, output, method;
+  std::vector<std::string> observed;
   FindingOptions findings;
   bool json = false, force = false;
 };
 
+constexpr int LIMITED = 0, FULL = 1;                  // of SolveDecisions_bn
+constexpr int NOT_ORDERED = 2265, NEEDS_LINK = 2561;  // why nothing is remembered
+constexpr int ERROR_LEVEL = 5;                        // of GetError_ns
+constexpr int FOLLOWS_DECISION = 2564;                // why a node can't be observed
+
+std::string CheckMethod(const std::string& text) {
+  return text == "limited" || text == "full" ? "" : "is neither limited nor full";
+}
+
 void Setup(Command* command, Options* options) {
   command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
   AddFindingOptions(command, &options->findings);
+  command->Add({.names = "--method",
+                .form = "limited|full",
+                .help =
+                    "what a decision knows: its parents alone, or also what earlier ones knew and chose; full where "
+                    "that can be, if left out",
+                .value = &options->method,
+                .check = CheckMethod});
+  command->Add({.names = "--observe",
+                .form = "NODE",
+                .help = "print what it is worth to know this node at each decision, in place of the tables",
+                .value = &options->observed,
+                .excludes = "--output"});
   command->Add({.names = "--output,-o",
                 .form = "OUT",
                 .help = "write the net with its decision tables to this file, in the format of its extension; - is the "
@@ -28,9 +52,13 @@ void Setup(Command* command, Options* options) {
   command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
   command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
   command->notes =
-      "Each decision's table has a row per configuration of what is known when it is taken: the states of its\n"
-      "parents and the state to choose. Piped, rows begin with the decision's name and their columns are\n"
-      "PARENT=STATE ... STATE, separated by tabs; the last row is \"*\", \"expected utility\" and its value.";
+      "Utility nodes add up. Each decision's table has a row per configuration of what matters when it is taken: the\n"
+      "states of those parents and the state to choose. Piped, rows begin with the decision's name and their columns "
+      "are\n"
+      "PARENT=STATE ... STATE, separated by tabs; the last row is \"*\", \"expected utility\" and its value. With\n"
+      "--observe the columns are node, decision and by how much the expected utility rises if the node is known at "
+      "the\n"
+      "decision and later, nothing being forgotten; decisions that the node depends on are left out.";
 }
 
 bool NextConfiguration(const std::vector<node_bn>& nodes, std::vector<statetype>* states) {
@@ -42,19 +70,47 @@ bool NextConfiguration(const std::vector<node_bn>& nodes, std::vector<statetype>
 }
 
 struct Row {
-  std::vector<std::string> states;  // of the parents
+  std::vector<std::string> states;  // of the parents that matter
   std::string choice;
 };
 
-std::vector<Row> RowsOf(node_bn decision, const std::vector<node_bn>& parents) {
+statetype ChoiceAt(node_bn decision, const std::vector<statetype>& states) {
+  return static_cast<statetype>(GetNodeFuncValue_bn(decision, states.data()));
+}
+
+// Whether the choice depends on the parent.
+bool Matters(node_bn decision, const std::vector<node_bn>& parents, std::size_t parent) {
+  std::vector<statetype> states(parents.size() + 1, 0);
+  do {
+    if (states[parent] == 0) continue;
+    std::vector<statetype> first = states;
+    first[parent] = 0;
+    if (ChoiceAt(decision, states) != ChoiceAt(decision, first)) return true;
+  } while (NextConfiguration(parents, &states));
+  return false;
+}
+
+// parents: all of them to begin with; those that do not matter are taken out.
+std::vector<Row> RowsOf(node_bn decision, std::vector<node_bn>* parents) {
+  const std::vector<node_bn> all = *parents;
+  std::vector<std::size_t> places;
+  parents->clear();
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (!Matters(decision, all, i)) continue;
+    places.push_back(i);
+    parents->push_back(all[i]);
+  }
   std::vector<Row> rows;
-  std::vector<statetype> states(parents.size(), 0);
+  std::vector<statetype> states(parents->size(), 0), whole(all.size() + 1, 0);
   do {
     Row row;
-    for (std::size_t i = 0; i < parents.size(); ++i) row.states.push_back(StateText(parents[i], states[i]));
-    row.choice = StateText(decision, static_cast<statetype>(GetNodeFuncValue_bn(decision, states.data())));
+    for (std::size_t i = 0; i < parents->size(); ++i) {
+      row.states.push_back(StateText((*parents)[i], states[i]));
+      whole[places[i]] = states[i];
+    }
+    row.choice = StateText(decision, ChoiceAt(decision, whole));
     rows.push_back(row);
-  } while (NextConfiguration(parents, &states));
+  } while (NextConfiguration(*parents, &states));
   return rows;
 }
 
@@ -99,8 +155,8 @@ void PrintDecisions(const Options& options, const Net& net, double utility, Sess
   for (node_bn decision : Nodes(net)) {
     // Made decisions have nothing left to choose.
     if (GetNodeKind_bn(decision) != DECISION_NODE || GetNodeFinding_bn(decision) >= 0) continue;
-    const std::vector<node_bn> parents = Nodes(GetNodeParents_bn(decision));
-    const std::vector<Row> rows = RowsOf(decision, parents);
+    std::vector<node_bn> parents = Nodes(GetNodeParents_bn(decision));
+    const std::vector<Row> rows = RowsOf(decision, &parents);
     if (options.json) {
       list.push_back(JsonOf(decision, parents, rows));
     } else {
@@ -116,13 +172,68 @@ void PrintDecisions(const Options& options, const Net& net, double utility, Sess
   }
 }
 
+// The errors pending now, if any: whether one of those numbers is among them. They stay pending otherwise.
+bool IsRefusedFor(std::initializer_list<int> numbers, Session& session) {
+  for (report_ns report = nullptr; (report = GetError_ns(session.Environment(), ERROR_LEVEL, report));) {
+    if (std::count(numbers.begin(), numbers.end(), ErrorNumber_ns(report)) == 0) continue;
+    ClearErrors_ns(session.Environment(), ERROR_LEVEL);
+    return true;
+  }
+  return false;
+}
+
+double Solve(const Options& options, const Net& net, Session& session) {
+  double utility = SolveDecisions_bn(net.get(), options.method == "limited" ? LIMITED : FULL);
+  // What is forgotten as it is drawn is forgotten.
+  if (options.method.empty() && IsRefusedFor({NOT_ORDERED, NEEDS_LINK}, session)) {
+    utility = SolveDecisions_bn(net.get(), LIMITED);
+  }
+  session.Check();
+  return utility;
+}
+
+struct Worth {
+  node_bn node, decision;
+  double value;
+};
+
+// Of each node at the decisions that it does not depend on; refused where there is none.
+std::vector<Worth> FindWorths(const Options& options, const Net& net, Session& session) {
+  std::vector<Worth> worths;
+  for (const std::string& name : options.observed) {
+    node_bn node = FindNode(name, net);
+    for (node_bn decision : Nodes(net)) {
+      if (GetNodeKind_bn(decision) != DECISION_NODE || GetNodeFinding_bn(decision) >= 0) continue;
+      const double value = ValueOfObserving_bn(node, decision);
+      if (IsRefusedFor({FOLLOWS_DECISION}, session)) continue;
+      session.Check();
+      worths.push_back({node, decision, value});
+    }
+  }
+  if (worths.empty()) throw Refusal("no decision is left to be taken that does not come before what is observed");
+  return worths;
+}
+
+void PrintWorths(const Options& options, const Net& net, const std::vector<Worth>& worths) {
+  Json list = Json::array();
+  for (const Worth& worth : worths) {
+    const char *const node = GetNodeName_bn(worth.node), *const decision = GetNodeName_bn(worth.decision);
+    if (options.json)
+      list.push_back({{"node", node}, {"decision", decision}, {"value", worth.value}});
+    else
+      std::printf(OutputIsTerminal() ? "%s known at %s: %.6g\n" : "%s\t%s\t%.6g\n", node, decision, worth.value);
+  }
+  if (options.json) std::printf("%s\n", Json{{"net", GetNetName_bn(net.get())}, {"observed", list}}.dump(2).c_str());
+}
+
 int Run(const Options& options, Session& session) {
   const Net net = session.Read(options.net);
   EnterFindings(options.findings, net, session);
-  OptimizeDecisions_bn(GetNetNodes_bn(net.get()));
-  session.Check();
-  const double utility = GetExpectedUtility_bn(net.get());
-  session.Check();
+  if (!options.observed.empty()) {
+    PrintWorths(options, net, FindWorths(options, net, session));
+    return DONE;
+  }
+  const double utility = Solve(options, net, session);
   if (options.output.empty() || !IsStandardOutput(options.output)) PrintDecisions(options, net, utility, session);
   if (!options.output.empty()) session.Write(net, options.output, options.force);
   return DONE;

@@ -388,54 +388,6 @@ ValueOutcome DecisionSolver::FindOnlyChoice(int decision, int* choice) {
   return ValueOutcome::Done;
 }
 
-// Of the configurations that can occur and in which the variables of the domain that only[k] (not -1) tells of have
-// those states. needed: a variable that is not kept on which the choice depends, or -1.
-ValueOutcome DecisionSolver::Project(const Policy& policy, const Vector<unsigned char>& isKept, const Vector<int>& only,
-                                     const unsigned char* isPossible, Policy* onto, int* needed) const {
-  Vector<int> dropped;  // places in the domain
-  for (int k = 0; k < policy.domain.size(); ++k) {
-    const int v = policy.domain[k];
-    if (!isKept[v]) {
-      dropped.push_back(k);
-      continue;
-    }
-    onto->domain.push_back(v);
-    onto->size *= numstates_[v];
-  }
-  const auto size = static_cast<std::size_t>(onto->size);
-  onto->choices = TryMakeBlock<int>(size);
-  onto->isClose = TryMakeBlock<unsigned char>(size);
-  Block<int> from = TryMakeBlock<int>(size);  // the configuration that a row was taken from, -1 for none that counts
-  if (!onto->choices || !onto->isClose || !from) return ValueOutcome::NoMemory;
-  std::fill_n(from.get(), size, -1);
-  std::fill_n(onto->choices.get(), size, -1);
-  std::fill_n(onto->isClose.get(), size, static_cast<unsigned char>(1));
-  TableWalk walk(policy.domain, numstates_);
-  walk.Add(onto->domain);
-  *needed = -1;
-  int row = 0;
-  do {
-    const int at = walk.At(0), here = row++;
-    bool counts = isPossible[here];
-    for (int k = 0; k < only.size(); ++k) counts = counts && (only[k] < 0 || walk.StateOf(k) == only[k]);
-    if (counts) onto->isClose[at] = onto->isClose[at] && policy.isClose[here];
-    if (counts && from[at] >= 0 && policy.choices[here] != onto->choices[at]) {
-      int rest = from[at];
-      for (int k = policy.domain.size(); k-- > 0;) {
-        const int states = numstates_[policy.domain[k]], state = rest % states;
-        rest /= states;
-        if (state != walk.StateOf(k) && std::find(dropped.begin(), dropped.end(), k) != dropped.end()) {
-          *needed = policy.domain[k];
-        }
-      }
-      return ValueOutcome::Done;
-    }
-    if ((counts && from[at] < 0) || onto->choices[at] < 0) onto->choices[at] = policy.choices[here];
-    if (counts && from[at] < 0) from[at] = here;
-  } while (walk.Next());
-  return ValueOutcome::Done;
-}
-
 ValueOutcome DecisionSolver::FitToParents(int decision, int* missing) {
   const Policy& policy = policies_[decision];
   Vector<unsigned char> isKept(numstates_.size(), 0);
@@ -448,7 +400,7 @@ ValueOutcome DecisionSolver::FitToParents(int decision, int* missing) {
   Policy onto;
   ValueOutcome outcome = FindPossible(decision, &isPossible);
   if (outcome == ValueOutcome::Done) {
-    outcome = Project(policy, isKept, {}, isPossible.get(), &onto, missing);
+    outcome = ProjectPolicy(policy, numstates_, isKept, {}, isPossible.get(), &onto, missing);
   }
   if (outcome != ValueOutcome::Done) return outcome;
   if (*missing >= 0) {
@@ -464,7 +416,7 @@ ValueOutcome DecisionSolver::FitToParents(int decision, int* missing) {
     }
     if (taken < 0) return ValueOutcome::Done;
     onto = {};
-    outcome = Project(policy, isKept, only, isPossible.get(), &onto, missing);
+    outcome = ProjectPolicy(policy, numstates_, isKept, only, isPossible.get(), &onto, missing);
     if (outcome != ValueOutcome::Done || *missing >= 0) return outcome;
     // But a decision that would not matter then, and does otherwise, would be left with a table that says nothing.
     if (std::all_of(onto.isClose.get(), onto.isClose.get() + onto.size, [](unsigned char c) { return c != 0; })) {

@@ -66,8 +66,6 @@ class DecisionSolver {
   ValueOutcome SolveFullWeighed(const Vector<int>& decisions);
   ValueOutcome FindPossible(int decision, Block<unsigned char>* isPossible);
   ValueOutcome FindOnlyChoice(int decision, int* choice);
-  ValueOutcome Project(const Policy& policy, const Vector<unsigned char>& isKept, const Vector<int>& only,
-                       const unsigned char* isPossible, Policy* onto, int* needed) const;
 
   const DecisionModel& model_;
   DecisionGraph graph_;

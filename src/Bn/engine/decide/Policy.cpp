@@ -194,4 +194,50 @@ bool ValueOfPolicy(const ChoiceValues& values, const Policy& policy, double* val
   return weights > 0;
 }
 
+ValueOutcome ProjectPolicy(const Policy& policy, std::span<const int> numstates, std::span<const unsigned char> isKept,
+                           std::span<const int> only, const unsigned char* isPossible, Policy* onto, int* needed) {
+  Vector<int> dropped;  // places in the domain
+  for (int k = 0; k < policy.domain.size(); ++k) {
+    const int v = policy.domain[k];
+    if (!isKept[v]) {
+      dropped.push_back(k);
+      continue;
+    }
+    onto->domain.push_back(v);
+    onto->size *= numstates[v];
+  }
+  const auto size = static_cast<std::size_t>(onto->size);
+  onto->choices = TryMakeBlock<int>(size);
+  onto->isClose = TryMakeBlock<unsigned char>(size);
+  Block<int> from = TryMakeBlock<int>(size);  // the configuration that a row was taken from, -1 for none that counts
+  if (!onto->choices || !onto->isClose || !from) return ValueOutcome::NoMemory;
+  std::fill_n(from.get(), size, -1);
+  std::fill_n(onto->choices.get(), size, -1);
+  std::fill_n(onto->isClose.get(), size, static_cast<unsigned char>(1));
+  TableWalk walk(policy.domain, numstates);
+  walk.Add(onto->domain);
+  *needed = -1;
+  int row = 0;
+  do {
+    const int at = walk.At(0), here = row++;
+    bool counts = isPossible[here];
+    for (int k = 0; k < Count(only); ++k) counts = counts && (only[k] < 0 || walk.StateOf(k) == only[k]);
+    if (counts) onto->isClose[at] = onto->isClose[at] && policy.isClose[here];
+    if (counts && from[at] >= 0 && policy.choices[here] != onto->choices[at]) {
+      int rest = from[at];
+      for (int k = policy.domain.size(); k-- > 0;) {
+        const int states = numstates[policy.domain[k]], state = rest % states;
+        rest /= states;
+        if (state != walk.StateOf(k) && std::find(dropped.begin(), dropped.end(), k) != dropped.end()) {
+          *needed = policy.domain[k];
+        }
+      }
+      return ValueOutcome::Done;
+    }
+    if ((counts && from[at] < 0) || onto->choices[at] < 0) onto->choices[at] = policy.choices[here];
+    if (counts && from[at] < 0) from[at] = here;
+  } while (walk.Next());
+  return ValueOutcome::Done;
+}
+
 }  // namespace bravic::engine

@@ -37,4 +37,10 @@ ValueOutcome ChooseBest(const ChoiceValues& values, std::span<const unsigned cha
 // What the policy is worth given the findings; false where it makes them impossible.
 bool ValueOfPolicy(const ChoiceValues& values, const Policy& policy, double* value);
 
+// The policy over those of its variables alone that are kept, for the configurations that can occur. only: empty, or of
+// each variable of the domain the one state in which it counts, or -1. needed: a variable that is not kept on which the
+// choice depends, or -1.
+ValueOutcome ProjectPolicy(const Policy& policy, std::span<const int> numstates, std::span<const unsigned char> isKept,
+                           std::span<const int> only, const unsigned char* isPossible, Policy* onto, int* needed);
+
 }  // namespace bravic::engine
