@@ -95,6 +95,35 @@ class History {
     }
   }
 
+  // The joint distribution of some nodes, and what each entry of the tables is multiplied by, after any other question.
+  void CheckSums() {
+    if (maximize_) Engine().SetMaximize(maximize_ = false);
+    const Joint joint = Enumerate(model_, findings_);
+    if (random_.Below(2) == 0) CompareAll(joint.marginals, joint.total > 0 ? Status::Done : Status::Inconsistent);
+    std::vector<int> some;
+    for (int i = 0; i < model_.NumNodes(); ++i)
+      if (random_.Below(3) == 0) some.insert(some.begin() + random_.Below(int(some.size()) + 1), i);
+    std::vector<double> expected = EnumerateOnto(some, SizesOf(model_), FactorsOf(model_, findings_), false);
+    std::vector<double> probs(expected.size(), -1);
+    double entries;
+    ASSERT_EQ(Engine().Joint(some, probs.data(), &entries), joint.total > 0 ? Status::Done : Status::Inconsistent);
+    for (std::size_t i = 0; i < probs.size() && joint.total > 0; ++i)
+      ASSERT_NEAR(probs[i], expected[i] / joint.total, 3e-6);
+    Engine().BeginWeights();
+    for (int node = 0, place = 0; node < model_.NumNodes(); ++node) {
+      std::vector<Factor> factors = FactorsOf(model_, findings_);
+      for (double& entry : factors[std::size_t(place)].entries) entry = 1;
+      place += findings_[std::size_t(node)].empty() ? 1 : 2;
+      expected = EnumerateOnto(model_.Family(node), SizesOf(model_), factors, false);
+      std::vector<double> weights(expected.size(), -1);
+      long long exponent = 0;
+      ASSERT_EQ(Engine().WeightsOfTable(node, weights, &exponent), Status::Done);
+      const double largest = *std::max_element(expected.begin(), expected.end());
+      for (std::size_t i = 0; i < weights.size(); ++i)
+        ASSERT_NEAR(std::ldexp(weights[i], int(exponent)), expected[i], 1e-5 * largest) << node << " " << i;
+    }
+  }
+
  private:
   void Refill() {
     Engine().SetTables([&](int k) { return model_.Table(k); });
@@ -148,6 +177,18 @@ TEST_F(InferenceTest, ManySingleQuestionsAnswerAsTheJoint) {
     for (int step = 0; step < 40 && !::testing::Test::HasFailure(); ++step) {
       history.Step();
       history.CheckSingles();
+    }
+  }
+}
+
+TEST_F(InferenceTest, SumsAreThoseOfTheJointAfterAnyHistory) {
+  for (std::uint64_t seed = 1; seed <= 160; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed, {2, 10, 1, 4, 3, 600, seed % 3 ? 0.35 : 0.0});
+    for (int step = 0; step < 8 && !::testing::Test::HasFatalFailure(); ++step) {
+      history.CheckSums();
+      history.Check();
+      for (int changes = 0; changes < step % 4; ++changes) history.Step();
     }
   }
 }
