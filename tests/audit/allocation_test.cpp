@@ -301,5 +301,68 @@ TEST_F(AllocationTest, ConfigurationsAreFoundOrRefused) {
   EXPECT_GT(numRefused, 4);
 }
 
+// Questions are answered as ever, or refused; and can be asked again.
+TEST_F(AllocationTest, QuestionsAreAnsweredOrRefused) {
+  constexpr int NUM_QUESTIONS = 9;
+  const auto ask = [&](int question, std::vector<double>* answers) -> bool {
+    nodelist_bn all = GetNetNodes_bn(net.get()), found = nullptr;
+    const statetype states[] = {1, 0};
+    double* const to = answers->data();
+    switch (question) {
+      case 0:
+        return JointBeliefs_bn(all, to) == 0;
+      case 1:
+        return InformationGains_bn(At("season"), all, to) == 0;
+      case 2:
+        return VarianceReductions_bn(At("level"), all, to) == 0;
+      case 3:
+        return FindingImpacts_bn(At("season"), 0, GetNodeChildren_bn(At("dry")), to) == 0;
+      case 4:
+        return (to[0] = FindingsConflict_bn(net.get())) != undef_dbl_ns;
+      case 5:
+        return BeliefSensitivities_bn(At("season"), 1, all, to) == 0;
+      case 6:
+        return BeliefSensitivity_bn(At("season"), 1, At("roof"), states, 0, to) == 0;
+      case 7:
+        found = ConflictingFindings_bn(At("rain"), 0);  // which the leaking roof rules out
+        break;
+      default:
+        found = MarkovBlanket_bn(At("rain"));
+    }
+    to[0] = LengthNodeList_bn(found);
+    FreeNodeList_bn(found);
+    return found != nullptr;
+  };
+  int numRefused = 0;
+  for (int question = 0; question < NUM_QUESTIONS; ++question) {
+    std::vector<double> expected;
+    bool reached = true;
+    for (long n = -1; reached; ++n) {
+      for (bool away : {false, true}) {
+        SCOPED_TRACE("question " + std::to_string(question) + ", request " + std::to_string(n));
+        Build(0);
+        SetTable(At("roof"), {1, 0, 1, 0, 0.5f, 0.5f, 0.5f, 0.5f, 0.25f, 0.75f, 0, 1});
+        CompileNet_bn(net.get());
+        Observe(net, "roof", "leaks");
+        std::vector<double> answers(1000, -1);
+        bool isAnswered = false;
+        Starve(n, away, [&] { isAnswered = ask(question, &answers); });
+        reached = n < 0 || failed;
+        if (n < 0) expected = answers;
+        if (!isAnswered) {
+          ASSERT_NE(Reports(5), "");
+          ++numRefused;
+          CompileNet_bn(net.get());
+          ASSERT_TRUE(ask(question, &answers));
+        }
+        ASSERT_EQ(answers, expected);
+        ASSERT_EQ(Reports(5), "");
+        Reports(0);
+      }
+    }
+  }
+  EXPECT_GT(numRefused, 50);
+}
+
 }  // namespace
 }  // namespace bravic::testing

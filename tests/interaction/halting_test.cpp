@@ -78,6 +78,20 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     statetype states[3] = {-9};
     return MostProbableStates_bn(GetNetNodes_bn(net.get()), states, nullptr) == -1 && states[0] == -9;
   };
+  std::vector<double> answers(4 * 721000);
+  const auto nodes = [&] { return GetNetNodes_bn(net.get()); };
+  const auto join = [&] {
+    nodelist_bn list = List({chain[0], chain[1]});
+    const int answer = JointBeliefs_bn(list, answers.data());
+    FreeNodeList_bn(list);
+    return answer == -1;
+  };
+  const auto leaveOut = [&] {
+    nodelist_bn list = List({chain[2]});
+    const int answer = FindingImpacts_bn(chain[0], 1, list, answers.data());
+    FreeNodeList_bn(list);
+    return answer == -1;
+  };
   const struct {
     const char* name;
     std::function<bool()> isNeutral;
@@ -102,6 +116,12 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
        false, 8},
       {"ReadCaseStates_bn", readMany, false, 2},
       {"BeliefsOfCases_bn", inferMany},
+      {"JointBeliefs_bn", join},
+      {"InformationGains_bn", [&] { return InformationGains_bn(chain[0], nodes(), answers.data()) == -1; }, false, 5},
+      {"FindingImpacts_bn", leaveOut},
+      {"FindingsConflict_bn", [&] { return FindingsConflict_bn(net.get()) == undef_dbl_ns; }},
+      {"BeliefSensitivities_bn", [&] { return BeliefSensitivities_bn(chain[0], 1, nodes(), answers.data()) == -1; },
+       false, 5},
       {"MostProbableConfigs_bn", findConfigs},
       {"MostProbableStates_bn", findStates},
   };

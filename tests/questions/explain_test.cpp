@@ -1,9 +1,14 @@
 // What findings do to each other and to beliefs, and what tables do, against enumeration.
 
+#include "Win_Face/Interaction.h"
 #include "questions/enumerated.h"
 
 namespace bravic::testing {
 namespace {
+
+int BRAVIC_CALL HaltAtOnce(void*, const char*, double, double) {
+  return 1;
+}
 
 class ExplainTest : public EnumeratedTest {
  protected:
@@ -128,6 +133,16 @@ TEST_F(ExplainTest, NoFindingOfManyCanBeSpared) {
   FreeNodeList_bn(list);
   EXPECT_EQ(ConflictingFindings_bn(at(59), 1), nullptr);
   EXPECT_EQ(Gist(), "");
+  SetProgressCallback_ns(HaltAtOnce, nullptr, env);
+  SetWaitClock([] {
+    static long seconds = 0;
+    return ++seconds;
+  });
+  EXPECT_EQ(ConflictingFindings_bn(at(59), 0), nullptr);
+  SetWaitClock(nullptr);
+  SetProgressCallback_ns(nullptr, nullptr, env);
+  EXPECT_EQ(Gist(), "5 2450 ConflictingFindings_bn");
+  EXPECT_EQ(GetNodeBeliefs_bn(at(59))[1], 1);
 }
 
 TEST_F(ExplainTest, OfTheChestClinic) {

@@ -78,6 +78,22 @@ TEST_F(JointTest, IsRefused) {
   EXPECT_EQ(JointBeliefs_bn(list, &one), -1);
   FreeNodeList_bn(list);
   EXPECT_EQ(Gist(), "5 2613 JointBeliefs_bn 40 1.09951e+12 5.36871e+08");
+  // The answer would fit, what is between its nodes would not; so not even the room for the answer is looked at.
+  constexpr int MANY = 12000;
+  net.reset(NewNet_bn("Test", env));
+  const std::vector<float> row(MANY, 1.0f / MANY), fourth(4, 0.25f);
+  const statetype every = EVERY_STATE;
+  node_bn first = New("First", MANY), middle = New("Middle", 4, {first}), last = New("Last", MANY, {middle});
+  SetNodeProbs_bn(first, nullptr, row.data());
+  SetNodeProbs_bn(middle, &every, fourth.data());
+  SetNodeProbs_bn(last, &every, row.data());
+  CompileNet_bn(net.get());
+  list = List({last, first});
+  one = -1;
+  EXPECT_EQ(JointBeliefs_bn(list, &one), -1);
+  EXPECT_EQ(one, -1);
+  FreeNodeList_bn(list);
+  EXPECT_THAT(Gist(), ::testing::StartsWith("5 2614 JointBeliefs_bn 1.44e+08"));
 }
 
 class InformationTest : public EnumeratedTest {

@@ -16,14 +16,6 @@ namespace {
 // Answers of GetNodeFinding_bn besides states.
 constexpr int LIKELIHOOD_FINDING = -6, NEGATIVE_FINDING = -7, NO_FINDING = -8;
 
-std::string CheckAssignment(const std::string& text) {
-  const auto equals = text.find('=');
-  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
-    return "'" + text + "' is not of the form NODE=...";
-  }
-  return "";
-}
-
 double Number(const std::string& text) {
   double number = 0;
   const char* last = text.data() + text.size();
@@ -110,6 +102,14 @@ void TellStoredFindings(const Net& net) {
 
 }  // namespace
 
+std::string CheckAssignment(const std::string& text) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos || equals == 0 || equals + 1 == text.size()) {
+    return "'" + text + "' is not of the form NODE=...";
+  }
+  return "";
+}
+
 void AddFindingOptions(Command* command, FindingOptions* options) {
   const auto add = [&](const char* names, std::vector<std::string>* to, const char* form, const char* help) {
     command->Add({.names = names, .form = form, .help = help, .value = to, .check = CheckAssignment});
@@ -162,6 +162,40 @@ void EnterFindings(const FindingOptions& options, const Net& net, Session& sessi
     EnterNodeValue_bn(node, Number(text));
     session.Check();
   }
+}
+
+std::string FindingText(node_bn node) {
+  if (GetNodeNumberStates_bn(node) == 0) return "";
+  const int finding = GetNodeFinding_bn(node);
+  const std::string name = GetNodeName_bn(node);
+  if (finding >= 0) return name + "=" + StateText(node, finding);
+  if (finding == LIKELIHOOD_FINDING) return name + " (likelihood)";
+  if (finding != NEGATIVE_FINDING) return "";
+  std::string excluded;
+  for (statetype s = 0; s < GetNodeNumberStates_bn(node); ++s)
+    if (GetNodeLikelihood_bn(node)[s] == 0) excluded += (excluded.empty() ? "" : ",") + StateText(node, s);
+  return name + "!=" + excluded;
+}
+
+// Any node serves to ask for what rules out every state.
+nodelist_bn Contradiction(const Net& net) {
+  for (node_bn node : Nodes(net))
+    if (GetNodeKind_bn(node) == NATURE_NODE) return ConflictingFindings_bn(node, EVERY_STATE);
+  return nullptr;
+}
+
+double CheckPossible(const Net& net, Session& session) {
+  const double probability = CaseProbability_bn(net.get());
+  try {
+    session.Check();
+  } catch (const Refusal& refusal) {
+    const NodeList set{probability == 0 ? Contradiction(net) : nullptr};
+    std::string named;
+    if (set)
+      for (node_bn node : Nodes(set.get())) named += (named.empty() ? ": " : ", ") + FindingText(node);
+    throw Refusal(refusal.what() + named, refusal.place);
+  }
+  return probability;
 }
 
 Mark MarkOf(node_bn node, statetype state) {

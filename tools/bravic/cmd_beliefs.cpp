@@ -101,8 +101,7 @@ int Run(const Options& options, Session& session) {
   const Net net = session.Read(options.net);
   session.Compile(net);
   EnterFindings(options.findings, net, session);
-  const double probability = CaseProbability_bn(net.get());
-  session.Check();
+  const double probability = CheckPossible(net, session);
 
   std::vector<node_bn> nodes;
   if (options.nodes.empty()) {

@@ -53,8 +53,7 @@ bool IsTied(node_bn node) {
 }
 
 Configuration FindMostProbable(const std::vector<node_bn>& nodes, const Net& net, Session& session) {
-  Configuration best{{}, CaseProbability_bn(net.get())};
-  session.Check();
+  Configuration best{{}, CheckPossible(net, session)};
   int numTied = 0;
   for (node_bn node : nodes) {
     best.states.push_back(GetNodeMostProbable_bn(node));

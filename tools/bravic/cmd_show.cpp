@@ -32,7 +32,9 @@ std::string CheckPicture(const std::string& path) {
 void Setup(Command* command, Options* options) {
   command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
   AddFindingOptions(command, &options->findings);
-  command->Add({.names = "--tree", .help = "draw the junction tree", .value = &options->tree});
+  command->Add({.names = "--tree",
+                .help = "draw the junction tree, to which findings make no difference",
+                .value = &options->tree});
   command->Add({.names = "--output,-o",
                 .form = "FILE",
                 .help = "the picture to write: .svg, .png or .pdf",

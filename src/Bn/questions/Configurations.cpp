@@ -44,12 +44,6 @@ class Progress {
   LongWork work_{"Finding most probable configurations", 0, Showing::WithEstimate};
 };
 
-bool IsCompiled(net_bn net) {
-  if (net->potentialsMade) return true;
-  Report(NET_NOT_COMPILED, net->name);
-  return false;
-}
-
 // What is posted where there is no answer.
 void PostStatus(engine::Status status) {
   if (status == engine::Status::Inconsistent)
@@ -71,7 +65,7 @@ statetype StateOf(const bnode& node, const engine::BestConfig& config) {
 }  // namespace
 
 int MostProbableConfigs(net_bn net, int count, statetype* states, double* probs) {
-  if (!IsCompiled(net)) return -1;
+  if (!CheckCompiled(*net)) return -1;
   if (count == 0) return 0;
   Vector<engine::BestConfig> configs;
   const CompiledNet& compiled = *net->compiled;
@@ -96,7 +90,7 @@ int MostProbableStates(const nodelist_rec& nodes, statetype* states, double* pro
     Report(NO_NODES_ASKED);
     return -1;
   }
-  if (!IsCompiled(net)) return -1;
+  if (!CheckCompiled(*net)) return -1;
   Vector<int> asked;
   for (node_bn node : Entries(nodes)) {
     if (CompiledIndex(*node) < 0) {

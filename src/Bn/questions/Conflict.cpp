@@ -13,7 +13,8 @@
 namespace bravic {
 namespace {
 
-constexpr int FEW = 20;  // findings that matter
+constexpr int FEW = 20;                    // findings that matter
+constexpr double ENTRIES_OF_A_NODE = 100;  // what a check takes beside sums, about
 
 class ConflictSearch {
  public:
@@ -62,7 +63,8 @@ bool ConflictSearch::IsPossible(const Vector<unsigned char>& isIn) {
   }
   const engine::Status answer = engine_->Check();
   const bool isAnswer = answer == engine::Status::Done || answer == engine::Status::Inconsistent;
-  if (engine_->IsHalted() || !isAnswer) status_ = isAnswer ? engine::Status::Halted : answer;
+  if (engine_->Halts(ENTRIES_OF_A_NODE * engine_.NumNodes()) || !isAnswer)
+    status_ = isAnswer ? engine::Status::Halted : answer;
   return answer == engine::Status::Done;
 }
 

@@ -185,15 +185,18 @@ class TableProduct {
 
 // Best first, and equally probable ones by their states.
 void SortConfigs(int numNodes, Vector<BestConfig>* configs) {
-  std::stable_sort(configs->begin(), configs->end(),
-                   [](const BestConfig& a, const BestConfig& b) { return b.probability < a.probability; });
+  const auto comesFirst = [numNodes](const BestConfig& a, const BestConfig& b) {
+    return std::lexicographical_compare(a.states.get(), a.states.get() + numNodes, b.states.get(),
+                                        b.states.get() + numNodes);
+  };
+  std::sort(configs->begin(), configs->end(), [&](const BestConfig& a, const BestConfig& b) {
+    const bool isLess = a.probability < b.probability, isMore = b.probability < a.probability;
+    return isLess || isMore ? isMore : comesFirst(a, b);
+  });
   for (int first = 0, end; first < configs->size(); first = end) {
     for (end = first + 1; end < configs->size(); ++end)
       if (IsAbove((*configs)[first].probability, (*configs)[end].probability)) break;
-    std::sort(configs->begin() + first, configs->begin() + end, [&](const BestConfig& a, const BestConfig& b) {
-      return std::lexicographical_compare(a.states.get(), a.states.get() + numNodes, b.states.get(),
-                                          b.states.get() + numNodes);
-    });
+    std::sort(configs->begin() + first, configs->begin() + end, comesFirst);
   }
 }
 

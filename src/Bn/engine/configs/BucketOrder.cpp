@@ -59,10 +59,11 @@ class GreedyAround {
     }
   }
 
-  // byWhatIsLeft: the variable's own states do not count.
-  Vector<int> Run(std::span<const unsigned char> stages, int numStages, bool byWhatIsLeft) {
+  // byWhatIsLeft: the variable's own states do not count. Ends where a step would leave a table too large to be had,
+  // with the size of that and the cost so far.
+  BucketOrder Run(std::span<const unsigned char> stages, int numStages, bool byWhatIsLeft) {
     byWhatIsLeft_ = byWhatIsLeft;
-    Vector<int> order;
+    BucketOrder order;
     for (int stage = 0; stage < numStages; ++stage) {
       tournament_.Reset(question_.NumNodes());
       placed_.assign(question_.NumNodes(), 0);
@@ -73,7 +74,11 @@ class GreedyAround {
       }
       tournament_.BuildAll();
       for (int v = tournament_.Best(); v >= 0; v = tournament_.Best()) {
-        order.push_back(v);
+        const double size = StateSpace(neighbours_[v], question_.numstates);
+        order.cost += size * question_.numstates[v];
+        order.largest = std::max(order.largest, size);
+        if (size >= MAX_TABLE_ENTRIES) return order;
+        order.variables.push_back(v);
         Eliminate(v);
       }
     }
@@ -81,7 +86,7 @@ class GreedyAround {
   }
 
  private:
-  // Adds those of the sorted or unsorted members that v does not have yet.
+  // Adds those of the few members that v does not have yet.
   void Join(int v, std::span<const int> members) {
     Vector<int>& list = neighbours_[v];
     for (int other : members) {
@@ -91,8 +96,12 @@ class GreedyAround {
     }
   }
   double CostOf(int v) const {
+    constexpr double AS_GOOD_AS_NONE = 1e100;
     double cost = byWhatIsLeft_ ? 1 : question_.numstates[v];
-    for (int other : neighbours_[v]) cost *= question_.numstates[other];
+    for (int other : neighbours_[v]) {
+      cost *= question_.numstates[other];
+      if (cost > AS_GOOD_AS_NONE) break;  // of a hub, whose neighbours go before it
+    }
     return cost;
   }
   void Eliminate(int v) {
@@ -159,12 +168,12 @@ BucketOrder OrderAround(const ConfigQuestion& question, std::span<const int> ask
     if (stages[v] == SUMMED) stages[v] = MAXIMIZED, --numSummed;
   BucketOrder best;
   for (bool byWhatIsLeft : {false, true}) {
-    BucketOrder order;
-    order.variables = GreedyAround(question, matters).Run(stages, NUM_STAGES, byWhatIsLeft);
+    BucketOrder order = GreedyAround(question, matters).Run(stages, NUM_STAGES, byWhatIsLeft);
     order.numSummed = numSummed;
-    FindNeighbours(question, matters, &order);
-    if (!byWhatIsLeft || order.cost < best.cost) best = std::move(order);
+    const bool fits = order.largest < MAX_TABLE_ENTRIES, bestFits = best.largest < MAX_TABLE_ENTRIES;
+    if (!byWhatIsLeft || (fits == bestFits ? order.cost < best.cost : fits)) best = std::move(order);
   }
+  if (best.largest < MAX_TABLE_ENTRIES) FindNeighbours(question, matters, &best);
   return best;
 }
 

@@ -20,6 +20,7 @@ struct BucketOrder {
 // All variables are maximized, in the order in which the tree's cliques are collected from its leaves.
 BucketOrder OrderAlongTree(const ConfigQuestion& question, const JunctionTree& tree);
 // The asked nodes are maximized and all others that matter summed out; greedy by the size of what each step works on.
+// Where the largest table has MAX_TABLE_ENTRIES or more, it ends there, and is no order of all.
 BucketOrder OrderAround(const ConfigQuestion& question, std::span<const int> asked,
                         std::span<const unsigned char> matters);
 

@@ -277,8 +277,8 @@ bool Inference::FinishLong() {
   return true;
 }
 
-bool Inference::IsHalted() const {
-  return impl_->mode.interrupt.halted;
+bool Inference::Halts(double entries) {
+  return impl_->mode.interrupt.Halts(entries);
 }
 
 unsigned long long Inference::Stamp() const {

@@ -87,7 +87,9 @@ class Inference {
   // computed is forgotten then, findings and tables stay.
   void StartLong(const ProgressFunction& progress, int sweeps);
   bool FinishLong();
-  bool IsHalted() const;  // in between: what has been computed since has no meaning
+  // In between: counts work of the caller's own, in entries; true once it is halted, and what was computed since has no
+  // meaning.
+  bool Halts(double entries);
 
   // Changes whenever any belief may have changed; never 0. Lets a caller keep answers.
   unsigned long long Stamp() const;
