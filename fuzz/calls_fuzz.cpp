@@ -288,6 +288,8 @@ const Operation OPERATIONS[] = {
          GenerateCases_bn(list, m.bytes.Below(5), m.cases.get(), m.bytes.Below(3) - 1, m.Number(), m.bytes.Below(2));
        });
      }},
+    {"solve decisions", false, [](Machine& m) { SolveDecisions_bn(m.Now(), m.bytes.Below(2)); }},
+    {"observing", false, [](Machine& m) { WithNode(m, [&](node_bn node) { ValueOfObserving_bn(node, m.Node()); }); }},
 };
 
 // The net's file without what is made anew when it is needed.

@@ -23,7 +23,7 @@ class SolveTest : public NetTest {
 
 TEST_F(SolveTest, BothMethodsAttainTheBestWhereNothingIsForgotten) {
   int numSolved = 0, numWeighed = 0;
-  for (int seed = 1; seed <= 200; ++seed) {
+  for (int seed = 1; seed <= 740; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     Random random(static_cast<std::uint64_t>(seed) + 9000);
     DiagramOptions options;
