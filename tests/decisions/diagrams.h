@@ -1,6 +1,7 @@
 // Random decision networks, and what policies are worth in them, found world by world.
 #pragma once
 
+#include <algorithm>
 #include <span>
 
 #include "support/joint.h"
