@@ -165,7 +165,7 @@ bool BeliefSensitivity(node_bn target, statetype state, node_bn node, const stat
                        double* coefficients) {
   const std::span<const node_bn> nodes(&node, 1);
   if (!CheckAsked(target, nodes)) return false;
-  const std::ptrdiff_t row = RowIndex(*node, parentstates);
+  const auto row = static_cast<std::ptrdiff_t>(RowIndex(*node, parentstates));
   if (node->probs[row * node->numstates] < 0) {
     Report(ENTRY_OF_IMPOSSIBLE_ROW, node->name);
     return false;
