@@ -32,7 +32,10 @@ Failure CaseReader::Open(const HeadOptions& options, std::size_t blockSize) {
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
   if (rowAtHand_ && rowAtHand_->hasId) FormatText(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
-  FormatText(buffer, size, "%son line %ld of file '%s'", caseText, lines_.LineNumber(), ShownPath(filename_).text);
+  char columnText[24] = "";
+  if (head_.separator) FormatText(columnText, sizeof columnText, ", column %d", column_);
+  FormatText(buffer, size, "%son line %ld%s of file '%s'", caseText, lines_.LineNumber(), columnText,
+             ShownPath(filename_).text);
   return buffer;
 }
 
@@ -55,9 +58,10 @@ bool EndsEntry(char c) {
   return static_cast<unsigned char>(c) <= ' ';
 }
 
-// What an entry says when nothing is known.
+// What an entry says when nothing is known, and it is no state's name.
 bool IsMissingMark(const char* text, std::size_t length) {
-  return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
+  const std::string_view entry(text, length);
+  return length == 0 || text[0] == '@' || entry == "*" || entry == "?" || entry == "NA";
 }
 
 // A finite number; a "+" before it, which the standard functions refuse, is allowed.
@@ -95,8 +99,10 @@ void CaseReader::ReadState(const CaseColumn& column, const EntryText& entry, sta
   // Neither name nor number: the entry counts as missing, and one warning at the end tells how many there were.
   unknown_ = &column;
   if (numUnknown_++ == 0) {
-    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", ShownLength(entry.length),
-               entry.text, node.name, lines_.LineNumber());
+    char columnText[24] = "";
+    if (head_.separator) FormatText(columnText, sizeof columnText, ", column %d", column_);
+    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld%s", ShownLength(entry.length),
+               entry.text, node.name, lines_.LineNumber(), columnText);
   }
 }
 
@@ -148,6 +154,14 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const EntryText& entry, 
   return nullptr;
 }
 
+// Nearly every entry is that of a column that nobody asked for, or the name of a state.
+inline Failure CaseReader::TakeEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row) {
+  const statetype state = column.byName ? column.names.Find(entry) : static_cast<statetype>(StateNames::NO_NAME);
+  if (state == StateNames::NO_NAME && column.kind != CaseColumn::Skipped) return ReadEntry(column, entry, row);
+  if (column.byName) row->states[column.wanted] = state;
+  return nullptr;
+}
+
 // Entries with a tab behind each that are names of states of up to eight bytes, or that nobody asked for: nearly all of
 // most rows. Goes on from the column and the place as far as there are such, and answers the first place after them.
 const char* CaseReader::ReadShortNames(const char* p, int* count, statetype* states) const {
@@ -188,14 +202,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
       if (p == lineEnd && entry.length == 0) break;  // a tab before the line end
       return Fail(TOO_MANY_ENTRIES_OF_CASE, Place(place, sizeof place));
     }
-    const CaseColumn& column = head_.columns[count++];
-    // Nearly every entry is that of a column that nobody asked for, or the name of a state.
-    const statetype state = column.byName ? column.names.Find(entry) : StateNames::NO_NAME;
-    if (state != StateNames::NO_NAME) {
-      row->states[column.wanted] = state;
-    } else if (column.kind != CaseColumn::Skipped) {
-      if (Failure failure = ReadEntry(column, entry, row)) return failure;
-    }
+    if (Failure failure = TakeEntry(head_.columns[count++], entry, row)) return failure;
     // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
     while (*p == ' ') ++p;
     more = p < lineEnd;
@@ -205,10 +212,56 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   return nullptr;
 }
 
+// The same for separated values.
+const char* CaseReader::ReadShortCells(const char* p, int* count, statetype* states) const {
+  const CaseColumn* const columns = head_.columns.data();
+  const int numcolumns = head_.columns.size();
+  const char separator = head_.separator;
+  int i = *count;
+  for (; i < numcolumns; ++i) {
+    const CaseColumn& column = columns[i];
+    const ShortCell cell(p, separator);
+    if (!cell.next) break;
+    if (column.byName && cell.length > 0) {
+      const statetype state = column.names.FindShort(cell);
+      if (state == StateNames::NO_NAME) break;
+      states[column.wanted] = state;
+    } else if (column.kind != CaseColumn::Skipped && cell.length > 0) {
+      break;
+    }
+    p = cell.next + 1;
+  }
+  *count = i;
+  return p;
+}
+
+// A cell for each column. The last one ends with the line, and so does an empty one behind a last separator.
+Failure CaseReader::ReadCells(const char* lineEnd, CaseRow* row) {
+  char place[PLACE_LEN];
+  const char* p = lines_.Start();
+  const int numcolumns = head_.columns.size();
+  int count = 0;
+  for (bool more = true; more;) {
+    p = ReadShortCells(p, &count, row->states);
+    column_ = count + 1;
+    if (count == numcolumns) return Fail(TOO_MANY_ENTRIES_OF_CASE, Place(place, sizeof place));
+    EntryText cell(p, 0);
+    const CellCutter::Fault fault = cutter_.Cut(&p, lineEnd, head_.separator, &cell);
+    if (fault != CellCutter::Fault::None) return FailOfQuote(fault, column_, lines_.LineNumber(), filename_);
+    if (Failure failure = TakeEntry(head_.columns[count++], cell, row)) return failure;
+    more = p < lineEnd;
+    if (more) ++p;
+  }
+  if (count < numcolumns) return Fail(TOO_FEW_ENTRIES_OF_CASE, Place(place, sizeof place));
+  return nullptr;
+}
+
 // Carriage returns before the line feed belong to the line's end, not to the last entry.
 Failure CaseReader::ReadRow(CaseRow* row) {
   const char* lineEnd = lines_.End();
   while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
+  // Whether a spreadsheet's last row has a line end says nothing.
+  if (head_.separator) return ReadCells(lineEnd, row);
   if (Failure failure = ReadEntries(lineEnd, row)) return failure;
   // The row was the last of the file and has no line end: it may have been cut off, which is certain where its last
   // entry names no state.
@@ -232,7 +285,7 @@ CaseReader::Result CaseReader::Next(CaseRow* row, Failure* failure) {
     const char* p = lines_.Start();
     const char* lineEnd = lines_.End();
     while (p < lineEnd && (*p == ' ' || *p == '\r')) ++p;
-    return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/');
+    return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/' && !head_.separator);
   };
   // Blank lines and comments between the rows are passed over.
   bool found;

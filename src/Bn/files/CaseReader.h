@@ -1,5 +1,6 @@
-// Reading case files: tab-separated tables of observations, a row a case. The file is read through one buffer that
-// does not grow with it; the columns are planned once, and states are found by the bytes of their names in place.
+// Reading case files: tables of observations, a row a case, with tabs, commas or semicolons between the columns. The
+// file is read through one buffer that does not grow with it; the columns are planned once, and states are found by the
+// bytes of their names in place.
 #pragma once
 
 #include <span>
@@ -48,13 +49,16 @@ class CaseReader {
 
  private:
   const char* ReadShortNames(const char* p, int* count, statetype* states) const;
+  const char* ReadShortCells(const char* p, int* count, statetype* states) const;
   Failure ReadEntries(const char* lineEnd, CaseRow* row);
+  Failure ReadCells(const char* lineEnd, CaseRow* row);
+  Failure TakeEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   void ReadState(const CaseColumn& column, const EntryText& entry, statetype* state);
   Failure ReadNumber(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   Failure ReadRow(CaseRow* row);
   void ReportUnfit(Failure failure);                  // of an entry that then counts as missing
-  const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7 of file 'x'"
+  const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7, column 2 of file 'x'"
 
   CaseLines lines_;
   CaseHead head_;
@@ -66,6 +70,8 @@ class CaseReader {
   char firstUnknown_[140] = "";          // "'x' for 'Node' on line 7"
   const CaseColumn* unknown_ = nullptr;  // the row's last column whose entry names no state
   const CaseRow* rowAtHand_ = nullptr;
+  int column_ = 0;  // of separated values, the one that is read, from 1
+  CellCutter cutter_;
 };
 
 }  // namespace bravic
