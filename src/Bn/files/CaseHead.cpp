@@ -150,9 +150,7 @@ node_bn HeadReader::FindColumnNode(const char* name) {
 
 // Of two equal columns of the library's own form the first counts; nobody means to write such a spreadsheet.
 Failure HeadReader::JudgeDoubled(std::string_view name, Failure warning) {
-  if (head_.separator)
-    return Fail(COLUMN_TWICE, ShownLength(name.size()), name.data(), columns_.size() + 1, lines_.LineNumber(),
-                ShownPath(options_.filename).text);
+  if (head_.separator) return FailOfTwice(name, columns_.size() + 1, lines_.LineNumber(), options_.filename);
   Warn(std::move(warning));
   return nullptr;
 }
@@ -190,7 +188,9 @@ Failure HeadReader::AddColumn(std::string_view name) {
       column.names.Fill(*column.node);
     }
   }
-  if (options_.keepsNames) {
+  if (columns_.empty()) head_.line = lines_.LineNumber();
+  if (options_.takesTexts) {
+    if (column.kind == CaseColumn::Skipped) column.kind = CaseColumn::Text;
     head_.names.push_back(MakeBlock<char>(length + 1));
     std::memcpy(head_.names.back().get(), text, length + 1);
   }
@@ -298,6 +298,10 @@ Failure FailOfQuote(CellCutter::Fault fault, int column, long line, const char* 
   const ShownPath path(filename);
   return fault == CellCutter::Fault::OpenQuote ? Fail(OPEN_QUOTE_OF_CASE, line, column, path.text)
                                                : Fail(TEXT_AFTER_QUOTE_OF_CASE, line, column, path.text);
+}
+
+Failure FailOfTwice(std::string_view name, int column, long line, const char* filename) {
+  return Fail(COLUMN_TWICE, ShownLength(name.size()), name.data(), column, line, ShownPath(filename).text);
 }
 
 int ShownLength(std::size_t length) {

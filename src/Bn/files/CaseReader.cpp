@@ -15,7 +15,6 @@
 namespace bravic {
 namespace {
 
-constexpr std::size_t PLACE_LEN = 300;
 constexpr int MAX_UNFIT = 100;  // entries reported one by one
 
 }  // namespace
@@ -58,20 +57,6 @@ bool EndsEntry(char c) {
   return static_cast<unsigned char>(c) <= ' ';
 }
 
-// What an entry says when nothing is known, and it is no state's name.
-bool IsMissingMark(const char* text, std::size_t length) {
-  const std::string_view entry(text, length);
-  return length == 0 || text[0] == '@' || entry == "*" || entry == "?" || entry == "NA";
-}
-
-// A finite number; a "+" before it, which the standard functions refuse, is allowed.
-bool ParseReal(const char* text, std::size_t length, double* number) {
-  const char* end = text + length;
-  if (length > 1 && text[0] == '+' && text[1] != '-') ++text;
-  auto [stop, error] = ReadDecimal(text, end, *number);
-  return error == std::errc() && stop == end && *number - *number == 0;
-}
-
 template <class T>
 bool ParseInteger(const char* text, const char* end, T* number) {
   if (end - text > 1 && text[0] == '+' && text[1] != '-') ++text;
@@ -80,6 +65,18 @@ bool ParseInteger(const char* text, const char* end, T* number) {
 }
 
 }  // namespace
+
+bool IsMissingMark(const EntryText& entry) {
+  const std::string_view text(entry.text, entry.length);
+  return text.empty() || text[0] == '@' || text == "*" || text == "?" || text == "NA";
+}
+
+bool ParseReal(const EntryText& entry, double* number) {
+  const char *text = entry.text, *const end = entry.End();
+  if (entry.length > 1 && text[0] == '+' && text[1] != '-') ++text;
+  auto [stop, error] = ReadDecimal(text, end, *number);
+  return error == std::errc() && stop == end && *number - *number == 0;
+}
 
 void CaseReader::ReadState(const CaseColumn& column, const EntryText& entry, statetype* state) {
   const bnode& node = *column.node;
@@ -110,7 +107,7 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const EntryText& entry,
   const bnode& node = *column.node;
   char place[PLACE_LEN];
   double number;
-  if (!ParseReal(entry.text, entry.length, &number))
+  if (!ParseReal(entry, &number))
     return Fail(ILLEGAL_NUMBER_OF_CASE, ShownLength(entry.length), entry.text, node.name, Place(place, sizeof place));
   // Levels tell the state that the value lies in. A continuous node keeps the value as well.
   const int wanted = column.wanted;
@@ -139,12 +136,14 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const EntryText& entry, 
       row->hasId = row->id != -1;
       return nullptr;
     case CaseColumn::Freq:
-      if (ParseReal(text, entry.length, &row->freq) && row->freq >= 0) return nullptr;
+      if (ParseReal(entry, &row->freq) && row->freq >= 0) return nullptr;
       return Fail(ILLEGAL_FREQUENCY_OF_CASE, ShownLength(entry.length), entry.text, Place(place, sizeof place));
+    case CaseColumn::Text:
+      return taker_.take(taker_.taker, static_cast<int>(&column - head_.columns.data()), entry);
     case CaseColumn::Node:
       break;
   }
-  if (IsMissingMark(text, entry.length)) return nullptr;
+  if (IsMissingMark(entry)) return nullptr;
   // A node with levels may be given by state or by value: "#2" is always a state, a word one where states have names.
   const bnode& node = *column.node;
   const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
@@ -300,6 +299,12 @@ CaseReader::Result CaseReader::Next(CaseRow* row, Failure* failure) {
   *failure = AboutCases(filename_, ReadRow(row));
   lines_.Consume();
   return *failure ? Result::Bad : Result::Row;
+}
+
+CaseReader::Result CaseReader::NextEntries(const EntryTaker& taker, Failure* failure) {
+  taker_ = taker;
+  CaseRow row;
+  return Next(&row, failure);
 }
 
 Failure CaseReader::WarningOfUnknown() const {
