@@ -734,7 +734,7 @@ typedef struct {            /* how to search for links; 0 everywhere else than i
   node_bn target;           /* of tan; the root of tree; or NULL */
   nodelist_bn requiredfrom, requiredto, forbiddenfrom, forbiddento;   /* pairs by index; NULL: none */
   const int *tiers;         /* one per node, as listed: no link from a later tier to an earlier one; NULL: none */
-  int restarts;             /* further searches from changed links; default: 2; negative: none */
+  int restarts;             /* further searches from changed links; default: 20; negative: none */
 } learn_links_bn;
 
 /* Learns the links between some nodes of a net, and with them their tables (each row as if one case more had been seen

@@ -15,7 +15,7 @@ using engine::LinkRules;
 
 constexpr int NUM_SCORES = 3, NUM_METHODS = 5;
 constexpr int EXACT_PARENTS = 4;   // that a node may have where nothing is said
-constexpr int DEFAULT_RESTARTS = 2;
+constexpr int DEFAULT_RESTARTS = 20;
 
 // The number of each node's place is in its scratch field.
 struct Numbering {
