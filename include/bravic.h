@@ -85,6 +85,7 @@ typedef struct report_rec   *report_ns;    /* an error record */
 typedef struct filespec_rec *filespec_ns;  /* a file specification */
 typedef struct bnet         *net_bn;       /* a net */
 typedef struct bnode        *node_bn;      /* a node; belongs to one net */
+typedef struct counts_rec   *counts_bn;    /* what cases say about tables, apart from the tables */
 typedef struct nodelist_rec *nodelist_bn;  /* a list of nodes */
 typedef int   statetype;                   /* 32-bit signed state number */
 typedef float probtype;                    /* 32-bit IEEE table entry */
@@ -706,6 +707,37 @@ BRAVIC_API void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree);
    Answers 0; NO_MORE_CASES when every draw was dropped (the last one is entered); negative on failure (5542, 2102,
    2139). */
 BRAVIC_API long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws);
+
+/* ---- Learning ----
+   Counts are what cases say about tables, apart from the tables: for each of some nodes a table with an entry for every
+   configuration of its parents and state of its own, laid out as its table of probabilities (rows by the parents, first
+   parent slowest; own states fastest), node after node as they were listed, and nothing else. Counts of parts of a data
+   set add up to those of the whole, so that parts can be counted in different processes: where weights are whole numbers
+   and sum to no more than 2^53 all sums are exact, and learning by counts over any split of the cases gives the same
+   tables, bit for bit, as learning them in one go; other weights are summed up to the rounding of doubles.
+   Counts stay good while tables and findings of their net change. Once names, states or parents of their nodes have
+   changed, or the net is gone, every function but FreeCounts_bn refuses them (2702). NULL and freed counts: 2700, 2701. */
+
+/* Makes counts of 0. nodes: nature nodes of one net with states (2703), each once, one at least (2704), whose parents are
+   all there and have states (2705). The net need not be compiled.
+   Answers the counts, to be freed by FreeCounts_bn (what a host leaves is freed when the library closes); NULL on
+   failure (2706 too many entries, 2707 memory). */
+BRAVIC_API counts_bn BRAVIC_CALL NewCounts_bn(nodelist_bn nodes);
+
+/* Adds what other counts hold of the same nodes in the same order (2708), which stay as they are. Answers 0; -1 on
+   failure. */
+BRAVIC_API int BRAVIC_CALL AddCounts_bn(counts_bn counts, counts_bn more);
+
+/* Answers the number of entries; -1 on failure. */
+BRAVIC_API long BRAVIC_CALL CountsSize_bn(counts_bn counts);
+
+/* Copies all entries out, and in. values [CountsSize_bn]: node after node as above; each finite and 0 or more (2709).
+   Answer 0; -1 on failure (2612 NULL), nothing changed. */
+BRAVIC_API int BRAVIC_CALL GetCounts_bn(counts_bn counts, double *values);
+BRAVIC_API int BRAVIC_CALL SetCounts_bn(counts_bn counts, const double *values);
+
+/* Frees the counts; NULL is ignored. */
+BRAVIC_API void BRAVIC_CALL FreeCounts_bn(counts_bn counts);
 
 /* ---- Learning links ----
    Which links explain cases best: a search among all that a net may have without a cycle, for those with the highest
