@@ -177,17 +177,11 @@ TEST(SubsetSearch, FindsTheBestOfAllNets) {
   }
 }
 
-TEST(SubsetSearch, SaysWhereNoNetIsToBeHad) {
-  Vector<ParentSets> sets;
-  for (int v : {0, 1}) {
-    ParentSetList list;
-    const Vector<int> other = {1 - v};
-    list.Add(other, -1);
-    sets.push_back(list.Sorted());
-  }
+TEST(SubsetSearch, IsHalted) {
+  Random random(1);
+  const Vector<ParentSets> sets = RandomSets(3, random);
   Interrupt interrupt;
   Vector<int> choice;
-  EXPECT_EQ(FindBestSets(sets, interrupt, &choice), SubsetResult::NO_NET);
   interrupt.Start([](double) { return true; }, 1);
   interrupt.lookAt = 0;
   EXPECT_EQ(FindBestSets(sets, interrupt, &choice), SubsetResult::HALTED);

@@ -14,8 +14,8 @@
 #include <numeric>
 #include <utility>
 
+#include "Basic/RandomStream.h"
 #include "Bn/engine/GreedyRun.h"
-#include "Bn/engine/RandomStream.h"
 #include "Win_Face/Threads.h"
 
 namespace bravic::engine {

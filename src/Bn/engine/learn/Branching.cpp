@@ -11,7 +11,7 @@ namespace {
 
 constexpr int NOBODY = -1;
 
-struct Link {
+struct Entry {
   int from = NOBODY, to = NOBODY;
   double gain = NO_LINK;  // beyond what it replaces
 };
@@ -19,7 +19,7 @@ struct Link {
 struct Group {
   int outer = NOBODY;  // the group it has become part of
   Vector<int> inner;   // the groups of its circle; none: a single node
-  Link entry;          // the best link into it, once it is found
+  Entry entry;         // the best link into it, once it is found
   bool isFound = false;
 };
 
@@ -50,7 +50,7 @@ class BranchingSearch {
       const int group = groupOf_[v];
       if (groups_[group].isFound) continue;
       if (interrupt_.Halts(n_)) return false;
-      Link& entry = groups_[group].entry;
+      Entry& entry = groups_[group].entry;
       for (int from = NOBODY; from < n_; ++from) {
         if (from != NOBODY && groupOf_[from] == group) continue;
         const double gain = Gain(from, v) - base_[v];
@@ -110,7 +110,7 @@ class BranchingSearch {
     while (!left.empty()) {
       const int group = left.back();
       left.pop_back();
-      const Link& entry = groups_[group].entry;
+      const Entry& entry = groups_[group].entry;
       parents_[entry.to] = entry.from;
       for (int inner = entry.to; inner != group; inner = groups_[inner].outer)
         for (int other : groups_[groups_[inner].outer].inner)

@@ -128,18 +128,20 @@ void OrderWalk::MoveAtRandom() {
   }
 }
 
-void OrderWalk::Leap() {
+bool OrderWalk::Leap() {
   constexpr int MOST_MOVES = 6;
   const Vector<int> order = order_, place = place_, choice = choice_;
   const double score = Score();
   for (int numMoves = 1 + random_.Below(MOST_MOVES); numMoves > 0; --numMoves) MoveAtRandom();
   const int movesBefore = numMoves_;
   Climb();
-  if (Score() >= score) return;
+  const double reached = Score();
+  if (reached >= score) return reached > score + leastGain_;
   order_ = order;
   place_ = place;
   choice_ = choice;
   numMoves_ = movesBefore;
+  return false;
 }
 
 }  // namespace bravic::engine

@@ -4,8 +4,8 @@
 // end lower.
 #pragma once
 
+#include "Basic/RandomStream.h"
 #include "Bn/engine/Interrupt.h"
-#include "Bn/engine/RandomStream.h"
 #include "Bn/engine/learn/ParentSets.h"
 
 namespace bravic::engine {
@@ -18,8 +18,8 @@ class OrderWalk {
 
   // Moves nodes until no single move helps.
   void Climb();
-  // Some random moves, and a climb from there; goes back where that ends lower.
-  void Leap();
+  // Some random moves, and a climb from there; goes back where that ends lower. Answers whether it ended higher.
+  bool Leap();
 
   double Score() const;  // summed in the order of the nodes
   std::span<const int> Order() const { return order_; }

@@ -49,7 +49,6 @@ SubsetResult FindBestSets(std::span<const ParentSets> sets, Interrupt& interrupt
   choice->assign(n, -1);
   for (SetBits subset = numSubsets - 1; subset != 0;) {
     const LastNode last = BestLast(sets, subset, best.get());
-    if (last.node < 0) return SubsetResult::NO_NET;
     (*choice)[last.node] = last.set;
     subset &= ~BitOf(last.node);
   }

@@ -15,8 +15,8 @@ inline double SubsetSearchBytes(int numNodes) {
   return static_cast<double>(sizeof(double)) * static_cast<double>(std::uint64_t{1} << numNodes);
 }
 
-enum class SubsetResult { FOUND, NO_NET, HALTED, NO_MEMORY };
-// choice [node]: the number of its set. Up to MOST_SUBSET_NODES nodes; sets are taken by the numbers of their nodes.
+enum class SubsetResult { FOUND, HALTED, NO_MEMORY };
+// choice [node]: the number of its set. Up to MOST_SUBSET_NODES nodes, for which the lists must leave some net.
 SubsetResult FindBestSets(std::span<const ParentSets> sets, Interrupt& interrupt, Vector<int>* choice);
 
 }  // namespace bravic::engine

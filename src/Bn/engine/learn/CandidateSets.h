@@ -1,0 +1,25 @@
+// Lists of the parent sets that searches choose from, scored: all that a node may have, where they are few enough, or
+// those that a search finds by going on from the best ones.
+#pragma once
+
+#include "Bn/engine/learn/LinkSearch.h"
+#include "Bn/engine/learn/ParentSets.h"
+
+namespace bravic::engine {
+
+// Every set that the rules allow, but for those that cannot be part of a best net. Sets are not scored where a bound
+// shows that they, and all larger ones, score less than a part of theirs (after de Campos & Ji 2011): what one more
+// parent adds to the log likelihood is no more than is still to be explained, and what it costs no less than at
+// present.
+ParentSets AllParentSets(FamilyScores& scores, const LinkRules& rules, int node);
+
+// The sets met on the way from the required parents alone, where the best set that was met is tried with each of the
+// candidates added, so many times. Candidates are the nodes that gain most alone. begun: sets that are listed in any
+// case.
+struct SetSearch {
+  int mostCandidates, mostSteps;
+};
+ParentSets BestParentSets(FamilyScores& scores, const LinkRules& rules, int node, const SetSearch& search,
+                          std::span<const Vector<int>> begun);
+
+}  // namespace bravic::engine
