@@ -23,68 +23,66 @@ Vector<int> FreeParents(const LinkRules& rules, int node) {
   return parents;
 }
 
-// Sets one parent larger at a time, each made from the one without its last free parent.
-class AllSets {
+class SetLister {
  public:
-  AllSets(FamilyScores& scores, const LinkRules& rules, int node)
-      : scores_(scores), node_(node), most_(rules.MostParents()), free_(FreeParents(rules, node)) {
-    const CaseColumns& cases = scores.Cases();
-    hasBounds_ = !cases.HasMissing(node) &&
-                 std::ranges::none_of(free_, [&](int other) { return cases.HasMissing(other); }) &&
-                 std::ranges::none_of(rules.Required(node), [&](int other) { return cases.HasMissing(other); });
-  }
+  SetLister(FamilyScores& scores, const LinkRules& rules, int node)
+      : scores_(scores), rules_(rules), node_(node), free_(FreeParents(rules, node)) {}
 
-  ParentSets Find(const Vector<int>& required) {
-    const double score = scores_.Score(node_, required);
-    list_.Add(required, score);
-    Extend(required, 0, score);
-    return list_.Sorted();
-  }
-
- private:
-  void Extend(const Vector<int>& set, int firstFree, double score) {
-    if (set.size() >= most_ || firstFree == free_.size()) return;
-    Vector<int> more;
-    Vector<int> places;
-    const double penalty = scores_.Penalty(node_, set);
-    for (int k = firstFree; k < free_.size(); ++k) {
-      const bool isHopeless =
-          hasBounds_ && scores_.Penalty(node_, WithOneMore(set, free_[k])) - penalty >= -(score + penalty);
-      if (isHopeless) continue;
-      more.push_back(free_[k]);
-      places.push_back(k);
-    }
-    if (more.empty() || !scores_.IsReady()) return;
-    Vector<double> found(more.size());
-    scores_.ScoreToggled(node_, set, more, found.data());
-    for (int k = 0; k < more.size(); ++k) {
-      const Vector<int> whole = WithOneMore(set, more[k]);
-      list_.Add(whole, found[k]);
-      Extend(whole, places[k] + 1, found[k]);
-    }
-  }
-
-  FamilyScores& scores_;
-  const int node_, most_;
-  const Vector<int> free_;
-  bool hasBounds_ = false;
-  ParentSetList list_;
-};
-
-class BestSets {
- public:
-  BestSets(FamilyScores& scores, int node, int mostParents) : scores_(scores), node_(node), most_(mostParents) {}
-
-  ParentSets Find(const LinkRules& rules, const SetSearch& search, std::span<const Vector<int>> begun) {
-    const Vector<int>& required = rules.Required(node_);
+  void Begin(std::span<const Vector<int>> begun) {
+    const Vector<int>& required = rules_.Required(node_);
     Meet(required, scores_.Score(node_, required));
     for (const Vector<int>& set : begun) Meet(set, scores_.Score(node_, set));
-    ChooseCandidates(required, FreeParents(rules, node_), search.mostCandidates);
-    for (int step = 0; step < search.mostSteps && !open_.empty() && scores_.IsReady(); ++step) {
-      const Vector<int> set = *open_.top().set;
-      open_.pop();
-      TryMore(set);
+  }
+
+  // Keeps so many of the free parents, those that gain most alone.
+  void KeepBestParents(int most) {
+    const Vector<int>& required = rules_.Required(node_);
+    if (most >= free_.size() || required.size() >= rules_.MostParents()) return;
+    Vector<double> found(free_.size());
+    scores_.ScoreToggled(node_, required, free_, found.data());
+    Vector<int> order(free_.size()), kept;
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return found[a] > found[b]; });
+    for (int k = 0; k < order.size(); ++k) {
+      if (k < most) kept.push_back(free_[order[k]]);
+      Meet(WithOneMore(required, free_[order[k]]), found[order[k]]);
     }
+    std::sort(kept.begin(), kept.end());
+    free_ = kept;
+  }
+
+  // Scores all sets of up to so many parents beside those required.
+  void TryAll(int most) {
+    const CaseColumns& cases = scores_.Cases();
+    const auto hasMissing = [&](int other) { return cases.HasMissing(other); };
+    hasBounds_ = !hasMissing(node_) && std::ranges::none_of(free_, hasMissing) &&
+                 std::ranges::none_of(rules_.Required(node_), hasMissing);
+    const Vector<int>& required = rules_.Required(node_);
+    most_ = std::min(required.size() + std::min(most, free_.size()), rules_.MostParents());
+    TryLarger(required, 0, scores_.Score(node_, required));
+  }
+
+  // Tries the best set with any of the free parents added, so many times.
+  void TryBest(int numSteps) {
+    std::priority_queue<Open, Vector<Open>> open;
+    for (const auto& [set, score] : met_) open.push({score, &set});
+    while (numSteps > 0 && !open.empty() && scores_.IsReady()) {
+      const Vector<int>& set = *open.top().set;
+      open.pop();
+      if (set.size() >= rules_.MostParents()) continue;
+      Vector<int> more;
+      for (int other : free_)
+        if (!std::binary_search(set.begin(), set.end(), other) && !met_.contains(WithOneMore(set, other)))
+          more.push_back(other);
+      if (more.empty()) continue;
+      Vector<double> found(more.size());
+      scores_.ScoreToggled(node_, set, more, found.data());
+      for (int k = 0; k < more.size(); ++k) open.push({found[k], &Meet(WithOneMore(set, more[k]), found[k])});
+      --numSteps;
+    }
+  }
+
+  ParentSets List() const {
     ParentSetList list;
     for (const auto& [set, score] : met_) list.Add(set, score);
     return list.Sorted();
@@ -94,50 +92,79 @@ class BestSets {
   struct Open {
     double score;
     const Vector<int>* set;
-    bool operator<(const Open& other) const { return score != other.score ? score < other.score : *set > *other.set; }
+    bool operator<(const Open& other) const {
+      return score != other.score ? score < other.score : *set > *other.set;
+    }
   };
   using Met = std::map<Vector<int>, double, std::less<>, CountingAllocator<std::pair<const Vector<int>, double>>>;
 
-  void Meet(const Vector<int>& set, double score) {
-    const auto [place, isNew] = met_.emplace(set, score);
-    if (isNew && set.size() < most_) open_.push({score, &place->first});
-  }
+  const Vector<int>& Meet(const Vector<int>& set, double score) { return met_.emplace(set, score).first->first; }
 
-  void ChooseCandidates(const Vector<int>& required, Vector<int> free, int most) {
-    if (required.size() >= most_) return;
-    Vector<double> found(free.size());
-    scores_.ScoreToggled(node_, required, free, found.data());
-    Vector<int> order(free.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return found[a] > found[b]; });
-    for (int k = 0; k < std::min(most, order.size()); ++k) candidates_.push_back(free[order[k]]);
-  }
-
-  void TryMore(const Vector<int>& set) {
-    Vector<int> more;
-    for (int candidate : candidates_)
-      if (!std::binary_search(set.begin(), set.end(), candidate)) more.push_back(candidate);
+  // Each set is made from the one without its last free parent.
+  void TryLarger(const Vector<int>& set, int firstFree, double score) {
+    if (set.size() >= most_) return;
+    Vector<int> more, places;
+    const double penalty = scores_.Penalty(node_, set);
+    for (int k = firstFree; k < free_.size(); ++k) {
+      const double added = scores_.Penalty(node_, WithOneMore(set, free_[k])) - penalty;
+      if (hasBounds_ && added >= -(score + penalty)) continue;
+      more.push_back(free_[k]);
+      places.push_back(k);
+    }
+    if (more.empty() || !scores_.IsReady()) return;
     Vector<double> found(more.size());
     scores_.ScoreToggled(node_, set, more, found.data());
-    for (int k = 0; k < more.size(); ++k) Meet(WithOneMore(set, more[k]), found[k]);
+    for (int k = 0; k < more.size(); ++k) TryLarger(Meet(WithOneMore(set, more[k]), found[k]), places[k] + 1, found[k]);
   }
 
   FamilyScores& scores_;
-  const int node_, most_;
-  Vector<int> candidates_;
+  const LinkRules& rules_;
+  const int node_;
+  int most_ = 0;
+  Vector<int> free_;
+  bool hasBounds_ = false;
   Met met_;
-  std::priority_queue<Open, Vector<Open>> open_;
 };
+
+// Of up to so many out of n.
+double NumSets(int n, int most) {
+  double sum = 1, ofSize = 1;
+  for (int size = 1; size <= std::min(most, n); ++size) sum += ofSize = ofSize * (n - size + 1) / size;
+  return sum;
+}
 
 }  // namespace
 
 ParentSets AllParentSets(FamilyScores& scores, const LinkRules& rules, int node) {
-  return AllSets(scores, rules, node).Find(rules.Required(node));
+  SetLister lister(scores, rules, node);
+  lister.Begin({});
+  lister.TryAll(rules.MostParents());
+  return lister.List();
 }
 
 ParentSets BestParentSets(FamilyScores& scores, const LinkRules& rules, int node, const SetSearch& search,
                           std::span<const Vector<int>> begun) {
-  return BestSets(scores, node, rules.MostParents()).Find(rules, search, begun);
+  SetLister lister(scores, rules, node);
+  lister.Begin(begun);
+  lister.KeepBestParents(search.mostCandidates);
+  lister.TryAll(search.sizeOfAll);
+  lister.TryBest(search.mostSteps);
+  return lister.List();
+}
+
+SetSearch ChooseSetSearch(double setsPerNode, int numNodes) {
+  constexpr int LEAST_CANDIDATES = 15, LARGEST_OF_ALL = 4, MOST_STEPS = 150;
+  SetSearch search = {numNodes, 2, 0};
+  for (int size = LARGEST_OF_ALL; size > 2; --size) {
+    if (NumSets(numNodes - 1, size) > setsPerNode) continue;
+    search.sizeOfAll = size;
+    break;
+  }
+  while (search.mostCandidates > LEAST_CANDIDATES && NumSets(search.mostCandidates, 2) > setsPerNode)
+    --search.mostCandidates;
+  const double steps = setsPerNode / std::max(search.mostCandidates, 1);
+  search.mostSteps = static_cast<int>(std::min<double>(steps, MOST_STEPS));
+  return search;
 }
 
 }  // namespace bravic::engine

@@ -13,12 +13,14 @@ namespace bravic::engine {
 // present.
 ParentSets AllParentSets(FamilyScores& scores, const LinkRules& rules, int node);
 
-// The sets met on the way from the required parents alone, where the best set that was met is tried with each of the
-// candidates added, so many times. Candidates are the nodes that gain most alone. begun: sets that are listed in any
-// case.
+// Fewer, among as many candidates as gain most alone: all sets of up to so many candidates, and those met where the best
+// set, whatever its size, is tried with each of the candidates added, so many times.
 struct SetSearch {
-  int mostCandidates, mostSteps;
+  int mostCandidates, sizeOfAll, mostSteps;
 };
+// What scores about so many sets of each node.
+SetSearch ChooseSetSearch(double setsPerNode, int numNodes);
+// begun: sets that are listed in any case.
 ParentSets BestParentSets(FamilyScores& scores, const LinkRules& rules, int node, const SetSearch& search,
                           std::span<const Vector<int>> begun);
 

@@ -8,6 +8,7 @@
 // best net of them is then changed link by link.
 #include <algorithm>
 #include <chrono>
+#include <numeric>
 
 #include "Bn/engine/learn/CandidateSets.h"
 #include "Bn/engine/learn/OrderWalk.h"
@@ -16,10 +17,10 @@ namespace bravic::engine {
 namespace {
 
 // How far the lists and the walk go: as far as so much work, in cells counted and in places moved, lets them.
-constexpr double CELLS_FOR_LISTS = 1.5e10, PLACES_FOR_LEAPS = 2e7;
-constexpr int MOST_CANDIDATES = 30, LEAST_STEPS = 5, MOST_STEPS = 150;
-constexpr int LEAST_LEAPS = 10, NODE_LEAPS_LED_NOWHERE = 20;  // the latter in a row, for each node
-constexpr int MOST_ROUNDS = 4;
+constexpr double CELLS_FOR_LISTS = 1.5e9, LEAST_ROWS = 1000, PLACES_FOR_LEAPS = 5e6;
+constexpr int LEAST_LEAPS = 10, NODE_LEAPS_LED_NOWHERE = 10;  // the latter in a row, for each node
+constexpr int MOST_ROUNDS = 6;
+constexpr int NUM_WALKS = 6;  // at first, without those asked for
 
 class OrderSearch {
  public:
@@ -29,20 +30,23 @@ class OrderSearch {
         rules_(*search.rules),
         interrupt_(search.interrupt ? *search.interrupt : ownInterrupt_),
         n_(scores_.NumNodes()),
+        random_(search.seed),
         began_(Clock::now()) {}
 
   FoundLinks Search() {
     best_.parents = search_.start;
     best_.score = scores_.Score(search_.start);
     listed_.resize(n_);
-    for (int node = 0; node < n_; ++node) List(node, search_.start[node]);
-    order_ = ParentsFirst(search_.start);
+    ListLinks(search_.start);
+    Climb();
+    order_ = ParentsFirst(best_.parents);
     for (int round = 0; round < MOST_ROUNDS && !Stops(); ++round) {
       MakeLists();
-      Walk();
-      if (!ListNeighbours()) break;
+      Walk(round == 0 ? NUM_WALKS + search_.restarts : 1);
+      if (search_.limit) ChooseWithinLimit();
+      const bool hasNew = ListNeighbours();
+      if (!Climb() && !hasNew) break;
     }
-    if (search_.limit) KeepLimit();
     best_.steps = steps_;
     best_.status = !scores_.IsReady() ? Status::NoMemory : interrupt_.halted ? Status::Halted : Status::Done;
     return std::move(best_);
@@ -51,10 +55,15 @@ class OrderSearch {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool IsLate() const {
-    return search_.maxSeconds > 0 && std::chrono::duration<double>(Clock::now() - began_).count() >= search_.maxSeconds;
+  double SecondsSoFar() const { return std::chrono::duration<double>(Clock::now() - began_).count(); }
+  bool Stops() const {
+    if (interrupt_.halted || !scores_.IsReady()) return true;
+    return search_.maxSeconds > 0 && SecondsSoFar() >= search_.maxSeconds;
   }
-  bool Stops() const { return interrupt_.halted || !scores_.IsReady() || IsLate(); }
+
+  void ListLinks(const Links& links) {
+    for (int node = 0; node < n_; ++node) List(node, links[node]);
+  }
 
   bool List(int node, const Vector<int>& set) {
     Vector<Vector<int>>& sets = listed_[node];
@@ -65,28 +74,40 @@ class OrderSearch {
 
   // Late, what has been listed by then is all there is.
   void MakeLists() {
-    const double cellsOfStep =
-        std::max<double>(static_cast<double>(scores_.Cases().NumRows()), 1) * std::min(n_, MOST_CANDIDATES) * n_;
-    SetSearch search;
-    search.mostCandidates = MOST_CANDIDATES;
-    search.mostSteps = static_cast<int>(std::clamp<double>(CELLS_FOR_LISTS / cellsOfStep, LEAST_STEPS, MOST_STEPS));
+    const double numRows = std::max<double>(static_cast<double>(scores_.Cases().NumRows()), LEAST_ROWS);
+    SetSearch search = ChooseSetSearch(CELLS_FOR_LISTS / numRows / std::max(n_, 1), n_);
     sets_.clear();
     for (int node = 0; node < n_; ++node) {
-      if (Stops()) search.mostSteps = search.mostCandidates = 0;
+      if (Stops()) search = {};
       sets_.push_back(BestParentSets(scores_, rules_, node, search, listed_[node]));
     }
   }
 
-  void Walk() {
+  // From the best order, and from random ones.
+  void Walk(int numWalks) {
     const int numLeaps =
         static_cast<int>(std::max<double>(PLACES_FOR_LEAPS / (static_cast<double>(n_) * n_), LEAST_LEAPS));
-    for (int number = 0; number <= search_.restarts && (number == 0 || !Stops()); ++number) {
-      OrderWalk walk(sets_, order_, search_.seed + static_cast<std::uint64_t>(number), interrupt_);
+    for (int number = 0; number < numWalks && (number == 0 || !Stops()); ++number) {
+      OrderWalk walk(sets_, number == 0 ? order_ : RandomOrder(), random_.Bits(), interrupt_);
       if (!Stops()) walk.Climb();
       for (int k = 0, numNowhere = 0; k < numLeaps && numNowhere < NODE_LEAPS_LED_NOWHERE * n_ && !Stops(); ++k)
         numNowhere = walk.Leap() ? 0 : numNowhere + 1;
       Take(walk);
     }
+  }
+
+  // Of those that keep what is required.
+  Vector<int> RandomOrder() {
+    Vector<int> name(n_), place(n_);
+    std::iota(name.begin(), name.end(), 0);
+    for (int k = n_; k > 1; --k) std::swap(name[k - 1], name[random_.Below(k)]);
+    for (int k = 0; k < n_; ++k) place[name[k]] = k;
+    Links renamed(n_);
+    for (int k = 0; k < n_; ++k)
+      for (int parent : rules_.Required(name[k])) renamed[k].push_back(place[parent]);
+    Vector<int> order = ParentsFirst(renamed);
+    for (int& node : order) node = name[node];
+    return order;
   }
 
   void Take(const OrderWalk& walk) {
@@ -138,18 +159,24 @@ class OrderSearch {
     return hasNew;
   }
 
-  void KeepLimit() {
-    for (int k = orders_.size(); k-- > 0 && !Stops();) ChooseWithin(orders_[k]);
-    if (Stops()) return;
+  // Changes the best links one by one, and lists what that leads to; whether it leads anywhere.
+  bool Climb() {
+    if (Stops()) return false;
     LinkSearch changes = search_;
     changes.start = best_.parents;
     changes.restarts = 0;
-    if (changes.maxSeconds > 0) changes.maxSeconds -= std::chrono::duration<double>(Clock::now() - began_).count();
+    if (search_.maxSeconds > 0) changes.maxSeconds = search_.maxSeconds - SecondsSoFar();
     const FoundLinks found = SearchHill(changes);
-    if (found.status != Status::Done || found.score <= best_.score) return;
+    if (found.status != Status::Done || found.score <= best_.score) return false;
     best_.parents = found.parents;
     best_.score = found.score;
     steps_ += found.steps;
+    ListLinks(found.parents);
+    return true;
+  }
+
+  void ChooseWithinLimit() {
+    for (; numChosen_ < orders_.size() && !Stops(); ++numChosen_) ChooseWithin(orders_[numChosen_]);
   }
 
   void ChooseWithin(std::span<const int> order) {
@@ -180,6 +207,7 @@ class OrderSearch {
   const LinkRules& rules_;
   Interrupt ownInterrupt_, &interrupt_;
   const int n_;
+  RandomStream random_;
   const Clock::time_point began_;
 
   Vector<Vector<Vector<int>>> listed_;  // [node] sets to be listed in any case
@@ -189,7 +217,7 @@ class OrderSearch {
   Links chosen_;                // of the best walk, whatever the limit says
   double chosenScore_ = 0;
   FoundLinks best_;
-  int steps_ = 0;
+  int steps_ = 0, numChosen_ = 0;
 };
 
 }  // namespace
