@@ -18,6 +18,7 @@ void AddCompile(Program& program);
 void AddConvert(Program& program);
 void AddDecide(Program& program);
 void AddDiscretize(Program& program);
+void AddEm(Program& program);
 void AddExplain(Program& program);
 void AddFormat(Program& program);
 void AddInfer(Program& program);

@@ -32,9 +32,14 @@ struct FoundLinks {
   Links parents;
   double score = 0;
   int steps = 0;                 // changes made on the way
+  bool isBest = false;           // of all that there are, as far as the method knows
   Status status = Status::Done;  // Halted, NoMemory: nothing else is of use
 };
 
 FoundLinks SearchHill(const LinkSearch& search);
+FoundLinks SearchOrders(const LinkSearch& search);
+FoundLinks SearchExact(const LinkSearch& search);  // up to MOST_SUBSET_NODES nodes
+FoundLinks SearchTree(const LinkSearch& search);
+FoundLinks SearchTan(const LinkSearch& search);  // needs a target, which the rules give no parents
 
 }  // namespace bravic::engine
