@@ -85,6 +85,7 @@ typedef struct report_rec   *report_ns;    /* an error record */
 typedef struct filespec_rec *filespec_ns;  /* a file specification */
 typedef struct bnet         *net_bn;       /* a net */
 typedef struct bnode        *node_bn;      /* a node; belongs to one net */
+typedef struct counts_rec   *counts_bn;    /* what cases say about tables, apart from the tables */
 typedef struct nodelist_rec *nodelist_bn;  /* a list of nodes */
 typedef int   statetype;                   /* 32-bit signed state number */
 typedef float probtype;                    /* 32-bit IEEE table entry */
@@ -706,6 +707,91 @@ BRAVIC_API void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree);
    Answers 0; NO_MORE_CASES when every draw was dropped (the last one is entered); negative on failure (5542, 2102,
    2139). */
 BRAVIC_API long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws);
+
+/* ---- Learning ----
+   Counts are what cases say about tables, apart from the tables: for each of some nodes a table with an entry for every
+   configuration of its parents and state of its own, laid out as its table of probabilities (rows by the parents, first
+   parent slowest; own states fastest), node after node as they were listed, and nothing else. Counts of parts of a data
+   set add up to those of the whole, so that parts can be counted in different processes: where weights are whole numbers
+   and sum to no more than 2^53 all sums are exact, and learning by counts over any split of the cases gives the same
+   tables, bit for bit, as learning them in one go; other weights are summed up to the rounding of doubles.
+   Counts stay good while tables and findings of their net change. Once names, states or parents of their nodes have
+   changed, or the net is gone, every function but FreeCounts_bn refuses them (2702). NULL and freed counts: 2700, 2701. */
+
+/* Makes counts of 0. nodes: nature nodes of one net with states (2703), each once, one at least (2704), whose parents are
+   all there and have states (2705). The net need not be compiled.
+   Answers the counts, to be freed by FreeCounts_bn (what a host leaves is freed when the library closes); NULL on
+   failure (2706 too many entries, 2707 memory). */
+BRAVIC_API counts_bn BRAVIC_CALL NewCounts_bn(nodelist_bn nodes);
+
+/* Adds what other counts hold of the same nodes in the same order (2708), which stay as they are. Answers 0; -1 on
+   failure. */
+BRAVIC_API int BRAVIC_CALL AddCounts_bn(counts_bn counts, counts_bn more);
+
+/* Answers the number of entries; -1 on failure. */
+BRAVIC_API long BRAVIC_CALL CountsSize_bn(counts_bn counts);
+
+/* Copies all entries out, and in. values [CountsSize_bn]: node after node as above; each finite and 0 or more (2709).
+   Answer 0; -1 on failure (2612 NULL), nothing changed. */
+BRAVIC_API int BRAVIC_CALL GetCounts_bn(counts_bn counts, double *values);
+BRAVIC_API int BRAVIC_CALL SetCounts_bn(counts_bn counts, const double *values);
+
+/* Frees the counts; NULL is ignored. */
+BRAVIC_API void BRAVIC_CALL FreeCounts_bn(counts_bn counts);
+
+/* ---- Learning links ----
+   Which links explain cases best: a search among all that a net may have without a cycle, for those with the highest
+   score. Scores are sums over the nodes, of what a node's parents say of it, in natural logarithms, and higher is better:
+     0  BIC: the log likelihood at the tables that fit the cases best, less ln (N) / 2 for each free parameter, N being
+        the weight of all cases
+     1  BDeu: the probability of the cases, with a prior of so many cases spread evenly over each table (prior)
+     2  the log likelihood alone, which every further link raises
+   A node's states are those it has, whether they occur or not. Where cells are missing, a node's score is built up
+   parent by parent, those first that alone gain most: each adds by how much it improves the score of the cases in which
+   it, those before it and the node are known, scaled to all cases. So a link is judged by cases that are known with and
+   without it, and with nothing missing this is the ordinary score. */
+
+typedef struct {            /* how to search for links; 0 everywhere else than in size means the default */
+  int size;                 /* sizeof (learn_links_bn) */
+  int score;                /* 0 BIC, 1 BDeu, 2 log likelihood */
+  int method;               /* 0 hill, 1 order, 2 exact, 3 tree, 4 tan (needs target) */
+  int seed;                 /* of what is drawn at random: it binds the result, unless maxseconds cut the search */
+  int maxparents;           /* that a node may have; default: any number for hill and order, 4 for exact */
+  int numthreads;           /* default: the setting of SetThreads_ns; the result does not depend on it */
+  int keeplinks;            /* 1: start from the links there are; 0: from none */
+  int missing;              /* 0: each family by its complete cases; 1: structural EM */
+  double prior;             /* equivalent sample size of BDeu; default 1 */
+  double maxentries;        /* that the junction tree of the net, written and read again, may have; default: no limit */
+  double maxseconds;        /* default: until no step improves */
+  node_bn target;           /* of tan; the root of tree; or NULL */
+  nodelist_bn requiredfrom, requiredto, forbiddenfrom, forbiddento;   /* pairs by index; NULL: none */
+  const int *tiers;         /* one per node, as listed: no link from a later tier to an earlier one; NULL: none */
+  int restarts;             /* further searches from changed links; default: 20; negative: none */
+} learn_links_bn;
+
+/* Learns the links between some nodes of a net, and with them their tables (each row as if one case more had been seen
+   in it, spread evenly), as one change that one undo takes back. What the nodes' links and tables were before does not
+   matter, but for keeplinks.
+   nodes: nature nodes of one net with states, each once, which have no links with others. columns: nodes, each once,
+   those learned among them. states [numcases x columns]: state numbers, UNDEF_STATE where missing. weights [numcases]:
+   finite and 0 or more, or NULL: 1 each. how: see above, or NULL: all defaults. score: receives the score of the links
+   found; may be NULL. A column that never changes leaves its node without links, but for those required (warning 2759).
+   Method 0, greedy search with a tabu list and restarts, makes the best change of one link (added, removed or turned
+   round) again and again, keeping the rules and the limit on entries at every step.
+   Answers the number of steps made; negative on failure (2740 to 2758, 2450 halted, 2612 NULL), nothing changed. */
+BRAVIC_API int BRAVIC_CALL LearnLinksCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
+                                              long numcases, nodelist_bn nodes, const learn_links_bn *how,
+                                              double *score);
+
+/* The same from a case file, whose rows count as often as they say. (2114 to 2118, 2080 to 2088, 2471 besides) */
+BRAVIC_API int BRAVIC_CALL LearnLinks_bn(filespec_ns cases, nodelist_bn nodes, const learn_links_bn *how,
+                                         double *score);
+
+/* Answers the score of the links that lead to some nodes of a net. Their parents need columns, too, but need not be
+   listed. prior: of BDeu; 0: 1. Other arguments as above. undef_dbl_ns on failure. */
+BRAVIC_API double BRAVIC_CALL ScoreLinksCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
+                                                 long numcases, nodelist_bn nodes, int score, double prior);
+BRAVIC_API double BRAVIC_CALL ScoreLinks_bn(filespec_ns cases, nodelist_bn nodes, int score, double prior);
 
 /* ---- Decision networks ---- */
 

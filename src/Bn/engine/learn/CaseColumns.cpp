@@ -171,4 +171,23 @@ bool CaseColumns::MergeEqual() {
   return true;
 }
 
+void CountFamily(const CaseColumns& cases, int node, std::span<const int> parents, double* counts) {
+  std::size_t size = static_cast<std::size_t>(cases.NumStates(node));
+  for (int parent : parents) size *= static_cast<std::size_t>(cases.NumStates(parent));
+  std::fill_n(counts, size, 0.0);
+  Vector<int> family(parents.begin(), parents.end());
+  family.push_back(node);
+  for (std::ptrdiff_t row = 0; row < cases.NumRows(); ++row) {
+    std::size_t at = 0;
+    bool isComplete = true;
+    for (int member : family) {
+      const int state = cases.State(member, row), states = cases.NumStates(member);
+      isComplete = isComplete && state < states;
+      at = at * static_cast<std::size_t>(states) + static_cast<std::size_t>(state);
+    }
+    if (isComplete) counts[at] += cases.Weights() ? static_cast<double>(cases.Weights()[row]) : 1;
+  }
+  for (std::size_t k = 0; k < size; ++k) counts[k] *= cases.Unit();
+}
+
 }  // namespace bravic::engine

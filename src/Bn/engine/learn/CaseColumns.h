@@ -75,4 +75,8 @@ class CaseColumns {
   double unit_ = 1;
 };
 
+// counts [configurations of the parents x states]: the weight of the cases in which all of them are known, first parent
+// slowest.
+void CountFamily(const CaseColumns& cases, int node, std::span<const int> parents, double* counts);
+
 }  // namespace bravic::engine

@@ -31,6 +31,8 @@ class FamilyScores {
   // False without memory, from the start or since: scores then mean nothing.
   bool IsReady() const { return counter_.IsReady(); }
 
+  void SetWay(FamilyCounter::Way way) { counter_.SetWay(way); }  // to test it
+
   const CaseColumns& Cases() const { return cases_; }
   int NumNodes() const { return cases_.NumNodes(); }
   // parents in any order, each once.

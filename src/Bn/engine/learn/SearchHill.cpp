@@ -74,21 +74,25 @@ class Climber {
   double& GainOf(int from, int to) { return gains_[static_cast<std::size_t>(to) * n_ + from]; }
   bool IsParent(int from, int to) const { return std::binary_search(links_[to].begin(), links_[to].end(), from); }
 
-  // Everything anew.
+  // Rows of nodes that keep their parents stay as they are.
   void SetLinks(const Links& links) {
-    links_ = links;
+    const bool isFirst = links_.empty();
+    links_.resize(n_);
+    nodeScores_.resize(n_);
+    rowBest_.resize(n_);
     rejected_.Reset(n_);
     rejectedTurns_.Reset(n_);
-    tabuUntil_.clear();
-    rowBest_.assign(n_, {});
+    tabu_.clear();
     isStale_.assign(n_, 1);
-    nodeScores_.assign(n_, 0);
-    FindReached();
     score_ = 0;
     for (int node = 0; node < n_ && !Stops(); ++node) {
-      ScoreRow(node);
+      if (isFirst || links_[node] != links[node]) {
+        links_[node] = links[node];
+        ScoreRow(node);
+      }
       score_ += nodeScores_[node];
     }
+    FindReached();
   }
 
   void FindReached() {
@@ -120,7 +124,7 @@ class Climber {
 
   bool IsTabu(int a, int b) const {
     const Link pair = {std::min(a, b), std::max(a, b)};
-    return std::any_of(tabuUntil_.begin(), tabuUntil_.end(), [&](const Tabu& tabu) { return tabu.pair == pair; });
+    return std::any_of(tabu_.begin(), tabu_.end(), [&](const Tabu& tabu) { return tabu.pair == pair; });
   }
 
   bool HasOtherWay(int from, int to) const {
@@ -233,47 +237,53 @@ class Climber {
   }
 
   void NoteTabu(const Change& change) {
-    for (const Tabu& tabu : tabuUntil_) {
+    for (const Tabu& tabu : tabu_) {
       if (tabu.step > steps_) continue;
       isStale_[tabu.pair.from] = isStale_[tabu.pair.to] = 1;
     }
-    std::erase_if(tabuUntil_, [this](const Tabu& tabu) { return tabu.step <= steps_; });
-    tabuUntil_.push_back({{std::min(change.from, change.to), std::max(change.from, change.to)}, steps_ + TABU_STEPS});
+    std::erase_if(tabu_, [this](const Tabu& tabu) { return tabu.step <= steps_; });
+    tabu_.push_back({{std::min(change.from, change.to), std::max(change.from, change.to)}, steps_ + TABU_STEPS});
   }
 
   void Climb() {
-    for (int numNowhere = 0; numNowhere < STEPS_LED_NOWHERE && !Stops();) {
+    double reached = score_;
+    for (int numNowhere = 0; numNowhere < STEPS_LED_NOWHERE && !Stops(); ++numNowhere) {
       const Change change = FindBest();
       if (change.gain == NEVER) return;
       Make(change);
-      if (Stops() && !scores_.IsReady()) return;
-      ++numNowhere;
-      if (score_ > bestScore_ + LEAST_GAIN * std::abs(bestScore_)) {
-        best_ = links_;
-        bestScore_ = score_;
-        numNowhere = 0;
+      if (!scores_.IsReady()) return;
+      if (IsBetter(score_, reached)) {
+        reached = score_;
+        numNowhere = -1;
       }
+      if (!IsBetter(score_, bestScore_)) continue;
+      best_ = links_;
+      bestScore_ = score_;
     }
   }
 
-  // Some changes at random, whatever they lose.
+  static bool IsBetter(double score, double than) { return score > than + LEAST_GAIN * std::abs(than); }
+
+  // Some changes at random around one node, whatever they lose.
   void Shake() {
-    constexpr int LEAST_CHANGES = 4, LINKS_A_CHANGE = 8, TRIES = 20;
-    int numLinks = 0;
-    for (const Vector<int>& parents : links_) numLinks += parents.size();
-    const int wanted = LEAST_CHANGES + numLinks / LINKS_A_CHANGE;
-    for (int k = 0, made = 0; k < TRIES * wanted && made < wanted && n_ > 1 && !Stops(); ++k) {
+    constexpr int LEAST_CHANGES = 3, MORE_CHANGES = 8, TRIES = 10;
+    if (n_ < 2) return;
+    const int center = random_.Below(n_), wanted = LEAST_CHANGES + random_.Below(MORE_CHANGES);
+    Vector<int> around = links_[center];
+    around.push_back(center);
+    for (int node = 0; node < n_; ++node)
+      if (IsParent(center, node)) around.push_back(node);
+    for (int k = 0, made = 0; k < TRIES * wanted && made < wanted && !Stops(); ++k) {
       Change change;
-      change.to = random_.Below(n_);
+      change.to = around[random_.Below(around.size())];
       // Half of the tries are about links that there are.
       const Vector<int>& parents = links_[change.to];
       change.from =
           random_.Below(2) == 0 || parents.empty() ? random_.Below(n_) : parents[random_.Below(parents.size())];
       change.gain = GainOf(change.from, change.to);
       if (IsParent(change.from, change.to)) {
-        const bool turns = random_.Below(2) == 0;
-        change.kind = turns ? Change::TURN : Change::REMOVE;
-        if (turns) change.gain += GainOf(change.to, change.from);
+        change.kind = random_.Below(2) == 0 ? Change::TURN : Change::REMOVE;
+        if (change.kind == Change::TURN) change.gain += GainOf(change.to, change.from);
       }
       if (!IsFit(change) || !FitsLimit(change)) continue;
       Make(change);
@@ -302,7 +312,7 @@ class Climber {
   BitRows rejected_, rejectedTurns_;  // by child: the limit refused it, with no fewer links than there are
   Vector<Change> rowBest_;            // [child]
   Vector<unsigned char> isStale_;     // [child] whether a better change may have come into its row
-  Vector<Tabu> tabuUntil_;
+  Vector<Tabu> tabu_;
   Vector<int> others_;
   Vector<double> found_;
 };
