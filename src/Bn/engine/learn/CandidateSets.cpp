@@ -92,9 +92,7 @@ class SetLister {
   struct Open {
     double score;
     const Vector<int>* set;
-    bool operator<(const Open& other) const {
-      return score != other.score ? score < other.score : *set > *other.set;
-    }
+    bool operator<(const Open& other) const { return score != other.score ? score < other.score : *set > *other.set; }
   };
   using Met = std::map<Vector<int>, double, std::less<>, CountingAllocator<std::pair<const Vector<int>, double>>>;
 

@@ -13,8 +13,8 @@ namespace bravic::engine {
 // present.
 ParentSets AllParentSets(FamilyScores& scores, const LinkRules& rules, int node);
 
-// Fewer, among as many candidates as gain most alone: all sets of up to so many candidates, and those met where the best
-// set, whatever its size, is tried with each of the candidates added, so many times.
+// Fewer, among as many candidates as gain most alone: all sets of up to so many candidates, and those met where the
+// best set, whatever its size, is tried with each of the candidates added, so many times.
 struct SetSearch {
   int mostCandidates, sizeOfAll, mostSteps;
 };
