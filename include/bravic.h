@@ -685,6 +685,29 @@ BRAVIC_API nodelist_bn BRAVIC_CALL CaseFileNodes_bn(filespec_ns file, net_bn net
 BRAVIC_API long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double *position, long maxcases,
                                               statetype *states, long *idnums, double *freqs);
 
+/* How a net is made of a case file; 0 everywhere else than in size means the default. */
+typedef struct {
+  int size;                    /* sizeof (net_of_cases_bn) */
+  int maxstates;               /* most states of a node; default 1000 */
+  int numomitted;              /* length of omitted */
+  int numnumbers;              /* length of numbers */
+  const char *const *omitted;  /* [numomitted] columns to leave out, by their names in the file */
+  const char *const *numbers;  /* [numnumbers] columns of numbers, which become nodes to be given levels */
+} net_of_cases_bn;
+
+/* Makes a net of a case file, of any form: a nature node for each column, in their order, without links and tables. Its
+   states are the entries that occur, in order of first occurrence, also where they are numbers; missing are empty
+   entries, "*", "?", "NA" and what begins with "@". A column of numbers becomes a continuous node without states; when
+   SetNodeLevels_bn has given it intervals, its numbers are read as states of it. Names are made legal; what the file has
+   instead is kept as the texts "label" and "state N" of a node, by which case files are read. IDnum and NumCases are no
+   nodes. Columns without a name or any entry are left out, with a warning (2506). The net is a new one, to be freed by
+   FreeNet_bn.
+   name: of the net. how: NULL for all defaults.
+   NULL on failure: those of ReadCaseStates_bn for the file, bad rows included; 2500 a column twice; 2503 more states than
+   how allows; 2504 no number in a column of numbers; 2505 a column in how that the file does not have; 2507 no rows;
+   2508 no column left; 2509 to 2511 the arguments. */
+BRAVIC_API net_bn BRAVIC_CALL NewNetOfCases_bn(filespec_ns cases, const char *name, const net_of_cases_bn *how);
+
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
    learns one case. A node without a table of probabilities starts from uniform rows, and so does one with a function
    table, which it loses. updating: 0 (5540). degree: the weight of the case; negative to unlearn it (5545).
@@ -738,6 +761,68 @@ BRAVIC_API int BRAVIC_CALL SetCounts_bn(counts_bn counts, const double *values);
 
 /* Frees the counts; NULL is ignored. */
 BRAVIC_API void BRAVIC_CALL FreeCounts_bn(counts_bn counts);
+
+/* Cuts numbers into intervals, which SetNodeLevels_bn then makes the states of a node. An interval is closed below and
+   open above; the outermost bounds are -inf_dbl_ns and inf_dbl_ns, so that what later data have beyond these numbers is
+   not lost.
+   values [numvalues]: those that are undef_dbl_ns or not finite are left out. classes [numvalues]: for method 2 the
+   state of a target beside each value, 0 or more; values with a negative one are left out; else NULL. method: 0 equal
+   width; 1 equal counts, equal values staying together; 2 by the target's information (Fayyad & Irani 1993), which stops
+   where a cut saves less than it takes to describe. mostbins: the most intervals, 1 or more. bounds [mostbins + 1]:
+   receives the bounds, one more than intervals.
+   Answers the number of intervals: 1 where nothing is to be cut, as where the target has nothing to do with the values.
+   -1 on failure (2512 no value is left, 2513 to 2515 the arguments, 2516 memory). */
+BRAVIC_API long BRAVIC_CALL FindIntervals_bn(const double *values, const int *classes, long numvalues, int method,
+                                             int mostbins, double *bounds);
+
+/* Counts cases: each adds its weight to the tables of those nodes that it knows together with all their parents. The
+   net's findings are not looked at. columns: nodes of the counts' net (2710), each once, in any order; a node whose
+   family has no column is not counted. states [numcases x number of columns]: state numbers, UNDEF_STATE where missing
+   (2483, 2484, 2486). weights [numcases]: finite and 0 or more (2711), or NULL: 1 each. Takes about a nanosecond for each
+   case and node.
+   Answers 0; -1 on failure (2485, 2707, 2450 halted), the counts being as they were. */
+BRAVIC_API long BRAVIC_CALL CountCases_bn(counts_bn counts, nodelist_bn columns, const statetype *states,
+                                          const double *weights, long numcases);
+
+/* Counts cases with missing cells: where a case does not know a node and all its parents, its weight is spread over the
+   table in proportion to their joint beliefs given the case, by the tables that the net has now (the expectation of EM).
+   The net is compiled (2077); its own findings are left aside. columns: nature and decision nodes of the net (2481, 2710),
+   each once; nodes without a column are hidden in all cases. Other arguments as above. loglikelihood: receives the sum of
+   the cases' weights times the natural logarithms of their probabilities; or NULL. Impossible cases add nothing to either.
+   numthreads: 0 for as many as there are processors (2487); what is answered does not depend on it. Sums are made in
+   doubles, case by case in their order, from beliefs good to about 6 digits.
+   Answers the number of impossible cases; -1 on failure (2009, 2450 halted, 2707, 2715), the counts being as they were. */
+BRAVIC_API long BRAVIC_CALL ExpectCounts_bn(counts_bn counts, nodelist_bn columns, const statetype *states,
+                                            const double *weights, long numcases, double *loglikelihood,
+                                            int numthreads);
+
+/* Sets the tables of the nodes by the counts, whatever they were before: an entry is (count + prior / states) over its
+   row's sum, the row's experience is its counts + prior. prior: so many cases a row, spread evenly; 0 or more (2712).
+   Rows without counts, at prior 0, and rows declared impossible stay as they were; a node in which that is so of all rows
+   keeps what it has. One change for undo; the net is to be compiled again.
+   Answers 0; -1 on failure (2183), nothing changed. */
+BRAVIC_API int BRAVIC_CALL LearnCounts_bn(counts_bn counts, double prior);
+
+/* Learns tables from cases with missing cells by expectation and maximization (EM; Dempster, Laird & Rubin 1977), which
+   begins from the net's tables: again and again counts are expected (ExpectCounts_bn) and tables set by them
+   (LearnCounts_bn). The net is compiled (2077). nodes: those whose tables are learned, nature nodes of one net (2703 to
+   2706); others keep theirs. Other arguments as above; nodes without a column are hidden. A hidden node whose tables are
+   uniform stays so, since nothing tells its states apart: begin from others, as random ones.
+   maxiterations: 0 or more (2713). tolerance: iterations end when the log likelihood changes by no more than so large a
+   share of itself; 0 makes exactly maxiterations; 0 or more (2714). With a prior its logarithm is part of what is
+   compared, and what never falls is their sum. loglikelihood: receives that of the tables answered, without the prior; or
+   NULL. Uses SetThreads_ns; the tables do not depend on it.
+   One change for undo; the net is to be compiled again. Halted after the first expectation, it keeps the best tables so
+   far with a warning (2718); the progress callback is told iteration and log likelihood.
+   Answers the number of iterations made; -1 on failure (as above), nothing changed. */
+BRAVIC_API int BRAVIC_CALL LearnTablesEMCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
+                                                 long numcases, nodelist_bn nodes, int maxiterations, double tolerance,
+                                                 double prior, double *loglikelihood);
+
+/* The same from a case file, whose rows count as often as they say; its columns are those of nodes of the compiled net.
+   (2114 to 2118, 2080 to 2088, 2471, 2711 besides) */
+BRAVIC_API int BRAVIC_CALL LearnTablesEM_bn(filespec_ns cases, nodelist_bn nodes, int maxiterations, double tolerance,
+                                            double prior, double *loglikelihood);
 
 /* ---- Learning links ----
    Which links explain cases best: a search among all that a net may have without a cycle, for those with the highest

@@ -29,3 +29,4 @@ void AddScore(Program& program);
 void AddSensitivity(Program& program);
 void AddSeparated(Program& program);
 void AddShow(Program& program);
+void AddStructure(Program& program);

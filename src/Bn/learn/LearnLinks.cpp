@@ -1,6 +1,7 @@
 #include "Bn/learn/LearnLinks.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "Bn/engine/learn/SubsetSearch.h"
 #include "Bn/model/Lists.h"
@@ -125,7 +126,9 @@ Failure MakeTable(const CaseColumns& data, int node, std::span<const node_bn> no
   constexpr double PRIOR = 1, MOST_ENTRIES = 0x7FFFFFFF;
   const int numstates = data.NumStates(node);
   double rows = 1;
-  for (int parent : parents) {
+  Vector<int> inNetOrder(parents.begin(), parents.end());
+  std::sort(inNetOrder.begin(), inNetOrder.end(), [&](int a, int b) { return nodes[a]->index < nodes[b]->index; });
+  for (int parent : inNetOrder) {
     family->parents.push_back(nodes[parent]);
     rows *= data.NumStates(parent);
   }
@@ -138,7 +141,7 @@ Failure MakeTable(const CaseColumns& data, int node, std::span<const node_bn> no
   }
   if (!counts || !family->probs || !family->numcases)
     return FailMemory(NO_MEMORY_FOR_LEARNED_TABLE, size * sizeof(double), nodes[node]->name);
-  CountFamily(data, node, parents, counts.get());
+  CountFamily(data, node, inNetOrder, counts.get());
   const std::ptrdiff_t numRows = static_cast<std::ptrdiff_t>(rows);
   for (std::ptrdiff_t row = 0; row < numRows; ++row) {
     const double* count = counts.get() + row * numstates;
@@ -152,11 +155,14 @@ Failure MakeTable(const CaseColumns& data, int node, std::span<const node_bn> no
 }
 
 // All links are taken out before any comes, so that none closes a cycle on the way, and children stand in the order in
-// which the limit on entries takes them.
+// which the limit on entries takes them: that of the net.
 void Install(std::span<const node_bn> nodes, std::span<NewFamily> families) {
+  Vector<int> order(nodes.size());
+  for (int i = 0; i < order.size(); ++i) order[i] = i;
+  std::sort(order.begin(), order.end(), [&](int a, int b) { return nodes[a]->index < nodes[b]->index; });
   UndoGroup group(UNDO_GROUP, nodes[0]->innet);
-  for (node_bn node : nodes) ChangeParents(node, {}, {}, true);
-  for (int i = 0; i < Count(nodes); ++i) {
+  for (int i : order) ChangeParents(nodes[i], {}, {}, true);
+  for (int i : order) {
     ChangeParents(nodes[i], families[i].parents, {}, true);
     Relation relation;
     relation.probs = families[i].probs.release();
@@ -165,11 +171,10 @@ void Install(std::span<const node_bn> nodes, std::span<NewFamily> families) {
   }
 }
 
-// The nodes in the order of their net.
+// By their names, so that what is found depends neither on how they were listed nor on the links that there were.
 Vector<node_bn> Sorted(std::span<const node_bn> nodes) {
-  OrderedNodes(nodes[0]->innet);
   Vector<node_bn> sorted(nodes.begin(), nodes.end());
-  std::sort(sorted.begin(), sorted.end(), [](node_bn a, node_bn b) { return a->index < b->index; });
+  std::sort(sorted.begin(), sorted.end(), [](node_bn a, node_bn b) { return std::strcmp(a->name, b->name) < 0; });
   return sorted;
 }
 

@@ -11,8 +11,8 @@
 namespace bravic {
 namespace {
 
-using engine::Link;
 using engine::LinkRules;
+using engine::NetLink;
 
 constexpr int NUM_SCORES = 3, NUM_METHODS = 5;
 constexpr int EXACT_PARENTS = 4;  // that a node may have where nothing is said
@@ -61,7 +61,7 @@ Failure ForEachPair(nodelist_bn from, nodelist_bn to, const char* what, const Nu
   for (int k = 0; k < Count(froms); ++k) {
     for (node_bn node : {froms[k], tos[k]})
       if (numbering.Of(*node) < 0) return Fail(LINK_NODE_NOT_LISTED, node->name, what);
-    add(Link{numbering.Of(*froms[k]), numbering.Of(*tos[k])});
+    add(NetLink{numbering.Of(*froms[k]), numbering.Of(*tos[k])});
   }
   return nullptr;
 }
@@ -99,11 +99,11 @@ Failure SetMethodRules(const Numbering& numbering, const LinkOptions& options, L
 Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, const Numbering& numbering,
                  const engine::CaseColumns& data, LinkOptions* options) {
   LinkRules& rules = options->rules = LinkRules(Count(numbering.nodes));
-  if (Failure failure =
-          ForEachPair(how.requiredfrom, how.requiredto, "required", numbering, [&](Link link) { rules.Require(link); }))
+  if (Failure failure = ForEachPair(how.requiredfrom, how.requiredto, "required", numbering,
+                                    [&](NetLink link) { rules.Require(link); }))
     return failure;
   if (Failure failure = ForEachPair(how.forbiddenfrom, how.forbiddento, "forbidden", numbering,
-                                    [&](Link link) { rules.Forbid(link); }))
+                                    [&](NetLink link) { rules.Forbid(link); }))
     return failure;
   if (how.tiers) {
     Vector<int> tiers(listed.size());
@@ -116,7 +116,7 @@ Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, con
     rules.SetMostParents(EXACT_PARENTS);
   }
   if (Failure failure = SetMethodRules(numbering, *options, &rules)) return failure;
-  Link link;
+  NetLink link;
   const LinkRules::Fault fault = rules.FindFault(&link);
   if (fault != LinkRules::Fault::NONE) return FailRules(fault, *numbering.nodes[link.from], *numbering.nodes[link.to]);
   for (int i = 0; i < Count(numbering.nodes); ++i) {
