@@ -49,9 +49,9 @@ class ArgumentsTest : public BadCallTest {
   T Good() {
     const std::tuple<net_bn, node_bn, nodelist_bn, filespec_ns, environ_ns, report_ns, const char*, int, long, double,
                      const statetype*, const probtype*, probtype*, const double*, long*, double*, statetype*, void*,
-                     progress_ns, char*, const net_of_cases_bn*>
-        good = {net.get(), node,    parents, file,      env,     nullptr, "x",     0,       0,       1,      states,
-                row,       nullptr, levels,  &position, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+                     progress_ns, char*, const net_of_cases_bn*, const learn_links_bn*>
+        good = {net.get(), node,    parents, file,      env,     nullptr, "x",     0,       0,       1,       states,
+                row,       nullptr, levels,  &position, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
     return std::get<T>(good);
   }
 
@@ -134,6 +134,8 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(KeepNetOrder_bn));
   Open("-1", NOTHING, CALL(EstimateCompile_bn), CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
        CALL(VarianceReductions_bn), CALL(FindingImpacts_bn), CALL(BeliefSensitivity_bn), CALL(BeliefSensitivities_bn));
+  Open("-1", NOTHING, CALL(LearnLinksCases_bn), CALL(LearnLinks_bn));
+  Open("undefined", NOTHING, CALL(ScoreLinksCases_bn), CALL(ScoreLinks_bn));
   Open("-1", NOTHING, CALL(MostProbableConfigs_bn), CALL(MostProbableStates_bn));
   Open("-1", NOTHING, CALL(LearnTablesEM_bn), CALL(LearnTablesEMCases_bn));
   Open("NULL", NOTHING, CALL(NewCounts_bn), CALL(MarkovBlanket_bn), CALL(ConflictingFindings_bn));

@@ -31,4 +31,5 @@ void AddScore(Program& program);
 void AddSensitivity(Program& program);
 void AddSeparated(Program& program);
 void AddShow(Program& program);
+void AddStructure(Program& program);
 void AddValidate(Program& program);
