@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Bn/engine/learn/SubsetSearch.h"
 #include "Bn/model/Lists.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
@@ -65,20 +66,29 @@ engine::EntryLimit MakeLimit(double mostEntries, std::span<const node_bn> nodes)
   return engine::EntryLimit(mostEntries, numstates, parents, places);
 }
 
-FoundLinks Search(LinkMethod method, const engine::LinkSearch& search) {
+engine::SearchMethod FunctionOf(LinkMethod method) {
   switch (method) {
     case LinkMethod::Hill:
-      return SearchHill(search);
-    case LinkMethod::Order:
-    case LinkMethod::Exact:
-    case LinkMethod::Tree:
-    case LinkMethod::Tan:
       break;
+    case LinkMethod::Order:
+      return engine::SearchOrders;
+    case LinkMethod::Exact:
+      return engine::SearchExact;
+    case LinkMethod::Tree:
+      return engine::SearchTree;
+    case LinkMethod::Tan:
+      return engine::SearchTan;
   }
-  return {};
+  return engine::SearchHill;
 }
 
-Failure FindLinks(const CaseColumns& data, LinkOptions* options, std::span<const node_bn> nodes, FoundLinks* found) {
+Failure FailForMemory(const LinkOptions& options, int numNodes) {
+  const double bytes = options.method == LinkMethod::Exact ? engine::SubsetSearchBytes(numNodes) : 0;
+  return FailMemory(NO_MEMORY_FOR_LINKS, bytes, numNodes);
+}
+
+Failure FindLinks(const CaseColumns& data, LinkOptions* options, std::span<const node_bn> nodes, FoundLinks* found,
+                  Owned<CaseColumns>* completed) {
   engine::LinkSearch& search = options->search;
   engine::EntryLimit limit = MakeLimit(options->mostEntries, nodes);
   if (options->mostEntries > 0) {
@@ -95,9 +105,13 @@ Failure FindLinks(const CaseColumns& data, LinkOptions* options, std::span<const
   search.scores = &scores;
   search.rules = &options->rules;
   search.interrupt = &interrupt;
-  if (scores.IsReady()) *found = Search(options->method, search);
-  if (!scores.IsReady() || found->status == engine::Status::NoMemory)
-    return FailMemory(NO_MEMORY_FOR_LINKS, 0, Count(nodes));
+  const engine::SearchMethod method = FunctionOf(options->method);
+  if (scores.IsReady() && options->fillsMissing) {
+    *found = SearchMissing(search, method, {options->score, options->prior, options->numThreads}, completed);
+  } else if (scores.IsReady()) {
+    *found = method(search);
+  }
+  if (!scores.IsReady() || found->status == engine::Status::NoMemory) return FailForMemory(*options, Count(nodes));
   return found->status == engine::Status::Halted ? FailHalted() : nullptr;
 }
 
@@ -172,14 +186,19 @@ Failure LearnNow(const LinkSource& source, std::span<const node_bn> listed, cons
   if (Failure failure = Take(source, nodes, &data)) return failure;
   LinkOptions options;
   if (Failure failure = SetOptions(how, listed, nodes, data, &options)) return failure;
-  if (options.method != LinkMethod::Hill || options.fillsMissing) return Fail(LINK_METHOD_MISSING);
-  if (Failure failure = FindLinks(data, &options, nodes, found)) return failure;
+  bool hasMissing = false;
+  for (int i = 0; i < nodes.size(); ++i) hasMissing = hasMissing || data.HasMissing(i);
+  options.fillsMissing = options.fillsMissing && hasMissing;
+  Owned<CaseColumns> completed;
+  if (Failure failure = FindLinks(data, &options, nodes, found, &completed)) return failure;
   Vector<NewFamily> families(nodes.size());
   for (int i = 0; i < nodes.size(); ++i)
-    if (Failure failure = MakeTable(data, i, nodes, found->parents[i], &families[i])) return failure;
+    if (Failure failure = MakeTable(completed ? *completed : data, i, nodes, found->parents[i], &families[i]))
+      return failure;
   Install(nodes, families);
   for (int i = 0; i < nodes.size(); ++i)
     if (data.IsConstant(i)) Report(CONSTANT_COLUMN, nodes[i]->name);
+  if (options.method == LinkMethod::Exact && !found->isBest) Report(NOT_EXACT_WITHIN_ENTRIES, options.mostEntries);
   return nullptr;
 }
 

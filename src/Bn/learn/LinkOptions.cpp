@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "Bn/engine/learn/SubsetSearch.h"
 #include "Bn/model/Lists.h"
 #include "Win_Face/Threads.h"
 
@@ -81,6 +82,20 @@ Failure FailRules(LinkRules::Fault fault, const bnode& from, const bnode& to) {
   return nullptr;
 }
 
+// What follows from the method alone.
+Failure SetMethodRules(const Numbering& numbering, const LinkOptions& options, LinkRules* rules) {
+  const int n = Count(numbering.nodes), target = options.search.target;
+  if (options.method == LinkMethod::Exact && n > engine::MOST_SUBSET_NODES)
+    return Fail(TOO_MANY_NODES_FOR_EXACT, n, engine::MOST_SUBSET_NODES);
+  if (options.method == LinkMethod::Tree) rules->SetMostParents(1);
+  if (options.method != LinkMethod::Tan) return nullptr;
+  rules->SetMostParents(std::min(rules->MostParents(), 2));
+  if (!rules->Required(target).empty())
+    return Fail(TARGET_WITH_PARENT, numbering.nodes[rules->Required(target)[0]]->name, numbering.nodes[target]->name);
+  for (int node = 0; node < n; ++node) rules->Forbid({node, target});
+  return nullptr;
+}
+
 Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, const Numbering& numbering,
                  const engine::CaseColumns& data, LinkOptions* options) {
   LinkRules& rules = options->rules = LinkRules(Count(numbering.nodes));
@@ -100,6 +115,7 @@ Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, con
   } else if (options->method == LinkMethod::Exact) {
     rules.SetMostParents(EXACT_PARENTS);
   }
+  if (Failure failure = SetMethodRules(numbering, *options, &rules)) return failure;
   NetLink link;
   const LinkRules::Fault fault = rules.FindFault(&link);
   if (fault != LinkRules::Fault::NONE) return FailRules(fault, *numbering.nodes[link.from], *numbering.nodes[link.to]);
@@ -113,11 +129,13 @@ Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, con
 Failure SetStart(const learn_links_bn& how, const Numbering& numbering, const engine::CaseColumns& data,
                  LinkOptions* options) {
   const LinkRules& rules = options->rules;
+  const bool keepsLinks =
+      how.keeplinks && (options->method == LinkMethod::Hill || options->method == LinkMethod::Order);
   engine::Links& start = options->search.start;
   start.resize(numbering.nodes.size());
   for (int i = 0; i < start.size(); ++i) {
     start[i] = rules.Required(i);
-    if (!how.keeplinks) continue;
+    if (!keepsLinks) continue;
     for (node_bn parent : Entries(numbering.nodes[i]->preds)) {
       const int from = numbering.Of(*parent);
       if (data.IsConstant(i) || data.IsConstant(from) || rules.Requires(from, i)) continue;
