@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import _thread
 import os
+import pathlib
 import signal
 import subprocess
 import sys
@@ -130,7 +131,7 @@ def test_waiting_for_the_library_can_be_interrupted() -> None:
     assert not thread.is_alive()
 
 
-def test_children_of_a_fork_can_work() -> None:
+def test_children_of_a_fork_can_work(tmp_path: pathlib.Path) -> None:
     code = """
         import multiprocessing, bravic
         net = bravic.Net(); net.add_node("A", 2, table=[0.25, 0.75])
@@ -138,10 +139,10 @@ def test_children_of_a_fork_can_work() -> None:
         with multiprocessing.get_context("fork").Pool(2) as pool:
             assert pool.map(ask, range(4)) == [[0.25, 0.75]] * 4
     """
-    subprocess.run([sys.executable, "-W", "ignore", "-c", textwrap.dedent(code)], check=True, timeout=60)
+    subprocess.run([sys.executable, "-W", "ignore", "-c", textwrap.dedent(code)], check=True, timeout=60, cwd=tmp_path)
 
 
-def test_nets_alive_at_exit_say_nothing() -> None:
+def test_nets_alive_at_exit_say_nothing(tmp_path: pathlib.Path) -> None:
     code = "import bravic; net = bravic.Net(); node = net.add_node('A', 2); print(bravic.__version__)"
-    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True, timeout=60)
+    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True, timeout=60, cwd=tmp_path)
     assert done.stderr == "" and done.stdout.strip() == bravic.__version__
