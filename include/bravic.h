@@ -796,7 +796,8 @@ BRAVIC_API int BRAVIC_CALL RedoLastChange_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL BeginChanges_bn(net_bn net);
 
 /* keep: 1; with 0 all that was changed since is taken back, and what could be undone and redone before still can. Until
-   then the net can be neither undone nor redone (2692), and the depth of undo not be set (2693).
+   then the net can be neither undone nor redone (2692), and the depth of undo not be
+   changed (2693).
    Answers 1 where something was changed, else 0; negative on failure (2691 nothing was begun). */
 BRAVIC_API int BRAVIC_CALL EndChanges_bn(net_bn net, int keep);
 

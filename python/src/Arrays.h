@@ -44,7 +44,8 @@ class Array {
   T* Data() const { return static_cast<T*>(view_.buf); }
   long long Size() const { return view_.len / static_cast<Py_ssize_t>(sizeof(T)); }
   void CheckSize(double wanted) const {
-    if (view_.obj && static_cast<double>(Size()) != wanted) throw nb::value_error("an array of another size than expected");
+    if (view_.obj && static_cast<double>(Size()) != wanted)
+      throw nb::value_error("an array of another size than expected");
   }
 
  private:

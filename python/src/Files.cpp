@@ -85,9 +85,8 @@ void BindFiles(nb::module_& module, NetClass& bound) {
   });
   module.def("read_text", [](nb::bytes text, const Text& format, const Text& name) {
     const char *zFormat = OrNull(format), *zName = OrNull(name);
-    return Read([&] {
-      return ReadNetFormatText_bn(text.c_str(), static_cast<long>(text.size()), zFormat, zName, Env());
-    });
+    return Read(
+        [&] { return ReadNetFormatText_bn(text.c_str(), static_cast<long>(text.size()), zFormat, zName, Env()); });
   });
   bound
       .def("save",

@@ -8,16 +8,6 @@ namespace binding {
 namespace {
 
 // Answers at once where beliefs are there; else other threads run meanwhile.
-template <class Question>
-auto AskCompiled(Net& net, Question&& question, int expected = 0) {
-  return AskLong(
-      [&] {
-        CompileNet_bn(net.Get());
-        return question();
-      },
-      expected);
-}
-
 void GetBeliefs(Net& net, Key key, nb::handle object) {
   const Array<float> beliefs(object, true);
   const auto copy = [&] {
@@ -101,7 +91,8 @@ void GetLikelihood(Net& net, Key key, nb::handle object) {
   Ask([&] {
     node_bn node = net.At(key);
     likelihood.CheckSize(GetNodeNumberStates_bn(node));
-    std::memcpy(likelihood.Data(), GetNodeLikelihood_bn(node), sizeof(float) * static_cast<std::size_t>(likelihood.Size()));
+    std::memcpy(likelihood.Data(), GetNodeLikelihood_bn(node),
+                sizeof(float) * static_cast<std::size_t>(likelihood.Size()));
   });
 }
 
@@ -122,13 +113,14 @@ void BindFindings(NetClass& bound) {
   BindSteps(bound);
   bound.def("compile", [](Net& net) { AskLong([&] { CompileNet_bn(net.Get()); }); })
       .def("enter_state", [](Net& net, Key node, int state) { AskLong([&] { EnterFinding_bn(net.At(node), state); }); })
-      .def("enter_not", [](Net& net, Key node, int state) { AskLong([&] { EnterFindingNot_bn(net.At(node), state); }); })
-      .def("enter_value", [](Net& net, Key node, double value) { AskLong([&] { EnterNodeValue_bn(net.At(node), value); }); })
+      .def("enter_not",
+           [](Net& net, Key node, int state) { AskLong([&] { EnterFindingNot_bn(net.At(node), state); }); })
+      .def("enter_value",
+           [](Net& net, Key node, double value) { AskLong([&] { EnterNodeValue_bn(net.At(node), value); }); })
       .def("enter_likelihood", EnterLikelihood)
       .def("likelihood", GetLikelihood)
       .def("finding", [](Net& net, Key node) { return Ask([&] { return FindingOf(net.At(node)); }); })
-      .def("value",
-           [](Net& net, Key node) { return Number(Ask([&] { return ValueOf(net.At(node)); })); })
+      .def("value", [](Net& net, Key node) { return Number(Ask([&] { return ValueOf(net.At(node)); })); })
       .def("retract", [](Net& net, Key node) { AskLong([&] { RetractNodeFindings_bn(net.At(node)); }); })
       .def("retract_all", [](Net& net) { AskLong([&] { RetractAllFindings_bn(net.Get()); }); })
       .def("found",
@@ -147,12 +139,18 @@ void BindFindings(NetClass& bound) {
       .def("beliefs", GetBeliefs)
       .def("all_beliefs", AllBeliefs)
       .def("probability",
-           [](Net& net) { return AskCompiled(net, [&] { return CaseProbability_bn(net.Get()); }, CONTRADICTION); })
-      .def("log_probability", [](Net& net) {
-        return Infinite(AskCompiled(net, [&] { return CaseLogProbability_bn(net.Get()); }, CONTRADICTION));
-      })
+           [](Net& net) {
+             return AskCompiled(
+                 net, [&] { return CaseProbability_bn(net.Get()); }, CONTRADICTION);
+           })
+      .def("log_probability",
+           [](Net& net) {
+             return Infinite(AskCompiled(
+                 net, [&] { return CaseLogProbability_bn(net.Get()); }, CONTRADICTION));
+           })
       .def("find_order", [](Net& net, double seconds) { AskLong([&] { FindElimOrder_bn(net.Get(), seconds); }); })
-      .def("tree_report", [](Net& net) { return AskCompiled(net, [&] { return Text(JunctionTreeReport_bn(net.Get())); }); })
+      .def("tree_report",
+           [](Net& net) { return AskCompiled(net, [&] { return Text(JunctionTreeReport_bn(net.Get())); }); })
       .def("estimate", [](Net& net) {
         double sizes[3] = {};
         AskLong([&] { EstimateCompile_bn(net.Get(), sizes, sizes + 1, sizes + 2); });

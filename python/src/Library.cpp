@@ -79,7 +79,8 @@ void FreeThoseLeft() {
 
 std::vector<Record> TakeRecords() {
   std::vector<Record> records;
-  for (report_ns error = GetError_ns(theEnviron, NOTICE, nullptr); error; error = GetError_ns(theEnviron, NOTICE, error))
+  for (report_ns error = GetError_ns(theEnviron, NOTICE, nullptr); error;
+       error = GetError_ns(theEnviron, NOTICE, error))
     records.push_back({ErrorNumber_ns(error), ErrorDanger_ns(error), ErrorMessage_ns(error)});
   ClearErrors_ns(theEnviron, ALL);
   return records;
@@ -229,9 +230,7 @@ void BindLibrary(nb::module_& module) {
                                 nb::arg("after_in_parent") = nb::cpp_function(AfterFork),
                                 nb::arg("after_in_child") = nb::cpp_function(AfterFork));
   }
-  module.def("version", [] {
-    return Ask([] { return GetBravicVersion_bn(Env(), nullptr); });
-  });
+  module.def("version", [] { return Ask([] { return GetBravicVersion_bn(Env(), nullptr); }); });
   module.def("seed", [](int seed) { Ask([&] { SeedRandom_ns(seed, Env()); }); });
   module.def("set_threads", [](int threads) { return Ask([&] { return SetThreads_ns(threads, Env()); }); });
   module.def("set_listener", SetListener, nb::arg("listener").none());

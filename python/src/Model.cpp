@@ -7,7 +7,6 @@
 namespace binding {
 namespace {
 
-// Rows of the tables of attributes below.
 using GetText = const char*(BRAVIC_CALL*)(node_bn);
 using SetText = int(BRAVIC_CALL*)(node_bn, const char*);
 using GetNetText = const char*(BRAVIC_CALL*)(net_bn);
@@ -54,7 +53,8 @@ void SetStateNames(Net& net, Key key, const std::vector<Text>& names) {
       const char* old = GetNodeStateName_bn(node, i);
       if (*old && name != old) SetNodeStateName_bn(node, i, ("between_names_" + std::to_string(i)).c_str());
     }
-    for (int i = 0; i < count && !Failed(); ++i) SetNodeStateName_bn(node, i, names[static_cast<std::size_t>(i)].bytes.c_str());
+    for (int i = 0; i < count && !Failed(); ++i)
+      SetNodeStateName_bn(node, i, names[static_cast<std::size_t>(i)].bytes.c_str());
   });
 }
 
@@ -150,18 +150,12 @@ void BindNodes(NetClass& bound) {
                return false;
              }
            })
-      .def("add_link", [](Net& net, Key parent, Key child) {
-        Ask([&] { AddLink_bn(net.At(parent), net.At(child)); });
-      })
-      .def("delete_link", [](Net& net, int link, Key child) {
-        Ask([&] { DeleteLink_bn(link, net.At(child)); });
-      })
-      .def("switch_parent", [](Net& net, int link, Key child, Key parent) {
-        Ask([&] { SwitchNodeParent_bn(link, net.At(child), net.At(parent)); });
-      })
-      .def("reverse_link", [](Net& net, Key parent, Key child) {
-        AskLong([&] { ReverseLink_bn(net.At(parent), net.At(child)); });
-      })
+      .def("add_link", [](Net& net, Key parent, Key child) { Ask([&] { AddLink_bn(net.At(parent), net.At(child)); }); })
+      .def("delete_link", [](Net& net, int link, Key child) { Ask([&] { DeleteLink_bn(link, net.At(child)); }); })
+      .def("switch_parent", [](Net& net, int link, Key child,
+                               Key parent) { Ask([&] { SwitchNodeParent_bn(link, net.At(child), net.At(parent)); }); })
+      .def("reverse_link",
+           [](Net& net, Key parent, Key child) { AskLong([&] { ReverseLink_bn(net.At(parent), net.At(child)); }); })
       .def("absorb",
            [](Net& net, const std::vector<Key>& keys) {
              AskLong([&] {
@@ -246,8 +240,7 @@ void BindAttributes(NetClass& bound) {
                return done == 1;
              });
            })
-      .def("set_undo_depth",
-           [](Net& net, int depth) { return Ask([&] { return SetUndoDepth_bn(depth, net.Get()); }); })
+      .def("set_undo_depth", [](Net& net, int depth) { return Ask([&] { return SetUndoDepth_bn(depth, net.Get()); }); })
       .def("free", &Net::Free)
       .def("is_free", &Net::IsFree);
 }

@@ -1,5 +1,5 @@
-// The compiled module bravic._bravic: functions of bravic.h on nets and numbers of nodes, without any comfort. Comfort is
-// in the Python sources beside it.
+// The compiled module bravic._bravic: functions of bravic.h on nets and numbers of nodes, without any comfort. Comfort
+// is in the Python sources beside it.
 #include "Net.h"
 
 NB_MODULE(_bravic, module) {

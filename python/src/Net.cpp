@@ -8,12 +8,18 @@ Net::Net(net_bn net) : net_(net) {
   if (!net) throw Refusal{NET_GONE, 5, "no net"};
 }
 
+// Nobody else uses it by then.
+Net::~Net() {
+  FreeLater(net_);
+}
+
 void Net::Free() {
-  net_bn net = net_;
-  net_ = nullptr;
-  nodes_.clear();
-  keys_.clear();
-  FreeLater(net);
+  Ask([&] {
+    FreeNet_bn(net_);
+    net_ = nullptr;
+    nodes_.clear();
+    keys_.clear();
+  });
 }
 
 net_bn Net::Get() const {

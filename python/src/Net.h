@@ -1,6 +1,6 @@
-// A net as Python holds it. Its nodes are numbers, which are given once and never again: a number whose node was deleted,
-// or whose addition was taken back, stays without a node, and using it is refused. So no handle can dangle, whatever
-// happens to the library's own records.
+// A net as Python holds it. Its nodes are numbers, which are given once and never again: a number whose node was
+// deleted, or whose addition was taken back, stays without a node, and using it is refused. So no handle can dangle,
+// whatever happens to the library's own records.
 #pragma once
 
 #include <unordered_map>
@@ -17,7 +17,7 @@ constexpr Key NO_NODE = -1;  // none, or a placeholder
 class Net {
  public:
   explicit Net(net_bn net);
-  ~Net() { Free(); }
+  ~Net();
   Net(const Net&) = delete;
   Net& operator=(const Net&) = delete;
   void Free();
@@ -26,7 +26,7 @@ class Net {
   // All of these within a call; they throw a Refusal where net or node are gone.
   net_bn Get() const;
   node_bn At(Key key) const;
-  Key KeyOf(node_bn node);      // of a node of this net
+  Key KeyOf(node_bn node);        // of a node of this net
   Key KeyOfParent(node_bn node);  // NO_NODE for a placeholder
   std::vector<Key> KeysOf(nodelist_bn nodes);
   void Forget(Key key);
@@ -68,6 +68,17 @@ class Change {
  private:
   net_bn net_;
 };
+
+// Asks what needs a compiled net, which it stays.
+template <class Question>
+auto AskCompiled(Net& net, Question&& question, int expected = 0) {
+  return AskLong(
+      [&] {
+        CompileNet_bn(net.Get());
+        return question();
+      },
+      expected);
+}
 
 double NumberOfRows(node_bn node);
 // The configurations of a node's parents, in the order of its rows.

@@ -1,27 +1,23 @@
 // What is asked beyond beliefs, and decisions.
 #include <nanobind/stl/vector.h>
 
+#include <algorithm>
+
 #include "Net.h"
 
 namespace binding {
 namespace {
-
-template <class Question>
-auto AskCompiled(Net& net, Question&& question, int expected = 0) {
-  return AskLong(
-      [&] {
-        CompileNet_bn(net.Get());
-        return question();
-      },
-      expected);
-}
 
 // (configurations [n x nodes], probabilities [n])
 nb::tuple BestConfigs(Net& net, int count) {
   std::vector<statetype> states;
   std::vector<double> probs;
   const int nodes = AskCompiled(net, [&] {
-    const int length = LengthNodeList_bn(GetNetNodes_bn(net.Get()));
+    const nodelist_bn all = GetNetNodes_bn(net.Get());
+    const int length = LengthNodeList_bn(all);
+    double most = 1;  // no more than there are
+    for (int i = 0; i < length && most < count; ++i) most *= std::max(GetNodeNumberStates_bn(NthNode_bn(all, i)), 1);
+    count = static_cast<int>(std::min<double>(count, most));
     states.resize(static_cast<std::size_t>(length) * static_cast<std::size_t>(count) + 1);
     probs.resize(static_cast<std::size_t>(count) + 1);
     const int found = MostProbableConfigs_bn(net.Get(), count, states.data(), probs.data());
@@ -104,23 +100,18 @@ void BindQuestions(NetClass& bound) {
              });
            })
       .def("blanket",
-           [](Net& net, Key node) {
-             return Ask([&] { return net.KeysOf(NodeList(MarkovBlanket_bn(net.At(node)))); });
-           })
+           [](Net& net, Key node) { return Ask([&] { return net.KeysOf(NodeList(MarkovBlanket_bn(net.At(node)))); }); })
       .def("conflicting", Conflicting)
-      .def("conflict", [](Net& net) { return Infinite(AskCompiled(net, [&] { return FindingsConflict_bn(net.Get()); })); })
+      .def("conflict",
+           [](Net& net) { return Infinite(AskCompiled(net, [&] { return FindingsConflict_bn(net.Get()); })); })
       .def("impacts", Impacts)
       .def("sensitivities", Sensitivities)
-      .def("solve", [](Net& net, int method) {
-        return AskLong([&] { return SolveDecisions_bn(net.Get(), method); });
-      })
+      .def("solve", [](Net& net, int method) { return AskLong([&] { return SolveDecisions_bn(net.Get(), method); }); })
       .def("value_of_observing",
            [](Net& net, Key node, Key decision) {
              return AskLong([&] { return ValueOfObserving_bn(net.At(node), net.At(decision)); });
            })
-      .def("expected_utility", [](Net& net) {
-        return AskLong([&] { return GetExpectedUtility_bn(net.Get()); });
-      });
+      .def("expected_utility", [](Net& net) { return AskLong([&] { return GetExpectedUtility_bn(net.Get()); }); });
 }
 
 }  // namespace binding

@@ -122,6 +122,7 @@ def test_answers_are_those_of_the_enumerated_joint(seed: int) -> None:
     product = pair.sum(1, keepdims=True) * pair.sum(0, keepdims=True)
     assert net.information("N0", ["N1"])["N1"] == pytest.approx((pair * np.log2(pair / product)).sum(), abs=1e-6)
     best = net.mpe(count=3)
+    assert len(net.mpe(count=2**31 - 1)) == np.count_nonzero(joint)
     assert [b.probability / net.probability for b in best] == pytest.approx(sorted(joint.ravel())[::-1][:3], rel=1e-5)
     explained = net.explain("N0", 0)
     assert explained.belief == pytest.approx(pair.sum(1)[0], abs=1e-6) and set(explained.without) == {"N3", "N5"}

@@ -72,6 +72,7 @@ def test_what_fails_halfway_is_taken_back(lawn: bravic.Net) -> None:
         lawn.enter(Rain="yes", Sprinkler=7)
     with pytest.raises(ZeroDivisionError), lawn.change():
         lawn["Rain"].title = "half"
+        assert len(bravic.Net("Meanwhile")) == 0
         lawn.delete("Grass")
         1 / 0
     with pytest.raises(bravic.Error):

@@ -211,6 +211,7 @@ TEST_F(UndoWalkTest, WhatIsPutTogetherIsNotUndoneHalfway) {
   EXPECT_EQ(UndoLastChange_bn(net.get()), -1);
   EXPECT_EQ(RedoLastChange_bn(net.get()), -1);
   EXPECT_EQ(SetUndoDepth_bn(0, net.get()), -1);
+  EXPECT_EQ(SetUndoDepth_bn(1, net.get()), 1);
   EXPECT_EQ(SetUndoDepth_bn(-1, net.get()), 1);
   net = Net(NewNet_bn("Test", env));  // the open one is freed
   EXPECT_EQ(SetUndoDepth_bn(0, net.get()), 1);

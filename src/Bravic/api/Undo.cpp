@@ -60,7 +60,7 @@ int BRAVIC_CALL SetUndoDepth_bn(int depth, net_bn net) {
     return -1;
   }
   if (!call.CheckNet(net)) return -1;
-  if (depth >= 0 && AnyStepOpen()) {
+  if (depth >= 0 && depth != UndoDepth() && AnyStepOpen()) {
     Report(DEPTH_WITHIN_CHANGES);
     return -1;
   }
