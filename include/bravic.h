@@ -85,6 +85,7 @@ typedef struct report_rec   *report_ns;    /* an error record */
 typedef struct filespec_rec *filespec_ns;  /* a file specification */
 typedef struct bnet         *net_bn;       /* a net */
 typedef struct bnode        *node_bn;      /* a node; belongs to one net */
+typedef struct counts_rec   *counts_bn;    /* what cases say about tables, apart from the tables */
 typedef struct nodelist_rec *nodelist_bn;  /* a list of nodes */
 typedef int   statetype;                   /* 32-bit signed state number */
 typedef float probtype;                    /* 32-bit IEEE table entry */
@@ -706,6 +707,140 @@ BRAVIC_API void BRAVIC_CALL FadeProbs_bn(node_bn node, double degree);
    Answers 0; NO_MORE_CASES when every draw was dropped (the last one is entered); negative on failure (5542, 2102,
    2139). */
 BRAVIC_API long BRAVIC_CALL RandomCase_bn(nodelist_bn nodes, int method, double maxdraws);
+
+/* ---- Learning ----
+   Counts are what cases say about tables, apart from the tables: for each of some nodes a table with an entry for every
+   configuration of its parents and state of its own, laid out as its table of probabilities (rows by the parents, first
+   parent slowest; own states fastest), node after node as they were listed, and nothing else. Counts of parts of a data
+   set add up to those of the whole, so that parts can be counted in different processes: where weights are whole numbers
+   and sum to no more than 2^53 all sums are exact, and learning by counts over any split of the cases gives the same
+   tables, bit for bit, as learning them in one go; other weights are summed up to the rounding of doubles.
+   Counts stay good while tables and findings of their net change. Once names, states or parents of their nodes have
+   changed, or the net is gone, every function but FreeCounts_bn refuses them (2702). NULL and freed counts: 2700, 2701. */
+
+/* Makes counts of 0. nodes: nature nodes of one net with states (2703), each once, one at least (2704), whose parents are
+   all there and have states (2705). The net need not be compiled.
+   Answers the counts, to be freed by FreeCounts_bn (what a host leaves is freed when the library closes); NULL on
+   failure (2706 too many entries, 2707 memory). */
+BRAVIC_API counts_bn BRAVIC_CALL NewCounts_bn(nodelist_bn nodes);
+
+/* Adds what other counts hold of the same nodes in the same order (2708), which stay as they are. Answers 0; -1 on
+   failure. */
+BRAVIC_API int BRAVIC_CALL AddCounts_bn(counts_bn counts, counts_bn more);
+
+/* Answers the number of entries; -1 on failure. */
+BRAVIC_API long BRAVIC_CALL CountsSize_bn(counts_bn counts);
+
+/* Copies all entries out, and in. values [CountsSize_bn]: node after node as above; each finite and 0 or more (2709).
+   Answer 0; -1 on failure (2612 NULL), nothing changed. */
+BRAVIC_API int BRAVIC_CALL GetCounts_bn(counts_bn counts, double *values);
+BRAVIC_API int BRAVIC_CALL SetCounts_bn(counts_bn counts, const double *values);
+
+/* Frees the counts; NULL is ignored. */
+BRAVIC_API void BRAVIC_CALL FreeCounts_bn(counts_bn counts);
+
+/* Counts cases: each adds its weight to the tables of those nodes that it knows together with all their parents. The
+   net's findings are not looked at. columns: nodes of the counts' net (2710), each once, in any order; a node whose
+   family has no column is not counted. states [numcases x number of columns]: state numbers, UNDEF_STATE where missing
+   (2483, 2484, 2486). weights [numcases]: finite and 0 or more (2711), or NULL: 1 each. Takes about a nanosecond for each
+   case and node.
+   Answers 0; -1 on failure (2485, 2707, 2450 halted), the counts being as they were. */
+BRAVIC_API long BRAVIC_CALL CountCases_bn(counts_bn counts, nodelist_bn columns, const statetype *states,
+                                          const double *weights, long numcases);
+
+/* Counts cases with missing cells: where a case does not know a node and all its parents, its weight is spread over the
+   table in proportion to their joint beliefs given the case, by the tables that the net has now (the expectation of EM).
+   The net is compiled (2077); its own findings are left aside. columns: nature and decision nodes of the net (2481, 2710),
+   each once; nodes without a column are hidden in all cases. Other arguments as above. loglikelihood: receives the sum of
+   the cases' weights times the natural logarithms of their probabilities; or NULL. Impossible cases add nothing to either.
+   numthreads: 0 for as many as there are processors (2487); what is answered does not depend on it. Sums are made in
+   doubles, case by case in their order, from beliefs good to about 6 digits.
+   Answers the number of impossible cases; -1 on failure (2009, 2450 halted, 2707, 2715), the counts being as they were. */
+BRAVIC_API long BRAVIC_CALL ExpectCounts_bn(counts_bn counts, nodelist_bn columns, const statetype *states,
+                                            const double *weights, long numcases, double *loglikelihood,
+                                            int numthreads);
+
+/* Sets the tables of the nodes by the counts, whatever they were before: an entry is (count + prior / states) over its
+   row's sum, the row's experience is its counts + prior. prior: so many cases a row, spread evenly; 0 or more (2712).
+   Rows without counts, at prior 0, and rows declared impossible stay as they were; a node in which that is so of all rows
+   keeps what it has. One change for undo; the net is to be compiled again.
+   Answers 0; -1 on failure (2183), nothing changed. */
+BRAVIC_API int BRAVIC_CALL LearnCounts_bn(counts_bn counts, double prior);
+
+/* Learns tables from cases with missing cells by expectation and maximization (EM; Dempster, Laird & Rubin 1977), which
+   begins from the net's tables: again and again counts are expected (ExpectCounts_bn) and tables set by them
+   (LearnCounts_bn). The net is compiled (2077). nodes: those whose tables are learned, nature nodes of one net (2703 to
+   2706); others keep theirs. Other arguments as above; nodes without a column are hidden. A hidden node whose tables are
+   uniform stays so, since nothing tells its states apart: begin from others, as random ones.
+   maxiterations: 0 or more (2713). tolerance: iterations end when the log likelihood changes by no more than so large a
+   share of itself; 0 makes exactly maxiterations; 0 or more (2714). With a prior its logarithm is part of what is
+   compared, and what never falls is their sum. loglikelihood: receives that of the tables answered, without the prior; or
+   NULL. Uses SetThreads_ns; the tables do not depend on it.
+   One change for undo; the net is to be compiled again. Halted after the first expectation, it keeps the best tables so
+   far with a warning (2718); the progress callback is told iteration and log likelihood.
+   Answers the number of iterations made; -1 on failure (as above), nothing changed. */
+BRAVIC_API int BRAVIC_CALL LearnTablesEMCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
+                                                 long numcases, nodelist_bn nodes, int maxiterations, double tolerance,
+                                                 double prior, double *loglikelihood);
+
+/* The same from a case file, whose rows count as often as they say; its columns are those of nodes of the compiled net.
+   (2114 to 2118, 2080 to 2088, 2471, 2711 besides) */
+BRAVIC_API int BRAVIC_CALL LearnTablesEM_bn(filespec_ns cases, nodelist_bn nodes, int maxiterations, double tolerance,
+                                            double prior, double *loglikelihood);
+
+/* ---- Learning links ----
+   Which links explain cases best: a search among all that a net may have without a cycle, for those with the highest
+   score. Scores are sums over the nodes, of what a node's parents say of it, in natural logarithms, and higher is better:
+     0  BIC: the log likelihood at the tables that fit the cases best, less ln (N) / 2 for each free parameter, N being
+        the weight of all cases
+     1  BDeu: the probability of the cases, with a prior of so many cases spread evenly over each table (prior)
+     2  the log likelihood alone, which every further link raises
+   A node's states are those it has, whether they occur or not. Where cells are missing, a node's score is built up
+   parent by parent, those first that alone gain most: each adds by how much it improves the score of the cases in which
+   it, those before it and the node are known, scaled to all cases. So a link is judged by cases that are known with and
+   without it, and with nothing missing this is the ordinary score. */
+
+typedef struct {            /* how to search for links; 0 everywhere else than in size means the default */
+  int size;                 /* sizeof (learn_links_bn) */
+  int score;                /* 0 BIC, 1 BDeu, 2 log likelihood */
+  int method;               /* 0 hill, 1 order, 2 exact, 3 tree, 4 tan (needs target) */
+  int seed;                 /* of what is drawn at random: it binds the result, unless maxseconds cut the search */
+  int maxparents;           /* that a node may have; default: any number for hill and order, 4 for exact */
+  int numthreads;           /* default: the setting of SetThreads_ns; the result does not depend on it */
+  int keeplinks;            /* 1: start from the links there are; 0: from none */
+  int missing;              /* 0: each family by its complete cases; 1: structural EM */
+  double prior;             /* equivalent sample size of BDeu; default 1 */
+  double maxentries;        /* that the junction tree of the net, written and read again, may have; default: no limit */
+  double maxseconds;        /* default: until no step improves */
+  node_bn target;           /* of tan; the root of tree; or NULL */
+  nodelist_bn requiredfrom, requiredto, forbiddenfrom, forbiddento;   /* pairs by index; NULL: none */
+  const int *tiers;         /* one per node, as listed: no link from a later tier to an earlier one; NULL: none */
+  int restarts;             /* further searches from changed links; default: 20; negative: none */
+} learn_links_bn;
+
+/* Learns the links between some nodes of a net, and with them their tables (each row as if one case more had been seen
+   in it, spread evenly), as one change that one undo takes back. What the nodes' links and tables were before does not
+   matter, but for keeplinks.
+   nodes: nature nodes of one net with states, each once, which have no links with others. columns: nodes, each once,
+   those learned among them. states [numcases x columns]: state numbers, UNDEF_STATE where missing. weights [numcases]:
+   finite and 0 or more, or NULL: 1 each. how: see above, or NULL: all defaults. score: receives the score of the links
+   found; may be NULL. A column that never changes leaves its node without links, but for those required (warning 2759).
+   Method 0, greedy search with a tabu list and restarts, makes the best change of one link (added, removed or turned
+   round) again and again, keeping the rules and the limit on entries at every step.
+   Answers the number of steps made; negative on failure (2740 to 2758, 2450 halted, 2612 NULL), nothing changed. */
+BRAVIC_API int BRAVIC_CALL LearnLinksCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
+                                              long numcases, nodelist_bn nodes, const learn_links_bn *how,
+                                              double *score);
+
+/* The same from a case file, whose rows count as often as they say. (2114 to 2118, 2080 to 2088, 2471 besides) */
+BRAVIC_API int BRAVIC_CALL LearnLinks_bn(filespec_ns cases, nodelist_bn nodes, const learn_links_bn *how,
+                                         double *score);
+
+/* Answers the score of the links that lead to some nodes of a net. Their parents need columns, too, but need not be
+   listed. prior: of BDeu; 0: 1. Other arguments as above. undef_dbl_ns on failure. */
+BRAVIC_API double BRAVIC_CALL ScoreLinksCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
+                                                 long numcases, nodelist_bn nodes, int score, double prior);
+BRAVIC_API double BRAVIC_CALL ScoreLinks_bn(filespec_ns cases, nodelist_bn nodes, int score, double prior);
 
 /* ---- Decision networks ---- */
 

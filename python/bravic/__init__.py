@@ -14,21 +14,25 @@ from __future__ import annotations
 from . import _errors  # first: the compiled module looks for it
 from ._errors import BravicWarning, Error, UnknownName
 from . import _bravic
+from ._learning import Counts
 from ._net import Net, read, read_text
 from ._node import Node
 from ._progress import set_progress
 from ._questions import Configuration, Explanation, Sensitivity
+from ._structure import learn_structure
 
 __version__ = "1.6.0"
 __all__ = [
     "BravicWarning",
     "Configuration",
+    "Counts",
     "Error",
     "Explanation",
     "Net",
     "Node",
     "Sensitivity",
     "UnknownName",
+    "learn_structure",
     "read",
     "read_text",
     "seed",

@@ -125,11 +125,6 @@ class Cases:
                 columns[node.name] = values[node.name]
         return frame_of(columns, kind)
 
-    def learn_file(self, path: Union[str, os.PathLike[str]], nodes: Nodes | None = None, degree: float = 1.0) -> None:
-        """Learns the tables from a case file, on top of what they have learned; degree -1 unlearns it."""
-        keys = self._keys(nodes) if nodes is not None else self._core.nodes()
-        self._core.learn_file(os.fspath(path), keys, degree)
-
 
 def _values(path: str, names: list[str], rows: int) -> dict[str, npt.NDArray[np.float64]]:
     """Columns of numbers of a case file that the library has written."""

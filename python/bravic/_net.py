@@ -15,13 +15,14 @@ from . import _bravic
 from ._cases import Cases
 from ._errors import Error, unknown
 from ._node import KINDS, NO_FINDING, Finding, Node, State, legal_name
+from ._learning import Learning
 from ._questions import Questions
 
 UNDO_DEPTH = 20
 FORMATS = ("dne", "bif", "xmlbif", "net", "uai", "xdsl")
 
 
-class Net(Questions, Cases):
+class Net(Questions, Cases, Learning):
     """A belief network, or a decision network where it has decisions and utilities.
 
     >>> import bravic

@@ -24,7 +24,7 @@ environ_ns theEnviron = nullptr;
 std::timed_mutex theLock;
 std::atomic<std::thread::id> owner{};  // who is inside
 std::mutex laterLock;
-std::vector<net_bn> freedLater;
+std::vector<std::pair<void (*)(void*), void*>> freedLater;  // how, what
 std::unique_ptr<nb::python_error> thrownInCallback;
 bool listenerWasCalled = false;
 PyObject* listener = nullptr;  // owned; called as listener(what, done, seconds), and with None at the end
@@ -68,13 +68,26 @@ void Enter() {
 }
 
 void FreeThoseLeft() {
-  std::vector<net_bn> nets;
+  decltype(freedLater) left;
   {
     const std::lock_guard guard(laterLock);
     if (freedLater.empty()) return;
-    nets.swap(freedLater);
+    left.swap(freedLater);
   }
-  for (net_bn net : nets) FreeNet_bn(net);
+  for (const auto& [free, what] : left) free(what);
+}
+
+void FreeSoon(void (*free)(void*), void* what) {
+  if (!what) return;
+  if (!IsInside() && theLock.try_lock()) {
+    owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
+    free(what);
+    owner.store({}, std::memory_order_relaxed);
+    theLock.unlock();
+    return;
+  }
+  const std::lock_guard guard(laterLock);
+  freedLater.emplace_back(free, what);
 }
 
 std::vector<Record> TakeRecords() {
@@ -164,16 +177,11 @@ void StartLibrary() {
 }
 
 void FreeLater(net_bn net) {
-  if (!net) return;
-  if (!IsInside() && theLock.try_lock()) {
-    owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
-    FreeNet_bn(net);
-    owner.store({}, std::memory_order_relaxed);
-    theLock.unlock();
-    return;
-  }
-  const std::lock_guard guard(laterLock);
-  freedLater.push_back(net);
+  FreeSoon([](void* what) { FreeNet_bn(static_cast<net_bn>(what)); }, net);
+}
+
+void FreeLater(counts_bn counts) {
+  FreeSoon([](void* what) { FreeCounts_bn(static_cast<counts_bn>(what)); }, counts);
 }
 
 Call::Call() {

@@ -28,7 +28,9 @@ constexpr int CONTRADICTION = 2078;
 
 environ_ns Env();
 void StartLibrary();
-void FreeLater(net_bn net);  // now, where the library is idle
+// Now, where the library is idle.
+void FreeLater(net_bn net);
+void FreeLater(counts_bn counts);
 
 // One call, or several that belong together, from taking the lock on.
 class Call {

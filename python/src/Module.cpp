@@ -12,5 +12,6 @@ NB_MODULE(_bravic, module) {
   binding::BindFindings(net);
   binding::BindQuestions(net);
   binding::BindCases(module, net);
+  binding::BindLearning(module, net);
   binding::BindFiles(module, net);
 }

@@ -23,6 +23,7 @@ enum Tag : TagWord {
   STUB_TAG = 49,
   NODELIST_TAG = 50,
   UNDO_TAG = 53,
+  COUNTS_TAG = 54,
 };
 
 inline constexpr TagWord TAG_MASK = 0x0FFF;

@@ -5,6 +5,7 @@
 
 #include "Basic/Random.h"
 #include "Bn/compiled/Changes.h"
+#include "Bn/learn/CaseCounts.h"
 #include "Bn/model/Net.h"
 #include "Bn/model/SharedAnswers.h"
 #include "Win_Face/FileSpec.h"
@@ -20,7 +21,7 @@ struct Module {
 
 constexpr Module MODULES[] = {
     {nullptr, FreeAllFileSpecs},  {StartRandom, StopRandom},  {StartModel, StopModel},
-    {nullptr, FreeSharedAnswers}, {ListenToChanges, nullptr},
+    {nullptr, FreeSharedAnswers}, {ListenToChanges, nullptr}, {StartCounts, StopCounts},
 };
 
 }  // namespace

@@ -13,6 +13,8 @@ using engine::ManyCases;
 using engine::Status;
 using ManyCasesTest = LibraryTest;
 
+constexpr CaseWay WAYS[] = {CaseWay::LANES, CaseWay::OVER_TREE, CaseWay::WITHOUT_TREE};
+
 struct Answers {
   std::vector<float> beliefs;
   std::vector<double> logs;
@@ -80,9 +82,9 @@ TEST_F(ManyCasesTest, AnswersAsTheJoint) {
   for (std::uint64_t seed = 1; seed <= 60; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
-    const Survey survey(RandomModel(random, {1, 10, 1, 4, 3, seed % 3 ? 600.0 : 6000.0, seed % 2 ? 0.0 : 0.35}), random,
+    const Survey survey(RandomModel(random, {1, 10, 1, 4, 3, seed % 4 ? 600.0 : 6000.0, seed % 2 ? 0.0 : 0.35}), random,
                         20, random.Share());
-    const Answers answers = survey.Ask(seed % 2 ? CaseWay::LANES : CaseWay::SINGLY);
+    const Answers answers = survey.Ask(WAYS[seed % 3]);
     std::ptrdiff_t impossible = 0;
     for (std::size_t number = 0; number < survey.NumCases(); ++number) {
       survey.Compare(answers, number);
@@ -98,7 +100,7 @@ TEST_F(ManyCasesTest, AnswersAlikeWhereverAndInWhateverOrder) {
     SCOPED_TRACE(seed);
     Random random(seed);
     const Survey survey(RandomModel(random, {20, 40, 2, 4, 3, 1e300, 0.1}), random, 1500, 0.4);
-    const CaseWay way = seed % 2 ? CaseWay::LANES : CaseWay::SINGLY;
+    const CaseWay way = WAYS[seed % 3];
     ManyCases many(survey.Question(), way);
     const Answers answers = survey.Ask(many, survey.states, 1);
     for (int runner = 0; runner < engine::NumLaneRunners(); ++runner) EXPECT_EQ(survey.Ask(way, runner), answers);
@@ -130,7 +132,7 @@ void CompareWithInference(const Model& model, const CaseQuestion& question, cons
   const Compiled compiled(model);
   ASSERT_EQ(compiled.inference->AllocatePotentials(nullptr), Status::Done);
   compiled.inference->SetTables(question.table);
-  for (const CaseWay way : {CaseWay::LANES, CaseWay::SINGLY}) {
+  for (const CaseWay way : WAYS) {
     ManyCases many(question, way);
     std::vector<float> beliefs(numCases * numBeliefs, -1);
     std::vector<double> logs(numCases);

@@ -78,6 +78,10 @@ inline constexpr double CASE_OFFSET = 0.5;                             //   and 
 // known of it; and so many cases are a task for one thread.
 inline constexpr double MOST_CASE_ENTRIES = 131072;
 inline constexpr int CASES_OF_TASK = 512, SINGLE_CASES_OF_TASK = 16;
+// Single cases, each pass beside its entries: over cliques of the tree (SingleCase.cpp), and over what is left of the
+// net (CaseElimination.cpp), where an order is found first, by free variables and by nodes.
+inline constexpr double CASE_CLIQUE = 800, CASE_CLIQUE_ENTRY = 5, CASE_BUCKET = 400, CASE_BUCKET_ENTRY = 4,
+                        CASE_FREE = 200, CASE_NODE = 50;
 
 // What a search for a better tree than one of that many entries may take: the larger it is, the more is to be had.
 inline double TreeWorthSearching(double entries) {

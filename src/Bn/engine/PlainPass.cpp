@@ -13,9 +13,10 @@ void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* co
   const int* const strides = shape.strides.data();  // [table][axis]
   // The fastest axis is run through a table at a time, the others entry by entry.
   const int inner = numAxes - 1, length = inner >= 0 ? shape.sizes[inner] : 1;
-  int at[MAX_AXES] = {}, few[2 * MOST_PLAIN_TABLES] = {};
+  int at[MAX_AXES] = {}, few[2 * MOST_PLAIN_TABLES];
   Vector<int> many(tables > MOST_PLAIN_TABLES ? 2 * tables : 0, 0);
   int* const offsets = many.empty() ? few : many.data();
+  if (many.empty()) std::fill_n(few, 2 * tables, 0);
   int* const steps = offsets + tables;
   for (int t = 0; t < tables && inner >= 0; ++t) steps[t] = strides[t * numAxes + inner];
   double products[RUN];

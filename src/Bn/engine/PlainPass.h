@@ -6,7 +6,7 @@
 
 namespace bravic::engine {
 
-inline constexpr int MOST_PLAIN_TABLES = 32;  // with no more of them a run allocates nothing
+inline constexpr int MOST_PLAIN_TABLES = 128;  // with no more of them a run allocates nothing
 
 template <class Entry, class Factor>
 void RunPlainly(const PassShape& shape, const Entry* potential, const Factor* const* factors, const PassTarget* targets,

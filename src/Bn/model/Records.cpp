@@ -34,6 +34,6 @@ bnode::bnode() : value(bravic::UNDEF_DBL) {
   preds.ar[0] = this;
 }
 
-bnet::bnet() : shapeEpoch(bravic::NewShapeEpoch()) {
+bnet::bnet() : shapeEpoch(bravic::NewShapeEpoch()), birth(shapeEpoch) {
   elimorder.num = -1;
 }

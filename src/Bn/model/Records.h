@@ -179,6 +179,7 @@ struct bnet {
   bool dirty = false;
   // Another after every change of what nodes there are, their names, states or levels; no two nets have the same.
   unsigned long long shapeEpoch;
+  const unsigned long long birth;  // the first of them: tells nets apart that stood at the same address
 
   bnet();
 };

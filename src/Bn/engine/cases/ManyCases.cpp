@@ -28,6 +28,12 @@ struct ManyCases::Workspace {
   Block<int> states;        // [observed x lanes]
 };
 
+// What one thread computes single cases in.
+struct ManyCases::SingleRoom {
+  Owned<SingleCase::Room> ofTree;
+  Owned<CaseElimination::Room> ofElimination;
+};
+
 template <class Number>
 bool ManyCases::MakeRoom(int lanes, Workspace<Number>* space) const {
   constexpr int PADDING = LANE_ALIGNMENT / sizeof(Number);
@@ -47,10 +53,12 @@ ManyCases::ManyCases(CaseQuestion question, CaseWay way, const LaneRunner<float>
   if (model_.tree.cliques.empty()) return;
   tree_ = MakeOwned<CaseTree>(model_, question_);
   const bool isLarge = model_.tree.totalSize > cost::MOST_CASE_ENTRIES;
-  if (way == CaseWay::SINGLY || (way == CaseWay::CHEAPEST && isLarge))
-    single_ = MakeOwned<SingleCase>(*tree_);
-  else
+  if (way == CaseWay::LANES || (way == CaseWay::CHEAPEST && !isLarge)) {
     isReady_ = MakeCaseProgram(*tree_, runner.lanes * static_cast<int>(sizeof(float)), &program_);
+    return;
+  }
+  single_ = MakeOwned<SingleCase>(*tree_);
+  if (way != CaseWay::OVER_TREE) elimination_ = MakeOwned<CaseElimination>(*tree_, way == CaseWay::WITHOUT_TREE);
 }
 
 void ManyCases::AnswerImpossible(const CaseBatch& batch, std::ptrdiff_t number) const {
@@ -92,11 +100,14 @@ void ManyCases::RunLanes(const LaneRunner<Number>& runner, const CaseProgram& pr
   }
 }
 
-void ManyCases::RunSingly(const CaseBatch& batch, Cases cases, SingleCase::Room* room, CaseFate* fates) const {
+void ManyCases::RunSingly(const CaseBatch& batch, Cases cases, SingleRoom* room, CaseFate* fates) const {
   for (const std::ptrdiff_t number : cases) {
     double logProb = 0;
-    fates[number] = single_->Solve(batch.states + number * question_.observed.size(), room,
-                                   batch.beliefs ? batch.beliefs + number * numBeliefs_ : nullptr, &logProb);
+    const int* const states = batch.states + number * question_.observed.size();
+    float* const beliefs = batch.beliefs ? batch.beliefs + number * numBeliefs_ : nullptr;
+    fates[number] = elimination_ && elimination_->Suits(states, room->ofElimination.get())
+                        ? elimination_->Solve(room->ofElimination.get(), beliefs, &logProb)
+                        : single_->Solve(states, room->ofTree.get(), beliefs, &logProb);
     if (fates[number] == CaseFate::IMPOSSIBLE) AnswerImpossible(batch, number);
     if (fates[number] == CaseFate::POSSIBLE && batch.logProbs) batch.logProbs[number] = logProb;
   }
@@ -111,7 +122,7 @@ struct ManyCases::Team {
   CaseFate* fates;
   std::ptrdiff_t casesOfTask;       // what a thread takes at a time
   Vector<Workspace<float>> spaces;  // [worker]
-  Vector<Owned<SingleCase::Room>> rooms;
+  Vector<SingleRoom> rooms;
   std::atomic<std::ptrdiff_t> next = 0;
   std::atomic<bool> isHalted = false;
 
@@ -127,7 +138,7 @@ struct ManyCases::Team {
         for (std::ptrdiff_t k = 0; k < count; ++k) numbers[k] = kinds.FirstOf(first + k);
         const Cases cases(numbers, static_cast<std::size_t>(count));
         if (all.single_)
-          all.RunSingly(batch, cases, rooms[worker].get(), fates);
+          all.RunSingly(batch, cases, &rooms[worker], fates);
         else
           all.RunLanes(all.runner_, all.program_, batch, cases, &spaces[worker], fates);
       }
@@ -156,11 +167,13 @@ Status ManyCases::RunAll(const CaseBatch& batch, const DistinctCases& kinds, int
   const std::ptrdiff_t numTasks = (kinds.NumKinds() + team.casesOfTask - 1) / team.casesOfTask;
   numThreads = static_cast<int>(std::clamp<std::ptrdiff_t>(numThreads, 1, std::max<std::ptrdiff_t>(numTasks, 1)));
   if (single_ && !single_->FitsThreads()) numThreads = 1;
-  if (single_ && !single_->Prepare()) return Status::NoMemory;
+  if ((single_ && !single_->Prepare()) || (elimination_ && !elimination_->Prepare())) return Status::NoMemory;
   for (int worker = 0; worker < numThreads; ++worker) {
     if (single_) {
-      team.rooms.push_back(MakeOwned<SingleCase::Room>(*single_));
-      if (!team.rooms[worker]->IsMade()) return Status::NoMemory;
+      team.rooms.push_back({MakeOwned<SingleCase::Room>(*single_), nullptr});
+      if (elimination_) team.rooms[worker].ofElimination = MakeOwned<CaseElimination::Room>(*elimination_);
+      if (!team.rooms[worker].ofTree->IsMade()) return Status::NoMemory;
+      if (elimination_ && !team.rooms[worker].ofElimination->IsMade()) return Status::NoMemory;
     } else {
       team.spaces.emplace_back();
       if (!MakeRoom(runner_.lanes, &team.spaces[worker])) return Status::NoMemory;

@@ -2,11 +2,13 @@
 // The answers to a case are the same bits whatever other cases there are, in which order, and on however many threads.
 //
 // Cases of small and middling nets are taken a vector at a time through one program (Lanes.h), those of large ones one
-// by one (SingleCase.h). Those whose numbers may have left the range of floats are computed again in doubles, and what
-// these do not hold either by inference of unlimited range. Equal cases are computed once.
+// by one, over the tree (SingleCase.h) or over what is left of the net in the case (CaseElimination.h). Those whose
+// numbers may have left the range of floats are computed again in doubles, and what these do not hold either by
+// inference of unlimited range. Equal cases are computed once.
 #pragma once
 
 #include "Bn/engine/Interrupt.h"
+#include "Bn/engine/cases/CaseElimination.h"
 #include "Bn/engine/cases/DistinctCases.h"
 #include "Bn/engine/cases/Lanes.h"
 #include "Bn/engine/cases/SingleCase.h"
@@ -21,8 +23,9 @@ struct CaseBatch {
   double* logProbs;  // [numCases] or NULL: natural logarithm of the probability of what is known
 };
 
-// How cases are computed: as the size of the net asks for, or always in one way.
-enum class CaseWay { CHEAPEST, LANES, SINGLY };
+// How cases are computed: as the size of the net and what is known ask for, or, to test it, always in one way. Without
+// the tree go all that fit.
+enum class CaseWay { CHEAPEST, LANES, OVER_TREE, WITHOUT_TREE };
 
 class ManyCases {
  public:
@@ -48,7 +51,8 @@ class ManyCases {
   template <class Number>
   void RunLanes(const LaneRunner<Number>& runner, const CaseProgram& program, const CaseBatch& batch, Cases cases,
                 Workspace<Number>* space, CaseFate* fates) const;
-  void RunSingly(const CaseBatch& batch, Cases cases, SingleCase::Room* room, CaseFate* fates) const;
+  struct SingleRoom;
+  void RunSingly(const CaseBatch& batch, Cases cases, SingleRoom* room, CaseFate* fates) const;
   void Sort(const CaseBatch& batch, std::span<std::ptrdiff_t> cases) const;
   Status RunAll(const CaseBatch& batch, const DistinctCases& kinds, int numThreads, const ProgressFunction& progress,
                 CaseFate* fates);
@@ -63,8 +67,9 @@ class ManyCases {
   int numBeliefs_ = 0;    // of a case
   Owned<CaseTree> tree_;  // NULL where there is nothing to be computed
   CaseProgram program_;
-  bool isReady_ = true;       // false: the program could not be made for want of memory
-  Owned<SingleCase> single_;  // NULL where cases are computed in lanes
+  bool isReady_ = true;                 // false: the program could not be made for want of memory
+  Owned<SingleCase> single_;            // NULL where cases are computed in lanes
+  Owned<CaseElimination> elimination_;  // NULL without single_, too
 };
 
 }  // namespace bravic::engine
