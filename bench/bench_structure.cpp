@@ -3,10 +3,10 @@
 //   bench_structure [--rows=10000] [--score=bic] [--method=hill] [--threads=1] [--entries=0] [--restarts=2] [--seed=1]
 //                   NET.dne ...
 //
-// Prints processor and wall time, the score of the links found and of the net's own, the number of both's links, and the
-// structural Hamming distance of what cases can tell of them: of the graphs in which a link has a direction where all
-// nets that say the same have it (Chickering 1995; Tsamardinos, Brown & Aliferis 2006), each pair of nodes that differs
-// counting 1.
+// Prints processor and wall time, the score of the links found and of the net's own, the number of both's links, and
+// the structural Hamming distance of what cases can tell of them: of the graphs in which a link has a direction where
+// all nets that say the same have it (Chickering 1995; Tsamardinos, Brown & Aliferis 2006), each pair of nodes that
+// differs counting 1.
 #include <unistd.h>
 
 #include <algorithm>
@@ -127,7 +127,8 @@ void Run(const std::string& path, const Options& options) {
   double score = 0;
   const double processorBegan = Seconds(CLOCK_PROCESS_CPUTIME_ID), wallBegan = Seconds(CLOCK_MONOTONIC);
   const int steps = LearnLinksCases_bn(nodes, states.data(), nullptr, options.rows, nodes, &how, &score);
-  const double processor = Seconds(CLOCK_PROCESS_CPUTIME_ID) - processorBegan, wall = Seconds(CLOCK_MONOTONIC) - wallBegan;
+  const double processor = Seconds(CLOCK_PROCESS_CPUTIME_ID) - processorBegan,
+               wall = Seconds(CLOCK_MONOTONIC) - wallBegan;
   if (steps < 0) Fail(path);
   const Parents found = ParentsOf(nodes);
   double entries = 0;

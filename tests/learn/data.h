@@ -22,7 +22,7 @@ struct Data {
 
 struct DataOptions {
   int nodes = 5, cases = 300, mostStates = 4;
-  double missing = 0;  // share of cells
+  double missing = 0;                  // share of cells
   bool whole = false, broken = false;  // weights
 };
 // Nodes depend on one or two of those before them.

@@ -1,7 +1,6 @@
 // Scores of families against the formulas, however the cases are counted.
-#include "Bn/engine/learn/FamilyScores.h"
-
 #include "Basic/Logarithm.h"
+#include "Bn/engine/learn/FamilyScores.h"
 #include "learn/data.h"
 #include "support/library.h"
 

@@ -17,6 +17,7 @@ void AddCheck(Program& program);
 void AddCompile(Program& program);
 void AddConvert(Program& program);
 void AddDecide(Program& program);
+void AddEm(Program& program);
 void AddExplain(Program& program);
 void AddFormat(Program& program);
 void AddInfer(Program& program);

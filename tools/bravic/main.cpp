@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
   WatchSignals();
   Program program;
   for (auto* add :
-       {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddConvert, AddDecide, AddExplain, AddFormat, AddInfer,
+       {AddAbsorb, AddBeliefs, AddCheck, AddCompile, AddConvert, AddDecide, AddEm, AddExplain, AddFormat, AddInfer,
         AddInformation, AddJoint, AddLearn, AddMpe, AddSample, AddScore, AddSensitivity, AddSeparated, AddShow})
     add(program);
   const int code = RunReporting(program, {argv + 1, argv + argc});

@@ -26,7 +26,8 @@ Failure CheckNodes(std::span<const node_bn> nodes, bool areAlone) {
     if (node->innet != nodes[0]->innet || !node->innet) return Fail(LINKS_OF_TWO_NETS, nodes[0]->name, node->name);
     if (node->kind != NATURE_NODE || node->numstates < 1) return Fail(NOT_TO_BE_LINKED, node->name);
     for (node_bn other : Entries(node->preds))
-      if (IsStub(*other) || (areAlone && other->mark2 != mark)) return Fail(LINKED_WITH_OTHERS, node->name, other->name);
+      if (IsStub(*other) || (areAlone && other->mark2 != mark))
+        return Fail(LINKED_WITH_OTHERS, node->name, other->name);
     for (node_bn other : Entries(node->succs))
       if (areAlone && other->mark2 != mark) return Fail(LINKED_WITH_OTHERS, node->name, other->name);
   }
@@ -65,11 +66,13 @@ engine::EntryLimit MakeLimit(double mostEntries, std::span<const node_bn> nodes)
 
 FoundLinks Search(LinkMethod method, const engine::LinkSearch& search) {
   switch (method) {
-    case LinkMethod::Hill: return SearchHill(search);
+    case LinkMethod::Hill:
+      return SearchHill(search);
     case LinkMethod::Order:
     case LinkMethod::Exact:
     case LinkMethod::Tree:
-    case LinkMethod::Tan: break;
+    case LinkMethod::Tan:
+      break;
   }
   return {};
 }
@@ -175,8 +178,7 @@ Failure LearnNow(const LinkSource& source, std::span<const node_bn> listed, cons
   return nullptr;
 }
 
-Failure ScoreNow(const LinkSource& source, std::span<const node_bn> listed, const LinkOptions& options,
-                 double* score) {
+Failure ScoreNow(const LinkSource& source, std::span<const node_bn> listed, const LinkOptions& options, double* score) {
   if (Failure failure = CheckNodes(listed, false)) return failure;
   Vector<node_bn> nodes(listed.begin(), listed.end());
   const int mark = NewMark();

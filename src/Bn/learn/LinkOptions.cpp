@@ -14,7 +14,7 @@ using engine::Link;
 using engine::LinkRules;
 
 constexpr int NUM_SCORES = 3, NUM_METHODS = 5;
-constexpr int EXACT_PARENTS = 4;   // that a node may have where nothing is said
+constexpr int EXACT_PARENTS = 4;  // that a node may have where nothing is said
 constexpr int DEFAULT_RESTARTS = 20;
 
 // The number of each node's place is in its scratch field.
@@ -40,9 +40,12 @@ Failure CheckNumbers(const learn_links_bn& how) {
     const char* field;
     int value, most;
   };
-  for (const Choice& choice : {Choice{"method", how.method, NUM_METHODS - 1}, {"maxparents", how.maxparents, ANY},
-                               {"numthreads", how.numthreads, MOST_THREADS}, {"keeplinks", how.keeplinks, 1},
-                               {"missing", how.missing, 1}, {"seed", how.seed, ANY}})
+  for (const Choice& choice : {Choice{"method", how.method, NUM_METHODS - 1},
+                               {"maxparents", how.maxparents, ANY},
+                               {"numthreads", how.numthreads, MOST_THREADS},
+                               {"keeplinks", how.keeplinks, 1},
+                               {"missing", how.missing, 1},
+                               {"seed", how.seed, ANY}})
     if (Failure failure = CheckChoice(choice.field, choice.value, choice.most)) return failure;
   if (Failure failure = CheckAmount("maxentries", how.maxentries)) return failure;
   return CheckAmount("maxseconds", how.maxseconds);
@@ -64,11 +67,16 @@ Failure ForEachPair(nodelist_bn from, nodelist_bn to, const char* what, const Nu
 
 Failure FailRules(LinkRules::Fault fault, const bnode& from, const bnode& to) {
   switch (fault) {
-    case LinkRules::Fault::NONE: break;
-    case LinkRules::Fault::FORBIDDEN: return Fail(REQUIRED_LINK_FORBIDDEN, from.name, to.name);
-    case LinkRules::Fault::TIERS: return Fail(REQUIRED_LINK_AGAINST_TIERS, from.name, to.name);
-    case LinkRules::Fault::CYCLE: return Fail(REQUIRED_LINK_ON_CYCLE, from.name, to.name);
-    case LinkRules::Fault::TOO_MANY_PARENTS: return Fail(REQUIRED_LINKS_TOO_MANY, to.name);
+    case LinkRules::Fault::NONE:
+      break;
+    case LinkRules::Fault::FORBIDDEN:
+      return Fail(REQUIRED_LINK_FORBIDDEN, from.name, to.name);
+    case LinkRules::Fault::TIERS:
+      return Fail(REQUIRED_LINK_AGAINST_TIERS, from.name, to.name);
+    case LinkRules::Fault::CYCLE:
+      return Fail(REQUIRED_LINK_ON_CYCLE, from.name, to.name);
+    case LinkRules::Fault::TOO_MANY_PARENTS:
+      return Fail(REQUIRED_LINKS_TOO_MANY, to.name);
   }
   return nullptr;
 }
@@ -76,8 +84,8 @@ Failure FailRules(LinkRules::Fault fault, const bnode& from, const bnode& to) {
 Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, const Numbering& numbering,
                  const engine::CaseColumns& data, LinkOptions* options) {
   LinkRules& rules = options->rules = LinkRules(Count(numbering.nodes));
-  if (Failure failure = ForEachPair(how.requiredfrom, how.requiredto, "required", numbering,
-                                    [&](Link link) { rules.Require(link); }))
+  if (Failure failure =
+          ForEachPair(how.requiredfrom, how.requiredto, "required", numbering, [&](Link link) { rules.Require(link); }))
     return failure;
   if (Failure failure = ForEachPair(how.forbiddenfrom, how.forbiddento, "forbidden", numbering,
                                     [&](Link link) { rules.Forbid(link); }))

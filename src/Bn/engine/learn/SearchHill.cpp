@@ -278,7 +278,8 @@ class Climber {
       change.to = around[random_.Below(around.size())];
       // Half of the tries are about links that there are.
       const Vector<int>& parents = links_[change.to];
-      change.from = random_.Below(2) == 0 || parents.empty() ? random_.Below(n_) : parents[random_.Below(parents.size())];
+      change.from =
+          random_.Below(2) == 0 || parents.empty() ? random_.Below(n_) : parents[random_.Below(parents.size())];
       change.gain = GainOf(change.from, change.to);
       if (IsParent(change.from, change.to)) {
         change.kind = random_.Below(2) == 0 ? Change::TURN : Change::REMOVE;
