@@ -41,9 +41,8 @@ class Counts {
   }
   void Count(const std::vector<Key>& columns, nb::handle states, nb::handle weights, long cases) {
     const CaseTable table(columns, states, weights, cases);
-    AskLong([&] {
-      CountCases_bn(counts_, NodeList(*net_, columns), table.states.Data(), table.weights.Data(), cases);
-    });
+    AskLong(
+        [&] { CountCases_bn(counts_, NodeList(*net_, columns), table.states.Data(), table.weights.Data(), cases); });
   }
   std::pair<double, long> Expect(const std::vector<Key>& columns, nb::handle states, nb::handle weights, long cases,
                                  int threads) {
@@ -163,9 +162,12 @@ void BindLearning(nb::module_& module, NetClass& bound) {
       .def("get", &Counts::Get)
       .def("set", &Counts::Set)
       .def("learn", &Counts::Learn);
-  bound.def("learn_em", LearnEM, nb::arg(), nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg(), nb::arg(), nb::arg())
+  bound
+      .def("learn_em", LearnEM, nb::arg(), nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg(), nb::arg(),
+           nb::arg())
       .def("learn_links", LearnLinks, nb::arg(), nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg())
-      .def("score_links", ScoreLinks, nb::arg(), nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg(), nb::arg());
+      .def("score_links", ScoreLinks, nb::arg(), nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg(),
+           nb::arg());
 }
 
 }  // namespace binding
