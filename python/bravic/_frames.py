@@ -28,7 +28,10 @@ States = npt.NDArray[np.int32]
 
 
 def kind_of(data: Any) -> str:
-    """"pandas", "polars", "dict" (of columns) or "rows" (a list of dicts)."""
+    """"pandas", "polars", "arrow", "dict" (of columns) or "rows" (a list of dicts)."""
+    arrow = sys.modules.get("pyarrow")
+    if arrow is not None and isinstance(data, (arrow.Table, arrow.RecordBatch)):
+        return "arrow"
     for kind in ("pandas", "polars"):
         module = sys.modules.get(kind)
         if module is not None and isinstance(data, getattr(module, "DataFrame", ())):
@@ -52,6 +55,8 @@ def columns_of(data: Any) -> tuple[dict[str, Any], int]:
         if len(set(lengths.values())) > 1:
             raise ValueError(f"columns of different lengths: {lengths}")
         return columns, next(iter(lengths.values()), 0)
+    if kind == "arrow":
+        return dict(zip(data.schema.names, data.columns)), data.num_rows
     if kind == "pandas":
         if not data.columns.is_unique:
             raise ValueError("two columns of the frame have one name")
@@ -143,6 +148,15 @@ def _encode(column: Any, codes: _Codes, out: States) -> None:
         table = [codes[c] if i in used else MISSING for i, c in enumerate(categories)]
         out[:] = np.array([*table, MISSING], np.int32)[present]
         return
+    if hasattr(column, "dictionary_encode"):  # Arrow
+        chunks = column.chunks if hasattr(column, "chunks") else [column]
+        places = np.cumsum([0, *(len(chunk) for chunk in chunks)])
+        for chunk, start in zip(chunks, places):
+            coded = chunk.dictionary_encode()
+            table = [codes[value] for value in coded.dictionary.to_pylist()]
+            chunk_codes = coded.indices.fill_null(len(table)).to_numpy(zero_copy_only=False)
+            out[start : start + len(chunk)] = np.array([*table, MISSING], np.int32)[chunk_codes]
+        return
     dtype = getattr(column, "dtype", None)
     if isinstance(dtype, np.dtype) and dtype.kind in "iub":
         values, places = np.unique(np.asarray(column), return_inverse=True)
@@ -156,7 +170,8 @@ def _encode(column: Any, codes: _Codes, out: States) -> None:
 
 def _say_where(column: Any, codes: _Codes, error: Error) -> None:
     """Adds the first row of a value that has no state."""
-    values = column.to_list() if hasattr(column, "to_list") else list(column)
+    values = column.to_pylist() if hasattr(column, "to_pylist") else (
+        column.to_list() if hasattr(column, "to_list") else list(column))
     for row, value in enumerate(values):
         try:
             codes[value]
@@ -184,6 +199,9 @@ def frame_of(columns: Mapping[str, Any], kind: str, like: Any = None) -> Any:
     if kind == "polars":
         polars: Any = import_module("polars")
         return polars.DataFrame(dict(columns))
+    if kind == "arrow":
+        arrow: Any = import_module("pyarrow")
+        return arrow.table(dict(columns))
     if kind == "rows":
         lists = {name: list(column) for name, column in columns.items()}
         return [dict(zip(lists, row)) for row in zip(*lists.values())]

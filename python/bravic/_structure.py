@@ -121,6 +121,8 @@ def _values(column: Any) -> list[str]:
     if categories is not None and hasattr(column.cat, "codes"):
         used = set(np.unique(np.asarray(column.cat.codes)).tolist())
         values: Iterable[Any] = [category for i, category in enumerate(categories) if i in used]
+    elif hasattr(column, "to_pylist"):  # Arrow
+        values = column.unique().to_pylist()
     elif hasattr(column, "unique"):
         different = column.unique(maintain_order=True) if hasattr(column, "to_physical") else column.unique()
         values = different.to_list() if hasattr(different, "to_list") else list(different)
