@@ -11,6 +11,7 @@ from __future__ import annotations
 
 import math
 from collections.abc import Iterable, Iterator
+from importlib import import_module
 from typing import TYPE_CHECKING, Any, Union
 
 import numpy as np
@@ -66,7 +67,7 @@ def infer(net: Net, frame: Any, targets: Nodes | None = None, *, threads: int = 
     added = [f"{name}={state}" for name in names for state in net[name].states]
 
     def answer(batches: Iterator[Any]) -> Iterator[Any]:
-        import pyarrow
+        pyarrow: Any = import_module("pyarrow")
 
         own = read_text(text, "dne")
         for batch in batches:
@@ -95,8 +96,8 @@ def _count(counts: Counts, frame: Any, weights: str | None, expects: bool) -> fl
         raise Error(2471, 5, f"no column is a node of net {net.name!r}")
 
     def count(batches: Iterator[Any]) -> Iterator[Any]:
-        import pyarrow
-        from pyspark import TaskContext
+        pyarrow: Any = import_module("pyarrow")
+        context = import_module("pyspark").TaskContext.get()
 
         own = read_text(text, "dne").counts(names)
         logliks = []
@@ -105,7 +106,6 @@ def _count(counts: Counts, frame: Any, weights: str | None, expects: bool) -> fl
                 logliks.append(own.expect(batch, weights, threads=1))
             else:
                 own.add(batch, weights)
-        context = TaskContext.get()
         row = {"part": [context.partitionId() if context else 0], "counts": [own.values.tobytes()],
                "loglik": [math.fsum(logliks)]}
         schema = pyarrow.schema([("part", pyarrow.int32()), ("counts", pyarrow.binary()), ("loglik", pyarrow.float64())])
