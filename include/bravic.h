@@ -685,6 +685,29 @@ BRAVIC_API nodelist_bn BRAVIC_CALL CaseFileNodes_bn(filespec_ns file, net_bn net
 BRAVIC_API long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double *position, long maxcases,
                                               statetype *states, long *idnums, double *freqs);
 
+/* How a net is made of a case file; 0 everywhere else than in size means the default. */
+typedef struct {
+  int size;                    /* sizeof (net_of_cases_bn) */
+  int maxstates;               /* most states of a node; default 1000 */
+  int numomitted;              /* length of omitted */
+  int numnumbers;              /* length of numbers */
+  const char *const *omitted;  /* [numomitted] columns to leave out, by their names in the file */
+  const char *const *numbers;  /* [numnumbers] columns of numbers, which become nodes to be given levels */
+} net_of_cases_bn;
+
+/* Makes a net of a case file, of any form: a nature node for each column, in their order, without links and tables. Its
+   states are the entries that occur, in order of first occurrence, also where they are numbers; missing are empty
+   entries, "*", "?", "NA" and what begins with "@". A column of numbers becomes a continuous node without states; when
+   SetNodeLevels_bn has given it intervals, its numbers are read as states of it. Names are made legal; what the file has
+   instead is kept as the texts "label" and "state N" of a node, by which case files are read. IDnum and NumCases are no
+   nodes. Columns without a name or any entry are left out, with a warning (2506). The net is a new one, to be freed by
+   FreeNet_bn.
+   name: of the net. how: NULL for all defaults.
+   NULL on failure: those of ReadCaseStates_bn for the file, bad rows included; 2500 a column twice; 2503 more states than
+   how allows; 2504 no number in a column of numbers; 2505 a column in how that the file does not have; 2507 no rows;
+   2508 no column left; 2509 to 2511 the arguments. */
+BRAVIC_API net_bn BRAVIC_CALL NewNetOfCases_bn(filespec_ns cases, const char *name, const net_of_cases_bn *how);
+
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states
    learns one case. A node without a table of probabilities starts from uniform rows, and so does one with a function
    table, which it loses. updating: 0 (5540). degree: the weight of the case; negative to unlearn it (5545).

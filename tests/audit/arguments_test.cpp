@@ -49,9 +49,9 @@ class ArgumentsTest : public BadCallTest {
   T Good() {
     const std::tuple<net_bn, node_bn, nodelist_bn, filespec_ns, environ_ns, report_ns, const char*, int, long, double,
                      const statetype*, const probtype*, probtype*, const double*, long*, double*, statetype*, void*,
-                     progress_ns, char*>
-        good = {net.get(), node, parents, file,   env,       nullptr, "x",     0,       0,       1,
-                states,    row,  nullptr, levels, &position, nullptr, nullptr, nullptr, nullptr, nullptr};
+                     progress_ns, char*, const net_of_cases_bn*>
+        good = {net.get(), node,    parents, file,      env,     nullptr, "x",     0,       0,       1,      states,
+                row,       nullptr, levels,  &position, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
     return std::get<T>(good);
   }
 
@@ -144,9 +144,9 @@ void ArgumentsTest::SetUpTestSuite() {
   Open("1", NOTHING, CALL(GetNodeProbs_bn), CALL(GetNodeLikelihood_bn), CALL(GetNodeBeliefs_bn), CALL(ErrorDanger_ns));
   Open("NULL", NOTHING, CALL(NewNode_bn), CALL(GetNetNodes_bn), CALL(NodeNamed_bn), CALL(GetNetElimOrder_bn),
        CALL(GetNetUserData_bn), CALL(GetNodeParents_bn), CALL(GetNodeChildren_bn), CALL(GetNodeUserData_bn),
-       CALL(DuplicateNodes_bn), CALL(ReadNet_bn), CALL(CaseFileNodes_bn), CALL(GetError_ns), CALL(ReportError_ns),
-       CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn), CALL(FindNode_bn), CALL(ReadNetText_bn),
-       CALL(GetNetEnviron_bn));
+       CALL(DuplicateNodes_bn), CALL(ReadNet_bn), CALL(CaseFileNodes_bn), CALL(NewNetOfCases_bn), CALL(GetError_ns),
+       CALL(ReportError_ns), CALL(FileNamed_ns), CALL(NewNet_bn), CALL(NewNodeList_bn), CALL(FindNode_bn),
+       CALL(ReadNetText_bn), CALL(GetNetEnviron_bn));
   Open("error", NOTHING, CALL(GetNetName_bn), CALL(GetNetTitle_bn), CALL(GetNetComment_bn), CALL(JunctionTreeReport_bn),
        CALL(GetLinkName_bn), CALL(GetNodeTitle_bn), CALL(GetNodeComment_bn), CALL(GetNetText_bn), CALL(GetNodeText_bn),
        CALL(ErrorMessage_ns));

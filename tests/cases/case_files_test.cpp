@@ -343,7 +343,7 @@ TEST_F(CaseFiles, AreNotWrittenWhereTheyCannotBe) {
   EXPECT_TRUE(FilesIn(directory.Path()).empty());
   const std::pair<std::string, const char*> texts[] = {
       {std::string(INDICATOR) + "Named\nlow\nhig", "2119"},
-      {std::string(INDICATOR) + "Named,Real\nlow,1\n", "2471"},
+      {std::string(INDICATOR) + "Named,Real\nlow,1\n", "2476"},
       {std::string(INDICATOR) + "Named, Real\nlow, 1\n", "2476"},
       {"// ~->[DNET-1]->~\n", "2475"},
       {"notes\n", "2475"},

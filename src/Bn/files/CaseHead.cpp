@@ -1,5 +1,7 @@
 // The head of a case file: the indicator that tells its kind, and the line of the columns, which are matched with nodes
-// once. Each keeps its kind and its state names, so that reading a row looks no name up in the net.
+// once. Each keeps its kind and its state names, so that reading a row looks no name up in the net. A file without an
+// indicator is one of separated values if its first line shows it; with one it is where commas or semicolons, and no
+// tabs, stand among its columns.
 #include "Bn/files/CaseHead.h"
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 #include "Basic/Portable.h"
 #include "Basic/Text.h"
 #include "Bn/files/NetFormat.h"
+#include "Bn/files/SeparatedCells.h"
 #include "Bn/model/NodeNames.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/Texts.h"
@@ -24,7 +27,10 @@ class HeadReader {
 
  private:
   Failure ReadColumnNames();
-  void AddColumn(std::string_view name);
+  Failure ReadSeparatedNames(const char* at);
+  Failure AddColumn(std::string_view name);
+  node_bn FindColumnNode(const char* name);
+  Failure JudgeDoubled(std::string_view name, Failure warning);
   void NoteStranger(std::string_view name);
   bool IsDoubled(const bnode& node) const;
   Failure JudgeColumns() const;
@@ -36,10 +42,35 @@ class HeadReader {
   const HeadOptions& options_;
   CaseHead& head_;
   Vector<CaseColumn>& columns_;
+  struct Labelled {
+    const char* label;
+    node_bn node;
+  };
+  Vector<Labelled> labels_;  // of the net's nodes, sorted, once a column was looked for among them
+  bool hasLabels_ = false;
   int mark_ = 0;              // of the wanted nodes
   int numStrangers_ = 0;      // columns that are no node's, and
   char strangers_[180] = "";  // their names, as far as there is room
 };
+
+// Tabs, and a single column, are a spreadsheet's where the file's name says so.
+char SeparatorOfSheet(std::string_view line, const char* filename) {
+  const char separator = FindSeparator(line, ",;\t");
+  if (separator == ',' || separator == ';') return separator;
+  const std::size_t length = std::strlen(filename);
+  const char* const end = filename + std::max<std::size_t>(length, 4) - 4;
+  const bool isSheet = length > 4 && (EqualTextNoCase(end, ".csv") || EqualTextNoCase(end, ".tsv"));
+  if (!isSheet && line[0] != '"') return 0;
+  return separator ? separator : ',';
+}
+
+// Of a line of columns in a file with an indicator, up to a comment.
+char SeparatorOfCases(std::string_view line) {
+  std::size_t end = std::string_view::npos;
+  for (const char* opener : {"//", "/*", "/#"}) end = std::min(end, line.find(opener));
+  line = line.substr(0, end);
+  return line.find('\t') == line.npos ? FindSeparator(line, ",;") : 0;
+}
 
 // Digits are compared as text, so that a number of any length is the one told.
 void JudgeVersion(std::string_view text) {
@@ -53,7 +84,8 @@ void JudgeVersion(std::string_view text) {
 
 }  // namespace
 
-// At most three lines of at least three characters are looked at, as in every file of the library.
+// At most three lines of at least three characters are looked at, as in every file of the library. Without an indicator
+// the first line must be that of a spreadsheet.
 Failure HeadReader::ReadIndicator() {
   for (int examined = 0; examined < format::INDICATOR_LINES && lines_.NeedLine();) {
     std::string_view line = lines_.Line();
@@ -73,7 +105,12 @@ Failure HeadReader::ReadIndicator() {
     if (options_.warns) JudgeVersion(dash == text.npos ? std::string_view() : text.substr(dash + 1));
     return nullptr;
   }
-  return Fail(NO_CASE_FILE_INDICATOR, CASE_TYPE);
+  if (lines_.HasTrouble()) return lines_.TakeTrouble();
+  const auto isBlank = [](std::string_view line) { return line.find_first_not_of(" \r") == line.npos; };
+  bool isThere = lines_.Rewind() && lines_.NeedLine();
+  for (; isThere && isBlank(lines_.Line()); isThere = lines_.NeedLine()) lines_.Consume();
+  if (isThere) head_.separator = SeparatorOfSheet(lines_.Line(), options_.filename);
+  return head_.separator ? nullptr : Fail(NO_CASE_FILE_INDICATOR, CASE_TYPE);
 }
 
 // Lists the columns that no node of the net has, for one message; three points stand for those without room.
@@ -92,30 +129,57 @@ bool HeadReader::IsDoubled(const bnode& node) const {
   return std::any_of(columns_.begin(), columns_.end(), [&](const CaseColumn& other) { return other.node == &node; });
 }
 
-void HeadReader::AddColumn(std::string_view name) {
+// By its name, else the first that has it for a label. The labels are sorted once: a file may have ten thousand
+// columns.
+node_bn HeadReader::FindColumnNode(const char* name) {
+  if (node_bn named = FindNode(options_.net, name)) return named;
+  if (!hasLabels_) {
+    hasLabels_ = true;
+    for (node_bn node : OrderedNodes(options_.net)) {
+      const char* label = FindText(node->texts, LABEL_KEY);
+      if (*label) labels_.push_back({label, node});
+    }
+    std::stable_sort(labels_.begin(), labels_.end(),
+                     [](const Labelled& a, const Labelled& b) { return std::strcmp(a.label, b.label) < 0; });
+  }
+  const auto at = std::lower_bound(labels_.begin(), labels_.end(), name, [](const Labelled& one, const char* text) {
+    return std::strcmp(one.label, text) < 0;
+  });
+  return at != labels_.end() && EqualText(at->label, name) ? at->node : nullptr;
+}
+
+// Of two equal columns of the library's own form the first counts; nobody means to write such a spreadsheet.
+Failure HeadReader::JudgeDoubled(std::string_view name, Failure warning) {
+  if (head_.separator) return FailOfTwice(name, columns_.size() + 1, lines_.LineNumber(), options_.filename);
+  Warn(std::move(warning));
+  return nullptr;
+}
+
+Failure HeadReader::AddColumn(std::string_view name) {
   const ShownPath path(options_.filename);
   CaseColumn column;
+  Failure failure;
+  // The name stands within its line; it is looked up as a text of its own.
+  char text[MAX_COLUMN_NAME + 1];
+  const std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
+  std::memcpy(text, name.data(), length);
+  text[length] = '\0';
   head_.hasOtherSeparators = head_.hasOtherSeparators || name.find_first_of(",;") != name.npos;
   if (name == ID_COLUMN) {
-    if (head_.hasId) Warn(Fail(TWO_ID_COLUMNS, path.text));
+    if (head_.hasId) failure = JudgeDoubled(name, Fail(TWO_ID_COLUMNS, path.text));
     if (!head_.hasId) column.kind = CaseColumn::Id;
     head_.hasId = true;
   } else if (name == FREQ_COLUMN) {
-    if (head_.hasFreq) Warn(Fail(TWO_FREQUENCY_COLUMNS, path.text));
+    if (head_.hasFreq) failure = JudgeDoubled(name, Fail(TWO_FREQUENCY_COLUMNS, path.text));
     if (!head_.hasFreq) column.kind = CaseColumn::Freq;
     head_.hasFreq = true;
   } else if (options_.net) {
-    // The name stands within its line; it is looked up as a text of its own.
-    char text[MAX_COLUMN_NAME + 1];
-    const std::size_t length = std::min<std::size_t>(name.size(), MAX_COLUMN_NAME);
-    std::memcpy(text, name.data(), length);
-    text[length] = '\0';
-    column.node = FindNodeSpelled(options_.net, text);
+    column.node = FindColumnNode(text);
     // Columns that are nobody's, or that come a second time, keep their place in the rows and are skipped there.
     if (!column.node) {
       NoteStranger(name);
     } else if (IsDoubled(*column.node)) {
-      Warn(Fail(TWO_COLUMNS_OF_NODE, column.node->name, path.text));
+      failure = JudgeDoubled(name, Fail(TWO_COLUMNS_OF_NODE, column.node->name, path.text));
       column.node = nullptr;
     } else if (column.node->mark == mark_) {
       column.kind = CaseColumn::Node;
@@ -124,11 +188,37 @@ void HeadReader::AddColumn(std::string_view name) {
       column.names.Fill(*column.node);
     }
   }
+  if (columns_.empty()) head_.line = lines_.LineNumber();
+  if (options_.takesTexts) {
+    if (column.kind == CaseColumn::Skipped) column.kind = CaseColumn::Text;
+    head_.names.push_back(MakeBlock<char>(length + 1));
+    std::memcpy(head_.names.back().get(), text, length + 1);
+  }
   columns_.push_back(std::move(column));
+  return failure;
+}
+
+// Columns without a name, which index columns and empty ones of spreadsheets are, are nobody's.
+Failure HeadReader::ReadSeparatedNames(const char* at) {
+  head_.hasOtherSeparators = true;
+  CellCutter cutter;
+  const char* end = lines_.End();
+  while (end > at && end[-1] == '\r') --end;
+  for (;; ++at) {
+    EntryText name(at, 0);
+    const CellCutter::Fault fault = cutter.Cut(&at, end, head_.separator, &name);
+    if (fault != CellCutter::Fault::None)
+      return FailOfQuote(fault, columns_.size() + 1, lines_.LineNumber(), options_.filename);
+    if (Failure failure = AddColumn({name.text, name.length})) return failure;
+    if (at == end) break;
+  }
+  lines_.Consume();
+  return nullptr;
 }
 
 // Comments and empty lines may come before the columns, comments also between and after their names.
 Failure HeadReader::ReadColumnNames() {
+  if (head_.separator) return ReadSeparatedNames(lines_.Start());
   const char* blockEnd = nullptr;  // what closes the comment at hand, which may run over lines
   long blockLine = 0;
   while ((columns_.empty() || blockEnd) && lines_.NeedLine()) {
@@ -160,10 +250,12 @@ Failure HeadReader::ReadColumnNames() {
         blockLine = lines_.LineNumber();
         p += 2;
       } else {
+        if (columns_.empty()) head_.separator = SeparatorOfCases({p, lineEnd});
+        if (head_.separator) return ReadSeparatedNames(p);
         // A name ends at white space or where a comment begins.
         const char* start = p++;
         while (p < lineEnd && !IsAsciiSpace(*p) && !opensComment(p)) ++p;
-        AddColumn({start, p});
+        if (Failure failure = AddColumn({start, p})) return failure;
       }
     }
     // A carriage return ends the line of the columns too.
@@ -200,6 +292,16 @@ Failure HeadReader::ReadColumnLine() {
   if (lines_.HasTrouble()) return lines_.TakeTrouble();
   head_.firstRow = lines_.Position();
   return JudgeColumns();
+}
+
+Failure FailOfQuote(CellCutter::Fault fault, int column, long line, const char* filename) {
+  const ShownPath path(filename);
+  return fault == CellCutter::Fault::OpenQuote ? Fail(OPEN_QUOTE_OF_CASE, line, column, path.text)
+                                               : Fail(TEXT_AFTER_QUOTE_OF_CASE, line, column, path.text);
+}
+
+Failure FailOfTwice(std::string_view name, int column, long line, const char* filename) {
+  return Fail(COLUMN_TWICE, ShownLength(name.size()), name.data(), column, line, ShownPath(filename).text);
 }
 
 int ShownLength(std::size_t length) {

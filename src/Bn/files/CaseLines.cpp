@@ -71,9 +71,19 @@ bool CaseLines::EndsInLine() {
   return endsInLine;
 }
 
+// That of UTF-8, which spreadsheets write at the beginning.
+void CaseLines::PassByteOrderMark() {
+  constexpr char MARK[] = "\xEF\xBB\xBF";
+  constexpr std::ptrdiff_t LENGTH = sizeof MARK - 1;
+  if (end_ - at_ < LENGTH || std::memcmp(at_, MARK, LENGTH) != 0) return;
+  at_ += LENGTH;
+  textStart_ = LENGTH;
+}
+
 // How the first line of the file ends, so do all.
 void CaseLines::FindTerminator() {
   Refill();
+  PassByteOrderMark();
   const char* first = std::find_if(at_, end_, IsLineEnd);
   terminator_ = "\n";
   if (first + 1 < end_ && *first == '\r') terminator_ = first[1] == '\n' ? "\r\n" : "\r";
@@ -99,6 +109,7 @@ bool CaseLines::Refill() {
   if (!file_ && BufferEnd() >= stamp_.size) return false;
   if (!file_ && !OpenAt(BufferEnd())) trouble_ = Fail(CASE_FILE_READING_FAILED, static_cast<long>(BufferEnd()));
   // The part of a line that is there already moves to the front, in a larger buffer where it fills half of this one.
+  // What fills less than half of the buffer stays as it is, so that the beginning of a small file can be read twice.
   const std::size_t kept = end_ - at_;
   if (kept == MAX_LINE) trouble_ = Fail(CASE_LINE_TOO_LONG, LineNumber(), static_cast<int>(MAX_LINE >> 20));
   const bool mustGrow = kept * 2 > capacity_ && capacity_ < MAX_LINE;  // a line longer than the buffer
@@ -106,15 +117,17 @@ bool CaseLines::Refill() {
     atEnd_ = true;
     return false;
   }
-  if (!mustGrow) {
+  const bool hasRoom = !mustGrow && static_cast<std::size_t>(end_ - buffer_.get()) * 2 <= capacity_;
+  if (!mustGrow && !hasRoom) {
     if (kept > 0) std::memmove(buffer_.get(), at_, kept);
     bufferStart_ = Position();
   }
-  const std::size_t got = std::fread(buffer_.get() + kept, 1, capacity_ - kept, file_);
-  at_ = buffer_.get();
-  end_ = at_ + kept + got;
+  if (!hasRoom) at_ = buffer_.get();
+  char* const free = buffer_.get() + (at_ - buffer_.get()) + kept;
+  const std::size_t got = std::fread(free, 1, capacity_ - (free - buffer_.get()), file_);
+  end_ = free + got;
   // Names are compared eight bytes at a time, also the last one of the file.
-  std::memset(buffer_.get() + kept + got, 0, BUFFER_SLACK);
+  std::memset(free + got, 0, BUFFER_SLACK);
   if (got > 0) return true;
   atEnd_ = true;
   if (std::ferror(file_)) trouble_ = Fail(CASE_FILE_READING_FAILED, static_cast<long>(Position()));
@@ -167,6 +180,15 @@ long CaseLines::CountLines(long long position) const {
   }
   std::fclose(file);
   return numlines;
+}
+
+bool CaseLines::Rewind() {
+  if (bufferStart_ > 0 && !(isRegular_ && Seek(textStart_, textStart_))) return false;
+  if (bufferStart_ == 0) at_ = lineEnd_ = buffer_.get() + textStart_;
+  basePosition_ = textStart_;
+  baseLine_ = 1;
+  consumed_ = 0;
+  return true;
 }
 
 // Whether the byte there is in the buffer, and with it the one before where that must end a line.

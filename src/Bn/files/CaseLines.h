@@ -42,6 +42,8 @@ class CaseLines {
 
   // Goes to a line's first byte, not before the given offset; false when no line begins there.
   bool Seek(long long position, long long first);
+  // Goes back to the first line; false where a pipe's is gone.
+  bool Rewind();
   // What failed, once; nothing more is read then.
   Failure TakeTrouble() {
     at_ = lineEnd_ = end_;
@@ -61,6 +63,7 @@ class CaseLines {
   bool Grow(std::size_t kept);
   bool OpenAt(long long position);  // opens the file again if it is closed
   bool IsWithin(long long position, long long first) const;
+  void PassByteOrderMark();
   void FindTerminator();
   long CountLines(long long position) const;  // before that offset
   long long BufferEnd() const { return bufferStart_ + (end_ - buffer_.get()); }
@@ -73,6 +76,7 @@ class CaseLines {
   Block<char> buffer_;      // with eight readable bytes after its end
   std::size_t capacity_ = 0;
   long long bufferStart_ = 0;  // offset in the file of the buffer's first byte
+  long long textStart_ = 0;    // of the first byte after a byte-order mark
   const char* at_ = nullptr;
   const char* end_ = nullptr;
   const char* lineEnd_ = nullptr;

@@ -15,7 +15,6 @@
 namespace bravic {
 namespace {
 
-constexpr std::size_t PLACE_LEN = 300;
 constexpr int MAX_UNFIT = 100;  // entries reported one by one
 
 }  // namespace
@@ -32,7 +31,10 @@ Failure CaseReader::Open(const HeadOptions& options, std::size_t blockSize) {
 const char* CaseReader::Place(char* buffer, std::size_t size) {
   char caseText[40] = "";
   if (rowAtHand_ && rowAtHand_->hasId) FormatText(caseText, sizeof caseText, "in case %ld ", rowAtHand_->id);
-  FormatText(buffer, size, "%son line %ld of file '%s'", caseText, lines_.LineNumber(), ShownPath(filename_).text);
+  char columnText[24] = "";
+  if (head_.separator) FormatText(columnText, sizeof columnText, ", column %d", column_);
+  FormatText(buffer, size, "%son line %ld%s of file '%s'", caseText, lines_.LineNumber(), columnText,
+             ShownPath(filename_).text);
   return buffer;
 }
 
@@ -55,19 +57,6 @@ bool EndsEntry(char c) {
   return static_cast<unsigned char>(c) <= ' ';
 }
 
-// What an entry says when nothing is known.
-bool IsMissingMark(const char* text, std::size_t length) {
-  return length == 0 || text[0] == '@' || (length == 1 && text[0] == '*');
-}
-
-// A finite number; a "+" before it, which the standard functions refuse, is allowed.
-bool ParseReal(const char* text, std::size_t length, double* number) {
-  const char* end = text + length;
-  if (length > 1 && text[0] == '+' && text[1] != '-') ++text;
-  auto [stop, error] = ReadDecimal(text, end, *number);
-  return error == std::errc() && stop == end && *number - *number == 0;
-}
-
 template <class T>
 bool ParseInteger(const char* text, const char* end, T* number) {
   if (end - text > 1 && text[0] == '+' && text[1] != '-') ++text;
@@ -76,6 +65,18 @@ bool ParseInteger(const char* text, const char* end, T* number) {
 }
 
 }  // namespace
+
+bool IsMissingMark(const EntryText& entry) {
+  const std::string_view text(entry.text, entry.length);
+  return text.empty() || text[0] == '@' || text == "*" || text == "?" || text == "NA";
+}
+
+bool ParseReal(const EntryText& entry, double* number) {
+  const char *text = entry.text, *const end = entry.End();
+  if (entry.length > 1 && text[0] == '+' && text[1] != '-') ++text;
+  auto [stop, error] = ReadDecimal(text, end, *number);
+  return error == std::errc() && stop == end && *number - *number == 0;
+}
 
 void CaseReader::ReadState(const CaseColumn& column, const EntryText& entry, statetype* state) {
   const bnode& node = *column.node;
@@ -95,8 +96,10 @@ void CaseReader::ReadState(const CaseColumn& column, const EntryText& entry, sta
   // Neither name nor number: the entry counts as missing, and one warning at the end tells how many there were.
   unknown_ = &column;
   if (numUnknown_++ == 0) {
-    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld", ShownLength(entry.length),
-               entry.text, node.name, lines_.LineNumber());
+    char columnText[24] = "";
+    if (head_.separator) FormatText(columnText, sizeof columnText, ", column %d", column_);
+    FormatText(firstUnknown_, sizeof firstUnknown_, "'%.*s' for '%s' on line %ld%s", ShownLength(entry.length),
+               entry.text, node.name, lines_.LineNumber(), columnText);
   }
 }
 
@@ -104,7 +107,7 @@ Failure CaseReader::ReadNumber(const CaseColumn& column, const EntryText& entry,
   const bnode& node = *column.node;
   char place[PLACE_LEN];
   double number;
-  if (!ParseReal(entry.text, entry.length, &number))
+  if (!ParseReal(entry, &number))
     return Fail(ILLEGAL_NUMBER_OF_CASE, ShownLength(entry.length), entry.text, node.name, Place(place, sizeof place));
   // Levels tell the state that the value lies in. A continuous node keeps the value as well.
   const int wanted = column.wanted;
@@ -133,18 +136,28 @@ Failure CaseReader::ReadEntry(const CaseColumn& column, const EntryText& entry, 
       row->hasId = row->id != -1;
       return nullptr;
     case CaseColumn::Freq:
-      if (ParseReal(text, entry.length, &row->freq) && row->freq >= 0) return nullptr;
+      if (ParseReal(entry, &row->freq) && row->freq >= 0) return nullptr;
       return Fail(ILLEGAL_FREQUENCY_OF_CASE, ShownLength(entry.length), entry.text, Place(place, sizeof place));
+    case CaseColumn::Text:
+      return taker_.take(taker_.taker, static_cast<int>(&column - head_.columns.data()), entry);
     case CaseColumn::Node:
       break;
   }
-  if (IsMissingMark(text, entry.length)) return nullptr;
+  if (IsMissingMark(entry)) return nullptr;
   // A node with levels may be given by state or by value: "#2" is always a state, a word one where states have names.
   const bnode& node = *column.node;
   const bool isState = (node.discrete == DISCRETE && !node.levels) || (text[0] == '#' && node.numstates > 0) ||
                        (node.states && IsAsciiLetter(static_cast<unsigned char>(text[0])));
   if (!isState) return ReadNumber(column, entry, row);
   ReadState(column, entry, &row->states[column.wanted]);
+  return nullptr;
+}
+
+// Nearly every entry is that of a column that nobody asked for, or the name of a state.
+inline Failure CaseReader::TakeEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row) {
+  const statetype state = column.byName ? column.names.Find(entry) : static_cast<statetype>(StateNames::NO_NAME);
+  if (state == StateNames::NO_NAME && column.kind != CaseColumn::Skipped) return ReadEntry(column, entry, row);
+  if (column.byName) row->states[column.wanted] = state;
   return nullptr;
 }
 
@@ -188,14 +201,7 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
       if (p == lineEnd && entry.length == 0) break;  // a tab before the line end
       return Fail(TOO_MANY_ENTRIES_OF_CASE, Place(place, sizeof place));
     }
-    const CaseColumn& column = head_.columns[count++];
-    // Nearly every entry is that of a column that nobody asked for, or the name of a state.
-    const statetype state = column.byName ? column.names.Find(entry) : StateNames::NO_NAME;
-    if (state != StateNames::NO_NAME) {
-      row->states[column.wanted] = state;
-    } else if (column.kind != CaseColumn::Skipped) {
-      if (Failure failure = ReadEntry(column, entry, row)) return failure;
-    }
+    if (Failure failure = TakeEntry(head_.columns[count++], entry, row)) return failure;
     // One tab leads on; where blanks alone separate the entries, there is none to be passed over.
     while (*p == ' ') ++p;
     more = p < lineEnd;
@@ -205,10 +211,56 @@ Failure CaseReader::ReadEntries(const char* lineEnd, CaseRow* row) {
   return nullptr;
 }
 
+// The same for separated values.
+const char* CaseReader::ReadShortCells(const char* p, int* count, statetype* states) const {
+  const CaseColumn* const columns = head_.columns.data();
+  const int numcolumns = head_.columns.size();
+  const char separator = head_.separator;
+  int i = *count;
+  for (; i < numcolumns; ++i) {
+    const CaseColumn& column = columns[i];
+    const ShortCell cell(p, separator);
+    if (!cell.next) break;
+    if (column.byName && cell.length > 0) {
+      const statetype state = column.names.FindShort(cell);
+      if (state == StateNames::NO_NAME) break;
+      states[column.wanted] = state;
+    } else if (column.kind != CaseColumn::Skipped && cell.length > 0) {
+      break;
+    }
+    p = cell.next + 1;
+  }
+  *count = i;
+  return p;
+}
+
+// A cell for each column. The last one ends with the line, and so does an empty one behind a last separator.
+Failure CaseReader::ReadCells(const char* lineEnd, CaseRow* row) {
+  char place[PLACE_LEN];
+  const char* p = lines_.Start();
+  const int numcolumns = head_.columns.size();
+  int count = 0;
+  for (bool more = true; more;) {
+    p = ReadShortCells(p, &count, row->states);
+    column_ = count + 1;
+    if (count == numcolumns) return Fail(TOO_MANY_ENTRIES_OF_CASE, Place(place, sizeof place));
+    EntryText cell(p, 0);
+    const CellCutter::Fault fault = cutter_.Cut(&p, lineEnd, head_.separator, &cell);
+    if (fault != CellCutter::Fault::None) return FailOfQuote(fault, column_, lines_.LineNumber(), filename_);
+    if (Failure failure = TakeEntry(head_.columns[count++], cell, row)) return failure;
+    more = p < lineEnd;
+    if (more) ++p;
+  }
+  if (count < numcolumns) return Fail(TOO_FEW_ENTRIES_OF_CASE, Place(place, sizeof place));
+  return nullptr;
+}
+
 // Carriage returns before the line feed belong to the line's end, not to the last entry.
 Failure CaseReader::ReadRow(CaseRow* row) {
   const char* lineEnd = lines_.End();
   while (lineEnd > lines_.Start() && lineEnd[-1] == '\r') --lineEnd;
+  // Whether a spreadsheet's last row has a line end says nothing.
+  if (head_.separator) return ReadCells(lineEnd, row);
   if (Failure failure = ReadEntries(lineEnd, row)) return failure;
   // The row was the last of the file and has no line end: it may have been cut off, which is certain where its last
   // entry names no state.
@@ -232,7 +284,7 @@ CaseReader::Result CaseReader::Next(CaseRow* row, Failure* failure) {
     const char* p = lines_.Start();
     const char* lineEnd = lines_.End();
     while (p < lineEnd && (*p == ' ' || *p == '\r')) ++p;
-    return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/');
+    return p == lineEnd || (lineEnd - p > 1 && p[0] == '/' && p[1] == '/' && !head_.separator);
   };
   // Blank lines and comments between the rows are passed over.
   bool found;
@@ -247,6 +299,12 @@ CaseReader::Result CaseReader::Next(CaseRow* row, Failure* failure) {
   *failure = AboutCases(filename_, ReadRow(row));
   lines_.Consume();
   return *failure ? Result::Bad : Result::Row;
+}
+
+CaseReader::Result CaseReader::NextEntries(const EntryTaker& taker, Failure* failure) {
+  taker_ = taker;
+  CaseRow row;
+  return Next(&row, failure);
 }
 
 Failure CaseReader::WarningOfUnknown() const {

@@ -1,5 +1,6 @@
-// Reading case files: tab-separated tables of observations, a row a case. The file is read through one buffer that
-// does not grow with it; the columns are planned once, and states are found by the bytes of their names in place.
+// Reading case files: tables of observations, a row a case, with tabs, commas or semicolons between the columns. The
+// file is read through one buffer that does not grow with it; the columns are planned once, and states are found by the
+// bytes of their names in place.
 #pragma once
 
 #include <span>
@@ -17,6 +18,17 @@ struct CaseRow {
   double freq = -1;  // -1 without a column
 };
 
+// Who takes the entries of columns as they stand, where the options ask for their names. A failure refuses the row.
+struct EntryTaker {
+  Failure (*take)(void* taker, int column, const EntryText& entry) = nullptr;
+  void* taker = nullptr;
+};
+
+// What an entry says when nothing is known, and it is no state's name.
+bool IsMissingMark(const EntryText& entry);
+// A finite number; a "+" before it, which the standard functions refuse, is allowed.
+bool ParseReal(const EntryText& entry, double* number);
+
 class CaseReader {
  public:
   // To be called once: opens the file, checks its indicator and reads the line of the columns.
@@ -27,6 +39,13 @@ class CaseReader {
   // Bad: the row is refused; Lost: no more can be read, for lack of memory or of the file. *failure says why.
   enum class Result { Row, End, Bad, Lost };
   Result Next(CaseRow* row, Failure* failure);
+  Result NextEntries(const EntryTaker& taker, Failure* failure);
+  const char* ColumnName(int column) const { return head_.names[column].get(); }
+  Failure FailOfTwice(int column) const {
+    return AboutCases(filename_, bravic::FailOfTwice(ColumnName(column), column + 1, head_.line, filename_));
+  }
+  static constexpr std::size_t PLACE_LEN = 300;
+  const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7, column 2 of file 'x'"
   bool Seek(long long position) { return lines_.Seek(position, head_.firstRow); }  // false when no row begins there
   bool SeekFirst() { return Seek(head_.firstRow); }
   long long RowStart() const { return rowStart_; }  // of the row last read
@@ -48,13 +67,15 @@ class CaseReader {
 
  private:
   const char* ReadShortNames(const char* p, int* count, statetype* states) const;
+  const char* ReadShortCells(const char* p, int* count, statetype* states) const;
   Failure ReadEntries(const char* lineEnd, CaseRow* row);
+  Failure ReadCells(const char* lineEnd, CaseRow* row);
+  Failure TakeEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   Failure ReadEntry(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   void ReadState(const CaseColumn& column, const EntryText& entry, statetype* state);
   Failure ReadNumber(const CaseColumn& column, const EntryText& entry, CaseRow* row);
   Failure ReadRow(CaseRow* row);
-  void ReportUnfit(Failure failure);                  // of an entry that then counts as missing
-  const char* Place(char* buffer, std::size_t size);  // "in case 3 on line 7 of file 'x'"
+  void ReportUnfit(Failure failure);  // of an entry that then counts as missing
 
   CaseLines lines_;
   CaseHead head_;
@@ -66,6 +87,9 @@ class CaseReader {
   char firstUnknown_[140] = "";          // "'x' for 'Node' on line 7"
   const CaseColumn* unknown_ = nullptr;  // the row's last column whose entry names no state
   const CaseRow* rowAtHand_ = nullptr;
+  int column_ = 0;  // of separated values, the one that is read, from 1
+  CellCutter cutter_;
+  EntryTaker taker_;
 };
 
 }  // namespace bravic

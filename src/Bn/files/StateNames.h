@@ -66,15 +66,16 @@ class StateNames {
   enum : statetype { NO_NAME = -1 };
 
   void Fill(const bnode& node);
-  // UNDEF_STATE for the mark of a missing entry.
+  // UNDEF_STATE for a mark of a missing entry.
   statetype Find(const EntryText& entry) const {
     const std::size_t at = Slot(entry.key);
     const Name& name = slots_[at];
     if (name.key == entry.key && name.length == entry.length && entry.length <= 8) return name.state;
     return name.length == 0 ? static_cast<statetype>(NO_NAME) : FindFrom(at, entry);
   }
-  // NO_NAME also where the slot is another's.
-  statetype FindShort(const ShortEntry& entry) const {
+  // NO_NAME also where the slot is another's. entry: a ShortEntry or its like.
+  template <class Short>
+  statetype FindShort(const Short& entry) const {
     const Name& name = slots_[Slot(entry.key)];
     return name.key == entry.key && name.length == entry.length ? name.state : static_cast<statetype>(NO_NAME);
   }

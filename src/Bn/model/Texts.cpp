@@ -11,7 +11,6 @@
 namespace bravic {
 namespace {
 
-constexpr char LABEL_KEY[] = "label", STATE_KEY[] = "state ";
 constexpr int FIRST_ROOM = 4;  // entries: two pairs
 
 int Size(char* const* texts) {

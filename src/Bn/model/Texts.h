@@ -11,6 +11,9 @@
 
 namespace bravic {
 
+inline constexpr char LABEL_KEY[] = "label",
+                      STATE_KEY[] = "state ";  // of a node; of its states, with the number behind
+
 // Answer 0 when the text was changed, 1 when it was already so; NULL or "" removes it.
 int SetText(net_bn net, const char* key, const char* text);
 int SetText(node_bn node, const char* key, const char* text);

@@ -1,10 +1,13 @@
 // Case files, learning, random cases.
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "Basic/Random.h"
 #include "Bn/files/CaseFile.h"
 #include "Bn/files/CaseWriter.h"
 #include "Bn/learn/Learn.h"
+#include "Bn/learn/NetOfCases.h"
 #include "Bn/learn/Sample.h"
 #include "Bn/model/Lists.h"
 #include "Bravic/NetCall.h"
@@ -42,6 +45,28 @@ bool CheckPosition(const double* position) {
   if (*position >= 0 && *position <= LARGEST && *position == std::floor(*position)) return true;
   Report(NO_OFFSET_OF_CASES, *position);
   return false;
+}
+
+bool CheckColumnNames(const char* what, const char* const* names, int count) {
+  const bool areThere = count == 0 || (names && std::find(names, names + count, nullptr) == names + count);
+  if (!areThere) Report(NULL_COLUMN_NAMES, count, what);
+  return areThere;
+}
+
+bool CheckHow(const net_of_cases_bn* how) {
+  if (how->size != sizeof *how) {
+    Report(BAD_SIZE_OF_NET_OF_CASES, how->size);
+    return false;
+  }
+  const std::pair<const char*, int> numbers[] = {
+      {"maxstates", how->maxstates}, {"numomitted", how->numomitted}, {"numnumbers", how->numnumbers}};
+  for (const auto& [what, number] : numbers) {
+    if (number >= 0) continue;
+    Report(NEGATIVE_IN_NET_OF_CASES, what, number);
+    return false;
+  }
+  return CheckColumnNames("omitted", how->omitted, how->numomitted) &&
+         CheckColumnNames("numbers", how->numbers, how->numnumbers);
 }
 
 }  // namespace
@@ -88,6 +113,19 @@ long BRAVIC_CALL ReadCaseStates_bn(filespec_ns file, nodelist_bn nodes, double* 
     return -1;
   }
   return ReadCaseStates(file, EntriesOf(nodes), {position, maxcases, states, idnums, freqs});
+}
+
+net_bn BRAVIC_CALL NewNetOfCases_bn(filespec_ns cases, const char* name, const net_of_cases_bn* how) {
+  NetCall call("NewNetOfCases_bn");
+  if (!call.HasReserve() || !call.CheckFile(cases) || !call.CheckName(name)) return nullptr;
+  NetOfCases options;
+  if (how) {
+    if (!CheckHow(how)) return nullptr;
+    if (how->maxstates > 0) options.maxstates = how->maxstates;
+    options.omitted = {how->omitted, static_cast<std::size_t>(how->numomitted)};
+    options.numbers = {how->numbers, static_cast<std::size_t>(how->numnumbers)};
+  }
+  return NewNetOfCases(cases, name, options);
 }
 
 void BRAVIC_CALL CaseRevisesProbs_bn(nodelist_bn nodes, int updating, double degree) {
