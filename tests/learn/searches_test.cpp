@@ -67,14 +67,14 @@ struct Task {
       rules->SetTiers(tiers);
     }
     for (int k = 0; k < n; ++k) {
-      const Link link = {random.Below(n), random.Below(n)};
+      const NetLink link = {random.Below(n), random.Below(n)};
       if (random.Chance(0.6)) rules->Forbid(link);
     }
     rules->SetMostParents(random.Between(1, 3));
     for (int k = 0; k < 2; ++k) {
       LinkRules more = *rules;
-      const Link link = {random.Below(n), random.Below(n)};
-      Link at;
+      const NetLink link = {random.Below(n), random.Below(n)};
+      NetLink at;
       if (rules->Allows(link.from, link.to)) more.Require(link);
       if (more.FindFault(&at) == LinkRules::Fault::NONE) *rules = more;
     }
@@ -167,7 +167,7 @@ TEST(Searches, TreesAreTheBestThereAre) {
     LinkRules& rules = *task.rules;
     rules.SetMostParents(isClassifier ? 2 : 1);
     for (int v = 0; v < task.n && target >= 0; ++v) rules.Forbid({v, target});
-    Link link;
+    NetLink link;
     if (rules.FindFault(&link) != LinkRules::Fault::NONE) continue;
     const FoundLinks found = (isClassifier ? SearchTan : SearchTree)(task.search);
     task.ExpectSound(found);

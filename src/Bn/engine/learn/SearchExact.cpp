@@ -14,34 +14,24 @@ FoundLinks SearchExact(const LinkSearch& search) {
   Interrupt& interrupt = search.interrupt ? *search.interrupt : ownInterrupt;
   const int n = scores.NumNodes();
   FoundLinks found;
+  const std::size_t numSubsets = std::size_t{1} << n;
+  const Block<double> best = TryMakeBlock<double>(numSubsets);
   Vector<ParentSets> sets;
-  for (int node = 0; node < n && scores.IsReady() && !interrupt.halted; ++node)
+  for (int node = 0; node < n && best && scores.IsReady() && !interrupt.halted; ++node)
     sets.push_back(AllParentSets(scores, *search.rules, node));
-  if (!scores.IsReady() || interrupt.halted) {
+  Vector<int> choice;
+  if (best && scores.IsReady() && !interrupt.halted)
+    choice = FindBestSets(sets, std::span(best.get(), numSubsets), interrupt);
+  if (choice.size() < n) {
     found.status = interrupt.halted ? Status::Halted : Status::NoMemory;
     return found;
-  }
-  Vector<int> choice;
-  switch (FindBestSets(sets, interrupt, &choice)) {
-    case SubsetResult::HALTED:
-      found.status = Status::Halted;
-      return found;
-    case SubsetResult::NO_MEMORY:
-      found.status = Status::NoMemory;
-      return found;
-    case SubsetResult::FOUND:
-      break;
   }
   for (int node = 0; node < n; ++node) {
     const std::span<const int> set = sets[node].Set(choice[node]);
     found.parents.push_back(Vector<int>(set.begin(), set.end()));
     found.steps += Count(set);
   }
-  if (search.limit && !search.limit->Allows(found.parents)) {
-    found = SearchOrders(search);
-    found.isBest = false;
-    return found;
-  }
+  if (search.limit && !search.limit->Allows(found.parents)) return SearchOrders(search);
   found.score = scores.Score(found.parents);
   found.isBest = true;
   return found;

@@ -1,11 +1,10 @@
 // Search over orders of the nodes, in each of which the nodes choose from lists of parent sets made beforehand (after
-// Scanagatta, de Campos, Corani & Zaffalon 2015). Once a walk over orders has come to rest, the sets next to those
-// chosen are looked at as well, with any one parent added or taken out; where some of them are better the walk goes on
-// with longer lists.
+// Scanagatta, de Campos, Corani & Zaffalon 2015). It begins from what greedy search finds, and from random orders. Once
+// it has come to rest the sets next to those chosen are looked at as well, with any one parent added or taken out, and
+// so are changes of single links; where some are better the walk goes on with longer lists.
 //
-// With a limit on entries the nodes choose in some of the walk's orders, one after the other, the best set that the
-// limit still allows beside those chosen before (as in Scanagatta et al. 2018, with entries in place of treewidth); the
-// best net of them is then changed link by link.
+// The walk knows nothing of a limit on entries. With one, links are added greedily along each of the orders that it
+// came to rest in, and then changed freely, as far as the limit lets them.
 #include <algorithm>
 #include <chrono>
 #include <numeric>
@@ -16,11 +15,12 @@
 namespace bravic::engine {
 namespace {
 
-// How far the lists and the walk go: as far as so much work, in cells counted and in places moved, lets them.
-constexpr double CELLS_FOR_LISTS = 1.5e9, LEAST_ROWS = 1000, PLACES_FOR_LEAPS = 5e6;
+// How far all goes: as far as so much work lets it, in cells counted and in pairs of nodes, of which a walk that comes
+// to rest and a leap look at each some times.
+constexpr double CELLS_FOR_LISTS = 1.5e9, LEAST_ROWS = 1000;
+constexpr double PAIRS_FOR_WALKS = 4e6, PAIRS_FOR_LEAPS = 3e7, PAIRS_FOR_LIMIT = 1e5;
 constexpr int LEAST_LEAPS = 10, NODE_LEAPS_LED_NOWHERE = 10;  // the latter in a row, for each node
 constexpr int MOST_ROUNDS = 6;
-constexpr int NUM_WALKS = 6;  // at first, without those asked for
 
 class OrderSearch {
  public:
@@ -38,14 +38,14 @@ class OrderSearch {
     best_.score = scores_.Score(search_.start);
     listed_.resize(n_);
     ListLinks(search_.start);
-    Climb();
+    Climb(best_.parents);
     order_ = ParentsFirst(best_.parents);
     for (int round = 0; round < MOST_ROUNDS && !Stops(); ++round) {
       MakeLists();
-      Walk(round == 0 ? NUM_WALKS + search_.restarts : 1);
+      Walk(round == 0 ? 1 + search_.restarts : 1);
       if (search_.limit) ChooseWithinLimit();
       const bool hasNew = ListNeighbours();
-      if (!Climb() && !hasNew) break;
+      if (!Climb(best_.parents) && !hasNew) break;
     }
     best_.steps = steps_;
     best_.status = !scores_.IsReady() ? Status::NoMemory : interrupt_.halted ? Status::Halted : Status::Done;
@@ -56,6 +56,10 @@ class OrderSearch {
   using Clock = std::chrono::steady_clock;
 
   double SecondsSoFar() const { return std::chrono::duration<double>(Clock::now() - began_).count(); }
+  double SecondsLeft() const {
+    constexpr double LEAST = 1e-6;  // since 0 is no end at all
+    return search_.maxSeconds > 0 ? std::max(search_.maxSeconds - SecondsSoFar(), LEAST) : 0;
+  }
   bool Stops() const {
     if (interrupt_.halted || !scores_.IsReady()) return true;
     return search_.maxSeconds > 0 && SecondsSoFar() >= search_.maxSeconds;
@@ -85,8 +89,9 @@ class OrderSearch {
 
   // From the best order, and from random ones.
   void Walk(int numWalks) {
-    const int numLeaps =
-        static_cast<int>(std::max<double>(PLACES_FOR_LEAPS / (static_cast<double>(n_) * n_), LEAST_LEAPS));
+    const double numPairs = static_cast<double>(n_) * n_;
+    numWalks = std::max(std::min(numWalks, static_cast<int>(PAIRS_FOR_WALKS / numPairs)), 1);
+    const int numLeaps = static_cast<int>(std::max<double>(PAIRS_FOR_LEAPS / numPairs / numWalks, LEAST_LEAPS));
     for (int number = 0; number < numWalks && (number == 0 || !Stops()); ++number) {
       OrderWalk walk(sets_, number == 0 ? order_ : RandomOrder(), random_.Bits(), interrupt_);
       if (!Stops()) walk.Climb();
@@ -159,13 +164,13 @@ class OrderSearch {
     return hasNew;
   }
 
-  // Changes the best links one by one, and lists what that leads to; whether it leads anywhere.
-  bool Climb() {
+  // Changes links one by one, and lists what that leads to; whether it leads beyond the best so far.
+  bool Climb(const Links& links) {
     if (Stops()) return false;
     LinkSearch changes = search_;
-    changes.start = best_.parents;
+    changes.start = links;
     changes.restarts = 0;
-    if (search_.maxSeconds > 0) changes.maxSeconds = search_.maxSeconds - SecondsSoFar();
+    changes.maxSeconds = SecondsLeft();
     const FoundLinks found = SearchHill(changes);
     if (found.status != Status::Done || found.score <= best_.score) return false;
     best_.parents = found.parents;
@@ -176,30 +181,23 @@ class OrderSearch {
   }
 
   void ChooseWithinLimit() {
-    for (; numChosen_ < orders_.size() && !Stops(); ++numChosen_) ChooseWithin(orders_[numChosen_]);
+    const int most = static_cast<int>(PAIRS_FOR_LIMIT / (static_cast<double>(n_) * n_));
+    for (int tried = 0; numChosen_ < orders_.size() && tried <= most && !Stops(); ++numChosen_, ++tried) {
+      const FoundLinks found = ClimbWithin(orders_[numChosen_]);
+      if (found.status == Status::Done) Climb(found.parents);
+    }
   }
 
-  void ChooseWithin(std::span<const int> order) {
-    Vector<char> isBefore(n_, false);
-    Links links(n_);
-    for (int node = 0; node < n_; ++node) links[node] = rules_.Required(node);
-    for (int node : order) {
-      const ParentSets& sets = sets_[node];
-      for (int k = 0; k < sets.NumSets() && !Stops(); ++k) {
-        const std::span<const int> set = sets.Set(k);
-        if (Count(set) == links[node].size()) break;  // nothing but what is required
-        if (!std::ranges::all_of(set, [&](int member) { return isBefore[member]; })) continue;
-        interrupt_.Halts(static_cast<double>(n_) * n_);
-        if (!search_.limit->AllowsFamily(links, node, set)) continue;
-        links[node].assign(set.begin(), set.end());
-        break;
-      }
-      isBefore[node] = true;
-    }
-    const double score = scores_.Score(links);
-    if (score <= best_.score || !search_.limit->Allows(links)) return;
-    best_.score = score;
-    best_.parents = std::move(links);
+  // From what is required, by links along that order alone.
+  FoundLinks ClimbWithin(std::span<const int> order) {
+    LinkRules rules = rules_;
+    for (int k = 0; k < n_; ++k)
+      for (int later = k + 1; later < n_; ++later) rules.Forbid({order[later], order[k]});
+    LinkSearch along = search_;
+    along.rules = &rules;
+    for (int node = 0; node < n_; ++node) along.start[node] = rules_.Required(node);
+    along.maxSeconds = SecondsLeft();
+    return SearchHill(along);
   }
 
   const LinkSearch& search_;

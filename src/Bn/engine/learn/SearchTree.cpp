@@ -42,7 +42,7 @@ class TreeSearch {
 
  private:
   struct Gain {
-    Link link;
+    NetLink link;
     double gain;
   };
 
@@ -99,7 +99,7 @@ class TreeSearch {
   }
 
   // Where it makes no circle, as it can with a child of several required parents, and the limit allows it.
-  void MakeLink(Link link) {
+  void MakeLink(NetLink link) {
     interrupt_.Halts(n_);
     Vector<int>& parents = links_[link.to];
     const Vector<int> before = parents;

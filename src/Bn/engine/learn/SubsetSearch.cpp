@@ -36,23 +36,21 @@ LastNode BestLast(std::span<const ParentSets> sets, SetBits subset, const double
 
 }  // namespace
 
-SubsetResult FindBestSets(std::span<const ParentSets> sets, Interrupt& interrupt, Vector<int>* choice) {
+Vector<int> FindBestSets(std::span<const ParentSets> sets, std::span<double> best, Interrupt& interrupt) {
   const int n = Count(sets);
   const SetBits numSubsets = SetBits{1} << n;
-  const Block<double> best = TryMakeBlock<double>(static_cast<std::size_t>(numSubsets));
-  if (!best) return SubsetResult::NO_MEMORY;
   best[0] = 0;
   for (SetBits subset = 1; subset < numSubsets; ++subset) {
-    if (interrupt.Halts(std::popcount(subset))) return SubsetResult::HALTED;
-    best[subset] = BestLast(sets, subset, best.get()).score;
+    if (interrupt.Halts(std::popcount(subset))) return {};
+    best[static_cast<std::size_t>(subset)] = BestLast(sets, subset, best.data()).score;
   }
-  choice->assign(n, -1);
+  Vector<int> choice(n, -1);
   for (SetBits subset = numSubsets - 1; subset != 0;) {
-    const LastNode last = BestLast(sets, subset, best.get());
-    (*choice)[last.node] = last.set;
+    const LastNode last = BestLast(sets, subset, best.data());
+    choice[last.node] = last.set;
     subset &= ~BitOf(last.node);
   }
-  return SubsetResult::FOUND;
+  return choice;
 }
 
 }  // namespace bravic::engine

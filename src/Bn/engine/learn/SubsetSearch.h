@@ -15,8 +15,8 @@ inline double SubsetSearchBytes(int numNodes) {
   return static_cast<double>(sizeof(double)) * static_cast<double>(std::uint64_t{1} << numNodes);
 }
 
-enum class SubsetResult { FOUND, HALTED, NO_MEMORY };
-// choice [node]: the number of its set. Up to MOST_SUBSET_NODES nodes, for which the lists must leave some net.
-SubsetResult FindBestSets(std::span<const ParentSets> sets, Interrupt& interrupt, Vector<int>* choice);
+// The number of each node's set; the lists must leave some net. best [2 to the number of nodes]: room. Without nodes
+// when it was halted.
+Vector<int> FindBestSets(std::span<const ParentSets> sets, std::span<double> best, Interrupt& interrupt);
 
 }  // namespace bravic::engine
