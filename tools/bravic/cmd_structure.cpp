@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Cases.h"
 #include "Columns.h"
 #include "Commands.h"
 #include "Files.h"
@@ -14,7 +15,7 @@ struct Options {
   std::vector<std::string> required, forbidden;
   double ess = 0, maxEntries = 0, seconds = 0;
   int maxParents = 0, seed = 0, threads = 1, restarts = 0;
-  bool force = false;
+  bool force = false, strict = false;
 };
 
 const std::vector<std::string> SCORES = {"bic", "bdeu", "loglik"}, METHODS = {"hill", "order", "exact", "tree", "tan"};
@@ -90,11 +91,8 @@ void Setup(Command* command, Options* options) {
                 .help = "how many further searches from changed links; 20 if left out",
                 .value = &options->restarts,
                 .check = CheckPositive});
-  command->Add({.names = "--threads",
-                .form = "N",
-                .help = "how many threads to use; 0 for as many as there are processors",
-                .value = &options->threads,
-                .check = CheckNotNegative});
+  command->Add(
+      {.names = "--threads", .form = "N", .help = THREADS_HELP, .value = &options->threads, .check = CheckNotNegative});
   command->Add({.names = "--start",
                 .form = "NET",
                 .help = "learn the links of this net's nodes, beginning with those that it has; if left out, of a net "
@@ -108,6 +106,7 @@ void Setup(Command* command, Options* options) {
                 .required = true,
                 .file = true});
   command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
+  AddStrict(command, &options->strict);
   command->notes =
       "Piped, the output has a row for each link, parent and child, and last one headed *: score, and the score of "
       "the\n"
@@ -159,6 +158,7 @@ void PrintLinks(nodelist_bn nodes, double score) {
 }
 
 int Run(const Options& options, Session& session) {
+  session.BeStrict(options.strict);
   const InputFile input(options.cases);
   const Net net = MakeNet(options, input, session);
   const File file = session.Named(input);

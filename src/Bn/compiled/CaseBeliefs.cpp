@@ -41,36 +41,6 @@ bool CheckNodes(const nodelist_rec& observed, const nodelist_rec& targets) {
   return true;
 }
 
-bool CheckStates(const nodelist_rec& observed, const CaseArrays& cases) {
-  Vector<int> numAllowed;  // [observed] of states
-  for (node_bn node : Entries(observed)) numAllowed.push_back(node->numstates);
-  const int n = numAllowed.size();
-  const int* const allowed = numAllowed.data();
-  const statetype* states = cases.states;
-  const auto isBad = [](statetype state, int numStates) {
-    return (static_cast<unsigned>(state) >= static_cast<unsigned>(numStates)) & (state != UNDEF_STATE);
-  };
-  for (long number = 0; number < cases.numCases; ++number, states += n) {
-    bool isAnyBad = false;
-    for (int k = 0; k < n; ++k) isAnyBad |= isBad(states[k], allowed[k]);
-    for (int k = 0; isAnyBad && k < n; ++k) {
-      if (!isBad(states[k], allowed[k])) continue;
-      Report(STATE_OF_CASE_OUT_OF_RANGE, states[k], number, Entries(observed)[k]->name, allowed[k] - 1);
-      return false;
-    }
-  }
-  return true;
-}
-
-bool FitsArrays(const nodelist_rec& observed, const nodelist_rec& targets, long numCases) {
-  double width = observed.num;
-  for (node_bn node : Entries(targets)) width += node->numstates;
-  constexpr auto MOST_BYTES = static_cast<double>(PTRDIFF_MAX);
-  if ((width + 1) * sizeof(double) * static_cast<double>(numCases) < MOST_BYTES) return true;
-  Report(TOO_MANY_CASES, numCases);
-  return false;
-}
-
 engine::CaseQuestion MakeQuestion(const CompiledNet& compiled, const nodelist_rec& observed,
                                   const nodelist_rec& targets) {
   engine::CaseQuestion question{compiled.numstates, compiled.parents, TablesOf(compiled), {}, {}};
@@ -89,6 +59,33 @@ engine::ManyCases& Prepare(CompiledNet& compiled, engine::CaseQuestion question)
 
 }  // namespace
 
+bool CheckStatesOfCases(std::span<const node_bn> columns, const statetype* states, long numCases) {
+  Vector<int> numAllowed;  // [column] of states
+  for (node_bn node : columns) numAllowed.push_back(node->numstates);
+  const int n = numAllowed.size();
+  const int* const allowed = numAllowed.data();
+  const auto isBad = [](statetype state, int numStates) {
+    return (static_cast<unsigned>(state) >= static_cast<unsigned>(numStates)) & (state != UNDEF_STATE);
+  };
+  for (long number = 0; number < numCases; ++number, states += n) {
+    bool isAnyBad = false;
+    for (int k = 0; k < n; ++k) isAnyBad |= isBad(states[k], allowed[k]);
+    for (int k = 0; isAnyBad && k < n; ++k) {
+      if (!isBad(states[k], allowed[k])) continue;
+      Report(STATE_OF_CASE_OUT_OF_RANGE, states[k], number, columns[k]->name, allowed[k] - 1);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool FitArrays(long numCases, double numbersOfCase) {
+  constexpr auto MOST_BYTES = static_cast<double>(PTRDIFF_MAX);
+  if ((numbersOfCase + 1) * sizeof(double) * static_cast<double>(numCases) < MOST_BYTES) return true;
+  Report(TOO_MANY_CASES, numCases);
+  return false;
+}
+
 long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, const CaseArrays& cases,
                     int numThreads) {
   net_bn net;
@@ -101,7 +98,10 @@ long BeliefsOfCases(const nodelist_rec& observed, const nodelist_rec& targets, c
     Report(NET_NOT_COMPILED, net->name);
     return -1;
   }
-  if (!CheckNodes(observed, targets) || !FitsArrays(observed, targets, cases.numCases) || !CheckStates(observed, cases))
+  double width = observed.num;
+  for (node_bn node : Entries(targets)) width += node->numstates;
+  if (!CheckNodes(observed, targets) || !FitArrays(cases.numCases, width) ||
+      !CheckStatesOfCases(Entries(observed), cases.states, cases.numCases))
     return -1;
   LongWork wait("Updating beliefs", 0, Showing::WithEstimate);
   wait.Begin();

@@ -1,8 +1,9 @@
-// Learning: counts, intervals.
+// Learning: counts, tables from cases with missing cells, intervals.
 #include <algorithm>
 
-#include "Bn/learn/CaseCounts.h"
+#include "Bn/learn/CountCases.h"
 #include "Bn/learn/FindIntervals.h"
+#include "Bn/learn/LearnEm.h"
 #include "Bn/model/Lists.h"
 #include "Bravic/NetCall.h"
 
@@ -30,6 +31,37 @@ bool CheckValues(const void* values) {
   if (values || !NetCall::Basic()) return true;
   Report(NULL_ROOM_FOR_ANSWER, "values");
   return false;
+}
+
+bool CheckArrays(const NetCall& call, nodelist_bn columns, const statetype* states, long numcases) {
+  if (call.IsRefused()) return false;
+  if (numcases < 0) {
+    Report(NEGATIVE_CASES_TO_INFER, numcases);
+    return false;
+  }
+  if (!states && numcases > 0 && columns->num > 0) {
+    Report(NULL_CASE_STATES, numcases);
+    return false;
+  }
+  return true;
+}
+
+bool CheckPrior(double prior) {
+  if (prior >= 0 && prior <= MOST_COUNT) return true;
+  Report(PRIOR_OUT_OF_RANGE, prior);
+  return false;
+}
+
+bool CheckEmOptions(int maxiterations, double tolerance, double prior) {
+  if (maxiterations < 0) {
+    Report(NEGATIVE_ITERATIONS, maxiterations);
+    return false;
+  }
+  if (!(tolerance >= 0 && tolerance <= MOST_COUNT)) {
+    Report(TOLERANCE_OUT_OF_RANGE, tolerance);
+    return false;
+  }
+  return CheckPrior(prior);
 }
 
 }  // namespace
@@ -85,6 +117,57 @@ void BRAVIC_CALL FreeCounts_bn(counts_bn counts) {
     return;
   }
   FreeCounts(counts);
+}
+
+long BRAVIC_CALL CountCases_bn(counts_bn counts, nodelist_bn columns, const statetype* states, const double* weights,
+                               long numcases) {
+  NetCall call("CountCases_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !CheckCounts(call, counts) ||
+      !call.CheckList(columns, NetCall::ALLOW_NONE) || !CheckArrays(call, columns, states, numcases))
+    return -1;
+  const WeightedCases cases{Entries(*columns), states, weights, numcases};
+  return CheckCases(cases, counts->net) && CountCases(*counts, cases) ? 0 : -1;
+}
+
+long BRAVIC_CALL ExpectCounts_bn(counts_bn counts, nodelist_bn columns, const statetype* states, const double* weights,
+                                 long numcases, double* loglikelihood, int numthreads) {
+  NetCall call("ExpectCounts_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !CheckCounts(call, counts) ||
+      !call.CheckList(columns, NetCall::ALLOW_NONE) || !CheckArrays(call, columns, states, numcases))
+    return -1;
+  if (numthreads < 0) {
+    Report(NEGATIVE_THREADS, numthreads);
+    return -1;
+  }
+  const WeightedCases cases{Entries(*columns), states, weights, numcases};
+  return CheckCases(cases, counts->net) ? ExpectCounts(*counts, cases, loglikelihood, numthreads) : -1;
+}
+
+int BRAVIC_CALL LearnCounts_bn(counts_bn counts, double prior) {
+  NetCall call("LearnCounts_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !CheckCounts(call, counts) || !CheckPrior(prior)) return -1;
+  return LearnCounts(*counts, prior) ? 0 : -1;
+}
+
+int BRAVIC_CALL LearnTablesEMCases_bn(nodelist_bn columns, const statetype* states, const double* weights,
+                                      long numcases, nodelist_bn nodes, int maxiterations, double tolerance,
+                                      double prior, double* loglikelihood) {
+  NetCall call("LearnTablesEMCases_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckList(columns, NetCall::ALLOW_NONE) ||
+      !CheckArrays(call, columns, states, numcases) || !call.CheckList(nodes, NetCall::ALLOW_NONE) ||
+      !CheckEmOptions(maxiterations, tolerance, prior))
+    return -1;
+  return LearnByEm({Entries(*columns), states, weights, numcases}, Entries(*nodes),
+                   {maxiterations, tolerance, prior, loglikelihood});
+}
+
+int BRAVIC_CALL LearnTablesEM_bn(filespec_ns cases, nodelist_bn nodes, int maxiterations, double tolerance,
+                                 double prior, double* loglikelihood) {
+  NetCall call("LearnTablesEM_bn");
+  if (!call.HasReserve(NO_RESERVE_TO_CHANGE) || !call.CheckFile(cases) || !call.CheckList(nodes, NetCall::ALLOW_NONE) ||
+      !CheckEmOptions(maxiterations, tolerance, prior))
+    return -1;
+  return LearnFileByEm(cases, Entries(*nodes), {maxiterations, tolerance, prior, loglikelihood});
 }
 
 namespace {

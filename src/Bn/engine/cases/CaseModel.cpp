@@ -19,6 +19,7 @@ Vector<unsigned char> FindMattering(const CaseQuestion& question) {
   };
   for (int node : question.observed) add(node);
   for (int node : question.targets) add(node);
+  for (int node : question.families) add(node);
   // A table whose rows are no distributions says something of the parents by itself.
   for (int node = 0; node < Count(question.numstates); ++node) {
     const float* rows = question.table(node);

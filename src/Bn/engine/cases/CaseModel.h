@@ -16,6 +16,16 @@ struct CaseQuestion {
   std::span<const Vector<int>> parents;  // [node]
   TableSource table;                     // as Inference::SetTables has them
   Vector<int> observed, targets;         // nodes; of each case the states of the former are given
+  // Nodes of which the joint beliefs of their families are asked for, as tables (first parent slowest, the node's own
+  // states fastest), each up to a factor of its own.
+  Vector<int> families = {};
+
+  // Of a family's table.
+  int FamilySize(int node) const {
+    int size = numstates[node];
+    for (int parent : parents[node]) size *= numstates[parent];
+    return size;
+  }
 };
 
 struct CaseModel {

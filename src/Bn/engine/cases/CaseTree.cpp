@@ -13,8 +13,34 @@ CaseTree::CaseTree(const CaseModel& itsModel, const CaseQuestion& itsQuestion)
       structure(itsModel.tree, itsModel.numstates, itsModel.parents),
       tables_(structure) {
   tables_.Set(model.table, nullptr);
+  PlaceFamilies();
   ChooseRoot();
   PlaceReadings();
+}
+
+void CaseTree::TablesChanged() {
+  tables_.Set(model.table, nullptr);
+}
+
+void CaseTree::PlaceFamilies() {
+  familiesAt.resize(structure.cliques.size());
+  homeOf.assign(question.families.size(), NOWHERE);
+  Vector<int> familyOf(structure.NumNodes(), NOWHERE);
+  for (int f = 0; f < question.families.size(); ++f) familyOf[NodeOfFamily(f)] = f;
+  for (int c = 0; c < structure.cliques.size(); ++c) {
+    for (int node : structure.cliques[c].homed) {
+      if (familyOf[node] == NOWHERE) continue;
+      homeOf[familyOf[node]] = c;
+      familiesAt[c].push_back(familyOf[node]);
+    }
+  }
+}
+
+Vector<int> CaseTree::FamilyOf(int node) const {
+  Vector<int> variables;
+  for (int member : structure.families[node])
+    if (structure.numstates[member] > 1) variables.push_back(member);
+  return variables;
 }
 
 int CaseTree::SizeOf(std::span<const int> variables) const {
@@ -49,6 +75,8 @@ void CaseTree::MarkVisited() {
   isVisited[root] = 1;
   for (int target : question.targets)
     for (int c = topOf[model.numberOf[target]]; !isVisited[c]; c = parent[c]) isVisited[c] = 1;
+  for (int home : homeOf)
+    for (int c = home; !isVisited[c]; c = parent[c]) isVisited[c] = 1;
 }
 
 // The entries that are passed over outward. The root has its pass anyway.

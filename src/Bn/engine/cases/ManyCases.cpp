@@ -50,6 +50,7 @@ bool ManyCases::MakeRoom(int lanes, Workspace<Number>* space) const {
 ManyCases::ManyCases(CaseQuestion question, CaseWay way, const LaneRunner<float>& runner)
     : question_(std::move(question)), model_(question_), runner_(runner) {
   for (int target : question_.targets) numBeliefs_ += question_.numstates[target];
+  for (int family : question_.families) numBeliefs_ += question_.FamilySize(family);
   if (model_.tree.cliques.empty()) return;
   tree_ = MakeOwned<CaseTree>(model_, question_);
   const bool isLarge = model_.tree.totalSize > cost::MOST_CASE_ENTRIES;
@@ -58,7 +59,18 @@ ManyCases::ManyCases(CaseQuestion question, CaseWay way, const LaneRunner<float>
     return;
   }
   single_ = MakeOwned<SingleCase>(*tree_);
-  if (way != CaseWay::OVER_TREE) elimination_ = MakeOwned<CaseElimination>(*tree_, way == CaseWay::WITHOUT_TREE);
+  // Families are read from cliques.
+  if (way != CaseWay::OVER_TREE && question_.families.empty())
+    elimination_ = MakeOwned<CaseElimination>(*tree_, way == CaseWay::WITHOUT_TREE);
+}
+
+void ManyCases::TablesChanged() {
+  if (!tree_) return;
+  tree_->TablesChanged();
+  if (single_)
+    single_->TablesChanged();
+  else
+    isReady_ = MakeCaseProgram(*tree_, runner_.lanes * static_cast<int>(sizeof(float)), &program_);
 }
 
 void ManyCases::AnswerImpossible(const CaseBatch& batch, std::ptrdiff_t number) const {
@@ -94,8 +106,8 @@ void ManyCases::RunLanes(const LaneRunner<Number>& runner, const CaseProgram& pr
       fate = CaseFate::IMPOSSIBLE;
       AnswerImpossible(batch, number);
     } else if (batch.logProbs) {
-      batch.logProbs[number] = NaturalLogarithm(static_cast<double>(at(CaseProgram::TOTAL)),
-                                                static_cast<long long>(at(CaseProgram::EXPONENT)) + program.exponent);
+      batch.logProbs[number] = LogOfCase(static_cast<double>(at(CaseProgram::TOTAL)),
+                                         static_cast<long long>(at(CaseProgram::EXPONENT)) + program.exponent);
     }
   }
 }
@@ -206,6 +218,17 @@ Status ManyCases::AnswerWidely(const CaseBatch& batch, std::ptrdiff_t number, Ca
     const Status ofBelief = inference->Belief(tree_->NodeOfTarget(t), std::span<float>(to, numstates));
     if (ofBelief != Status::Done && ofBelief != Status::Vanished) return ofBelief;
     to += numstates;
+  }
+  for (int f = 0; to && f < question_.families.size(); ++f) {
+    const int node = question_.families[f], size = question_.FamilySize(node);
+    Vector<int> members;
+    for (int parent : question_.parents[node]) members.push_back(model_.numberOf[parent]);
+    members.push_back(model_.numberOf[node]);
+    Vector<double> joint(size);
+    double entries;
+    if (const Status ofJoint = inference->Joint(members, joint.data(), &entries); ofJoint != Status::Done)
+      return ofJoint;
+    to = std::transform(joint.begin(), joint.end(), to, [](double entry) { return static_cast<float>(entry); });
   }
   return Status::Done;
 }

@@ -19,7 +19,7 @@ namespace bravic::engine {
 struct CaseBatch {
   const int* states;  // [numCases x observed]; less than 0: not known
   std::ptrdiff_t numCases;
-  float* beliefs;    // [numCases x states of all targets], or NULL
+  float* beliefs;    // [numCases x (states of all targets, tables of all families)], or NULL
   double* logProbs;  // [numCases] or NULL: natural logarithm of the probability of what is known
 };
 
@@ -34,6 +34,8 @@ class ManyCases {
                      const LaneRunner<float>& runner = BestLaneRunner());
 
   const CaseQuestion& Question() const { return question_; }
+  // Tables are other ones from now on, the question being the same.
+  void TablesChanged();
   // Whether what is prepared for the next cases takes little room.
   bool IsSmall() const { return !single_ && isReady_; }
   // NoMemory, Halted: the answers are unfinished. numImpossible: cases that cannot be.

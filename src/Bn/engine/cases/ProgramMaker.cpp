@@ -64,7 +64,7 @@ class ProgramMaker {
   Vector<int> evidenceAt_;              // [node] its table of what is known, or NOWHERE
   Vector<Vector<int>> evidenceOf_;      // [separator] nodes that are multiplied into the message inward
   Vector<Vector<int>> loneEvidence_;    // [clique] nodes that are multiplied in here
-  Vector<int> beliefAt_;                // [target] its first slot of the answer
+  Vector<int> beliefAt_, familyAt_;     // [target], [family] its first slot of the answer
 };
 
 // What is known of a node is multiplied into the smallest message that tells of it, which takes little; of a node in
@@ -98,11 +98,16 @@ void ProgramMaker::PlaceTables() {
 
 void ProgramMaker::PlaceBeliefs() {
   for (int target : tree_.question.targets) program_.numBeliefs += tree_.question.numstates[target];
+  for (int family : tree_.question.families) program_.numBeliefs += tree_.question.FamilySize(family);
   program_.beliefs = NewSlots(program_.numBeliefs);
   int next = program_.beliefs;
   for (int target : tree_.question.targets) {
     beliefAt_.push_back(next);
     next += tree_.question.numstates[target];
+  }
+  for (int family : tree_.question.families) {
+    familyAt_.push_back(next);
+    next += tree_.question.FamilySize(family);
   }
 }
 
@@ -152,7 +157,7 @@ void ProgramMaker::AddFactors(int c, bool isOutward) {
   for (int v : loneEvidence_[c]) maker_.AddFactor(evidenceAt_[v], std::span<const int>(&v, 1));
 }
 
-// Beliefs of the separators outward, and those of nodes that are read here.
+// Beliefs of the separators outward, and those of nodes and families that are read here.
 void ProgramMaker::AddTargets(int c) {
   for (const Link& link : structure_.cliques[c].links) {
     if (link.separator == tree_.upward[c] || separators_[link.separator].belief == NOWHERE) continue;
@@ -163,6 +168,7 @@ void ProgramMaker::AddTargets(int c) {
     // A node of one state has the sum of everything.
     if (structure_.numstates[v] > 1) maker_.AddTarget(beliefAt_[t], std::span<const int>(&v, 1));
   }
+  for (int f : tree_.familiesAt[c]) maker_.AddTarget(familyAt_[f], tree_.FamilyOf(tree_.NodeOfFamily(f)));
 }
 
 // The pass that was begun, over messages that are in range.

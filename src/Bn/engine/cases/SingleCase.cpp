@@ -35,12 +35,19 @@ SingleCase::SingleCase(const CaseTree& tree) : tree_(tree), structure_(tree.stru
   for (int c = 0; c < numCliques; ++c) {
     for (int t : tree.readInside[c]) insideAt_[t] = take(structure_.numstates[tree.NodeOfTarget(t)]);
     // The potential, twice as many as there are separators, the total.
-    mostTables_ = std::max(mostTables_, 2 + 2 * structure_.cliques[c].links.size() + tree.readInside[c].size());
+    mostTables_ = std::max(mostTables_, 2 + 2 * structure_.cliques[c].links.size() + tree.readInside[c].size() +
+                                            tree.familiesAt[c].size());
   }
   for (int numStates : structure_.numstates) mostStates_ = std::max(mostStates_, numStates);
   int next = 0;
   for (int target : tree.question.targets)
     beliefAt_.push_back(std::exchange(next, next + tree.question.numstates[target]));
+  for (int f = 0; f < tree.question.families.size(); ++f) {
+    families_.push_back(tree.FamilyOf(tree.NodeOfFamily(f)));
+    const int size = tree.question.FamilySize(tree.question.families[f]);
+    tableAt_.push_back(take(size));
+    familyAt_.push_back(std::exchange(next, next + size));
+  }
   sortKey_.resize(tree.question.observed.size());
   std::iota(sortKey_.begin(), sortKey_.end(), 0);
   std::sort(sortKey_.begin(), sortKey_.end(), [&](int a, int b) {
@@ -66,6 +73,12 @@ bool SingleCase::Fill(int c) {
   return true;
 }
 
+void SingleCase::TablesChanged() {
+  numFilled_ = 0;
+  exponent_ = 0;
+  for (Potential& potential : potentials_) potential = {};
+}
+
 bool SingleCase::Prepare() {
   for (; numFilled_ < potentials_.size(); ++numFilled_)
     if (!Fill(numFilled_)) return false;
@@ -84,6 +97,7 @@ SingleCase::Room::Room(const SingleCase& all)
   factors_.reserve(all.mostTables_);
   targets_.reserve(all.mostTables_);
   sums_.resize(all.mostStates_);
+  isNeeded_.assign(all.structure_.cliques.size(), 1);
 }
 
 // Messages inward are stale from every clique on that holds a node of which something else is known.
@@ -193,8 +207,12 @@ bool SingleCase::VisitOutward(int c, Room* room, float* beliefs) const {
     const int v = tree_.NodeOfTarget(t);
     if (structure_.numstates[v] > 1) AddTarget(std::span<const int>(&v, 1), tables + insideAt_[t], room);
   }
+  for (int f : tree_.familiesAt[c])
+    if (!IsWhole(f, *room)) AddTarget(families_[f], tables + tableAt_[f], room);
   RunPass(c, room);
   if (!beliefs || !(tables[TOTAL] > 0)) return true;
+  for (int f : tree_.familiesAt[c])
+    if (!IsWhole(f, *room)) ReadFamily(f, room, beliefs);
   for (int t : tree_.readInside[c]) {
     const int v = tree_.NodeOfTarget(t);
     ReadBelief(t, std::span<const int>(&v, 1), tables + insideAt_[t], room, beliefs);
@@ -210,6 +228,33 @@ bool SingleCase::VisitOutward(int c, Room* room, float* beliefs) const {
     Scale(s, belief, room);
   }
   return true;
+}
+
+// Whether nothing of the family is open.
+bool SingleCase::IsWhole(int f, const Room& room) const {
+  for (int v : families_[f])
+    if (room.states_[v] == FREE) return false;
+  return true;
+}
+
+// The cliques between the root and where families with something open are read.
+void SingleCase::MarkNeeded(Room* room) const {
+  if (families_.empty() || !tree_.question.targets.empty()) return;
+  std::fill(room->isNeeded_.begin(), room->isNeeded_.end(), 0);
+  room->isNeeded_[tree_.root] = 1;
+  for (int f = 0; f < families_.size(); ++f) {
+    if (IsWhole(f, *room)) continue;
+    for (int c = tree_.homeOf[f]; !std::exchange(room->isNeeded_[c], 1); c = tree_.parent[c]) continue;
+  }
+}
+
+void SingleCase::ReadFamily(int f, Room* room, float* beliefs) const {
+  const double* const table = room->tables_.get() + tableAt_[f];
+  double total = 0;
+  ForEachEntry(families_[f], *room, [&](int k) { total += table[k]; });
+  float* const to = beliefs + familyAt_[f];
+  std::fill_n(to, tree_.question.FamilySize(tree_.question.families[f]), 0.0f);
+  if (total > 0) ForEachEntry(families_[f], *room, [&](int k) { to[k] = static_cast<float>(table[k] / total); });
 }
 
 // Of a possible case. table: over the variables, the target among them.
@@ -243,10 +288,13 @@ CaseFate SingleCase::Solve(const int* states, Room* room, float* beliefs, double
   if (!VisitOutward(tree_.root, room, beliefs)) return CaseFate::DOUBTFUL;
   const double total = room->tables_[TOTAL];
   if (!(total > 0)) return CaseFate::IMPOSSIBLE;
-  for (int k = 1; k < tree_.order.size() && beliefs; ++k)
-    if (tree_.isVisited[tree_.order[k]] && !VisitOutward(tree_.order[k], room, beliefs)) return CaseFate::DOUBTFUL;
+  if (beliefs) MarkNeeded(room);
+  for (int k = 1; k < tree_.order.size() && beliefs; ++k) {
+    const int c = tree_.order[k];
+    if (tree_.isVisited[c] && room->isNeeded_[c] && !VisitOutward(c, room, beliefs)) return CaseFate::DOUBTFUL;
+  }
   const long long exponent = std::accumulate(room->exponent_.begin(), room->exponent_.end(), exponent_);
-  *logProb = NaturalLogarithm(total, exponent);
+  *logProb = LogOfCase(total, exponent);
   return CaseFate::POSSIBLE;
 }
 

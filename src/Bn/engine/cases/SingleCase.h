@@ -16,6 +16,8 @@ enum class CaseFate : unsigned char { POSSIBLE, IMPOSSIBLE, DOUBTFUL };
 class SingleCase {
  public:
   explicit SingleCase(const CaseTree& tree);
+  // Potentials are made anew.
+  void TablesChanged();
   // Makes the potentials, where they are not made yet; false without memory.
   bool Prepare();
   // The columns of a case, those that are entered deepest in the tree first.
@@ -41,9 +43,11 @@ class SingleCase {
     PassShape shape_;
     Vector<const double*> factors_;
     Vector<PassTarget> targets_;
-    Vector<double> sums_;  // [state]
+    Vector<double> sums_;             // [state]
+    Vector<unsigned char> isNeeded_;  // [clique] on the way outward
   };
-  // states: a case's, by columns. beliefs [states of all targets] or NULL. logProb: of a possible case.
+  // states: a case's, by columns. beliefs [states of all targets, tables of all families] or NULL; families that are
+  // known whole are left out of it. logProb: of a possible case.
   CaseFate Solve(const int* states, Room* room, float* beliefs, double* logProb) const;
 
  private:
@@ -68,17 +72,22 @@ class SingleCase {
   int Scale(int separator, double* table, Room* room) const;
   bool SendInward(int clique, Room* room) const;
   bool VisitOutward(int clique, Room* room, float* beliefs) const;
+  bool IsWhole(int family, const Room& room) const;
+  void MarkNeeded(Room* room) const;
+  void ReadFamily(int family, Room* room, float* beliefs) const;
   void ReadBelief(int target, std::span<const int> variables, const double* table, Room* room, float* beliefs) const;
 
   const CaseTree& tree_;
   const Structure& structure_;
   Vector<Potential> potentials_;  // [clique]
   int numFilled_ = 0;
-  long long exponent_ = 0;  // of their product
-  Vector<Place> places_;    // [separator]
-  Vector<int> insideAt_;    // [target] its own table, if it has one
-  Vector<int> beliefAt_;    // [target] its first belief
-  int roomSize_ = 1;        // the first entry is the total
+  long long exponent_ = 0;          // of their product
+  Vector<Place> places_;            // [separator]
+  Vector<int> insideAt_;            // [target] its own table, if it has one
+  Vector<int> beliefAt_;            // [target] its first belief
+  Vector<int> tableAt_, familyAt_;  // [family] its own table, and its first belief
+  Vector<Vector<int>> families_;    // [family] variables
+  int roomSize_ = 1;                // the first entry is the total
   int mostTables_ = 0, mostStates_ = 1;
   Vector<int> sortKey_;
 };
