@@ -962,6 +962,16 @@ BRAVIC_API double BRAVIC_CALL GetExpectedUtility_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL UndoLastChange_bn(net_bn net);
 BRAVIC_API int BRAVIC_CALL RedoLastChange_bn(net_bn net);
 
+/* Makes one change for undo of all that is changed in the net from here until EndChanges_bn; they nest. Answers 0; negative
+   on failure (2690 no changes are kept for undo). */
+BRAVIC_API int BRAVIC_CALL BeginChanges_bn(net_bn net);
+
+/* keep: 1; with 0 all that was changed since is taken back, and what could be undone and redone before still can. Until
+   then the net can be neither undone nor redone (2692), and the depth of undo not be
+   changed (2693).
+   Answers 1 where something was changed, else 0; negative on failure (2691 nothing was begun). */
+BRAVIC_API int BRAVIC_CALL EndChanges_bn(net_bn net, int keep);
+
 /* How many changes of a net are kept for undo; 1 at the start, for all nets alike. depth: 0 turns recording off and
    keeps what is recorded; any other depth below the present one frees the net's records; -1 only asks.
    Answers the previous depth; -1 on failure (5581). */

@@ -126,11 +126,11 @@ void ArgumentsTest::SetUpTestSuite() {
   Open("-1", NOTHING, CALL(SetNetName_bn), CALL(SetNetAutoUpdate_bn), CALL(SetNetElimOrder_bn), CALL(SetNetTitle_bn),
        CALL(SetNetComment_bn), CALL(SetNetUserData_bn), CALL(CaseProbability_bn), CALL(SetNetFindMPE_bn),
        CALL(FindElimOrder_bn), CALL(UndoLastChange_bn), CALL(RedoLastChange_bn), CALL(SetUndoDepth_bn),
-       CALL(AddLink_bn), CALL(DeleteLink_bn), CALL(LinkNamed_bn), CALL(SetNodeName_bn), CALL(SetNodeKind_bn),
-       CALL(SetNodeStateName_bn), CALL(SetNodeLevels_bn), CALL(SetLinkName_bn), CALL(SetNodeTitle_bn),
-       CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn), CALL(ReverseLink_bn), CALL(WriteCase_bn),
-       CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn), CALL(SeedRandom_ns),
-       CALL(BeliefsOfCases_bn), CALL(SetNetText_bn), CALL(SetNodeText_bn), CALL(WriteNetText_bn),
+       CALL(BeginChanges_bn), CALL(EndChanges_bn), CALL(AddLink_bn), CALL(DeleteLink_bn), CALL(LinkNamed_bn),
+       CALL(SetNodeName_bn), CALL(SetNodeKind_bn), CALL(SetNodeStateName_bn), CALL(SetNodeLevels_bn),
+       CALL(SetLinkName_bn), CALL(SetNodeTitle_bn), CALL(SetNodeComment_bn), CALL(SetNodeUserData_bn),
+       CALL(ReverseLink_bn), CALL(WriteCase_bn), CALL(ReadCaseStates_bn), CALL(RandomCase_bn), CALL(GenerateCases_bn),
+       CALL(SeedRandom_ns), CALL(BeliefsOfCases_bn), CALL(SetNetText_bn), CALL(SetNodeText_bn), CALL(WriteNetText_bn),
        CALL(KeepNetOrder_bn));
   Open("-1", NOTHING, CALL(EstimateCompile_bn), CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
        CALL(VarianceReductions_bn), CALL(FindingImpacts_bn), CALL(BeliefSensitivity_bn), CALL(BeliefSensitivities_bn));

@@ -158,6 +158,69 @@ TEST_F(UndoWalkTest, ComesBackToWhatItSaw) {
   EXPECT_GT(numRecorded, 400);
 }
 
+// Whatever is put together, nested or not, halfway taken back or not, goes and comes as one.
+TEST_F(UndoWalkTest, ChangesPutTogetherAreOneStep) {
+  const auto used = MemoryUsed();
+  for (std::uint64_t seed = 1; seed <= 40 && !HasFatalFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random(seed);
+    compiles = seed % 2 != 0;
+    net = RandomRichNet(env, random);
+    SetUndoDepth_bn(1 + int(seed % 3), net.get());
+    const std::string bare = Look();
+    SetNetTitle_bn(net.get(), "before");
+    SetNetTitle_bn(net.get(), "undone before");
+    UndoLastChange_bn(net.get());
+    const std::string before = Look();
+    ASSERT_EQ(BeginChanges_bn(net.get()), 0);
+    for (int i = random.Below(5); i > 0; --i) Change(random);
+    const std::string between = Look();
+    const bool keepsInner = random.Chance(0.5), keeps = random.Chance(0.6);
+    BeginChanges_bn(net.get());
+    for (int i = random.Below(5); i > 0; --i) Change(random);
+    EndChanges_bn(net.get(), keepsInner);
+    if (!keepsInner) ASSERT_EQ(Difference(Look(), between), "");
+    if (compiles) CompileNet_bn(net.get());
+    const std::string after = Look();
+    Reports(0);
+    const bool changed = EndChanges_bn(net.get(), keeps) == 1;
+    ASSERT_EQ(Difference(Look(), keeps ? after : before), "");
+    if (keeps && changed) {
+      ASSERT_EQ(UndoLastChange_bn(net.get()), 1);
+      ASSERT_EQ(Difference(Look(), before), "");
+      ASSERT_EQ(RedoLastChange_bn(net.get()), 1);
+      ASSERT_EQ(Difference(Look(), after), "");
+      ASSERT_EQ(RedoLastChange_bn(net.get()), 0);
+    } else {
+      ASSERT_EQ(RedoLastChange_bn(net.get()), 1) << "the stacks are as they were";
+      ASSERT_EQ(UndoLastChange_bn(net.get()), 1);
+      if (seed % 3 != 0) {
+        ASSERT_EQ(UndoLastChange_bn(net.get()), 1);
+        ASSERT_EQ(Difference(Look(), bare), "");
+      }
+    }
+  }
+  net = Net(NewNet_bn("Test", env));
+  EXPECT_EQ(MemoryUsed(), used);
+}
+
+TEST_F(UndoWalkTest, WhatIsPutTogetherIsNotUndoneHalfway) {
+  net = Net(NewNet_bn("Open", env));
+  EXPECT_EQ(EndChanges_bn(net.get(), 1), -1);
+  EXPECT_EQ(BeginChanges_bn(net.get()), 0);
+  EXPECT_EQ(UndoLastChange_bn(net.get()), -1);
+  EXPECT_EQ(RedoLastChange_bn(net.get()), -1);
+  EXPECT_EQ(SetUndoDepth_bn(0, net.get()), -1);
+  EXPECT_EQ(SetUndoDepth_bn(1, net.get()), 1);
+  EXPECT_EQ(SetUndoDepth_bn(-1, net.get()), 1);
+  net = Net(NewNet_bn("Test", env));  // the open one is freed
+  EXPECT_EQ(SetUndoDepth_bn(0, net.get()), 1);
+  EXPECT_EQ(BeginChanges_bn(net.get()), -1);
+  EXPECT_THAT(Reports(5), ::testing::AllOf(::testing::HasSubstr("2691"), ::testing::HasSubstr("2692"),
+                                           ::testing::HasSubstr("2693"), ::testing::HasSubstr("2690")));
+  SetUndoDepth_bn(1, net.get());
+}
+
 TEST_F(UndoWalkTest, ByDefaultOneStepIsKept) {
   SetUndoDepth_bn(5, net.get());
   TearDown();

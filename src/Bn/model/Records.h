@@ -171,6 +171,7 @@ struct bnet {
   bravic::UndoRecord* undo = nullptr;  // newest first, owned
   bravic::UndoRecord* redo = nullptr;  // owned
   int sublevel = 0;                    // depth of open groups
+  bravic::UndoRecord* step = nullptr;  // the innermost one that a host has begun, NULL outside; on the stack
   unsigned char statusbyte = 0;
   // Files.
   char* filename = nullptr;      // owned: of the specification it was read from

@@ -21,6 +21,7 @@ int depthLimit = DEFAULT_DEPTH;
 int undoCounter = FIRST_SEQUENCE;
 UndoGroup* innermostGroup = nullptr;
 bool takingBack = false;
+int numOpenSteps = 0;
 
 int NextSequence() {
   if (undoCounter >= LAST_SEQUENCE) {
@@ -210,9 +211,56 @@ void TakenBackIfHalted::TakeBack() {
 
 // What recording the change would have done at once.
 void TakenBackIfHalted::Settle() {
+  if (net_->sublevel > 0) return;
   if (!UndoRecording()) return UnrecordedChange(net_);
   CutStack(net_->undo, depthLimit);
   FreeStack(net_->redo);
+}
+
+// The record lies beneath those of the step from the start. A sublevel above 0 keeps the stacks from being trimmed.
+void BeginStep(net_bn net) {
+  ++net->sublevel;
+  UndoRecord* step = MakeRecord(UNDO_GROUP, net, nullptr);
+  step->around = net->step;
+  net->step = step;
+  ++numOpenSteps;
+}
+
+bool EndStep(net_bn net, bool isKept) {
+  UndoRecord* step = net->step;
+  const bool isEmpty = net->undo == step;
+  if (!isKept) {
+    UndoRecord* redo = net->redo;
+    net->redo = nullptr;
+    takingBack = true;
+    while (net->undo != step) MoveTop(net->undo, net->redo);
+    takingBack = false;
+    FreeStack(net->redo);
+    net->redo = redo;
+  }
+  net->step = step->around;
+  step->around = nullptr;
+  --net->sublevel;
+  --numOpenSteps;
+  if (isEmpty || !isKept) {
+    net->undo = step->next;
+    FreeUndoRecord(step);
+    return !isEmpty;
+  }
+  UndoRecord** last = &net->undo;
+  while (*last != step) last = &(*last)->next;
+  step->children = net->undo;
+  *last = nullptr;
+  net->undo = step;
+  if (net->sublevel == 0) {
+    CutStack(net->undo, depthLimit);
+    FreeStack(net->redo);
+  }
+  return true;
+}
+
+bool AnyStepOpen() {
+  return numOpenSteps > 0;
 }
 
 bool IsTakingBack() {
@@ -245,6 +293,7 @@ bool RedoLast(net_bn net) {
 
 // Newest first, so that nothing is freed that a record still to be freed speaks of.
 void FreeUndo(net_bn net) {
+  for (; net->step; net->step = net->step->around) --numOpenSteps;
   FreeStack(net->redo);
   FreeStack(net->undo);
 }
@@ -255,6 +304,7 @@ void UnrecordedChange(net_bn net) {
 
 void StartUndo() {
   depthLimit = DEFAULT_DEPTH;
+  numOpenSteps = 0;
 }
 
 namespace {

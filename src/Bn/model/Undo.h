@@ -71,6 +71,12 @@ class TakenBackIfHalted {
 };
 // While changes are taken back nothing is brought up to date after them.
 bool IsTakingBack();
+// Makes one step of all that is recorded on the net until it is ended, as a group does across calls. Ended without
+// being kept, everything since is taken back and the stacks are as they were. Steps nest. While any is open the depth
+// stays.
+void BeginStep(net_bn net);
+bool EndStep(net_bn net, bool isKept);  // whether anything was recorded
+bool AnyStepOpen();
 int UndoSequence(net_bn net);  // of the newest record, 0 when there is none
 void UndoTo(net_bn net, int sequence);
 void RedoTo(net_bn net, int sequence);

@@ -106,6 +106,7 @@ struct UndoRecord {
   int sequence = 0;
   UndoRecord* next = nullptr;      // the next older on the stack or in the group
   UndoRecord* children = nullptr;  // of a group, the next to be applied first; owned
+  UndoRecord* around = nullptr;    // of a step that a host has begun: the one that it is part of
   unsigned char statusbyte = 0;
   unsigned whenchanged = 0;
   char* whochanged = nullptr;  // owned
