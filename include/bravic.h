@@ -844,7 +844,7 @@ typedef struct {            /* how to search for links; 0 everywhere else than i
   int maxparents;           /* that a node may have; default: any number for hill and order, 4 for exact */
   int numthreads;           /* default: the setting of SetThreads_ns; the result does not depend on it */
   int keeplinks;            /* 1: start from the links there are; 0: from none */
-  int missing;              /* 0: each family by its complete cases; 1: structural EM */
+  int missing;              /* 0: each family by its complete cases; 1: filled in by draws, with the links (structural EM) */
   double prior;             /* equivalent sample size of BDeu; default 1 */
   double maxentries;        /* that the junction tree of the net, written and read again, may have; default: no limit */
   double maxseconds;        /* default: until no step improves */
@@ -863,6 +863,19 @@ typedef struct {            /* how to search for links; 0 everywhere else than i
    found; may be NULL. A column that never changes leaves its node without links, but for those required (warning 2759).
    Method 0, greedy search with a tabu list and restarts, makes the best change of one link (added, removed or turned
    round) again and again, keeping the rules and the limit on entries at every step.
+   Method 1 searches over orders of the nodes, in each of which they choose from lists of parent sets made beforehand; it
+   begins from what method 0 finds without restarts, takes longer, and as a rule comes nearer to the best net.
+   Method 2 finds the best of all nets of up to 25 nodes (2756), by dynamic programming over their subsets, which takes 8
+   times 2 to the number of nodes bytes (2757 where these are not to be had, before anything else is done). Where that
+   net would go beyond maxentries the call falls back on method 1, with a warning (2760).
+   Method 3 finds the best tree, or forest where links gain nothing: no node has more than one parent, and links lead away
+   from the target, where there is one. Method 4 makes every node that the rules let be one a child of the target, and
+   joins them by the best forest. With maxentries links that would go beyond it are left out, those that gain least first.
+   keeplinks and restarts are for methods 0 and 1.
+   missing 1 fills in missing cells: under the present links and tables each case that has any is drawn several times,
+   cell after cell given all others; tables are made of the completed cases; after some such turns the method searches
+   for links in the completed cases; and so on until the links stay as they are, 10 times at most. The tables learned are
+   those of the completed cases, the score that of the cases as they were given.
    Answers the number of steps made; negative on failure (2740 to 2758, 2450 halted, 2612 NULL), nothing changed. */
 BRAVIC_API int BRAVIC_CALL LearnLinksCases_bn(nodelist_bn columns, const statetype *states, const double *weights,
                                               long numcases, nodelist_bn nodes, const learn_links_bn *how,

@@ -1,11 +1,12 @@
 #include "Bn/engine/learn/CaseDraws.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace bravic::engine {
 namespace {
 
-constexpr int NUM_DRAWS = 4;  // a power of two, so that shares of weights are exact
+constexpr double DRAWS_OF_A_CASE = 4, MOST_DRAWS = 4096;
 constexpr int ROWS_AT_ONCE = 1024;
 
 }  // namespace
@@ -13,25 +14,31 @@ constexpr int ROWS_AT_ONCE = 1024;
 CaseDraws::CaseDraws(const CaseColumns& cases, std::uint64_t seed, Interrupt& interrupt)
     : cases_(cases), random_(seed), interrupt_(interrupt) {
   const int n = NumNodes();
+  std::ptrdiff_t numDraws = 0;
   for (std::ptrdiff_t row = 0; row < cases.NumRows(); ++row) {
     bool isWhole = true;
     for (int node = 0; node < n && isWhole; ++node) isWhole = cases.State(node, row) < cases.NumStates(node);
-    if (!isWhole) rows_.push_back(row);
+    if (isWhole) continue;
+    rows_.push_back(row);
+    starts_.push_back(numDraws);
+    numDraws += NumDraws(row);
   }
-  drawn_ = TryMakeBlock<int>(static_cast<std::size_t>(NUM_DRAWS) * rows_.size() * n);
+  drawn_ = TryMakeBlock<int>(static_cast<std::size_t>(numDraws) * n);
   if (!drawn_) {
     isReady_ = false;
     return;
   }
-  for (int draw = 0; draw < NUM_DRAWS; ++draw)
-    for (int k = 0; k < rows_.size(); ++k)
+  for (int k = 0; k < rows_.size(); ++k)
+    for (int draw = 0; draw < NumDraws(rows_[k]); ++draw)
       for (int node = 0; node < n; ++node)
-        Drawn(draw, k)[node] = std::min(cases.State(node, rows_[k]), cases.NumStates(node) - 1);
+        Drawn(k, draw)[node] = std::min(cases.State(node, rows_[k]), cases.NumStates(node) - 1);
   Draw(Links(n), cases, 1);
 }
 
-int* CaseDraws::Drawn(int draw, int k) {
-  return drawn_.get() + (static_cast<std::size_t>(draw) * rows_.size() + k) * NumNodes();
+// A power of two, so that shares of weights are exact.
+int CaseDraws::NumDraws(std::ptrdiff_t row) const {
+  const double wanted = std::clamp(DRAWS_OF_A_CASE * Weight(row), DRAWS_OF_A_CASE, MOST_DRAWS);
+  return static_cast<int>(std::bit_ceil(static_cast<unsigned>(wanted)));
 }
 
 double CaseDraws::Weight(std::ptrdiff_t row) const {
@@ -110,10 +117,11 @@ void CaseDraws::Draw(const Links& links, const CaseColumns& tables, int numSweep
     missing.clear();
     for (int node = 0; node < n; ++node)
       if (cases_.State(node, rows_[k]) >= cases_.NumStates(node)) missing.push_back(node);
-    if (interrupt_.Halts(static_cast<double>(n) * NUM_DRAWS * numSweeps)) return;
-    for (int draw = 0; draw < NUM_DRAWS; ++draw)
+    const int numDraws = NumDraws(rows_[k]);
+    if (interrupt_.Halts(static_cast<double>(n) * numDraws * numSweeps)) return;
+    for (int draw = 0; draw < numDraws; ++draw)
       for (int sweep = 0; sweep < numSweeps; ++sweep)
-        for (int node : missing) DrawCell(node, Drawn(draw, k));
+        for (int node : missing) DrawCell(node, Drawn(k, draw));
   }
 }
 
@@ -135,10 +143,11 @@ Owned<CaseColumns> CaseDraws::Completed() {
   };
   for (std::ptrdiff_t row = 0, k = 0; row < cases_.NumRows() && isReady_; ++row) {
     const bool isWhole = k == rows_.size() || rows_[k] != row;
-    for (int draw = 0; draw < (isWhole ? 1 : NUM_DRAWS); ++draw) {
+    const int numDraws = isWhole ? 1 : NumDraws(row);
+    for (int draw = 0; draw < numDraws; ++draw) {
       for (int node = 0; node < n; ++node)
-        states.push_back(isWhole ? cases_.State(node, row) : Drawn(draw, static_cast<int>(k))[node]);
-      weights.push_back(isWhole ? Weight(row) : Weight(row) / NUM_DRAWS);
+        states.push_back(isWhole ? cases_.State(node, row) : Drawn(static_cast<int>(k), draw)[node]);
+      weights.push_back(Weight(row) / numDraws);
     }
     k += !isWhole;
     flush(ROWS_AT_ONCE);

@@ -1,6 +1,7 @@
 // Cases whose missing cells are filled in by draws: several of each case that has any, from the distribution of the
 // cells given its known ones, under links and tables as they stand. A draw goes on from the last one, cell after cell
-// given all others (Geman & Geman 1984), so that it costs the same however large a junction tree would be.
+// given all others (Geman & Geman 1984), so that it costs the same however large a junction tree would be. A case that
+// stands for many equal ones is drawn as often as they would be.
 #pragma once
 
 #include "Basic/RandomStream.h"
@@ -32,7 +33,8 @@ class CaseDraws {
 
   int NumNodes() const { return cases_.NumNodes(); }
   double Weight(std::ptrdiff_t row) const;
-  int* Drawn(int draw, int k);
+  int NumDraws(std::ptrdiff_t row) const;
+  int* Drawn(int k, int draw) { return drawn_.get() + (starts_[k] + draw) * NumNodes(); }
   bool MakeFamilies(const Links& links, const CaseColumns& tables);
   void DrawCell(int node, int* states);
 
@@ -40,8 +42,9 @@ class CaseDraws {
   RandomStream random_;
   Interrupt& interrupt_;
   bool isReady_ = true;
-  Vector<std::ptrdiff_t> rows_;  // with missing cells
-  Block<int> drawn_;             // [draw x row x node]
+  Vector<std::ptrdiff_t> rows_;    // with missing cells
+  Vector<std::ptrdiff_t> starts_;  // [row] the first of its draws
+  Block<int> drawn_;               // [draw x node]
   Vector<Family> families_;
   Vector<Vector<int>> children_;
   Vector<double> weights_;  // of a cell's states
