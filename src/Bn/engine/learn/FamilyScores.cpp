@@ -6,6 +6,7 @@ namespace bravic::engine {
 
 namespace {
 
+constexpr std::ptrdiff_t FEW_ROWS = 1000;
 constexpr int ALONE[] = {FamilyCounter::NO_CANDIDATE};
 
 }  // namespace
@@ -88,6 +89,8 @@ double FamilyScores::Gain(int node, int candidate, const CandidateSums& sums) co
 }
 
 void FamilyScores::ScoreToggled(int node, std::span<const int> parents, std::span<const int> others, double* scores) {
+  // Few rows are counted again in less time than it takes to find what they gave before.
+  const bool isKept = cases_.NumRows() > FEW_ROWS;
   Vector<int> sorted(parents.begin(), parents.end()), family, counted, places;
   std::sort(sorted.begin(), sorted.end());
   double weakest = 0;
@@ -103,7 +106,7 @@ void FamilyScores::ScoreToggled(int node, std::span<const int> parents, std::spa
     } else {
       family.insert(at, other);
     }
-    if (cache_.Find(node, family, &scores[k])) continue;
+    if (isKept && cache_.Find(node, family, &scores[k])) continue;
     // A family that is built up parent by parent is one step from what is prepared only if the other joins last.
     const bool joinsLast = sorted.empty() || !HasMissing(node, family) || Strength(node, other) < weakest;
     if (isParent || !joinsLast) {
@@ -126,7 +129,7 @@ void FamilyScores::ScoreToggled(int node, std::span<const int> parents, std::spa
     score = HasMissing(node, family)
                 ? before + Gain(node, other, sums_[k])
                 : terms_.Score(sums_[k].with, counter_.NumConfigs() * cases_.NumStates(other), cases_.NumStates(node));
-    if (IsReady()) cache_.Add(node, family, score);
+    if (isKept && IsReady()) cache_.Add(node, family, score);
   }
 }
 
