@@ -762,6 +762,19 @@ BRAVIC_API int BRAVIC_CALL SetCounts_bn(counts_bn counts, const double *values);
 /* Frees the counts; NULL is ignored. */
 BRAVIC_API void BRAVIC_CALL FreeCounts_bn(counts_bn counts);
 
+/* Cuts numbers into intervals, which SetNodeLevels_bn then makes the states of a node. An interval is closed below and
+   open above; the outermost bounds are -inf_dbl_ns and inf_dbl_ns, so that what later data have beyond these numbers is
+   not lost.
+   values [numvalues]: those that are undef_dbl_ns or not finite are left out. classes [numvalues]: for method 2 the
+   state of a target beside each value, 0 or more; values with a negative one are left out; else NULL. method: 0 equal
+   width; 1 equal counts, equal values staying together; 2 by the target's information (Fayyad & Irani 1993), which stops
+   where a cut saves less than it takes to describe. mostbins: the most intervals, 1 or more. bounds [mostbins + 1]:
+   receives the bounds, one more than intervals.
+   Answers the number of intervals: 1 where nothing is to be cut, as where the target has nothing to do with the values.
+   -1 on failure (2512 no value is left, 2513 to 2515 the arguments, 2516 memory). */
+BRAVIC_API long BRAVIC_CALL FindIntervals_bn(const double *values, const int *classes, long numvalues, int method,
+                                             int mostbins, double *bounds);
+
 /* Counts cases: each adds its weight to the tables of those nodes that it knows together with all their parents. The
    net's findings are not looked at. columns: nodes of the counts' net (2710), each once, in any order; a node whose
    family has no column is not counted. states [numcases x number of columns]: state numbers, UNDEF_STATE where missing

@@ -49,9 +49,9 @@ class ArgumentsTest : public BadCallTest {
   T Good() {
     const std::tuple<net_bn, node_bn, nodelist_bn, filespec_ns, environ_ns, report_ns, const char*, int, long, double,
                      const statetype*, const probtype*, probtype*, const double*, long*, double*, statetype*, void*,
-                     progress_ns, char*, const net_of_cases_bn*>
-        good = {net.get(), node,    parents, file,      env,     nullptr, "x",     0,       0,       1,      states,
-                row,       nullptr, levels,  &position, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+                     progress_ns, char*, const net_of_cases_bn*, const learn_links_bn*>
+        good = {net.get(), node,    parents, file,      env,     nullptr, "x",     0,       0,       1,       states,
+                row,       nullptr, levels,  &position, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
     return std::get<T>(good);
   }
 
@@ -134,8 +134,11 @@ void ArgumentsTest::SetUpTestSuite() {
        CALL(KeepNetOrder_bn));
   Open("-1", NOTHING, CALL(EstimateCompile_bn), CALL(AreSeparated_bn), CALL(JointBeliefs_bn), CALL(InformationGains_bn),
        CALL(VarianceReductions_bn), CALL(FindingImpacts_bn), CALL(BeliefSensitivity_bn), CALL(BeliefSensitivities_bn));
+  Open("-1", NOTHING, CALL(LearnLinksCases_bn), CALL(LearnLinks_bn));
+  Open("undefined", NOTHING, CALL(ScoreLinksCases_bn), CALL(ScoreLinks_bn));
   Open("-1", NOTHING, CALL(MostProbableConfigs_bn), CALL(MostProbableStates_bn));
-  Open("NULL", NOTHING, CALL(MarkovBlanket_bn), CALL(ConflictingFindings_bn));
+  Open("-1", NOTHING, CALL(LearnTablesEM_bn), CALL(LearnTablesEMCases_bn));
+  Open("NULL", NOTHING, CALL(NewCounts_bn), CALL(MarkovBlanket_bn), CALL(ConflictingFindings_bn));
   Open("undefined", NOTHING, CALL(FindingsConflict_bn));
   Open("-3", NOTHING, CALL(GetNodeMostProbable_bn), CALL(FindState_bn));
   Open("-8", NOTHING, CALL(GetNodeFinding_bn));
@@ -343,11 +346,13 @@ TEST_F(ArgumentsTest, BadEnvironmentsAreFramed) {
 
 // The tables of calls and this list together name every export that takes a handle.
 TEST_F(ArgumentsTest, EveryExportIsTried) {
-  std::set<std::string> tried = {
-      "AddNodeToList_bn",      "SetNthNode_bn",   "FreeNodeList_bn",       "AbsorbNodes_bn",
-      "NewBravicEnviron_bn",   "InitBravic_bn",   "CloseBravic_bn",        "GetBravicVersion_bn",
-      "ArgumentChecking_ns",   "HasGUI_ns",       "HasUserInteraction_ns", "HasFileIO_ns",
-      "HasUserInterpreter_ns", "ShowProgress_ns", "HaltOnInterrupt_ns",    "SetThreads_ns"};
+  std::set<std::string> tried = {"AddNodeToList_bn", "SetNthNode_bn", "FreeNodeList_bn", "AbsorbNodes_bn",
+                                 "NewBravicEnviron_bn", "InitBravic_bn", "CloseBravic_bn", "GetBravicVersion_bn",
+                                 "ArgumentChecking_ns", "HasGUI_ns", "HasUserInteraction_ns", "HasFileIO_ns",
+                                 "HasUserInterpreter_ns", "ShowProgress_ns", "HaltOnInterrupt_ns", "SetThreads_ns",
+                                 // Counts are tried in learn/.
+                                 "AddCounts_bn", "CountsSize_bn", "GetCounts_bn", "SetCounts_bn", "CountCases_bn",
+                                 "ExpectCounts_bn", "LearnCounts_bn", "FreeCounts_bn"};
   const auto add = [&](const auto&... calls) {
     (std::for_each(calls.begin(), calls.end(), [&](const auto& call) { tried.insert(call.name); }), ...);
   };

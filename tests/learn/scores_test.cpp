@@ -130,7 +130,7 @@ TEST_F(ScoresTest, AreThoseOfTheFormulas) {
   for (std::uint64_t seed = 0; seed < 20; ++seed) {
     Random random(seed);
     DataOptions options;
-    options.cases = std::vector{1, 2, 30, 200, 1500}[std::size_t(random.Below(5))];
+    options.cases = std::vector{1, 2, 30, 200, 1000}[std::size_t(random.Below(5))];
     options.mostStates = seed % 8 == 7 ? 300 : 4;
     if (seed % 3 == 1) options.missing = 0.2;
     options.whole = seed % 4 == 1;
@@ -146,7 +146,7 @@ TEST_F(ScoresTest, AreThoseOfTheFormulas) {
         scores.push_back(MakeOwned<FamilyScores>(*columns, kind, prior, 2));
         scores.back()->SetWay(way);
       }
-      for (int k = 0; k < 6; ++k) {
+      for (int k = 0; k < 4; ++k) {
         const int node = random.Below(data.NumNodes());
         std::vector<int> parents, others;
         for (int i = 0; i < data.NumNodes(); ++i) {
@@ -156,16 +156,17 @@ TEST_F(ScoresTest, AreThoseOfTheFormulas) {
         const double expected = PlainScore(data, kind, prior, node, parents);
         const double score = scores[0]->Score(node, parents);
         EXPECT_NEAR(score, expected, 1e-7 * std::max(1.0, std::abs(expected))) << seed << " node " << node;
-        std::vector<double> toggled(others.size());
+        std::vector<double> toggled(others.size()), one(others.size());
+        for (std::size_t i = 0; i < others.size(); ++i) {
+          std::vector<int> family;
+          std::set_symmetric_difference(parents.begin(), parents.end(), &others[i], &others[i] + 1,
+                                        std::back_inserter(family));
+          one[i] = scores[0]->Score(node, family);
+        }
         for (auto& each : scores) {
           EXPECT_EQ(each->Score(node, parents), score) << seed;
           each->ScoreToggled(node, parents, others, toggled.data());
-          for (std::size_t i = 0; i < others.size(); ++i) {
-            std::vector<int> family;
-            std::set_symmetric_difference(parents.begin(), parents.end(), &others[i], &others[i] + 1,
-                                          std::back_inserter(family));
-            EXPECT_EQ(toggled[i], FamilyScores(*columns, kind, prior).Score(node, family)) << seed << " " << others[i];
-          }
+          EXPECT_EQ(toggled, one) << seed;
         }
       }
     }

@@ -21,6 +21,12 @@ bool CanBeTarget(node_bn node) {
   return GetNodeNumberStates_bn(node) > 0 && GetNodeKind_bn(node) == NATURE_NODE;
 }
 
+void AddStrict(Command* command, bool* strict) {
+  command->Add({.names = "--strict",
+                .help = "refuse entries that name no state and values out of bounds, which else count as missing",
+                .value = strict});
+}
+
 CaseBlocks::CaseBlocks(const InputFile& input, const Net& net, Session& session)
     : session_(session), file_(session.Named(input)) {
   const NodeList list(CaseFileNodes_bn(file_.get(), net.get()));

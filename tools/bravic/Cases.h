@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "CommandLine.h"
 #include "Files.h"
 #include "Session.h"
 
@@ -54,5 +55,8 @@ struct CaseQuestion {
 
 bool CanBeKnown(node_bn node);   // in cases
 bool CanBeTarget(node_bn node);  // has beliefs
+
+// The option --strict, for every command that reads cases; its value goes to Session::BeStrict.
+void AddStrict(Command* command, bool* strict);
 
 inline constexpr char THREADS_HELP[] = "how many threads to use; 0 for as many as there are processors";

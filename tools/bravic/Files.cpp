@@ -7,11 +7,16 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <random>
+#include <vector>
 
 #include "Refusal.h"
 #include "Signals.h"
 
+#ifdef BRAVIC_HAS_ZLIB
+#include <zlib.h>
+#endif
 #ifdef _WIN32
 #include <io.h>
 #else
@@ -65,6 +70,12 @@ fs::path FollowLinks(const std::string& name) {
     path = target.is_absolute() ? target : path.parent_path() / target;
   }
   return path;
+}
+
+// Whether it begins as what gzip writes does.
+bool IsPacked(const std::string& path) {
+  const OpenFile file(std::fopen(path.c_str(), "rb"));
+  return file && std::fgetc(file.get()) == 0x1F && std::fgetc(file.get()) == 0x8B;
 }
 
 // Gives a file that is to take another's place the other's owner and permissions, or those of a new file.
@@ -139,10 +150,10 @@ TemporaryFile::TemporaryFile(const std::string& folder) {
   Make(folder);
 }
 
-void TemporaryFile::Make(const std::string& folder) {
+void TemporaryFile::Make(const std::string& folder, const std::string& ending) {
   std::random_device random;
   for (;;) {
-    const std::string path = (fs::path(folder) / (".bravic-" + std::to_string(random()) + ".tmp")).string();
+    const std::string path = (fs::path(folder) / (".bravic-" + std::to_string(random()) + ending)).string();
     const SignalsHeld held;
     const int file = open(path.c_str(), NEW_FILE, OWNER_ONLY);
     if (file < 0 && errno == EEXIST) continue;
@@ -179,17 +190,49 @@ InputFile::InputFile(const std::string& path) : name_(path) {
   const fs::file_status status = fs::status(path, failure);
   const bool standard = IsStandard(path);
   if (!standard && fs::is_directory(status)) throw Refusal("'" + path + "' is a folder");
-  if (!standard && (!fs::exists(status) || fs::is_regular_file(status))) return;
+  if (!standard && !fs::exists(status)) return;
+  if (standard || !fs::is_regular_file(status)) KeepCopy(standard);
+  if (IsPacked(PackedPath())) Unpack();
+}
+
+void InputFile::KeepCopy(bool standard) {
   static bool standardWasRead = false;
   if (standard && standardWasRead) throw Refusal("the standard input can be read only once");
   standardWasRead |= standard;
   copy_.Make(TemporaryFolder());
-  const OpenFile from(standard ? nullptr : std::fopen(path.c_str(), "rb"));
-  if (!standard && !from) Fail("open file", path);
+  const OpenFile from(standard ? nullptr : std::fopen(name_.c_str(), "rb"));
+  if (!standard && !from) Fail("open file", name_);
   const OpenFile to(std::fopen(copy_.Path().c_str(), "wb"));
   if (!to) Fail("open file", copy_.Path());
   if (const int reason = Copy(standard ? stdin : from.get(), to.get())) Fail("read", ShownName(), reason);
 }
+
+#ifdef BRAVIC_HAS_ZLIB
+void InputFile::Unpack() {
+  // A spreadsheet of one column is told by its name.
+  const std::string inner = fs::path(name_).stem().extension().string();
+  unpacked_.Make(TemporaryFolder(), inner == ".csv" || inner == ".tsv" ? inner : ".tmp");
+  const OpenFile to(std::fopen(unpacked_.Path().c_str(), "wb"));
+  if (!to) Fail("open file", unpacked_.Path());
+  const std::unique_ptr<gzFile_s, int (*)(gzFile)> from(gzopen(PackedPath().c_str(), "rb"), gzclose);
+  if (!from) Fail("open file", name_);
+  std::vector<char> piece(std::size_t{1} << 18);
+  int length;
+  while ((length = gzread(from.get(), piece.data(), static_cast<unsigned>(piece.size()))) > 0) {
+    if (std::fwrite(piece.data(), 1, static_cast<std::size_t>(length), to.get()) != static_cast<std::size_t>(length))
+      Fail("unpack file", name_);
+  }
+  int fault = Z_OK;
+  const std::string said = gzerror(from.get(), &fault);
+  if (length < 0 || (fault != Z_OK && fault != Z_STREAM_END))
+    throw Refusal("couldn't unpack file '" + ShownName() + "': " + (said.empty() ? "it is cut off" : said));
+  if (std::fflush(to.get()) != 0) Fail("unpack file", name_);
+}
+#else
+void InputFile::Unpack() {
+  throw Refusal("file '" + ShownName() + "' is compressed, and this program was built without zlib");
+}
+#endif
 
 OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(mode) {
   if (!IsReplaceable(path)) {

@@ -20,7 +20,7 @@ class TemporaryFile {
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
   const std::string& Path() const { return path_; }
-  void Make(const std::string& folder);
+  void Make(const std::string& folder, const std::string& ending = ".tmp");
   void Remove();
   void MoveTo(const std::string& path);
 
@@ -31,17 +31,22 @@ class TemporaryFile {
   int place_ = -1;  // among the files that a signal removes
 };
 
-// A file to read. What cannot be read twice, the standard input or another pipe, is kept in a temporary file.
+// A file to read. What cannot be read twice, the standard input or another pipe, is kept in a temporary file, and what
+// is compressed by gzip is unpacked into one.
 class InputFile {
  public:
   explicit InputFile(const std::string& path);
-  const std::string& Path() const { return copy_.Path().empty() ? name_ : copy_.Path(); }
+  const std::string& Path() const { return unpacked_.Path().empty() ? PackedPath() : unpacked_.Path(); }
   // What messages call it.
   std::string ShownName() const { return IsStandard(name_) ? "<standard input>" : name_; }
 
  private:
+  const std::string& PackedPath() const { return copy_.Path().empty() ? name_ : copy_.Path(); }
+  void KeepCopy(bool standard);
+  void Unpack();
+
   std::string name_;
-  TemporaryFile copy_;
+  TemporaryFile copy_, unpacked_;
 };
 
 // A file to write.

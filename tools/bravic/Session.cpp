@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int WARNING = 4, ERROR = 5;
-constexpr int OUT_OF_BOUNDS = 2086;
+constexpr int OUT_OF_BOUNDS = 2086, NO_STATE = 2473;
 
 // Other programs' files: what the library of formats reports, each headed by file and line.
 constexpr int FIRST_OF_FORMATS = 800, LAST_OF_FORMATS = 899;
@@ -108,8 +108,11 @@ Message Session::MessageOf(report_ns report) const {
 std::vector<Message> Session::TakeMessages() {
   EndProgressBar();
   std::vector<Message> messages;
-  for (report_ns report = nullptr; (report = GetError_ns(env_, WARNING, report));)
-    messages.push_back(MessageOf(report));
+  for (report_ns report = nullptr; (report = GetError_ns(env_, WARNING, report));) {
+    Message message = MessageOf(report);
+    if (std::find(ignored_.begin(), ignored_.end(), message.number) == ignored_.end())
+      messages.push_back(std::move(message));
+  }
   ClearErrors_ns(env_, 6);
   messages.insert(messages.end(), own_.begin(), own_.end());
   own_.clear();
@@ -129,6 +132,13 @@ void Session::Check() {
 }
 
 void Session::CheckCases() {
+  for (report_ns report = nullptr; isStrict_ && (report = GetError_ns(env_, WARNING, report));) {
+    if (ErrorNumber_ns(report) != OUT_OF_BOUNDS && ErrorNumber_ns(report) != NO_STATE) continue;
+    std::string text = WithLineInFront(MessageOf(report).text);
+    const std::string place = TakePlace(&text);
+    ClearErrors_ns(env_, 6);
+    throw Refusal(text, place);
+  }
   for (report_ns report = nullptr; (report = GetError_ns(env_, ERROR, report));) {
     if (ErrorNumber_ns(report) != OUT_OF_BOUNDS) break;
     Message message = MessageOf(report);

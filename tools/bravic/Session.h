@@ -42,8 +42,11 @@ class Session {
 
   // Prints the pending warnings, and throws a Refusal with the first pending error when there is one.
   void Check();
-  // Check, but that a value out of bounds, which counts as missing, is only complained of.
+  // Check, but that a value out of bounds, which counts as missing, is only complained of, unless the session is
+  // strict: then that is refused, and so is what names no state.
   void CheckCases();
+  void Ignore(int number) { ignored_.push_back(number); }  // messages of that number are not told from now on
+  void BeStrict(bool strict) { isStrict_ = strict; }
   // All pending messages, oldest first; they are cleared.
   std::vector<Message> TakeMessages();
 
@@ -65,6 +68,8 @@ class Session {
   Message MessageOf(report_ns report) const;
 
   environ_ns env_;
+  bool isStrict_ = false;
+  std::vector<int> ignored_;
   std::vector<Message> own_;                                     // pending messages that are not the library's
   std::vector<std::pair<std::string, std::string>> shownNames_;  // of paths
   std::string partlyRead_;                                       // the file whose net is not all that it holds

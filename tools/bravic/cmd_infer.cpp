@@ -20,6 +20,7 @@ struct Options {
   std::string net, cases, output = "-";
   std::vector<std::string> targets;
   int threads = 1;
+  bool strict = false;
 };
 
 void Setup(Command* command, Options* options) {
@@ -36,6 +37,7 @@ void Setup(Command* command, Options* options) {
                 .help = "write the rows to this file; the standard output if left out",
                 .value = &options->output,
                 .file = true});
+  AddStrict(command, &options->strict);
   command->notes =
       "The first row names the columns, which are separated by tabs: case, NODE=STATE for each state of the targets,\n"
       "and logprob. Then comes a row for each case: its number, from 1, the beliefs given what the case says of all\n"
@@ -127,6 +129,7 @@ void PrintBlock(const CaseBlocks& cases, const CaseQuestion& question, RowWriter
 }
 
 int Run(const Options& options, Session& session) {
+  session.BeStrict(options.strict);
   const Net net = session.Read(options.net);
   const InputFile input(options.cases);
   CaseBlocks cases(input, net, session);

@@ -1,4 +1,5 @@
 // bravic learn: tables revised by the cases of files.
+#include "Cases.h"
 #include "Commands.h"
 #include "Files.h"
 #include "Spelling.h"
@@ -9,7 +10,7 @@ struct Options {
   std::string net, output = "-";
   std::vector<std::string> cases, nodes;
   double degree = 1, fade = 0;
-  bool force = false;
+  bool force = false, strict = false;
 };
 
 void Setup(Command* command, Options* options) {
@@ -32,10 +33,12 @@ void Setup(Command* command, Options* options) {
                 .help = "first forget this share of what was learned (0 to 1)",
                 .value = &options->fade});
   command->Add({.names = "--node", .form = "NODE", .help = "revise this node only", .value = &options->nodes});
+  AddStrict(command, &options->strict);
   command->notes = "A node without experience learns as if its table stood for one case per state.";
 }
 
 int Run(const Options& options, Session& session) {
+  session.BeStrict(options.strict);
   const Net net = session.Read(options.net);
   std::vector<node_bn> nodes;
   for (const std::string& name : options.nodes) nodes.push_back(FindNode(name, net));

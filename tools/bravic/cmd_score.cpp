@@ -17,7 +17,7 @@ constexpr int NUM_BINS = 10;
 struct Options {
   std::string net, cases;
   std::vector<std::string> targets;
-  bool json = false, calibration = false, perCase = false;
+  bool json = false, calibration = false, perCase = false, strict = false;
   int threads = 1;
 };
 
@@ -34,6 +34,7 @@ void Setup(Command* command, Options* options) {
   command->Add({.names = "--json", .help = "print JSON", .value = &options->json});
   command->Add(
       {.names = "--cases", .help = "a row for every case too", .value = &options->perCase, .excludes = "--json"});
+  AddStrict(command, &options->strict);
   command->notes =
       "A target's beliefs are those given the other columns of the case. Rows, separated by tabs:\n"
       "  case NUMBER LOG-LIKELIHOOD (natural logarithm; with --cases)\n"
@@ -254,6 +255,7 @@ void PrintJson(const Options& options, const Net& net, const Score& score) {
 }
 
 int Run(const Options& options, Session& session) {
+  session.BeStrict(options.strict);
   const Net net = session.Read(options.net);
   Score score;
   for (const std::string& name : options.targets) {

@@ -14,6 +14,7 @@
 #include <numeric>
 #include <utility>
 
+#include "Basic/RandomStream.h"
 #include "Bn/engine/GreedyRun.h"
 #include "Win_Face/Threads.h"
 
@@ -26,23 +27,10 @@ using Clock = std::chrono::steady_clock;
 constexpr double INFINITE = std::numeric_limits<double>::infinity();
 constexpr std::uint64_t FIRST_SEED = 1;
 
-class RandomStream {
- public:
-  explicit RandomStream(std::uint64_t seed) : state_(seed) {}
-  std::uint64_t Bits() {
-    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    return z ^ (z >> 31);
-  }
-  int Below(int n) { return static_cast<int>(Bits() % static_cast<std::uint64_t>(n)); }
-  double Share() { return static_cast<double>(Bits() >> 11) * 0x1p-53; }
-  // About normal, with variance 1.
-  double Noise() { return (Share() + Share() + Share() + Share() - 2) * 1.7320508; }
-
- private:
-  std::uint64_t state_;
-};
+// About normal, with variance 1.
+double Noise(RandomStream& random) {
+  return (random.Share() + random.Share() + random.Share() + random.Share() - 2) * 1.7320508;
+}
 
 // About 2^bias, in arithmetic that is the same everywhere.
 double Factor(double bias) {
@@ -104,7 +92,7 @@ class LongSearch {
     for (int round = 0; used < 1 && (round < FIRST_ROUNDS || used < FIRST_SHARE) && round < MOST_ROUNDS; ++round) {
       Track& track = tracks_[round % NUM_MEASURES];
       const double strength = round < TIES_ALONE_ROUNDS ? TIES_ALONE : random_.Share() * random_.Share();
-      for (double& b : bias_) b = strength * random_.Noise();
+      for (double& b : bias_) b = strength * Noise(random_);
       const double cost = TryBiases(track.measure, track.cost);
       if (cost < track.cost) Take(&track, cost);
       used = share();
@@ -173,7 +161,7 @@ class LongSearch {
     FindNeighbourhood(random_.Below(n), count, round);
     const double strength = 2 * random_.Share() * random_.Share();
     bias_ = track.bias;
-    for (int v : region_) bias_[v] = (random_.Below(8) == 0 ? 0 : bias_[v]) + strength * random_.Noise();
+    for (int v : region_) bias_[v] = (random_.Below(8) == 0 ? 0 : bias_[v]) + strength * Noise(random_);
   }
 
   // Up to count nodes around one, nearest first.

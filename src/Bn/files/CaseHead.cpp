@@ -282,7 +282,9 @@ Failure HeadReader::JudgeColumns() const {
 }
 
 Failure HeadReader::ReadColumnLine() {
-  // The wanted nodes are known by the mark, their places in the list by the scratch field.
+  // The wanted nodes are known by the mark, their places in the list by the scratch field, which putting the net's
+  // nodes in order would overwrite.
+  if (options_.net) OrderedNodes(options_.net);
   mark_ = NewMark();
   for (int i = 0; i < Count(options_.wanted); ++i) {
     options_.wanted[i]->mark = mark_;

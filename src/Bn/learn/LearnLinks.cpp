@@ -1,7 +1,9 @@
 #include "Bn/learn/LearnLinks.h"
 
 #include <algorithm>
+#include <cstring>
 
+#include "Bn/engine/learn/SubsetSearch.h"
 #include "Bn/model/Lists.h"
 #include "Bn/model/NodeOrder.h"
 #include "Bn/model/Parents.h"
@@ -64,20 +66,29 @@ engine::EntryLimit MakeLimit(double mostEntries, std::span<const node_bn> nodes)
   return engine::EntryLimit(mostEntries, numstates, parents, places);
 }
 
-FoundLinks Search(LinkMethod method, const engine::LinkSearch& search) {
+engine::SearchMethod FunctionOf(LinkMethod method) {
   switch (method) {
     case LinkMethod::Hill:
-      return SearchHill(search);
-    case LinkMethod::Order:
-    case LinkMethod::Exact:
-    case LinkMethod::Tree:
-    case LinkMethod::Tan:
       break;
+    case LinkMethod::Order:
+      return engine::SearchOrders;
+    case LinkMethod::Exact:
+      return engine::SearchExact;
+    case LinkMethod::Tree:
+      return engine::SearchTree;
+    case LinkMethod::Tan:
+      return engine::SearchTan;
   }
-  return {};
+  return engine::SearchHill;
 }
 
-Failure FindLinks(const CaseColumns& data, LinkOptions* options, std::span<const node_bn> nodes, FoundLinks* found) {
+Failure FailForMemory(const LinkOptions& options, int numNodes) {
+  const double bytes = options.method == LinkMethod::Exact ? engine::SubsetSearchBytes(numNodes) : 0;
+  return FailMemory(NO_MEMORY_FOR_LINKS, bytes, numNodes);
+}
+
+Failure FindLinks(const CaseColumns& data, LinkOptions* options, std::span<const node_bn> nodes, FoundLinks* found,
+                  Owned<CaseColumns>* completed) {
   engine::LinkSearch& search = options->search;
   engine::EntryLimit limit = MakeLimit(options->mostEntries, nodes);
   if (options->mostEntries > 0) {
@@ -94,9 +105,13 @@ Failure FindLinks(const CaseColumns& data, LinkOptions* options, std::span<const
   search.scores = &scores;
   search.rules = &options->rules;
   search.interrupt = &interrupt;
-  if (scores.IsReady()) *found = Search(options->method, search);
-  if (!scores.IsReady() || found->status == engine::Status::NoMemory)
-    return FailMemory(NO_MEMORY_FOR_LINKS, 0, Count(nodes));
+  const engine::SearchMethod method = FunctionOf(options->method);
+  if (scores.IsReady() && options->fillsMissing) {
+    *found = SearchMissing(search, method, {options->score, options->prior, options->numThreads}, completed);
+  } else if (scores.IsReady()) {
+    *found = method(search);
+  }
+  if (!scores.IsReady() || found->status == engine::Status::NoMemory) return FailForMemory(*options, Count(nodes));
   return found->status == engine::Status::Halted ? FailHalted() : nullptr;
 }
 
@@ -111,7 +126,9 @@ Failure MakeTable(const CaseColumns& data, int node, std::span<const node_bn> no
   constexpr double PRIOR = 1, MOST_ENTRIES = 0x7FFFFFFF;
   const int numstates = data.NumStates(node);
   double rows = 1;
-  for (int parent : parents) {
+  Vector<int> inNetOrder(parents.begin(), parents.end());
+  std::sort(inNetOrder.begin(), inNetOrder.end(), [&](int a, int b) { return nodes[a]->index < nodes[b]->index; });
+  for (int parent : inNetOrder) {
     family->parents.push_back(nodes[parent]);
     rows *= data.NumStates(parent);
   }
@@ -124,7 +141,7 @@ Failure MakeTable(const CaseColumns& data, int node, std::span<const node_bn> no
   }
   if (!counts || !family->probs || !family->numcases)
     return FailMemory(NO_MEMORY_FOR_LEARNED_TABLE, size * sizeof(double), nodes[node]->name);
-  CountFamily(data, node, parents, counts.get());
+  CountFamily(data, node, inNetOrder, counts.get());
   const std::ptrdiff_t numRows = static_cast<std::ptrdiff_t>(rows);
   for (std::ptrdiff_t row = 0; row < numRows; ++row) {
     const double* count = counts.get() + row * numstates;
@@ -138,11 +155,14 @@ Failure MakeTable(const CaseColumns& data, int node, std::span<const node_bn> no
 }
 
 // All links are taken out before any comes, so that none closes a cycle on the way, and children stand in the order in
-// which the limit on entries takes them.
+// which the limit on entries takes them: that of the net.
 void Install(std::span<const node_bn> nodes, std::span<NewFamily> families) {
+  Vector<int> order(nodes.size());
+  for (int i = 0; i < order.size(); ++i) order[i] = i;
+  std::sort(order.begin(), order.end(), [&](int a, int b) { return nodes[a]->index < nodes[b]->index; });
   UndoGroup group(UNDO_GROUP, nodes[0]->innet);
-  for (node_bn node : nodes) ChangeParents(node, {}, {}, true);
-  for (int i = 0; i < Count(nodes); ++i) {
+  for (int i : order) ChangeParents(nodes[i], {}, {}, true);
+  for (int i : order) {
     ChangeParents(nodes[i], families[i].parents, {}, true);
     Relation relation;
     relation.probs = families[i].probs.release();
@@ -151,11 +171,10 @@ void Install(std::span<const node_bn> nodes, std::span<NewFamily> families) {
   }
 }
 
-// The nodes in the order of their net.
+// By their names, so that what is found depends neither on how they were listed nor on the links that there were.
 Vector<node_bn> Sorted(std::span<const node_bn> nodes) {
-  OrderedNodes(nodes[0]->innet);
   Vector<node_bn> sorted(nodes.begin(), nodes.end());
-  std::sort(sorted.begin(), sorted.end(), [](node_bn a, node_bn b) { return a->index < b->index; });
+  std::sort(sorted.begin(), sorted.end(), [](node_bn a, node_bn b) { return std::strcmp(a->name, b->name) < 0; });
   return sorted;
 }
 
@@ -167,14 +186,19 @@ Failure LearnNow(const LinkSource& source, std::span<const node_bn> listed, cons
   if (Failure failure = Take(source, nodes, &data)) return failure;
   LinkOptions options;
   if (Failure failure = SetOptions(how, listed, nodes, data, &options)) return failure;
-  if (options.method != LinkMethod::Hill || options.fillsMissing) return Fail(LINK_METHOD_MISSING);
-  if (Failure failure = FindLinks(data, &options, nodes, found)) return failure;
+  bool hasMissing = false;
+  for (int i = 0; i < nodes.size(); ++i) hasMissing = hasMissing || data.HasMissing(i);
+  options.fillsMissing = options.fillsMissing && hasMissing;
+  Owned<CaseColumns> completed;
+  if (Failure failure = FindLinks(data, &options, nodes, found, &completed)) return failure;
   Vector<NewFamily> families(nodes.size());
   for (int i = 0; i < nodes.size(); ++i)
-    if (Failure failure = MakeTable(data, i, nodes, found->parents[i], &families[i])) return failure;
+    if (Failure failure = MakeTable(completed ? *completed : data, i, nodes, found->parents[i], &families[i]))
+      return failure;
   Install(nodes, families);
   for (int i = 0; i < nodes.size(); ++i)
     if (data.IsConstant(i)) Report(CONSTANT_COLUMN, nodes[i]->name);
+  if (options.method == LinkMethod::Exact && !found->isBest) Report(NOT_EXACT_WITHIN_ENTRIES, options.mostEntries);
   return nullptr;
 }
 

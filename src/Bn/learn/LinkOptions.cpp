@@ -4,14 +4,15 @@
 #include <cmath>
 #include <cstddef>
 
+#include "Bn/engine/learn/SubsetSearch.h"
 #include "Bn/model/Lists.h"
 #include "Win_Face/Threads.h"
 
 namespace bravic {
 namespace {
 
-using engine::Link;
 using engine::LinkRules;
+using engine::NetLink;
 
 constexpr int NUM_SCORES = 3, NUM_METHODS = 5;
 constexpr int EXACT_PARENTS = 4;  // that a node may have where nothing is said
@@ -60,7 +61,7 @@ Failure ForEachPair(nodelist_bn from, nodelist_bn to, const char* what, const Nu
   for (int k = 0; k < Count(froms); ++k) {
     for (node_bn node : {froms[k], tos[k]})
       if (numbering.Of(*node) < 0) return Fail(LINK_NODE_NOT_LISTED, node->name, what);
-    add(Link{numbering.Of(*froms[k]), numbering.Of(*tos[k])});
+    add(NetLink{numbering.Of(*froms[k]), numbering.Of(*tos[k])});
   }
   return nullptr;
 }
@@ -81,14 +82,28 @@ Failure FailRules(LinkRules::Fault fault, const bnode& from, const bnode& to) {
   return nullptr;
 }
 
+// What follows from the method alone.
+Failure SetMethodRules(const Numbering& numbering, const LinkOptions& options, LinkRules* rules) {
+  const int n = Count(numbering.nodes), target = options.search.target;
+  if (options.method == LinkMethod::Exact && n > engine::MOST_SUBSET_NODES)
+    return Fail(TOO_MANY_NODES_FOR_EXACT, n, engine::MOST_SUBSET_NODES);
+  if (options.method == LinkMethod::Tree) rules->SetMostParents(1);
+  if (options.method != LinkMethod::Tan) return nullptr;
+  rules->SetMostParents(std::min(rules->MostParents(), 2));
+  if (!rules->Required(target).empty())
+    return Fail(TARGET_WITH_PARENT, numbering.nodes[rules->Required(target)[0]]->name, numbering.nodes[target]->name);
+  for (int node = 0; node < n; ++node) rules->Forbid({node, target});
+  return nullptr;
+}
+
 Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, const Numbering& numbering,
                  const engine::CaseColumns& data, LinkOptions* options) {
   LinkRules& rules = options->rules = LinkRules(Count(numbering.nodes));
-  if (Failure failure =
-          ForEachPair(how.requiredfrom, how.requiredto, "required", numbering, [&](Link link) { rules.Require(link); }))
+  if (Failure failure = ForEachPair(how.requiredfrom, how.requiredto, "required", numbering,
+                                    [&](NetLink link) { rules.Require(link); }))
     return failure;
   if (Failure failure = ForEachPair(how.forbiddenfrom, how.forbiddento, "forbidden", numbering,
-                                    [&](Link link) { rules.Forbid(link); }))
+                                    [&](NetLink link) { rules.Forbid(link); }))
     return failure;
   if (how.tiers) {
     Vector<int> tiers(listed.size());
@@ -100,7 +115,8 @@ Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, con
   } else if (options->method == LinkMethod::Exact) {
     rules.SetMostParents(EXACT_PARENTS);
   }
-  Link link;
+  if (Failure failure = SetMethodRules(numbering, *options, &rules)) return failure;
+  NetLink link;
   const LinkRules::Fault fault = rules.FindFault(&link);
   if (fault != LinkRules::Fault::NONE) return FailRules(fault, *numbering.nodes[link.from], *numbering.nodes[link.to]);
   for (int i = 0; i < Count(numbering.nodes); ++i) {
@@ -113,11 +129,13 @@ Failure SetRules(const learn_links_bn& how, std::span<const node_bn> listed, con
 Failure SetStart(const learn_links_bn& how, const Numbering& numbering, const engine::CaseColumns& data,
                  LinkOptions* options) {
   const LinkRules& rules = options->rules;
+  const bool keepsLinks =
+      how.keeplinks && (options->method == LinkMethod::Hill || options->method == LinkMethod::Order);
   engine::Links& start = options->search.start;
   start.resize(numbering.nodes.size());
   for (int i = 0; i < start.size(); ++i) {
     start[i] = rules.Required(i);
-    if (!how.keeplinks) continue;
+    if (!keepsLinks) continue;
     for (node_bn parent : Entries(numbering.nodes[i]->preds)) {
       const int from = numbering.Of(*parent);
       if (data.IsConstant(i) || data.IsConstant(from) || rules.Requires(from, i)) continue;

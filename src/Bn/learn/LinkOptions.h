@@ -11,7 +11,7 @@ namespace bravic {
 
 enum class LinkMethod { Hill, Order, Exact, Tree, Tan };
 
-// Nodes are numbered by their places in the net, so that nothing depends on how they were listed.
+// Nodes are numbered by their places among the sorted ones.
 struct LinkOptions {
   engine::ScoreKind score = engine::ScoreKind::BIC;
   LinkMethod method = LinkMethod::Hill;

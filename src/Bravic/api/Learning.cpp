@@ -1,7 +1,8 @@
-// Learning: counts, and tables from cases with missing cells.
+// Learning: counts, tables from cases with missing cells, intervals.
 #include <algorithm>
 
 #include "Bn/learn/CountCases.h"
+#include "Bn/learn/FindIntervals.h"
 #include "Bn/learn/LearnEm.h"
 #include "Bn/model/Lists.h"
 #include "Bravic/NetCall.h"
@@ -167,4 +168,43 @@ int BRAVIC_CALL LearnTablesEM_bn(filespec_ns cases, nodelist_bn nodes, int maxit
       !CheckEmOptions(maxiterations, tolerance, prior))
     return -1;
   return LearnFileByEm(cases, Entries(*nodes), {maxiterations, tolerance, prior, loglikelihood});
+}
+
+namespace {
+
+struct IntervalArguments {
+  const double* values;
+  const int* classes;
+  long numvalues;
+  int method, mostbins;
+  double* bounds;
+};
+
+bool CheckIntervals(const IntervalArguments& arguments) {
+  if (!ApiCall::Basic()) return true;
+  const char* missing = arguments.numvalues > 0 && !arguments.values                             ? "values"
+                        : arguments.numvalues > 0 && arguments.method == 2 && !arguments.classes ? "classes"
+                        : !arguments.bounds                                                      ? "bounds"
+                                                                                                 : nullptr;
+  if (missing) {
+    Report(NULL_VALUES_TO_CUT, missing);
+  } else if (arguments.numvalues < 0) {
+    Report(NO_INTERVALS_ALLOWED, "numvalues", arguments.numvalues, 0L);
+  } else if (arguments.method < 0 || arguments.method > 2) {
+    Report(UNKNOWN_CUT_METHOD, arguments.method);
+  } else if (arguments.mostbins < 1) {
+    Report(NO_INTERVALS_ALLOWED, "mostbins", static_cast<long>(arguments.mostbins), 1L);
+  } else {
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+long BRAVIC_CALL FindIntervals_bn(const double* values, const int* classes, long numvalues, int method, int mostbins,
+                                  double* bounds) {
+  NetCall call("FindIntervals_bn");
+  if (!call.HasReserve() || !CheckIntervals({values, classes, numvalues, method, mostbins, bounds})) return -1;
+  return FindIntervals({values, static_cast<std::size_t>(numvalues)}, classes, method, mostbins, bounds);
 }

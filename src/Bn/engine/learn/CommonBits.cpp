@@ -1,13 +1,53 @@
 #include "Bn/engine/learn/CommonBits.h"
 
-#include <bit>
+#include <cstring>
+
+#include "Bn/engine/InstructionSets.h"
 
 namespace bravic::engine {
 
-std::int64_t CountCommonBits(const std::uint64_t* a, const std::uint64_t* b, std::ptrdiff_t numWords) {
-  std::int64_t count = 0;
-  for (std::ptrdiff_t w = 0; w < numWords; ++w) count += std::popcount(a[w] & b[w]);
-  return count;
+namespace {
+
+namespace sse2 {
+constexpr int WORDS = 2;
+using Words __attribute__((vector_size(16))) = std::uint64_t;
+#include "Bn/engine/learn/CommonBitsLoops.inc"
+}  // namespace sse2
+#if BRAVIC_WIDE_KERNELS
+BRAVIC_BEGIN_AVX2
+namespace avx2 {
+constexpr int WORDS = 4;
+using Words __attribute__((vector_size(32))) = std::uint64_t;
+#include "Bn/engine/learn/CommonBitsLoops.inc"
+}  // namespace avx2
+BRAVIC_END_TARGET
+BRAVIC_BEGIN_AVX512
+namespace avx512 {
+constexpr int WORDS = 8;
+using Words __attribute__((vector_size(64))) = std::uint64_t;
+#include "Bn/engine/learn/CommonBitsLoops.inc"
+}  // namespace avx512
+BRAVIC_END_TARGET
+#endif
+
+constexpr CommonBitsCounter COUNTERS[] = {sse2::Count,
+#if BRAVIC_WIDE_KERNELS
+                                          avx2::Count, avx512::Count
+#endif
+};
+
+}  // namespace
+
+int NumCommonBitsCounters() {
+  return 1 + NumWideSets();
+}
+
+CommonBitsCounter CommonBitsCounterNumber(int i) {
+  return COUNTERS[i];
+}
+
+CommonBitsCounter BestCommonBitsCounter() {
+  return COUNTERS[NumCommonBitsCounters() - 1];
 }
 
 }  // namespace bravic::engine

@@ -12,9 +12,11 @@ namespace bravic::engine {
 namespace {
 
 constexpr int WORD_BITS = 64;
+constexpr std::ptrdiff_t MOST_LABELS = 1 << 14;
 constexpr std::int64_t LEAST_COUNTS = 1 << 16, MOST_COUNTS = 1 << 22;  // that a table has room for
 // About, in nanoseconds.
-constexpr double OF_ROW = 1.0, OF_WORD = 0.4, OF_SORTED_ROW = 60;
+constexpr double OF_ROW = 1.0, OF_WORD = 0.2, OF_SORTED_ROW = 60;
+constexpr std::size_t WALKED_APART = 4096;  // counts
 constexpr double WORTH_THREADS = 1e6;
 
 // Adds up the same keys, which come to stand next to each other, and answers how many there are.
@@ -38,11 +40,13 @@ FamilyCounter::FamilyCounter(const CaseColumns& cases, int numThreads, Interrupt
     : cases_(cases), numThreads_(numThreads), interrupt_(interrupt) {
   const std::ptrdiff_t rows = NumRows();
   mostCounts_ = std::clamp<std::int64_t>(4 * static_cast<std::int64_t>(rows), LEAST_COUNTS, MOST_COUNTS);
-  numWords_ = (rows + WORD_BITS - 1) / WORD_BITS;
+  constexpr std::ptrdiff_t ROW_BITS = std::ptrdiff_t{WORD_BITS} * BIT_ROW_WORDS;
+  numWords_ = (rows + ROW_BITS - 1) / ROW_BITS * BIT_ROW_WORDS;
+  mostLabels_ = std::min<std::ptrdiff_t>(MOST_LABELS, rows / 4 + MOST_LABELS / 64);
   cellOf_ = TryMakeBlock<std::uint32_t>(rows + 1);
   other_ = TryMakeBlock<std::uint32_t>(rows + 1);
   labels_ = TryMakeBlock<std::uint32_t>(mostCounts_);
-  firstCell_ = TryMakeBlock<int>(rows + 2);
+  firstCell_ = TryMakeBlock<int>(std::max(rows, mostLabels_) + 2);
   bits_.resize(cases.NumNodes());
   rooms_.resize(numThreads);
   isReady_ = cellOf_ && other_ && labels_ && firstCell_;
@@ -114,19 +118,37 @@ int FamilyCounter::RelabelSorted(const std::uint32_t* from, int numFrom, int nod
   });
 }
 
+// Configurations that do not occur are left out only where there would be too many, or cells are missing.
 void FamilyCounter::Prepare(int node, std::span<const int> parents) {
   node_ = node;
   hasCellBits_ = false;
   numConfigs_ = 1;
   numFound_ = 1;
   std::fill_n(cellOf_.get(), NumRows(), 0);
+  bool isDense = true;
   for (int parent : parents) {
-    numConfigs_ *= cases_.NumStates(parent);
-    numFound_ = Relabel(cellOf_.get(), numFound_, parent, other_.get(), nullptr);
-    std::swap(cellOf_, other_);
+    const int states = cases_.NumStates(parent);
+    numConfigs_ *= states;
+    isDense = isDense && !cases_.HasMissing(parent) &&
+              static_cast<double>(numFound_) * states <= static_cast<double>(mostLabels_);
+    if (isDense) {
+      Combine(parent);
+      numFound_ *= states;
+    } else {
+      numFound_ = Relabel(cellOf_.get(), numFound_, parent, other_.get(), nullptr);
+      std::swap(cellOf_, other_);
+    }
   }
   numCells_ = Relabel(cellOf_.get(), numFound_, node, other_.get(), firstCell_.get());
   std::swap(cellOf_, other_);
+}
+
+void FamilyCounter::Combine(int parent) {
+  std::uint32_t* labels = cellOf_.get();
+  const auto states = static_cast<std::uint32_t>(cases_.NumStates(parent));
+  cases_.With(parent, [&](const auto* cells) {
+    for (std::ptrdiff_t row = 0; row < NumRows(); ++row) labels[row] = labels[row] * states + cells[row];
+  });
 }
 
 FamilyCounter::Way FamilyCounter::WayFor(int candidate) const {
@@ -201,7 +223,19 @@ void FamilyCounter::CountWalking(int candidate, Number* counts) const {
   }
   cases_.With(candidate, [&](const auto* cells) {
     const std::uint32_t stride = static_cast<std::uint32_t>(cases_.NumStates(candidate)) + 1;
-    for (std::ptrdiff_t row = 0; row < rows; ++row) counts[cellOf[row] * stride + cells[row]] += weightOf(row);
+    const std::size_t size = (numCells_ + std::size_t{1}) * stride;
+    std::ptrdiff_t row = 0;
+    if (size <= WALKED_APART) {
+      // In tables of their own, neighbouring rows do not wait for each other.
+      Number* const second = counts + size;
+      std::fill_n(second, size, 0);
+      for (; row + 1 < rows; row += 2) {
+        counts[cellOf[row] * stride + cells[row]] += weightOf(row);
+        second[cellOf[row + 1] * stride + cells[row + 1]] += weightOf(row + 1);
+      }
+      for (std::size_t k = 0; k < size; ++k) counts[k] += second[k];
+    }
+    for (; row < rows; ++row) counts[cellOf[row] * stride + cells[row]] += weightOf(row);
   });
 }
 
@@ -209,11 +243,12 @@ template <class Number>
 void FamilyCounter::CountBits(int candidate, Number* counts) const {
   const int states = cases_.NumStates(candidate);
   const std::uint64_t* bits = bits_[candidate].get();
+  const CommonBitsCounter countCommon = BestCommonBitsCounter();
   for (int cell = 0; cell < numCells_; ++cell) {
     const std::uint64_t* ofCell = cellBits_.get() + cell * numWords_;
     for (int s = 0; s < states; ++s)
       counts[static_cast<std::size_t>(cell) * (states + 1) + s] =
-          static_cast<Number>(CountCommonBits(ofCell, bits + s * numWords_, numWords_));
+          static_cast<Number>(countCommon(ofCell, bits + s * numWords_, numWords_));
   }
 }
 

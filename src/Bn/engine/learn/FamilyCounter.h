@@ -39,6 +39,7 @@ class FamilyCounter {
 
   std::ptrdiff_t NumRows() const { return cases_.NumRows(); }
   int StatesOf(int candidate) const { return candidate < 0 ? 1 : cases_.NumStates(candidate); }
+  void Combine(int parent);
   int Relabel(const std::uint32_t* from, int numFrom, int node, std::uint32_t* to, int* firstOf);
   int RelabelDense(const std::uint32_t* from, int numFrom, int node, std::uint32_t* to, int* firstOf);
   int RelabelSorted(const std::uint32_t* from, int numFrom, int node, std::uint32_t* to, int* firstOf);
@@ -60,8 +61,9 @@ class FamilyCounter {
   Interrupt* const interrupt_;
   Way way_ = Way::CHEAPEST;
   bool isReady_ = true;
-  std::int64_t mostCounts_ = 0;  // of a table
-  std::ptrdiff_t numWords_ = 0;  // of a row of bits
+  std::int64_t mostCounts_ = 0;    // of a table
+  std::ptrdiff_t numWords_ = 0;    // of a row of bits
+  std::ptrdiff_t mostLabels_ = 0;  // of configurations that need not occur
 
   // Of what is prepared.
   int node_ = -1;

@@ -47,6 +47,12 @@ double FamilyScores::CountScore(int node, std::span<const int> parents) {
   return terms_.Score(sums.with, counter_.NumConfigs(), cases_.NumStates(node));
 }
 
+double FamilyScores::Penalty(int node, std::span<const int> parents) const {
+  double numConfigs = 1;
+  for (int parent : parents) numConfigs *= cases_.NumStates(parent);
+  return terms_.Penalty(numConfigs, cases_.NumStates(node));
+}
+
 double FamilyScores::Strength(int node, int parent) {
   return Score(node, std::span(&parent, 1));
 }

@@ -40,6 +40,8 @@ class FamilyScores {
   double Score(std::span<const Vector<int>> parents);  // of all nodes
   // For each of the others: the score if it were added to the parents or, where it is one, taken out.
   void ScoreToggled(int node, std::span<const int> parents, std::span<const int> others, double* scores);
+  // What a complete family's log likelihood is lowered by for the number of its parameters.
+  double Penalty(int node, std::span<const int> parents) const;
 
  private:
   double CountScore(int node, std::span<const int> parents);

@@ -11,7 +11,7 @@ LinkRules::LinkRules(int numNodes) : mostParents_(std::numeric_limits<int>::max(
   required_.resize(numNodes);
 }
 
-void LinkRules::Require(Link link) {
+void LinkRules::Require(NetLink link) {
   Vector<int>& parents = required_[link.to];
   const auto at = std::lower_bound(parents.begin(), parents.end(), link.from);
   if (at == parents.end() || *at != link.from) parents.insert(at, link.from);
@@ -35,7 +35,7 @@ bool LinkRules::AllowsParents(int node, std::span<const int> parents) const {
                      [&](int parent) { return std::find(parents.begin(), parents.end(), parent) != parents.end(); });
 }
 
-LinkRules::Fault LinkRules::FindFault(Link* link) const {
+LinkRules::Fault LinkRules::FindFault(NetLink* link) const {
   for (int node = 0; node < NumNodes(); ++node) {
     for (int parent : required_[node]) {
       *link = {parent, node};

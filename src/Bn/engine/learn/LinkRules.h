@@ -8,16 +8,16 @@
 
 namespace bravic::engine {
 
-struct Link {
+struct NetLink {
   int from, to;
-  bool operator==(const Link&) const = default;
+  bool operator==(const NetLink&) const = default;
 };
 
 class LinkRules {
  public:
   explicit LinkRules(int numNodes);
-  void Require(Link link);
-  void Forbid(Link link) { forbidden_.Set(link.to, link.from); }
+  void Require(NetLink link);
+  void Forbid(NetLink link) { forbidden_.Set(link.to, link.from); }
   void SetTiers(std::span<const int> tiers) { tiers_.assign(tiers.begin(), tiers.end()); }  // one per node
   void SetMostParents(int most) { mostParents_ = most; }                                    // of every node
   // A node that stays without links, unless they are required.
@@ -26,7 +26,7 @@ class LinkRules {
   // What contradicts: a required link that is forbidden, against the tiers, on a cycle of required links, or one too
   // many for its child. NONE: all can be kept.
   enum class Fault { NONE, FORBIDDEN, TIERS, CYCLE, TOO_MANY_PARENTS };
-  Fault FindFault(Link* link) const;
+  Fault FindFault(NetLink* link) const;
 
   int NumNodes() const { return required_.size(); }
   int MostParents() const { return mostParents_; }

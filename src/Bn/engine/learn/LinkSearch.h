@@ -32,9 +32,25 @@ struct FoundLinks {
   Links parents;
   double score = 0;
   int steps = 0;                 // changes made on the way
+  bool isBest = false;           // of all that the rules allow
   Status status = Status::Done;  // Halted, NoMemory: nothing else is of use
 };
 
 FoundLinks SearchHill(const LinkSearch& search);
+FoundLinks SearchOrders(const LinkSearch& search);
+FoundLinks SearchExact(const LinkSearch& search);  // up to MOST_SUBSET_NODES nodes
+FoundLinks SearchTree(const LinkSearch& search);
+FoundLinks SearchTan(const LinkSearch& search);  // needs a target, which the rules give no parents
+using SearchMethod = FoundLinks (*)(const LinkSearch&);
+
+// By one of them, with missing cells filled in again and again. The score answered is that of the cases as they are;
+// completed: the cases as last filled in, to make tables of.
+struct ScoreChoice {
+  ScoreKind kind = ScoreKind::BIC;
+  double prior = 1;
+  int numThreads = 1;
+};
+FoundLinks SearchMissing(const LinkSearch& search, SearchMethod method, const ScoreChoice& choice,
+                         Owned<CaseColumns>* completed);
 
 }  // namespace bravic::engine

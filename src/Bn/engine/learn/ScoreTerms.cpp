@@ -49,7 +49,7 @@ double ScoreTerms::LogRising(double prior, std::int64_t count) const {
 }
 
 double ScoreTerms::Score(std::int64_t sum, double numConfigs, int numStates) const {
-  return static_cast<double>(sum) * step_ - penalty_ * (numConfigs * (numStates - 1));
+  return static_cast<double>(sum) * step_ - Penalty(numConfigs, numStates);
 }
 
 }  // namespace bravic::engine

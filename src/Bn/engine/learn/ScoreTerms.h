@@ -34,6 +34,8 @@ class ScoreTerms {
   }
   // The score of a sum of terms. numConfigs: that the parents may have.
   double Score(std::int64_t sum, double numConfigs, int numStates) const;
+  // The part of it that BIC takes off.
+  double Penalty(double numConfigs, int numStates) const { return penalty_ * (numConfigs * (numStates - 1)); }
 
  private:
   static constexpr double LEAST_PRIOR = 1e-250;

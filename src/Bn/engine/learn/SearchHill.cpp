@@ -123,7 +123,7 @@ class Climber {
   }
 
   bool IsTabu(int a, int b) const {
-    const Link pair = {std::min(a, b), std::max(a, b)};
+    const NetLink pair = {std::min(a, b), std::max(a, b)};
     return std::any_of(tabu_.begin(), tabu_.end(), [&](const Tabu& tabu) { return tabu.pair == pair; });
   }
 
@@ -292,7 +292,7 @@ class Climber {
   }
 
   struct Tabu {
-    Link pair;
+    NetLink pair;
     int step;  // until which it is
   };
 
