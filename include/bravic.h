@@ -778,7 +778,7 @@ BRAVIC_API long BRAVIC_CALL FindIntervals_bn(const double *values, const int *cl
 /* Counts cases: each adds its weight to the tables of those nodes that it knows together with all their parents. The
    net's findings are not looked at. columns: nodes of the counts' net (2710), each once, in any order; a node whose
    family has no column is not counted. states [numcases x number of columns]: state numbers, UNDEF_STATE where missing
-   (2483, 2484, 2486). weights [numcases]: finite and 0 or more (2711), or NULL: 1 each. Takes about a nanosecond for each
+   (2483, 2484, 2486). weights [numcases]: finite and 0 or more (2711), or NULL: 1 each. Takes some two nanoseconds for each
    case and node.
    Answers 0; -1 on failure (2485, 2707, 2450 halted), the counts being as they were. */
 BRAVIC_API long BRAVIC_CALL CountCases_bn(counts_bn counts, nodelist_bn columns, const statetype *states,

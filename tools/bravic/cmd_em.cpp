@@ -17,7 +17,7 @@ struct Options {
   std::vector<std::string> cases, nodes;
   int iterations = 100, restarts = 0, seed = 1, threads = 1;
   double tolerance = 1e-6, prior = 0;
-  bool force = false;
+  bool force = false, strict = false;
 };
 
 void Setup(Command* command, Options* options) {
@@ -54,6 +54,7 @@ void Setup(Command* command, Options* options) {
       {.names = "--threads", .form = "N", .help = THREADS_HELP, .value = &options->threads, .check = CheckNotNegative});
   command->Add(
       {.names = "--node", .form = "NODE", .help = "learn the table of this node only", .value = &options->nodes});
+  AddStrict(command, &options->strict);
   command->notes =
       "Prints the log likelihood after each iteration, beginning with that of the tables there are. Nodes without a "
       "column\nare hidden, and nodes without a table begin from a random one. A hidden node whose table is uniform "
@@ -206,6 +207,7 @@ void Print(const Outcome& outcome) {
 }
 
 int Run(const Options& options, Session& session) {
+  session.BeStrict(options.strict);
   Net net = session.Read(options.net);
   SetUndoDepth_bn(0, net.get());
   std::vector<node_bn> nodes;

@@ -59,22 +59,28 @@ engine::ManyCases& Prepare(CompiledNet& compiled, engine::CaseQuestion question)
 
 }  // namespace
 
+// Several rows at a time are looked at as if they were one.
 bool CheckStatesOfCases(std::span<const node_bn> columns, const statetype* states, long numCases) {
-  Vector<int> numAllowed;  // [column] of states
-  for (node_bn node : columns) numAllowed.push_back(node->numstates);
-  const int n = numAllowed.size();
-  const int* const allowed = numAllowed.data();
-  const auto isBad = [](statetype state, int numStates) {
-    return (static_cast<unsigned>(state) >= static_cast<unsigned>(numStates)) & (state != UNDEF_STATE);
+  constexpr int CELLS_AT_ONCE = 1024;
+  const int n = Count(columns), rowsAtOnce = std::max(1, CELLS_AT_ONCE / std::max(n, 1));
+  Vector<unsigned> allowed;  // [rows at once x columns] numbers of states
+  for (int row = 0; row < rowsAtOnce; ++row)
+    for (node_bn node : columns) allowed.push_back(static_cast<unsigned>(node->numstates));
+  const unsigned* const sizes = allowed.data();
+  const auto isBad = [](statetype state, unsigned numStates) {
+    return static_cast<int>(static_cast<unsigned>(state) >= numStates) & static_cast<int>(state != UNDEF_STATE);
   };
-  for (long number = 0; number < numCases; ++number, states += n) {
-    bool isAnyBad = false;
-    for (int k = 0; k < n; ++k) isAnyBad |= isBad(states[k], allowed[k]);
-    for (int k = 0; isAnyBad && k < n; ++k) {
-      if (!isBad(states[k], allowed[k])) continue;
-      Report(STATE_OF_CASE_OUT_OF_RANGE, states[k], number, columns[k]->name, allowed[k] - 1);
+  for (long first = 0; first < numCases; first += rowsAtOnce) {
+    const int numCells = static_cast<int>(std::min<long>(rowsAtOnce, numCases - first)) * n;
+    int isAnyBad = 0;
+    for (int cell = 0; cell < numCells; ++cell) isAnyBad |= isBad(states[cell], sizes[cell]);
+    for (int cell = 0; isAnyBad && cell < numCells; ++cell) {
+      if (!isBad(states[cell], sizes[cell])) continue;
+      Report(STATE_OF_CASE_OUT_OF_RANGE, states[cell], first + cell / n, columns[cell % n]->name,
+             columns[cell % n]->numstates - 1);
       return false;
     }
+    states += numCells;
   }
   return true;
 }

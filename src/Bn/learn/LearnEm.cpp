@@ -179,7 +179,10 @@ void EmRun::Install() {
   if (numIterations_ == 0) return;
   expected_.reset();
   UndoGroup group(UNDO_GROUP, counts_.net);
-  for (int i = 0; i < counts_.nodes.size(); ++i) InstallTable(counts_.nodes[i], tables_[i]);
+  for (int i = 0; i < counts_.nodes.size(); ++i) {
+    const CountedNode& counted = counts_.nodes[i];
+    if (TellsOfTable(counted, sums_.get() + counted.first, options_.prior)) InstallTable(counted, tables_[i]);
+  }
 }
 
 }  // namespace
