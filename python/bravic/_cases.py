@@ -42,7 +42,8 @@ class Cases:
             if key < 0:
                 continue
             if key in taken:
-                raise Error(2471, 5, f"columns {taken[key]!r} and {name!r} are both of node {self._core.node_name(key)!r}")
+                node = self._core.node_name(key)
+                raise Error(2471, 5, f"columns {taken[key]!r} and {name!r} are both of node {node!r}")
             taken[key] = name
             nodes[name] = Node(self, key)  # type: ignore[arg-type]
         return nodes
@@ -52,8 +53,8 @@ class Cases:
     ) -> Any:
         """The beliefs that each case gives rise to: a table of the same kind, with a row for each row.
 
-        data: a frame of pandas or polars, a dict of columns, or a list of dicts. Columns are found by the nodes' names (or
-        labels); those of no node are left aside, and so are the columns of targets and the net's own findings. Entries are
+        data: a frame of pandas or polars, a table of Arrow, a dict of columns, or a list of dicts. Columns are found by the
+        nodes' names (or labels); those of no node are left aside, and so are the columns of targets and the net's own findings. Entries are
         states by name, label or number, or values; None, NaN, "" and "*" are missing. targets: None for all nature nodes
         without a column. threads: 0 for as many as there are processors; the answers are the same for any number.
 
@@ -81,7 +82,8 @@ class Cases:
             [node._key for node in observed.values()], states, rows, wanted, beliefs, logprobs, threads
         )
         answer: dict[str, Any] = {}
-        names = [f"{node.name}={state}" for node in (Node(self, key) for key in wanted) for state in node.states]  # type: ignore[arg-type]
+        targeted = [Node(self, key) for key in wanted]  # type: ignore[arg-type]
+        names = [f"{node.name}={state}" for node in targeted for state in node.states]
         for i, name in enumerate(names):
             answer[name] = np.ascontiguousarray(beliefs[:, i])
         if log_probability:

@@ -21,6 +21,7 @@ if TYPE_CHECKING:
     from ._node import Node
 
 MISSING = -3  # UNDEF_STATE
+FEW, BLOCK = 4096, 2048
 _MISSING_TEXTS = ("", "*")
 _MISSING_UNLESS_NAMES = ("?", "NA")
 
@@ -40,7 +41,8 @@ def kind_of(data: Any) -> str:
         return "dict"
     if isinstance(data, Sequence) and all(isinstance(row, Mapping) for row in data):
         return "rows"
-    raise TypeError(f"no table of cases: {type(data).__name__}; a frame of pandas or polars, a dict of columns, or a list of dicts")
+    wanted = "a frame of pandas or polars, a table of Arrow, a dict of columns, or a list of dicts"
+    raise TypeError(f"a table of cases is {wanted}, not of type {type(data).__name__!r}")
 
 
 def columns_of(data: Any) -> tuple[dict[str, Any], int]:
@@ -143,9 +145,9 @@ def encode(column: Any, node: Node, out: States) -> None:
 def _encode(column: Any, codes: _Codes, out: States) -> None:
     categories = getattr(getattr(column, "cat", None), "categories", None)
     if categories is not None and hasattr(column.cat, "codes"):  # pandas
-        present = np.asarray(column.cat.codes)
-        used = set(np.unique(present).tolist())
-        table = [codes[c] if i in used else MISSING for i, c in enumerate(categories)]
+        present = np.asarray(column.cat.codes, np.intp)
+        used = np.bincount(present + 1, minlength=len(categories) + 1)[1:]
+        table = [codes[c] if used[i] else MISSING for i, c in enumerate(categories)]
         out[:] = np.array([*table, MISSING], np.int32)[present]
         return
     if hasattr(column, "dictionary_encode"):  # Arrow
@@ -159,13 +161,25 @@ def _encode(column: Any, codes: _Codes, out: States) -> None:
         return
     dtype = getattr(column, "dtype", None)
     if isinstance(dtype, np.dtype) and dtype.kind in "iub":
-        values, places = np.unique(np.asarray(column), return_inverse=True)
-        out[:] = np.array([codes[v] for v in values], np.int32)[places.reshape(-1)] if len(values) else 0
+        _encode_whole(np.asarray(column), codes, out)
         return
     values_list: Iterable[Any] = column.tolist() if hasattr(column, "tolist") else column
     if hasattr(column, "to_list"):
         values_list = column.to_list()
     out[:] = np.fromiter(map(codes.__getitem__, values_list), np.int32, len(out))
+
+
+def _encode_whole(column: npt.NDArray[Any], codes: _Codes, out: States) -> None:
+    """Of whole numbers, mostly few and small."""
+    if len(column) and int(column.max()) - int(column.min()) < FEW:
+        least = int(column.min())
+        places = column.astype(np.int64) - least
+        used = np.bincount(places)
+        values = [bool(i + least) if column.dtype.kind == "b" else i + least for i in range(len(used))]
+        out[:] = np.array([codes[v] if used[i] else MISSING for i, v in enumerate(values)], np.int32)[places]
+    elif len(column):
+        different, places = np.unique(column, return_inverse=True)
+        out[:] = np.array([codes[v] for v in different], np.int32)[places.reshape(-1)]
 
 
 def _say_where(column: Any, codes: _Codes, error: Error) -> None:
@@ -182,11 +196,12 @@ def _say_where(column: Any, codes: _Codes, error: Error) -> None:
 
 def matrix(data: Any, nodes: Mapping[str, Node], rows: int, columns: Mapping[str, Any]) -> States:
     """states [rows x nodes], this package's own memory, by column name."""
+    by_node = np.empty((len(nodes), rows), np.int32)
+    for out, (name, node) in zip(by_node, nodes.items()):
+        encode(columns[name], node, out)
     states = np.empty((rows, len(nodes)), np.int32)
-    buffer = np.empty(rows, np.int32)
-    for i, (name, node) in enumerate(nodes.items()):
-        encode(columns[name], node, buffer)
-        states[:, i] = buffer
+    for start in range(0, rows, BLOCK):  # as many as the cache holds
+        states[start : start + BLOCK] = by_node[:, start : start + BLOCK].T
     return states
 
 

@@ -19,8 +19,11 @@ MAX_ROWS, MAX_DRAWN, MAX_SHOWN = 64, 150, 30
 
 def escape(text: str) -> str:
     """As text within XML and HTML, also between quotes; what neither can hold becomes a replacement character."""
-    return _escape("".join(c if c in "\t\n" or (c >= " " and not "\ud800" <= c <= "\udfff" and c not in "\x7f\ufffe\uffff")
-                           else "\ufffd" for c in text), quote=True)
+    return _escape("".join(c if _is_text(c) else "\ufffd" for c in text), quote=True)
+
+
+def _is_text(c: str) -> bool:
+    return c in "\t\n" or (c >= " " and not "\ud800" <= c <= "\udfff" and c not in "\x7f\ufffe\uffff")
 
 
 def _cells(tag: str, texts: list[str]) -> str:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Iterable, Mapping, Sequence
 from typing import Any
 
@@ -66,8 +67,8 @@ def learn_structure(
     """
     options: dict[str, object] = {
         "score": choice("score", score, SCORES), "method": choice("method", method, METHODS), "prior": float(prior),
-        "missing": choice("way with missing cells", missing, MISSING), "seed": seed, "numthreads": threads or _all_threads(),
-        "keeplinks": int(start is not None),
+        "missing": choice("way with missing cells", missing, MISSING), "seed": seed,
+        "numthreads": threads or min(os.cpu_count() or 1, 256), "keeplinks": int(start is not None),
     }
     if restarts is not None:
         options["restarts"] = restarts if restarts > 0 else -1
@@ -92,12 +93,6 @@ def learn_structure(
         options["tiers"] = [by_key[key] for key in table.keys]
     net._core.learn_links(*table.arguments, table.keys, options)
     return net
-
-
-def _all_threads() -> int:
-    import os
-
-    return min(os.cpu_count() or 1, 256)
 
 
 def _net_of(columns: Mapping[str, Any], name: str) -> Net:

@@ -144,7 +144,8 @@ def _by_layers(picture: Picture) -> None:
     place = {i: float(k) for layer in layers for k, i in enumerate(layer)}
     for sweep in range(8):
         for layer in layers if sweep % 2 == 0 else reversed(layers):
-            middle = {i: sum(place[n] for n in neighbours[i]) / len(neighbours[i]) if neighbours[i] else place[i] for i in layer}
+            near = {i: [place[n] for n in neighbours[i]] or [place[i]] for i in layer}
+            middle = {i: sum(places) / len(places) for i, places in near.items()}
             layer.sort(key=lambda i: (middle[i], place[i]))
             place.update({i: float(k) for k, i in enumerate(layer)})
     widths = [sum(boxes[i].width + GAP_ACROSS for i in layer) - GAP_ACROSS for layer in layers]
@@ -173,7 +174,7 @@ def _row(box: Box, index: int) -> str:
         return text
     end = box.x + box.width / 2 - PAD
     start = end - BAR
-    percent = "0" if probability == 0 else "100" if probability == 1 else f"{min(max(100 * probability, 0.01), 99.99):.2f}"
+    percent = f"{100 * probability:g}" if probability in (0, 1) else f"{min(max(100 * probability, 0.01), 99.99):.2f}"
     bar = f'<rect x="{start:.1f}" y="{y - 9:.1f}" width="{BAR * probability:.1f}" height="9" fill="#7a9cc6"/>'
     return text + bar + f'<text x="{start - 5:.1f}" y="{y:.1f}" text-anchor="end">{percent}</text>'
 
