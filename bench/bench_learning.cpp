@@ -2,11 +2,11 @@
 //
 //   bench_learning [--cases=100000] [--missing=0.2] [--iterations=10] [--seeds=5] [--threads=1] NET.dne ...
 //
-// Cases are drawn from the net. Prints nanoseconds a case and family of counting complete cases, seconds of an iteration
-// of EM where that share of the cells is missing (processor time, medians of five), and how far learned tables are from
-// the true ones: the mean over the nodes of the differences in a row, rows weighted by how probable they are; by counting
-// each family's complete cases, and by so many iterations of EM that begin from these tables; means of some seeds, with
-// the number of seeds in which EM is nearer. Last the memory of the process.
+// Cases are drawn from the net. Prints nanoseconds a case and family of counting complete cases, seconds of an
+// iteration of EM where that share of the cells is missing (processor time, medians of five), and how far learned
+// tables are from the true ones: the mean over the nodes of the differences in a row, rows weighted by how probable
+// they are; by counting each family's complete cases, and by so many iterations of EM that begin from these tables;
+// means of some seeds, with the number of seeds in which EM is nearer. Last the memory of the process.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -151,8 +151,8 @@ void Run(const std::string& path, const Options& options) {
       iteration = Median([&] {
         ExpectCounts_bn(subject.counts, subject.nodes, states.data(), nullptr, options.cases, nullptr, options.threads);
       });
-    if (LearnTablesEMCases_bn(subject.nodes, states.data(), nullptr, options.cases, subject.nodes, options.iterations, 0,
-                              PRIOR, nullptr) < 0)
+    if (LearnTablesEMCases_bn(subject.nodes, states.data(), nullptr, options.cases, subject.nodes, options.iterations,
+                              0, PRIOR, nullptr) < 0)
       Fail(path);
     const double byEm = subject.Distance();
     ofCounts += byCounts / options.seeds;
@@ -162,11 +162,12 @@ void Run(const std::string& path, const Options& options) {
   if (GetError_ns(env, 5, nullptr)) Fail(path);
   rusage usage;
   getrusage(RUSAGE_SELF, &usage);
-  std::printf("%-16s %4d nodes  count %6.2f ns  iteration %8.4f s  distance %.5f by counts, %.5f by EM (nearer in %d of "
-              "%d)  %ld MB\n",
-              std::filesystem::path(path).stem().c_str(), subject.Num(),
-              counting * 1e9 / static_cast<double>(options.cases) / subject.Num(), iteration, ofCounts, ofEm, nearer,
-              options.seeds, usage.ru_maxrss / 1024);
+  std::printf(
+      "%-16s %4d nodes  count %6.2f ns  iteration %8.4f s  distance %.5f by counts, %.5f by EM (nearer in %d of "
+      "%d)  %ld MB\n",
+      std::filesystem::path(path).stem().c_str(), subject.Num(),
+      counting * 1e9 / static_cast<double>(options.cases) / subject.Num(), iteration, ofCounts, ofEm, nearer,
+      options.seeds, usage.ru_maxrss / 1024);
   std::fflush(stdout);
 }
 

@@ -352,7 +352,7 @@ TEST_F(ArgumentsTest, EveryExportIsTried) {
                                  "HasUserInterpreter_ns", "ShowProgress_ns", "HaltOnInterrupt_ns", "SetThreads_ns",
                                  // Counts are tried in learn/.
                                  "AddCounts_bn", "CountsSize_bn", "GetCounts_bn", "SetCounts_bn", "CountCases_bn",
-                                 "ExpectCounts_bn", "LearnCounts_bn", "FreeCounts_bn"};
+                                 "ExpectCounts_bn", "LearnCounts_bn", "FreeCounts_bn", "FindIntervals_bn"};
   const auto add = [&](const auto&... calls) {
     (std::for_each(calls.begin(), calls.end(), [&](const auto& call) { tried.insert(call.name); }), ...);
   };
