@@ -381,7 +381,7 @@ CaseFate CaseElimination::Solve(Room* room, float* beliefs, double* logProb) con
     total.value *= PowerOfTwo(-exponent);
     total.exponent += exponent;
   }
-  *logProb = NaturalLogarithm(total.value, total.exponent);
+  *logProb = LogOfCase(total.value, total.exponent);
   if (!beliefs) return CaseFate::POSSIBLE;
   ReadKnown(*room, beliefs);
   for (int b = buckets.size(); b-- > 0;)
