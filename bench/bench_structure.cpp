@@ -110,6 +110,18 @@ std::vector<statetype> Sample(nodelist_bn nodes, const Options& options) {
   return states;
 }
 
+// The total state space that the net has once it has been written and read again, which is what a limit is on.
+double EntriesReadAgain(net_bn net) {
+  std::string text(static_cast<std::size_t>(WriteNetText_bn(net, nullptr, 0)), '\0');
+  WriteNetText_bn(net, text.data(), static_cast<long>(text.size()));
+  net_bn again = ReadNetText_bn(text.data(), static_cast<long>(text.size()) - 1, "again", env);
+  if (!again) Fail("reading again");
+  CompileNet_bn(again);
+  const std::string report = JunctionTreeReport_bn(again);
+  FreeNet_bn(again);
+  return std::atof(report.c_str() + report.rfind(' '));
+}
+
 void Run(const std::string& path, const Options& options) {
   net_bn net = ReadOrFail(path);
   nodelist_bn nodes = DupNodeList_bn(GetNetNodes_bn(net));
@@ -131,8 +143,7 @@ void Run(const std::string& path, const Options& options) {
                wall = Seconds(CLOCK_MONOTONIC) - wallBegan;
   if (steps < 0) Fail(path);
   const Parents found = ParentsOf(nodes);
-  double entries = 0;
-  EstimateCompile_bn(net, &entries, nullptr, nullptr);
+  const double entries = EntriesReadAgain(net);
   std::printf("| %s | %ld | %.2f | %.2f | %d | %.8g | %.8g | %+.2f%% | %zu | %zu | %d | %.0f |\n",
               std::filesystem::path(path).stem().string().c_str(), options.rows, processor, wall, steps, score, ofTruth,
               100 * (score - ofTruth) / std::abs(ofTruth), NumLinks(found), NumLinks(truth),

@@ -19,7 +19,7 @@ from ._net import Net, read, read_text
 from ._node import Node
 from ._progress import set_progress
 from ._questions import Configuration, Explanation, Sensitivity
-from ._structure import learn_structure
+from ._structure import discretize, learn_structure
 
 __version__ = "1.6.0"
 __all__ = [
@@ -32,6 +32,7 @@ __all__ = [
     "Node",
     "Sensitivity",
     "UnknownName",
+    "discretize",
     "learn_structure",
     "read",
     "read_text",

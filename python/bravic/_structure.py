@@ -1,4 +1,4 @@
-"""Learning which links there are."""
+"""Learning which links there are, and cutting numbers into intervals for it."""
 
 from __future__ import annotations
 
@@ -7,7 +7,9 @@ from collections.abc import Iterable, Mapping, Sequence
 from typing import Any
 
 import numpy as np
+from numpy.typing import NDArray
 
+from . import _bravic
 from ._errors import Error, unknown
 from ._frames import columns_of, is_missing
 from ._learning import CaseTable
@@ -17,6 +19,7 @@ from ._node import Node
 SCORES = ("bic", "bdeu", "loglik")
 METHODS = ("hill", "order", "exact", "tree", "tan")
 MISSING = ("families", "em")
+CUTS = ("width", "count", "information")
 MAX_STATES = 200
 
 Pairs = Iterable[tuple[str, str]]
@@ -93,6 +96,34 @@ def learn_structure(
         options["tiers"] = [by_key[key] for key in table.keys]
     net._core.learn_links(*table.arguments, table.keys, options)
     return net
+
+
+def discretize(values: Any, method: str = "width", *, bins: int = 5, target: Any = None) -> NDArray[np.float64]:
+    """The bounds of intervals that numbers fall into, for ``pandas.cut`` or a node's ``levels``.
+
+    method: "width" (equal width), "count" (about equally many numbers in each, equal ones together), or "information"
+    (what tells most about ``target``, a class for each value, and no more than is worth it: Fayyad & Irani 1993). bins:
+    the most intervals. What is missing or not finite is left out. The outermost bounds are infinite.
+
+    >>> import bravic
+    >>> bravic.discretize([1, 2, 3, 21, 22, 23], "information", target=list("aaabbb")).tolist()
+    [-inf, 12.0, inf]
+    """
+    way = choice("method", method, CUTS)
+    numbers = np.ascontiguousarray([np.nan if is_missing(value) else value for value in values], dtype=np.float64)
+    classes = None
+    if target is not None:
+        different: dict[Any, int] = {}
+        codes = [-1 if is_missing(value) else different.setdefault(value, len(different)) for value in target]
+        classes = np.array(codes, dtype=np.intc)
+    elif method == "information":
+        raise ValueError("cutting by information needs a target")
+    if bins < 1:
+        raise ValueError(f"at least one interval is made, not {bins}")
+    bounds = np.empty(bins + 1)
+    bounds = bounds[: _bravic.find_intervals(numbers, classes, len(numbers), way, bins, bounds) + 1]
+    bounds[0], bounds[-1] = -np.inf, np.inf
+    return bounds
 
 
 def _net_of(columns: Mapping[str, Any], name: str) -> Net:

@@ -150,6 +150,16 @@ double ScoreLinks(Net& net, const std::vector<Key>& columns, nb::handle states, 
   });
 }
 
+// Into bounds [bins + 1]; answers how many intervals there are.
+long FindIntervals(nb::handle values, nb::handle classes, long count, int method, int bins, nb::handle bounds) {
+  const Array<double> numbers(values, false), found(bounds, true);
+  const Array<int> states(classes, false);
+  numbers.CheckSize(static_cast<double>(count));
+  states.CheckSize(static_cast<double>(count));
+  found.CheckSize(static_cast<double>(bins) + 1);
+  return AskLong([&] { return FindIntervals_bn(numbers.Data(), states.Data(), count, method, bins, found.Data()); });
+}
+
 }  // namespace
 
 void BindLearning(nb::module_& module, NetClass& bound) {
@@ -162,6 +172,7 @@ void BindLearning(nb::module_& module, NetClass& bound) {
       .def("get", &Counts::Get)
       .def("set", &Counts::Set)
       .def("learn", &Counts::Learn);
+  module.def("find_intervals", FindIntervals, nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg(), nb::arg());
   bound
       .def("learn_em", LearnEM, nb::arg(), nb::arg(), nb::arg().none(), nb::arg(), nb::arg(), nb::arg(), nb::arg(),
            nb::arg())

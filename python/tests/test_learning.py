@@ -116,6 +116,18 @@ def test_links_are_found_again() -> None:
         bravic.learn_structure({"x": [i / 7 for i in range(1000)]})
 
 
+def test_numbers_are_cut() -> None:
+    ages = [1.0, 2, 3, float("nan"), 8, 9, 10, 40]
+    assert bravic.discretize(ages, bins=3).tolist() == pytest.approx([-math.inf, 14, 27, math.inf])
+    assert bravic.discretize(ages, "count", bins=2).shape == (3,)
+    assert bravic.discretize(pandas.Series(ages * 9), "information", target=[a > 5 for a in ages] * 9)[1] == 5.5
+    for bad in (dict(bins=0), dict(method="information"), dict(method="wide")):
+        with pytest.raises((ValueError, bravic.Error)):
+            bravic.discretize(ages, **bad)
+    with pytest.raises(bravic.Error):
+        bravic.discretize([float("nan")])
+
+
 @pytest.mark.skipif(not (SHARED / "data").is_dir(), reason="no shared data")
 def test_a_spreadsheet_becomes_a_net() -> None:
     frame = pandas.read_csv(SHARED / "data" / "census.csv").head(5000)
