@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import pathlib
+import signal
 from collections.abc import Iterator
 
 import bravic
@@ -27,6 +28,14 @@ def lawn() -> bravic.Net:
 @pytest.fixture
 def clinic() -> bravic.Net:
     return bravic.read(EXAMPLES / "chest_clinic.dne")
+
+
+@pytest.fixture(autouse=True)
+def interruptible() -> Iterator[None]:
+    """A process that was started in the background may have been told to ignore Ctrl-C."""
+    before = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, before)
 
 
 @pytest.fixture(autouse=True)

@@ -32,15 +32,10 @@ def hard_net(seed: int = 1, size: int = 14) -> bravic.Net:
 def test_ctrl_c_halts_and_leaves_nothing_behind() -> None:
     net = hard_net()
     net.compile()
-    # A process that was started in the background may have been told to ignore it.
-    before = signal.signal(signal.SIGINT, signal.default_int_handler)
     timer = threading.Timer(0.3, lambda: os.kill(os.getpid(), signal.SIGINT))
     timer.start()
-    try:
-        with pytest.raises(KeyboardInterrupt):
-            net.find_order(60)
-    finally:
-        signal.signal(signal.SIGINT, before)
+    with pytest.raises(KeyboardInterrupt):
+        net.find_order(60)
     assert len(net) == 196 and net.probability == pytest.approx(1)
 
 
@@ -127,8 +122,9 @@ def test_waiting_for_the_library_can_be_interrupted() -> None:
     thread.start()
     time.sleep(0.2)
     threading.Timer(0.2, _thread.interrupt_main).start()
+    end = time.monotonic() + 30
     with pytest.raises(KeyboardInterrupt):
-        while True:
+        while time.monotonic() < end:
             bravic.Net("Waiting")
             time.sleep(0.01)
     halt.set()
