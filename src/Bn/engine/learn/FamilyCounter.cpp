@@ -15,7 +15,7 @@ constexpr int WORD_BITS = 64;
 constexpr std::ptrdiff_t MOST_LABELS = 1 << 14;
 constexpr std::int64_t LEAST_COUNTS = 1 << 16, MOST_COUNTS = 1 << 22;  // that a table has room for
 // About, in nanoseconds.
-constexpr double OF_ROW = 1.0, OF_WORD = 0.2, OF_SORTED_ROW = 60;
+constexpr double OF_ROW = 1.0, OF_WORD = 0.2;
 constexpr std::size_t WALKED_APART = 4096;  // counts
 constexpr double WORTH_THREADS = 1e6;
 
@@ -213,7 +213,7 @@ void FamilyCounter::CountWalking(int candidate, Number* counts) const {
   const std::uint32_t* cellOf = cellOf_.get();
   const std::int64_t* weights = cases_.Weights();
   const std::ptrdiff_t rows = NumRows();
-  const auto weightOf = [weights](std::ptrdiff_t row) {
+  const auto weightOf = [&](std::ptrdiff_t row) {
     if constexpr (sizeof(Number) == sizeof(std::int64_t)) return weights[row];
     return Number{1};
   };
