@@ -136,7 +136,7 @@ bool TellsOfTable(const CountedNode& counted, const double* counts, double prior
 void FillTable(const CountedNode& counted, const double* counts, double prior, const float* old, LearnedTable* to) {
   const bnode& node = *counted.node;
   const int numstates = node.numstates;
-  for (long long row = 0; row < counted.rows; ++row) {
+  for (std::ptrdiff_t row = 0; row < counted.rows; ++row) {
     const double* const from = counts + row * numstates;
     const float* const before = old ? old + row * numstates : nullptr;
     float* const probs = to->probs.get() + row * numstates;

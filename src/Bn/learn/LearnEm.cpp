@@ -134,7 +134,7 @@ void EmRun::Maximize() {
     const CountedNode& counted = counts_.nodes[i];
     FillTable(counted, sums_.get() + counted.first, options_.prior, before_[i].probs.get(), &tables_[i]);
     // Rows that stay keep the experience of the iteration before, which may be learned.
-    for (long long row = 0; row < counted.rows; ++row)
+    for (std::ptrdiff_t row = 0; row < counted.rows; ++row)
       if (tables_[i].numcases[row] == NO_EXPERIENCE) tables_[i].numcases[row] = before_[i].numcases[row];
   }
   expected_->TablesChanged();

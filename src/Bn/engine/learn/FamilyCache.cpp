@@ -6,7 +6,7 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr std::int64_t FIRST_SIZE = 1024, MOST_ENTRIES = 1 << 21;
+constexpr std::ptrdiff_t FIRST_SIZE = 1024, MOST_ENTRIES = 1 << 21;
 constexpr int KEY_HEAD = 2;
 
 std::uint64_t HashOf(int node, std::span<const int> parents) {
@@ -20,8 +20,8 @@ std::uint64_t HashOf(int node, std::span<const int> parents) {
 
 }  // namespace
 
-std::int64_t FamilyCache::Place(std::uint64_t hash, int node, std::span<const int> parents) const {
-  auto at = static_cast<std::int64_t>(hash & static_cast<std::uint64_t>(size_ - 1));
+std::ptrdiff_t FamilyCache::Place(std::uint64_t hash, int node, std::span<const int> parents) const {
+  auto at = static_cast<std::ptrdiff_t>(hash & static_cast<std::uint64_t>(size_ - 1));
   for (; entries_[at].start >= 0; at = (at + 1) & (size_ - 1)) {
     const int* key = pool_.get() + entries_[at].start;
     if (entries_[at].hash == hash && key[0] == Count(parents) && key[1] == node &&
@@ -48,13 +48,13 @@ void FamilyCache::Forget() {
 // Twice the entries, at most half of which are in use.
 bool FamilyCache::Grow() {
   if (numUsed_ >= MOST_ENTRIES) Forget();
-  const std::int64_t size = std::max(2 * size_, FIRST_SIZE);
+  const std::ptrdiff_t size = std::max(2 * size_, FIRST_SIZE);
   Block<Entry> entries = TryMakeBlock<Entry>(static_cast<std::size_t>(size));
   if (!entries) return false;
   std::fill_n(entries.get(), size, Entry{0, 0, -1});
-  for (std::int64_t i = 0; i < size_; ++i) {
+  for (std::ptrdiff_t i = 0; i < size_; ++i) {
     if (entries_[i].start < 0) continue;
-    auto at = static_cast<std::int64_t>(entries_[i].hash & static_cast<std::uint64_t>(size - 1));
+    auto at = static_cast<std::ptrdiff_t>(entries_[i].hash & static_cast<std::uint64_t>(size - 1));
     while (entries[at].start >= 0) at = (at + 1) & (size - 1);
     entries[at] = entries_[i];
   }
@@ -66,7 +66,7 @@ bool FamilyCache::Grow() {
 void FamilyCache::Add(int node, std::span<const int> parents, double score) {
   if (2 * (numUsed_ + 1) > size_ && !Grow()) return Forget();
   if (poolUsed_ + KEY_HEAD + Count(parents) > poolRoom_) {
-    const std::int64_t room = 2 * (poolRoom_ + KEY_HEAD + Count(parents)) + FIRST_SIZE;
+    const std::ptrdiff_t room = 2 * (poolRoom_ + KEY_HEAD + Count(parents)) + FIRST_SIZE;
     Block<int> pool = TryMakeBlock<int>(static_cast<std::size_t>(room));
     if (!pool) return Forget();
     std::copy_n(pool_.get(), poolUsed_, pool.get());

@@ -1,6 +1,7 @@
 // Scores of families, kept under the node and its parents.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
@@ -19,16 +20,16 @@ class FamilyCache {
   struct Entry {
     std::uint64_t hash;
     double score;
-    std::int64_t start;  // of its key in the pool; less than 0: none
+    std::ptrdiff_t start;  // of its key in the pool; less than 0: none
   };
 
-  std::int64_t Place(std::uint64_t hash, int node, std::span<const int> parents) const;
+  std::ptrdiff_t Place(std::uint64_t hash, int node, std::span<const int> parents) const;
   bool Grow();
   void Forget();
 
   Block<Entry> entries_;  // [size] a power of two
   Block<int> pool_;       // [poolRoom] keys: number of parents, node, parents
-  std::int64_t size_ = 0, numUsed_ = 0, poolUsed_ = 0, poolRoom_ = 0;
+  std::ptrdiff_t size_ = 0, numUsed_ = 0, poolUsed_ = 0, poolRoom_ = 0;
 };
 
 }  // namespace bravic::engine

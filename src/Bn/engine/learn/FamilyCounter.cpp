@@ -45,7 +45,7 @@ FamilyCounter::FamilyCounter(const CaseColumns& cases, int numThreads, Interrupt
   mostLabels_ = std::min<std::ptrdiff_t>(MOST_LABELS, rows / 4 + MOST_LABELS / 64);
   cellOf_ = TryMakeBlock<std::uint32_t>(rows + 1);
   other_ = TryMakeBlock<std::uint32_t>(rows + 1);
-  labels_ = TryMakeBlock<std::uint32_t>(mostCounts_);
+  labels_ = TryMakeBlock<std::uint32_t>(static_cast<std::size_t>(mostCounts_));
   firstCell_ = TryMakeBlock<int>(std::max(rows, mostLabels_) + 2);
   bits_.resize(cases.NumNodes());
   rooms_.resize(numThreads);

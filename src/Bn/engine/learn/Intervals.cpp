@@ -59,7 +59,7 @@ class InformationCutter {
   bool FindCuts(int mostbins, Vector<double>* cuts);
 
  private:
-  double Term(long long count) const { return terms_[count]; }
+  double Term(long long count) const { return terms_[static_cast<std::size_t>(count)]; }
   bool FindCut(Segment* segment);
   double Saved(const Segment& segment, double sum, double sumBelow, double sumAbove, int numtargets, int numBelow,
                int numAbove) const;

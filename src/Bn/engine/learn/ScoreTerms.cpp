@@ -23,7 +23,8 @@ ScoreTerms::ScoreTerms(ScoreKind kind, double prior, std::int64_t totalUnits, do
   const std::int64_t size = std::min(totalUnits + 1, MOST_KEPT);
   table_ = TryMakeBlock<std::int64_t>(static_cast<std::size_t>(size));
   if (!table_) return;
-  for (std::int64_t count = 0; count < size; ++count) table_[count] = Rounded(TimesLog(count));
+  for (std::int64_t count = 0; count < size; ++count)
+    table_[static_cast<std::size_t>(count)] = Rounded(TimesLog(count));
   tableSize_ = size;
 }
 

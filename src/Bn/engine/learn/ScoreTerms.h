@@ -24,7 +24,7 @@ class ScoreTerms {
   // Of a node's number of cases with one state in one configuration of its parents, and of the number in the
   // configuration. prior: what the score expects there (EntryPrior, ConfigPrior).
   std::int64_t OfEntry(std::int64_t count, double prior) const {
-    if (count < tableSize_) return table_[count];
+    if (count < tableSize_) return table_[static_cast<std::size_t>(count)];
     return kind_ == ScoreKind::BDEU ? Rounded(LogRising(prior, count)) : Rounded(TimesLog(count));
   }
   std::int64_t OfConfig(std::int64_t count, double prior) const { return -OfEntry(count, prior); }
