@@ -12,6 +12,7 @@ NB_MODULE(_bravic, module) {
   binding::BindFindings(net);
   binding::BindQuestions(net);
   binding::BindCases(module, net);
+  binding::BindColumns(module);
   binding::BindLearning(module, net);
   binding::BindFiles(module, net);
 }
