@@ -183,7 +183,8 @@ class Table:
         cells = []
         for i, seconds in enumerate(figures):
             cell = ("about " if i in guessed else "") + shown(seconds)
-            cells.append(f"{cell} ({seconds / figures[0]:,.3g} x)" if i and seconds else cell)
+            ratio = float(f"{seconds / figures[0]:.3g}") if i and seconds else 0
+            cells.append(f"{cell} ({ratio:,g} x)" if ratio else cell)
             if seconds and seconds < figures[0]:
                 print(f"{task}: library {i} is faster", file=sys.stderr)
         self.failed |= max(offs, default=0) > tolerance

@@ -4,6 +4,7 @@ from collections.abc import Callable, Sequence
 from typing import Any
 
 Key = int
+__version__: str
 
 def version() -> int: ...
 def seed(seed: int, /) -> None: ...

@@ -72,7 +72,7 @@ struct type_caster<binding::Text> {
       PyErr_Clear();
       return false;
     }
-    value.bytes.assign(PyBytes_AS_STRING(bytes), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes)));
+    value.bytes.assign(PyBytes_AsString(bytes), static_cast<std::size_t>(PyBytes_Size(bytes)));
     Py_DECREF(bytes);
     return true;
   }
