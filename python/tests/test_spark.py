@@ -54,6 +54,8 @@ def tables(net: bravic.Net) -> list:
 def test_arrow_tables_are_tables_of_cases(net: bravic.Net, rows: pandas.DataFrame) -> None:
     table = arrow_of(rows)
     assert tables_learned(net, table) == tables_learned(net, rows) == tables_learned(net, pyarrow.concat_tables([table[:99], table[99:]]))
+    texts = rows.astype({name: "string[pyarrow]" for name in rows})
+    assert tables_learned(net, texts) == tables_learned(net, rows)
     answer = net.infer(table[:50], ["N1"])
     assert isinstance(answer, pyarrow.Table) and answer.column("N1=s0").to_pylist() == net.infer(rows[:50], ["N1"])["N1=s0"].tolist()
 
