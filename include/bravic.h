@@ -1009,6 +1009,17 @@ BRAVIC_API int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env);
    Answers the setting in force before; -1 on failure (2453). */
 BRAVIC_API int BRAVIC_CALL SetThreads_ns(int numthreads, environ_ns env);
 
+/* Limits the memory that the library holds, its reserve of 200,000 bytes and what threads use among it, for hosts that
+   read what others have written. kilobytes: of 1024 bytes; 0 for no limit (at the start); -1 only asks.
+   What does not fit is refused as when memory is short: a call fails with the error that its comment names, or with a
+   warning (2043, 2044) and 5134 or 5135 from all calls that need memory, until enough is freed or the limit is raised;
+   the process is never ended for it. Small records and lists that a call must have to end in good order may go
+   beyond the limit before it is refused.
+   A limit below what is held refuses what comes next. Reading other programs' files (bravic_formats.h) holds its own
+   texts and numbers to a second limit of the same size.
+   Answers the limit in force before; -1 on failure (2454). */
+BRAVIC_API long BRAVIC_CALL SetMemoryLimit_ns(long kilobytes, environ_ns env);
+
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A
    non-zero answer halts the operation, which then reports as its own comment says. From within it only the error

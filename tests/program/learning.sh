@@ -30,6 +30,7 @@ if "$program" discretize "$cases" --node Age --omit Patient -o plain.dne >plain.
   if discretize packed.csv.gz packed.dne >packed.txt 2>err.txt; then
     cmp plain.txt packed.txt && cmp plain.dne packed.dne || fails "packed cases are others"
     cmp plain.txt <(gzip -c "$cases" | discretize - piped.dne) || fails "packed cases from a pipe are others"
+    refuses "unpacks to more than the limit" discretize packed.csv.gz --memory-limit 1 --node Age -o no.dne
     head -c 1000 packed.csv.gz >cut.csv.gz
     refuses "couldn't unpack file 'cut.csv.gz'" discretize cut.csv.gz --node Age -o no.dne
   else
