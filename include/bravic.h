@@ -438,7 +438,9 @@ BRAVIC_API double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype
    number, for a utility node the utility. The first value makes the function table the node's only one. */
 BRAVIC_API void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype *parentstates, double value);
 
-/* Answers the state or the real number of that row; undef_dbl_ns when there is none, and on failure. */
+/* Answers the state or the real number of that row; undef_dbl_ns when the node has no function, and on failure. A row not
+   given yet in a table of which others are answers what stands there: -3 (UNDEF_STATE) for a state, a float below -3.39e38
+   for a real number. */
 BRAVIC_API double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype *parentstates);
 
 /* Removes all tables of the node: probabilities, experience and functions. */
@@ -480,7 +482,8 @@ BRAVIC_API void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype 
 BRAVIC_API void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value);
 
 /* Answers the state found; -6 for a likelihood, -7 when some states are excluded and the others equally likely, -8
-   for no finding, and on failure (5515). */
+   for no finding, for a likelihood that is the same in every state, and on failure (5515). GetNodeLikelihood_bn tells
+   the likelihoods. */
 BRAVIC_API statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node);
 
 /* Answers the likelihood [number of states]: 1 for the state found and 0 for the others; all 1 without a finding,

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import pathlib
+import sys
 from collections.abc import Iterator
 
 import bravic
@@ -22,6 +23,7 @@ pytestmark = pytest.mark.filterwarnings("ignore")
 def session() -> Iterator[object]:
     from pyspark.sql import SparkSession
 
+    os.environ["PYSPARK_PYTHON"] = sys.executable  # of the workers
     master = os.environ.get("BRAVIC_SPARK", "local-cluster[2,1,1024]")
     builder = SparkSession.builder.master(master).config("spark.ui.enabled", "false")
     builder = builder.config("spark.driver.host", "127.0.0.1").config("spark.driver.bindAddress", "127.0.0.1")
