@@ -140,6 +140,11 @@ int EnterFindings(net_bn net, const UaiCase& findings, environ_ns env, Problems*
 template <class Answer, class Body>
 Answer Guarded(const char* function, const char* name, environ_ns env, Answer failure, Body body) {
   Answer answer = failure;
+#if !defined(__cpp_exceptions)  // short memory ends the program
+  Problems problems;
+  answer = body(&problems);
+  problems.Report(function, name && *name ? name : "text", env);
+#else
   try {
     Problems problems;
     try {
@@ -151,6 +156,7 @@ Answer Guarded(const char* function, const char* name, environ_ns env, Answer fa
   } catch (const std::exception&) {
     ReportError_ns(env, -NO_MEMORY_FOR_FORMATS.number, ERROR_ERR, NO_MEMORY_FOR_FORMATS.text);
   }
+#endif
   return answer;
 }
 

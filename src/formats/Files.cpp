@@ -1,3 +1,5 @@
+#if !defined(__wasi__)
+
 #include "formats/Files.h"
 
 #include <fcntl.h>
@@ -142,3 +144,5 @@ bool WriteFile(const std::string& path, std::string_view text, Problems* problem
 }
 
 }  // namespace formats
+
+#endif
