@@ -1,6 +1,6 @@
 // What goes into the calls and comes out of them: plain values, without behaviour.
 
-import type { Node } from "../bravic.js";
+import type { Node } from "./node.js";
 
 /** The net files that can be read and written: "dne" is Bravic's own. docs/formats.md says what each of them holds. */
 export type Format = "dne" | "bif" | "xmlbif" | "net" | "uai" | "xdsl";
