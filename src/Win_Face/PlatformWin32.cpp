@@ -6,6 +6,8 @@
 
 #include <cstdio>
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 
 #include "Win_Face/Platform.h"
 
@@ -206,6 +208,11 @@ std::int64_t NanosecondsSince1970() {
 
 bool SeekFile(std::FILE* file, std::int64_t offset) {
   return _fseeki64(file, offset, SEEK_SET) == 0;
+}
+
+void CutFile(const char* path, std::int64_t length) {
+  std::error_code ignored;
+  std::filesystem::resize_file(path, static_cast<std::uintmax_t>(length), ignored);
 }
 
 }  // namespace bravic

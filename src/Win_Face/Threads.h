@@ -32,7 +32,7 @@ class Monitor {
   void Wake(int numWaiting);
 
  private:
-  alignas(8) unsigned char state_[160];  // the platform's own
+  [[maybe_unused]] alignas(8) unsigned char state_[160];  // the platform's own
 };
 
 // For tests: asked before each thread is started; false means that it does not start.

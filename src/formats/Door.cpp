@@ -142,6 +142,11 @@ template <class Answer, class Body>
 Answer Guarded(const char* function, const char* name, environ_ns env, Answer failure, Body body) {
   Answer answer = failure;
   const MemoryLimit limit(env);
+#if !defined(__cpp_exceptions)  // short memory ends the program
+  Problems problems;
+  answer = body(&problems);
+  problems.Report(function, name && *name ? name : "text", env);
+#else
   try {
     Problems problems;
     try {
@@ -153,6 +158,7 @@ Answer Guarded(const char* function, const char* name, environ_ns env, Answer fa
   } catch (const std::exception&) {
     ReportError_ns(env, -NO_MEMORY_FOR_FORMATS.number, ERROR_ERR, NO_MEMORY_FOR_FORMATS.text);
   }
+#endif
   return answer;
 }
 

@@ -1,3 +1,5 @@
+#if !defined(__wasi__)
+
 #include "formats/Files.h"
 
 #include <fcntl.h>
@@ -149,3 +151,5 @@ bool WriteFile(const std::string& path, std::string_view text, Problems* problem
 }
 
 }  // namespace formats
+
+#endif

@@ -1,5 +1,6 @@
 #include "formats/MemoryLimit.h"
 
+#include <cstdlib>
 #include <limits>
 #include <new>
 
@@ -21,7 +22,12 @@ MemoryLimit::~MemoryLimit() {
 void MemoryLimit::Claim(double nbytes) {
   if (!current_) return;
   current_->left_ -= nbytes;
-  if (current_->left_ < 0) throw std::bad_alloc();
+  if (current_->left_ >= 0) return;
+#if defined(__cpp_exceptions)
+  throw std::bad_alloc();
+#else  // as where the heap itself has no more
+  std::abort();
+#endif
 }
 
 }  // namespace formats

@@ -1,12 +1,12 @@
 // Prints checksums of what the library computes and writes, bit for bit, one a line: two builds agree when they print
-// the same. Arguments: net files. The nets drawn at random are always among what is checked.
+// the same. Arguments: net files. The nets drawn at random are always among what is checked. Files that are written and
+// read back stand in the working folder for a moment; nothing but the C library is needed for them, so that WebAssembly
+// can do the same.
 #include <cstdio>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "bravic.h"
-#include "support/files.h"
 #include "support/nets.h"
 
 namespace bravic::testing {
@@ -34,6 +34,16 @@ void Print(const Subject& subject, const char* what, std::string text) {
   std::printf("%s %s %016llx\n", subject.name.c_str(), what, static_cast<unsigned long long>(hash));
 }
 
+std::string ReadWhole(const std::string& path) {
+  std::string text;
+  char piece[4096];
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (!file) return text;
+  while (const std::size_t length = std::fread(piece, 1, sizeof piece, file)) text.append(piece, length);
+  std::fclose(file);
+  return text;
+}
+
 template <class T>
 void AddBits(std::string& text, const T* values, int count) {
   text.append(reinterpret_cast<const char*>(values), static_cast<std::size_t>(count) * sizeof(T));
@@ -53,7 +63,7 @@ void PrintNet(const Subject& subject, const char* what) {
   WriteNet_bn(subject.net.get(), file);
   FreeFileSpec_ns(file);
   Print(subject, what, ReadWhole(subject.path));
-  std::filesystem::remove(subject.path);
+  std::remove(subject.path.c_str());
 }
 
 void Infer(const Subject& subject, const std::vector<node_bn>& nature) {
@@ -174,10 +184,11 @@ int Run(int count, char** paths) {
   char message[MESG_LEN_ns];
   environ_ns env = NewBravicEnviron_bn();
   if (InitBravic_bn(env, message) < 0) return std::puts(message), 1;
-  const TemporaryDirectory directory;
-  const std::string path = directory.Path("file");
+  const std::string path = "checksums.tmp";
   for (int i = 0; i < count; ++i) {
-    const std::string name = std::filesystem::path(paths[i]).stem().string();
+    std::string name = paths[i];
+    name = name.substr(name.find_last_of("/\\") + 1);
+    name = name.substr(0, name.rfind('.'));
     Net net(ReadNet_bn(FileNamed_ns(paths[i], env), 0));
     if (!net) return std::printf("%s cannot be read\n", paths[i]), 1;
     Check({env, name, std::move(net), path});

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <filesystem>
 
 #include "Basic/Text.h"
 #include "Bn/compiled/Beliefs.h"
@@ -28,12 +27,6 @@ void RememberCaseFile(net_bn net, const char* name) {
   char* copy = DupText(name);
   Free(net->casefilename);
   net->casefilename = copy;
-}
-
-// A row that was not written whole is taken away again; a file that was to be new is left empty.
-void TakeBack(const char* filename, long long length) {
-  std::error_code ignored;
-  std::filesystem::resize_file(filename, length, ignored);
 }
 
 }  // namespace
@@ -61,7 +54,8 @@ long WriteCase(std::span<const node_bn> nodes, filespec_ns file, long id, double
   writer.Row(states.data(), values.data(), id, freq);
   if (!writer.Close()) {
     Report(CANT_WRITE_CASE, ShownPath(file->name).text);
-    if (KindOfFile(file->name) == FileKind::Regular) TakeBack(file->name, plan.position);
+    // A row that was not written whole is taken away again; a file that was to be new is left empty.
+    if (KindOfFile(file->name) == FileKind::Regular) CutFile(file->name, plan.position);
     return -1;
   }
   if (!nodes.empty()) RememberCaseFile(nodes[0]->innet, file->name);
