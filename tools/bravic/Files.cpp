@@ -185,6 +185,12 @@ void TemporaryFile::Forget() {
   path_.clear();
 }
 
+void WriteWhole(const std::string& text, const std::string& path) {
+  OpenFile file(std::fopen(path.c_str(), "wb"));
+  const bool isWhole = file && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+  if (!isWhole || std::fclose(file.release()) != 0) Fail("write", path);
+}
+
 InputFile::InputFile(const std::string& path) : name_(path) {
   std::error_code failure;
   const fs::file_status status = fs::status(path, failure);

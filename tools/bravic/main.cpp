@@ -67,9 +67,9 @@ int main(int argc, char** argv) {
   WatchSignals();
   Program program;
   for (auto* add :
-       {AddAbsorb,  AddBeliefs,     AddCheck,     AddCompile,     AddConvert,   AddDecide,  AddDiscretize, AddEm,
-        AddExplain, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,   AddMpe,        AddSample,
-        AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
+       {AddAbsorb,  AddBeliefs, AddCheck,       AddCompile,   AddConvert,     AddDecide,    AddDiscretize, AddEm,
+        AddExplain, AddExplore, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,      AddMpe,
+        AddSample,  AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
     add(program);
   const int code = RunReporting(program, {argv + 1, argv + argc});
   return code == DONE && !OutputArrived() ? REFUSED : code;
