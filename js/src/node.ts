@@ -242,7 +242,7 @@ export class Node {
     if (this.kind === "utility") return null;
     const { library } = this.core;
     return library.ask((call) => {
-      const code = call["GetNodeFinding_bn"]!(this.checked);
+      const code = this.numStates > 0 ? call["GetNodeFinding_bn"]!(this.pointer) : FOUND_NOTHING;
       if (!call["GetNodeDiscrete_bn"]!(this.pointer)) {
         const value = call["GetNodeValue_bn"]!(this.pointer);
         if (value !== library.undefined) return { kind: "value", value, state: code >= 0 ? code : null };

@@ -24,7 +24,7 @@ export abstract class Questions {
     return node.kind === "nature" && node.numStates > 0;
   }
 
-  /** Asks something that needs a compiled net, which it stays. */
+  /** @internal Asks something that needs a compiled net, which it stays. */
   protected askCompiled<T>(what: (call: Core["library"]["call"]) => T, expected?: number): T {
     const { library } = this.core;
     return library.ask((call) => {
