@@ -1,6 +1,7 @@
 // Decision networks: the best decisions given what was found, what each choice is worth, and what is to be expected of each
 // utility. Beliefs are those of the net if the best is done: every decision acts as the table just found for it, which is
-// a function of what is known when it is taken (Cooper 1988).
+// a function of what is known when it is taken (Cooper 1988). Decisions are found in a copy: the net itself stays without
+// tables for them, which would stand against other choices.
 
 import type { Choice, Net } from "bravic";
 import type { Variable } from "./variables";
@@ -11,20 +12,26 @@ export class Decisions {
   private readonly choices = new Map<number, readonly Choice[]>();
   private readonly utilities = new Map<number, number>();
 
-  constructor(private readonly net: Net, private readonly variables: readonly Variable[]) {}
+  private solved: Net;
 
-  /** The net with its decisions as chance nodes, of which can be asked what is asked of nets without decisions. */
+  constructor(private readonly net: Net, private readonly variables: readonly Variable[]) {
+    this.solved = net.copy();
+  }
+
+  /** The solved net with its decisions as chance nodes, of which can be asked what is asked of nets without decisions. */
   get twin(): Net {
-    return this.net.underPolicy;
+    return this.solved.underPolicy;
   }
 
   /** Follows the net's findings. */
   solve(): void {
     this.choices.clear();
     this.utilities.clear();
-    this.net.decide();
-    this.expectedUtility = this.net.expectedUtility;
-    for (const { index, node, kind } of this.variables) if (kind === "decision") this.choices.set(index, this.net.choices(node));
+    this.solved.free();
+    this.solved = this.net.copy();
+    this.solved.decide();
+    this.expectedUtility = this.solved.expectedUtility;
+    for (const { index, name, kind } of this.variables) if (kind === "decision") this.choices.set(index, this.solved.choices(name));
     for (const variable of this.variables) if (variable.kind === "utility") this.utilities.set(variable.index, this.expected(variable));
   }
 

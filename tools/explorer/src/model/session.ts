@@ -127,6 +127,11 @@ export class Session {
     return this.decisions ? this.decisions.twin : this.net;
   }
 
+  /** The net of which is asked whether findings can hold: of decision networks, one in which anything may be done. */
+  private get undecided(): Net {
+    return this.decisions ? this.net.underPolicy : this.net;
+  }
+
   hasBeliefs(index: number): boolean {
     return !this.trouble && !this.contradiction && this.offsets[index + 1]! > this.offsets[index]!;
   }
@@ -168,13 +173,13 @@ export class Session {
     if (this.trouble) return;
     this.contradiction = null;
     try {
-      this.logProbability = this.asked.logProbability;
-      if (this.logProbability === -Infinity) {
-        this.contradiction = this.explainContradiction();
+      if (this.undecided.logProbability === -Infinity) {
+        this.contradiction = this.contradictionOf(this.places(this.undecided.contradiction() ?? []), this.findings);
         return;
       }
       this.decisions?.solve();
-      this.beliefs = this.net.allBeliefs();
+      this.logProbability = this.asked.logProbability;
+      this.beliefs = this.beliefsOfAll();
       this.surprise = this.findings.size > 1 ? this.asked.surprise : 0;
     } catch (error) {
       this.contradiction = { indices: [], text: textOf(error) };
@@ -183,8 +188,12 @@ export class Session {
     }
   }
 
-  private explainContradiction(): Contradiction {
-    return this.contradictionOf(this.places(this.asked.contradiction() ?? []), this.findings);
+  private beliefsOfAll(): Float64Array {
+    if (!this.decisions) return this.net.allBeliefs();
+    const beliefs = new Float64Array(this.offsets.at(-1)!);
+    for (const { index, name } of this.variables)
+      if (this.offsets[index + 1]! > this.offsets[index]!) beliefs.set(this.asked.beliefs(name), this.offsets[index]!);
+    return beliefs;
   }
 
   private places(nodes: readonly Node[]): number[] {
@@ -201,7 +210,7 @@ export class Session {
   /** Nodes whose findings, as the net holds them now, leave nothing of what is to be found of another one. */
   private ruledOutBy({ index, name, states }: Variable, found: Found): number[] {
     const against = likelihoodOf(found, states.length).flatMap((weight, state) =>
-      weight > 0 ? this.places(this.asked.conflict(name, state) ?? []) : [],
+      weight > 0 ? this.places(this.undecided.conflict(name, state) ?? []) : [],
     );
     return [...new Set([...against, index])].sort((a, b) => a - b);
   }
@@ -343,8 +352,8 @@ export class Session {
 
   /** Findings that were entered one by one may yet contradict each other: those before are entered again then. */
   private leaveContradiction(nodes: readonly number[], wanted: Findings): void {
-    if (this.asked.logProbability !== -Infinity) return;
-    const indices = this.places(this.asked.contradiction() ?? []);
+    if (this.undecided.logProbability !== -Infinity) return;
+    const indices = this.places(this.undecided.contradiction() ?? []);
     this.clash = { ...this.contradictionOf(indices, wanted), wanted };
     this.net.change(() => this.enterAll(nodes, this.findings));
   }
