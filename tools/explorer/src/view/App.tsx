@@ -19,6 +19,8 @@ import { nextTheme, setTheme, storedTheme, type Theme } from "./theme";
 const TABS = { case: "Case", node: "Node", target: "Target", best: "Best" } as const;
 type Tab = keyof typeof TABS;
 const ZOOM_STEP = 1.25;
+/** Of the nodes that changed, those marked in the picture. */
+const MOST_MARKED = 3;
 
 interface Props {
   readonly session: Session;
@@ -42,13 +44,14 @@ export class App extends Component<Props, State> {
   private readonly picture = createRef<Picture>();
   private readonly search = createRef<Search>();
   private unsubscribe: (() => void) | null = null;
+  private changed: { version: number; nodes: ReadonlySet<number> } | null = null;
   private best: { version: number; best: Best } | null = null;
 
   override componentDidMount(): void {
     const { session } = this.props;
     setTheme(this.state.theme);
     // Drawn at once: what was pressed and what follows from it appear in the same picture.
-    this.unsubscribe = session.subscribe(() => this.setState({ version: session.version }, () => undefined));
+    this.unsubscribe = session.subscribe(() => this.setState({ version: session.version }));
     document.addEventListener("keydown", this.onKeyDown);
   }
 
@@ -90,6 +93,16 @@ export class App extends Component<Props, State> {
     this.setState({ selected: index, tab: "node" });
   };
 
+  /** The same set as long as nothing changes. */
+  private changedMost(): ReadonlySet<number> {
+    const { session } = this.props;
+    if (this.changed?.version !== session.version) {
+      const nodes = new Set(session.changes().slice(0, MOST_MARKED).map(({ index }) => index));
+      this.changed = { version: session.version, nodes };
+    }
+    return this.changed.nodes;
+  }
+
   private bestNow(): Best {
     const { version } = this.props.session;
     if (this.best?.version !== version) this.best = { version, best: findBest(this.props.session) };
@@ -98,7 +111,7 @@ export class App extends Component<Props, State> {
 
   override render({ session, layout }: Props, { version, tab, selected, isPanelOpen, isHelpOpen, theme }: State) {
     const isBestShown = tab === "best" && isPanelOpen;
-    const changed = new Set(session.changes().map(({ index }) => index));
+    const changed = this.changedMost();
     return (
       <div class={`app${isPanelOpen ? " has-panel" : ""}`}>
         <header class="topbar">

@@ -76,8 +76,12 @@ export class Picture extends Component<PictureProps, State> {
 
   private resize(): void {
     const { clientWidth, clientHeight } = this.frame.current!;
+    const isLess = clientWidth < this.width || clientHeight < this.height;
     this.width = Math.max(clientWidth, 1);
     this.height = Math.max(clientHeight, 1);
+    // What was chosen stays in sight when the panel takes its place.
+    const { selected, layout } = this.props;
+    if (isLess && selected !== null) this.camera.reveal(layout.boxes[selected]!, this.width, this.height, this.camera.zoom);
     this.moved();
   }
 

@@ -16,13 +16,20 @@ export interface Marks {
 
 type Palette = (name: string) => string;
 
-/** The style sheet's colours, read once for each picture. */
-function palette(): Palette {
-  const style = getComputedStyle(document.documentElement);
-  const known = new Map<string, string>();
+/** The style sheet's colours. To read one takes as long as to draw everything, so that they are kept for each theme. */
+const palettes = new Map<string, Map<string, string>>();
+
+/** Which of light and dark holds, and who says so. */
+function themeNow(): string {
+  return `${document.documentElement.dataset.theme} ${window.matchMedia("(prefers-color-scheme: dark)").matches}`;
+}
+
+function palette(theme: string): Palette {
+  if (!palettes.has(theme)) palettes.set(theme, new Map());
+  const known = palettes.get(theme)!;
   return (name) => {
     let colour = known.get(name);
-    if (colour === undefined) known.set(name, (colour = style.getPropertyValue(`--${name}`)));
+    if (colour === undefined) known.set(name, (colour = getComputedStyle(document.documentElement).getPropertyValue(`--${name}`)));
     return colour;
   };
 }
@@ -62,6 +69,7 @@ function boxOf({ points }: Link): Box {
 
 export class Painter {
   private readonly linkBoxes: readonly Box[];
+  private painted = ""; // what the links were painted by
 
   constructor(private readonly session: Session, private readonly layout: Layout) {
     this.linkBoxes = layout.links.map(boxOf);
@@ -70,12 +78,16 @@ export class Painter {
   /** nodesToo: nodes are drawn here rather than as elements of the page. */
   paint(canvas: HTMLCanvasElement, camera: Camera, width: number, height: number, marks: Marks, nodesToo: boolean): void {
     const ratio = window.devicePixelRatio || 1;
+    const theme = themeNow();
+    const by = [camera.x, camera.y, camera.zoom, width, height, ratio, marks.selected, theme].join();
+    if (!nodesToo && by === this.painted) return;
+    this.painted = nodesToo ? "" : by;
     if (canvas.width !== Math.round(width * ratio) || canvas.height !== Math.round(height * ratio)) {
       canvas.width = Math.round(width * ratio);
       canvas.height = Math.round(height * ratio);
     }
     const context = canvas.getContext("2d")!;
-    const colour = palette();
+    const colour = palette(theme);
     context.setTransform(1, 0, 0, 1, 0, 0);
     context.clearRect(0, 0, canvas.width, canvas.height);
     const scale = ratio * camera.zoom;
