@@ -438,7 +438,9 @@ BRAVIC_API double BRAVIC_CALL GetNodeExperience_bn(node_bn node, const statetype
    number, for a utility node the utility. The first value makes the function table the node's only one. */
 BRAVIC_API void BRAVIC_CALL SetNodeFuncValue_bn(node_bn node, const statetype *parentstates, double value);
 
-/* Answers the state or the real number of that row; undef_dbl_ns when there is none, and on failure. */
+/* Answers the state or the real number of that row; undef_dbl_ns when the node has no function, and on failure. A row not
+   given yet in a table of which others are answers what stands there: -3 (UNDEF_STATE) for a state, a float below -3.39e38
+   for a real number. */
 BRAVIC_API double BRAVIC_CALL GetNodeFuncValue_bn(node_bn node, const statetype *parentstates);
 
 /* Removes all tables of the node: probabilities, experience and functions. */
@@ -480,7 +482,8 @@ BRAVIC_API void BRAVIC_CALL EnterNodeLikelihood_bn(node_bn node, const probtype 
 BRAVIC_API void BRAVIC_CALL EnterNodeValue_bn(node_bn node, double value);
 
 /* Answers the state found; -6 for a likelihood, -7 when some states are excluded and the others equally likely, -8
-   for no finding, and on failure (5515). */
+   for no finding, for a likelihood that is the same in every state, and on failure (5515). GetNodeLikelihood_bn tells
+   the likelihoods. */
 BRAVIC_API statetype BRAVIC_CALL GetNodeFinding_bn(node_bn node);
 
 /* Answers the likelihood [number of states]: 1 for the state found and 0 for the others; all 1 without a finding,
@@ -1008,6 +1011,17 @@ BRAVIC_API int BRAVIC_CALL HaltOnInterrupt_ns(int setting, environ_ns env);
    ends a search. Callbacks are called by the calling thread alone, and none of the others outlives the call.
    Answers the setting in force before; -1 on failure (2453). */
 BRAVIC_API int BRAVIC_CALL SetThreads_ns(int numthreads, environ_ns env);
+
+/* Limits the memory that the library holds, its reserve of 200,000 bytes and what threads use among it, for hosts that
+   read what others have written. kilobytes: of 1024 bytes; 0 for no limit (at the start); -1 only asks.
+   What does not fit is refused as when memory is short: a call fails with the error that its comment names, or with a
+   warning (2043, 2044) and 5134 or 5135 from all calls that need memory, until enough is freed or the limit is raised;
+   the process is never ended for it. Small records and lists that a call must have to end in good order may go
+   beyond the limit before it is refused.
+   A limit below what is held refuses what comes next. Reading other programs' files (bravic_formats.h) holds its own
+   texts and numbers to a second limit of the same size.
+   Answers the limit in force before; -1 on failure (2454). */
+BRAVIC_API long BRAVIC_CALL SetMemoryLimit_ns(long kilobytes, environ_ns env);
 
 /* Called at least once a second in long operations. data: the host's; what: the operation's name, valid during the
    call; done: the share done, 0 to 1; total_seconds: how long it is expected to take in all, 0 when unknown. A

@@ -21,7 +21,7 @@ from ._progress import set_progress
 from ._questions import Configuration, Explanation, Sensitivity
 from ._structure import discretize, learn_structure
 
-__version__ = "1.6.0"
+__version__ = _bravic.__version__
 __all__ = [
     "BravicWarning",
     "Configuration",

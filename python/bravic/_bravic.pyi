@@ -1,8 +1,10 @@
 """Functions of the C interface on nets and numbers of nodes. Arrays are numpy's, without gaps, written where they are."""
 
 from collections.abc import Callable, Sequence
+from typing import Any
 
 Key = int
+__version__: str
 
 def version() -> int: ...
 def seed(seed: int, /) -> None: ...
@@ -15,6 +17,8 @@ def read_text(text: bytes, format: str, name: str, /) -> Net: ...
 def find_intervals(
     values: object, classes: object | None, count: int, method: int, bins: int, bounds: object, /
 ) -> int: ...
+
+def encode_objects(column: object, codes: dict[Any, int], out: object, /) -> None: ...
 
 class Counts:
     def __init__(self, net: Net, nodes: Sequence[Key], /) -> None: ...

@@ -7,7 +7,7 @@ from __future__ import annotations
 
 import math
 import sys
-from collections.abc import Iterable, Mapping, Sequence
+from collections.abc import Mapping, Sequence
 from importlib import import_module
 from importlib.util import find_spec
 from typing import TYPE_CHECKING, Any
@@ -15,6 +15,7 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 import numpy.typing as npt
 
+from . import _bravic
 from ._errors import Error, UnknownName
 
 if TYPE_CHECKING:
@@ -150,6 +151,9 @@ def _encode(column: Any, codes: _Codes, out: States) -> None:
         table = [codes[c] if used[i] else MISSING for i, c in enumerate(categories)]
         out[:] = np.array([*table, MISSING], np.int32)[present]
         return
+    dtype = getattr(column, "dtype", None)
+    if getattr(dtype, "storage", None) == "pyarrow":  # texts of pandas
+        column = import_module("pyarrow").array(column.array)
     if hasattr(column, "dictionary_encode"):  # Arrow
         chunks = column.chunks if hasattr(column, "chunks") else [column]
         places = np.cumsum([0, *(len(chunk) for chunk in chunks)])
@@ -159,14 +163,36 @@ def _encode(column: Any, codes: _Codes, out: States) -> None:
             chunk_codes = coded.indices.fill_null(len(table)).to_numpy(zero_copy_only=False)
             out[start : start + len(chunk)] = np.array([*table, MISSING], np.int32)[chunk_codes]
         return
-    dtype = getattr(column, "dtype", None)
     if isinstance(dtype, np.dtype) and dtype.kind in "iub":
         _encode_whole(np.asarray(column), codes, out)
         return
-    values_list: Iterable[Any] = column.tolist() if hasattr(column, "tolist") else column
-    if hasattr(column, "to_list"):
-        values_list = column.to_list()
-    out[:] = np.fromiter(map(codes.__getitem__, values_list), np.int32, len(out))
+    if hasattr(column, "to_physical") and column.dtype in _texts_of_polars():
+        _encode_polars(column, codes, out)
+        return
+    _bravic.encode_objects(_objects(column), codes, out)
+
+
+def _texts_of_polars() -> tuple[Any, ...]:
+    polars: Any = import_module("polars")
+    return polars.String, polars.Categorical, polars.Enum
+
+
+def _encode_polars(column: Any, codes: _Codes, out: States) -> None:
+    polars: Any = import_module("polars")
+    different = column.unique().drop_nulls().cast(polars.String)
+    places = column.cast(polars.Enum(different)).to_physical().cast(polars.Int64).fill_null(len(different))
+    out[:] = np.array([*map(codes.__getitem__, different.to_list()), MISSING], np.int32)[places.to_numpy()]
+
+
+def _objects(column: Any) -> Any:
+    """A list, or an array of objects where they are."""
+    if hasattr(column, "to_numpy") and not hasattr(column, "to_physical"):
+        return np.ascontiguousarray(column.to_numpy(dtype=object))
+    if isinstance(column, np.ndarray):
+        return np.ascontiguousarray(column) if column.dtype == object else column.tolist()
+    if isinstance(column, list):
+        return column
+    return column.to_list() if hasattr(column, "to_list") else list(column)
 
 
 def _encode_whole(column: npt.NDArray[Any], codes: _Codes, out: States) -> None:

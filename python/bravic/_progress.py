@@ -27,7 +27,7 @@ class _Bar:
             return False
         if self._bar is None:
             tqdm: Any = import_module("tqdm.auto")
-            self._bar = tqdm.tqdm(total=100, desc=what, unit="%", leave=False, delay=1.0,
+            self._bar = tqdm.tqdm(total=100, desc=what, unit="%", leave=False, delay=0.5,
                              bar_format="{l_bar}{bar}| {elapsed}<{remaining}")
         self._bar.set_description(what, refresh=False)
         self._bar.update(max(0.0, min(100.0, 100 * done) - self._bar.n))

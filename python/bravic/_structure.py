@@ -20,7 +20,7 @@ SCORES = ("bic", "bdeu", "loglik")
 METHODS = ("hill", "order", "exact", "tree", "tan")
 MISSING = ("families", "em")
 CUTS = ("width", "count", "information")
-MAX_STATES = 200
+MAX_STATES = 1000  # as the library has it of a case file
 
 Pairs = Iterable[tuple[str, str]]
 

@@ -23,8 +23,8 @@ struct Text {
   }
 };
 
-// An array of numbers without gaps; the object keeps its memory in place as long as this lives. Needs the interpreter
-// lock where it is made and where it ends.
+// An array of numbers, or objects, without gaps; the object keeps its memory in place as long as this lives. Needs the
+// interpreter lock where it is made and where it ends.
 template <class T>
 class Array {
  public:
@@ -52,7 +52,7 @@ class Array {
   static bool HasFormat(const char* format) {
     if (std::strchr("@=<", *format) && *format) ++format;
     if (!*format || format[1]) return false;
-    return std::strchr(std::is_floating_point_v<T> ? "fd" : "il", *format) != nullptr;
+    return std::strchr(std::is_pointer_v<T> ? "O" : std::is_floating_point_v<T> ? "fd" : "il", *format) != nullptr;
   }
   Py_buffer view_{};
 };
@@ -72,7 +72,7 @@ struct type_caster<binding::Text> {
       PyErr_Clear();
       return false;
     }
-    value.bytes.assign(PyBytes_AS_STRING(bytes), static_cast<std::size_t>(PyBytes_GET_SIZE(bytes)));
+    value.bytes.assign(PyBytes_AsString(bytes), static_cast<std::size_t>(PyBytes_Size(bytes)));
     Py_DECREF(bytes);
     return true;
   }

@@ -69,12 +69,14 @@ double ValueOf(node_bn node) {
   return GetNodeDiscrete_bn(node) ? undef_dbl_ns : GetNodeValue_bn(node);
 }
 
-// As GetNodeFinding_bn, but that equal weights other than 1 are a finding, too: the likelihood of each state.
+constexpr int LIKELIHOOD = -6, NONE = -8;  // of GetNodeFinding_bn
+
+// As GetNodeFinding_bn, but that equal weights other than 1 are a finding, too: the likelihood of each state; and that
+// nodes without states may be asked.
 int FindingOf(node_bn node) {
-  constexpr int LIKELIHOOD = -6, NONE = -8;
+  if (GetNodeNumberStates_bn(node) == 0) return NONE;
   const int finding = GetNodeFinding_bn(node);
-  const int states = GetNodeNumberStates_bn(node);
-  return finding == NONE && states > 0 && GetNodeLikelihood_bn(node)[0] != 1 ? LIKELIHOOD : finding;
+  return finding == NONE && GetNodeLikelihood_bn(node)[0] != 1 ? LIKELIHOOD : finding;
 }
 
 void EnterLikelihood(Net& net, Key key, nb::handle object) {
@@ -131,7 +133,7 @@ void BindFindings(NetClass& bound) {
                const int count = LengthNodeList_bn(nodes);
                for (int i = 0; i < count; ++i) {
                  node_bn node = NthNode_bn(nodes, i);
-                 if (FindingOf(node) != -8 || ValueOf(node) != undef_dbl_ns) found.push_back(net.KeyOf(node));
+                 if (FindingOf(node) != NONE || ValueOf(node) != undef_dbl_ns) found.push_back(net.KeyOf(node));
                }
                return found;
              });

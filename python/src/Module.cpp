@@ -4,6 +4,7 @@
 
 NB_MODULE(_bravic, module) {
   nb::set_leak_warnings(false);  // nets may well be there when the interpreter ends
+  module.attr("__version__") = BRAVIC_PACKAGE_VERSION;
   binding::StartLibrary();
   binding::BindLibrary(module);
   binding::NetClass net(module, "Net");
@@ -12,6 +13,7 @@ NB_MODULE(_bravic, module) {
   binding::BindFindings(net);
   binding::BindQuestions(net);
   binding::BindCases(module, net);
+  binding::BindColumns(module);
   binding::BindLearning(module, net);
   binding::BindFiles(module, net);
 }

@@ -98,6 +98,7 @@ void BindTables(NetClass& net);
 void BindFindings(NetClass& net);
 void BindQuestions(NetClass& net);
 void BindCases(nb::module_& module, NetClass& net);
+void BindColumns(nb::module_& module);
 void BindLearning(nb::module_& module, NetClass& net);
 void BindFiles(nb::module_& module, NetClass& net);
 

@@ -196,6 +196,9 @@ def test_decisions() -> None:
     decisions = [node for node in net if node.kind == "decision"]
     assert best == pytest.approx(net.expected_utility) and all(node.function is not None for node in decisions)
     limited = net.copy()
+    with limited.given({decisions[-1].name: 0}):
+        assert list(limited.findings) == [decisions[-1].name] and limited.expected_utility < best
+    assert limited.findings == {} and all(node.finding is None for node in limited)
     assert limited.decide("limited") <= best + 1e-6
     net.undo()
     assert all(node.function is None for node in decisions)

@@ -50,6 +50,44 @@ def test_every_kind_of_frame_gives_the_same_beliefs(clinic: bravic.Net) -> None:
     assert list(clinic.infer(frames()[2]).index) == list("wxyz")
 
 
+def test_columns_of_any_objects_are_read_object_by_object() -> None:
+    net = bravic.Net()
+    net.add_node("A", ["1", "2", "yes", "no"], table=[0.25] * 4)
+    rng = np.random.default_rng(3)
+    kinds = ["1", 2.0, "yes", True, False, None, math.nan, "no", np.str_("2"), "", np.int64(2), pandas.NA]
+    expected = [0, 1, 2, 2, 3, None, None, 3, 1, None, 1, None]
+    order = rng.integers(0, len(kinds), 3000)
+    # Equal texts that are different objects, and more of them than are remembered by address.
+    values = [kinds[i] if not isinstance(kinds[i], str) else "".join(list(kinds[i])) for i in order]
+    beliefs = np.array([[0.25] * 4 if expected[i] is None else np.eye(4)[expected[i]] for i in order])
+    objects = np.empty(2 * len(values), object)
+    objects[::2] = values
+    twin = net.add_node("Twin", 4, parents=["A"], table=np.eye(4))
+    for column in (values, tuple(values), objects[::2].copy(), objects[::2], pandas.Series(values, dtype=object)):
+        got = net.infer({"A": column}, [twin], log_probability=False)
+        np.testing.assert_array_equal(np.column_stack(list(got.values())), beliefs)
+
+
+def test_columns_that_change_while_they_are_read_are_refused() -> None:
+    class Shrinking:
+        def __hash__(self) -> int:
+            del column[2:]
+            return 1
+
+        def __str__(self) -> str:
+            return "no"
+
+    column: list = ["yes", Shrinking(), *map(str, range(500))]
+    net = bravic.Net()
+    net.add_node("A", ["yes", "no"], table=[0.5, 0.5])
+    with pytest.raises(IndexError):
+        net.infer({"A": column}, [])
+    with pytest.raises(TypeError):
+        bravic._bravic.encode_objects(np.zeros(3), {}, np.zeros(3, np.int32))
+    with pytest.raises(ValueError):
+        bravic._bravic.encode_objects(["a"], {"a": 1}, np.zeros(3, np.int32))
+
+
 def test_what_cannot_be_read_is_told_with_its_row(clinic: bravic.Net) -> None:
     with pytest.raises(bravic.UnknownName, match="row 1: .*'abnormel'.*abnormal"):
         clinic.infer({"XRay": ["normal", "abnormel"]})

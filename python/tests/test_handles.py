@@ -2,9 +2,14 @@
 
 from __future__ import annotations
 
+import copy
 import ctypes
 import gc
+import pickle
 import random
+import threading
+from collections.abc import Callable
+from concurrent.futures import ThreadPoolExecutor
 
 import bravic
 import numpy as np
@@ -69,6 +74,11 @@ def test_nodes_of_other_nets_are_refused(lawn: bravic.Net, clinic: bravic.Net) -
         assert info.value.number == 2016
 
 
+def in_a_thread(call: Callable[[], object]) -> None:
+    with ThreadPoolExecutor(1) as pool:
+        pool.submit(call).result()
+
+
 class Walk:
     """Random calls on a net, with a model of which handles are good."""
 
@@ -92,6 +102,8 @@ class Walk:
             lambda: self.net.svg() if r.random() < 0.02 else None,
             lambda: self.net.infer({"N0": ["s0", None, 1]}),
             lambda: self.net.sensitivity("N0", 0, top=2),
+            lambda: self.learn_again(),
+            lambda: self.move(),
         ]
         if node is not None and other is not None:
             calls += [
@@ -110,14 +122,37 @@ class Walk:
             ]
         if self.gone:
             calls.append(lambda: self.use_gone())
+        call = r.choice(calls)
         try:
-            r.choice(calls)()
+            call() if r.random() < 0.95 else in_a_thread(call)
         except (bravic.Error, ValueError, AttributeError) as error:
             if isinstance(error, bravic.Error):
                 assert error.number not in STALE and error.danger == 5, error
             elif isinstance(error, AttributeError):
                 assert "NoneType" in str(error)
         self.look()
+
+    def learn_again(self) -> None:
+        """From what the net itself says, in a frame of any kind."""
+        frame = self.net.sample(5, seed=1, frame=self.random.choice(["pandas", "polars", "dict", "rows"]))
+        counts = self.net.counts()
+        counts.add(frame)
+        self.net.learn(frame)
+        self.net.infer(frame, [])
+
+    def move(self) -> None:
+        """Goes on with a copy; the net and its nodes go."""
+        copies = [self.net.copy, lambda: copy.deepcopy(self.net), lambda: pickle.loads(pickle.dumps(self.net))]
+        other = self.random.choice(copies)()
+        assert other.write() == self.net.write()
+        for node in self.known:
+            with pytest.raises(bravic.Error) as info:
+                other.separated(node, node)
+            assert info.value.number == 2016
+        if self.random.random() < 0.5:
+            self.net.free()
+            self.gone += self.known
+        self.net, self.known = other, {node: node.name for node in other.nodes}
 
     def given(self, node: bravic.Node) -> None:
         def found() -> list:
@@ -173,3 +208,39 @@ def test_ten_thousand_random_sequences_leave_nothing_behind() -> None:
     run(range(500, 10_000))
     grown = used() - before
     assert grown < 2_000_000, f"{grown} bytes more after 9,500 nets"  # a net of these takes 10,000 bytes and more
+
+
+def test_nodes_that_go_in_one_thread_are_refused_in_others() -> None:
+    net = random_net(np.random.default_rng(1), 4)
+    names: dict[bravic.Node, str] = {}
+    wrong: list[object] = []
+    done = threading.Event()
+
+    def use(seed: int) -> None:
+        chance = random.Random(seed)
+        while not done.is_set():
+            for node, name in chance.sample(list(names.items()), min(len(names), 5)):
+                try:
+                    said = chance.choice([lambda: node.name, lambda: node.table is None and name, lambda: net[name].name])()
+                    if said != name:
+                        wrong.append((node, name, said))
+                except bravic.UnknownName:
+                    pass
+                except bravic.Error as error:
+                    if error.number not in STALE:
+                        wrong.append(error)
+
+    users = [threading.Thread(target=use, args=(seed,)) for seed in range(2)]
+    for user in users:
+        user.start()
+    chance = random.Random(9)
+    for i in range(600):
+        node = net.add_node(f"T{i}", 2)
+        names[node] = node.name
+        kept = [node for node in names if node.is_alive]
+        chance.choice([net.undo, lambda: net.delete(*kept[-2:]), lambda: net.absorb(node), lambda: net.undo() and net.redo(),
+                       lambda: None])()
+    done.set()
+    for user in users:
+        user.join()
+    assert not wrong and len(names) == 600 and not all(node.is_alive for node in names)

@@ -113,7 +113,7 @@ def test_links_are_found_again() -> None:
         with pytest.raises((ValueError, bravic.Error)):
             bravic.learn_structure(frame, **bad)
     with pytest.raises(bravic.Error, match="different values"):
-        bravic.learn_structure({"x": [i / 7 for i in range(1000)]})
+        bravic.learn_structure({"x": [i / 7 for i in range(1001)]})
 
 
 def test_numbers_are_cut() -> None:

@@ -5,6 +5,7 @@ from __future__ import annotations
 import _thread
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -55,6 +56,18 @@ def test_exceptions_of_listeners_come_out_and_calls_from_them_are_refused() -> N
     assert seen and isinstance(seen[0][0], str) and 0 <= seen[0][1] <= 1 and seen[0][2] == 5114
     bravic.set_progress(lambda what, done, seconds: True)
     net.find_order(60)  # halted, it keeps the best so far
+
+
+def test_a_bar_shows_how_far_it_is_and_goes(capsys: pytest.CaptureFixture[str]) -> None:
+    pytest.importorskip("tqdm")
+    net = hard_net()
+    bravic.set_progress(True)
+    for _ in range(2):
+        net.find_order(3)
+        shown = capsys.readouterr().err
+        shares = [int(share) for share in re.findall(r"(\d+)%\|", shown)]
+        assert shares and shares == sorted(shares) and shares[-1] <= 100, shown
+        assert shown.rsplit("\r", 1)[1] == "", "the bar is wiped away"
 
 
 def test_nets_that_go_within_a_callback_are_freed_later() -> None:

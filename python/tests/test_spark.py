@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import pathlib
+import sys
 from collections.abc import Iterator
 
 import bravic
@@ -22,6 +23,7 @@ pytestmark = pytest.mark.filterwarnings("ignore")
 def session() -> Iterator[object]:
     from pyspark.sql import SparkSession
 
+    os.environ["PYSPARK_PYTHON"] = sys.executable  # of the workers
     master = os.environ.get("BRAVIC_SPARK", "local-cluster[2,1,1024]")
     builder = SparkSession.builder.master(master).config("spark.ui.enabled", "false")
     builder = builder.config("spark.driver.host", "127.0.0.1").config("spark.driver.bindAddress", "127.0.0.1")
@@ -54,6 +56,8 @@ def tables(net: bravic.Net) -> list:
 def test_arrow_tables_are_tables_of_cases(net: bravic.Net, rows: pandas.DataFrame) -> None:
     table = arrow_of(rows)
     assert tables_learned(net, table) == tables_learned(net, rows) == tables_learned(net, pyarrow.concat_tables([table[:99], table[99:]]))
+    texts = rows.astype({name: "string[pyarrow]" for name in rows})
+    assert tables_learned(net, texts) == tables_learned(net, rows)
     answer = net.infer(table[:50], ["N1"])
     assert isinstance(answer, pyarrow.Table) and answer.column("N1=s0").to_pylist() == net.infer(rows[:50], ["N1"])["N1=s0"].tolist()
 

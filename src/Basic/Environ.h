@@ -25,6 +25,7 @@ struct environ_rec {
   int repetitionMode;      // 1, 2 or 3; see Errors.h
   int errorLabel;          // label of the next error record
   bool closed;             // by CloseBravic_bn; the record is not used again until it is created anew
+  long memoryLimit;        // kilobytes, as the host said; 0: none
   const char* whoChanged;  // given to new nodes by reference; NULL unless something sets it
 };
 

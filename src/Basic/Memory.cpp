@@ -40,6 +40,10 @@ int memoryState = MEMORY_NORMAL;
 bool started = false;
 HeapGate heapGate = nullptr;
 
+std::uint64_t memoryLimit = 0;  // 0: none
+bool limitIsLifted = false;     // for a request that must succeed and has nothing else to hope for
+std::size_t heldLarge = 0;      // bytes of the blocks that stand alone, their headers among them
+
 SmallBlocks smallBlocks;
 constexpr std::uintptr_t CHUNK_BIT = 1;  // no block's address is odd
 
@@ -53,6 +57,13 @@ int slotShift = 0;  // 64 less the binary logarithm of numSlots
 
 bool GateRefuses(std::size_t nbytes) {
   return heapGate && !heapGate(nbytes);
+}
+
+bool IsBeyondLimit(std::size_t nbytes) {
+  if (memoryLimit == 0 || limitIsLifted) return false;
+  const std::uint64_t small = static_cast<std::uint64_t>(smallBlocks.NumServing()) * CHUNK_SIZE;
+  const std::uint64_t held = heldLarge + small + (memoryReserve ? RESERVE_SIZE : 0);
+  return held > memoryLimit || nbytes > memoryLimit - held;
 }
 
 std::size_t HomeSlot(std::uintptr_t address) {
@@ -109,9 +120,11 @@ bool HasRoomForOneMore() {
   return numAddresses + 1 < numSlots;
 }
 
+constexpr std::uint64_t LARGEST_BLOCK =
+    std::min<std::uint64_t>(0xFFFFFFFFu, std::numeric_limits<std::size_t>::max() - sizeof(Header));
+
 bool Oversized(std::size_t nbytes) {
-  constexpr std::uint64_t LARGEST = 0xFFFFFFFFu, ROOM = std::numeric_limits<std::size_t>::max() - sizeof(Header);
-  return nbytes > std::min(LARGEST, ROOM);
+  return nbytes > LARGEST_BLOCK;
 }
 
 Header* HeaderOf(void* block) {
@@ -141,6 +154,7 @@ void* AskHeapForLarge(std::size_t nbytes, bool cleared) {
   if (!raw) return nullptr;
   Header* header = static_cast<Header*>(raw);
   header->state = 0;
+  heldLarge += nbytes + sizeof(Header);
   PutAddress(reinterpret_cast<std::uintptr_t>(header + 1));
   ++numAddresses;
   return Enter(header, nbytes);
@@ -158,7 +172,7 @@ void* AskHeap(std::size_t nbytes, bool cleared) {
   const std::size_t full = nbytes + sizeof(Header);
   if (Oversized(nbytes) || GateRefuses(full)) return nullptr;
   const bool isSmall = CUTS_SMALL_BLOCKS && SmallBlocks::Holds(full), isReady = isSmall && smallBlocks.HasRoom(full);
-  if (!isReady && !HasRoomForOneMore()) return nullptr;
+  if (!isReady && (IsBeyondLimit(isSmall ? CHUNK_SIZE : full) || !HasRoomForOneMore())) return nullptr;
   Header* header = isReady ? smallBlocks.Take(full) : isSmall ? TakeFromNewChunk(full) : nullptr;
   if (!header) return AskHeapForLarge(nbytes, cleared);
   if (cleared) std::memset(header + 1, 0, nbytes);
@@ -188,6 +202,7 @@ void GiveBack(const Place& place, Header* header) {
   } else {
     RemoveSlot(place.slot);
     --numAddresses;
+    heldLarge -= header->size + sizeof(Header);
     std::free(header);
   }
 }
@@ -210,6 +225,7 @@ void* AskHeapToResize(void* block, const Place& place, std::size_t nbytes) {
   if (place.chunk) return AskHeapToResizeSmall(place, HeaderOf(block), nbytes);
   if (Oversized(nbytes) || GateRefuses(nbytes + sizeof(Header))) return nullptr;
   const std::size_t oldSize = HeaderOf(block)->size;
+  if (nbytes > oldSize && IsBeyondLimit(nbytes - oldSize)) return nullptr;
   void* raw = std::realloc(HeaderOf(block), nbytes + sizeof(Header));
   if (!raw) return nullptr;
   Header* header = static_cast<Header*>(raw);
@@ -219,6 +235,7 @@ void* AskHeapToResize(void* block, const Place& place, std::size_t nbytes) {
     PutAddress(address);
   }
   memused -= oldSize;
+  heldLarge += nbytes - oldSize;
   return Enter(header, nbytes);
 }
 
@@ -228,7 +245,7 @@ bool IsShort() {
 }
 
 void TakeReserve() {
-  if (!GateRefuses(RESERVE_SIZE)) memoryReserve = std::malloc(RESERVE_SIZE);
+  if (!IsBeyondLimit(RESERVE_SIZE) && !GateRefuses(RESERVE_SIZE)) memoryReserve = std::malloc(RESERVE_SIZE);
 }
 
 void GiveReserveBack() {
@@ -241,13 +258,17 @@ void GiveReserveBack() {
   std::exit(1);
 }
 
-// The request has failed once: tries it again on the reserve's memory, or ends the process.
+// The request has failed once: tries it again on the reserve's memory and beyond the limit, or ends the process.
 template <class Request>
 void* AskWithReserve(std::size_t nbytes, ErrorFor<long> warning, Request request) {
-  if (!memoryReserve) EndForWantOfMemory(nbytes);
+  const bool hadReserve = HasReserve();
+  if (!hadReserve && memoryLimit == 0) EndForWantOfMemory(nbytes);
   GiveReserveBack();
+  limitIsLifted = true;
   void* block = request();
+  limitIsLifted = false;
   if (!block) EndForWantOfMemory(nbytes);
+  if (!hadReserve) return block;
   Report(warning, static_cast<long>(nbytes));
   memoryState = MEMORY_LOW;
   return block;
@@ -362,6 +383,10 @@ std::size_t LiveBlockSize(const void* block) {
   return block && Find(block).isLive ? (static_cast<const Header*>(block) - 1)->size : 0;
 }
 
+bool IsWithinLimit(double nbytes) {
+  return nbytes <= LARGEST_BLOCK && !IsBeyondLimit(static_cast<std::size_t>(nbytes));
+}
+
 std::size_t MemoryUsed() {
   return memused;
 }
@@ -372,6 +397,11 @@ int MemoryState() {
 
 void SetMemoryState(int state) {
   memoryState = state;
+}
+
+void SetMemoryLimit(std::uint64_t nbytes) {
+  memoryLimit = nbytes;
+  if (!memoryReserve && started) TakeReserve();
 }
 
 void StartMemory() {
@@ -392,7 +422,8 @@ void StopMemory() {
   std::free(slots);
   slots = nullptr;
   numSlots = numAddresses = 0;
-  memused = 0;
+  memused = heldLarge = 0;
+  memoryLimit = 0;
 }
 
 void SetHeapGate(HeapGate gate) {

@@ -2,10 +2,15 @@
 // the live blocks by address, and keeps an emergency reserve of 200000 bytes that is given back to the heap when
 // a request fails and taken again at a later free. Requests that must succeed end the process when even the
 // reserve does not help; requests that may fail answer NULL, at once while the reserve is gone.
+//
+// A host may limit what is held. A request beyond the limit fails as if the heap had refused it, but one that must
+// succeed never ends the process for that: it is granted once the reserve is given up, and what may fail fails from
+// then on.
 #pragma once
 
 #include <concepts>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -58,6 +63,11 @@ inline bool HasReserve() {
 }
 int MemoryState();
 void SetMemoryState(int state);
+// Whether a request of that size may be granted: before much is had in many pieces that must succeed.
+bool IsWithinLimit(double nbytes);
+// What the library may hold, with its reserve and the rooms of small blocks in whole chunks; 0: no limit. It may be
+// less than what is held now.
+void SetMemoryLimit(std::uint64_t nbytes);
 void StartMemory();
 void StopMemory();
 

@@ -35,6 +35,7 @@ bool SmallBlocks::AddChunk(std::size_t nbytes, Chunk** isNew) {
   chunk->cut = chunk->numLive = 0;
   chunk->capacity = static_cast<std::uint32_t>((CHUNK_SIZE - FIRST_IN_CHUNK) / chunk->stride);
   Link(chunk);
+  ++numServing_;
   return true;
 }
 
@@ -43,6 +44,7 @@ void SmallBlocks::MakeSpare(Chunk* chunk) {
   chunk->cut = 0;
   chunk->next = spare_;
   spare_ = chunk;
+  --numServing_;
 }
 
 void SmallBlocks::GiveAllBack() {

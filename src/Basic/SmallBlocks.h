@@ -77,6 +77,8 @@ class SmallBlocks {
     if (chunk->numLive-- == chunk->capacity) Link(chunk);
     if (chunk->numLive == 0 && (chunk->next || chunk->previous)) MakeSpare(chunk);
   }
+  // Of chunks that serve blocks of some size now.
+  int NumServing() const { return numServing_; }
   void GiveAllBack();
 
  private:
@@ -104,6 +106,7 @@ class SmallBlocks {
 
   Chunk* withRoom_[LARGEST_STRIDE / STRIDE_STEP + 1] = {};  // [blocks of so many steps]
   Chunk* spare_ = nullptr;
+  int numServing_ = 0;
   Slab* slabs_ = nullptr;
   char *uncut_ = nullptr, *end_ = nullptr;  // of the newest slab, what is no chunk yet
 };

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "formats/Formats.h"
+#include "formats/MemoryLimit.h"
 #include "formats/NetBuilder.h"
 #include "formats/NodeIndex.h"
 #include "formats/NumberText.h"
@@ -415,6 +416,7 @@ void BifReader::TakeRows(NodeDescription* relation, const NodeDescription& node,
     return;
   }
   if (relation->tableLine == 0) relation->tableLine = rows.lines[0];
+  ClaimNumbers(static_cast<double>(numRows_) * static_cast<double>(perRow));
   relation->rowLines.assign(numRows_, relation->tableLine);
   relation->values.reserve(numRows_ * perRow);
   std::size_t next = 0;

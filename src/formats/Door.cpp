@@ -6,6 +6,7 @@
 #include "formats/Files.h"
 #include "formats/Formats.h"
 #include "formats/Guards.h"
+#include "formats/MemoryLimit.h"
 #include "formats/NetBuilder.h"
 #include "formats/NetDescriber.h"
 #include "formats/Uai.h"
@@ -140,6 +141,7 @@ int EnterFindings(net_bn net, const UaiCase& findings, environ_ns env, Problems*
 template <class Answer, class Body>
 Answer Guarded(const char* function, const char* name, environ_ns env, Answer failure, Body body) {
   Answer answer = failure;
+  const MemoryLimit limit(env);
 #if !defined(__cpp_exceptions)  // short memory ends the program
   Problems problems;
   answer = body(&problems);
@@ -197,6 +199,7 @@ net_bn BRAVIC_CALL ReadNetFormatText_bn(const char* text, long length, const cha
       problems->Add(NO_TEXT, 0);
       return nullptr;
     }
+    MemoryLimit::Claim(static_cast<double>(length));
     std::string copy(text, static_cast<std::size_t>(length));
     return ReadText(&copy, format, name ? name : "", env, problems);
   });

@@ -12,6 +12,8 @@
 #include <memory>
 #include <system_error>
 
+#include "formats/MemoryLimit.h"
+
 #ifdef _WIN32
 #include <io.h>
 #else
@@ -120,10 +122,15 @@ bool ReadFile(const std::string& path, std::string* text, Problems* problems) {
   if (!file) return Fail(CANT_READ_FILE, SystemReason(), problems);
   struct stat status;
   text->clear();
-  if (fstat(fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode))
+  if (fstat(fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode)) {
+    MemoryLimit::Claim(static_cast<double>(status.st_size));
     text->reserve(static_cast<std::size_t>(status.st_size) + 1);
+  }
   char piece[PIECE];
-  while (const std::size_t length = std::fread(piece, 1, sizeof piece, file.get())) text->append(piece, length);
+  while (const std::size_t length = std::fread(piece, 1, sizeof piece, file.get())) {
+    if (text->size() + length > text->capacity()) MemoryLimit::Claim(static_cast<double>(text->capacity() + length));
+    text->append(piece, length);
+  }
   if (std::ferror(file.get())) return Fail(CANT_READ_FILE, SystemReason(), problems);
   return true;
 }

@@ -16,7 +16,8 @@ constexpr char NET_LETTER = 'n';
 
 class Builder {
  public:
-  Builder(const NetDescription& description, net_bn net) : description_(description), net_(net), index_(description) {}
+  Builder(const NetDescription& description, net_bn net, const ErrorsSince& errors)
+      : description_(description), net_(net), errors_(errors), index_(description) {}
   void Build();
 
  private:
@@ -32,6 +33,7 @@ class Builder {
 
   const NetDescription& description_;
   const net_bn net_;
+  const ErrorsSince& errors_;
   const NodeIndex index_;
   std::vector<node_bn> nodes_;
 };
@@ -109,6 +111,7 @@ void Builder::SetProbs(int number) {
   for (std::size_t at = 0; at < node.values.size(); at += count) {
     for (int i = 0; i < count; ++i) probs[i] = static_cast<probtype>(node.values[at + i]);
     SetNodeProbs_bn(nodes_[number], states.Get(), probs.data());
+    if (at == 0 && errors_.Any()) return;  // there was no memory for the table
     states.Next();
   }
 }
@@ -135,14 +138,14 @@ void Builder::Build() {
   MakeNodes();
   const int count = static_cast<int>(description_.nodes.size());
   if (static_cast<int>(nodes_.size()) < count || (count > 0 && !nodes_.back())) return;
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count && !errors_.Any(); ++i) {
     SetLevels(i);
     NameStates(i);
     SetTexts(i);
   }
-  for (int i = 0; i < count; ++i) AddLinks(i);
+  for (int i = 0; i < count && !errors_.Any(); ++i) AddLinks(i);
   KeepNetOrder_bn(net_);
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count && !errors_.Any(); ++i) {
     if (description_.nodes[i].kind == Kind::Decision) continue;
     description_.nodes[i].kind == Kind::Utility ? SetUtilities(i) : SetProbs(i);
     if (description_.nodes[i].kind == Kind::Chance) SetExperience(i);
@@ -159,7 +162,7 @@ net_bn BuildNet(const NetDescription& description, const std::string& defaultNam
   if (!net) return nullptr;
   const NoUndo noUndo(net.get());
   if (!description.name.text.empty() && spelling != name) KeepSpelling(net.get(), spelling);
-  Builder(description, net.get()).Build();
+  Builder(description, net.get(), errors).Build();
   return errors.Any() ? nullptr : net.release();
 }
 

@@ -1,5 +1,7 @@
 #include "formats/NoisyMax.h"
 
+#include "formats/MemoryLimit.h"
+
 namespace formats {
 namespace {
 
@@ -28,6 +30,7 @@ std::vector<double> NoisyMaxTable(const NoisyMax& model) {
   }
   const double* const leak = column;
 
+  ClaimNumbers(static_cast<double>(numRows) * size);
   std::vector<double> table, product(static_cast<std::size_t>(size) + 1);
   table.reserve(numRows * static_cast<std::size_t>(size));
   std::vector<std::size_t> states(columns.size());

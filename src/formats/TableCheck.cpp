@@ -4,6 +4,7 @@
 #include <cfloat>
 #include <cmath>
 
+#include "formats/MemoryLimit.h"
 #include "formats/NumberText.h"
 
 namespace formats {
@@ -137,7 +138,9 @@ void CheckTable(NodeDescription* node, const std::vector<const NodeDescription*>
       return;
     case TableState::Uniform:
       problems->Add(TABLE_TAKEN_AS_UNIFORM, line, {node->name.text});
-      if (isUtility) node->values.assign(rows, 0);
+      if (!isUtility) return;
+      ClaimNumbers(rows);
+      node->values.assign(rows, 0);
       return;
     case TableState::Given:
       if (!checker.HasNumbers(static_cast<long long>(rows) * perRow)) return;

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "formats/Formats.h"
+#include "formats/MemoryLimit.h"
 #include "formats/Names.h"
 #include "formats/NodeIndex.h"
 #include "formats/NoisyMax.h"
@@ -170,6 +171,7 @@ class Reader {
     if (!HasEntries(results, owner, words.size(), numRows)) return;
     std::unordered_map<std::string_view, std::size_t> states;
     for (std::size_t s = 0; s < node.states.size(); ++s) states.try_emplace(node.states[s].text, s);
+    ClaimNumbers(static_cast<double>(numRows * node.states.size()));
     std::vector<double> values(numRows * node.states.size());
     for (std::size_t row = 0; row < numRows; ++row) {
       const auto state = states.find(words[row].text);

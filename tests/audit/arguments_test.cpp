@@ -350,6 +350,7 @@ TEST_F(ArgumentsTest, EveryExportIsTried) {
                                  "NewBravicEnviron_bn", "InitBravic_bn", "CloseBravic_bn", "GetBravicVersion_bn",
                                  "ArgumentChecking_ns", "HasGUI_ns", "HasUserInteraction_ns", "HasFileIO_ns",
                                  "HasUserInterpreter_ns", "ShowProgress_ns", "HaltOnInterrupt_ns", "SetThreads_ns",
+                                 "SetMemoryLimit_ns",
                                  // Counts and intervals are tried in learn/.
                                  "AddCounts_bn", "CountsSize_bn", "GetCounts_bn", "SetCounts_bn", "CountCases_bn",
                                  "ExpectCounts_bn", "LearnCounts_bn", "FreeCounts_bn", "FindIntervals_bn"};

@@ -265,6 +265,7 @@ TEST_F(TablesTest, DeterminismLooksAtAsManyEntriesAsThereAreRows) {
   DeleteNodeRelation_bn(node);
   SetNodeFuncValue_bn(node, States{0}.data(), 2);
   EXPECT_EQ(IsNodeDeterministic_bn(node), 1);
+  EXPECT_EQ(GetNodeFuncValue_bn(node, States{1}.data()), UNDEF_STATE) << "not given yet";
 }
 
 TEST_F(TablesTest, TablesThatCannotBeBuiltAnswerOnes) {

@@ -63,6 +63,14 @@ for command in --help "beliefs chest_clinic.dne" "check chest_clinic.dne --json"
 done
 wants "output nobody reads" eval "'$program' sample chest_clinic.dne -n 200000 2>/dev/null | head -1; [ \${PIPESTATUS[0]} = 141 ]"
 
+{
+  printf '// ~->[DNET-1]->~\nbnet Hostile {\n'
+  for i in $(seq 25); do echo "node a$i {states = (x, y); };"; done
+  echo "node c {states = (x, y); parents = ($(seq -s , -f a%g 25)); probs = (0.5, 0.5);};};"
+} >hostile.dne
+wants "a table beyond the limit of memory" answers 1 "$program" check hostile.dne --memory-limit 50000
+wants "which table it is" grep -q "not enough memory to read table of node 'c'" ../message.txt
+
 # ends SIGNAL CODE COMMAND...: the signal, sent while the command works, ends it with the code.
 ends() {
   local signal=$1 code=$2 got

@@ -1,6 +1,5 @@
 #!/bin/bash
-# learning.sh PROGRAM SOURCE: what docs/learning.md shows is what its commands print; and files that are compressed, cut
-# off, or hold what no node has.
+# learning.sh PROGRAM SOURCE: learning from files that are compressed, cut off, or hold what no node has; and validation.
 set -uo pipefail
 program=$(realpath "$1") source=$(realpath "$2")
 work=$(mktemp -d)
@@ -12,13 +11,9 @@ ln -s "$source/examples" examples
 failures=0
 fails() { echo "FAILED: $*"; failures=$((failures + 1)); }
 
-page=$source/docs/learning.md
-awk '/^    \$ bravic /{inside=1; next} !/^    /{inside=0} inside{print substr($0, 5)}' "$page" >shown.txt
-grep '^    \$ bravic ' "$page" | sed 's/^    \$ bravic //' | while IFS= read -r command; do
-  eval "'$program' $command" 2>/dev/null || echo "refused: $command"
-done >printed.txt
-[ -s shown.txt ] && diff shown.txt printed.txt || fails "the page shows something else"
-[ -s patients.svg ] || fails "no picture"
+cases=examples/cases/patients.csv
+"$program" discretize $cases --node Age --target Cancer --omit Patient -o patients.dne >out.txt &&
+  "$program" structure $cases --start patients.dne -o learned.dne >out.txt 2>err.txt || fails "$(cat err.txt)"
 
 # refuses TEXT COMMAND...: exit code 1, the text in its message, and nothing temporary left.
 refuses() {
@@ -29,13 +24,13 @@ refuses() {
   [ $got = 1 ] && grep -qF -- "$text" err.txt || fails "$*: $got $(cat err.txt)"
   [ -z "$(ls -A "$TMPDIR")" ] || fails "$*: temporary files stay"
 }
-cases=examples/cases/patients.csv
 discretize() { "$program" discretize "$1" --node Age --omit Patient -o "$2"; }
 if "$program" discretize "$cases" --node Age --omit Patient -o plain.dne >plain.txt; then
   gzip -c "$cases" >packed.csv.gz
   if discretize packed.csv.gz packed.dne >packed.txt 2>err.txt; then
     cmp plain.txt packed.txt && cmp plain.dne packed.dne || fails "packed cases are others"
     cmp plain.txt <(gzip -c "$cases" | discretize - piped.dne) || fails "packed cases from a pipe are others"
+    refuses "unpacks to more than the limit" discretize packed.csv.gz --memory-limit 1 --node Age -o no.dne
     head -c 1000 packed.csv.gz >cut.csv.gz
     refuses "couldn't unpack file 'cut.csv.gz'" discretize cut.csv.gz --node Age -o no.dne
   else

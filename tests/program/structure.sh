@@ -45,6 +45,10 @@ wants "a required link" learn --require VisitAsia:Smoking --max-parents 2 -o req
 wants "the link that is required" grep -qP '^VisitAsia\tSmoking$' out.txt
 wants "few entries" learn --max-entries 40 -o small.dne
 wants "no more than those" "$program" check small.dne --estimate
+wants "a net without two columns" learn --omit VisitAsia --omit XRay --strict -o fewer.dne
+wants "no node of theirs" test "$(grep -cE '^node (VisitAsia|XRay) ' fewer.dne)" = 0
+wants "no warning of them" test ! -s err.txt
+refuses 'excludes' learn --omit XRay --start found.dne -o refused.dne
 for method in order exact tree; do
   wants "$method" learn --method $method -o $method.dne
 done

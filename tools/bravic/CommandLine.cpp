@@ -66,6 +66,16 @@ std::string CheckNotNegative(const std::string& text) {
   return NumberOf(text, &good) >= 0 && good ? "" : "'" + text + "' is not a number of 0 or more";
 }
 
+void AddCommonOptions(Program& program) {
+  for (Command& command : program.commands) {
+    command.Add({.names = "--memory-limit",
+                 .form = "KILOBYTES",
+                 .help = "refuse what the library would need more memory for than this, and what unpacks to more",
+                 .value = &program.memoryLimit,
+                 .check = CheckPositive});
+  }
+}
+
 const Command& FindCommand(const Program& program, const std::string& name) {
   std::vector<std::string> names;
   for (const Command& command : program.commands) {

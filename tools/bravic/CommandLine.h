@@ -40,7 +40,11 @@ struct Command {
 
 struct Program {
   std::vector<Command> commands;
+  long memoryLimit = 0;  // kilobytes; 0: none
 };
+
+// The options that every command has, to those that are there.
+void AddCommonOptions(Program& program);
 
 enum ExitCode { DONE = 0, REFUSED = 1, MISUSED = 2, INTERRUPTED = 130 };
 

@@ -28,6 +28,9 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int MAX_LINKS = 40;
+constexpr double KILOBYTE = 1024;
+
+double mostUnpacked = 0;  // bytes; 0: no limit
 
 #ifdef _WIN32
 constexpr int NEW_FILE = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, OWNER_ONLY = _S_IREAD | _S_IWRITE;
@@ -191,6 +194,10 @@ void WriteWhole(const std::string& text, const std::string& path) {
   if (!isWhole || std::fclose(file.release()) != 0) Fail("write", path);
 }
 
+void LimitUnpacking(long kilobytes) {
+  mostUnpacked = static_cast<double>(kilobytes) * KILOBYTE;
+}
+
 InputFile::InputFile(const std::string& path) : name_(path) {
   std::error_code failure;
   const fs::file_status status = fs::status(path, failure);
@@ -223,8 +230,12 @@ void InputFile::Unpack() {
   const std::unique_ptr<gzFile_s, int (*)(gzFile)> from(gzopen(PackedPath().c_str(), "rb"), gzclose);
   if (!from) Fail("open file", name_);
   std::vector<char> piece(std::size_t{1} << 18);
+  double unpacked = 0;
   int length;
   while ((length = gzread(from.get(), piece.data(), static_cast<unsigned>(piece.size()))) > 0) {
+    unpacked += length;
+    if (mostUnpacked > 0 && unpacked > mostUnpacked)
+      throw Refusal("file '" + ShownName() + "' unpacks to more than the limit of memory");
     if (std::fwrite(piece.data(), 1, static_cast<std::size_t>(length), to.get()) != static_cast<std::size_t>(length))
       Fail("unpack file", name_);
   }

@@ -51,6 +51,9 @@ class InputFile {
   TemporaryFile copy_, unpacked_;
 };
 
+// Compressed files that hold more are refused from now on. 0: no limit.
+void LimitUnpacking(long kilobytes);
+
 // A file to write.
 class OutputFile {
  public:

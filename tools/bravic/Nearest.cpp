@@ -41,7 +41,10 @@ std::vector<std::string> NearestNames(const std::string& text, const std::vector
   }
   std::stable_sort(near.begin(), near.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<std::string> nearest;
-  for (std::size_t i = 0; i < std::min(near.size(), MAX_NAMES); ++i) nearest.push_back(near[i].second);
+  for (const auto& [distance, name] : near) {
+    const bool isNew = std::find(nearest.begin(), nearest.end(), name) == nearest.end();
+    if (isNew && nearest.size() < MAX_NAMES) nearest.push_back(name);
+  }
   return nearest;
 }
 

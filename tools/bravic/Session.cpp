@@ -78,9 +78,11 @@ void Complain(const Message& message) {
   message.place.empty() ? Complain(text) : ComplainAt(message.place, text);
 }
 
-Session::Session() : env_(NewBravicEnviron_bn()) {
+Session::Session(long memoryLimit) : env_(NewBravicEnviron_bn()) {
   char message[MESG_LEN_ns] = "";
   if (InitBravic_bn(env_, message) < 0) throw Refusal(message);
+  SetMemoryLimit_ns(memoryLimit, env_);
+  LimitUnpacking(memoryLimit);
   SetProgressCallback_ns(ShowProgressBar, nullptr, env_);
 }
 

@@ -33,7 +33,7 @@ class InputFile;
 
 class Session {
  public:
-  Session();  // throws Refusal when the library does not start
+  explicit Session(long memoryLimit);  // kilobytes, or 0; throws Refusal when the library does not start
   ~Session();
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;

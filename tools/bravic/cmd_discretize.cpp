@@ -5,6 +5,7 @@
 #include "Columns.h"
 #include "Commands.h"
 #include "Files.h"
+#include "Learning.h"
 #include "Spelling.h"
 #include "Terminal.h"
 
@@ -12,14 +13,14 @@ namespace {
 
 struct Options {
   std::string cases, net, output, method, target;
-  std::vector<std::string> nodes, omitted;
-  int bins = 0, maxStates = 0;
+  std::vector<std::string> nodes;
+  ColumnOptions columns;
+  int bins = 0;
   bool force = false, strict = false;
 };
 
 const std::vector<std::string> METHODS = {"width", "count", "information"};
 constexpr int INFORMATION = 2;
-constexpr int COLUMNS_SKIPPED = 2472;
 
 std::string CheckMethod(const std::string& text) {
   const bool isKnown = std::find(METHODS.begin(), METHODS.end(), text) != METHODS.end();
@@ -52,17 +53,7 @@ void Setup(Command* command, Options* options) {
                 .help = "the net whose nodes get the intervals; one made of all columns if left out",
                 .value = &options->net,
                 .file = true});
-  command->Add({.names = "--omit",
-                .form = "COLUMN",
-                .help = "leave this column out of the net; may be given several times",
-                .value = &options->omitted,
-                .excludes = "--net"});
-  command->Add({.names = "--max-states",
-                .form = "N",
-                .help = "most states of a node of the net; 1000 if left out",
-                .value = &options->maxStates,
-                .excludes = "--net",
-                .check = CheckPositive});
+  AddColumnOptions(command, &options->columns, "--net");
   command->Add({.names = "--output,-o",
                 .form = "OUT",
                 .help = OUT_HELP,
@@ -83,26 +74,6 @@ int MethodOf(const Options& options) {
   const int method = static_cast<int>(std::find(METHODS.begin(), METHODS.end(), name) - METHODS.begin());
   if (method == INFORMATION && options.target.empty()) throw Misuse("--method information needs a --target");
   return method;
-}
-
-std::vector<const char*> Pointers(const std::vector<std::string>& texts) {
-  std::vector<const char*> pointers;
-  for (const std::string& text : texts) pointers.push_back(text.c_str());
-  return pointers;
-}
-
-Net MakeNet(const Options& options, const InputFile& input, Session& session) {
-  const std::vector<const char*> omitted = Pointers(options.omitted), numbers = Pointers(options.nodes);
-  net_of_cases_bn how = {};
-  how.size = sizeof how;
-  how.maxstates = options.maxStates;
-  how.numomitted = static_cast<int>(omitted.size());
-  how.omitted = omitted.data();
-  how.numnumbers = static_cast<int>(numbers.size());
-  how.numbers = numbers.data();
-  Net net(NewNetOfCases_bn(session.Named(input).get(), "Cases", &how));
-  session.Check();
-  return net;
 }
 
 // A net for reading a given net's nodes as the file has them: the numbers as numbers, the target as it is.
@@ -161,7 +132,8 @@ int Run(const Options& options, Session& session) {
   session.BeStrict(options.strict);
   const int method = MethodOf(options);
   const InputFile input(options.cases);
-  const Net net = options.net.empty() ? MakeNet(options, input, session) : session.Read(options.net);
+  const Net net = options.net.empty() ? NetOfCases(options.columns, options.nodes, input, "Cases", session)
+                                      : session.Read(options.net);
   std::vector<node_bn> nodes;
   for (const std::string& name : options.nodes) nodes.push_back(NumberNode(name, net));
   node_bn target = options.target.empty() || method != INFORMATION ? nullptr : FindNode(options.target, net);

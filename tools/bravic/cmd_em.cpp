@@ -1,34 +1,26 @@
 // bravic em: tables learned from cases with missing cells.
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 
 #include "Cases.h"
 #include "Columns.h"
 #include "Commands.h"
+#include "Draws.h"
+#include "Learning.h"
 #include "Spelling.h"
 #include "Terminal.h"
 
 namespace {
 
 struct Options {
-  std::string net, output;
-  std::vector<std::string> cases, nodes;
+  LearnOptions learn;
   int iterations = 100, restarts = 0, seed = 1, threads = 1;
   double tolerance = 1e-6, prior = 0;
-  bool force = false, strict = false;
 };
 
 void Setup(Command* command, Options* options) {
-  command->Add({.names = "NET", .help = NET_HELP, .value = &options->net, .required = true, .file = true});
-  command->Add({.names = "CASES",
-                .help = "case files; - is the standard input",
-                .value = &options->cases,
-                .required = true,
-                .file = true});
-  command->Add({.names = "--output,-o", .form = "OUT", .help = OUT_HELP, .value = &options->output, .file = true});
-  command->Add({.names = "--force", .help = FORCE_HELP, .value = &options->force});
+  AddLearnOptions(command, &options->learn, OUT_HELP);
   command->Add({.names = "--iterations",
                 .form = "N",
                 .help = "make at most so many iterations (100 if left out)",
@@ -52,9 +44,6 @@ void Setup(Command* command, Options* options) {
   command->Add({.names = "--seed", .form = "K", .help = "of the random tables", .value = &options->seed});
   command->Add(
       {.names = "--threads", .form = "N", .help = THREADS_HELP, .value = &options->threads, .check = CheckNotNegative});
-  command->Add(
-      {.names = "--node", .form = "NODE", .help = "learn the table of this node only", .value = &options->nodes});
-  AddStrict(command, &options->strict);
   command->notes =
       "Prints the log likelihood after each iteration, beginning with that of the tables there are. Nodes without a "
       "column\nare hidden, and nodes without a table begin from a random one. A hidden node whose table is uniform "
@@ -75,7 +64,7 @@ AllCases ReadAll(const Options& options, const Net& net, Session& session) {
   AllCases all;
   for (node_bn node : Nodes(net))
     if (CanBeKnown(node)) all.columns.push_back(node);
-  for (const std::string& path : options.cases) {
+  for (const std::string& path : options.learn.cases) {
     const InputFile input(path);
     CaseBlocks cases(input, net, session);
     cases.Choose(cases.Columns(), 0);
@@ -95,21 +84,6 @@ AllCases ReadAll(const Options& options, const Net& net, Session& session) {
   }
   return all;
 }
-
-// The same draws on every machine (splitmix64).
-class Draws {
- public:
-  explicit Draws(int seed) : state_(static_cast<std::uint32_t>(seed)) {}
-  double Share() {
-    state_ += 0x9E3779B97F4A7C15u;
-    std::uint64_t bits = (state_ ^ state_ >> 30) * 0xBF58476D1CE4E5B9u;
-    bits = (bits ^ bits >> 27) * 0x94D049BB133111EBu;
-    return static_cast<double>((bits ^ bits >> 31) >> 11) * 0x1p-53;
-  }
-
- private:
-  std::uint64_t state_;
-};
 
 // Every row a draw from all distributions alike: the gaps between sorted numbers are one.
 void DrawTable(node_bn node, Draws& draws) {
@@ -207,11 +181,11 @@ void Print(const Outcome& outcome) {
 }
 
 int Run(const Options& options, Session& session) {
-  session.BeStrict(options.strict);
-  Net net = session.Read(options.net);
+  session.BeStrict(options.learn.strict);
+  Net net = session.Read(options.learn.net);
   SetUndoDepth_bn(0, net.get());
   std::vector<node_bn> nodes;
-  for (const std::string& name : options.nodes) nodes.push_back(FindNode(name, net));
+  for (const std::string& name : options.learn.nodes) nodes.push_back(FindNode(name, net));
   if (nodes.empty()) {
     nodes = Nodes(net);
     std::erase_if(nodes, [](node_bn node) { return !CanBeTarget(node); });
@@ -235,12 +209,12 @@ int Run(const Options& options, Session& session) {
   }
   EndProgressBar();
   Print(best);
-  if (options.output.empty()) return 0;
+  if (options.learn.output.empty()) return 0;
   if (options.restarts > 0) {
     net.reset(ReadNetText_bn(text.data(), static_cast<long>(text.size()), "the best net", session.Environment()));
     session.Check();
   }
-  session.Write(net, options.output, options.force);
+  session.Write(net, options.learn.output, options.learn.force);
   return 0;
 }
 

@@ -1,78 +1,36 @@
 // bravic structure: links and tables learned from cases.
-#include <algorithm>
 #include <cstdio>
 
 #include "Cases.h"
 #include "Columns.h"
 #include "Commands.h"
 #include "Files.h"
+#include "Learning.h"
 #include "Spelling.h"
 
 namespace {
 
 struct Options {
-  std::string cases, start, score = "bic", method = "hill", target, output;
+  std::string cases, start, target, output;
   std::vector<std::string> required, forbidden;
-  double ess = 0, maxEntries = 0, seconds = 0;
-  int maxParents = 0, seed = 0, threads = 1, restarts = 0;
+  SearchOptions search{.method = "hill"};
+  ColumnOptions columns;
+  int seed = 0, threads = 1, restarts = 0;
   bool force = false, strict = false;
 };
 
-const std::vector<std::string> SCORES = {"bic", "bdeu", "loglik"}, METHODS = {"hill", "order", "exact", "tree", "tan"};
-
-int PlaceOf(const std::string& name, const std::vector<std::string>& names) {
-  const auto at = std::find(names.begin(), names.end(), name);
-  return at == names.end() ? -1 : static_cast<int>(at - names.begin());
-}
-
-std::string CheckScore(const std::string& text) {
-  return PlaceOf(text, SCORES) >= 0 ? "" : "'" + text + "' is no score (bic, bdeu, loglik)";
-}
-
-std::string CheckMethod(const std::string& text) {
-  return PlaceOf(text, METHODS) >= 0 ? "" : "'" + text + "' is no method (hill, order, exact, tree, tan)";
-}
-
 void Setup(Command* command, Options* options) {
-  command->Add({.names = "CASES",
-                .help = "a case file; - is the standard input",
-                .value = &options->cases,
-                .required = true,
-                .file = true});
-  command->Add({.names = "--score",
-                .form = "SCORE",
-                .help = "what is to be highest: bic (if left out), bdeu or loglik",
-                .value = &options->score,
-                .check = CheckScore});
-  command->Add({.names = "--ess",
-                .form = "X",
-                .help = "equivalent sample size of bdeu; 1 if left out",
-                .value = &options->ess,
-                .check = CheckPositive});
+  command->Add({.names = "CASES", .help = CASES_HELP, .value = &options->cases, .required = true, .file = true});
   command->Add({.names = "--method",
                 .form = "METHOD",
                 .help = "how to search: hill (if left out), order, exact, tree or tan",
-                .value = &options->method,
-                .check = CheckMethod});
+                .value = &options->search.method,
+                .check = CheckSearchMethod});
   command->Add({.names = "--target",
                 .form = "NODE",
                 .help = "what tan is to tell by the others, or the root of a tree",
                 .value = &options->target});
-  command->Add({.names = "--max-parents",
-                .form = "N",
-                .help = "how many parents a node may have; 4 for exact if left out, else any number",
-                .value = &options->maxParents,
-                .check = CheckPositive});
-  command->Add({.names = "--max-entries",
-                .form = "X",
-                .help = "how many entries the junction tree may have in all",
-                .value = &options->maxEntries,
-                .check = CheckPositive});
-  command->Add({.names = "--seconds",
-                .form = "S",
-                .help = "how long to search at most; the result may then depend on the machine",
-                .value = &options->seconds,
-                .check = CheckPositive});
+  AddSearchOptions(command, &options->search, "");
   command->Add({.names = "--require",
                 .form = "A:B",
                 .help = "a link from A to B that there must be; may be given several times",
@@ -99,6 +57,7 @@ void Setup(Command* command, Options* options) {
                         "with a node for each column",
                 .value = &options->start,
                 .file = true});
+  AddColumnOptions(command, &options->columns, "--start");
   command->Add({.names = "--output,-o",
                 .form = "OUT",
                 .help = "the file to write the net to, in the format of its extension",
@@ -142,9 +101,7 @@ LinkLists FindLinks(const std::vector<std::string>& texts, const Net& net, Sessi
 
 Net MakeNet(const Options& options, const InputFile& input, Session& session) {
   if (!options.start.empty()) return session.Read(options.start);
-  Net net(NewNetOfCases_bn(session.Named(input).get(), "Learned", nullptr));
-  session.Check();
-  return net;
+  return NetOfCases(options.columns, {}, input, "Learned", session);
 }
 
 void PrintLinks(nodelist_bn nodes, double score) {
@@ -166,16 +123,9 @@ int Run(const Options& options, Session& session) {
   session.Check();
   const LinkLists required = FindLinks(options.required, net, session);
   const LinkLists forbidden = FindLinks(options.forbidden, net, session);
-  learn_links_bn how = {};
-  how.size = sizeof how;
-  how.score = PlaceOf(options.score, SCORES);
-  how.method = PlaceOf(options.method, METHODS);
+  learn_links_bn how = HowToSearch(options.search);
   how.seed = options.seed;
-  how.maxparents = options.maxParents;
   how.keeplinks = !options.start.empty();
-  how.prior = options.ess;
-  how.maxentries = options.maxEntries;
-  how.maxseconds = options.seconds;
   how.target = options.target.empty() ? nullptr : FindNode(options.target, net);
   how.requiredfrom = required.from.get();
   how.requiredto = required.to.get();

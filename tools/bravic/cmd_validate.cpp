@@ -1,13 +1,14 @@
 // bravic validate: how well a net, or what a method of learning makes of a file, foretells a target in cases that it
 // has not seen.
 #include <algorithm>
-#include <cstdint>
 #include <numeric>
 
 #include "Cases.h"
 #include "Columns.h"
 #include "Commands.h"
+#include "Draws.h"
 #include "Files.h"
+#include "Learning.h"
 #include "Measures.h"
 #include "Spelling.h"
 #include "Terminal.h"
@@ -15,81 +16,15 @@
 namespace {
 
 struct Options {
-  std::string cases, net, method, target, score;
-  std::vector<std::string> omitted;
-  int folds = 10, seed = 1, threads = 1, maxParents = 0, maxStates = 0;
-  double prior = 1, ess = 0, maxEntries = 0, seconds = 0;
+  std::string cases, net, target;
+  SearchOptions search;
+  ColumnOptions columns;
+  int folds = 10, seed = 1, threads = 1;
+  double prior = 1;
   bool calibration = false, strict = false;
 };
 
-// What --method names: naive Bayes, which is made here, and the library's own searches.
-const std::vector<std::string> METHODS = {"hill", "order", "exact", "tree", "tan", "naive"};
-const std::vector<std::string> SCORES = {"bic", "bdeu", "loglik"};
-constexpr int NAIVE = 5;
-// Warnings that are none here: columns were left out on request, and a fold's may be constant.
-constexpr int COLUMNS_SKIPPED = 2472, CONSTANT_COLUMN = 2759;
-
-int IndexIn(const std::vector<std::string>& words, const std::string& word) {
-  return static_cast<int>(std::find(words.begin(), words.end(), word) - words.begin());
-}
-std::string CheckMethod(const std::string& text) {
-  return IndexIn(METHODS, text) < static_cast<int>(METHODS.size())
-             ? ""
-             : "'" + text + "' is no method (naive, hill, order, exact, tree, tan)";
-}
-std::string CheckScore(const std::string& text) {
-  return IndexIn(SCORES, text) < static_cast<int>(SCORES.size()) ? ""
-                                                                 : "'" + text + "' is no score (bic, bdeu, loglik)";
-}
-
-void AddSearchOptions(Command* command, Options* options) {
-  command->Add({.names = "--method",
-                .form = "METHOD",
-                .help = "learn the links in each fold: naive, hill, order, exact, tree or tan",
-                .value = &options->method,
-                .check = CheckMethod});
-  command->Add({.names = "--score",
-                .form = "SCORE",
-                .help = "of links: bic (if left out), bdeu or loglik",
-                .value = &options->score,
-                .needs = "--method",
-                .check = CheckScore});
-  command->Add({.names = "--ess",
-                .form = "X",
-                .help = "equivalent sample size of bdeu; 1 if left out",
-                .value = &options->ess,
-                .needs = "--method",
-                .check = CheckPositive});
-  command->Add({.names = "--max-parents",
-                .form = "N",
-                .help = "most parents of a node",
-                .value = &options->maxParents,
-                .needs = "--method",
-                .check = CheckPositive});
-  command->Add({.names = "--max-entries",
-                .form = "X",
-                .help = "most entries of the junction tree",
-                .value = &options->maxEntries,
-                .needs = "--method",
-                .check = CheckPositive});
-  command->Add({.names = "--seconds",
-                .form = "S",
-                .help = "most time for the links of a fold",
-                .value = &options->seconds,
-                .needs = "--method",
-                .check = CheckPositive});
-  command->Add({.names = "--omit",
-                .form = "COLUMN",
-                .help = "leave this column out; may be given several times",
-                .value = &options->omitted,
-                .excludes = "--net"});
-  command->Add({.names = "--max-states",
-                .form = "N",
-                .help = "most states of a node; 1000 if left out",
-                .value = &options->maxStates,
-                .needs = "--method",
-                .check = CheckPositive});
-}
+constexpr int CONSTANT_COLUMN = 2759;  // a warning that is none here: a fold's column may be constant
 
 void Setup(Command* command, Options* options) {
   command->Add({.names = "CASES", .help = CASES_HELP, .value = &options->cases, .required = true, .file = true});
@@ -113,7 +48,13 @@ void Setup(Command* command, Options* options) {
                 .help = "cases a row of a table, spread evenly; 1 if left out",
                 .value = &options->prior,
                 .check = CheckNotNegative});
-  AddSearchOptions(command, options);
+  command->Add({.names = "--method",
+                .form = "METHOD",
+                .help = "learn the links in each fold: naive, hill, order, exact, tree or tan",
+                .value = &options->search.method,
+                .check = CheckMethodOrNaive});
+  AddSearchOptions(command, &options->search, "--method");
+  AddColumnOptions(command, &options->columns, "--net");
   command->Add({.names = "--seed",
                 .form = "K",
                 .help = "by which cases fall into folds; 1 if left out",
@@ -152,22 +93,6 @@ struct Table {
     }
     return part;
   }
-};
-
-// The same on every platform.
-class Shuffler {
- public:
-  explicit Shuffler(int seed) : state_(static_cast<std::uint64_t>(seed)) {}
-  std::size_t Below(std::size_t n) { return static_cast<std::size_t>(Bits() % n); }
-
- private:
-  std::uint64_t Bits() {  // splitmix64
-    std::uint64_t z = (state_ += 0x9E3779B97F4A7C15u);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-    return z ^ (z >> 31);
-  }
-  std::uint64_t state_;
 };
 
 class Validation {
@@ -224,33 +149,25 @@ Net Validation::Model(std::vector<node_bn>* columns) const {
   for (node_bn node : table_.columns) columns->push_back(NodeNamed_bn(GetNodeName_bn(node), model.get()));
   for (node_bn node : Nodes(model)) {
     DeleteNodeRelation_bn(node);
-    while (!options_.method.empty() && LengthNodeList_bn(GetNodeParents_bn(node)) > 0) DeleteLink_bn(0, node);
+    while (!options_.search.method.empty() && LengthNodeList_bn(GetNodeParents_bn(node)) > 0) DeleteLink_bn(0, node);
   }
   session_.Check();
   return model;
 }
 
 void Validation::LearnLinks(const Net& model, const std::vector<node_bn>& columns, const Table& cases) {
-  const int method = IndexIn(METHODS, options_.method);
   node_bn target = NodeNamed_bn(GetNodeName_bn(target_), model.get());
-  if (method == NAIVE) {
+  if (options_.search.method == NAIVE) {
     for (node_bn node : columns) {
       if (node != target) AddLink_bn(target, node);
     }
     session_.Check();
     return;
   }
-  learn_links_bn how = {};
-  how.size = sizeof how;
-  how.method = method;
-  how.score = options_.score.empty() ? 0 : IndexIn(SCORES, options_.score);
+  learn_links_bn how = HowToSearch(options_.search);
   how.seed = options_.seed;
-  how.maxparents = options_.maxParents;
   how.numthreads = options_.threads;
-  how.prior = options_.ess;
-  how.maxentries = options_.maxEntries;
-  how.maxseconds = options_.seconds;
-  if (METHODS[static_cast<std::size_t>(method)] == "tan") how.target = target;
+  if (options_.search.method == "tan") how.target = target;
   const NodeList list = MakeList(columns, session_);
   LearnLinksCases_bn(list.get(), cases.states.data(), cases.weights.data(), static_cast<long>(cases.Size()), list.get(),
                      &how, nullptr);
@@ -258,7 +175,7 @@ void Validation::LearnLinks(const Net& model, const std::vector<node_bn>& column
 }
 
 void Validation::Learn(const Net& model, const std::vector<node_bn>& columns, const Table& cases) {
-  if (!options_.method.empty()) LearnLinks(model, columns, cases);
+  if (!options_.search.method.empty()) LearnLinks(model, columns, cases);
   std::vector<node_bn> nodes = Nodes(model);
   std::erase_if(nodes, [](node_bn node) { return GetNodeKind_bn(node) != NATURE_NODE; });
   const NodeList list = MakeList(columns, session_), learned = MakeList(nodes, session_);
@@ -296,8 +213,8 @@ std::vector<std::string> RowOf(const std::string& head, const Judged& judged) {
 void Validation::Run() {
   std::vector<std::size_t> order(table_.Size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  Shuffler shuffler(options_.seed);
-  for (std::size_t i = order.size(); i > 1; --i) std::swap(order[i - 1], order[shuffler.Below(i)]);
+  Draws draws(options_.seed);
+  for (std::size_t i = order.size(); i > 1; --i) std::swap(order[i - 1], order[draws.Below(i)]);
   Columns rows({"fold", "cases", "log loss", "Brier", "error rate", "ROC area"});
   const auto folds = static_cast<std::size_t>(options_.folds);
   Judged all(static_cast<std::size_t>(GetNodeNumberStates_bn(target_)));
@@ -330,24 +247,11 @@ void Validation::Run() {
 
 int Run(const Options& options, Session& session) {
   session.BeStrict(options.strict);
-  if (options.net.empty() && options.method.empty())
+  if (options.net.empty() && options.search.method.empty())
     throw Misuse("validate needs a --net, or a --method of learning one");
   const InputFile input(options.cases);
-  Net net;
-  if (options.net.empty()) {
-    std::vector<const char*> omitted;
-    for (const std::string& name : options.omitted) omitted.push_back(name.c_str());
-    net_of_cases_bn how = {};
-    how.size = sizeof how;
-    how.maxstates = options.maxStates;
-    how.numomitted = static_cast<int>(omitted.size());
-    how.omitted = omitted.data();
-    net = Net(NewNetOfCases_bn(session.Named(input).get(), "Cases", &how));
-    session.Check();
-  } else {
-    net = session.Read(options.net);
-  }
-  if (options.net.empty()) session.Ignore(COLUMNS_SKIPPED);  // those omitted
+  const Net net =
+      options.net.empty() ? NetOfCases(options.columns, {}, input, "Cases", session) : session.Read(options.net);
   session.Ignore(CONSTANT_COLUMN);
   Validation validation(options, net, session);
   validation.Read(input);

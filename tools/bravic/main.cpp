@@ -26,7 +26,7 @@ int RunCommand(const Program& program, const std::string& name, const std::vecto
   const Command& command = FindCommand(program, name);
   if (AsksForHelp(arguments)) return Print(HelpOfCommand(command));
   ReadArguments(command, arguments);
-  Session session;
+  Session session(program.memoryLimit);
   return command.run(session);
 }
 
@@ -71,6 +71,7 @@ int main(int argc, char** argv) {
         AddExplain, AddExplore, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,      AddMpe,
         AddSample,  AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
     add(program);
+  AddCommonOptions(program);
   const int code = RunReporting(program, {argv + 1, argv + argc});
   return code == DONE && !OutputArrived() ? REFUSED : code;
 }

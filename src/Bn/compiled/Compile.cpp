@@ -16,18 +16,21 @@ namespace {
 
 constexpr int NODES_WORTH_SEARCHING = 4;  // of fewer any order is as good
 
-// The order to triangulate along: the stored one, or the one searched now, which is stored.
-Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine::Graph& moral) {
+// The order to triangulate along: the stored one, or one searched now. starved: the search ended for want of memory.
+Vector<int> EliminationOrder(net_bn net, const CompileGraph& graph, const engine::Graph& moral, bool* starved) {
+  *starved = false;
   if (net->elimorder.num >= 0) return StoredOrder(net, graph);
   engine::Order order;
   if (graph.nodes.size() < NODES_WORTH_SEARCHING) {
     for (int i = 0; i < graph.nodes.size(); ++i) order.nodes.push_back(i);
   } else {
     WaitScope wait("Finding Elimination Order");
-    order = engine::FindOrder(moral, graph.numstates, [&](double fraction) { return wait.Progress(fraction); });
-    WarnHalted(order);
+    order = engine::FindOrder(moral, graph.numstates, [&](double fraction) {
+      *starved = !HasReserve();
+      return *starved || wait.Progress(fraction);
+    });
+    if (!*starved) WarnHalted(order);
   }
-  StoreOrder(net->elimorder, graph, order.nodes);
   return std::move(order.nodes);
 }
 
@@ -44,13 +47,18 @@ Failure FailCompiling(Failure failure) {
 }
 
 // The shares of the work that are done by then, as a host is told of them.
-constexpr double SHARE_AT_MORAL_GRAPH = 0.1, SHARE_AT_TREE = 0.6;
+constexpr double SHARE_AT_MORAL_GRAPH = 0.1, SHARE_AT_ORDER = 0.4, SHARE_AT_TREE = 0.6;
 
 Failure MakeTree(net_bn net, Vector<node_bn> nodes, WaitScope& wait) {
+  if (Failure failure = CheckGraphSize(nodes)) return FailCompiling(std::move(failure));
   CompileGraph graph = MakeGraph(std::move(nodes));
   const engine::Graph moral = engine::MoralGraph(graph.parents, graph.children);
   if (Failure failure = CheckGoingOn(wait, SHARE_AT_MORAL_GRAPH)) return failure;
-  const Vector<int> order = EliminationOrder(net, graph, moral);
+  bool starved;
+  const Vector<int> order = EliminationOrder(net, graph, moral, &starved);
+  if (starved) return Fail(RESERVE_USED_WHILE_COMPILING);
+  if (Failure failure = CheckGoingOn(wait, SHARE_AT_ORDER)) return failure;
+  if (net->elimorder.num < 0) StoreOrder(net->elimorder, graph, order);
   Owned<CompiledNet> compiled = MakeOwned<CompiledNet>();
   compiled->tree = engine::BuildTree(moral, graph.numstates, graph.parents, order);
   compiled->computingTree = ComputingTree(compiled->tree, graph, moral, net->hasHostOrder);

@@ -1,5 +1,7 @@
 #include "Bn/compiled/CompileGraph.h"
 
+#include <algorithm>
+
 #include "Bn/model/NodeOrder.h"
 
 namespace bravic {
@@ -10,6 +12,15 @@ Vector<node_bn> CompileNodes(net_bn net) {
     if (node->kind != ASSUME_NODE) nodes.push_back(node);
   }
   return nodes;
+}
+
+Failure CheckGraphSize(const Vector<node_bn>& nodes) {
+  constexpr double ROOM_TO_GROW = 2;  // of a list that is filled one by one
+  const double most = static_cast<double>(nodes.size()) * nodes.size();
+  double links = 0;
+  for (node_bn node : nodes) links += static_cast<double>(node->preds.num) * (node->preds.num + 1);
+  const double nbytes = std::min(links, most) * ROOM_TO_GROW * sizeof(int);
+  return IsWithinLimit(nbytes) ? nullptr : FailMemory(NO_MEMORY_FOR_GRAPH, nbytes);
 }
 
 CompileGraph MakeGraph(Vector<node_bn> nodes) {

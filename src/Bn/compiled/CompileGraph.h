@@ -15,6 +15,8 @@ struct CompileGraph {
 
 // Every node of the net except those of kind ASSUME_NODE, in node order.
 Vector<node_bn> CompileNodes(net_bn net);
+// Whether there is room for what MoralGraph makes of their links.
+Failure CheckGraphSize(const Vector<node_bn>& nodes);
 // The list must have passed the checks of structure. Numbers its nodes (compiledIndex).
 CompileGraph MakeGraph(Vector<node_bn> nodes);
 // The net's stored order by number; what it lacks follows in list order.

@@ -11,7 +11,9 @@ namespace bravic {
 
 int FindElimOrder(net_bn net, double seconds) {
   Vector<node_bn> nodes = CompileNodes(net);
-  if (Failure failure = CheckReadiness(nodes, Purpose::Compile, Extent::Structure, net)) {
+  Failure failure = CheckReadiness(nodes, Purpose::Compile, Extent::Structure, net);
+  if (!failure) failure = CheckGraphSize(nodes);
+  if (failure) {
     Post(std::move(failure));
     return -1;
   }

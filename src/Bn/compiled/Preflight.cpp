@@ -52,6 +52,7 @@ bool EstimateCompile(net_bn net, engine::TreeEstimate* estimate) {
   Vector<node_bn> nodes = CompileNodes(net);
   Failure failure = CheckReadiness(nodes, Purpose::Compile, Extent::Structure, net);
   if (!failure) failure = CheckKinds(nodes, net);
+  if (!failure) failure = CheckGraphSize(nodes);
   if (failure) {
     Post(std::move(failure));
     return false;

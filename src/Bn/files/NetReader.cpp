@@ -54,7 +54,14 @@ void ReadMemoryError(NetReader& reader, Failure failure) {
   }
 }
 
+bool IsStarved(NetReader& reader) {
+  if (HasReserve()) return false;
+  if (!reader.stopped) ReadMemoryError(reader, Fail(NO_MEMORY_FOR_READING));
+  return true;
+}
+
 bool IsHalted(NetReader& reader) {
+  if (IsStarved(reader)) return true;
   const long left = static_cast<long>(reader.in.End() - reader.in.Cursor()), all = reader.in.Position() + left + 1;
   if (reader.stopped || !reader.wait->Progress(1 - static_cast<double>(left) / static_cast<double>(all)))
     return reader.stopped;

@@ -92,6 +92,8 @@ void ReadMessage(NetReader& reader, int number, Danger danger, const char* text)
 void ReportOverridden(NetReader& reader, const bnode& node, NodeField field, NodeField later, Place place);
 void ReadMemoryError(NetReader& reader, Failure failure);
 void ReportUnlisted(NetReader& reader);  // at the end: one last record for the problems that were not listed
+// Whether reading has to end since the reserve of memory is gone: then that is reported.
+bool IsStarved(NetReader& reader);
 // Whether reading stopped, or is to stop now: then it is reported that it was halted. Looks at the clock.
 bool IsHalted(NetReader& reader);
 // Reports the channel's parse error, if there is one, and forgets it; false when there was one.

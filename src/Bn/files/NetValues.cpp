@@ -41,6 +41,7 @@ bool OpenList(NetReader& reader, const Statement& at, bool* empty) {
 
 // What follows an item: *more tells a comma from the closing parenthesis.
 bool NextItem(NetReader& reader, const Statement& at, Place opened, bool* more) {
+  if (IsStarved(reader)) return false;
   const int c = reader.in.NextSignificant();
   *more = c == ',';
   if (c == ',' || c == ')') return true;

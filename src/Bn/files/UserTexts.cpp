@@ -42,7 +42,7 @@ bool ReadPairList(NetReader& reader, const Statement& at, ReadPairs& pairs) {
   if (Takes(reader, ')')) return true;
   do {
     if (!Takes(reader, '(') || !ReadPair(reader, at, pairs)) return false;
-  } while (Takes(reader, ','));
+  } while (!IsStarved(reader) && Takes(reader, ','));
   return Takes(reader, ')');
 }
 

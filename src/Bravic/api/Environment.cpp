@@ -1,10 +1,14 @@
 // The environment, the settings of the library, and what hosts are told of progress.
 #include "Bravic/Environment.h"
 
+#include <algorithm>
+#include <cstdint>
+
 #include "Basic/Callback.h"
 #include "Basic/Environ.h"
 #include "Basic/ErrorTable.h"
 #include "Basic/Errors.h"
+#include "Basic/Memory.h"
 #include "Bravic/ApiCall.h"
 #include "Win_Face/Interaction.h"
 #include "Win_Face/Platform.h"
@@ -15,6 +19,7 @@ using namespace bravic;
 namespace {
 
 constexpr int JUST_ASKING = -1;
+constexpr std::uint64_t KILOBYTE = 1024;
 
 // One setting: asks with -1, else stores a value within the range. Answers the setting now in force, or -1.
 using SettingError = ErrorFor<int, int, int, int>;
@@ -138,6 +143,19 @@ int BRAVIC_CALL SetThreads_ns(int numthreads, environ_ns env) {
   if (!ValidateEnviron(env, "SetThreads_ns")) return -1;
   const int before = *ThreadsSetting();
   return Setting(ThreadsSetting(), numthreads, 0, MOST_THREADS, BAD_NUMBER_OF_THREADS) < 0 ? -1 : before;
+}
+
+long BRAVIC_CALL SetMemoryLimit_ns(long kilobytes, environ_ns env) {
+  if (!ValidateEnviron(env, "SetMemoryLimit_ns")) return -1;
+  const long before = env->memoryLimit;
+  if (kilobytes == JUST_ASKING) return before;
+  if (kilobytes < 0) {
+    Report(BAD_MEMORY_LIMIT, kilobytes, JUST_ASKING);
+    return -1;
+  }
+  env->memoryLimit = kilobytes;
+  SetMemoryLimit(std::min(static_cast<std::uint64_t>(kilobytes), UINT64_MAX / KILOBYTE) * KILOBYTE);
+  return before;
 }
 
 void BRAVIC_CALL SetProgressCallback_ns(progress_ns report, void* data, environ_ns env) {

@@ -52,7 +52,7 @@ function Why({ session, onGoTo }: Pick<PanelProps, "session" | "onGoTo">) {
     <Section title="Why">
       {conflict ? <p>{conflict}</p> : null}
       {belief === null ? null : (
-        <ul class="rows">
+        <ul class="rows reasons">
           {impacts.map(({ index, without }) => (
             <li key={index}>
               <NodeLink variable={session.variables[index]!} onGoTo={onGoTo} />
