@@ -19,8 +19,13 @@ PLACE = '<script type="application/json" id="net">'
 EMPTY = PLACE + "null"
 
 
-# Bytes that are not UTF-8 are taken as Latin 1.
-codecs.register_error("bravic.latin1", lambda error: (error.object[error.start : error.end].decode("latin-1"), error.end))
+def _as_latin1(error: UnicodeError) -> tuple[str, int]:
+    """Bytes that are not UTF-8 are taken as Latin 1."""
+    assert isinstance(error, UnicodeDecodeError)
+    return error.object[error.start : error.end].decode("latin-1"), error.end
+
+
+codecs.register_error("bravic.latin1", _as_latin1)
 
 
 def page(net: Net) -> str:

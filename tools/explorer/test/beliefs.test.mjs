@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { test } from "node:test";
-import { believed, close, explore, net, open, optionsOf, settle, shownBeliefs, stateAt, titleOf } from "./pages.mjs";
+import { believed, close, explore, net, open, optionsOf, run, settle, shownBeliefs, stateAt, titleOf } from "./pages.mjs";
 
 const CLINIC = net("chest_clinic");
 const SEED = Number(process.env.SEED ?? Date.now() % 1e6);
@@ -117,6 +117,26 @@ test("a contradiction names its findings and is left by taking one back", async 
   assert.match(hashOf(page), /TbOrCancer=false/);
   assert.doesNotMatch(hashOf(page), /Tuberculosis/);
   await compare(page, "a contradiction was left");
+  await close(page);
+});
+
+test("the best configuration and what would tell most are those of the program", async () => {
+  const found = ["--finding", "Dyspnea=present"];
+  const page = await open(explore(CLINIC, ...found));
+  const rows = (...args) => run(...args, CLINIC, ...found).trimEnd().split("\n").map((row) => row.split("\t"));
+  await page.getByRole("tab", { name: "Best" }).click();
+  const listed = () => page.$$eval(".panel .rows li", (items) => items.map((item) => [...item.children].map((e) => e.textContent)));
+  for (const [title, state] of await listed()) assert.ok(rows("mpe").some((row) => row[0] === names.get(title) && row[1] === state), title);
+  await page.focus(titleOf(4));
+  await page.keyboard.press("t");
+  await page.getByRole("tab", { name: "Target" }).click();
+  const told = (await listed()).filter((item) => item.at(-1).endsWith("bits"));
+  const expected = rows("information", "--target", "Bronchitis").filter(([name]) => name !== "Bronchitis" && name !== "*");
+  assert.ok(told.length >= 4);
+  told.forEach(([title, , bits], i) => {
+    assert.equal(names.get(title), expected[i][0]);
+    assert.ok(Math.abs(parseFloat(bits) - expected[i][1]) < 0.05 * expected[i][1], `${title}: ${bits}`);
+  });
   await close(page);
 });
 

@@ -4,7 +4,7 @@ import { mkdtempSync, readFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { test } from "node:test";
-import { believed, close, explore, net, open, run, settle, stateAt } from "./pages.mjs";
+import { believed, close, explore, net, open, run, settle, stateAt, template } from "./pages.mjs";
 
 const folder = mkdtempSync(join(tmpdir(), "bravic-saved-"));
 
@@ -41,6 +41,19 @@ test("cases agree with what was found, and there are as many as were asked for",
   const column = head.split(",").indexOf("Dyspnea");
   assert.equal(cases.length, 250);
   assert.ok(cases.every((row) => row.split(",")[column] === "present"));
+  await close(page);
+});
+
+test("the page without a net opens files, and says what is wrong with those that are none", async () => {
+  const page = await open(template, { until: ".opening" });
+  await page.setInputFiles("input[type=file]", { name: "none.bif", mimeType: "text/plain", buffer: Buffer.from("network {") });
+  await page.waitForSelector(".problem");
+  const path = join(folder, "opened.xdsl");
+  run("convert", net("chest_clinic"), path);
+  await page.setInputFiles("input[type=file]", path);
+  await page.waitForSelector(".picture");
+  await settle(page);
+  assert.equal(await page.locator(".node").count(), 8);
   await close(page);
 });
 

@@ -35,8 +35,11 @@ export function explore(file, ...args) {
 const browser = await chromium.launch({ executablePath, args: ["--no-sandbox"] });
 after(() => browser.close());
 
-/** Opens a page; options: of the browser's context, and `hash`, the address's end. Answers the page, drawn. */
-export async function open(path, { hash = "", ...options } = {}) {
+/** The page that the build puts into the program. */
+export const template = join(root, "share/bravic/explorer.html");
+
+/** Opens a page; options: of the browser's context, `hash`, the address's end, and `until`, what is waited for. */
+export async function open(path, { hash = "", until = ".picture", ...options } = {}) {
   const context = await browser.newContext({ viewport: { width: 1400, height: 900 }, reducedMotion: "reduce", ...options });
   const page = await context.newPage();
   const address = pathToFileURL(path).href;
@@ -48,7 +51,7 @@ export async function open(path, { hash = "", ...options } = {}) {
   page.on("console", (message) => page.faults.push(message.text()));
   page.on("dialog", (dialog) => page.faults.push(`dialog: ${dialog.message()}`) && dialog.dismiss());
   await page.goto(address + hash);
-  await page.waitForSelector(".picture", { timeout: 10_000 }).catch(async () => assert.fail(await page.textContent("body #root")));
+  await page.waitForSelector(until, { timeout: 10_000 }).catch(async () => assert.fail(await page.textContent("body #root")));
   await settle(page);
   return page;
 }

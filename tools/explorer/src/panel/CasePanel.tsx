@@ -19,7 +19,7 @@ export function CasePanel({ session, onGoTo }: PanelProps) {
               <li key={index} class={session.isConflicting(index) ? "is-conflicting" : ""}>
                 <NodeLink variable={session.variables[index]!} onGoTo={onGoTo} />
                 <span class="what">{describeShort(session.variables[index]!, found)}</span>
-                <button type="button" class="icon" data-keep={`retract-${index}`} aria-label={`Take back: ${session.variables[index]!.title}`} title="Take back" onClick={() => session.retract(index)}>×</button>
+                <button type="button" class="icon" aria-label={`Take back: ${session.variables[index]!.title}`} title="Take back" onClick={() => session.retract(index)}>×</button>
               </li>
             ))}
           </ul>
