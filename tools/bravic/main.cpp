@@ -49,9 +49,9 @@ int Run(const Program& program, const std::vector<std::string>& arguments) {
 Program AllCommands() {
   Program program;
   for (auto* add :
-       {AddAbsorb,  AddBeliefs,     AddCheck,     AddCompile,     AddConvert,   AddDecide,  AddDiscretize, AddEm,
-        AddExplain, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,   AddMpe,        AddSample,
-        AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
+       {AddAbsorb,  AddBeliefs, AddCheck,       AddCompile,   AddConvert,     AddDecide,    AddDiscretize, AddEm,
+        AddExplain, AddExplore, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,      AddMpe,
+        AddSample,  AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
     add(program);
   return program;
 }
