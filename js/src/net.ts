@@ -20,6 +20,7 @@ export class Net extends Questions {
   /** @internal */
   readonly core: Core;
   private offsets: Int32Array | null = null;
+  private hasDecisions: boolean | null = null;
   private policyNet: PolicyNet | null = null;
 
   /** @internal */
@@ -95,7 +96,7 @@ export class Net extends Questions {
 
   /** Whether there are decisions or utilities. */
   get isDecisionNetwork(): boolean {
-    return this.nodes.some((node) => node.kind === "decision" || node.kind === "utility");
+    return (this.hasDecisions ??= this.nodes.some((node) => node.kind === "decision" || node.kind === "utility"));
   }
 
   // ---- Findings ----
@@ -434,6 +435,7 @@ export class Net extends Questions {
   private structureChanged(): void {
     this.policyNet = null;
     this.offsets = null;
+    this.hasDecisions = null;
     this.core.structureChanged();
   }
 

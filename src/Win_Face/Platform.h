@@ -1,5 +1,5 @@
-// What the operating system is asked for. PlatformWin32.cpp gives all of it; PlatformPosix.cpp and PlatformWasi.cpp each
-// with CommonPosix.cpp.
+// What the operating system is asked for. PlatformWin32.cpp gives all of it; PlatformPosix.cpp and PlatformWasi.cpp
+// each with CommonPosix.cpp.
 #pragma once
 
 #include <cstdint>
@@ -61,6 +61,6 @@ bool GetStamp(const char* path, FileStamp* stamp);
 // Now, in the same count.
 std::int64_t NanosecondsSince1970();
 bool SeekFile(std::FILE* file, std::int64_t offset);  // from its start
-void CutFile(const char* path, std::int64_t length);   // to so many bytes, where the system lets
+void CutFile(const char* path, std::int64_t length);  // to so many bytes, where the system lets
 
 }  // namespace bravic
