@@ -47,7 +47,9 @@
    Limits.    Names 30 characters, paths 4095, messages 511, a line of a case file 64 megabytes, the table of a clique
               fewer than 536,870,911 entries; else memory. Entries of tables, experience included, are floats: an
               experience of 16,777,216 grows no more by single cases, though those of one file are counted exactly.
-   Threads.   One environment and one calling thread at a time. Inside a call several may work (SetThreads_ns).
+   Threads.   One environment, and one call at a time, the error functions included, from whatever thread: hosts with
+              several put a lock of their own around all calls. What another thread may do meanwhile is to set a flag that
+              the progress callback looks at. Inside a call several threads may work (SetThreads_ns). See docs/threads.md.
    Spelling.  Every function is exported under its name here and under the same name in capitals. */
 #ifndef BRAVIC_H
 #define BRAVIC_H

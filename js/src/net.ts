@@ -249,6 +249,14 @@ export class Net extends Questions {
     );
   }
 
+  /**
+   * Of a decision network, a net that holds the same findings, in which decisions are chance nodes that act as their tables
+   * say and utilities are gone: all questions can be asked of it. It belongs to this one, and holds until this is changed.
+   */
+  get underPolicy(): Net {
+    return this.policy.net;
+  }
+
   private get policy(): PolicyNet {
     return (this.policyNet ??= new PolicyNet(this));
   }

@@ -239,6 +239,7 @@ export class Node {
 
   /** What was found out about the node; null for nothing. */
   get finding(): Found | null {
+    if (this.kind === "utility") return null;
     const { library } = this.core;
     return library.ask((call) => {
       const code = this.numStates > 0 ? call["GetNodeFinding_bn"]!(this.pointer) : FOUND_NOTHING;

@@ -6,6 +6,7 @@ import os
 import threading
 from collections.abc import Iterable, Iterator, Mapping, Sequence
 from contextlib import contextmanager
+from pathlib import Path
 from typing import Any, Union
 
 import numpy as np
@@ -343,6 +344,16 @@ class Net(Questions, Cases, Learning):
         from ._svg import draw
 
         return draw(self, beliefs)
+
+    def explore(self, path: Union[str, os.PathLike[str]], show: bool = False) -> Path:
+        """Writes a page in which the net is explored: drawn with its beliefs, which follow when states are pressed.
+
+        The page needs nothing but itself: it can be sent and opened anywhere. It starts with the findings entered here.
+        show: opens it in the browser. Answers where it is.
+        """
+        from ._page import write_page
+
+        return write_page(self, path, show)
 
     def _repr_html_(self) -> str:
         from ._html import picture

@@ -120,7 +120,7 @@ def discretize(values: Any, method: str = "width", *, bins: int = 5, target: Any
         raise ValueError("cutting by information needs a target")
     if bins < 1:
         raise ValueError(f"at least one interval is made, not {bins}")
-    bounds = np.empty(bins + 1)
+    bounds: NDArray[np.float64] = np.empty(bins + 1)
     bounds = bounds[: _bravic.find_intervals(numbers, classes, len(numbers), way, bins, bounds) + 1]
     bounds[0], bounds[-1] = -np.inf, np.inf
     return bounds

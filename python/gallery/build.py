@@ -2,8 +2,8 @@
 
     build.py FOLDER      (script/python sets up what it needs: nbformat, nbclient, nbconvert, ipykernel)
 
-A source is a Python file whose cells begin with lines of "# %%"; those of "# %% [markdown]" are text. FOLDER gets NAME.ipynb
-with all that was answered, and NAME.html. A cell that fails ends it all.
+A source is a Python file whose cells begin with lines of "# %%"; those of "# %% [markdown]" are text. FOLDER gets
+NAME.ipynb with all that was answered, and NAME.html. A cell that fails ends it all.
 """
 
 from __future__ import annotations
@@ -45,7 +45,8 @@ def main() -> None:
                                          resources={"metadata": {"path": str(HERE)}})
         client.execute()
         nbformat.write(notebook, folder / f"{name}.ipynb")
-        page, _ = pages.from_notebook_node(notebook, resources={"metadata": {"name": notebook.cells[0].source[2:].split("\n")[0]}})
+        title = notebook.cells[0].source.split("\n")[0].lstrip("# ")
+        page, _ = pages.from_notebook_node(notebook, resources={"metadata": {"name": title}})
         (folder / f"{name}.html").write_text(page, encoding="utf-8")
         print(f"{folder / name}.html: {sum(cell.cell_type == 'code' for cell in notebook.cells)} cells run")
 

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import json
 import xml.etree.ElementTree as ET
+from pathlib import Path
 
 import bravic
 import bravic._svg
@@ -59,3 +61,14 @@ def test_nets_that_cannot_be_computed_are_shown() -> None:
     for i in range(160):
         net.add_node(f"N{i}", 2)
     assert "161 nodes" in net._repr_html_()
+
+
+def test_a_page_holds_the_net_and_its_findings_and_nothing_of_it_is_markup(tmp_path: Path) -> None:
+    net = nasty_net()
+    net.enter({NASTY: "</svg>"})
+    page = net.explore(tmp_path / "page.html").read_text(encoding="utf-8")
+    before, _, after = page.partition('<script type="application/json" id="net">')
+    inside, _, _ = after.partition("</script>")
+    assert "<" not in inside and NASTY not in before
+    again = bravic.read_text(json.loads(inside)["text"])
+    assert again.title == NASTY and again.findings == net.findings

@@ -25,7 +25,7 @@ void MemoryLimit::Claim(double nbytes) {
   if (current_->left_ >= 0) return;
 #if defined(__cpp_exceptions)
   throw std::bad_alloc();
-#else
+#else  // as where the heap itself has no more
   std::abort();
 #endif
 }

@@ -6,21 +6,11 @@
 #include "Basic/Memory.h"
 #include "Bn/model/Records.h"
 #include "Bn/model/Undo.h"
+#include "audit/starving.h"
 #include "support/changes.h"
-#include "support/net_fixture.h"
 
 namespace bravic::testing {
 namespace {
-
-long requestsLeft;
-bool reserveStaysAway, failed;
-
-bool RefuseOne(std::size_t nbytes) {
-  if (failed && reserveStaysAway && nbytes == RESERVE_SIZE) return false;
-  if (requestsLeft-- != 0) return true;
-  failed = true;
-  return false;
-}
 
 // Nets as small as can be that give every change something to do.
 const std::string SEASON =
@@ -41,7 +31,7 @@ const std::string UMBRELLA =
     "(umbrella, rain);\n"
     "  functable = ((5, 5, 5), (10, 2, -6));};};\n";
 
-class AllocationTest : public NetTest {
+class AllocationTest : public StarvingTest {
  protected:
   // Compiled, with findings and with auto-update in turn; or a decision net.
   void Build(std::uint64_t seed) {
@@ -62,21 +52,6 @@ class AllocationTest : public NetTest {
     ArgumentChecking_ns(25, env);
     return Written(net) + ReadWhole(directory.Path("cases.cas")) + Reports();
   }
-  // Calls while request n fails, and what follows from that; at -1 nothing fails.
-  void Starve(long n, bool away, const std::function<void()>& call) {
-    requestsLeft = n;
-    reserveStaysAway = away;
-    failed = false;
-    SetHeapGate(n < 0 ? nullptr : RefuseOne);
-    call();
-    SetHeapGate(nullptr);
-    running = std::exchange(currentFunction, nullptr);
-    Free(Allocate(1));  // the reserve is taken again
-    ASSERT_TRUE(HasReserve());
-    SetMemoryState(MEMORY_NORMAL);
-  }
-
-  const char* running = nullptr;  // the function of which the call has left the name set
 };
 
 TEST_F(AllocationTest, EveryChangeIsMadeOrLeftAndSaid) {

@@ -1,12 +1,16 @@
 #include "CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <map>
 
 #include "Nearest.h"
 
 namespace {
 
-void AddOption(CLI::App& app, const Option& option) {
+// Of each spelling what was added for it. The library's own search ends the program where memory is short.
+using AddedOptions = std::map<std::string, CLI::Option*>;
+
+void AddOption(CLI::App& app, const Option& option, AddedOptions* all) {
   CLI::Option* added = nullptr;
   const auto& names = option.names;
   if (auto* flag = std::get_if<bool*>(&option.value)) {
@@ -17,13 +21,15 @@ void AddOption(CLI::App& app, const Option& option) {
   }
   if (option.required) added->required();
   if (option.check) added->check(option.check);
+  for (const std::string& spelling : option.Spellings()) (*all)[spelling] = added;
 }
 
 // Excluding and needing work in the library's own names, so all options must be there.
-void AddRelations(CLI::App& app, const Command& command) {
+void AddRelations(const Command& command, const AddedOptions& all) {
   for (const Option& option : command.options) {
-    if (!option.excludes.empty()) app.get_option(option.Spellings()[0])->excludes(app.get_option(option.excludes));
-    if (!option.needs.empty()) app.get_option(option.Spellings()[0])->needs(app.get_option(option.needs));
+    CLI::Option* const added = all.at(option.Spellings()[0]);
+    if (!option.excludes.empty()) added->excludes(all.at(option.excludes));
+    if (!option.needs.empty()) added->needs(all.at(option.needs));
   }
 }
 
@@ -89,8 +95,9 @@ void ReadArguments(const Command& command, const std::vector<std::string>& argum
   CLI::App app;
   app.set_help_flag();
   app.allow_extras();
-  for (const Option& option : command.options) AddOption(app, option);
-  AddRelations(app, command);
+  AddedOptions all;
+  for (const Option& option : command.options) AddOption(app, option, &all);
+  AddRelations(command, all);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& error) {

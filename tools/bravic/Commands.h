@@ -20,6 +20,7 @@ void AddDecide(Program& program);
 void AddDiscretize(Program& program);
 void AddEm(Program& program);
 void AddExplain(Program& program);
+void AddExplore(Program& program);
 void AddFormat(Program& program);
 void AddInfer(Program& program);
 void AddInformation(Program& program);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "Characters.h"
 #include "Spelling.h"
 
 namespace {
@@ -36,41 +37,18 @@ Look LookOf(node_bn node) {
   return finding >= 0 ? FOUND : finding == NO_FINDING ? NATURE : WEIGHED;
 }
 
-// The length of the UTF-8 character that begins there; 0 where none does.
-std::size_t LengthOfCharacter(const std::string& text, std::size_t at) {
-  const auto byte = [&](std::size_t k) { return k < text.size() ? static_cast<unsigned char>(text[k]) : 0u; };
-  const unsigned first = byte(at);
-  const std::size_t length = first < 0x80   ? 1
-                             : first < 0xc2 ? 0
-                             : first < 0xe0 ? 2
-                             : first < 0xf0 ? 3
-                             : first < 0xf5 ? 4
-                                            : 0;
-  for (std::size_t k = 1; k < length; ++k)
-    if ((byte(at + k) & 0xc0) != 0x80) return 0;
-  return length;
-}
-
-// As characters, each a text by itself. A text that is not UTF-8 is taken as Latin 1; line ends are blanks.
-std::vector<std::string> CharactersOf(const std::string& text) {
-  std::vector<std::string> characters;
-  for (std::size_t at = 0, length = 0; at < text.size(); at += length) {
-    length = LengthOfCharacter(text, at);
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (length == 0) {
-      length = 1;
-      characters.push_back({static_cast<char>(0xc0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3f))});
-    } else {
-      characters.push_back(byte < 0x20 || byte == 0x7f ? " " : text.substr(at, length));
-    }
-  }
+// As characters; line ends and other controls are blanks.
+std::vector<std::string> ShownCharacters(const std::string& text) {
+  std::vector<std::string> characters = CharactersOf(text);
+  for (std::string& character : characters)
+    if (IsControl(character)) character = " ";
   return characters;
 }
 
 // Within a label of the kind that is written like HTML.
 std::string Escape(const std::string& text) {
   std::string escaped;
-  for (const std::string& character : CharactersOf(text)) {
+  for (const std::string& character : ShownCharacters(text)) {
     switch (character[0]) {
       case '&':
         escaped += "&amp;";
@@ -93,7 +71,7 @@ std::string Escape(const std::string& text) {
 
 // Broken into lines at blanks, or within what is longer than a line; what is too much for all lines is cut.
 std::string Wrap(const std::string& text) {
-  std::vector<std::string> left = CharactersOf(text);
+  std::vector<std::string> left = ShownCharacters(text);
   std::string lines;
   for (std::size_t number = 1; !left.empty(); ++number) {
     std::size_t end = left.size(), next = end;

@@ -188,6 +188,12 @@ void TemporaryFile::Forget() {
   path_.clear();
 }
 
+void WriteWhole(const std::string& text, const std::string& path) {
+  OpenFile file(std::fopen(path.c_str(), "wb"));
+  const bool isWhole = file && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+  if (!isWhole || std::fclose(file.release()) != 0) Fail("write", path);
+}
+
 void LimitUnpacking(long kilobytes) {
   mostUnpacked = static_cast<double>(kilobytes) * KILOBYTE;
 }

@@ -9,6 +9,8 @@ bool IsStandard(const std::string& path);  // "-"
 // Whether what is written to the path arrives at the standard output.
 bool IsStandardOutput(const std::string& path);
 bool IsSameFile(const std::string& a, const std::string& b);
+// Throws Refusal where not all of it gets there.
+void WriteWhole(const std::string& text, const std::string& path);
 
 // An empty file of this process's own.
 class TemporaryFile {

@@ -1,7 +1,6 @@
 #include "Graphviz.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -48,18 +47,11 @@ int Start(const std::string& format, const std::string& to, const std::string& f
 }
 #endif
 
-void WriteText(const std::string& text, const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  const bool isWhole = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  if ((file && std::fclose(file) != 0) || !isWhole)
-    throw Refusal("couldn't write '" + path + "': " + std::strerror(errno));
-}
-
 }  // namespace
 
 void MakePicture(const std::string& graph, const std::string& format, const std::string& path) {
   const TemporaryFile source(std::filesystem::temp_directory_path().string());
-  WriteText(graph, source.Path());
+  WriteWhole(graph, source.Path());
   const int code = Start("-T" + format, path, source.Path());
   if (code < 0 && errno == ENOENT)
     throw Refusal("pictures are drawn by Graphviz's program 'dot', which is not there (Debian: apt install graphviz)");

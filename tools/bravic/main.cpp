@@ -1,5 +1,6 @@
 // bravic: belief networks at the command line. A client of bravic.h and bravic_formats.h alone.
 #include <cstdio>
+#include <new>
 
 #include "Commands.h"
 #include "Manual.h"
@@ -45,17 +46,41 @@ int Run(const Program& program, const std::vector<std::string>& arguments) {
   return RunCommand(program, first, {arguments.begin() + 1, arguments.end()});
 }
 
-int RunReporting(const Program& program, const std::vector<std::string>& arguments) {
+Program AllCommands() {
+  Program program;
+  for (auto* add :
+       {AddAbsorb,  AddBeliefs, AddCheck,       AddCompile,   AddConvert,     AddDecide,    AddDiscretize, AddEm,
+        AddExplain, AddExplore, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,      AddMpe,
+        AddSample,  AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
+    add(program);
+  return program;
+}
+
+int RunReporting(int argc, char** argv) {
   try {
-    return Run(program, arguments);
+    Program program = AllCommands();
+    AddCommonOptions(program);
+    return Run(program, {argv + 1, argv + argc});
   } catch (const Misuse& misuse) {
     Complain(misuse.what());
     return MISUSED;
   } catch (const Refusal& refusal) {
     Complain(Message{.isError = true, .place = refusal.place, .text = refusal.what()});
     return REFUSED;
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& failure) {
     Complain(failure.what());
+    return REFUSED;
+  }
+}
+
+// Without memory nothing is put together.
+int RunInMemory(int argc, char** argv) {
+  try {
+    return RunReporting(argc, argv);
+  } catch (const std::bad_alloc&) {
+    std::fputs("bravic: not enough memory\n", stderr);
     return REFUSED;
   }
 }
@@ -65,13 +90,6 @@ int RunReporting(const Program& program, const std::vector<std::string>& argumen
 int main(int argc, char** argv) {
   OpenStandardStreams();
   WatchSignals();
-  Program program;
-  for (auto* add :
-       {AddAbsorb,  AddBeliefs,     AddCheck,     AddCompile,     AddConvert,   AddDecide,  AddDiscretize, AddEm,
-        AddExplain, AddFormat,      AddInfer,     AddInformation, AddJoint,     AddLearn,   AddMpe,        AddSample,
-        AddScore,   AddSensitivity, AddSeparated, AddShow,        AddStructure, AddValidate})
-    add(program);
-  AddCommonOptions(program);
-  const int code = RunReporting(program, {argv + 1, argv + argc});
+  const int code = RunInMemory(argc, argv);
   return code == DONE && !OutputArrived() ? REFUSED : code;
 }

@@ -124,6 +124,7 @@ void FamilyCounter::Prepare(int node, std::span<const int> parents) {
   hasCellBits_ = false;
   numConfigs_ = 1;
   numFound_ = 1;
+  if (!isReady_) return;
   std::fill_n(cellOf_.get(), NumRows(), 0);
   bool isDense = true;
   for (int parent : parents) {
@@ -136,6 +137,7 @@ void FamilyCounter::Prepare(int node, std::span<const int> parents) {
       numFound_ *= states;
     } else {
       numFound_ = Relabel(cellOf_.get(), numFound_, parent, other_.get(), nullptr);
+      if (!isReady_) return;
       std::swap(cellOf_, other_);
     }
   }
