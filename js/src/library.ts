@@ -3,7 +3,7 @@
 
 import { BravicError, ERROR_DANGER, refuse } from "./errors.js";
 import type { Problem } from "./types.js";
-import { Surroundings } from "./wasi.js";
+import { Exit, Surroundings } from "./wasi.js";
 
 /** Functions of bravic.h and bravic_formats.h, and of the C library's allocator; addresses are numbers. */
 type Functions = Record<string, (...args: number[]) => number>;
@@ -11,6 +11,8 @@ type Functions = Record<string, (...args: number[]) => number>;
 const INTERNAL_ERROR = 6;
 const NOTICE = 3;
 const FILE_NAME = "cases";
+/** Traps: memory that ends, a stack that is too small. They leave a module that nobody may use again. */
+const ENDS = [WebAssembly.RuntimeError, RangeError, Exit];
 
 export class Library {
   readonly call: Functions;
@@ -65,7 +67,7 @@ export class Library {
     try {
       answer = what(this.call);
     } catch (reason) {
-      if (!(reason instanceof BravicError)) return this.end(reason);
+      if (ENDS.some((kind) => reason instanceof kind)) this.end((reason as Error).message);
       this.call["ClearErrors_ns"]!(this.env, INTERNAL_ERROR);
       throw reason;
     }
@@ -96,10 +98,8 @@ export class Library {
     return problems;
   }
 
-  /** What is no refusal but a trap (memory that ends, a stack that is too small) leaves a module nobody may use again. */
-  private end(reason: unknown): never {
-    if (!(reason instanceof WebAssembly.RuntimeError || reason instanceof RangeError || reason instanceof Error)) throw reason;
-    this.ended = reason.message;
+  private end(reason: string): never {
+    this.ended = reason;
     this.refuseEnded();
   }
 

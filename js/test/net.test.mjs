@@ -192,6 +192,17 @@ test("what is wrong in a text is told, all of it, and nothing is left", () => {
   assert.throws(() => bravic.read(broken, "broken.dne"), (error) => /broken\.dne/.test(error.message) && error.number >= 1000);
 });
 
+test("arguments of wrong kinds do no harm", () => {
+  const net = readExample("chest_clinic");
+  assert.throws(() => net.find(7), TypeError);
+  assert.throws(() => (net.title = 7), TypeError);
+  assert.throws(() => net.enter("Smoking", null), TypeError);
+  assert.throws(() => net.enter("Smoking", 0.5), numbered(5106));
+  assert.throws(() => net.mpe(-1), numbered(0));
+  assert.equal(net.title, "Chest clinic");
+  assert.equal(net.findings.size, 0);
+});
+
 test("no handle dangles", () => {
   const net = readExample("chest_clinic");
   const node = net.node("Smoking");

@@ -63,11 +63,15 @@ test("a case is worked on by keys alone", async () => {
   await page.keyboard.press("?");
   assert.ok(await page.locator("dialog[open]").isVisible());
   await page.keyboard.press("Escape");
-  await tabTo(page, /^Case$|^Node$/);
-  for (const tab of ["Node", "Target", "Best", "Case"]) {
+  await tabTo(page, /^Node$/);
+  for (const tab of ["Target", "Best", "Case"]) {
     await page.keyboard.press("ArrowRight");
     await settle(page);
+    assert.equal((await focused(page)).label, tab);
   }
+  await tabTo(page, /^Take back: Recent visit/);
+  await page.keyboard.press("Enter");
+  assert.equal(await page.evaluate(() => document.activeElement.id), "panel-body");
   const way = await tabTo(page, /Save and share/);
   assert.ok(way.some((label) => /Undo/.test(label)) && way.some((label) => /Colours/.test(label)), way.join(" | "));
   await page.keyboard.press("Enter");

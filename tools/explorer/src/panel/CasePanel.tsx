@@ -19,7 +19,7 @@ export function CasePanel({ session, onGoTo }: PanelProps) {
               <li key={index} class={session.isConflicting(index) ? "is-conflicting" : ""}>
                 <NodeLink variable={session.variables[index]!} onGoTo={onGoTo} />
                 <span class="what">{describeShort(session.variables[index]!, found)}</span>
-                <button type="button" class="icon" aria-label={`Take back: ${session.variables[index]!.title}`} title="Take back" onClick={() => session.retract(index)}>×</button>
+                <button type="button" class="icon" aria-label={`Take back: ${session.variables[index]!.title}`} title="Take back" onClick={() => takeBack(session, index)}>×</button>
               </li>
             ))}
           </ul>
@@ -30,6 +30,12 @@ export function CasePanel({ session, onGoTo }: PanelProps) {
       <Changes session={session} onGoTo={onGoTo} />
     </>
   );
+}
+
+/** The button goes with its finding: the focus stays in the panel. */
+function takeBack(session: Session, index: number): void {
+  session.retract(index);
+  document.getElementById("panel-body")?.focus();
 }
 
 function Promise({ session }: { session: Session }) {

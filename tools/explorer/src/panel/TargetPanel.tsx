@@ -84,7 +84,7 @@ function WhatNext({ session, onGoTo }: Pick<PanelProps, "session" | "onGoTo">) {
           <li key={index}>
             <NodeLink variable={session.variables[index]!} onGoTo={onGoTo} />
             <Meter share={target.share(index)} />
-            <span class="change" title={`${percent(target.share(index))} % of what is uncertain`}>{short(bits, 2)} bits</span>
+            <span class="change" title={`${percent(target.share(index))} % of what is uncertain`}>{bits < 0.001 ? "<0.001" : short(bits, 2)} bits</span>
           </li>
         ))}
       </ul>
