@@ -54,7 +54,8 @@ std::size_t FindOtherThanUtf8(std::string_view text) {
 // Whether the head names Latin-1, by one of the names that it goes by.
 bool SaysLatin1(std::string_view text) {
   std::string head(text.substr(0, HEAD_LEN));
-  const bool isXml = head.find("<?xml") != std::string::npos;
+  const std::string_view begin = text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+  const bool isXml = begin.starts_with("<?xml");
   if (isXml) {
     head.resize(std::min(head.find("?>"), head.size()));
   } else {

@@ -177,7 +177,8 @@ TEST_F(FormatProblemsTest, LineEndsAndEncodingsAreThoseOfTheFile) {
                 "A")),
       "\xC3\xA9");
   const std::pair<const char*, const char*> heads[] = {{"% Latin-1", "\xC3\x83\xC2\xA9"},
-                                                       {"% iso-8859-15", "\xC3\xA9"}};
+                                                       {"% iso-8859-15", "\xC3\xA9"},
+                                                       {"net { name = \"<?xml latin1\"; }", "\xC3\xA9"}};
   for (const auto& [head, title] : heads) {
     const Net read =
         ReadText(nullptr, std::string(head) +
