@@ -219,7 +219,8 @@ def test_nodes_that_go_in_one_thread_are_refused_in_others() -> None:
     def use(seed: int) -> None:
         chance = random.Random(seed)
         while not done.is_set():
-            for node, name in chance.sample(list(names.items()), min(len(names), 5)):
+            held = list(names.items())
+            for node, name in chance.sample(held, min(len(held), 5)):
                 try:
                     said = chance.choice([lambda: node.name, lambda: node.table is None and name, lambda: net[name].name])()
                     if said != name:
