@@ -5,7 +5,7 @@ import { test } from "node:test";
 import { believed, close, explore, net, open, optionsOf, run, settle, shownBeliefs, stateAt, titleOf } from "./pages.mjs";
 
 const CLINIC = net("chest_clinic");
-const SEED = Number(process.env.SEED ?? Date.now() % 1e6);
+const SEED = Number(process.env.SEED ?? 1988);
 const names = new Map([...readFileSync(CLINIC, "utf8").matchAll(/^node (\w+) \{[^]*?\ttitle = "(.*?)";/gm)].map(([, name, title]) => [title, name]));
 
 /** Numbers from 0 to 1 that a seed makes (mulberry32). */
