@@ -1,6 +1,6 @@
 #!/bin/bash
-# shown_c.sh PROGRAM SOURCE PAGE [FILE]: the page shows each line that the example prints, indented, and its blocks of C
-# are pieces of the example's file.
+# shown_c.sh PROGRAM SOURCE PAGE [FILE [PAGE...]]: the page shows each line that the example prints, indented, and its blocks
+# of C, and those of the further pages, are pieces of the example's file.
 set -euo pipefail
 program=$(realpath "$1") page=$2/$3 file=${4:+$2/$4}
 cd "$2"
@@ -12,13 +12,18 @@ while IFS= read -r line; do
 done < <("$program")
 [ $shown -ge 3 ]
 [ -n "$file" ] || exit 0
-awk -v file="$file" '
-  BEGIN { while ((getline line < file) > 0) text = text line "\n" }
-  /^```c$/ { inside = 1; block = ""; next }
-  /^```$/ && inside {
-    inside = 0; ++blocks
-    if (index(text, block) == 0) { print "not in " file ":\n" block; failed = 1 }
-    next
-  }
-  inside { block = block $0 "\n" }
-  END { exit failed || !blocks }' "$page"
+check_blocks() {
+  awk -v file="$file" '
+    BEGIN { while ((getline line < file) > 0) text = text line "\n" }
+    /^```c$/ { inside = 1; block = ""; next }
+    /^```$/ && inside {
+      inside = 0; ++blocks
+      if (index(text, block) == 0) { print "not in " file ":\n" block; failed = 1 }
+      next
+    }
+    inside { block = block $0 "\n" }
+    END { exit failed || !blocks }' "$1"
+}
+check_blocks "$page"
+shift 4
+for page; do check_blocks "$page"; done
