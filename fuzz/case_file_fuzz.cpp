@@ -1,5 +1,6 @@
 // Reads arbitrary bytes as a case file about a small net. Row by row and learned as a whole it says the same; what was
-// learned can be unlearned; and the rows written to a file of the library's own come back from it.
+// learned can be unlearned; and the rows written to a file of the library's own come back from it. Then a net is made
+// of the file, whose states are those that its rows have, however many of them are read at once.
 #include <algorithm>
 #include <cmath>
 
@@ -9,6 +10,7 @@ namespace bravic::fuzz {
 namespace {
 
 using testing::Nodes;
+using testing::NumStates;
 
 constexpr int MAX_ROWS = 100;
 
@@ -40,9 +42,9 @@ std::vector<double> Learned(const Net& net) {
     if (!HasRelation_bn(node)) continue;
     testing::ForEachRow(node, [&](const statetype* row) {
       const probtype* probs = GetNodeProbs_bn(node, row);
-      all.insert(all.end(), probs, probs + testing::NumStates(node));
+      all.insert(all.end(), probs, probs + NumStates(node));
       const double experience = GetNodeExperience_bn(node, row);
-      all.push_back(experience == undef_dbl_ns ? testing::NumStates(node) * BaseExperience_bn : experience);
+      all.push_back(experience == undef_dbl_ns ? NumStates(node) * BaseExperience_bn : experience);
     });
   }
   return all;
@@ -144,6 +146,59 @@ void CheckLearning(const std::string& input) {
   Compare("unlearned", Learned(whole), before);
 }
 
+// The rows in blocks of that many: of each its number, frequency and states.
+std::string ReadBlocks(const Net& net, const std::string& path, long size, std::set<std::pair<node_bn, int>>* states) {
+  const File file(path);
+  const auto nodes = Nodes(net);
+  const auto width = nodes.size(), room = static_cast<std::size_t>(size);
+  std::vector<statetype> block(room * width);
+  std::vector<long> ids(room);
+  std::vector<double> freqs(room);
+  std::string all;
+  double position = 0;
+  long count = 0;
+  while ((count = ReadCaseStates_bn(file.get(), GetNetNodes_bn(net.get()), &position, size, block.data(), ids.data(),
+                                    freqs.data())) > 0) {
+    for (std::size_t row = 0; row < static_cast<std::size_t>(count); ++row) {
+      all += std::to_string(ids[row]) + " " + std::to_string(freqs[row]);
+      for (std::size_t i = 0; i < width; ++i) {
+        const statetype state = block[row * width + i];
+        all += " " + std::to_string(state);
+        if (states && state != UNDEF_STATE) states->insert({nodes[i], state});
+      }
+      all += "\n";
+    }
+  }
+  if (count < 0) Fail("the file a net was made of can't be read", Errors() + testing::ReadWhole(path));
+  ForgetErrors();
+  return all;
+}
+
+void CheckNetOfCases(const std::string& input) {
+  const File file(input);
+  const Net net(NewNetOfCases_bn(file.get(), "Sheet", nullptr));
+  ForgetErrors();
+  if (!net) return;
+  CheckSound(net);
+  std::set<std::pair<node_bn, int>> states;
+  const std::string rows = ReadBlocks(net, input, 1, &states);
+  for (long size : {3L, 1000L}) {
+    const std::string others = ReadBlocks(net, input, size, nullptr);
+    if (others != rows) Fail("rows in larger blocks differ", Difference(others, rows));
+  }
+  for (node_bn node : Nodes(net))
+    for (int state = 0; state < NumStates(node); ++state)
+      if (!states.contains({node, state}))
+        Fail("a state that no row has", GetNodeStateName_bn(node, state) + Look(net));
+  for (const auto& [node, state] : states)
+    if (state < 0 || state >= NumStates(node)) Fail("a state out of bounds", std::to_string(state) + Look(net));
+  const std::string own = Path("sheet.cas");
+  const Rows as = Rewrite(net, input, own);
+  if (as.count > 0 && as.whole && Rewrite(net, own, Path("again.cas")).count != as.count)
+    Fail("rows of a net made of cases", testing::ReadWhole(own));
+  CheckSaving(net);
+}
+
 }  // namespace
 }  // namespace bravic::fuzz
 
@@ -155,5 +210,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CheckRows(path, false);
   CheckRows(path, true);
   CheckLearning(path);
+  CheckNetOfCases(path);
   return 0;
 }

@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "decisions/diagrams.h"
-#include "harness.h"
+#include "small_nets.h"
 #include "support/joint.h"
 
 namespace bravic::fuzz {
@@ -15,78 +15,12 @@ namespace {
 using testing::Nodes;
 using testing::NumStates;
 
-constexpr int MAX_NODES = 8, MAX_STATES = 4, MAX_PARENTS = 3, MAX_STEPS = 24, MAX_CASES = 5;
-constexpr double MAX_CONFIGURATIONS = 3000, NEAR = 1e-5, NEAR_UTILITY = 1e-3;
-// The last ones not in decision networks: what depends on worlds that hardly ever are is not asked for there.
-constexpr double WEIGHTS[] = {1, 0, 2, 3, 1, 5, 1e-6, 1e-30};
-constexpr int NUM_PLAIN_WEIGHTS = 6;
-
-bool AreNear(double is, double expected, double tolerance = NEAR) {
-  return std::fabs(is - expected) <= tolerance * std::max(1.0, std::fabs(expected));
-}
-
-[[noreturn]] void FailAt(const char* what, double is, double expected, const Net& net) {
-  char numbers[100];
-  std::snprintf(numbers, sizeof numbers, "%.9g, not %.9g\n", is, expected);
-  Fail(what, numbers + Errors() + Look(net));
-}
-
-std::vector<float> RowOf(Bytes& bytes, int numstates, int numWeights = std::size(WEIGHTS)) {
-  std::vector<double> weights;
-  double sum = 0;
-  for (int s = 0; s < numstates; ++s) sum += weights.emplace_back(WEIGHTS[bytes.Below(numWeights)]);
-  if (sum == 0) sum = weights[0] = 1;
-  std::vector<float> row;
-  for (double weight : weights) row.push_back(static_cast<float>(weight / sum));
-  return row;
-}
-
-void FillTables(Bytes& bytes, const Net& net, int numWeights) {
-  for (node_bn node : Nodes(net)) {
-    if (GetNodeKind_bn(node) == DECISION_NODE) continue;
-    testing::ForEachRow(node, [&](const statetype* states) {
-      if (GetNodeKind_bn(node) == UTILITY_NODE)
-        SetNodeFuncValue_bn(node, states, bytes.Below(21) - 10);
-      else
-        SetNodeProbs_bn(node, states, RowOf(bytes, NumStates(node), numWeights).data());
-    });
-  }
-}
-
-void LinkEarlier(Bytes& bytes, const std::vector<node_bn>& earlier, node_bn node) {
-  const int mask = bytes.Next();
-  int count = 0;
-  for (std::size_t k = 0; k < earlier.size() && count < MAX_PARENTS; ++k) {
-    if ((mask >> k & 1) == 0) continue;
-    AddLink_bn(earlier[k], node);
-    ++count;
-  }
-}
-
-Net MakeNet(Bytes& bytes, bool withDecisions) {
-  Net net(NewNet_bn("Fuzzed", Environment()));
-  std::vector<node_bn> earlier;
-  double configurations = 1;
-  for (int i = 0, count = 1 + bytes.Below(MAX_NODES); i < count; ++i) {
-    const int states = 1 + bytes.Below(withDecisions ? MAX_STATES - 1 : MAX_STATES);
-    if ((configurations *= states) > MAX_CONFIGURATIONS) break;
-    const node_bn node = NewNode_bn(nullptr, states, net.get());
-    if (withDecisions && bytes.Below(3) == 0) SetNodeKind_bn(node, DECISION_NODE);
-    LinkEarlier(bytes, earlier, node);
-    earlier.push_back(node);
-  }
-  for (int i = 0, count = withDecisions ? 1 + bytes.Below(2) : 0; i < count; ++i) {
-    const node_bn utility = NewNode_bn(nullptr, 0, net.get());
-    SetNodeKind_bn(utility, UTILITY_NODE);
-    LinkEarlier(bytes, earlier, utility);
-  }
-  FillTables(bytes, net, withDecisions ? NUM_PLAIN_WEIGHTS : static_cast<int>(std::size(WEIGHTS)));
-  return net;
-}
+constexpr int MAX_STEPS = 24, MAX_CASES = 5;
+constexpr double NEAR = 1e-5, NEAR_UTILITY = 1e-3;
 
 class Engine {
  public:
-  explicit Engine(Bytes& bytes) : bytes_(bytes), net_(MakeNet(bytes, false)), nodes_(Nodes(net_)) {
+  explicit Engine(Bytes& bytes) : bytes_(bytes), net_(MakeSmallNet(bytes, {})), nodes_(Nodes(net_)) {
     for (node_bn node : nodes_) sizes_.push_back(NumStates(node));
     CompileNet_bn(net_.get());
   }
@@ -271,7 +205,8 @@ void TryEngine(Bytes& bytes) {
 
 void TryDecisions(Bytes& bytes) {
   const int method = bytes.Below(2);
-  const Net net = MakeNet(bytes, true);
+  // What depends on worlds that hardly ever are is not asked for.
+  const Net net = MakeSmallNet(bytes, {.maxStates = 3, .withTinyWeights = false, .withDecisions = true});
   for (int i = 0, count = bytes.Below(3); i < count; ++i) {
     const node_bn node =
         Nodes(net)[static_cast<std::size_t>(bytes.Below(LengthNodeList_bn(GetNetNodes_bn(net.get()))))];

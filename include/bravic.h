@@ -709,8 +709,8 @@ typedef struct {
    FreeNet_bn.
    name: of the net. how: NULL for all defaults.
    NULL on failure: those of ReadCaseStates_bn for the file, bad rows included; 2500 a column twice; 2503 more states than
-   how allows; 2504 no number in a column of numbers; 2505 a column in how that the file does not have; 2507 no rows;
-   2508 no column left; 2509 to 2511 the arguments. */
+   how allows; 2504 no number in a column of numbers; 2505 a column in how that the file does not have; 2507 no rows; 2508
+   no column left; 2517 a byte of 0 in an entry; 2509 to 2511 the arguments. */
 BRAVIC_API net_bn BRAVIC_CALL NewNetOfCases_bn(filespec_ns cases, const char *name, const net_of_cases_bn *how);
 
 /* Revises the tables of those nodes that have, with all their parents, a state finding: the row of their states

@@ -111,6 +111,20 @@ TEST_F(MethodsTest, WhatAMethodCannotDoIsRefused) {
   EXPECT_EQ(Written(net), before);
 }
 
+// The target is a parent too: it has no room beside one that is required.
+TEST_F(MethodsTest, RequiredParentsComeBeforeTheTarget) {
+  Random random(5);
+  Build(DrawData(random, {4, 200, 3}));
+  how.method = TAN;
+  how.target = nodes[0];
+  how.maxparents = 1;
+  how.requiredfrom = Listed({nodes[1]});
+  how.requiredto = Listed({nodes[2]});
+  ASSERT_GE(Learn(), 0) << Reports();
+  EXPECT_EQ(Nodes(GetNodeParents_bn(nodes[2])), std::vector<node_bn>{nodes[1]});
+  EXPECT_TRUE(HasLink(0, 1) && HasLink(0, 3));
+}
+
 TEST_F(MethodsTest, ExactTellsWhereTheLimitKeepsItFromTheBestNet) {
   Random random(3);
   Build(DrawData(random, {10, 2000, 4}));

@@ -65,6 +65,8 @@ TEST_F(NetsOfCases, HaveANodeForEachColumn) {
   // The library's own form; its number columns are no nodes.
   made = Make("// ~->[CASE-1]->~\nIDnum\tSky\tNumCases\n1\tclear\t2\n2\t*\t1\n3\t<1\t1\n");
   EXPECT_EQ(Said(made), "Sky: clear s1=<1; ");
+  made = Make("IDnum,NumCases.,-IDnum\n1,few,x\n");  // names that such a file keeps for itself
+  EXPECT_EQ(Said(made), "NumCases_2(NumCases.): few; IDnum_2(-IDnum): x; ");
   made = Make("Sky\nclear\n");
   EXPECT_EQ(Said(made), "Sky: clear; ");
 }
@@ -86,19 +88,21 @@ TEST_F(NetsOfCases, LeaveOutColumnsAndTakeNumbers) {
   FreeFileSpec_ns(file);
   EXPECT_EQ(Complaints(), "4 2472 ReadCaseStates_bn cases.csv Made 1");
 
+  const std::string zero("A,B\n1,2\n1,2\0\n", 13);
   const struct {
     net_of_cases_bn how;
-    const char* text;
+    std::string text;
     const char* complaint;
   } rows[] = {
-      {{sizeof how, 2, 1, 1, omitted, numbers}, text.c_str(), "2503 NewNetOfCases_bn cases.csv Kind 2 4 3 cases.csv"},
-      {{sizeof how, 0, 1, 1, omitted, omitted}, text.c_str(), ""},
-      {{sizeof how, 0, 0, 1, nullptr, omitted}, text.c_str(), "2504 NewNetOfCases_bn cases.csv a Name 2 1 cases.csv"},
-      {{sizeof how, 0, 1, 0, wrong, nullptr}, text.c_str(), "2505 NewNetOfCases_bn cases.csv name"},
-      {{sizeof how, 0, 1, 0, nullptr, nullptr}, text.c_str(), "2511 NewNetOfCases_bn NULL 1 omitted"},
-      {{sizeof how, -1, 0, 0, nullptr, nullptr}, text.c_str(), "2510 NewNetOfCases_bn maxstates 0 -1"},
-      {{4, 0, 0, 0, nullptr, nullptr}, text.c_str(), "2509 NewNetOfCases_bn how 4 net_of_cases_bn"},
+      {{sizeof how, 2, 1, 1, omitted, numbers}, text, "2503 NewNetOfCases_bn cases.csv Kind 2 4 3 cases.csv"},
+      {{sizeof how, 0, 1, 1, omitted, omitted}, text, ""},
+      {{sizeof how, 0, 0, 1, nullptr, omitted}, text, "2504 NewNetOfCases_bn cases.csv a Name 2 1 cases.csv"},
+      {{sizeof how, 0, 1, 0, wrong, nullptr}, text, "2505 NewNetOfCases_bn cases.csv name"},
+      {{sizeof how, 0, 1, 0, nullptr, nullptr}, text, "2511 NewNetOfCases_bn NULL 1 omitted"},
+      {{sizeof how, -1, 0, 0, nullptr, nullptr}, text, "2510 NewNetOfCases_bn maxstates 0 -1"},
+      {{4, 0, 0, 0, nullptr, nullptr}, text, "2509 NewNetOfCases_bn how 4 net_of_cases_bn"},
       {{sizeof how, 0, 0, 0, nullptr, nullptr}, "A,B,A\n1,2,3\n", "2500 NewNetOfCases_bn cases.csv A 3 1 cases.csv"},
+      {{sizeof how, 0, 0, 0, nullptr, nullptr}, zero, "2517 NewNetOfCases_bn cases.csv B 0 3 2 cases.csv"},
       {{sizeof how, 0, 0, 0, nullptr, nullptr}, "A,B\n", "2507 NewNetOfCases_bn cases.csv"},
       {{sizeof how, 0, 0, 0, nullptr, nullptr}, "A,B\n,NA\n", "2508 NewNetOfCases_bn cases.csv"},
       {{sizeof how, 0, 0, 0, nullptr, nullptr}, "A,B\n1,2\n1\n", "2088 NewNetOfCases_bn cases.csv 3 1 cases.csv"},

@@ -84,8 +84,10 @@ void AppendNumber(int number, std::size_t length, char* name) {
 
 }  // namespace
 
-Vector<NameText> LegalNames(std::span<const std::string_view> spellings, char letter) {
-  TakenNames taken(2 * Count(spellings));
+Vector<NameText> LegalNames(std::span<const std::string_view> spellings, char letter,
+                            std::span<const std::string_view> reserved) {
+  TakenNames taken(2 * (Count(spellings) + Count(reserved)));
+  for (std::string_view name : reserved) taken.Take(name);
   for (std::string_view spelling : spellings) {
     if (IsLegal(spelling)) taken.Take(spelling);
   }

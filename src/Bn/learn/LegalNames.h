@@ -16,7 +16,9 @@ struct NameText {
   char text[MAX_NAME_LEN + 1];
 };
 
-// The names of different spellings that are not empty. letter: what a name gets that begins with none.
-Vector<NameText> LegalNames(std::span<const std::string_view> spellings, char letter);
+// The names of different spellings that are not empty. letter: what a name gets that begins with none. reserved: names
+// that are taken.
+Vector<NameText> LegalNames(std::span<const std::string_view> spellings, char letter,
+                            std::span<const std::string_view> reserved = {});
 
 }  // namespace bravic

@@ -119,6 +119,8 @@ Failure NetMaker::Take(int which, const EntryText& entry) {
   }
   const std::string_view text(entry.text, entry.length);
   if (column.states.Has(text)) return nullptr;
+  if (text.find('\0') != text.npos)
+    return Fail(ZERO_IN_ENTRY, reader_.ColumnName(which), reader_.Place(place, sizeof place));
   if (column.states.Size() == how_.maxstates || column.states.IsFullFor(text))
     return Fail(TOO_MANY_STATES_OF_COLUMN, reader_.ColumnName(which), how_.maxstates,
                 reader_.Place(place, sizeof place));
@@ -202,7 +204,8 @@ net_bn NetMaker::Make(const char* name) const {
     sources.push_back(i);
     labels.emplace_back(reader_.ColumnName(i));
   }
-  const Vector<NameText> names = LegalNames(labels, 'n');
+  const std::string_view reserved[] = {ID_COLUMN, FREQ_COLUMN};
+  const Vector<NameText> names = LegalNames(labels, 'n', reserved);
   const net_bn net = NewNetRecord(name, currentEnviron);
   for (int i = 0; i < sources.size(); ++i) {
     const TextSet& states = columns_[sources[i]].states;

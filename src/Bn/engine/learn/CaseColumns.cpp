@@ -44,6 +44,7 @@ bool CaseColumns::MakeRoom(std::ptrdiff_t numRows) {
 }
 
 bool CaseColumns::Add(const CaseRows& rows) {
+  if (rows.numCases == 0) return true;  // their states may be nowhere
   std::ptrdiff_t numKept = rows.numCases;
   const double* weights = rows.weights;
   if (weights) numKept -= std::count(weights, weights + rows.numCases, 0.0);

@@ -47,7 +47,11 @@ class TreeSearch {
   };
 
   bool Stops() const { return interrupt_.halted || !gains_ || !scores_.IsReady(); }
-  bool IsTold(int node) const { return isClassifier_ && rules_.Allows(target_, node); }
+  // Whether the target becomes its parent, beside those that are required.
+  bool IsTold(int node) const {
+    return isClassifier_ && rules_.Allows(target_, node) &&
+           (rules_.Requires(target_, node) || rules_.Required(node).size() < rules_.MostParents());
+  }
 
   // The parents a node has whatever the tree is.
   Vector<int> FixedParents(int node) const {
