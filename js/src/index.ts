@@ -38,11 +38,13 @@ export class Bravic {
   }
 
   /**
-   * Reads a net from the text of a file. name: what messages call it, and where a net without a name has its name from.
-   * format: by default what the content tells. Where anything is wrong in it, all of that is thrown as one BravicError.
+   * Reads a net from the text of a file, or from its bytes, as `fetch` and Node answer them. name: what messages call it, and
+   * where a net without a name has its name from. format: by default what the content tells. Where anything is wrong in
+   * it, all of that is thrown as one BravicError.
    */
-  read(text: string | Uint8Array, name?: string, format?: Format): Net {
-    const bytes = typeof text === "string" ? new TextEncoder().encode(text) : text;
+  read(text: string | Uint8Array | ArrayBuffer, name?: string, format?: Format): Net {
+    const bytes =
+      typeof text === "string" ? new TextEncoder().encode(text) : text instanceof Uint8Array ? text : new Uint8Array(text);
     return Net.read(this.library, bytes, name ?? null, format ?? null);
   }
 }

@@ -8,7 +8,7 @@ import { after, before, test } from "node:test";
 
 import { chromium } from "playwright-core";
 
-import { benchmarks, readExample, root } from "./support.mjs";
+import { benchmarks, blocksOf, readExample, root } from "./support.mjs";
 
 const executablePath = process.env.CHROMIUM ?? "/usr/bin/chromium";
 const skip = !existsSync(executablePath) && "no Chromium here";
@@ -17,13 +17,16 @@ const PAGES = {
   "/": "<!doctype html><title>test</title>",
   "/guarded": `<!doctype html><meta http-equiv="Content-Security-Policy"
     content="default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'"><title>test</title>`,
+  "/tutorial/": blocksOf("docs/tutorials/browser.md", "html")[0],
 };
 let server, browser, page;
 
-/** Serves files of this tree, and of the folder of benchmark nets under /benchmarks/. */
+/** Serves files of this tree; the benchmark nets under /benchmarks/, and under /tutorial/ what its reader puts there. */
 function serve(request, response) {
   const path = normalize(new URL(request.url, "http://localhost").pathname);
-  const file = path.startsWith("/benchmarks/") ? benchmarks + path.slice("/benchmarks/".length) : root + path.slice(1);
+  const file = path.startsWith("/benchmarks/")
+    ? benchmarks + path.slice("/benchmarks/".length)
+    : root + path.slice(1).replace("tutorial/bravic/", "js/dist/").replace("tutorial/", "examples/nets/");
   const content = PAGES[path] ?? (existsSync(file) && readFileSync(file));
   response.writeHead(content ? 200 : 404, { "content-type": PAGES[path] ? "text/html" : (TYPES[extname(path)] ?? "text/plain") });
   response.end(content || "");
@@ -59,6 +62,23 @@ test("a page has the beliefs that Node has", { skip }, async () => {
   net.enter("Smoking", "smoker");
   net.enter("XRay", { abnormal: 0.7, normal: 0.1 });
   assert.deepEqual(beliefs, [[...net.allBeliefs()], [...net.allBeliefs()]]);
+});
+
+test("the tutorial's page answers as it says", { skip }, async () => {
+  const text = readFileSync(`${root}docs/tutorials/browser.md`, "utf8");
+  const said = [...text.slice(text.lastIndexOf("```")).matchAll(/\d+\.\d%/g)].map(([number]) => number);
+  await page.goto(address("/tutorial/"));
+  const shown = [];
+  const read = async (number) => {
+    await page.waitForFunction((value) => document.getElementById("answer").value === value, number);
+    shown.push(await page.locator("#answer").textContent());
+  };
+  await read(said[0]);
+  await page.selectOption("[name=XRay]", "abnormal");
+  await read(said[1]);
+  await page.selectOption("[name=Smoking]", "smoker");
+  await read(said[2]);
+  assert.deepEqual(shown, said);
 });
 
 /** In a page: runs the program with those files in a folder that is kept in memory. */

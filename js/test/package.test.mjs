@@ -1,12 +1,12 @@
 // What npm would publish: its contents, and that it works where it is installed, as the README says.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, symlinkSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
 
-import { root } from "./support.mjs";
+import { blocksOf, root } from "./support.mjs";
 
 const folder = mkdtempSync(join(tmpdir(), "bravic-npm-"));
 const run = (command, args, cwd) => execFileSync(command, args, { cwd, encoding: "utf8", stdio: ["ignore", "pipe", "pipe"] });
@@ -15,6 +15,7 @@ let packed;
 before(() => {
   [packed] = JSON.parse(run("npm", ["pack", "--json", "--pack-destination", folder], `${root}js`));
   writeFileSync(join(folder, "package.json"), '{"name": "host", "private": true, "type": "module"}');
+  symlinkSync(`${root}examples`, join(folder, "examples"));
   run("npm", ["install", "--offline", "--no-audit", "--no-fund", join(folder, packed.filename)], folder);
 });
 after(() => rmSync(folder, { recursive: true }));
@@ -28,14 +29,15 @@ test("the package has what it needs and nothing else", () => {
   assert.match(readFileSync(`${root}CMakeLists.txt`, "utf8"), new RegExp(`project\\(bravic VERSION ${version} `));
 });
 
-test("what the README shows is what comes", () => {
-  const blocks = [...readFileSync(`${root}js/README.md`, "utf8").matchAll(/^```js\n(.*?)^```/gms)].map((match) => match[1]);
-  const script = blocks.join("\n");
-  const expected = [...script.matchAll(/console\.log\(.*\); \/\/ (.*)$/gm)].map((match) => match[1]);
-  assert.ok(blocks.length >= 4 && expected.length >= 8);
-  writeFileSync(join(folder, "readme.js"), script);
-  assert.deepEqual(run("node", ["readme.js"], folder).trimEnd().split("\n"), expected);
-});
+for (const page of ["js/README.md", "docs/tutorials/browser.md"]) {
+  test(`what ${page} shows is what comes`, () => {
+    const script = blocksOf(page, "js").join("\n");
+    const expected = [...script.matchAll(/console\.log\(.*\); \/\/ (.*)$/gm)].map((match) => match[1]);
+    assert.ok(expected.length >= 8);
+    writeFileSync(join(folder, "shown.js"), script);
+    assert.deepEqual(run("node", ["shown.js"], folder).trimEnd().split("\n"), expected);
+  });
+}
 
 test("types are those of a project that is as strict as can be", () => {
   writeFileSync(join(folder, "host.ts"), `import { load, BravicError, type Net, type Found } from "bravic";

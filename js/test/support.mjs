@@ -20,3 +20,7 @@ export const readBenchmark = (name) => bravic.read(readFileSync(`${benchmarks}${
 
 /** What is thrown, by its number. */
 export const numbered = (number) => (error) => error.constructor.name === "BravicError" && error.number === number;
+
+/** The blocks of a language that a page shows. */
+export const blocksOf = (page, language) =>
+  [...readFileSync(root + page, "utf8").matchAll(new RegExp(`^\`\`\`${language}\\n(.*?)^\`\`\``, "gms"))].map(([, block]) => block);
