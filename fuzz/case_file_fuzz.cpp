@@ -174,9 +174,14 @@ std::string ReadBlocks(const Net& net, const std::string& path, long size, std::
   return all;
 }
 
-void CheckNetOfCases(const std::string& input) {
+Net MakeOfCases(const std::string& input) {
+  const Pace pace(testing::ReadWhole(input).size());
   const File file(input);
-  const Net net(NewNetOfCases_bn(file.get(), "Sheet", nullptr));
+  return Net(NewNetOfCases_bn(file.get(), "Sheet", nullptr));
+}
+
+void CheckNetOfCases(const std::string& input) {
+  const Net net = MakeOfCases(input);
   ForgetErrors();
   if (!net) return;
   CheckSound(net);

@@ -13,6 +13,7 @@ constexpr const char* READ_AS = nullptr;
 #endif
 
 Net ReadText(const std::string& text) {
+  const Pace pace(text.size());
   return Net(ReadNetFormatText_bn(text.data(), static_cast<long>(text.size()), READ_AS, "input", Environment()));
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 #include "Basic/Memory.h"
 #include "Bn/compiled/Likelihood.h"
@@ -304,6 +305,23 @@ Balance::~Balance() {
   if (MemoryUsed() != before_) {
     Fail("memory", std::to_string(before_) + " bytes before, now " + std::to_string(MemoryUsed()));
   }
+}
+
+namespace {
+
+double ProcessorSeconds() {
+  return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+
+}  // namespace
+
+// Under sanitizers a byte takes a microsecond or two.
+Pace::Pace(std::size_t nbytes)
+    : allowed_(1 + 50e-6 * static_cast<double>(nbytes)), before_((Environment(), ProcessorSeconds())) {}
+
+Pace::~Pace() {
+  const double taken = ProcessorSeconds() - before_;
+  if (taken > allowed_) Fail("reading takes long", Text(taken) + "seconds, where allowed are " + Text(allowed_));
 }
 
 }  // namespace bravic::fuzz

@@ -95,4 +95,16 @@ class Balance {
   std::size_t before_;
 };
 
+// Reading so many bytes may take a time in proportion, beside what small files take.
+class Pace {
+ public:
+  explicit Pace(std::size_t nbytes);
+  ~Pace();
+  Pace(const Pace&) = delete;
+  Pace& operator=(const Pace&) = delete;
+
+ private:
+  double allowed_, before_;  // seconds of the processor
+};
+
 }  // namespace bravic::fuzz

@@ -7,7 +7,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string path = Path("input.dne");
   bravic::testing::WriteWhole(path, {reinterpret_cast<const char*>(data), size});
   const File file(path);
-  if (const Net net(ReadNet_bn(file.get(), size % 2 != 0)); net) {
+  Net net;
+  {
+    const Pace pace(size);
+    net.reset(ReadNet_bn(file.get(), size % 2 != 0));
+  }
+  if (net) {
     ForgetErrors();
     CheckSound(net);
     CheckSaving(net);

@@ -29,11 +29,11 @@ test("the package has what it needs and nothing else", () => {
   assert.match(readFileSync(`${root}CMakeLists.txt`, "utf8"), new RegExp(`project\\(bravic VERSION ${version} `));
 });
 
-for (const page of ["js/README.md", "docs/tutorials/browser.md"]) {
+for (const page of ["README.md", "js/README.md", "docs/tutorials/browser.md"]) {
   test(`what ${page} shows is what comes`, () => {
     const script = blocksOf(page, "js").join("\n");
     const expected = [...script.matchAll(/console\.log\(.*\); \/\/ (.*)$/gm)].map((match) => match[1]);
-    assert.ok(expected.length >= 8);
+    assert.ok(expected.length >= 2);
     writeFileSync(join(folder, "shown.js"), script);
     assert.deepEqual(run("node", ["shown.js"], folder).trimEnd().split("\n"), expected);
   });
