@@ -21,9 +21,9 @@ after(() => rmSync(folder, { recursive: true }));
 
 test("the package has what it needs and nothing else", () => {
   const files = packed.files.map(({ path }) => path);
-  for (const file of ["LICENSE", "README.md", "package.json", "dist/bravic.wasm", "dist/index.js", "dist/index.d.ts"])
+  for (const file of ["LICENSE", "NOTICES.md", "README.md", "package.json", "dist/bravic.wasm", "dist/index.js", "dist/index.d.ts"])
     assert.ok(files.includes(file), file);
-  for (const file of files) assert.match(file, /^(LICENSE|README\.md|package\.json|dist\/[a-z]+(\.wasm|\.js|\.d\.ts))$/);
+  for (const file of files) assert.match(file, /^(LICENSE|NOTICES\.md|README\.md|package\.json|dist\/[a-z]+(\.wasm|\.js|\.d\.ts))$/);
 });
 
 test("what the README shows is what comes", () => {
