@@ -202,7 +202,8 @@ TEST_F(FormatProblemsTest, ManyAreCountedAndLongWordsAreCut) {
   for (std::string line; std::getline(lines, line);) EXPECT_LT(line.size(), 530u);
 }
 
-TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
+#ifndef _WIN32
+TEST_F(FormatProblemsTest, LinksAndPermissionsOfReplacedFilesStay) {
   const Net read = ReadText("bif", BIF_A);
   const std::string path = directory.Path("a.bif"), link = directory.Path("link.bif");
   WriteWhole(path, "old");
@@ -212,7 +213,16 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
   EXPECT_EQ(ReadWhole(path), Text(read, "bif"));
-  const Net again(ReadNetFormat_bn(link.c_str(), nullptr, env));
+}
+#endif
+
+TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
+  const Net read = ReadText("bif", BIF_A);
+  const std::string path = directory.Path("a.bif");
+  WriteWhole(path, "old");
+  EXPECT_EQ(WriteNetFormat_bn(read.get(), path.c_str(), nullptr), 0);
+  EXPECT_EQ(ReadWhole(path), Text(read, "bif"));
+  const Net again(ReadNetFormat_bn(path.c_str(), nullptr, env));
   EXPECT_STREQ(GetNetName_bn(again.get()), "text");
   EXPECT_EQ(Reports(), "");
   // Refused: what was there stays, and nothing is left beside it.
@@ -232,7 +242,7 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   std::istringstream lines(Reports());
   for (std::string line; std::getline(lines, line);) numbers += line.substr(0, 6);
   EXPECT_EQ(numbers, "5 881 5 801 5 808 5 808 5 803 5 807 5 806 5 804 5 805 ");
-  EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"a.bif", "link.bif"}));
+  EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"a.bif"}));
   EXPECT_EQ(ReadWhole(path), Text(again, "bif"));
 }
 
