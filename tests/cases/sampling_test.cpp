@@ -269,6 +269,75 @@ TEST_F(Sampling, DrawsExactlyWhereFindingsAreRare) {
   }
 }
 
+// Where states are drawn exactly, what is real-valued follows from them.
+TEST_F(Sampling, ComputesValuesOfExactDraws) {
+  net = Read(
+      "// ~->[DNET-1]->~\nbnet Drawn {\n"
+      "node cause {kind = NATURE; discrete = TRUE; states = (a, b); probs = (0.5, 0.5);};\n"
+      "node sign {kind = NATURE; discrete = TRUE; states = (rare, usual); parents = (cause);\n"
+      "  probs = ((0.003, 0.997), (0.001, 0.999));};\n"
+      "node size {kind = NATURE; discrete = FALSE; levels = (0, 1, 2); parents = (cause); functable = (0.25, 1.75);};\n"
+      "node effect {kind = NATURE; discrete = TRUE; states = (x, y); parents = (size); probs = ((1, 0), (0, "
+      "1));};};\n");
+  CompileNet_bn(net.get());
+  Observe(net, "sign", "rare");
+  SeedRandom_ns(5, env);
+  constexpr int NUM_CASES = 400;
+  EXPECT_EQ(Generate(net, NUM_CASES), 0);
+  EXPECT_EQ(Reports(1), "");
+  const std::string text = ReadWhole(Path());
+  const auto count = [&](const std::string& row) {
+    int found = 0;
+    for (std::size_t at = 0; (at = text.find(row, at)) != text.npos; ++at) ++found;
+    return found;
+  };
+  const int numFirst = count("a\trare\t0.25\tx\n");
+  EXPECT_EQ(numFirst + count("b\trare\t1.75\ty\n"), NUM_CASES) << text;
+  EXPECT_NEAR(numFirst, 0.75 * NUM_CASES, 5 * std::sqrt(0.25 * 0.75 * NUM_CASES));
+}
+
+// Branches of many states that are all about as improbable, so that what is scaled up adds up, and all branches meet.
+TEST_F(Sampling, DrawsExactlyWhateverAddsUp) {
+  constexpr int HUBS = 10, BRANCHES = 20, STATES = 64, SIGNS = 4, NUM_CASES = 500;
+  node_bn all = New("All");
+  const auto addSign = [&](const std::string& name, node_bn parent, const std::vector<float>& table) {
+    node_bn sign = New(name.c_str(), 2, {parent});
+    SetTable(sign, table);
+    EnterFinding_bn(sign, 0);
+  };
+  std::vector<float> signs;
+  for (int s = 0; s < STATES; ++s) signs.insert(signs.end(), {2.2e-30f, 1});  // four of them: 2^-394 or a little less
+  for (int h = 0; h < HUBS; ++h) {
+    const std::string name = "H" + std::to_string(h);
+    node_bn hub = New(name.c_str());
+    SetTable(hub, {0.5f, 0.5f});
+    AddLink_bn(hub, all);
+    for (int i = 0; i < BRANCHES; ++i) {
+      const std::string branchName = name + "B" + std::to_string(i);
+      node_bn branch = New(branchName.c_str(), STATES, {hub});
+      SetTable(branch, std::vector<float>(2 * STATES, 1.0f / STATES));
+      for (int k = 0; k < SIGNS; ++k) addSign(branchName + "S" + std::to_string(k), branch, signs);
+    }
+    addSign(name + "Told", hub, {0.75f, 0.25f, 0.25f, 0.75f});
+  }
+  SetTable(all, std::vector<float>(2 << HUBS, 0.5f));
+  CompileNet_bn(net.get());
+  SeedRandom_ns(5, env);
+  ASSERT_EQ(Generate(net, NUM_CASES), 0);
+  EXPECT_EQ(Reports(1), "");
+  std::istringstream file(ReadWhole(Path()));
+  int column = -1, numFirst = 0;
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream cells(line);
+    int at = 0;
+    for (std::string cell; std::getline(cells, cell, '\t'); ++at) {
+      if (cell == "H7") column = at;
+      numFirst += at == column && cell == "0";
+    }
+  }
+  EXPECT_NEAR(numFirst, 0.75 * NUM_CASES, 5 * std::sqrt(0.25 * 0.75 * NUM_CASES));
+}
+
 TEST_F(Sampling, StopsWhenTheHostSaysSo) {
   net = ChestClinic(env);
   SetWaitClock([] {

@@ -1,6 +1,17 @@
 #include "decisions/diagrams.h"
 
+#include "Bn/model/Records.h"
+
 namespace bravic::testing {
+
+void MakeRowsOdd(node_bn node, Random& random) {
+  ForEachRow(node, [&](const statetype* states) {
+    std::vector<float> row(GetNodeProbs_bn(node, states), GetNodeProbs_bn(node, states) + NumStates(node));
+    const int form = random.Below(4);
+    for (float& entry : row) entry = form == 0 ? IMPOS_PROB : form == 1 ? 0.5f * entry : entry;
+    SetNodeProbs_bn(node, states, row.data());
+  });
+}
 
 Net RandomDiagram(environ_ns env, Random& random, const DiagramOptions& options) {
   Net net(NewNet_bn("Diagram", env));
@@ -19,6 +30,7 @@ Net RandomDiagram(environ_ns env, Random& random, const DiagramOptions& options)
     }
     if (isLate) late.push_back(node);
     RandomTable(node, random, 0.15);
+    if (options.odd) MakeRowsOdd(node, random);
     order.push_back(node);
   };
   for (int i = 0; i < options.numDecisions; ++i) {

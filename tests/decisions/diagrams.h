@@ -164,6 +164,7 @@ struct DiagramOptions {
   bool forgets = false;   // a decision does not know what earlier ones knew
   bool findings = false;  // of chance nodes that follow from no decision
   bool late = false;      // of others too
+  bool odd = false;       // rows of chance nodes are declared impossible or do not sum to 1
 };
 
 // Chance nodes and decisions in turn, each decision linked from the one before; utilities of a few of them.

@@ -30,6 +30,7 @@ TEST_F(SolveTest, BothMethodsAttainTheBestWhereNothingIsForgotten) {
     options.numDecisions = 1 + seed / 4 % 4;
     options.findings = seed % 2 == 0;
     options.late = seed % 4 == 0;
+    options.odd = seed % 8 == 4;
     net = RandomDiagram(env, random, options);
     Reports();
     const Worlds worlds(net);
@@ -64,6 +65,7 @@ TEST_F(SolveTest, NoChangeOfOneRowIsBetterThanLimitedPolicies) {
     options.numDecisions = 4;
     options.forgets = true;
     options.findings = options.late = seed % 2 == 0;
+    options.odd = seed % 4 == 2;
     net = RandomDiagram(env, random, options);
     Reports();
     const Worlds worlds(net);
@@ -111,6 +113,7 @@ TEST_F(SolveTest, ObservingIsWorthWhatItAdds) {
     DiagramOptions options;
     options.numDecisions = 1 + seed / 3 % 3;
     options.findings = options.late = seed % 3 == 0;
+    options.odd = seed % 6 == 3;
     net = RandomDiagram(env, random, options);
     Reports();
     const Worlds worlds(net);
@@ -248,6 +251,28 @@ TEST_F(SolveTest, WhatCannotBeSolvedIsRefusedAndUnchanged) {
   EXPECT_EQ(Gist(), "5 2564 ValueOfObserving_bn Seismic Test");
   EXPECT_EQ(ValueOfObserving_bn(At("Oil"), At("Seismic")), undef_dbl_ns);
   EXPECT_EQ(Gist(), "5 2565 ValueOfObserving_bn Oil Seismic");
+}
+
+TEST_F(SolveTest, ImpossibleUtilitiesAreAvoidedOrCountNothing) {
+  const auto readWith = [&](const std::string& choices, const std::string& values) {
+    return Read(
+        "// ~->[DNET-1]->~\nbnet Test {\n"
+        "node chance {kind = NATURE; discrete = TRUE; states = (a, b); probs = (0.25, 0.75);};\n"
+        "node choice {kind = DECISION; discrete = TRUE; states = (dare, keep); parents = (chance); functable = (" +
+        choices + ");};\nnode value {kind = UTILITY; discrete = FALSE; parents = (choice, chance); functable = (" +
+        values + ");};};\n");
+  };
+  net = readWith("dare, dare", "(@imposs, 8), (-5, -6)");
+  EXPECT_NEAR(GetExpectedUtility_bn(net.get()), 6, 1e-6);
+  for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 0.25 * -5 + 0.75 * 8, 1e-6);
+  DeleteLink_bn(0, At("choice"));
+  for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 0.25 * -5 + 0.75 * -6, 1e-6) << "the choice is blind";
+  EnterFinding_bn(At("chance"), 1);
+  for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 8, 1e-6);
+  EXPECT_EQ(Reports(), "");
+  net = readWith("keep, @undef", "(1, 8), (-5, -6)");
+  EXPECT_EQ(GetExpectedUtility_bn(net.get()), undef_dbl_ns);
+  EXPECT_EQ(Gist(), "5 2230 GetExpectedUtility_bn Test choice");
 }
 
 // What is known is less likely than doubles can tell; it bears on the cause by 2 to 1.

@@ -191,6 +191,100 @@ TEST_F(ManyCasesTest, LosesNothingOfAChain) {
   CompareWithInference(model, question, states);
 }
 
+// A hub of which half of the leaves say what no double holds, and the other half takes it back.
+struct Hub {
+  static constexpr int LEAVES = 30, SEEN = 26, STATES = 3;
+  Model model;
+
+  Hub() {
+    model.numstates = {STATES};
+    model.parents.resize(LEAVES + 1);
+    model.children.resize(LEAVES + 1);
+    model.tables = {{0.25f, 0.5f, 0.25f}};
+    for (int i = 1; i <= LEAVES; ++i) {
+      model.numstates.push_back(2);
+      model.parents[i].push_back(0);
+      model.children[0].push_back(i);
+      const float most = 1 - float(i) / 64, least = float(i) * 1e-37f;
+      model.tables.push_back(i <= SEEN / 2 ? std::vector<float>{least, 1, most, 1 - most, 2 * least, 1}
+                                           : std::vector<float>{most, 1 - most, least, 1, most / 2, 1 - most / 2});
+    }
+    // One may leave the hub's first state alone, the other all but that.
+    model.tables[SEEN - 1] = {1, 0, 0, 1, 0, 1};
+    model.tables[SEEN] = {1, 0, 0.25f, 0.75f, 0.5f, 0.5f};
+  }
+  long double Entry(int leaf, int hub, int state) const {
+    return static_cast<long double>(model.Table(leaf)[2 * hub + state]);
+  }
+  // The joint weights of the hub and the leaves that are seen, whatever the others are.
+  std::vector<long double> Weights(const int* row) const {
+    std::vector<long double> weights;
+    for (int h = 0; h < STATES; ++h) {
+      weights.push_back(static_cast<long double>(model.Table(0)[h]));
+      for (int k = 0; k < SEEN; ++k)
+        if (row[k] >= 0) weights.back() *= Entry(k + 1, h, row[k]);
+    }
+    return weights;
+  }
+  // The belief of the hub, and those of some families, each scaled to sum 1; zeros where the case cannot be.
+  std::vector<double> Answer(const int* row, const Vector<int>& families) const {
+    const std::vector<long double> weights = Weights(row);
+    const long double total = std::accumulate(weights.begin(), weights.end(), 0.0L);
+    std::vector<double> answer;
+    for (int h = 0; h < STATES; ++h) answer.push_back(total > 0 ? double(weights[std::size_t(h)] / total) : 0);
+    for (const int leaf : families)
+      for (int k = 0; k < 2 * STATES; ++k) {
+        const int known = leaf <= SEEN ? row[leaf - 1] : -1;
+        const double ofState = known < 0 ? double(Entry(leaf, k / 2, k % 2)) : known == k % 2;
+        answer.push_back(answer[std::size_t(k / 2)] * ofState);
+      }
+    return answer;
+  }
+};
+
+TEST_F(ManyCasesTest, LosesNothingOfAHub) {
+  constexpr int NUM_CASES = 60, FIRST_OF_FAMILIES = Hub::STATES, FAMILY = 2 * Hub::STATES;
+  const Hub hub;
+  CaseQuestion question{hub.model.numstates, hub.model.parents, [&](int i) { return hub.model.Table(i); }, {}, {0}, {}};
+  for (int i = 1; i <= Hub::SEEN; ++i) question.observed.push_back(i);
+  Random random(1);
+  std::vector<int> states;
+  for (int number = 0; number < NUM_CASES; ++number) {
+    for (int k = 0; k < Hub::SEEN - 2; ++k)
+      states.push_back(random.Chance(number % 4 * 0.04) ? random.Below(3) - 1 : 0);
+    states.push_back(number % 5 == 0 ? 0 : -1);
+    states.push_back(number % 3 == 0 ? 1 : -1);
+  }
+  for (const CaseWay way : WAYS) {
+    for (const Vector<int>& families : {Vector<int>{}, Vector<int>{Hub::LEAVES, 3}}) {
+      question.families = families;
+      const std::size_t width = std::size_t(FIRST_OF_FAMILIES + FAMILY * families.size());
+      std::vector<float> beliefs(NUM_CASES * width, -1);
+      std::vector<double> logs(NUM_CASES);
+      std::ptrdiff_t impossible, expected = 0;
+      ASSERT_EQ(ManyCases(question, way)
+                    .Answer({states.data(), NUM_CASES, beliefs.data(), logs.data()}, 2, nullptr, &impossible),
+                Status::Done);
+      for (std::size_t number = 0; number < NUM_CASES; ++number) {
+        const int* const row = states.data() + number * Hub::SEEN;
+        const std::vector<long double> weights = hub.Weights(row);
+        const double log = double(std::log(std::accumulate(weights.begin(), weights.end(), 0.0L)));
+        EXPECT_TRUE(std::abs(logs[number] - log) < 1e-4 || logs[number] == log) << logs[number] << " for " << log;
+        expected += std::isinf(log);
+        float* const got = beliefs.data() + number * width;
+        for (std::size_t first = FIRST_OF_FAMILIES; first < width; first += FAMILY) {  // up to factors
+          const float sum = std::accumulate(got + first, got + first + FAMILY, 0.0f);
+          for (float* entry = got + first; entry < got + first + FAMILY; ++entry) *entry /= sum > 0 ? sum : 1;
+        }
+        const std::vector<double> answer = hub.Answer(row, families);
+        for (std::size_t k = 0; k < width; ++k) EXPECT_NEAR(got[k], answer[k], 1e-5) << number << " " << k;
+      }
+      EXPECT_EQ(impossible, expected);
+      EXPECT_GT(expected, 3);
+    }
+  }
+}
+
 // Nets whose tables use the whole range of floats.
 TEST_F(ManyCasesTest, LosesNothingOfTablesOfAnyRange) {
   for (std::uint64_t seed = 1; seed <= 40; ++seed) {

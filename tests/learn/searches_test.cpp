@@ -1,7 +1,7 @@
 // Searches for links over small data sets against all nets there are, with rules, limits on entries and missing cells.
 #include <bit>
 
-#include "Bn/engine/learn/LinkSearch.h"
+#include "Bn/engine/learn/CandidateSets.h"
 #include "support/random.h"
 #include "support/test.h"
 
@@ -208,6 +208,56 @@ TEST(Searches, OrdersComeNearTheBestAndNeverBelowTheirStart) {
     EXPECT_NEAR(SearchOrders(changed).score, best.score, ROUNDING);
   }
   EXPECT_GE(numBest, 38);
+}
+
+// The sets that a short list may have are those of the nodes that gain most alone; what is begun with stays.
+TEST(Searches, ListsKeepTheBestCandidates) {
+  for (int seed = 0; seed < 20; ++seed) {
+    SCOPED_TRACE(seed);
+    Random random(static_cast<std::uint64_t>(seed));
+    Task task(random, 8, 300, seed % 4 == 0 ? 0.1 : 0, seed % 2 == 0);
+    const int node = random.Below(task.n), most = random.Below(task.n);
+    const Vector<int>& required = task.rules->Required(node);
+    std::vector<std::pair<double, int>> alone;
+    for (int other = 0; other < task.n; ++other) {
+      Vector<int> set = required;
+      set.push_back(other);
+      std::ranges::sort(set);
+      if (task.rules->Allows(other, node) && !task.rules->Requires(other, node) && task.rules->AllowsParents(node, set))
+        alone.push_back({-task.scores->Score(node, set), other});
+    }
+    std::ranges::stable_sort(alone);
+    const Vector<Vector<int>> begun = {required};
+    ParentSetList expected;
+    for (unsigned bits = 0; bits < 1u << task.n; ++bits) {
+      const Vector<int> set = Task::SetOf(bits);
+      if (!task.rules->AllowsParents(node, set) || set.size() > required.size() + 2) continue;
+      int numKept = 0;
+      for (std::size_t k = 0; k < alone.size() && int(k) < most; ++k)
+        numKept += std::ranges::count(set, alone[k].second) > 0;
+      const bool isSingle = set.size() <= required.size() + 1;
+      if (isSingle || numKept == set.size() - required.size()) expected.Add(set, task.scores->Score(node, set));
+    }
+    const ParentSets listed = BestParentSets(*task.scores, *task.rules, node, {most, 2, 0}, begun),
+                     all = expected.Sorted();
+    ASSERT_EQ(listed.NumSets(), all.NumSets());
+    for (int k = 0; k < all.NumSets(); ++k) EXPECT_TRUE(std::ranges::equal(listed.Set(k), all.Set(k)));
+    EXPECT_EQ(listed.scores, all.scores);
+    // Looked at one by one, sets of any size come before those that score less.
+    const ParentSets more = BestParentSets(*task.scores, *task.rules, node, {task.n, 1, 40}, begun);
+    for (int k = 0; k < more.NumSets(); ++k) {
+      const Vector<int> set(more.Set(k).begin(), more.Set(k).end());
+      EXPECT_TRUE(task.rules->AllowsParents(node, set));
+      EXPECT_EQ(more.scores[k], task.scores->Score(node, set));
+    }
+  }
+  // As many candidates as let all their pairs be scored, but fifteen in any case.
+  for (const auto& [setsPerNode, numNodes] : {std::pair{7500.0, 200}, {50.0, 40}, {1e6, 20}}) {
+    const int n = ChooseSetSearch(setsPerNode, numNodes).mostCandidates;
+    const auto numSets = [](double of) { return 1 + of + of * (of - 1) / 2; };
+    EXPECT_TRUE(n == numNodes || n == 15 || numSets(n + 1) > setsPerNode);
+    EXPECT_TRUE(n == 15 || numSets(n) <= setsPerNode);
+  }
 }
 
 TEST(Searches, KeepTheLimitOnEntries) {

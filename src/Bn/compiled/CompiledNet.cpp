@@ -148,8 +148,7 @@ engine::Status FillBeliefs(CompiledNet& compiled, node_bn node) {
   if (WorthAll(compiled)) {
     const engine::Status status = FindAllBeliefs(compiled, stamp);
     compiled.allKnown = status == engine::Status::Done;
-    // Where some belief vanishes, the others can still be found one by one.
-    if (status != engine::Status::Vanished) return status;
+    return status;
   }
   const std::span<float> belief(BeliefVector(node), node->numstates);
   return AskEngine(compiled, 1, Showing::Never,

@@ -217,8 +217,8 @@ class TreeSampler::Collector {
   static Scaled SumUp(std::span<const Scaled> weights, double* sums) {
     Scaled sum;
     for (const Scaled& weight : weights) sum.Add(weight);
-    // Many weights may add up beyond the range within which products are kept.
-    if (sum.value > 0x1p200) {
+    // Many weights that were scaled up may add up beyond 1, and products of such sums without end.
+    if (sum.value > 1) {
       sum.value *= Scaled::DOWN;
       ++sum.scale;
     }

@@ -47,27 +47,11 @@ class Conditionals {
   }
 
  private:
-  engine::Status Sweep(EngineLoan& engine, std::span<const node_bn> others, float* to) const;
-
   Vector<double> prior_;
   Vector<int> starts_;  // [others + 1] where a node's belief begins among those given one state
   Block<float> beliefs_;
   Vector<double> belief_, mean_;
 };
-
-// All beliefs wanted, given what the engine has been told.
-engine::Status Conditionals::Sweep(EngineLoan& engine, std::span<const node_bn> others, float* to) const {
-  Vector<float*> places(engine.NumNodes(), nullptr);
-  for (int k = 0; k < Count(others); ++k) places[others[k]->compiledIndex] = to + starts_[k];
-  const engine::Status status = engine->AllBeliefs([&](int i) { return places[i]; });
-  if (status != engine::Status::Vanished) return status;
-  // Some belief that may not be wanted vanishes; the others can be found one by one.
-  for (int k = 0; k < Count(others); ++k) {
-    const std::span<float> belief(to + starts_[k], static_cast<std::size_t>(starts_[k + 1] - starts_[k]));
-    if (const auto one = engine->Belief(others[k]->compiledIndex, belief); one != engine::Status::Done) return one;
-  }
-  return engine::Status::Done;
-}
 
 bool Conditionals::Find(node_bn target, const nodelist_rec& others) {
   net_bn net = target->innet;
@@ -81,6 +65,8 @@ bool Conditionals::Find(node_bn target, const nodelist_rec& others) {
     return false;
   }
   EngineLoan engine(net);
+  Vector<int> place(engine.NumNodes(), -1);
+  for (int k = 0; k < others.num; ++k) place[others.ar[k]->compiledIndex] = starts_[k];
   constexpr int COLLECT_AND_DISTRIBUTE = 2;
   return engine.Ask(COLLECT_AND_DISTRIBUTE * target->numstates, [&] {
     double unused;
@@ -89,7 +75,7 @@ bool Conditionals::Find(node_bn target, const nodelist_rec& others) {
       if (!(prior_[s] > 0)) continue;
       engine.SetState(*target, s);
       float* const to = beliefs_.get() + static_cast<std::size_t>(s) * starts_.back();
-      status = Sweep(engine, Entries(others), to);
+      status = engine->AllBeliefs([&](int i) { return place[i] < 0 ? nullptr : to + place[i]; });
     }
     return status;
   });

@@ -214,9 +214,8 @@ Status ManyCases::AnswerWidely(const CaseBatch& batch, std::ptrdiff_t number, Ca
   float* to = batch.beliefs ? batch.beliefs + number * numBeliefs_ : nullptr;
   for (int t = 0; to && t < question_.targets.size(); ++t) {
     const int numstates = question_.numstates[question_.targets[t]];
-    // A belief without a state that floats can tell is 0.
     const Status ofBelief = inference->Belief(tree_->NodeOfTarget(t), std::span<float>(to, numstates));
-    if (ofBelief != Status::Done && ofBelief != Status::Vanished) return ofBelief;
+    if (ofBelief != Status::Done) return ofBelief;
     to += numstates;
   }
   for (int f = 0; to && f < question_.families.size(); ++f) {

@@ -294,23 +294,29 @@ ValueOutcome DecisionSolver::SolveLimited() {
 
 // ---- Nothing forgotten ----
 
+// The last decision first; value: what the policies are worth. Inconsistent where they avoid all that the findings
+// allow, since that is worth less than the amount.
+ValueOutcome DecisionSolver::ChooseAll(const Vector<int>& decisions, double takenOff, double* value) {
+  for (int k = decisions.size(); k-- > 0;) {
+    const int decision = decisions[k];
+    ChoiceValues values;
+    ValueOutcome outcome = FindValues(decision, &values);
+    const double off = isWeighed_[decision] ? takenOff : 0;
+    if (outcome == ValueOutcome::Done) {
+      outcome = ChooseBest(values, model_.items[decision].isAllowed, off, &interrupt_, &policies_[decision]);
+    }
+    if (outcome != ValueOutcome::Done) return outcome;
+  }
+  return Expect(value);
+}
+
 // What is worth most is found for ever larger amounts taken off, until nothing is gained.
 ValueOutcome DecisionSolver::SolveFullWeighed(const Vector<int>& decisions) {
   Vector<Policy> best(policies_.size());
   double takenOff = LowerBound();
   for (int round = 0; round < MANY_ROUNDS; ++round) {
-    for (int k = decisions.size(); k-- > 0;) {
-      const int decision = decisions[k];
-      ChoiceValues values;
-      ValueOutcome outcome = FindValues(decision, &values);
-      const double off = isWeighed_[decision] ? takenOff : 0;
-      if (outcome == ValueOutcome::Done) {
-        outcome = ChooseBest(values, model_.items[decision].isAllowed, off, &interrupt_, &policies_[decision]);
-      }
-      if (outcome != ValueOutcome::Done) return outcome;
-    }
     double value;
-    const ValueOutcome outcome = Expect(&value);
+    const ValueOutcome outcome = ChooseAll(decisions, takenOff, &value);
     if (outcome != ValueOutcome::Done && (round == 0 || outcome != ValueOutcome::Inconsistent)) return outcome;
     if (round > 0 && (outcome != ValueOutcome::Done || !IsBetter(value, takenOff))) break;
     takenOff = value;

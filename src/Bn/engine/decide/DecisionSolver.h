@@ -63,6 +63,7 @@ class DecisionSolver {
   ValueOutcome ImproveWeighed(const ChoiceValues& values, int decision, Policy* policy);
   Vector<int> RelevanceOrder(Vector<Vector<int>>* needs) const;
   ValueOutcome ImproveFurther(const Vector<int>& order, const Vector<Vector<int>>& needs);
+  ValueOutcome ChooseAll(const Vector<int>& decisions, double takenOff, double* value);
   ValueOutcome SolveFullWeighed(const Vector<int>& decisions);
   ValueOutcome FindPossible(int decision, Block<unsigned char>* isPossible);
   ValueOutcome FindOnlyChoice(int decision, int* choice);

@@ -33,28 +33,29 @@ Status Answers::Check() {
   return question_.Ask(Question::NO_NODE, {}, &answer) ? answer : propagation_.Propagate(-1, {});
 }
 
-bool Answers::ReadWide(int clique, std::span<const int> nodes, std::span<float> to) {
+Status Answers::ReadWide(int node, std::span<float> to) {
   propagation_.GoWide();
   long long exponent;
-  const double* sums = wide_.SumOnto(clique, nodes, &exponent);
-  return sums && marginals_.Normalize(sums, to);
+  const double* sums = wide_.SumOnto(structure_.entry[node], std::span<const int>(&node, 1), &exponent);
+  if (!sums) return mode_.watch->halted ? Status::Halted : Status::NoMemory;
+  return marginals_.Normalize(sums, to) ? Status::Done : Status::Vanished;
 }
 
 // The belief of a node that is not known, after propagation: where two messages meet already or, if there is no such
 // separator, in the nearest clique.
-bool Answers::ReadFromTree(int node, std::span<float> to) {
+Status Answers::ReadFromTree(int node, std::span<float> to) {
   if (!propagation_.IsWide()) {
     for (int s : structure_.separatorsOf[node])
       if (messages_.AreBothValid(s) &&
           separatorBeliefs_.Read(s, std::span<const int>(&node, 1), [&](int) { return to.data(); }))
-        return true;
+        return Status::Done;
     const int c = propagation_.CliqueForReading(node);
     if (propagation_.Collect(c) == Outcome::GOOD) {
       const Sums sums = passes_.SumOnto(c, NodeSet::Single(node));
-      if (marginals_.NormalizeSurely(sums.entries, sums.lost, to)) return true;
+      if (marginals_.NormalizeSurely(sums.entries, sums.lost, to)) return Status::Done;
     }
   }
-  return ReadWide(structure_.entry[node], std::span<const int>(&node, 1), to);
+  return ReadWide(node, to);
 }
 
 Status Answers::Belief(int node, std::span<float> out) {
@@ -73,7 +74,7 @@ Status Answers::Belief(int node, std::span<float> out) {
     answer = propagation_.Propagate(node, out);
     if (answer != Status::Done || !propagation_.IsWide()) return answer;
   }
-  return ReadFromTree(node, out) ? Status::Done : Status::Vanished;
+  return ReadFromTree(node, out);
 }
 
 // All beliefs of what is not known, and the probability of the findings; false leaves them to others.
@@ -109,31 +110,13 @@ Status Answers::AllBeliefs(const BeliefPlace& out) {
                       sweep_.ReadAll(out);
   if (isSure) return Status::Done;
   propagation_.GoWide();
-  bool isGood = true;
   for (int node = 0; node < n; ++node) {
-    if (!findings_.IsAxis(node)) continue;
-    float* belief = out(node);
-    if (belief) isGood &= ReadFromTree(node, std::span(belief, structure_.numstates[node]));
+    float* belief = findings_.IsAxis(node) ? out(node) : nullptr;
+    if (!belief) continue;
+    const Status status = ReadFromTree(node, std::span(belief, structure_.numstates[node]));
+    if (status != Status::Done) return status;
   }
-  return isGood ? Status::Done : Status::Vanished;
-}
-
-bool Answers::FamilyMarginal(int node, std::span<float> out) {
-  std::fill(out.begin(), out.end(), 0.0f);
-  if (propagation_.Propagate(-1, {}) != Status::Done) return false;
-  const int c = structure_.tree->home[node];
-  const Vector<int>& family = structure_.families[node];
-  // The sums are dense over the free variables; the rest of the table stays 0.
-  familyBelief_.resize(findings_.FreeSize(family));
-  bool isGood = false;
-  if (!propagation_.IsWide() && propagation_.Collect(c) == Outcome::GOOD) {
-    const Sums sums = passes_.SumOnto(c, NodeSet::Family(structure_, node));
-    isGood = marginals_.NormalizeSurely(sums.entries, sums.lost, familyBelief_);
-  }
-  if (!isGood) isGood = ReadWide(c, family, familyBelief_);
-  const float* from = familyBelief_.data();
-  findings_.ForEachFree(family, {}, [&](int index) { out[index] = *from++; });
-  return isGood;
+  return Status::Done;
 }
 
 }  // namespace bravic::engine

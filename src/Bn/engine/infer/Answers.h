@@ -19,12 +19,11 @@ class Answers {
   Status Check();
   Status Belief(int node, std::span<float> out);
   Status AllBeliefs(const BeliefPlace& out);
-  bool FamilyMarginal(int node, std::span<float> out);
 
  private:
   bool SweepStraight(const BeliefPlace& out);
-  bool ReadFromTree(int node, std::span<float> to);
-  bool ReadWide(int clique, std::span<const int> nodes, std::span<float> to);
+  Status ReadFromTree(int node, std::span<float> to);
+  Status ReadWide(int node, std::span<float> to);
 
   const Structure& structure_;
   const Findings& findings_;
@@ -42,7 +41,6 @@ class Answers {
   ReducedModels& reduced_;
   const Costs& costs_;
   const Mode& mode_;
-  Vector<float> familyBelief_;  // scratch
 };
 
 }  // namespace bravic::engine

@@ -234,10 +234,6 @@ Status Inference::AllBeliefs(const BeliefPlace& out) {
   return impl_->answers.AllBeliefs(out);
 }
 
-bool Inference::FamilyMarginal(int node, std::span<float> out) {
-  return impl_->answers.FamilyMarginal(node, out);
-}
-
 Status Inference::Joint(std::span<const int> nodes, double* to, double* entries) {
   *entries = 0;
   const Status status = impl_->propagation.Propagate(-1, {});

@@ -70,8 +70,6 @@ class Inference {
   bool IsSweepSmall() const;
   // All of them in one sweep, cheaper than one by one: out(i) answers where node i's belief goes, or NULL.
   Status AllBeliefs(const BeliefPlace& out);
-  // Marginal over a node's family (parents, then itself), [configurations x numstates], normalized to sum 1.
-  bool FamilyMarginal(int node, std::span<float> out);
 
   // The joint distribution of any nodes, [configurations] with the last node fastest, normalized to sum 1. entries: of
   // the tables that are had for it alone; tells with NoMemory how many these would have been.

@@ -12,7 +12,7 @@ namespace bravic::engine {
 // In place of a state: the variable is not known.
 inline constexpr int FREE = -1;
 
-// Vanished: a belief is 0 throughout although the findings are possible, for want of numbers small enough.
+// Vanished: numbers are 0 throughout although the findings are possible, for want of numbers small enough.
 // Halted: by the progress function; what was asked for is unknown.
 enum class Status { Done, Inconsistent, Vanished, NoMemory, Halted };
 
