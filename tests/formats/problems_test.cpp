@@ -149,6 +149,27 @@ TEST_F(FormatProblemsTest, EachIsReportedWithItsLine) {
   }
 }
 
+TEST_F(FormatProblemsTest, NumbersBeyondDoublesAreNothingOrInfinite) {
+  const std::string zeros(400, '0');
+  const std::pair<std::string, bool> rows[] = {
+      {"1e-400", false},
+      {"0." + zeros + "1", false},
+      {"-0." + zeros + "1", false},
+      {"0." + zeros + "1e+5", false},
+      {"1e400", true},
+      {"1" + zeros, true},
+      {"0" + ("1" + zeros), true},
+      {"1" + zeros + zeros + "e-400", true},
+  };
+  for (const auto& [number, isInfinite] : rows) {
+    const Net read =
+        ReadText("net", "node A { states = (\"a\" \"b\"); }\npotential (A) { data = (1 " + number + "); }");
+    EXPECT_EQ(Problems(), isInfinite ? "5 853:2: row () of node 'A' has the number inf, which is no probability" : "")
+        << number;
+    if (read) EXPECT_EQ(GetTable(Named(read, "A")), (std::vector<float>{1, 0})) << number;
+  }
+}
+
 TEST_F(FormatProblemsTest, OurOwnFilesAreKnownByTheirIndicator) {
   const std::string net = "bnet X { node A { discrete = TRUE; states = (a, b); probs = (0x, 1); }; };\n";
   for (const char* head : {"// ~->[DNET-1]->~\n", "\xEF\xBB\xBF// ~->[DNET-1]->~\n",
