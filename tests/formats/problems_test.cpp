@@ -90,6 +90,62 @@ constexpr BadText BAD_TEXTS[] = {
      "5 848:4: the table of node 'B' is given twice, in lines 3 and 4"},
     {"bif", BIF_AB "probability (B) { table 1 0; }\nprobability (B) { table 1 0; }",
      "4 848:4: the table of node 'B' is given twice, in lines 3 and 4"},
+    {"bif", BIF_AB "probability (B | A) {\n table 1 1 0 0;\n table 1 1 0 0;\n}",
+     "5 848:5: the table of node 'B' is given twice, in lines 4 and 5"},
+    {"bif", BIF_AB "probability (B | A) {\n table 1 1 0 0;\n (b) 1 0;\n}",
+     "5 848:5: the table of node 'B' is given twice, in lines 4 and 5"},
+    {"bif", BIF_AB "probability (B | A) {\n\n default 1 0;\n table 1 1 0 0;\n}",
+     "5 848:6: the table of node 'B' is given twice, in lines 5 and 6"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0;\n (a) 0 1;\n default 1 0; }",
+     "4 828:6: this row of node 'B' is given twice, here and in line 4"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0;\n (a) 0 1;\n default 0 1; }",
+     "5 828:6: this row of node 'B' is given twice, here and in line 4"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0 0;\n default 1 [0]; }",
+     "5 827:4: a row of node 'B' has 3 numbers, but 2 were wanted\n5 820:5: found '[' where \";\" should stand"},
+    {"bif", BIF_AB "probability (B | A) {\n (a 1 0;\n what;\n}",
+     "5 820:4: found ';' where \")\" should stand\n5 820:5: found 'what' where a row, table, default, property or "
+     "\"}\" should stand"},
+    {"bif", BIF_AB "probability (B | A [2]) {\n default 1 0;\n}",
+     "5 849:2: node 'B' has no table\n5 820:3: found '[' where \")\" should stand"},
+    {"bif", BIF_AB "probability (B | A)\n [2] { default 1 0;\n}",
+     "5 849:2: node 'B' has no table\n5 820:4: found '[' where \"{\" should stand"},
+    {"bif", BIF_AB "probability {\n default 1 0;\n}",
+     "5 849:2: node 'B' has no table\n5 820:3: found '{' where \"(\" should stand"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0;\n",
+     "5 822:3: the block that begins here is never closed\n5 849:3: node 'B' has no table"},
+    {"bif", BIF_A "probability (X | A) { default 1 0; }\nprobability (A) { ; table 1 0 }",
+     "5 843:2: a table is given for 'X', but there is no such node\n5 848:3: the table of node 'A' is given twice, in "
+     "lines 1 and 3"},
+    {"bif", BIF_A "variable { type discrete [two] = { c, d } }\nvariable C;\nprobability (A) { }",
+     "5 849: node '' has no table\n5 820:2: found '{' where a variable's name should stand\n5 823:2: 'two' is no "
+     "number\n5 820:3: found ';' where \"{\" should stand"},
+    {"bif", BIF_A "variable C { type [2] { c, d };\n type discrete [2 { c, d };\n type discrete { c [ d };\n what; }",
+     "5 820:2: found '[' where discrete should stand\n5 849:2: node 'C' has no table\n5 820:3: found '{' where \"]\" "
+     "should stand\n5 820:4: found '[' where \"}\" should stand\n5 820:5: found 'what' where type, property or \"}\" "
+     "should stand"},
+    {"bif", "network N {\n what; ; property a;\n property ; }\nnetwork [M] { }\nnetwork O {\n",
+     "5 820:2: found 'what' where property or \"}\" should stand\n5 820:4: found '[' where \"{\" should stand\n5 "
+     "822:5: the block that begins here is never closed"},
+    {"bif", BIF_A "probability (A) { table 1 0; property never ends",
+     "5 820:2: found 'never' where \";\" should stand\n5 822:2: the block that begins here is never closed\n5 848:2: "
+     "the table of node 'A' is given twice, in lines 1 and 2"},
+    {"bif", "what {\n is this; }\n" BIF_A, "5 820:1: found 'what' where network, variable or probability should stand"},
+    {"net", "net\n{ name = ; label \"x\"; = 3; (x);\n states = (\"a\" (\"b\");\n}\n",
+     "5 820:2: found 'x' where \"=\" should stand\n5 820:2: found '=' where an attribute should stand\n5 820:2: found "
+     "'(' where an attribute should stand\n5 820:3: found ';' where \")\" should stand"},
+    {"net", "what; node { states = (\"a\"); }\npotential (A, B) { }\npotential A { }\npotential (A | B { }\n",
+     "4 849: node '' has no table, which is taken as uniform\n5 820:1: found 'what' where net, node, decision, utility "
+     "or potential should stand\n5 820:1: found '{' where a node's name should stand\n5 859:2: a potential of 2 nodes "
+     "cannot be represented\n5 820:3: found 'A' where \"(\" should stand\n5 820:4: found '{' where \")\" should stand"},
+    {"net", "class C {\n name = ; node A { states = (\"a\"); }\n label = x;\n",
+     "5 822:1: the block that begins here is never closed\n4 849:2: node 'A' has no table, which is taken as uniform"},
+    {"net", "instance; node A x { }\nprobability (A) { }",
+     "5 859:1: instance of a class cannot be represented\n5 820:1: found 'x' where \"{\" should stand\n5 859:2: "
+     "probability block cannot be represented"},
+    {"net", NET_AB "potential (B) { data = (1 0);\n data = (1 0); }",
+     "5 848:3: the table of node 'B' is given twice, in lines 2 and 3"},
+    {"net", NET_AB "potential (B) { data = (1 0); experience = (1 2); }",
+     "4 855:2: the experience of node 'B' is left out: there is not one number for each row"},
     {"bif", BIF_AB, "5 849:2: node 'B' has no table"},
     {"net", NET_AB, "4 849:1: node 'B' has no table, which is taken as uniform"},
     {"uai", "BAYES\n2\n2 2\n2\n1 0\n1 0\n2 1 0\n2 1 0\n",
