@@ -1,5 +1,11 @@
 // Bad files of the text formats, each with what is reported of it, its line included.
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+
+#include <csignal>
+#endif
+
 #include "formats/formats_fixture.h"
 
 namespace bravic::testing {
@@ -193,6 +199,7 @@ constexpr BadText BAD_TEXTS[] = {
      "5 802: begins like a file of no known format (with '<html>')"},
     {nullptr, "\xFF\xFEn\0e\0t", "5 812: is UTF-16 or UTF-32 text, which is not read; convert it to UTF-8"},
     {"bif", BIF_A "\n// \xE9t\xE9\n", "4 813:3: is no UTF-8 and says of no encoding, so it is taken as Latin-1"},
+    {"bif", "\n// nothing\n", "5 802: there is nothing in it"},
     {"bff", "", "5 800: there is no format 'bff'; there are dne bif xmlbif xdsl net uai"},
 };
 
@@ -312,6 +319,56 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"a.bif", "link.bif"}));
   EXPECT_EQ(ReadWhole(path), Text(again, "bif"));
 }
+
+#if !defined(_WIN32)
+TEST_F(FormatProblemsTest, FilesThatCannotBeWrittenStayAsTheyWere) {
+  namespace fs = std::filesystem;
+  const Net read = ReadText("bif", BIF_A);
+  const std::string whole = Text(read, "bif");
+  const auto write = [&](const std::string& name) {
+    return WriteNetFormat_bn(read.get(), (name[0] == '/' ? name : directory.Path(name)).c_str(), "bif");
+  };
+  for (const char* name : {"protected", "full", "taken.0.tmp"}) WriteWhole(directory.Path(name), "old");
+  fs::permissions(directory.Path("protected"), fs::perms::owner_read);
+  fs::create_symlink("round2", directory.Path("round1"));
+  fs::create_symlink("round1", directory.Path("round2"));
+  fs::create_symlink(directory.Path("new"), directory.Path("to new"));
+  EXPECT_EQ(write("protected"), -1);
+  EXPECT_EQ(write("round1"), -1);
+  EXPECT_EQ(write("/dev/full"), -1);
+  // A file may hold 10 bytes now.
+  rlimit limit;
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit few = {10, limit.rlim_max};
+  const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &few);
+  const int full = write("full");
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, ignored);
+  EXPECT_EQ(full, -1);
+  std::string reasons, line;
+  std::istringstream lines(Reports());
+  while (std::getline(lines, line)) reasons += line.substr(0, 6) + line.substr(line.rfind(": ") + 2) + "; ";
+  EXPECT_EQ(reasons,
+            "5 808 it is write-protected; 5 808 too many symbolic links; 5 808 No space left on device; "
+            "5 808 File too large; ");
+  EXPECT_EQ(ReadWhole(directory.Path("protected")) + ReadWhole(directory.Path("full")), "oldold");
+  // Where what stands there is no file, or a name is taken, the net is still written.
+  EXPECT_EQ(write("/dev/null"), 0);
+  EXPECT_EQ(write("to new"), 0);
+  EXPECT_EQ(write("taken"), 0);
+  EXPECT_EQ(ReadWhole(directory.Path("new")), whole);
+  EXPECT_EQ(ReadWhole(directory.Path("taken")), whole);
+  EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"full", "new", "protected", "round1", "round2",
+                                                                 "taken", "taken.0.tmp", "to new"}));
+  EXPECT_EQ(ReadNetFormat_bn(directory.Path().c_str(), "bif", env), nullptr);
+  EXPECT_EQ(ReadNetFormat_bn("/dev/null", "bif", env), nullptr);
+  EXPECT_EQ(WriteNetFormatText_bn(read.get(), "bif", nullptr, -1), -1);
+  std::string numbers;
+  for (std::istringstream reports(Reports()); std::getline(reports, line);) numbers += line.substr(0, 6);
+  EXPECT_EQ(numbers, "5 807 5 802 5 804 ");
+}
+#endif
 
 TEST_F(FormatProblemsTest, EarlierRecordsDoNotMatter) {
   ReportError_ns(env, 1, 5, "an error");
