@@ -70,5 +70,5 @@ def test_the_readme_runs_as_written(tmp_path: pathlib.Path, monkeypatch: pytest.
 
 def test_the_version_is_the_librarys() -> None:
     assert bravic.__version__ == importlib.metadata.version("bravic")
-    major, minor = divmod(bravic._bravic.version(), 100)
-    assert bravic.__version__.startswith(f"{major}.{minor}.")
+    # The interface's version stays where packages of later versions keep it.
+    assert bravic.__version__.split(".")[0] == str(bravic._bravic.version() // 100)
