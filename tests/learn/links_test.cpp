@@ -45,6 +45,11 @@ class LinksTest : public NetTest {
     return ScoreLinksCases_bn(all, data.states.data(), data.weights.empty() ? nullptr : data.weights.data(),
                               long(data.NumCases()), all, score, prior);
   }
+  // Of one node's links alone; its parents are not among the nodes asked about.
+  double ScoreOf(node_bn node, int score, double prior) {
+    return ScoreLinksCases_bn(all, data.states.data(), data.weights.empty() ? nullptr : data.weights.data(),
+                              long(data.NumCases()), Listed({node}), score, prior);
+  }
   int Place(node_bn node) { return int(std::find(nodes.begin(), nodes.end(), node) - nodes.begin()); }
   std::vector<std::vector<int>> Parents() {
     std::vector<std::vector<int>> parents;
@@ -114,6 +119,9 @@ TEST_F(LinksTest, FoundKeepTheRules) {
     Reports(0);
     const double again = Score(how.score, how.prior);
     EXPECT_NEAR(score, again, 1e-9 * std::abs(again)) << seed;
+    double sum = 0;
+    for (node_bn node : nodes) sum += ScoreOf(node, how.score, how.prior);
+    EXPECT_NEAR(sum, again, 1e-9 * std::abs(again)) << seed;
     if (required[0].empty()) EXPECT_GE(score, start - 1e-9 * std::abs(start)) << seed;
     const auto parents = Parents();
     const auto has = [&](node_bn from, node_bn to) {
