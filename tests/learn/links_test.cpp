@@ -157,6 +157,22 @@ TEST_F(LinksTest, FoundKeepTheRules) {
   EXPECT_GT(numLearned, 40);
 }
 
+// A constant is none of the entries, though another node has a link from it and the cases have a column of it.
+TEST_F(LinksTest, ConstantsAreNoneOfTheEntries) {
+  node_bn a = New("A"), b = New("B"), constant = New("Constant"), child = New("Child", 2, {constant});
+  SetNodeKind_bn(constant, ASSUME_NODE);
+  nodelist_bn columns = Listed({a, b, child, constant}), learned = Listed({a, b});
+  std::vector<statetype> states;
+  for (int number = 0; number < 20; ++number) states.insert(states.end(), {number % 2, number % 2, 0, 0});
+  learn_links_bn how = Defaults();
+  how.maxentries = 5;
+  EXPECT_EQ(LearnLinksCases_bn(columns, states.data(), nullptr, 20, learned, &how, nullptr), -1);
+  EXPECT_THAT(Reports(), ::testing::HasSubstr("2755"));
+  how.maxentries = 6;
+  EXPECT_GT(LearnLinksCases_bn(columns, states.data(), nullptr, 20, learned, &how, nullptr), 0) << Reports();
+  EXPECT_EQ(LengthNodeList_bn(GetNodeParents_bn(a)) + LengthNodeList_bn(GetNodeParents_bn(b)), 1);
+}
+
 // The entries that the search reckons with are those of the net once it is read back.
 TEST_F(LinksTest, FoundKeepTheLimitOnEntries) {
   for (std::uint64_t seed = 0; seed < 40; ++seed) {
