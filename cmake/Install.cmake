@@ -58,5 +58,5 @@ endif()
 
 # The page that nets are explored in, as it opens files by itself.
 install(FILES share/bravic/explorer.html DESTINATION ${CMAKE_INSTALL_DATADIR}/bravic COMPONENT runtime)
-install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
+install(FILES LICENSE NOTICES.md README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

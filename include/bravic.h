@@ -128,7 +128,8 @@ BRAVIC_API int BRAVIC_CALL InitBravic_bn(environ_ns env, char *mesg);
    Answers 0; -1 on failure, with the reason in mesg. Every handle is invalid afterwards. */
 BRAVIC_API int BRAVIC_CALL CloseBravic_bn(environ_ns env, char *mesg);
 
-/* version: receives a text such as "1.06 Win, Bravic (AtB)"; may be NULL.
+/* The version of the interface, which later versions of the package keep.
+   version: receives a text such as "1.06 Win, Bravic (AtB)"; may be NULL.
    Answers the version times 100; 0 for a bad environment. The text belongs to the library and stays. */
 BRAVIC_API int BRAVIC_CALL GetBravicVersion_bn(environ_ns env, const char **version);
 

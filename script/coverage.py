@@ -33,7 +33,8 @@ def source_of(name, folder):
 
 def add_up(build):
     """By source and line: how often it was run, and of each of its branches how often it was taken. Of a line that is
-    compiled several times, each copy adds to the same branches."""
+    compiled several times, each copy adds to the same branches: to the two ways of a line of kernels, which gcov tells of
+    all shapes at once."""
     lines = collections.defaultdict(collections.Counter)
     branches = collections.defaultdict(dict)
     for report in reports(build):
@@ -45,6 +46,8 @@ def add_up(build):
                 number = line["line_number"]
                 lines[source][number] += line["count"]
                 taken = [branch["count"] for branch in line["branches"] if not branch["throw"]]
+                if source.suffix == ".inc" and len(taken) > 2:
+                    taken = [sum(taken[0::2]), sum(taken[1::2])]
                 before = branches[source].setdefault(number, taken)
                 if before is not taken and len(before) == len(taken):
                     branches[source][number] = [a + b for a, b in zip(before, taken)]

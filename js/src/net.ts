@@ -3,14 +3,13 @@
 import { Core } from "./core.js";
 import { BravicError, CONTRADICTION, DECISIONS_NOT_ORDERED, POLICY_NEEDS_LINK, refuse } from "./errors.js";
 import type { Library } from "./library.js";
-import type { Node } from "./node.js";
+import { likelihoodOf, type Node } from "./node.js";
 import { PolicyNet, chooseAlways } from "./policy.js";
 import { Questions } from "./questions.js";
-import type { CaseAnswer, Choice, Estimate, Finding, Format, Found, NodeRef, State } from "./types.js";
+import type { Choice, Estimate, Finding, Format, Found, NodeRef, State } from "./types.js";
 import { commaSeparated } from "./cases.js";
 
 const UNDO_DEPTH = 100;
-const UNDEF_STATE = -3;
 
 /**
  * A belief network, or a decision network where it has decisions and utilities. It lives as long as something refers to
@@ -323,50 +322,7 @@ export class Net extends Questions {
     return this.library.ask((call) => call["ValueOfObserving_bn"]!(observed.pointer, decided.pointer));
   }
 
-  // ---- Cases ----
-
-  /**
-   * Answers many cases at once, of each the targets' beliefs; the net's own findings are left aside. rows: states by
-   * nodes, absent or null where nothing is known. targets: by default all nodes that no row has.
-   */
-  infer(rows: readonly Readonly<Record<string, State | null | undefined>>[], targets?: readonly NodeRef[]): CaseAnswer[] {
-    const { library, core } = this;
-    const observed = [...new Set(rows.flatMap((row) => Object.keys(row).map((name) => core.get(name))))];
-    const asked = targets
-      ? targets.map((target) => core.get(target))
-      : this.nodes.filter((node) => node.kind === "nature" && node.numStates > 0 && !observed.includes(node));
-    const states = new Int32Array(rows.length * observed.length).fill(UNDEF_STATE);
-    rows.forEach((row, i) => {
-      for (const [name, state] of Object.entries(row)) {
-        const node = core.get(name);
-        if (state !== null && state !== undefined) states[i * observed.length + observed.indexOf(node)] = node.state(state);
-      }
-    });
-    const sizes = asked.map((node) => node.numStates);
-    const width = sizes.reduce((sum, size) => sum + size, 0);
-    return library.withInts(states, (cells) =>
-      library.within(4 * width * rows.length, (beliefs) =>
-        library.within(8 * rows.length, (logs) =>
-          this.askCompiled((call) => {
-            core.withList(observed, (columns) =>
-              core.withList(asked, (list) =>
-                call["BeliefsOfCases_bn"]!(columns, cells, rows.length, list, beliefs, logs, 1),
-              ),
-            );
-            return rows.map((_, i) => {
-              let at = beliefs + 4 * width * i;
-              const answers: Record<string, Float32Array> = Object.create(null);
-              asked.forEach((node, j) => {
-                answers[node.name] = library.floats(at, sizes[j]!).slice();
-                at += 4 * sizes[j]!;
-              });
-              return { beliefs: answers, logProbability: library.infinite(library.double(logs + 8 * i)) };
-            });
-          }),
-        ),
-      ),
-    );
-  }
+  // ---- Random cases ----
 
   /**
    * Random cases that agree with the findings, as comma-separated text with a header line, nodes and states as other
@@ -505,19 +461,4 @@ export class Net extends Questions {
   private writeText(name: string, text: string): void {
     this.library.ask((call) => this.library.withText(text, (at) => call[name]!(this.core.pointer, at)));
   }
-}
-
-/** A weight for each state, of which absent ones have 0. */
-function likelihoodOf(node: Node, likelihood: ArrayLike<number> | Readonly<Record<string, number>>): Float32Array {
-  const weights = new Float32Array(node.numStates);
-  if (Array.isArray(likelihood) || ArrayBuffer.isView(likelihood)) {
-    const listed = likelihood as ArrayLike<number>;
-    if (listed.length !== weights.length) {
-      refuse(`node '${node.name}' has ${weights.length} states, but ${listed.length} weights are given`);
-    }
-    weights.set(listed);
-  } else {
-    for (const [state, weight] of Object.entries(likelihood as Record<string, number>)) weights[node.state(state)] = weight;
-  }
-  return weights;
 }

@@ -3,7 +3,7 @@
 import type { Core } from "./core.js";
 import { NO_SUCH_STATE, NODE_GONE, refuse } from "./errors.js";
 import type { Net } from "./net.js";
-import type { Found, NodeKind, State, Table } from "./types.js";
+import type { Found, Likelihood, NodeKind, State, Table } from "./types.js";
 
 const KINDS: readonly NodeKind[] = ["nature", "constant", "decision", "utility", "unknown", "adversary"];
 const FOUND_LIKELIHOOD = -6;
@@ -297,4 +297,19 @@ export class Node {
   private eachState<T>(what: (state: number) => T): T[] {
     return Array.from({ length: this.numStates }, (_, state) => what(state));
   }
+}
+
+/** @internal A weight for each state, of which absent ones have 0. */
+export function likelihoodOf(node: Node, likelihood: Likelihood): Float32Array {
+  const weights = new Float32Array(node.numStates);
+  if (Array.isArray(likelihood) || ArrayBuffer.isView(likelihood)) {
+    const listed = likelihood as ArrayLike<number>;
+    if (listed.length !== weights.length) {
+      refuse(`node '${node.name}' has ${weights.length} states, but ${listed.length} weights are given`);
+    }
+    weights.set(listed);
+  } else {
+    for (const [state, weight] of Object.entries(likelihood as Record<string, number>)) weights[node.state(state)] = weight;
+  }
+  return weights;
 }

@@ -1,11 +1,12 @@
-// What a net is asked beyond beliefs: configurations, explanations, information, sensitivity, separation.
+// What a net is asked beyond beliefs: configurations, explanations, information, sensitivity, separation, many cases.
 
 import type { Core } from "./core.js";
 import { CONTRADICTION, refuse } from "./errors.js";
 import type { Node } from "./node.js";
-import type { Configuration, Explanation, Information, NodeRef, Sensitivity, State } from "./types.js";
+import type { CaseAnswer, Configuration, Explanation, Information, NodeRef, Sensitivity, State } from "./types.js";
 
 const EVERY_STATE = -5;
+const UNDEF_STATE = -3;
 
 type Coefficients = readonly [number, number, number, number];
 
@@ -202,6 +203,52 @@ export abstract class Questions {
       ),
     );
     return answer === 1;
+  }
+
+  // ---- Many cases ----
+
+  /**
+   * Answers many cases at once, of each the targets' beliefs; the net's own findings are left aside. rows: states by
+   * nodes, absent or null where nothing is known. targets: by default all nodes that no row has.
+   */
+  infer(rows: readonly Readonly<Record<string, State | null | undefined>>[], targets?: readonly NodeRef[]): CaseAnswer[] {
+    const { core } = this;
+    const { library } = core;
+    const observed = [...new Set(rows.flatMap((row) => Object.keys(row).map((name) => core.get(name))))];
+    const asked = targets
+      ? targets.map((target) => core.get(target))
+      : this.all.filter((node) => this.isChance(node) && !observed.includes(node));
+    const states = new Int32Array(rows.length * observed.length).fill(UNDEF_STATE);
+    rows.forEach((row, i) => {
+      for (const [name, state] of Object.entries(row)) {
+        const node = core.get(name);
+        if (state !== null && state !== undefined) states[i * observed.length + observed.indexOf(node)] = node.state(state);
+      }
+    });
+    const sizes = asked.map((node) => node.numStates);
+    const width = sizes.reduce((sum, size) => sum + size, 0);
+    return library.withInts(states, (cells) =>
+      library.within(4 * width * rows.length, (beliefs) =>
+        library.within(8 * rows.length, (logs) =>
+          this.askCompiled((call) => {
+            core.withList(observed, (columns) =>
+              core.withList(asked, (list) =>
+                call["BeliefsOfCases_bn"]!(columns, cells, rows.length, list, beliefs, logs, 1),
+              ),
+            );
+            return rows.map((_, i) => {
+              let at = beliefs + 4 * width * i;
+              const answers: Record<string, Float32Array> = Object.create(null);
+              asked.forEach((node, j) => {
+                answers[node.name] = library.floats(at, sizes[j]!).slice();
+                at += 4 * sizes[j]!;
+              });
+              return { beliefs: answers, logProbability: library.infinite(library.double(logs + 8 * i)) };
+            });
+          }),
+        ),
+      ),
+    );
   }
 }
 

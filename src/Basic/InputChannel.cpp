@@ -93,6 +93,22 @@ Failure ReadAll(std::FILE* file, Block<char>* block, std::size_t* length) {
   return nullptr;
 }
 
+// Of a number too small or too large for a double: where its first digit other than 0 stands, the exponent counted in.
+bool IsBelowOne(std::string_view text) {
+  const std::size_t end = std::min(text.find_first_of("eE"), text.size());
+  const std::string_view mantissa = text.substr(0, end);
+  const auto point = static_cast<long long>(std::min(mantissa.find('.'), end));
+  const auto first = static_cast<long long>(mantissa.find_first_of("123456789"));
+  long long exponent = 0;
+  if (end < text.size()) {
+    const char* digits = text.data() + end + 1;
+    if (*digits == '+') ++digits;
+    const auto result = std::from_chars(digits, text.data() + text.size(), exponent);
+    if (result.ec == std::errc::result_out_of_range) return *digits == '-';
+  }
+  return point - first + exponent <= 0;
+}
+
 }  // namespace
 
 Failure InputChannel::OpenFile(const char* name, InputChannel* channel) {
@@ -254,12 +270,7 @@ bool ParseReal(std::string_view text, double* value) {
   if (result.ptr != end) return false;
   if (result.ec == std::errc()) return true;
   // Out of range: what is too small to be held is 0, what is too large is no number.
-  const std::size_t exponent = text.find_first_of("eE");
-  // Which it is, the exponent's sign tells; without an exponent, whether there is a digit other than 0 before the
-  // point.
-  const bool tiny = exponent != std::string_view::npos
-                        ? text.find('-', exponent) != std::string_view::npos
-                        : text.substr(0, text.find('.')).find_first_of("123456789") == std::string_view::npos;
+  const bool tiny = IsBelowOne(text);
   if (tiny) *value = 0;
   return tiny;
 }

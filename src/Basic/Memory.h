@@ -24,6 +24,7 @@
 namespace bravic {
 
 inline constexpr std::size_t RESERVE_SIZE = 200000;
+inline constexpr std::size_t BLOCK_ALIGNMENT = 8;
 inline constexpr int MEMORY_NORMAL = 0, MEMORY_RESIZE_FAILED = -2, MEMORY_LOW = -3999;
 
 // Reserved pointer values beside NULL: "no object" and "undefined name".
@@ -87,7 +88,10 @@ struct CountingAllocator {
   CountingAllocator() = default;
   template <class U>
   CountingAllocator(const CountingAllocator<U>&) {}
-  T* allocate(std::size_t n) { return static_cast<T*>(Allocate(n * sizeof(T))); }
+  T* allocate(std::size_t n) {
+    static_assert(alignof(T) <= BLOCK_ALIGNMENT);
+    return static_cast<T*>(Allocate(n * sizeof(T)));
+  }
   void deallocate(T* p, std::size_t) { Free(p); }
   template <class U>
   bool operator==(const CountingAllocator<U>&) const {
@@ -182,16 +186,30 @@ T* DupBlock(const T* block) {
   return static_cast<T*>(std::memcpy(copy, block, BlockSize(block)));
 }
 
-// Constructed objects in counted memory.
+// Constructed objects in counted memory. Those that want more alignment than blocks have, as whatever holds a
+// std::function does with some C++ libraries, stand somewhere inside theirs, behind a byte that says where.
 template <class T, class... Args>
 T* NewObject(Args&&... args) {
-  return new (Allocate(sizeof(T))) T(std::forward<Args>(args)...);
+  if constexpr (alignof(T) <= BLOCK_ALIGNMENT) {
+    return new (Allocate(sizeof(T))) T(std::forward<Args>(args)...);
+  } else {
+    static_assert(alignof(T) < 256);
+    auto* block = static_cast<unsigned char*>(Allocate(sizeof(T) + alignof(T)));
+    const std::size_t start = alignof(T) - reinterpret_cast<std::uintptr_t>(block) % alignof(T);
+    block[start - 1] = static_cast<unsigned char>(start);
+    return new (block + start) T(std::forward<Args>(args)...);
+  }
 }
 template <class T>
 void DeleteObject(T* object) {
   if (!object) return;
   object->~T();
-  Free(object);
+  if constexpr (alignof(T) <= BLOCK_ALIGNMENT) {
+    Free(object);
+  } else {
+    auto* place = reinterpret_cast<unsigned char*>(object);
+    Free(place - place[-1]);
+  }
 }
 template <class T>
 struct ObjectDeleter {

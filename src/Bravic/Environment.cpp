@@ -18,8 +18,8 @@ namespace bravic {
 namespace {
 
 constexpr int OLDEST_SYSTEM = 4;  // major version
-// The version is the project's: the build gives it.
-constexpr int MAJOR = BRAVIC_VERSION_MAJOR, MINOR = BRAVIC_VERSION_MINOR;
+// The version that hosts ask for and net files tell: the interface's, which packages of later versions keep.
+constexpr int MAJOR = 1, MINOR = 6;
 constexpr char BUILD_CODE[] = "AtB", PLATFORM_NAME[] = "Win";
 constexpr int UNDETERMINED = -1;
 

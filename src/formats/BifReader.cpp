@@ -34,6 +34,7 @@ std::string PropertyText(std::string_view text) {
 struct Rows {
   std::vector<int> numbers, lines;
   std::vector<double> values, defaults;
+  int defaultLine = 0;
   bool isBroken = false;  // some row was refused
 };
 
@@ -51,11 +52,13 @@ class BifReader {
   void ReadBlock(NodeDescription* node, int line);
   bool ReadNumbers(std::vector<double>* values);
   bool ReadRow(const NodeDescription& node, Rows* rows);
-  void ReadTable(NodeDescription* relation, const NodeDescription& node);
+  void ReadDefault(const NodeDescription& node, int line, Rows* rows);
+  void ReadTable(NodeDescription* relation, const NodeDescription& node, int line);
   void TakeRows(NodeDescription* relation, const NodeDescription& node, const Rows& rows);
   bool IsMissingRows(const NodeDescription& node, const Rows& rows, const std::vector<int>& order, int line);
   bool FindParents(const NodeDescription& relation);
   std::string TakePropertyText();
+  void SkipToBlockEnd();
   bool BeginBlock();
 
   Tokenizer tokens_;
@@ -80,8 +83,7 @@ void BifReader::Read() {
         ReadProbability();
       } else if (tokens_.Peek().kind != Token::End) {
         tokens_.Refuse("network, variable or probability");
-        while (tokens_.Peek().kind != Token::End && !tokens_.Peek().Is('{')) tokens_.Take();
-        if (tokens_.TakeIf('{')) tokens_.SkipBlock();
+        SkipToBlockEnd();
       }
     } while (!isOne && tokens_.Peek().kind != Token::End);
   };
@@ -93,11 +95,15 @@ void BifReader::Read() {
   }
 }
 
+void BifReader::SkipToBlockEnd() {
+  while (tokens_.Peek().kind != Token::End && !tokens_.Peek().Is('{')) tokens_.Take();
+  if (tokens_.TakeIf('{')) tokens_.SkipBlock();
+}
+
 // Up to the brace that opens the block; what else stands there is refused, and the block skipped.
 bool BifReader::BeginBlock() {
   if (tokens_.Expect('{')) return true;
-  while (tokens_.Peek().kind != Token::End && !tokens_.Peek().Is('{')) tokens_.Take();
-  if (tokens_.TakeIf('{')) tokens_.SkipBlock();
+  SkipToBlockEnd();
   return false;
 }
 
@@ -200,15 +206,11 @@ void BifReader::ReadProbability() {
   const int line = tokens_.Take().line;
   NodeDescription relation;
   if (!tokens_.Expect('(') || (!tokens_.Peek().IsName() && !tokens_.Refuse("a variable's name"))) {
-    BeginBlock();
-    return;
+    return SkipToBlockEnd();
   }
   relation.name = ToWord(tokens_.Take());
   while (tokens_.Peek().IsName()) relation.parents.push_back(ToWord(tokens_.Take()));
-  if (!tokens_.Expect(')')) {
-    BeginBlock();
-    return;
-  }
+  if (!tokens_.Expect(')')) return SkipToBlockEnd();
   if (!BeginBlock()) return;
   const bool knowsParents = FindParents(relation);
   const int number = index_.Find(relation.name.text);
@@ -244,18 +246,9 @@ void BifReader::ReadBlock(NodeDescription* relation, int line) {
     if (token.Is('(')) {
       if (!ReadRow(node, &rows)) tokens_.SkipStatement();
     } else if (tokens_.TakeIfWord("table")) {
-      relation->tableLine = statementLine;
-      ReadTable(relation, node);
+      ReadTable(relation, node, statementLine);
     } else if (tokens_.TakeIfWord("default")) {
-      if (!ReadNumbers(&rows.defaults)) {
-        rows.isBroken = true;
-        continue;
-      }
-      if (rows.defaults.size() != node.states.size()) {
-        problems_.Add(WRONG_ROW_COUNT, statementLine,
-                      {node.name.text, std::to_string(rows.defaults.size()), std::to_string(node.states.size())});
-        rows.isBroken = true;
-      }
+      ReadDefault(node, statementLine, &rows);
       relation->tableLine = relation->tableLine > 0 ? relation->tableLine : statementLine;
     } else if (tokens_.TakeIfWord("property")) {
       TakeProperty(node, TakePropertyText());
@@ -268,9 +261,9 @@ void BifReader::ReadBlock(NodeDescription* relation, int line) {
   if (rows.isBroken) {
     relation->table = TableState::Broken;
   } else if (hasRows && relation->table == TableState::Given) {
-    problems_.Add(DOUBLED_TABLE, line,
-                  {node.name.text, std::to_string(relation->tableLine),
-                   std::to_string(rows.lines.empty() ? line : rows.lines[0])});
+    const auto [first, second] =
+        std::minmax({relation->tableLine, rows.lines.empty() ? rows.defaultLine : rows.lines[0]});
+    problems_.Add(DOUBLED_TABLE, second, {node.name.text, std::to_string(first), std::to_string(second)});
   } else if (hasRows) {
     TakeRows(relation, node, rows);
   }
@@ -349,12 +342,31 @@ bool SumsToOne(const std::vector<double>& values, int rows, int perRow, bool isO
   return true;
 }
 
+// Behind the word "default": the row for all configurations that are not named.
+void BifReader::ReadDefault(const NodeDescription& node, int line, Rows* rows) {
+  std::vector<double> values;
+  if (!ReadNumbers(&values)) {
+    rows->isBroken = true;
+  } else if (values.size() != node.states.size()) {
+    problems_.Add(WRONG_ROW_COUNT, line,
+                  {node.name.text, std::to_string(values.size()), std::to_string(node.states.size())});
+    rows->isBroken = true;
+  } else if (!rows->defaults.empty()) {
+    problems_.Add(values == rows->defaults ? SAME_ROW_TWICE : DOUBLED_ROW, line,
+                  {node.name.text, std::to_string(rows->defaultLine)});
+  } else {
+    rows->defaults = std::move(values);
+    rows->defaultLine = line;
+  }
+}
+
 // Behind the word "table": the node's own states slowest, the last parent fastest.
-void BifReader::ReadTable(NodeDescription* relation, const NodeDescription& node) {
-  const int line = relation->tableLine, perRow = static_cast<int>(node.states.size());
+void BifReader::ReadTable(NodeDescription* relation, const NodeDescription& node, int line) {
+  const int perRow = static_cast<int>(node.states.size());
   if (relation->table == TableState::Given)
-    problems_.Add(DOUBLED_TABLE, line, {node.name.text, std::to_string(relation->relationLine), std::to_string(line)});
+    problems_.Add(DOUBLED_TABLE, line, {node.name.text, std::to_string(relation->tableLine), std::to_string(line)});
   relation->table = TableState::Given;
+  relation->tableLine = line;
   std::vector<double> values;
   ReadNumbers(&values);
   if (parents_.empty() || values.size() != static_cast<std::size_t>(numRows_) * perRow) {

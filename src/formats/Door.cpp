@@ -73,6 +73,7 @@ net_bn ReadText(std::string* text, const char* formatName, const std::string& na
     return nullptr;
   if (chosen.isOwn) return ReadNetText_bn(text->data(), static_cast<long>(text->size()), name.c_str(), env);
   MakePlain(text, problems);
+  if (HoldsNothing(*text)) problems->Add(EMPTY_CONTENT, 0);
   if (problems->HasErrors()) return nullptr;
   NetDescription description;
   chosen.format->read(text, &description, problems);

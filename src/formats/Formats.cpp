@@ -160,4 +160,8 @@ bool TellFormat(std::string_view text, const Format** format, std::string* start
   return false;
 }
 
+bool HoldsNothing(std::string_view text) {
+  return SkipComments(text).empty();
+}
+
 }  // namespace formats

@@ -52,6 +52,8 @@ std::string ExtensionsOfFormats();  // likewise
 // What a text begins with tells its format: format is NULL for our own. Answers false where it is none, with the words
 // that it begins with in start.
 bool TellFormat(std::string_view text, const Format** format, std::string* start);
+// Whether it has blanks and comments alone.
+bool HoldsNothing(std::string_view text);
 
 // Readers and writers, each in a file of its own.
 void ReadBif(std::string* text, NetDescription* net, Problems* problems);

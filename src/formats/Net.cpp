@@ -16,10 +16,9 @@ namespace {
 
 constexpr Grammar GRAMMAR = {.punctuation = "(){}=;|", .separators = ",", .lineComment = '%'};
 
-// The items of an attribute's value, parentheses left out; lines: where each item stands.
+// The items of an attribute's value, parentheses left out.
 struct Value {
   std::vector<Token> items;
-  bool isList = false;
 
   std::string Text() const { return items.empty() ? "" : items[0].Unquoted(); }
 };
@@ -126,7 +125,6 @@ bool NetReader::TakeAttribute(Token* name, Value* value) {
   *name = tokens_.Take();
   if (!tokens_.Expect('=')) return false;
   int depth = 0;
-  value->isList = tokens_.Peek().Is('(');
   for (;; tokens_.Take()) {
     const Token& token = tokens_.Peek();
     if (token.Is('(')) {

@@ -1,5 +1,6 @@
 #include "formats/NumberText.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -42,13 +43,26 @@ bool ReadShort(const char* at, const char* end, double* value) {
 }
 
 #ifdef __cpp_lib_to_chars
+// Of a number too small or too large for a double: where its first digit other than 0 stands, the exponent counted in.
+bool IsBelowOne(std::string_view text) {
+  const std::size_t end = std::min(text.find_first_of("eE"), text.size());
+  const std::string_view mantissa = text.substr(0, end);
+  const auto point = static_cast<long long>(std::min(mantissa.find('.'), end));
+  const auto first = static_cast<long long>(mantissa.find_first_of("123456789"));
+  long long exponent = 0;
+  if (end < text.size()) {
+    const char* digits = text.data() + end + 1;
+    if (*digits == '+') ++digits;
+    const auto result = std::from_chars(digits, text.data() + text.size(), exponent);
+    if (result.ec == std::errc::result_out_of_range) return *digits == '-';
+  }
+  return point - first + exponent <= 0;
+}
+
 bool ReadDecimal(const char* first, const char* last, double* value) {
   const auto [end, fault] = std::from_chars(first, last, *value);
   if (fault == std::errc::result_out_of_range && end == last) {
-    // Too small or too large for a double: which of them tells the exponent's sign.
-    const std::string_view text(first, static_cast<std::size_t>(last - first));
-    const std::size_t e = text.find_first_of("eE");
-    const bool small = e == std::string_view::npos ? text.find_first_of("0.") < 2 : text[e + 1] == '-';
+    const bool small = IsBelowOne({first, static_cast<std::size_t>(last - first)});
     *value = small ? 0 : std::numeric_limits<double>::infinity();
     if (*first == '-') *value = -*value;
     return true;

@@ -1,6 +1,7 @@
 #include "formats/Properties.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "formats/NumberText.h"
 
@@ -28,7 +29,7 @@ bool TakeNumber(std::string_view& text, char mark, double& number) {
   const std::size_t end = text.find(mark);
   if (end == std::string_view::npos) return false;
   const std::optional<double> found = ReadNumber(Trimmed(text.substr(0, end)));
-  if (!found) return false;
+  if (!found || !std::isfinite(*found)) return false;
   number = *found;
   text.remove_prefix(end + 1);
   return true;

@@ -1,5 +1,7 @@
 #include "formats/Texts.h"
 
+#include <cmath>
+
 #include "formats/NumberText.h"
 
 namespace formats {
@@ -50,7 +52,7 @@ bool KeptPosition(node_bn node, double* x, double* y) {
   const std::size_t blank = text.find(' ');
   if (blank == std::string::npos) return false;
   const auto first = ReadNumber(text.substr(0, blank)), second = ReadNumber(text.substr(blank + 1));
-  if (!first || !second) return false;
+  if (!first || !second || !std::isfinite(*first) || !std::isfinite(*second)) return false;
   *x = *first;
   *y = *second;
   return true;

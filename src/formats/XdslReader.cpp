@@ -348,7 +348,8 @@ class Reader {
     const std::vector<Word> edges = file_.WordsIn(position);  // left, top, right, bottom
     std::vector<double> numbers;
     for (const Word& edge : edges) {
-      if (const std::optional<double> number = ReadNumber(edge.text)) numbers.push_back(*number);
+      const std::optional<double> number = ReadNumber(edge.text);
+      if (number && std::isfinite(*number)) numbers.push_back(*number);
     }
     if (edges.size() == 4 && numbers.size() == 4) {
       node.position = {(numbers[0] + numbers[2]) / 2, (numbers[1] + numbers[3]) / 2};

@@ -156,6 +156,27 @@ TEST_F(MemoryTest, StaysRightWhenTheRegistryCannotGrow) {
   for (void* block : blocks) Free(block);
 }
 
+template <std::size_t ALIGNMENT>
+void ExpectAligned() {
+  struct alignas(ALIGNMENT) Object {
+    char bytes[3 * ALIGNMENT];
+  };
+  std::vector<Owned<Object>> objects;
+  for (int i = 0; i < 50; ++i) {
+    objects.push_back(MakeOwned<Object>());
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(objects.back().get()) % ALIGNMENT, 0u);
+    std::memset(objects.back()->bytes, i, sizeof objects.back()->bytes);
+  }
+}
+
+TEST_F(MemoryTest, ObjectsStandWhereTheyWantTo) {
+  const std::size_t before = MemoryUsed();
+  ExpectAligned<8>();
+  ExpectAligned<16>();
+  ExpectAligned<128>();
+  EXPECT_EQ(MemoryUsed(), before);
+}
+
 TEST_F(MemoryTest, FreeingTwiceIsNoticedAndHarmless) {
   void* block = Allocate(40);
   Free(block);

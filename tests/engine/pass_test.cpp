@@ -2,6 +2,7 @@
 // for bit.
 #include "Bn/engine/Pass.h"
 
+#include "Bn/engine/InstructionSets.h"
 #include "Bn/engine/PlainPass.h"
 #include "support/random.h"
 #include "support/test.h"
@@ -94,6 +95,14 @@ struct Sums {
       targets.push_back(inDoubles ? PassTarget{wide[t].data(), nullptr} : PassTarget{nullptr, narrow[t].data()});
   }
 };
+
+#if BRAVIC_WIDE_KERNELS
+TEST(Pass, InstructionSetsAreThoseThatTheCompilerFinds) {
+  const bool hasAvx512 =
+      __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq");
+  EXPECT_EQ(engine::NumWideSets(), __builtin_cpu_supports("avx2") ? 1 + hasAvx512 : 0);
+}
+#endif
 
 TEST(Pass, PlansAgreeWithThePlainWayOnEveryInstructionSet) {
   for (std::uint64_t seed = 1; seed <= 600; ++seed) {

@@ -1,5 +1,11 @@
 // Bad files of the text formats, each with what is reported of it, its line included.
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+
+#include <csignal>
+#endif
+
 #include "formats/formats_fixture.h"
 
 namespace bravic::testing {
@@ -90,6 +96,62 @@ constexpr BadText BAD_TEXTS[] = {
      "5 848:4: the table of node 'B' is given twice, in lines 3 and 4"},
     {"bif", BIF_AB "probability (B) { table 1 0; }\nprobability (B) { table 1 0; }",
      "4 848:4: the table of node 'B' is given twice, in lines 3 and 4"},
+    {"bif", BIF_AB "probability (B | A) {\n table 1 1 0 0;\n table 1 1 0 0;\n}",
+     "5 848:5: the table of node 'B' is given twice, in lines 4 and 5"},
+    {"bif", BIF_AB "probability (B | A) {\n table 1 1 0 0;\n (b) 1 0;\n}",
+     "5 848:5: the table of node 'B' is given twice, in lines 4 and 5"},
+    {"bif", BIF_AB "probability (B | A) {\n\n default 1 0;\n table 1 1 0 0;\n}",
+     "5 848:6: the table of node 'B' is given twice, in lines 5 and 6"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0;\n (a) 0 1;\n default 1 0; }",
+     "4 828:6: this row of node 'B' is given twice, here and in line 4"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0;\n (a) 0 1;\n default 0 1; }",
+     "5 828:6: this row of node 'B' is given twice, here and in line 4"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0 0;\n default 1 [0]; }",
+     "5 827:4: a row of node 'B' has 3 numbers, but 2 were wanted\n5 820:5: found '[' where \";\" should stand"},
+    {"bif", BIF_AB "probability (B | A) {\n (a 1 0;\n what;\n}",
+     "5 820:4: found ';' where \")\" should stand\n5 820:5: found 'what' where a row, table, default, property or "
+     "\"}\" should stand"},
+    {"bif", BIF_AB "probability (B | A [2]) {\n default 1 0;\n}",
+     "5 849:2: node 'B' has no table\n5 820:3: found '[' where \")\" should stand"},
+    {"bif", BIF_AB "probability (B | A)\n [2] { default 1 0;\n}",
+     "5 849:2: node 'B' has no table\n5 820:4: found '[' where \"{\" should stand"},
+    {"bif", BIF_AB "probability {\n default 1 0;\n}",
+     "5 849:2: node 'B' has no table\n5 820:3: found '{' where \"(\" should stand"},
+    {"bif", BIF_AB "probability (B | A) {\n default 1 0;\n",
+     "5 822:3: the block that begins here is never closed\n5 849:3: node 'B' has no table"},
+    {"bif", BIF_A "probability (X | A) { default 1 0; }\nprobability (A) { ; table 1 0 }",
+     "5 843:2: a table is given for 'X', but there is no such node\n5 848:3: the table of node 'A' is given twice, in "
+     "lines 1 and 3"},
+    {"bif", BIF_A "variable { type discrete [two] = { c, d } }\nvariable C;\nprobability (A) { }",
+     "5 849: node '' has no table\n5 820:2: found '{' where a variable's name should stand\n5 823:2: 'two' is no "
+     "number\n5 820:3: found ';' where \"{\" should stand"},
+    {"bif", BIF_A "variable C { type [2] { c, d };\n type discrete [2 { c, d };\n type discrete { c [ d };\n what; }",
+     "5 820:2: found '[' where discrete should stand\n5 849:2: node 'C' has no table\n5 820:3: found '{' where \"]\" "
+     "should stand\n5 820:4: found '[' where \"}\" should stand\n5 820:5: found 'what' where type, property or \"}\" "
+     "should stand"},
+    {"bif", "network N {\n what; ; property a;\n property ; }\nnetwork [M] { }\nnetwork O {\n",
+     "5 820:2: found 'what' where property or \"}\" should stand\n5 820:4: found '[' where \"{\" should stand\n5 "
+     "822:5: the block that begins here is never closed"},
+    {"bif", BIF_A "probability (A) { table 1 0; property never ends",
+     "5 820:2: found 'never' where \";\" should stand\n5 822:2: the block that begins here is never closed\n5 848:2: "
+     "the table of node 'A' is given twice, in lines 1 and 2"},
+    {"bif", "what {\n is this; }\n" BIF_A, "5 820:1: found 'what' where network, variable or probability should stand"},
+    {"net", "net\n{ name = ; label \"x\"; = 3; (x);\n states = (\"a\" (\"b\");\n}\n",
+     "5 820:2: found 'x' where \"=\" should stand\n5 820:2: found '=' where an attribute should stand\n5 820:2: found "
+     "'(' where an attribute should stand\n5 820:3: found ';' where \")\" should stand"},
+    {"net", "what; node { states = (\"a\"); }\npotential (A, B) { }\npotential A { }\npotential (A | B { }\n",
+     "4 849: node '' has no table, which is taken as uniform\n5 820:1: found 'what' where net, node, decision, utility "
+     "or potential should stand\n5 820:1: found '{' where a node's name should stand\n5 859:2: a potential of 2 nodes "
+     "cannot be represented\n5 820:3: found 'A' where \"(\" should stand\n5 820:4: found '{' where \")\" should stand"},
+    {"net", "class C {\n name = ; node A { states = (\"a\"); }\n label = x;\n",
+     "5 822:1: the block that begins here is never closed\n4 849:2: node 'A' has no table, which is taken as uniform"},
+    {"net", "instance; node A x { }\nprobability (A) { }",
+     "5 859:1: instance of a class cannot be represented\n5 820:1: found 'x' where \"{\" should stand\n5 859:2: "
+     "probability block cannot be represented"},
+    {"net", NET_AB "potential (B) { data = (1 0);\n data = (1 0); }",
+     "5 848:3: the table of node 'B' is given twice, in lines 2 and 3"},
+    {"net", NET_AB "potential (B) { data = (1 0); experience = (1 2); }",
+     "4 855:2: the experience of node 'B' is left out: there is not one number for each row"},
     {"bif", BIF_AB, "5 849:2: node 'B' has no table"},
     {"net", NET_AB, "4 849:1: node 'B' has no table, which is taken as uniform"},
     {"uai", "BAYES\n2\n2 2\n2\n1 0\n1 0\n2 1 0\n2 1 0\n",
@@ -137,6 +199,7 @@ constexpr BadText BAD_TEXTS[] = {
      "5 802: begins like a file of no known format (with '<html>')"},
     {nullptr, "\xFF\xFEn\0e\0t", "5 812: is UTF-16 or UTF-32 text, which is not read; convert it to UTF-8"},
     {"bif", BIF_A "\n// \xE9t\xE9\n", "4 813:3: is no UTF-8 and says of no encoding, so it is taken as Latin-1"},
+    {"bif", "\n// nothing\n", "5 802: there is nothing in it"},
     {"bff", "", "5 800: there is no format 'bff'; there are dne bif xmlbif xdsl net uai"},
 };
 
@@ -146,6 +209,27 @@ TEST_F(FormatProblemsTest, EachIsReportedWithItsLine) {
     EXPECT_EQ(Problems(), row.problems) << row.text;
     const bool isRefused = std::string(row.problems).starts_with("5") || strstr(row.problems, "\n5");
     EXPECT_EQ(read == nullptr, isRefused) << row.text;
+  }
+}
+
+TEST_F(FormatProblemsTest, NumbersBeyondDoublesAreNothingOrInfinite) {
+  const std::string zeros(400, '0');
+  const std::pair<std::string, bool> rows[] = {
+      {"1e-400", false},
+      {"0." + zeros + "1", false},
+      {"-0." + zeros + "1", false},
+      {"0." + zeros + "1e+5", false},
+      {"1e400", true},
+      {"1" + zeros, true},
+      {"0" + ("1" + zeros), true},
+      {"1" + zeros + zeros + "e-400", true},
+  };
+  for (const auto& [number, isInfinite] : rows) {
+    const Net read =
+        ReadText("net", "node A { states = (\"a\" \"b\"); }\npotential (A) { data = (1 " + number + "); }");
+    EXPECT_EQ(Problems(), isInfinite ? "5 853:2: row () of node 'A' has the number inf, which is no probability" : "")
+        << number;
+    if (read) EXPECT_EQ(GetTable(Named(read, "A")), (std::vector<float>{1, 0})) << number;
   }
 }
 
@@ -202,7 +286,8 @@ TEST_F(FormatProblemsTest, ManyAreCountedAndLongWordsAreCut) {
   for (std::string line; std::getline(lines, line);) EXPECT_LT(line.size(), 530u);
 }
 
-TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
+#ifndef _WIN32
+TEST_F(FormatProblemsTest, LinksAndPermissionsOfReplacedFilesStay) {
   const Net read = ReadText("bif", BIF_A);
   const std::string path = directory.Path("a.bif"), link = directory.Path("link.bif");
   WriteWhole(path, "old");
@@ -212,7 +297,16 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
   EXPECT_EQ(ReadWhole(path), Text(read, "bif"));
-  const Net again(ReadNetFormat_bn(link.c_str(), nullptr, env));
+}
+#endif
+
+TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
+  const Net read = ReadText("bif", BIF_A);
+  const std::string path = directory.Path("a.bif");
+  WriteWhole(path, "old");
+  EXPECT_EQ(WriteNetFormat_bn(read.get(), path.c_str(), nullptr), 0);
+  EXPECT_EQ(ReadWhole(path), Text(read, "bif"));
+  const Net again(ReadNetFormat_bn(path.c_str(), nullptr, env));
   EXPECT_STREQ(GetNetName_bn(again.get()), "text");
   EXPECT_EQ(Reports(), "");
   // Refused: what was there stays, and nothing is left beside it.
@@ -232,9 +326,59 @@ TEST_F(FormatProblemsTest, FilesAreReplacedWholeOrNotAtAll) {
   std::istringstream lines(Reports());
   for (std::string line; std::getline(lines, line);) numbers += line.substr(0, 6);
   EXPECT_EQ(numbers, "5 881 5 801 5 808 5 808 5 803 5 807 5 806 5 804 5 805 ");
-  EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"a.bif", "link.bif"}));
+  EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"a.bif"}));
   EXPECT_EQ(ReadWhole(path), Text(again, "bif"));
 }
+
+#if !defined(_WIN32)
+TEST_F(FormatProblemsTest, FilesThatCannotBeWrittenStayAsTheyWere) {
+  namespace fs = std::filesystem;
+  const Net read = ReadText("bif", BIF_A);
+  const std::string whole = Text(read, "bif");
+  const auto write = [&](const std::string& name) {
+    return WriteNetFormat_bn(read.get(), (name[0] == '/' ? name : directory.Path(name)).c_str(), "bif");
+  };
+  for (const char* name : {"protected", "full", "taken.0.tmp"}) WriteWhole(directory.Path(name), "old");
+  fs::permissions(directory.Path("protected"), fs::perms::owner_read);
+  fs::create_symlink("round2", directory.Path("round1"));
+  fs::create_symlink("round1", directory.Path("round2"));
+  fs::create_symlink(directory.Path("new"), directory.Path("to new"));
+  EXPECT_EQ(write("protected"), -1);
+  EXPECT_EQ(write("round1"), -1);
+  EXPECT_EQ(write("/dev/full"), -1);
+  // A file may hold 10 bytes now.
+  rlimit limit;
+  getrlimit(RLIMIT_FSIZE, &limit);
+  const rlimit few = {10, limit.rlim_max};
+  const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &few);
+  const int full = write("full");
+  setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, ignored);
+  EXPECT_EQ(full, -1);
+  std::string reasons, line;
+  std::istringstream lines(Reports());
+  while (std::getline(lines, line)) reasons += line.substr(0, 6) + line.substr(line.rfind(": ") + 2) + "; ";
+  EXPECT_EQ(reasons,
+            "5 808 it is write-protected; 5 808 too many symbolic links; 5 808 No space left on device; "
+            "5 808 File too large; ");
+  EXPECT_EQ(ReadWhole(directory.Path("protected")) + ReadWhole(directory.Path("full")), "oldold");
+  // Where what stands there is no file, or a name is taken, the net is still written.
+  EXPECT_EQ(write("/dev/null"), 0);
+  EXPECT_EQ(write("to new"), 0);
+  EXPECT_EQ(write("taken"), 0);
+  EXPECT_EQ(ReadWhole(directory.Path("new")), whole);
+  EXPECT_EQ(ReadWhole(directory.Path("taken")), whole);
+  EXPECT_EQ(FilesIn(directory.Path()), (std::vector<std::string>{"full", "new", "protected", "round1", "round2",
+                                                                 "taken", "taken.0.tmp", "to new"}));
+  EXPECT_EQ(ReadNetFormat_bn(directory.Path().c_str(), "bif", env), nullptr);
+  EXPECT_EQ(ReadNetFormat_bn("/dev/null", "bif", env), nullptr);
+  EXPECT_EQ(WriteNetFormatText_bn(read.get(), "bif", nullptr, -1), -1);
+  std::string numbers;
+  for (std::istringstream reports(Reports()); std::getline(reports, line);) numbers += line.substr(0, 6);
+  EXPECT_EQ(numbers, "5 807 5 802 5 804 ");
+}
+#endif
 
 TEST_F(FormatProblemsTest, EarlierRecordsDoNotMatter) {
   ReportError_ns(env, 1, 5, "an error");

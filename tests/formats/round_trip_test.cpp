@@ -204,6 +204,12 @@ TEST_F(FormatRoundTripTest, TextsAndPlacesComeBack) {
     EXPECT_STREQ(GetNetTitle_bn(read.get()), GetNetTitle_bn(net.get())) << format;
     EXPECT_STREQ(GetNetComment_bn(read.get()), GetNetComment_bn(net.get())) << format;
   }
+  SetNodeText_bn(At("a"), "position", "");
+  const std::string without = Text(net, "xdsl");
+  for (const char* text : {"inf 2", "2 -inf", "1", "x 1", "1 y", "1 2 3"}) {
+    SetNodeText_bn(At("a"), "position", text);
+    EXPECT_EQ(Text(net, "xdsl"), without) << text << " is no place";
+  }
   ClearErrors_ns(env, 5);
 }
 

@@ -44,7 +44,8 @@ TEST_F(XmlFormatTest, XmlBifTablesHaveTheFirstParentSlowestAndMayHoldComments) {
                                "</DEFINITION>\n" +
                                A + B +
                                "<VARIABLE><NAME>\n c d </NAME><VALUE>&lt; 1</VALUE><VALUE> <![CDATA[ 1]]> "
-                               "</VALUE><PROPERTY>position = (1.5, -2)</PROPERTY><PROPERTY> kept </PROPERTY>"
+                               "</VALUE><PROPERTY>position = (inf, -2)</PROPERTY><PROPERTY>position = (1.5, "
+                               "-2)</PROPERTY><PROPERTY> kept </PROPERTY>"
                                "<PROPERTY></PROPERTY></VARIABLE>\n"
                                "<DEFINITION><FOR>c d</FOR><TABLE>1 0</TABLE></DEFINITION>\n"));
   EXPECT_EQ(Reports(), "");
@@ -56,7 +57,7 @@ TEST_F(XmlFormatTest, XmlBifTablesHaveTheFirstParentSlowestAndMayHoldComments) {
   EXPECT_EQ(StateSpelling(c, 0), "< 1");
   EXPECT_EQ(StateSpelling(c, 1), " 1");
   EXPECT_STREQ(GetNodeText_bn(c, "position"), "1.5 -2");
-  EXPECT_STREQ(GetNodeComment_bn(c), "kept");
+  EXPECT_STREQ(GetNodeComment_bn(c), "position = (inf, -2)\nkept");
 }
 
 TEST_F(XmlFormatTest, HeadsMayTellAnEncodingAndEntitiesAreNotExpanded) {
@@ -116,6 +117,12 @@ TEST_F(XmlFormatTest, WeightsOfSumsAreMultipliedIntoTheUtilities) {
   const statetype off = 1;
   EXPECT_EQ(GetNodeFuncValue_bn(Named(read, "u"), &off), -13);
   EXPECT_EQ(GetNodeFuncValue_bn(Named(read, "v"), &off), 7);
+}
+
+// In lines 5 and 6, below P.
+std::string NoisyMax(const std::string& parts) {
+  return Xdsl(P + "<noisymax id=\"m\"><state id=\"x\"/><state id=\"y\"/><parents>p</parents>\n" + parts +
+              "</noisymax>\n");
 }
 
 struct BadFile {
@@ -214,14 +221,11 @@ TEST_F(XmlFormatTest, ProblemsAreReportedWithTheirLinesAndElements) {
       {Xdsl(P + "<deterministic id=\"d\"><state id=\"x\"/>\n<parents>p</parents>\n<resultingstates>x\ny"
                 "</resultingstates></deterministic>\n"),
        "5 825 8: 'y' is no state of element 'd'"},
-      {Xdsl(P + "<noisymax id=\"m\"><state id=\"x\"/><state id=\"y\"/><parents>p</parents>\n<strengths>0 0</strengths>"
-                "<parameters>1 0 0 1 0 1</parameters></noisymax>\n"),
+      {NoisyMax("<strengths>0 0</strengths><parameters>1 0 0 1 0 1</parameters>"),
        "5 878 6: noisymax 'm': the strengths of parent 'p' are no order of its states"},
-      {Xdsl(P + "<noisymax id=\"m\"><state id=\"x\"/><state id=\"y\"/><parents>p</parents>\n<strengths>0 1</strengths>"
-                "<parameters>1 0 0 1 0</parameters></noisymax>\n"),
+      {NoisyMax("<strengths>0 1</strengths><parameters>1 0 0 1 0</parameters>"),
        "5 877 6: noisymax 'm': parameters has 5 entries, but 6 were wanted"},
-      {Xdsl(P + "<noisymax id=\"m\"><state id=\"x\"/><state id=\"y\"/><parents>p</parents>\n<strengths>0 1</strengths>"
-                "<parameters>1 0\n0.5 0.4\n0 1</parameters></noisymax>\n"),
+      {NoisyMax("<strengths>0 1</strengths><parameters>1 0\n0.5 0.4\n0 1</parameters>"),
        "5 878 7: noisymax 'm': column 2 of its parameters is no distribution"},
       {Xdsl(P + "<utility id=\"u\"><parents>p</parents><utilities>1 2</utilities></utility>\n<mau id=\"m\"><parents>u"
                 "</parents>\n<expression>u*u</expression></mau>\n"),
@@ -235,6 +239,59 @@ TEST_F(XmlFormatTest, ProblemsAreReportedWithTheirLinesAndElements) {
       {"<smile id=\"n\">\n<nodes>\n" + P + "</nodes>\n<dynamic numslices=\"3\"/></smile>",
        "5 859 5: element 'dynamic', a net that goes through time, cannot be represented"},
       {"<smile id=\"n\">\n<extensions/></smile>", "5 873 1: smile has no nodes"},
+      {XmlBif(A + "<VARIABLE><NAME>b</NAME><OUTCOME>x</OUTCOME>\n<HIDDEN/></VARIABLE><DEFINITION>\n<FOR>b</FOR>"
+                  "<TABLE>1</TABLE><PROPERTY>none</PROPERTY><HIDDEN/></DEFINITION>\n"),
+       "4 875 7: VARIABLE 'b': element 'HIDDEN' is passed over; 4 875 8: DEFINITION 'b': element 'HIDDEN' is passed "
+       "over"},
+      {XmlBif(A) + "<!-- behind -->\n<?and more?>\n", ""},
+      {"<BIF><NETWORK>\n</NETWORK></BIF>\n</NETWORK>", "5 870 3: this is no well-formed XML: start-end tags mismatch"},
+      {"<BIF>\n<!-- > --><NETWORK a='>' b=\"/>\">\n<![CDATA[</NETWORK>]]><NAME/>\n</BIF>",
+       "5 871 4: element 'NETWORK', which begins in line 2, is closed as 'BIF'"},
+      {Xdsl("<cpt id=\"x\"><state id=\"a\"/>\n<what/><property "
+            "id=\"p\">1</property><probabilities>1</probabilities></cpt>\n"),
+       "4 875 5: cpt 'x': element 'what' is passed over"},
+      {Xdsl(P + "<deterministic id=\"d\"><state id=\"x\"/>\n<parents>p</parents></deterministic>\n"),
+       "5 849 6: element 'd' has no table"},
+      {Xdsl(P + "<deterministic id=\"d\"><state id=\"x\"/>\n<parents>q</parents>\n<resultingstates>x x"
+                "</resultingstates></deterministic>\n"),
+       "5 844 6: parent 'q' of element 'd' is no node"},
+      {NoisyMax("<strengths>0 1</strengths>"), "5 873 5: noisymax 'm' has no parameters"},
+      {NoisyMax("<parameters>1 0 0 1 0 1</parameters>"), "5 873 5: noisymax 'm' has no strengths"},
+      {NoisyMax("<strengths>0</strengths><parameters>1 0 0 1 0 1</parameters>"),
+       "5 877 6: noisymax 'm': strengths has 1 entries, but 2 were wanted"},
+      {NoisyMax("<strengths>0 0.5</strengths><parameters>1 0 0 1 0 1</parameters>"),
+       "5 878 6: noisymax 'm': the strengths of parent 'p' are no order of its states"},
+      {NoisyMax("<strengths>0 2</strengths><parameters>1 0 0 1 0 1</parameters>"),
+       "5 878 6: noisymax 'm': the strengths of parent 'p' are no order of its states"},
+      {NoisyMax("<strengths>0 -1</strengths><parameters>1 0 0 1 0 1</parameters>"),
+       "5 878 6: noisymax 'm': the strengths of parent 'p' are no order of its states"},
+      {NoisyMax("<strengths>0 one</strengths><parameters>1 0 0 1 0 1</parameters>"),
+       "5 876 6: noisymax 'm': 'one' in strengths is no number"},
+      {NoisyMax("<strengths>0 1</strengths><parameters>1 0 0 one 0 1</parameters>"),
+       "5 876 6: noisymax 'm': 'one' in parameters is no number"},
+      {NoisyMax("<strengths>0 1</strengths><parameters>1.5 -0.5 0 1 0 1</parameters>"),
+       "5 878 6: noisymax 'm': column 1 of its parameters is no distribution"},
+      {Xdsl(P + "<mau id=\"m\"><parents>p</parents></mau>\n<mau id=\"n\"><weights>1</weights></mau>\n"
+                "<mau id=\"o\"><parents>p</parents><weights>1 2</weights></mau>\n"
+                "<mau id=\"r\"><parents>p</parents><weights>one</weights></mau>\n"),
+       "5 873 5: mau 'm' has no weights; 5 873 6: mau 'n' has no parents; 5 877 7: mau 'o': weights has 2 entries, but "
+       "1 were wanted; 5 876 8: mau 'r': 'one' in weights is no number"},
+      {Xdsl(P + "<utility id=\"u\"><parents>p</parents><utilities>1 2</utilities></utility>\n"
+                "<mau id=\"p\"><parents>u</parents><weights>1</weights></mau>\n"
+                "<mau id=\"m\"><parents>u</parents><weights>1</weights></mau>\n"
+                "<mau id=\"m\"><parents>u</parents><weights>1</weights></mau>\n"),
+       "5 840 6: element 'p' is given twice, in lines 4 and 6; 4 867 6: mau 'p' is left out, and its weights are "
+       "multiplied into the utilities; 4 867 7: mau 'm' is left out, and its weights are multiplied into the "
+       "utilities; 5 840 8: element 'm' is given twice, in lines 7 and 8; 4 867 8: mau 'm' is left out, and its "
+       "weights are multiplied into the utilities"},
+      {"<smile id=\"n\">\n<nodes>" + P +
+           "</nodes><extensions><genie name=\"N\"><submodel><node id=\"q\"/><node id=\"p\">"
+           "<name>P</name>\n<position>1 2 three 4</position></node></submodel></genie></extensions></smile>",
+       "4 860 4: the position of node 'p' is left out"},
+      {"<smile id=\"n\">\n<nodes>" + P +
+           "</nodes><extensions><genie><node id=\"p\">"
+           "<position>1 2 inf 3</position></node></genie></extensions></smile>",
+       "4 860 3: the position of node 'p' is left out"},
   };
   for (const BadFile& file : files) {
     ReadText(nullptr, file.text);

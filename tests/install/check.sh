@@ -50,7 +50,7 @@ fi
 if [ -z "$sanitize" ] && ! grep -q '^CMAKE_BUILD_TYPE:STRING=Debug' "$build/CMakeCache.txt"; then
   ! grep -rlF "$source" "$tree" || fail 'these know where they were built'
 fi
-for text in doc/bravic/LICENSE doc/bravic/README.md doc/bravic/docs/errors.md bravic/explorer.html; do [ -s "$tree/share/$text" ]; done
+for text in doc/bravic/LICENSE doc/bravic/NOTICES.md doc/bravic/README.md doc/bravic/docs/errors.md bravic/explorer.html; do [ -s "$tree/share/$text" ]; done
 [ -x "$tree/bin/bravic" ] || exit 0
 for text in man/man1/bravic.1 zsh/site-functions/_bravic fish/vendor_completions.d/bravic.fish; do
   for word in beliefs stored findings; do grep -q "$word" "$tree/share/$text" || fail "no '$word' in $text"; done

@@ -1,12 +1,14 @@
 #!/bin/bash
-# run_cases.sh PROGRAM CASES NETS [WITHOUT]: runs each command line of CASES in a fresh folder that holds the nets, but
-# for those in which the text WITHOUT occurs.
+# run_cases.sh PROGRAM CASES NETS [WITHOUT...]: runs each command line of CASES in a fresh folder that holds the nets, but
+# for those in which one of the texts WITHOUT occurs.
 #   $ ARGUMENTS    a command line (bravic itself is left out); begins a case
 #   > TEXT         a line of the output; without any, the output must be empty; ">..." skips lines up to the next one
 #   ! PATTERN      a line of the error stream, as a pattern of the shell; without any, it must be empty
 #   ? CODE         the exit code, 0 when left out
 set -uo pipefail
-program=$(realpath "$1") cases=$(realpath "$2") nets=$3 without=${4:-}
+program=$(realpath "$1") cases=$(realpath "$2") nets=$3
+shift 3
+without=("$@")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp "$nets"/*.dne "$(dirname "$cases")"/*.dne "$work"
@@ -36,7 +38,8 @@ matches() {
 
 finish() {
   [ -n "$command" ] || return
-  [ -z "$without" ] || [[ $command != *"$without"* ]] || return
+  local text
+  for text in "${without[@]}"; do [[ $command != *"$text"* ]] || return; done
   count=$((count + 1))
   local status
   eval "'$program' $command" >out.txt 2>err.txt </dev/null

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "Bn/model/Levels.h"
+#include "Bn/model/Parents.h"
+
 namespace bravic::testing {
 
 Changes::Changes(const Net& on, Random& random, const std::string& caseFile, environ_ns env)
@@ -70,6 +73,14 @@ Changes::Changes(const Net& on, Random& random, const std::string& caseFile, env
       {"kind", [=] { SetNodeKind_bn(node, few); }},
       {"state name", [=] { SetNodeStateName_bn(node, state, name.c_str()); }},
       {"link name", [=] { SetLinkName_bn(node, index, name.c_str()); }},
+      // No file holds values of a function beside states that have no levels.
+      {"discreteness", [=] { numstates > 0 && !node->determinv ? SetDiscrete(node, few % 2) : 0; }},
+      {"states, levels and names",
+       [=] {
+         const char* const names[] = {"some", nullptr, "more", nullptr};
+         SetStatesAndLevels(node, few, few > 1 ? levels.data() : nullptr, names);
+       }},
+      {"disconnect parents", [=] { DisconnectParents(node); }},
       {"levels", [=] { SetNodeLevels_bn(node, GetNodeDiscrete_bn(node) ? numstates : few, levels.data()); }},
       {"order", [=] { SetNetElimOrder_bn(net, GetNetNodes_bn(net)); }},
       {"net name", [=] { SetNetName_bn(net, name.c_str()); }},

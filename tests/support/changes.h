@@ -1,4 +1,5 @@
-// Random changes of a net through the interface, each one call; some are refused.
+// Random changes of a net, each one call, of the interface or of those that only the library itself offers; some are
+// refused.
 #pragma once
 
 #include <functional>
@@ -24,7 +25,7 @@ class Changes {
   void Make(int kind) const { kinds_[std::size_t(kind)].second(); }
 
  private:
-  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 18;
+  static constexpr int NUM_GRADUAL = 4, NUM_SETTINGS = 21;
 
   nodelist_bn list_, one_;
   filespec_ns cases_;

@@ -111,10 +111,11 @@ TEST_F(InputChannelTest, FindsAFixedTextOutsideComments) {
 }
 
 TEST_F(InputChannelTest, ReadsRealNumbersAndTheirSpecialWords) {
-  const std::pair<std::vector<const char*>, double> good[] = {
+  const std::string zeros(400, '0');
+  const std::pair<std::vector<std::string>, double> good[] = {
       {{"0.25", ".25", "+.25", "25e-2"}, 0.25},
       {{"-3e2", "-300", "-300."}, -300},
-      {{"1e-400"}, 0},
+      {{"1e-400", "0." + zeros + "1", "0." + zeros + "1e+5", "12" + zeros + "e-800", "1e-99999999999999999999"}, 0},
       {{"?", "undef", "@UNDEF", "Undefined"}, UNDEF_DBL},
       {{"x", "@imposs", "impossible7"}, IMPOS_DBL},
       {{"*", "any"}, ANY_DBL},
@@ -122,13 +123,19 @@ TEST_F(InputChannelTest, ReadsRealNumbersAndTheirSpecialWords) {
       {{"-inf", "- INFinity"}, -INF_DBL},
   };
   for (const auto& [texts, expected] : good) {
-    for (const char* text : texts) {
-      double value = 0;
+    for (const std::string& text : texts) {
+      double value = 1;
       EXPECT_TRUE(ParseReal(text, &value)) << text;
       EXPECT_EQ(value, expected) << text;
     }
   }
-  for (const char* bad : {"1e400", "anyone", "undef-x", "@word", "nan", "-nan", "", "-", "1x", "0x10", "--1", "+-1"}) {
+  for (const std::string& bad :
+       {"1" + zeros, "0" + ("5" + zeros), "1" + zeros + zeros + "e-400", "0." + zeros + "1e900"}) {
+    double value;
+    EXPECT_FALSE(ParseReal(bad, &value)) << bad;
+  }
+  for (const char* bad : {"1e400", "1e+99999999999999999999", "anyone", "undef-x", "@word", "nan", "-nan", "", "-",
+                          "1x", "0x10", "--1", "+-1"}) {
     double value;
     EXPECT_FALSE(ParseReal(bad, &value)) << bad;
   }

@@ -95,6 +95,7 @@ void ReadArguments(const Command& command, const std::vector<std::string>& argum
   CLI::App app;
   app.set_help_flag();
   app.allow_extras();
+  app.allow_windows_style_options(false);  // "/nets/clinic.dne" is a file there, too
   AddedOptions all;
   for (const Option& option : command.options) AddOption(app, option, &all);
   AddRelations(command, all);

@@ -27,16 +27,7 @@
 
 namespace bravic::engine {
 
-// How many of the wider ones this machine runs: AVX2, and AVX-512 beyond it.
-inline int NumWideSets() {
-#if BRAVIC_WIDE_KERNELS
-  if (!__builtin_cpu_supports("avx2")) return 0;
-  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512dq")
-             ? 2
-             : 1;
-#else
-  return 0;
-#endif
-}
+// How many of the wider ones this machine and its system run: AVX2, and AVX-512 beyond it.
+int NumWideSets();
 
 }  // namespace bravic::engine

@@ -17,6 +17,17 @@ bool HoldsEntries(const void* block, long long count, std::size_t size) {
                     BlockSize(block) / size >= static_cast<std::size_t>(std::max(count, 0LL)));
 }
 
+// Whether the list has the block for its nodes, and for those that stand behind them. Nothing else is read of one that
+// has not.
+bool IsWhole(const nodelist_rec& list, int numBehind) {
+  const long long count = list.num + static_cast<long long>(numBehind);
+  return list.num >= 0 && (list.ar || count == 0) && HoldsEntries(list.ar, count, sizeof(node_bn));
+}
+
+bool HasWholeParents(const bnode& node) {
+  return IsWhole(node.preds, 1);
+}
+
 // Ranges of the fields that are numbers, for a message of the kind that names field and bounds.
 Failure CheckRange(const bnode& node, NodeField field, int value, int last) {
   if (0 <= value && value <= last) return nullptr;
@@ -45,9 +56,7 @@ Failure MissingAmongChildren(const bnode& node) {
 
 // inNet: the whole net is checked, its parents' children by CheckChildren.
 Failure CheckLinks(node_bn node, bool inNet) {
-  if (node->preds.num < 0 || !node->preds.ar || !HoldsEntries(node->preds.ar, node->preds.num + 1LL, sizeof(node_bn))) {
-    return Fail(PARENT_LIST_TOO_SHORT, OrEmpty(node->name));
-  }
+  if (!HasWholeParents(*node)) return Fail(PARENT_LIST_TOO_SHORT, OrEmpty(node->name));
   if (node->preds.ar[node->preds.num] != node) {
     return Fail(NODE_NOT_AFTER_PARENTS, OrEmpty(node->name));
   }
@@ -55,17 +64,18 @@ Failure CheckLinks(node_bn node, bool inNet) {
     if (!IsNodeOrStub(parent)) return Fail(PARENT_DAMAGED, OrEmpty(node->name));
     if (parent->innet != node->innet) return Fail(PARENT_IN_ANOTHER_NET, OrEmpty(node->name));
     if (inNet || TagOf(node) != BNODE_TAG || TagOf(parent) != BNODE_TAG) continue;
+    if (!IsWhole(parent->succs, 0)) return Fail(PARENT_DAMAGED, OrEmpty(node->name));
     if (IndexIn(parent->succs, node) < 0) return MissingAmongChildren(*node);
   }
-  if (node->succs.num < 0 || !HoldsEntries(node->succs.ar, node->succs.num, sizeof(node_bn))) {
-    return Fail(CHILD_LIST_TOO_SHORT, OrEmpty(node->name));
-  }
+  if (!IsWhole(node->succs, 0)) return Fail(CHILD_LIST_TOO_SHORT, OrEmpty(node->name));
   if (IsStub(*node) && node->succs.num > 0) {
     return Fail(PLACEHOLDER_WITH_CHILDREN, OrEmpty(node->name));
   }
   const int mark = NewMark();
   for (node_bn child : Entries(node->succs)) {
-    if (!child || TagOf(child) != BNODE_TAG) return Fail(CHILD_DAMAGED, OrEmpty(node->name));
+    if (!child || TagOf(child) != BNODE_TAG || !HasWholeParents(*child)) {
+      return Fail(CHILD_DAMAGED, OrEmpty(node->name));
+    }
     if (IndexIn(child->preds, node) < 0) {
       return Fail(NOT_AMONG_CHILDS_PARENTS, OrEmpty(node->name));
     }
@@ -124,9 +134,7 @@ Failure CheckNodeRecord(node_bn node, bool inNet) {
 }
 
 Failure CheckMembers(net_bn net, const nodelist_rec& list, Tag tag) {
-  if (list.num < 0 || !HoldsEntries(list.ar, list.num, sizeof(node_bn))) {
-    return Fail(LIST_OF_NODES_TOO_SHORT, OrEmpty(net->name));
-  }
+  if (!IsWhole(list, 0)) return Fail(LIST_OF_NODES_TOO_SHORT, OrEmpty(net->name));
   for (node_bn node : Entries(list)) {
     if (!node || TagOf(node) != tag) return Fail(NODE_OF_NET_DAMAGED, OrEmpty(net->name));
     if (node->innet != net) return Fail(NODE_OF_ANOTHER_NET, OrEmpty(net->name));
@@ -161,6 +169,14 @@ Failure CheckChildren(net_bn net) {
   return nullptr;
 }
 
+// There need not be any.
+Failure CheckElimOrder(net_bn net) {
+  const nodelist_rec& order = net->elimorder;
+  const auto isOwn = [&](node_bn node) { return node && TagOf(node) == BNODE_TAG && node->innet == net; };
+  if ((order.num < 0 || IsWhole(order, 0)) && std::all_of(order.begin(), order.end(), isOwn)) return nullptr;
+  return Fail(STRANGER_IN_ELIM_ORDER, OrEmpty(net->name));
+}
+
 Failure CheckCounts(net_bn net) {
   int numEvidence = 0, numLikelihood = 0;
   for (node_bn node : Entries(net->nodes)) {
@@ -192,11 +208,7 @@ Failure CheckNetConsistency(net_bn net) {
   if (Failure failure = CheckMembers(net, net->nodes, BNODE_TAG)) return failure;
   if (Failure failure = CheckMembers(net, net->stubs, STUB_TAG)) return failure;
   if (Failure failure = CheckChildren(net)) return failure;
-  for (node_bn node : Entries(net->elimorder)) {
-    if (!node || TagOf(node) != BNODE_TAG || node->innet != net) {
-      return Fail(STRANGER_IN_ELIM_ORDER, OrEmpty(net->name));
-    }
-  }
+  if (Failure failure = CheckElimOrder(net)) return failure;
   return CheckCounts(net);
 }
 
