@@ -269,6 +269,14 @@ TEST_F(SolveTest, ImpossibleUtilitiesAreAvoidedOrCountNothing) {
   for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 0.25 * -5 + 0.75 * -6, 1e-6) << "the choice is blind";
   EnterFinding_bn(At("chance"), 1);
   for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 8, 1e-6);
+  RetractAllFindings_bn(net.get());
+  SetTable(At("chance"), {0, 1});
+  for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 8, 1e-6) << "it cannot be met";
+  // A finding that depends on the choice.
+  SetTable(At("chance"), {0.25f, 0.75f});
+  SetTable(New("sign", 2, {At("choice")}), {0.5f, 0.5f, 0.25f, 0.75f});
+  EnterFinding_bn(At("sign"), 0);
+  for (int method : {0, 1}) EXPECT_NEAR(Solve(method), 0.25 * -5 + 0.75 * -6, 1e-6);
   EXPECT_EQ(Reports(), "");
   net = readWith("keep, @undef", "(1, 8), (-5, -6)");
   EXPECT_EQ(GetExpectedUtility_bn(net.get()), undef_dbl_ns);

@@ -70,6 +70,15 @@ class History {
     const Joint joint = Enumerate(model_, findings_);
     const double total = maximize_ ? joint.largest : joint.total;
     const auto& marginals = maximize_ ? joint.maxMarginals : joint.marginals;
+    // What would be possible leaves what is known as it is.
+    if (random_.Chance(0.3)) {
+      const int node = random_.Below(model_.NumNodes()), state = random_.Below(model_.numstates[node]);
+      Findings changed = findings_;
+      changed[std::size_t(node)].assign(std::size_t(model_.numstates[node]), 0);
+      changed[std::size_t(node)][std::size_t(state)] = 1;
+      EXPECT_EQ(Engine().CheckState(node, state),
+                Enumerate(model_, changed).total > 0 ? Status::Done : Status::Inconsistent);
+    }
     // Single answers come before anything else has been asked for, or after.
     const Status expected = total > 0 ? Status::Done : Status::Inconsistent;
     CheckSingly(random_.Below(3), marginals, expected);

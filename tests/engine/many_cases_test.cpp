@@ -285,6 +285,51 @@ TEST_F(ManyCasesTest, LosesNothingOfAHub) {
   }
 }
 
+// The same by questions one by one, in every way.
+TEST_F(ManyCasesTest, SingleQuestionsLoseNothingOfAHub) {
+  const Hub hub;
+  std::vector<int> row(Hub::SEEN, 0);
+  row[Hub::SEEN - 1] = row[Hub::SEEN - 2] = -1;
+  const std::vector<double> answer = hub.Answer(row.data(), {Hub::LEAVES});
+  for (const engine::Way way :
+       {engine::Way::CHEAPEST, engine::Way::TREE, engine::Way::WITHOUT_TREE, engine::Way::STRAIGHT}) {
+    SCOPED_TRACE(int(way));
+    const Compiled compiled(hub.model);
+    engine::Inference& inference = *compiled.inference;
+    ASSERT_EQ(inference.AllocatePotentials(nullptr), Status::Done);
+    inference.SetTables([&](int i) { return hub.model.Table(i); });
+    inference.SetWay(way);
+    for (int i = 1; i <= Hub::SEEN - 2; ++i) inference.SetState(i, 0);
+    std::vector<float> belief(Hub::STATES);
+    EXPECT_EQ(inference.Belief(0, belief), Status::Done);
+    for (std::size_t h = 0; h < Hub::STATES; ++h) EXPECT_NEAR(belief[h], answer[h], 1e-5);
+    const int nodes[] = {0, Hub::LEAVES};
+    std::vector<double> joint(2 * Hub::STATES);
+    double entries;
+    EXPECT_EQ(inference.Joint(nodes, joint.data(), &entries), Status::Done);
+    for (std::size_t k = 0; k < joint.size(); ++k) EXPECT_NEAR(joint[k], answer[Hub::STATES + k], 1e-5);
+  }
+}
+
+// More free neighbours of one node than are joined without the tree.
+TEST_F(ManyCasesTest, AnswersAboutAStarOfManyTargets) {
+  constexpr int LEAVES = 80;
+  Random random(1);
+  Model model;
+  model.parents.resize(LEAVES + 1);
+  model.children.resize(LEAVES + 1);
+  model.tables.resize(LEAVES + 1);
+  CaseQuestion question{{}, {}, [&](int i) { return model.Table(i); }, {0, 1}, {}, {}};
+  for (int i = 0; i <= LEAVES; ++i) {
+    model.numstates.push_back(2);
+    if (i > 0) model.parents[i].push_back(0), model.children[0].push_back(i);
+    RandomTable(model, i, random, 0);
+    question.targets.push_back(i);
+  }
+  question.numstates = model.numstates, question.parents = model.parents;
+  CompareWithInference(model, question, {-1, 1, 0, -1, -1, -1, 1, 0});
+}
+
 // Nets whose tables use the whole range of floats.
 TEST_F(ManyCasesTest, LosesNothingOfTablesOfAnyRange) {
   for (std::uint64_t seed = 1; seed <= 40; ++seed) {

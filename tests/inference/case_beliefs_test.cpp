@@ -1,5 +1,7 @@
 // BeliefsOfCases_bn: what hosts pass and get, and what is refused.
 
+#include <climits>
+
 #include "support/library.h"
 #include "support/nets.h"
 
@@ -51,6 +53,12 @@ TEST_F(CaseBeliefs, AreThoseOfCasesEnteredByHand) {
   EXPECT_NEAR(beliefs_[6], 0.4359706, 1e-6);
   EXPECT_NEAR(logs_[1], 0, 1e-6);
   EXPECT_EQ(GetNodeFinding_bn(Named(net_, "xray")), 1);
+  // Of no nodes nothing is asked, and it is sure.
+  nodelist_bn none = List({});
+  double logs[2] = {-1, -1};
+  EXPECT_EQ(BeliefsOfCases_bn(none, nullptr, 2, none, nullptr, logs, 1), 0);
+  EXPECT_THAT(logs, ::testing::ElementsAre(0, 0));
+  FreeNodeList_bn(none);
   // Parts of the answers may be left out.
   const statetype state[] = {UNDEF_STATE, UNDEF_STATE, UNDEF_STATE};
   EXPECT_EQ(BeliefsOfCases_bn(observed_, state, 1, targets_, nullptr, nullptr, 1), 0);
@@ -89,6 +97,8 @@ TEST_F(CaseBeliefs, AreRefused) {
   EXPECT_EQ(Gist(), "5 2483 BeliefsOfCases_bn -1 0 either 0 1 UNDEF_STATE");
   EXPECT_EQ(beliefs_[0], -1);
   const statetype state[] = {0, 0, 0};
+  EXPECT_EQ(BeliefsOfCases_bn(observed_, state, LONG_MAX, targets_, nullptr, nullptr, 1), -1);
+  EXPECT_EQ(Gist(), "5 2484 BeliefsOfCases_bn " + std::to_string(LONG_MAX));
   EXPECT_EQ(BeliefsOfCases_bn(observed_, state, -1, targets_, nullptr, nullptr, 1), -1);
   EXPECT_EQ(BeliefsOfCases_bn(observed_, nullptr, 1, targets_, nullptr, nullptr, 1), -1);
   EXPECT_EQ(BeliefsOfCases_bn(observed_, state, 1, targets_, nullptr, nullptr, -1), -1);
@@ -101,9 +111,12 @@ TEST_F(CaseBeliefs, AreRefused) {
   CompileNet_bn(net_.get());
   AddNodeToList_bn(assumed, targets_, LengthNodeList_bn(targets_));
   EXPECT_EQ(Ask({0, 0, 0}), -1);
+  EXPECT_EQ(BeliefsOfCases_bn(targets_, state, 1, observed_, nullptr, nullptr, 1), -1);
   Net other = Chain(env, 2);
   EXPECT_EQ(BeliefsOfCases_bn(observed_, state, 1, GetNetNodes_bn(other.get()), nullptr, nullptr, 1), -1);
-  EXPECT_EQ(Gist(), "5 2482 BeliefsOfCases_bn Assumed; 5 2480 BeliefsOfCases_bn N0 observed targets");
+  EXPECT_EQ(Gist(),
+            "5 2482 BeliefsOfCases_bn Assumed; 5 2481 BeliefsOfCases_bn Assumed; 5 2480 BeliefsOfCases_bn N0 observed "
+            "targets");
 }
 
 }  // namespace

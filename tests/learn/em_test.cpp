@@ -442,11 +442,17 @@ TEST_F(EmTest, RefusesWhatIsWrong) {
   EXPECT_EQ(CountCases_bn(counts.get(), GetNetNodes_bn(net.get()), nullptr, nullptr, 12), -1);
   EXPECT_EQ(CountCases_bn(counts.get(), GetNetNodes_bn(net.get()), nullptr, nullptr, -1), -1);
   EXPECT_EQ(Expect(counts, data, nullptr, -1), -1);
+  node_bn constant = New("Constant");
+  SetNodeKind_bn(constant, ASSUME_NODE);
+  CompileNet_bn(net.get());
+  Data more = data;
+  more.columns[0] = constant;
+  EXPECT_EQ(Expect(counts, more, nullptr, 1), -1);
   SetTable(At("cause"), {0.5f, 0.5f});
   EXPECT_EQ(Expect(counts, data, nullptr, 1), -1);
   EXPECT_EQ(Gist(),
             "5 2710 CountCases_bn N0; 5 2486 CountCases_bn NULL 12; 5 2485 CountCases_bn numcases 0 -1; "
-            "5 2487 ExpectCounts_bn numthreads 0 -1; 5 2077 ExpectCounts_bn Test");
+            "5 2487 ExpectCounts_bn numthreads 0 -1; 5 2481 ExpectCounts_bn Constant; 5 2077 ExpectCounts_bn Test");
 }
 
 }  // namespace

@@ -45,6 +45,11 @@ class LinksTest : public NetTest {
     return ScoreLinksCases_bn(all, data.states.data(), data.weights.empty() ? nullptr : data.weights.data(),
                               long(data.NumCases()), all, score, prior);
   }
+  // Of one node's links alone; its parents are not among the nodes asked about.
+  double ScoreOf(node_bn node, int score, double prior) {
+    return ScoreLinksCases_bn(all, data.states.data(), data.weights.empty() ? nullptr : data.weights.data(),
+                              long(data.NumCases()), Listed({node}), score, prior);
+  }
   int Place(node_bn node) { return int(std::find(nodes.begin(), nodes.end(), node) - nodes.begin()); }
   std::vector<std::vector<int>> Parents() {
     std::vector<std::vector<int>> parents;
@@ -114,6 +119,9 @@ TEST_F(LinksTest, FoundKeepTheRules) {
     Reports(0);
     const double again = Score(how.score, how.prior);
     EXPECT_NEAR(score, again, 1e-9 * std::abs(again)) << seed;
+    double sum = 0;
+    for (node_bn node : nodes) sum += ScoreOf(node, how.score, how.prior);
+    EXPECT_NEAR(sum, again, 1e-9 * std::abs(again)) << seed;
     if (required[0].empty()) EXPECT_GE(score, start - 1e-9 * std::abs(start)) << seed;
     const auto parents = Parents();
     const auto has = [&](node_bn from, node_bn to) {
@@ -147,6 +155,22 @@ TEST_F(LinksTest, FoundKeepTheRules) {
     EXPECT_EQ(Written(net), after) << seed;
   }
   EXPECT_GT(numLearned, 40);
+}
+
+// A constant is none of the entries, though another node has a link from it and the cases have a column of it.
+TEST_F(LinksTest, ConstantsAreNoneOfTheEntries) {
+  node_bn a = New("A"), b = New("B"), constant = New("Constant"), child = New("Child", 2, {constant});
+  SetNodeKind_bn(constant, ASSUME_NODE);
+  nodelist_bn columns = Listed({a, b, child, constant}), learned = Listed({a, b});
+  std::vector<statetype> states;
+  for (int number = 0; number < 20; ++number) states.insert(states.end(), {number % 2, number % 2, 0, 0});
+  learn_links_bn how = Defaults();
+  how.maxentries = 5;
+  EXPECT_EQ(LearnLinksCases_bn(columns, states.data(), nullptr, 20, learned, &how, nullptr), -1);
+  EXPECT_THAT(Reports(), ::testing::HasSubstr("2755"));
+  how.maxentries = 6;
+  EXPECT_GT(LearnLinksCases_bn(columns, states.data(), nullptr, 20, learned, &how, nullptr), 0) << Reports();
+  EXPECT_EQ(LengthNodeList_bn(GetNodeParents_bn(a)) + LengthNodeList_bn(GetNodeParents_bn(b)), 1);
 }
 
 // The entries that the search reckons with are those of the net once it is read back.

@@ -143,6 +143,41 @@ TEST_F(Configurations, BeginWithWhatPropagationFinds) {
   }
 }
 
+// So many that what is left open is cut down to what is still wanted: those in which no more than three nodes have the
+// state that is a hundred times less probable.
+TEST_F(Configurations, ThousandsAreTheMostProbableOnes) {
+  constexpr int NODES = 60, COUNT = 4000;
+  Random random(4);
+  std::vector<double> odds, expected;
+  double best = 1;
+  for (int i = 0; i < NODES; ++i) {
+    const float p = 0.01f + 0.0005f * float(random.Share());
+    AddNode(net, ("N" + std::to_string(i)).c_str(), {"x", "y"}, {}, {p, 1 - p});
+    best *= double(1 - p);
+    odds.push_back(double(p / (1 - p)));
+  }
+  expected.push_back(best);
+  for (std::size_t i = 0; i < NODES; ++i) {
+    expected.push_back(best * odds[i]);
+    for (std::size_t j = 0; j < i; ++j) {
+      expected.push_back(best * odds[i] * odds[j]);
+      for (std::size_t k = 0; k < j; ++k) expected.push_back(best * odds[i] * odds[j] * odds[k]);
+    }
+  }
+  std::sort(expected.rbegin(), expected.rend());
+  CompileNet_bn(net.get());
+  std::vector<statetype> states(COUNT * NODES);
+  std::vector<double> probs(COUNT);
+  ASSERT_EQ(MostProbableConfigs_bn(net.get(), COUNT, states.data(), probs.data()), COUNT);
+  std::set<std::vector<statetype>> distinct;
+  for (std::size_t i = 0; i < COUNT; ++i) {
+    const std::vector<statetype> row(states.begin() + long(i * NODES), states.begin() + long((i + 1) * NODES));
+    ASSERT_NEAR(probs[i] / expected[i], 1, TOLERANCE) << i;
+    ASSERT_NEAR(std::log(probs[i]), LogOf(row), TOLERANCE) << i;
+    ASSERT_TRUE(distinct.insert(row).second);
+  }
+}
+
 TEST_F(Configurations, TiesComeByTheirStates) {
   for (const char* name : {"A", "B", "C", "D"}) AddNode(net, name, {"x", "y", "z"}, {}, {0.25f, 0.25f, 0.5f});
   for (const char* name : {"E", "F"}) AddNode(net, name, {"x", "y"}, {}, {0.5f, 0.5f});
@@ -159,8 +194,9 @@ TEST_F(Configurations, AreRankedHoweverImprobable) {
   node_bn root = AddNode(net, "Root", {"a", "b", "c"}, {}, {0.25f, 0.25f, 0.5f});
   for (int i = 0; i < LEAVES; ++i) {
     const std::string name = "Leaf" + std::to_string(i);
-    const float rare = i == 7 ? 2e-30f : 1e-30f;
-    AddNode(net, name.c_str(), {"x", "y"}, {"Root"}, {1e-30f, 1, rare, 1, 1e-33f, 1});
+    const float rare = i == 7 ? 2e-37f : 1e-37f;
+    const std::vector<float> first = {1e-37f, 1, 1, 0, 1e-33f, 1}, second = {1, 0, rare, 1, 1e-33f, 1};
+    AddNode(net, name.c_str(), {"x", "y"}, {"Root"}, i % 2 == 0 ? first : second);
     CompileNet_bn(net.get());
     EnterFinding_bn(Named(net, name), 0);
   }
@@ -177,7 +213,7 @@ TEST_F(Configurations, AreRankedHoweverImprobable) {
   }
   EXPECT_TRUE(std::is_sorted(logs.rbegin(), logs.rend()));
   EXPECT_EQ(states[PlaceOf(root)], 1);
-  // The root's states have 1/4, 1/2 and 1e-180 of what counts: with the other node summed out as with it.
+  // The root's states have 1/3, 2/3 and next to nothing of what counts: with the other node summed out as with it.
   nodelist_bn list = List({root});
   statetype best = -1;
   double prob = 0;

@@ -46,7 +46,7 @@ Vector<int> NumbersOfStates(std::span<const node_bn> nodes) {
   return numstates;
 }
 
-// Of the whole net, in which nodes of other kinds keep their links.
+// Of the whole net but its constants; nodes of other kinds keep their links.
 engine::EntryLimit MakeLimit(double mostEntries, std::span<const node_bn> nodes) {
   Vector<int> numstates, places;
   Vector<Vector<int>> parents;
@@ -60,7 +60,7 @@ engine::EntryLimit MakeLimit(double mostEntries, std::span<const node_bn> nodes)
     numstates.push_back(node->numstates);
     parents.emplace_back();
     for (node_bn parent : Entries(node->preds))
-      if (!IsStub(*parent)) parents.back().push_back(parent->scratch);
+      if (!IsStub(*parent) && parent->kind != ASSUME_NODE) parents.back().push_back(parent->scratch);
   }
   for (node_bn node : nodes) places.push_back(node->scratch);
   return engine::EntryLimit(mostEntries, numstates, parents, places);
