@@ -151,6 +151,9 @@ TEST_F(ArraysTest, AppendsGrowTheirRoomByTheirPolicy) {
     ASSERT_EQ(BlockSize(chunked), BlockSize(by32));
   }
   for (int i = 0; i < 70; ++i) ASSERT_EQ(exact[i] + by32[i] + chunked[i], 3 * i);
+  AppendIfAbsent(by32, &lengths[1], 70);
+  EXPECT_EQ(lengths[1], 71);
+  EXPECT_EQ(by32[70], 70);
   for (int* array : {exact, by32, chunked}) Free(array);
 }
 
@@ -221,6 +224,8 @@ TEST_F(FieldsTest, FaultsAreReportedAndPatchedOnlyInRepair) {
     double real = 2.5;
     unsigned char flag = 2;
     signed char narrow = -7;
+    short half = 300;
+    int whole = 70000;
     IntPoint point{-1, 9};
     EXPECT_TRUE(CheckField(owner, &good, {1, 5, 2, -10, FIELD_KIND}));
     EXPECT_FALSE(CheckField(owner, &low, {1, 5, 2, -11, FIELD_KIND}));
@@ -229,16 +234,21 @@ TEST_F(FieldsTest, FaultsAreReportedAndPatchedOnlyInRepair) {
     EXPECT_FALSE(CheckField(owner, &real, {0, 1.5, 1, -14, FIELD_VALUE}));
     EXPECT_FALSE(CheckField(owner, true, &flag, -15, FIELD_HAS_GUI));
     EXPECT_FALSE(CheckEnumField(owner, &narrow, 1, {0, 6, 6, -16, FIELD_CHANCE}));
+    EXPECT_FALSE(CheckEnumField(owner, &half, 2, {0, 6, 6, -18, FIELD_CHANCE}));
+    EXPECT_FALSE(CheckEnumField(owner, &whole, 4, {0, 6, 5, -19, 99, "%s of %s %s is %d, not up to %d"}));
+    EXPECT_TRUE(CheckEnumField(owner, &good, 4, {0, 6, 6, -20, FIELD_CHANCE}));
     EXPECT_FALSE(CheckField(owner, &point, {{0, 0}, {5, 5}, {1, 2}, -17, FIELD_CENTER}));
     EXPECT_EQ(NewestRecord(env)->fixStatus, repair ? PATCHED : STILL_REMAINS);
     EXPECT_EQ(low, repair ? 2 : 0);
     EXPECT_EQ(real, repair ? 1 : 2.5);
     EXPECT_EQ(flag, repair ? 1 : 2);
     EXPECT_EQ(narrow, repair ? 6 : -7);
+    EXPECT_EQ(half, repair ? 6 : 300);
+    EXPECT_EQ(whole, repair ? 5 : 70000);
     EXPECT_EQ(point.y, repair ? 2 : 9);
     EXPECT_EQ(Gist(),
               "5 11 kind A 0 1; 5 12 kind A 9 5; 5 13 kind A 3 5; 5 14 value A 2.5 1.5; 5 15 A HasGUI 2; "
-              "5 16 chance A -7 0; 5 17 center A -1 0; 5 17 center A 9 5");
+              "5 16 chance A -7 0; 5 18 chance A 300 6; 5 19 70000 6; 5 17 center A -1 0; 5 17 center A 9 5");
   }
 }
 

@@ -134,6 +134,32 @@ TEST_F(MemoryTest, FailedOptionalRequestsLeaveThingsAsTheyWere) {
   EXPECT_EQ(MemoryUsed(), used - 16);
 }
 
+TEST_F(MemoryTest, BlocksAreMadeLargeEnough) {
+  for (void* none : {static_cast<void*>(nullptr), Naddr()}) {
+    EXPECT_EQ(Resize(none, 0), nullptr);
+    EXPECT_EQ(TryResize(none, 0), nullptr);
+    EXPECT_EQ(BlockSize(none), 0u);
+  }
+  char* block = static_cast<char*>(EnsureSize(nullptr, 0));
+  EXPECT_EQ(BlockSize(block), 1u);
+  *block = 'a';
+  block = static_cast<char*>(EnsureSize(block, 70000));
+  EXPECT_EQ(EnsureSize(block, 5), block);
+  EXPECT_EQ(*block, 'a');
+  for (const auto ensure : {EnsureSizeDiscarding, TryEnsureSizeDiscarding}) {
+    EXPECT_EQ(ensure(block, 70000), block);
+    block = static_cast<char*>(ensure(block, BlockSize(block) + 1));
+    EXPECT_GT(BlockSize(block), 70000u);
+    void* fresh = ensure(nullptr, 3);
+    EXPECT_EQ(BlockSize(fresh), 3u);
+    EXPECT_EQ(TryResize(fresh, 0), nullptr);
+  }
+  block = static_cast<char*>(TryResize(block, 2));
+  EXPECT_EQ(BlockSize(block), 2u);
+  Free(block);
+  Free(TryResize(nullptr, 7));
+}
+
 TEST_F(MemoryTest, OverlargeSizesNeverReachTheHeap) {
   RefuseRequests(0, 0);
   const std::size_t top = static_cast<std::size_t>(-1);

@@ -115,8 +115,30 @@ TEST_F(RandomTest, SubsetsAndPatternsAreFair) {
   for (const auto& [pair, count] : pairs) EXPECT_NEAR(count, 250, 75) << pair.first << pair.second;
   for (const int count : hits) EXPECT_NEAR(count, 2500, 150);
   Free(RandomPattern(4, 1, nullptr));
-  RandomSubset(static_cast<int*>(nullptr), 3, 4);
-  EXPECT_NE(Reports(), "");
+}
+
+TEST_F(RandomTest, PointersAndExponentialsAreDrawnByTheSameNumbers) {
+  int numbers[50];
+  void* pointers[50];
+  std::iota(numbers, numbers + 50, 0);
+  for (int i = 0; i < 50; ++i) pointers[i] = &numbers[i];
+  SeedRandom(9);
+  RandomSubset(pointers, 50, 20);
+  int order[50];
+  std::iota(order, order + 50, 0);
+  SeedRandom(9);
+  RandomSubset(order, 50, 20);
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(pointers[i], &numbers[order[i]]);
+  RandomState* twin = NewRandomState(9);
+  SeedRandom(9);
+  double sum = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const double drawn = DrawExponential();
+    ASSERT_NEAR(std::exp(-drawn), static_cast<double>(DrawReal(twin)), 1e-12);
+    sum += drawn;
+  }
+  FreeRandomState(twin);
+  EXPECT_NEAR(sum / 20000, 1, 0.03);
 }
 
 }  // namespace

@@ -80,6 +80,10 @@ TEST_F(TextTest, CopiesAreCutOrRefused) {
   EXPECT_STREQ(to, "ab...");
   CopyTextMarked(to, "abcdef", 6);
   EXPECT_STREQ(to, "abcdef");
+  char* copy = TryDupText("some text");
+  EXPECT_STREQ(copy, "some text");
+  Free(copy);
+  EXPECT_EQ(TryDupText(nullptr), nullptr);
   SetHeapGate([](std::size_t nbytes) { return nbytes != sizeof "some text" + 8; });
   EXPECT_EQ(TryDupText("some text"), nullptr);
   SetHeapGate(nullptr);

@@ -482,6 +482,30 @@ TEST_F(CaseFiles, AreReadInBlocks) {
   ClearErrors_ns(env, 6);
 }
 
+// A file full of values that nothing holds does not fill the list of errors.
+TEST_F(CaseFiles, TellOfAHundredUnfitValues) {
+  constexpr long NUM_ROWS = 300;
+  std::string text = std::string(INDICATOR) + "Ranged\tNamed\n";
+  for (long i = 0; i < NUM_ROWS; ++i) text += "999\tlow\n";
+  Put(text);
+  nodelist_bn two = List({ranged, named});
+  std::vector<statetype> states(2 * NUM_ROWS);
+  double position = 0;
+  EXPECT_EQ(ReadCaseStates_bn(file, two, &position, NUM_ROWS, states.data(), nullptr, nullptr), NUM_ROWS);
+  for (long i = 0; i < NUM_ROWS; ++i)
+    ASSERT_TRUE(states[std::size_t(2 * i)] == UNDEF_STATE && states[std::size_t(2 * i + 1)] == 0);
+  const std::string reports = Reports();
+  EXPECT_EQ(std::count(reports.begin(), reports.end(), '\n'), 101);
+  EXPECT_NE(reports.find("line 103"), reports.npos) << "the hundredth row is the last that is told of";
+  EXPECT_EQ(reports.find("line 104"), reports.npos);
+  EXPECT_NE(reports.find("more entries of this kind are counted as missing"), reports.npos);
+  FreeNodeList_bn(two);
+  FreeFileSpec_ns(std::exchange(file, FileNamed_ns("/dev/null", env)));
+  position = 5;
+  EXPECT_EQ(ReadCaseStates_bn(file, all, &position, 1, states.data(), nullptr, nullptr), -1);
+  EXPECT_NE(Reports(), "") << "there are no places in what is no file";
+}
+
 TEST_F(CaseFiles, TellTheirNodes) {
   Put(std::string(INDICATOR) + "Real\tStranger\tIDnum\tNamed\tNamed\n");
   nodelist_bn nodes = CaseFileNodes_bn(file, net.get());

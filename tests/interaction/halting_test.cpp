@@ -1,6 +1,7 @@
 // Long operations, halted each time that they look up: one record, the neutral answer, and the net as before.
 #include <csignal>
 
+#include "Bn/model/Records.h"
 #include "Win_Face/Interaction.h"
 #include "support/net_fixture.h"
 
@@ -152,6 +153,30 @@ TEST_F(Halting, LeavesOneRecordAndTheNetAsItWas) {
     EXPECT_NEAR(GetNodeBeliefs_bn(chain[0])[0] * 600, 1, 1e-4);
   }
   for (filespec_ns each : {file, saved, cases, many}) FreeFileSpec_ns(each);
+}
+
+TEST_F(Halting, StepsBackAndForthAreMadeOrLeft) {
+  const std::pair<int(BRAVIC_CALL*)(net_bn), const char*> steps[] = {{UndoLastChange_bn, "5 2450 UndoLastChange_bn"},
+                                                                     {RedoLastChange_bn, "5 2450 RedoLastChange_bn"}};
+  for (const auto& [step, gist] : steps) {
+    Build();
+    CompileNet_bn(net.get());
+    for (node_bn node : {chain[2], chain[1]}) EnterFinding_bn(node, 3);
+    if (step == RedoLastChange_bn) {
+      RetractNodeFindings_bn(chain[1]);
+      UndoLastChange_bn(net.get());
+    }
+    net->autoupdate = 1;  // not as a change, which would be the last one
+    looks = lastLook = 0;
+    SetProgressCallback_ns(HaltAtLast, nullptr, env);
+    EXPECT_EQ(step(net.get()), -1);
+    SetProgressCallback_ns(nullptr, nullptr, env);
+    EXPECT_EQ(Gist(), gist);
+    EXPECT_EQ(GetNodeFinding_bn(chain[1]), 3);
+    EXPECT_NEAR(CaseProbability_bn(net.get()) * 360000, 1, 1e-4) << gist;
+    EXPECT_EQ(step(net.get()), 1);
+    EXPECT_NEAR(CaseProbability_bn(net.get()) * 600, 1, 1e-4) << gist;
+  }
 }
 
 #if !defined(_WIN32)

@@ -76,6 +76,24 @@ TEST_F(InteractionTest, NestedWaitsAreIndentedAndEndInOrder) {
   EXPECT_THAT(Reports(), HasSubstr("wait == Waits_fc[NumWaiting_fc - 1]"));
 }
 
+TEST_F(InteractionTest, AnyNumberOfWaitsAndLinesOfAnyLength) {
+  std::vector<Wait*> waits;
+  for (int i = 0; i < 70; ++i) waits.push_back(StartWait(Showing::Never, 0, "%d", i));
+  now += 2;
+  EXPECT_FALSE(ReportProgress(waits.back(), 0.5, 0));
+  for (; !waits.empty(); waits.pop_back()) EndWait(waits.back());
+  const std::string line(5000, 'x');
+  CaptureStdout();
+  PrintToUser("%s and %d", line.c_str(), 7);
+  EXPECT_EQ(GetCapturedStdout(), line + " and 7");
+}
+
+TEST_F(InteractionTest, DelaysLastAsLongAsTheySay) {
+  const std::uint32_t start = TickMilliseconds();
+  Delay(0.03);
+  EXPECT_GE(TickMilliseconds() - start, 30u);
+}
+
 TEST_F(InteractionTest, ProgressIsPrintedOnceASecond) {
   Wait* wait = StartWait(Showing::WithEstimate, 0, "x");
   CaptureStdout();

@@ -33,6 +33,15 @@ class CountsTest : public NetTest {
   node_bn a_ = nullptr, b_ = nullptr;
 };
 
+TEST_F(CountsTest, OthersAreNotFreedAsCounts) {
+  nodelist_bn list = List({a_});
+  FreeCounts_bn(reinterpret_cast<counts_bn>(list));
+  EXPECT_EQ(Gist(), "5 2701 FreeCounts_bn counts_bn");
+  EXPECT_EQ(LengthNodeList_bn(list), 1);
+  FreeCounts_bn(nullptr);
+  FreeNodeList_bn(list);
+}
+
 TEST_F(CountsTest, AreSetAndAdded) {
   const Counts counts = New({b_, a_}), more = New({b_, a_}), other = New({a_, b_});
   EXPECT_EQ(Values(counts), std::vector<double>(9, 0));

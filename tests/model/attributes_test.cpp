@@ -1,6 +1,7 @@
 // Getters and setters of attributes: what they answer and record.
 #include "Bn/model/Attributes.h"
 
+#include "Bn/model/Levels.h"
 #include "Bn/model/Undo.h"
 #include "support/net_fixture.h"
 
@@ -115,6 +116,36 @@ TEST_F(AttributesTest, AnotherDiscretizationDropsWhatTheOldStatesIndexed) {
   ASSERT_EQ(SetNodeLevels_bn(real, 0, nullptr), 0);
   EXPECT_EQ(HasRelation_bn(real), 0);
   EXPECT_EQ(net->numEvidence, 0);
+}
+
+TEST_F(AttributesTest, LevelsDoNotOutliveWhatTheyMean) {
+  const double levels[] = {0, 1, 2};
+  ASSERT_EQ(SetNodeLevels_bn(real, 2, levels), 0);
+  EnterNodeValue_bn(real, 1.25);
+  EXPECT_EQ(SetDiscrete(real, UNKNOWN_DISCRETE), 0);
+  EXPECT_EQ(GetNodeValue_bn(real), 1.25);
+  EXPECT_EQ(GetNodeLevel_bn(real, 2), 2) << "still bounds of intervals";
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(real->discrete, CONTINUOUS);
+  ASSERT_EQ(SetDiscrete(real, DISCRETE), 0);
+  EXPECT_EQ(SetDiscrete(real, DISCRETE), 1);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(real->levels, nullptr);
+    EXPECT_EQ(GetNodeFinding_bn(real), 1) << "the state stays";
+    EXPECT_EQ(real->value, UNDEF_DBL);
+    UndoLastChange_bn(net.get());
+    EXPECT_EQ(GetNodeLevel_bn(real, 2), 2);
+    EXPECT_EQ(GetNodeValue_bn(real), 1.25);
+    RedoLastChange_bn(net.get());
+  }
+  EXPECT_EQ(SetStatesAndLevels(a, 2, nullptr, nullptr), 1);
+  const char* const names[] = {"off", "on"};
+  EXPECT_EQ(SetStatesAndLevels(a, 2, levels, names), 0);
+  EXPECT_EQ(StateNamed_bn("on", a), 1);
+  EXPECT_EQ(GetNodeLevel_bn(a, 1), 1);
+  UndoLastChange_bn(net.get());
+  EXPECT_EQ(GetNodeLevel_bn(a, 1), undef_dbl_ns) << "levels and names are one change";
+  EXPECT_STREQ(GetNodeStateName_bn(a, 1), "");
 }
 
 TEST_F(AttributesTest, ShiftedLevelsPlaceAValueFindingAnew) {

@@ -1,6 +1,7 @@
 // Nets built and taken apart through the interface: links, placeholders, names, the node order, copies.
 
 #include "Basic/Text.h"
+#include "Bn/model/Net.h"
 #include "Bn/model/NodeNames.h"
 #include "support/net_fixture.h"
 
@@ -18,6 +19,30 @@ class BuildingTest : public NetTest {
     }
   }
 };
+
+TEST_F(BuildingTest, NodesThatTheLibraryMakesHaveTwoStatesAndNamesOfTheirOwn) {
+  SetUndoDepth_bn(9, net.get());
+  std::set<std::string> names;
+  for (const char* stem :
+       {static_cast<const char*>(nullptr), static_cast<const char*>(nullptr), "cause", "cause", "Param"}) {
+    node_bn node = NewDefaultNode(stem, net.get());
+    const std::string name = GetNodeName_bn(node);
+    EXPECT_EQ(name.find(stem ? stem : "Node"), 0u) << name;
+    EXPECT_TRUE(names.insert(name).second) << name;
+    EXPECT_EQ(NodeNamed_bn(name.c_str(), net.get()), node);
+    EXPECT_EQ(GetNodeKind_bn(node), NATURE_NODE);
+    EXPECT_EQ(GetNodeNumberStates_bn(node) + GetNodeDiscrete_bn(node), 3);
+  }
+  const std::size_t before = Nodes(net).size();
+  EXPECT_EQ(NewNode(names.begin()->c_str(), 2, net.get()), nullptr) << "a name that is taken";
+  EXPECT_THAT(Reports(), ::testing::HasSubstr("(nn != -1)"));
+  EXPECT_EQ(Nodes(net).size(), before);
+  for (std::size_t left = names.size(); left-- > 0;) {
+    EXPECT_EQ(UndoLastChange_bn(net.get()), 1);
+    EXPECT_EQ(Nodes(net).size(), before - names.size() + left);
+  }
+  SetUndoDepth_bn(1, net.get());
+}
 
 TEST_F(BuildingTest, FreshNamesByMethod) {
   const std::string longest(30, 'x');

@@ -25,6 +25,12 @@ class TablesTest : public NetTest {
   }
 };
 
+float* NewFloats(std::initializer_list<float> values) {
+  float* block = static_cast<float*>(Allocate(values.size() * sizeof(float)));
+  std::copy(values.begin(), values.end(), block);
+  return block;
+}
+
 // What a discrete node's relation is said to be: rows by configuration, absent tables empty.
 struct PlainTables {
   std::vector<Row> probs;
@@ -226,12 +232,7 @@ TEST_F(TablesTest, DerivedTablesOfFilesAndCopiesAreComplete) {
 TEST_F(TablesTest, CountsAndProbabilities) {
   node_bn parent = New("A", 4), node = New("B", 2, {parent});
   const float U = UNDEF_PROB, X = IMPOS_PROB;
-  auto table = [](std::initializer_list<float> values) {
-    float* block = static_cast<float*>(Allocate(values.size() * sizeof(float)));
-    std::copy(values.begin(), values.end(), block);
-    return block;
-  };
-  InstallRelation(node, {table({1, 3, 0, 0, U, 2, X, X}), nullptr, nullptr, nullptr, 0});
+  InstallRelation(node, {NewFloats({1, 3, 0, 0, U, 2, X, X}), nullptr, nullptr, nullptr, 0});
   EXPECT_EQ(GetNodeExperience_bn(node, States{0}.data()), 4);
   EXPECT_EQ(GetNodeExperience_bn(node, States{1}.data()), 0);
   EXPECT_EQ(GetNodeExperience_bn(node, States{2}.data()), UNDEF_DBL);
@@ -246,6 +247,119 @@ TEST_F(TablesTest, CountsAndProbabilities) {
   SetNodeProbs_bn(node, States{0}.data(), half);
   EXPECT_EQ(RowOf(node, {0}), (Row{0.5f, 0.5f}));
   EXPECT_EQ(GetNodeExperience_bn(node, States{0}.data()), 4);
+}
+
+TEST_F(TablesTest, SeveralTablesOfARowChangeTogether) {
+  const double levels[] = {0, 1, 2, 4};
+  node_bn parent = New("A", 2), node = New("R", 0, {parent});
+  SetNodeLevels_bn(node, 3, levels);
+  RowChange change;
+  change.state = 2, change.value = 3, change.hasValue = true, change.experience = 9;
+  for (const statetype row : {statetype{1}, statetype{EVERY_STATE}}) {
+    auto* states = static_cast<statetype*>(AllocateCleared(2, sizeof(statetype)));
+    InstallRelation(node, {nullptr, NewFloats({5, 6}), states, NewFloats({0.5f, 0.5f}), 1});
+    EXPECT_EQ(RowOf(node, {1}), (Row{1, 0, 0}));
+    const auto tables = [&] {
+      return Row{node->numcases[0],  node->numcases[1],        node->determinv[0],
+                 node->determinv[1], float(node->determin[0]), float(node->determin[1])};
+    };
+    const Row before = tables(), after = row == 1 ? Row{5, 9, 0.5f, 3, 0, 2} : Row{9, 9, 3, 3, 2, 2};
+    EXPECT_EQ(SetRow(node, States{row, 0}.data(), change), 0);
+    EXPECT_EQ(tables(), after);
+    EXPECT_EQ(RowOf(node, {1}), (Row{0, 0, 1}));
+    const int sequence = UndoSequence(net.get());
+    EXPECT_EQ(SetRow(node, States{row, 0}.data(), change), 0);
+    EXPECT_EQ(UndoSequence(net.get()), sequence) << "no change";
+    UndoLastChange_bn(net.get());
+    EXPECT_EQ(tables(), before);
+    EXPECT_EQ(RowOf(node, {1}), (Row{1, 0, 0}));
+    RedoLastChange_bn(net.get());
+    EXPECT_EQ(tables(), after);
+  }
+}
+
+// A row given as counts brings its table into that form, in which a reader does not leave it.
+TEST_F(TablesTest, RowsOfCountsAreTakenBackInEitherForm) {
+  node_bn parent = New("A", 2), node = New("B", 2, {parent});
+  const float good[] = {3, 1}, bad[] = {3, -1};
+  for (const bool isRead : {false, true}) {
+    InstallRelation(node, {NewFloats({0.25f, 0.75f, 0.5f, 0.5f}), NewFloats({4, -1}), nullptr, nullptr, 1});
+    RowChange counts;
+    counts.normalized = false;
+    counts.probs = bad;
+    EXPECT_EQ(SetRow(node, States{1, 0}.data(), counts), -1);
+    EXPECT_EQ(node->normalized, 1) << "a refused change leaves the form";
+    EXPECT_NE(Reports(5), "");
+    counts.probs = good;
+    ASSERT_EQ(SetRow(node, States{1, 0}.data(), counts), 0);
+    EXPECT_EQ(node->normalized, 0);
+    EXPECT_EQ(Row(node->probs, node->probs + 4), (Row{1, 3, 3, 1}));
+    counts.probs = bad;
+    EXPECT_EQ(SetRow(node, States{1, 0}.data(), counts), -1);
+    EXPECT_NE(Reports(5), "");
+    if (isRead) EXPECT_EQ(RowOf(node, {1}), (Row{0.75f, 0.25f}));
+    UndoLastChange_bn(net.get());
+    EXPECT_EQ(GetTable(node), (Row{0.25f, 0.75f, 0.5f, 0.5f})) << isRead;
+    RedoLastChange_bn(net.get());
+    EXPECT_EQ(GetTable(node), (Row{0.25f, 0.75f, 0.75f, 0.25f})) << isRead;
+    EXPECT_EQ(GetNodeExperience_bn(node, States{1}.data()), 4);
+  }
+}
+
+TEST_F(TablesTest, AMissingEntryIsFoundWhereverItIs) {
+  node_bn parent = New("A", 300), node = New("B", 3, {parent});
+  SetNodeProbs_bn(node, States{EVERY_STATE, 0}.data(), Row{0.5f, 0.25f, 0.25f}.data());
+  long long row;
+  EXPECT_TRUE(IsRelationComplete(node, &row));
+  for (const int gap : {0, 1, 255, 256, 511, 512, 600, 767, 768, 898, 899}) {
+    const float before = std::exchange(node->probs[gap], UNDEF_PROB);
+    node->probsokay = -1;
+    EXPECT_FALSE(IsRelationComplete(node, &row));
+    EXPECT_EQ(row, gap / 3);
+    EXPECT_FALSE(IsRelationComplete(node, nullptr));
+    node->probs[gap] = before;
+  }
+  node_bn gain = New("gain", 0, {parent});
+  for (statetype state = 0; state < 300; ++state) {
+    EXPECT_EQ(state > 0 && IsRelationComplete(gain, &row), false);
+    if (state > 0) EXPECT_EQ(row, state);
+    SetNodeFuncValue_bn(gain, &state, 1);
+  }
+  EXPECT_TRUE(IsRelationComplete(gain, &row));
+}
+
+// Counts without a table for their sums, and no memory to be had for it.
+TEST_F(TablesTest, TablesThatCannotBeBroughtIntoFormStayAsTheyAre) {
+  constexpr int ROWS = 1500;
+  node_bn parent = New("A", ROWS), node = New("B", 2, {parent});
+  float* counts = static_cast<float*>(Allocate(2 * ROWS * sizeof(float)));
+  std::fill_n(counts, 2 * ROWS, 2.0f);
+  InstallRelation(node, {counts, nullptr, nullptr, nullptr, 0});
+  const States first = {0, 0};
+  const std::pair<std::function<bool()>, const char*> calls[] = {
+      {[&] { return GetNodeExperience_bn(node, first.data()) == UNDEF_DBL; }, "experience"},
+      {[&] { return SetExperienceRow(node, first.data(), 3) == -1; }, "another experience"},
+      {[&] {
+         return SetProbsRow(node, first.data(), Row{1, 0}.data()) == -1;
+       },
+       "probabilities"},
+      {[&] { return SetFunctionState(node, first.data(), 1) == -1; }, "a function"},
+      {[&] { return GetNodeProbs_bn(node, first.data())[0] == 1; }, "reading"},
+      {[&] { return GetNodeFuncValue_bn(node, first.data()) == UNDEF_DBL; }, "reading a function"},
+      {[&] { return CompileNet_bn(net.get()), CaseProbability_bn(net.get()) < 0; }, "compiling"},
+  };
+  for (const auto& [call, name] : calls) {
+    SetHeapGate([](std::size_t nbytes) { return nbytes < ROWS * sizeof(float) || nbytes == RESERVE_SIZE; });
+    EXPECT_TRUE(call()) << name;
+    SetHeapGate(nullptr);
+    if (std::string(name) != "reading a function") EXPECT_NE(Reports(5), "") << name;
+    Reports(0);
+    EXPECT_EQ(node->probs, counts) << name;
+    EXPECT_TRUE(node->normalized == 0 && !node->numcases) << name;
+    EXPECT_EQ(std::count(counts, counts + 2 * ROWS, 2.0f), 2 * ROWS) << name;
+  }
+  EXPECT_EQ(GetNodeExperience_bn(node, first.data()), 4);
+  EXPECT_EQ(RowOf(node, first), (Row{0.5f, 0.5f}));
 }
 
 TEST_F(TablesTest, DeterminismLooksAtAsManyEntriesAsThereAreRows) {

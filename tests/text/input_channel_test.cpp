@@ -91,6 +91,19 @@ TEST_F(InputChannelTest, ReadsTextUpToATerminatorAndKeepsTheFirstError) {
   other.ReadInteger(std::string(50, 'z'), &good);
   EXPECT_EQ(ParseErrorText(other.fault, "", text, sizeof text),
             "illegal number '" + std::string(40, 'z') + "', line 1");
+  const std::pair<const ErrorRow*, const char*> rows[] = {
+      {&MISSING_STRUCTURE, "missing structure here, should start with '(' on line 1"},
+      {&UNTERMINATED_STRUCTURE, "unterminated structure starting with '(' here, starting on line 1"},
+      {&ILLEGAL_NUMBER, "illegal number '(' here, line 1"},
+      {&UNTERMINATED_COMMENT, "unterminated comment, starting with '(', on line 1 here"},
+      {&UNTERMINATED_QUOTE, "unterminated quote (\") here, line 1"},
+  };
+  for (const auto& [row, said] : rows) {
+    InputChannel each;
+    each.OpenString("");
+    each.Report(*row, "(");
+    EXPECT_STREQ(ParseErrorText(each.fault, " here", text, sizeof text), said);
+  }
 }
 
 TEST_F(InputChannelTest, FindsAFixedTextOutsideComments) {
@@ -127,6 +140,13 @@ TEST_F(InputChannelTest, ReadsRealNumbersAndTheirSpecialWords) {
       double value = 1;
       EXPECT_TRUE(ParseReal(text, &value)) << text;
       EXPECT_EQ(value, expected) << text;
+      InputChannel in;
+      in.OpenString("");
+      bool isGood;
+      EXPECT_EQ(in.ReadReal(text, &isGood), expected) << text;
+      EXPECT_TRUE(isGood && in.parseState == 0) << text;
+      EXPECT_EQ(in.ReadReal(text + "-", &isGood), 0) << text;
+      EXPECT_FALSE(isGood || in.parseState == 0) << text;
     }
   }
   for (const std::string& bad :
@@ -199,6 +219,8 @@ TEST_F(InputChannelTest, TellsWhyAFileCannotBeRead) {
   constexpr int DIRECTORY = -2014;  // is not even opened
 #else
   constexpr int DIRECTORY = -2015;
+  testing::WriteWhole(directory.Path("file"), "x");
+  EXPECT_EQ(InputChannel::OpenFile(directory.Path("file/within").c_str(), &in)->number, -2014);
 #endif
   EXPECT_EQ(InputChannel::OpenFile(directory.Path().c_str(), &in)->number, DIRECTORY);
   testing::WriteWhole(directory.Path("empty"), "");

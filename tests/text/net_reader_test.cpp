@@ -31,6 +31,12 @@ constexpr char B[] = "node b {discrete = TRUE; states = (p, q, r); probs = (0.25
 std::string Child(const std::string& table) {
   return std::string(A) + B + "node c {discrete = TRUE; states = (m, n); parents = (a, b); " + table + ";};";
 }
+// Names that a number tells apart, with a comma behind each.
+std::string Many(const std::string& stem, int count) {
+  std::string names;
+  for (int i = 0; i < count; ++i) names += stem + std::to_string(i) + ", ";
+  return names;
+}
 std::string Lone(const std::string& statements) {
   return "node a {" + statements + "};";
 }
@@ -163,6 +169,25 @@ TEST_F(NetReaderTest, ReportsWhatIsWrongWithStatements) {
       {Lone("states = (x, y); likelihood = (1, -z);"), "5 777 -z likelihood a 3"},
       {Lone("states = (x, y); likelihood = (0, 0);"), "5 777 likelihood a 3"},
       {Lone("discrete = FALSE; levels = (1, 2); value = 3;"), "5 777 value a 3"},
+      {Lone("numstates = -1;"), "5 1026 numstates -1 1 a 3"},
+      {Lone("numstates = ;"), "5 187  numstates a 3"},
+      {Lone("numparents = one;"), "5 187 one numparents a 3"},
+      {Lone("numchildren = 2;"), ""},
+      {"whenchanged = -1;", "5 187 -1 whenchanged t 3"},
+      {"whenchanged = 4294967296;", "5 187 4294967296 whenchanged t 3"},
+      {"whenchanged = ;", "5 187  whenchanged t 3"},
+      {"node a (d, ) {};", "5 1047 a d 3"},
+      {"param p (a) {parents = (a); states = (x);};", "5 1047 p a 3; 5 1015 parents"},
+      {Lone("states = (x, y); probs = ((0.5, 0.5));"), "5 1039 2 1 probs [] a 3"},
+      {Lone("states = (x, y); numcases = (3, 4);"), "5 1089 ) numcases [] a 3"},
+      {Lone("states = (x, y); numcases = (3;"), "5 1019 numcases a 3; 5 1048 0 1 numcases [] a 3"},
+      {Lone("states = (x, y); numcases = (3 4);"), "5 1050 numcases [] a 3"},
+      {Lone("states = (x, y); numcases = (3 = 4);"), "5 1040 = numcases [] a 3"},
+      {Lone("states = (x, y); numcases = 1e39;"), "5 187 1e39 numcases [] a 3"},
+      {Lone("states = (x, y); probs = (-inf, 1);"), "5 1042 probs [] a 3"},
+      {Lone("states = (x, y); probs = ;"), "5 1049 probs [] a 3"},
+      {Lone("states = (x, y); functable = ();"), "5 1049 functable [] a 3"},
+      {Lone("states = (" + Many("s", 3000) + "s7);"), "5 1024 s7 states a 3"},
       // Of tables as wholes.
       {Lone("discrete = FALSE; probs = (1);"), "5 1092 a probs 3"},
       {"node a {discrete = FALSE;};\nnode b {states = (x, y); parents = (a); probs = (1, 0);};", "5 1091 b probs a 4"},
@@ -280,6 +305,12 @@ TEST_F(NetReaderTest, TextsOfOneMeaningGiveOneNet) {
        Lone("discrete = TRUE; states = (x, y); probs = (0.50000006, 0.5);")},
       {Lone("discrete = DISCRETE; states = (x, y); levels = (3, 4); evidence = y;"),
        Lone("discrete = TRUE; numstates = 2; states = (x, y); levels = (3, 4); evidence = #1; value = 4;")},
+      {Lone("discrete = TRUE; states = ( , ); numchildren = 7; numcases = (3);"),
+       Lone("discrete = TRUE; numstates = 2; numcases = 3;")},
+      {Lone("discrete = TRUE; states = (" + Many("s", 3000) + "t); evidence = t;"),
+       Lone("discrete = TRUE; states = (" + Many("s", 3000) + "t); evidence = #3000;")},
+      {Child("inputs = ( , )"), Child("numstates = 2")},
+      {"node b {children = (a);};" + std::string(A), "node b {};" + std::string(A)},
       {Lone("discrete = FALSE; levels = (- inf, 0, 1.5, INFinity); value = 1;"),
        Lone("discrete = FALSE; levels = (-inf, 0, 1.5, inf); value = 1;")},
   };

@@ -66,10 +66,6 @@ void AddState(Line& line, const bnode& parent, const char* name, statetype state
 
 }  // namespace
 
-const char* StateCondition(const bnode& parent, statetype state, char* buffer, std::size_t size) {
-  return StateCondition(parent, parent.name, state, buffer, size);
-}
-
 const char* StateCondition(const bnode& parent, const char* name, statetype state, char* buffer, std::size_t size) {
   Line line{buffer, size};
   buffer[0] = 0;

@@ -8,9 +8,8 @@
 namespace bravic {
 
 // One parent's state: "smoke=yes", or "smoke=1" where the state has no name; an interval "2<=dose<5mg", one open to a
-// side "dose<2mg" or "5mg<dose"; a point "dose=2mg"; "smoke=any-value" for EVERY_STATE. Cut to the buffer.
-const char* StateCondition(const bnode& parent, statetype state, char* buffer, std::size_t size);
-// The same of a parent that goes by another name.
+// side "dose<2mg" or "5mg<dose"; a point "dose=2mg"; "smoke=any-value" for EVERY_STATE. Cut to the buffer. The parent
+// may go by another name than its own.
 const char* StateCondition(const bnode& parent, const char* name, statetype state, char* buffer, std::size_t size);
 // All parents of a node in order, separated by ", "; empty for a node without parents.
 const char* ConditionText(const bnode& node, const statetype* parentstates, char* buffer, std::size_t size);

@@ -91,9 +91,6 @@ void SwapValue(UndoRecord* undo, HeldValue& value) {
     case HeldValue::INT:
       SwapNumber(*static_cast<int*>(value.field), value.index);
       break;
-    case HeldValue::DOUBLE:
-      std::swap(*static_cast<double*>(value.field), value.number);
-      break;
     case HeldValue::POINTER:
     case HeldValue::TEXT:
     case HeldValue::TEXTS:
@@ -289,11 +286,6 @@ void RaiseHooks(net_bn net, const Effects& effects) {
 
 void Replace(UndoRecord* undo, int& field, int value) {
   if (undo) Hold(undo, HeldValue::INT, &field).index = field;
-  field = value;
-}
-
-void Replace(UndoRecord* undo, double& field, double value) {
-  if (undo) Hold(undo, HeldValue::DOUBLE, &field).number = field;
   field = value;
 }
 

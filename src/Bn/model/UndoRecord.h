@@ -41,7 +41,6 @@ namespace bravic {
 struct HeldValue {
   enum Form : unsigned char {
     INT,
-    DOUBLE,
     POINTER,  // not owned
     TEXT,
     TEXT_AT,     // entry `index` of the array of texts at *field
@@ -57,7 +56,7 @@ struct HeldValue {
   void* field = nullptr;  // the field in the record; NULL where the form implies it
   void* held = nullptr;   // owned unless POINTER
   long long index = 0;    // INT: the value; TEXT_AT, ROW: see there; FINDING: the state
-  double number = 0;      // DOUBLE, FINDING
+  double number = 0;      // FINDING: the value
   int count = 0;          // LIST: entries
 };
 
@@ -120,7 +119,6 @@ struct UndoRecord {
 StructureChange& StructureOf(UndoRecord* undo);
 
 void Replace(UndoRecord* undo, int& field, int value);
-void Replace(UndoRecord* undo, double& field, double value);
 void ReplacePointer(UndoRecord* undo, void*& field, void* value);
 // The following take ownership of the new value, which may be NULL.
 void ReplaceText(UndoRecord* undo, char*& field, char* text);
