@@ -49,7 +49,7 @@ in_root "$root" "
   python3 -c 'import bravic
 net = bravic.read(\"nets/chest_clinic.dne\")
 print(bravic.__version__, net[\"Tuberculosis\"].beliefs)'
-  apt-get purge -y -qq --autoremove libbravic1 >/var/log/purge 2>&1 || { cat /var/log/purge; exit 1; }
+  apt-get purge -y -qq --autoremove libbravic1 libbravic-dev bravic python3-bravic >/var/log/purge 2>&1 || { cat /var/log/purge; exit 1; }
   ! find / -xdev -path /proc -prune -o -iname '*bravic*' -not -path '/var/*' -not -path '$work*' -print | grep . ||
     { echo 'this is left of the packages'; exit 1; }
 " "$work/try"
