@@ -42,36 +42,10 @@ bool ReadShort(const char* at, const char* end, double* value) {
   return true;
 }
 
-#ifdef __cpp_lib_to_chars
-// Of a number too small or too large for a double: where its first digit other than 0 stands, the exponent counted in.
-bool IsBelowOne(std::string_view text) {
-  const std::size_t end = std::min(text.find_first_of("eE"), text.size());
-  const std::string_view mantissa = text.substr(0, end);
-  const auto point = static_cast<long long>(std::min(mantissa.find('.'), end));
-  const auto first = static_cast<long long>(mantissa.find_first_of("123456789"));
-  long long exponent = 0;
-  if (end < text.size()) {
-    const char* digits = text.data() + end + 1;
-    if (*digits == '+') ++digits;
-    const auto result = std::from_chars(digits, text.data() + text.size(), exponent);
-    if (result.ec == std::errc::result_out_of_range) return *digits == '-';
-  }
-  return point - first + exponent <= 0;
-}
-
-bool ReadDecimal(const char* first, const char* last, double* value) {
-  const auto [end, fault] = std::from_chars(first, last, *value);
-  if (fault == std::errc::result_out_of_range && end == last) {
-    const bool small = IsBelowOne({first, static_cast<std::size_t>(last - first)});
-    *value = small ? 0 : std::numeric_limits<double>::infinity();
-    if (*first == '-') *value = -*value;
-    return true;
-  }
-  return fault == std::errc() && end == last;
-}
-#else
-// As digits and an exponent without a point, which strtod would take from the host's locale.
-bool ReadDecimal(const char* first, const char* last, double* value) {
+// Of any range and length: what is too small is 0, what is too large infinite. As digits and an exponent without a
+// point, which strtod would take from the host's locale.
+bool ReadAnyDecimal(const char* first, const char* last, double* value) {
+  constexpr long FARTHEST = 1'000'000'000;  // beyond the digits of any text
   std::string digits;
   long exponent = 0;
   bool point = false, any = false;
@@ -93,15 +67,22 @@ bool ReadDecimal(const char* first, const char* last, double* value) {
     if (at < last && *at == '+') at++;
     const auto [end, fault] = std::from_chars(at, last, given);
     if (end == at || (fault != std::errc() && fault != std::errc::result_out_of_range)) return false;
-    if (fault != std::errc()) given = *at == '-' ? -100000 : 100000;
+    if (fault != std::errc()) given = *at == '-' ? -FARTHEST : FARTHEST;
     at = end;
-    exponent += given;
+    exponent += std::clamp(given, -FARTHEST, FARTHEST);
   }
   if (at != last) return false;
   *value = std::strtod((digits + "e" + std::to_string(exponent)).c_str(), nullptr);
   return true;
 }
+
+bool ReadDecimal(const char* first, const char* last, double* value) {
+#ifdef __cpp_lib_to_chars
+  const auto [end, fault] = std::from_chars(first, last, *value);
+  if (fault != std::errc::result_out_of_range) return fault == std::errc() && end == last;
 #endif
+  return ReadAnyDecimal(first, last, value);
+}
 
 bool EqualsWithoutCase(std::string_view text, std::string_view lower) {
   if (text.size() != lower.size()) return false;
