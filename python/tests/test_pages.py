@@ -25,16 +25,5 @@ def test_page(page: Path, tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> No
     assert runner.tries > 0
 
 
-def test_readme(tmp_path: Path, monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str]) -> None:
-    (tmp_path / "examples").symlink_to(ROOT / "examples")
-    monkeypatch.chdir(tmp_path)
-    text = (ROOT / "README.md").read_text(encoding="utf-8")
-    (block,) = re.findall(r"^```python\n(.*?)^```$", text, re.M | re.S)
-    exec(block, {})
-    said = re.findall(r"print\(.*\) +# ([0-9.]+)$", block, re.M)
-    printed = capsys.readouterr().out.splitlines()
-    assert said and [f"{float(line):.4f}" for line in printed[: len(said)]] == said
-
-
 def test_pages_there_are() -> None:
     assert PAGES, "no page shows Python"
