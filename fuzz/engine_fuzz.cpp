@@ -7,7 +7,6 @@
 
 #include "decisions/diagrams.h"
 #include "small_nets.h"
-#include "support/joint.h"
 
 namespace bravic::fuzz {
 namespace {
@@ -132,6 +131,8 @@ void Engine::AskCases() {
   const std::vector<int> seen = PickSome(), wanted = PickSome();
   const auto numcases = static_cast<std::size_t>(1 + bytes_.Below(MAX_CASES));
   std::vector<statetype> cells;
+  std::vector<node_bn> seenNodes;
+  for (int i : seen) seenNodes.push_back(nodes_[static_cast<std::size_t>(i)]);
   for (std::size_t k = 0; k < numcases; ++k)
     for (int i : seen) {
       const int state = bytes_.Below(sizes_[static_cast<std::size_t>(i)] + 1) - 1;
@@ -148,15 +149,8 @@ void Engine::AskCases() {
   FreeNodeList_bn(targets);
   if (done < 0) FailAt("many cases are refused", 0, 0, net_);
   for (std::size_t k = 0; k < numcases; ++k) {
-    testing::Weights weights;
-    for (std::size_t i = 0; i < seen.size(); ++i) {
-      const statetype state = cells[k * seen.size() + i];
-      const auto at = static_cast<std::size_t>(seen[i]);
-      if (state == UNDEF_STATE) continue;
-      weights[nodes_[at]].assign(static_cast<std::size_t>(sizes_[at]), 0);
-      weights[nodes_[at]][static_cast<std::size_t>(state)] = 1;
-    }
-    const testing::Posterior truth = testing::Enumerate(net_.get(), weights);
+    const testing::Posterior truth =
+        testing::Enumerate(net_.get(), WeightsOf(seenNodes, cells.data() + k * seen.size()));
     if (truth.probability > 0 ? !AreNear(logarithms[k], std::log(truth.probability)) : logarithms[k] != -inf_dbl_ns)
       FailAt("logarithm of a case", logarithms[k], std::log(truth.probability), net_);
     const probtype* belief = beliefs.data() + k * width;

@@ -6,7 +6,6 @@
 #include <numeric>
 
 #include "small_nets.h"
-#include "support/joint.h"
 
 namespace bravic::fuzz {
 namespace {
@@ -52,7 +51,6 @@ struct Cases {
   }
   double Weight(int number) const { return weights.empty() ? 1 : weights[static_cast<std::size_t>(number)]; }
   const double* Weights(int from = 0) const { return weights.empty() ? nullptr : weights.data() + from; }
-  bool IsWhole() const { return std::find(states.begin(), states.end(), UNDEF_STATE) == states.end(); }
 };
 
 Cases MakeCases(Bytes& bytes, const Net& net, bool whole) {
@@ -102,64 +100,74 @@ void Compare(const char* what, const std::vector<double>& is, const std::vector<
     if (!AreNear(is[i], expected[i], tolerance)) FailAt(what, is[i], expected[i], net);
 }
 
-// What the cases that know a node and its parents, or by its beliefs all of them, add to its table.
+// Of each node the numbers of its parents and itself, as its table has them.
+std::vector<std::vector<int>> FamiliesOf(const std::vector<node_bn>& nodes) {
+  std::vector<std::vector<int>> families;
+  for (node_bn node : nodes) {
+    auto members = Nodes(GetNodeParents_bn(node));
+    members.push_back(node);
+    auto& family = families.emplace_back();
+    for (node_bn member : members)
+      family.push_back(static_cast<int>(std::find(nodes.begin(), nodes.end(), member) - nodes.begin()));
+  }
+  return families;
+}
+
+// What the cases that know a node and all its parents add to its table.
+std::vector<double> CountsOf(const Net& net, const Cases& cases) {
+  const std::vector<int> sizes = testing::SizesOf(net.get());
+  std::vector<double> counts;
+  for (const auto& family : FamiliesOf(Nodes(net))) {
+    std::size_t size = 1;
+    for (int i : family) size *= static_cast<std::size_t>(sizes[static_cast<std::size_t>(i)]);
+    const std::size_t first = counts.size();
+    counts.resize(first + size);
+    for (int number = 0; number < cases.numcases; ++number) {
+      std::size_t place = 0;
+      bool known = true;
+      for (int i : family) {
+        const statetype state = cases.At(number, static_cast<std::size_t>(i));
+        known = known && state != UNDEF_STATE;
+        place = place * static_cast<std::size_t>(sizes[static_cast<std::size_t>(i)]) +
+                static_cast<std::size_t>(known ? state : 0);
+      }
+      if (known) counts[first + place] += cases.Weight(number);
+    }
+  }
+  return counts;
+}
+
+// What all cases add by their beliefs.
 struct Expected {
   std::vector<double> counts;
   double loglikelihood = 0;
   long impossible = 0;
 };
 
-Expected SumOverCases(const Net& net, const Cases& cases, bool byBeliefs) {
-  Expected sums;
+Expected ExpectedOf(const Net& net, const Cases& cases, std::size_t size) {
+  Expected sums{.counts = std::vector<double>(size)};
   const auto nodes = Nodes(net);
   const std::vector<int> sizes = testing::SizesOf(net.get());
-  std::vector<std::vector<int>> families;
-  for (std::size_t i = 0; i < nodes.size(); ++i) {
-    auto& family = families.emplace_back();
-    for (node_bn parent : Nodes(GetNodeParents_bn(nodes[i])))
-      family.push_back(static_cast<int>(std::find(nodes.begin(), nodes.end(), parent) - nodes.begin()));
-    family.push_back(static_cast<int>(i));
-  }
+  const auto families = FamiliesOf(nodes);
   for (int number = 0; number < cases.numcases; ++number) {
-    testing::Weights weights;
-    for (std::size_t i = 0; i < nodes.size(); ++i) {
-      if (cases.At(number, i) == UNDEF_STATE) continue;
-      weights[nodes[i]].assign(static_cast<std::size_t>(sizes[i]), 0);
-      weights[nodes[i]][static_cast<std::size_t>(cases.At(number, i))] = 1;
-    }
-    const auto factors = testing::FactorsOf(net.get(), weights);
+    const statetype* states = cases.states.data() + static_cast<std::size_t>(number) * cases.width;
+    const auto factors = testing::FactorsOf(net.get(), WeightsOf(nodes, states));
     const double probability = testing::EnumerateOnto({}, sizes, factors).at(0);
-    if (byBeliefs && probability > 0) sums.loglikelihood += cases.Weight(number) * std::log(probability);
-    if (probability == 0) ++sums.impossible;
-    std::size_t at = 0;
-    for (const auto& family : families) {
-      std::vector<double> entries;
-      if (byBeliefs) {
-        entries = testing::EnumerateOnto(family, sizes, factors);
-        for (double& entry : entries) entry = probability > 0 ? entry / probability : 0;
-      } else {
-        std::size_t size = 1, place = 0;
-        bool known = true;
-        for (int i : family) {
-          const statetype state = cases.At(number, static_cast<std::size_t>(i));
-          const auto numstates = static_cast<std::size_t>(sizes[static_cast<std::size_t>(i)]);
-          known = known && state != UNDEF_STATE;
-          size *= numstates;
-          place = place * numstates + static_cast<std::size_t>(known ? state : 0);
-        }
-        entries.assign(size, 0);
-        if (known) entries[place] = 1;
-      }
-      sums.counts.resize(std::max(sums.counts.size(), at + entries.size()));
-      for (double entry : entries) sums.counts[at++] += entry * cases.Weight(number);
+    if (probability == 0) {
+      ++sums.impossible;
+      continue;
     }
+    sums.loglikelihood += cases.Weight(number) * std::log(probability);
+    std::size_t at = 0;
+    for (const auto& family : families)
+      for (double entry : testing::EnumerateOnto(family, sizes, factors))
+        sums.counts[at++] += entry / probability * cases.Weight(number);
   }
   return sums;
 }
 
 // Counted in two parts; whole weights add up exactly.
 void CheckCounts(Bytes& bytes, const Net& net) {
-  Lists lists;
   const Cases cases = MakeCases(bytes, net, false);
   const nodelist_bn all = GetNetNodes_bn(net.get());
   const Counts counts(NewCounts_bn(all)), rest(NewCounts_bn(all));
@@ -169,10 +177,8 @@ void CheckCounts(Bytes& bytes, const Net& net) {
                 cases.Weights(half), cases.numcases - half);
   AddCounts_bn(counts.get(), rest.get());
   if (!ErrorNumbers().empty()) Fail("counting", Errors());
-  const std::vector<double> values = ValuesOf(counts);
-  std::vector<double> expected = SumOverCases(net, cases, false).counts;
-  expected.resize(values.size());
-  Compare("counts", values, expected, 0, net);
+  const std::vector<double> expected = CountsOf(net, cases);
+  Compare("counts", ValuesOf(counts), expected, 0, net);
 
   const double prior = bytes.Below(3);
   const std::string before = Look(net);
@@ -214,12 +220,11 @@ void CheckExpectation(Bytes& bytes, const Net& net) {
     const long impossible = ExpectCounts_bn(counts.get(), all, cases.states.data(), cases.Weights(), cases.numcases,
                                             &loglikelihood, 1 + bytes.Below(2));
     if (impossible < 0) Fail("expecting counts", Errors() + Look(net));
-    const Expected expected = SumOverCases(net, cases, true);
-    std::vector<double> sums = expected.counts;
-    sums.resize(static_cast<std::size_t>(CountsSize_bn(counts.get())));
+    const std::vector<double> values = ValuesOf(counts);
+    const Expected expected = ExpectedOf(net, cases, values.size());
     if (impossible != expected.impossible)
       FailAt("impossible cases", static_cast<double>(impossible), static_cast<double>(expected.impossible), net);
-    Compare("expected counts", ValuesOf(counts), sums, NEAR_EXPECTED, net);
+    Compare("expected counts", values, expected.counts, NEAR_EXPECTED, net);
     if (!AreNear(loglikelihood, expected.loglikelihood, NEAR_EXPECTED))
       FailAt("log likelihood", loglikelihood, expected.loglikelihood, net);
     if (i > 0 && prior == 0 && loglikelihood < before - NEAR_EXPECTED * std::max(1.0, std::fabs(before)))

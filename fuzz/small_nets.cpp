@@ -49,6 +49,16 @@ void FailAt(const std::string& what, double is, double expected, const Net& net)
   Fail(what, numbers + Errors() + Look(net));
 }
 
+testing::Weights WeightsOf(const std::vector<node_bn>& nodes, const statetype* states) {
+  testing::Weights weights;
+  for (std::size_t i = 0; i < nodes.size(); ++i) {
+    if (states[i] == UNDEF_STATE) continue;
+    weights[nodes[i]].assign(static_cast<std::size_t>(NumStates(nodes[i])), 0);
+    weights[nodes[i]][static_cast<std::size_t>(states[i])] = 1;
+  }
+  return weights;
+}
+
 std::vector<float> RowOf(Bytes& bytes, int numstates, bool withTinyWeights) {
   std::vector<double> weights;
   double sum = 0;

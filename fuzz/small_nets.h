@@ -2,6 +2,7 @@
 #pragma once
 
 #include "harness.h"
+#include "support/joint.h"
 
 namespace bravic::fuzz {
 
@@ -16,6 +17,8 @@ struct SmallNet {
   bool withDecisions = false;  // and utility nodes
 };
 Net MakeSmallNet(Bytes& bytes, const SmallNet& kind);
+// What a case says of nodes: one state of each, or UNDEF_STATE.
+testing::Weights WeightsOf(const std::vector<node_bn>& nodes, const statetype* states);
 std::vector<float> RowOf(Bytes& bytes, int numstates, bool withTinyWeights = true);
 
 }  // namespace bravic::fuzz
