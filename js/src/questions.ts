@@ -214,15 +214,21 @@ export abstract class Questions {
   infer(rows: readonly Readonly<Record<string, State | null | undefined>>[], targets?: readonly NodeRef[]): CaseAnswer[] {
     const { core } = this;
     const { library } = core;
-    const observed = [...new Set(rows.flatMap((row) => Object.keys(row).map((name) => core.get(name))))];
+    const columns = new Map<string, number>(); // several names can be one node's
+    const observed: Node[] = [];
+    for (const name of new Set(rows.flatMap((row) => Object.keys(row)))) {
+      const node = core.get(name);
+      if (!observed.includes(node)) observed.push(node);
+      columns.set(name, observed.indexOf(node));
+    }
     const asked = targets
-      ? targets.map((target) => core.get(target))
+      ? this.several(targets)
       : this.all.filter((node) => this.isChance(node) && !observed.includes(node));
     const states = new Int32Array(rows.length * observed.length).fill(UNDEF_STATE);
     rows.forEach((row, i) => {
       for (const [name, state] of Object.entries(row)) {
-        const node = core.get(name);
-        if (state !== null && state !== undefined) states[i * observed.length + observed.indexOf(node)] = node.state(state);
+        const column = columns.get(name)!;
+        if (state !== null && state !== undefined) states[i * observed.length + column] = observed[column]!.state(state);
       }
     });
     const sizes = asked.map((node) => node.numStates);
@@ -231,9 +237,9 @@ export abstract class Questions {
       library.within(4 * width * rows.length, (beliefs) =>
         library.within(8 * rows.length, (logs) =>
           this.askCompiled((call) => {
-            core.withList(observed, (columns) =>
+            core.withList(observed, (seen) =>
               core.withList(asked, (list) =>
-                call["BeliefsOfCases_bn"]!(columns, cells, rows.length, list, beliefs, logs, 1),
+                call["BeliefsOfCases_bn"]!(seen, cells, rows.length, list, beliefs, logs, 1),
               ),
             );
             return rows.map((_, i) => {
