@@ -19,20 +19,6 @@ thread_local bool memoryIsForbidden = false;
 
 namespace {
 
-// Address checkers see every block where each comes from the heap by itself.
-#if defined(__SANITIZE_ADDRESS__)
-#define BRAVIC_ADDRESS_CHECKED
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define BRAVIC_ADDRESS_CHECKED
-#endif
-#endif
-#ifdef BRAVIC_ADDRESS_CHECKED
-constexpr bool CUTS_SMALL_BLOCKS = false;
-#else
-constexpr bool CUTS_SMALL_BLOCKS = true;
-#endif
-
 constexpr std::size_t MIN_SLOTS = 1024;
 
 std::size_t memused = 0;
@@ -364,8 +350,8 @@ void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes) {
   return TryAllocate(nbytes);
 }
 
-void Free(void* block) {
-  if (!block || block == Naddr()) return;
+void FreeLive(void* block) {
+  if (block == Naddr()) return;
   CheckPermission();
   const Place place = FindLive(block);
   if (!place.isLive) return;

@@ -23,6 +23,15 @@
 
 namespace bravic {
 
+// Address checkers see every block where each comes from the heap by itself.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool CUTS_SMALL_BLOCKS = false;
+#elif defined(__has_feature)
+inline constexpr bool CUTS_SMALL_BLOCKS = !__has_feature(address_sanitizer);
+#else
+inline constexpr bool CUTS_SMALL_BLOCKS = true;
+#endif
+
 inline constexpr std::size_t RESERVE_SIZE = 200000;
 inline constexpr std::size_t BLOCK_ALIGNMENT = 8;
 inline constexpr int MEMORY_NORMAL = 0, MEMORY_RESIZE_FAILED = -2, MEMORY_LOW = -3999;
@@ -49,7 +58,10 @@ void* EnsureSize(void* block, std::size_t nbytes);
 void* EnsureSizeDiscarding(void* block, std::size_t nbytes);
 void* TryEnsureSizeDiscarding(void* block, std::size_t nbytes);  // NULL (old block freed) on failure
 
-void Free(void* block);  // NULL and Naddr() do nothing
+void FreeLive(void* block);  // Naddr() does nothing
+inline void Free(void* block) {
+  if (block) FreeLive(block);
+}
 std::size_t BlockSize(const void* block);
 // Bytes asked for of the block at the address, 1 at least; 0 for any other address, one freed among them.
 std::size_t LiveBlockSize(const void* block);

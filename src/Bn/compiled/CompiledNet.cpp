@@ -18,12 +18,6 @@ void ForgetPotentials(net_bn net) {
 
 }  // namespace
 
-int CompiledIndex(const bnode& node) {
-  const CompiledNet* compiled = node.innet ? node.innet->compiled : nullptr;
-  if (!compiled || node.compiledIndex < 0 || node.compiledIndex >= compiled->nodes.size()) return -1;
-  return compiled->nodes[node.compiledIndex] == &node ? node.compiledIndex : -1;
-}
-
 void UncompileNet(net_bn net) {
   if (net->compiled) {
     for (node_bn node : PresentNodes(net)) node->compiledIndex = -1;

@@ -55,7 +55,11 @@ struct CompiledNet {
 };
 
 // The index that the engine knows the node by, or -1 when its net has no junction tree or it is not part of it.
-int CompiledIndex(const bnode& node);
+inline int CompiledIndex(const bnode& node) {
+  const CompiledNet* compiled = node.innet ? node.innet->compiled : nullptr;
+  if (!compiled || node.compiledIndex < 0 || node.compiledIndex >= compiled->nodes.size()) return -1;
+  return compiled->nodes[node.compiledIndex] == &node ? node.compiledIndex : -1;
+}
 
 // Without the junction tree the net is as it was before it was compiled. Without the potentials the tree stays.
 void UncompileNet(net_bn net);

@@ -21,6 +21,7 @@ struct nodelist_rec {
 
 namespace bravic {
 
+struct SpareRecord;
 struct UndoRecord;
 struct CompiledNet;  // Bn/compiled/CompiledNet.h: junction tree, potentials and messages of the engine
 
@@ -168,11 +169,12 @@ struct bnet {
   int numLikelihood = 0;
   char* report = nullptr;  // owned: the text last answered by JunctionTreeReport_bn
   // Undo.
-  bravic::UndoRecord* undo = nullptr;  // newest first, owned
-  bravic::UndoRecord* redo = nullptr;  // owned
-  int sublevel = 0;                    // depth of open groups
-  bravic::UndoRecord* step = nullptr;  // the innermost one that a host has begun, NULL outside; on the stack
-  unsigned char statusbyte = 0;
+  bravic::UndoRecord* undo = nullptr;           // newest first, owned
+  bravic::UndoRecord* redo = nullptr;           // owned
+  int sublevel = 0;                             // depth of open groups
+  bravic::UndoRecord* step = nullptr;           // the innermost one that a host has begun, NULL outside; on the stack
+  bravic::SpareRecord* spareRecords = nullptr;  // owned
+  int numSpareRecords = 0;
   // Files.
   char* filename = nullptr;      // owned: of the specification it was read from
   char* casefilename = nullptr;  // owned: of the case file last used

@@ -48,14 +48,10 @@ void CutStack(UndoRecord*& top, int position) {
 }
 
 UndoRecord* MakeRecord(UndoCode code, net_bn net, node_bn node) {
-  UndoRecord* record = NewObject<UndoRecord>();
+  UndoRecord* record = NewUndoRecord(net);
   record->code = code;
   record->sequence = NextSequence();
-  record->net = net;
   record->node = node;
-  record->statusbyte = net->statusbyte;
-  record->whenchanged = net->whenchanged;
-  record->whochanged = DupText(net->whochanged);
   record->next = net->undo;
   net->undo = record;
   // Within a group nothing is cut: the group counts as one record, and is cut as one.
@@ -188,13 +184,20 @@ PrivateUndo::~PrivateUndo() {
 
 // A sublevel above 0 keeps the stacks from being trimmed.
 TakenBackIfHalted::TakenBackIfHalted(net_bn net)
-    : net_(net), undo_(net->undo), redo_(net->redo), depth_(depthLimit), halts_(NumHalts()) {
+    : net_(net),
+      isWatching_(net->beliefsCurrent || net->autoupdate),
+      undo_(net->undo),
+      redo_(net->redo),
+      depth_(depthLimit),
+      halts_(NumHalts()) {
+  if (!isWatching_) return;
   net->redo = nullptr;
   ++net->sublevel;
   depthLimit = std::max(depthLimit, 1);
 }
 
 TakenBackIfHalted::~TakenBackIfHalted() {
+  if (!isWatching_) return;
   --net_->sublevel;
   depthLimit = depth_;
   if (NumHalts() != halts_) TakeBack();
@@ -296,6 +299,7 @@ void FreeUndo(net_bn net) {
   for (; net->step; net->step = net->step->around) --numOpenSteps;
   FreeStack(net->redo);
   FreeStack(net->undo);
+  FreeSpareRecords(net);
 }
 
 void UnrecordedChange(net_bn net) {

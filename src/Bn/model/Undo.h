@@ -65,6 +65,7 @@ class TakenBackIfHalted {
   void Settle();
 
   net_bn net_;
+  const bool isWatching_;  // nothing takes long where beliefs are neither known nor wanted
   UndoRecord *undo_, *redo_;
   int depth_;
   unsigned halts_;

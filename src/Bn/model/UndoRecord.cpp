@@ -255,14 +255,6 @@ void SwapRecord(UndoRecord* undo, Effects& effects) {
   undo->children = reversed;
 }
 
-// Of a group only as a whole, since its children stand for states between.
-void SwapStamps(UndoRecord* undo) {
-  net_bn net = undo->net;
-  std::swap(undo->statusbyte, net->statusbyte);
-  std::swap(undo->whenchanged, net->whenchanged);
-  std::swap(undo->whochanged, net->whochanged);
-}
-
 // Nodes that left the net by the same record are passed over.
 void RaiseHooks(net_bn net, const Effects& effects) {
   if (effects.structure) {
@@ -438,8 +430,20 @@ void RemoveChild(UndoRecord* undo, node_bn parent, node_bn child) {
 void ApplyUndo(UndoRecord* undo) {
   Effects effects;
   SwapRecord(undo, effects);
-  SwapStamps(undo);
   RaiseHooks(undo->net, effects);
+}
+
+UndoRecord* NewUndoRecord(net_bn net) {
+  UndoRecord* record;
+  if (SpareRecord* spare = net->spareRecords) {
+    net->spareRecords = spare->next;
+    --net->numSpareRecords;
+    record = new (spare) UndoRecord;
+  } else {
+    record = NewObject<UndoRecord>();
+  }
+  record->net = net;
+  return record;
 }
 
 void FreeUndoRecord(UndoRecord* undo) {
@@ -452,8 +456,19 @@ void FreeUndoRecord(UndoRecord* undo) {
     for (const Member& member : undo->structure->nodes) FreeNodeRecord(member.node);
     for (const Member& member : undo->structure->stubs) FreeNodeRecord(member.node);
   }
-  Free(undo->whochanged);
-  DeleteObject(undo);
+  net_bn net = undo->net;
+  if (net->numSpareRecords == MOST_SPARE_RECORDS) return DeleteObject(undo);
+  undo->~UndoRecord();
+  net->spareRecords = new (undo) SpareRecord{net->spareRecords};
+  ++net->numSpareRecords;
+}
+
+void FreeSpareRecords(net_bn net) {
+  while (SpareRecord* spare = net->spareRecords) {
+    net->spareRecords = spare->next;
+    Free(spare);
+  }
+  net->numSpareRecords = 0;
 }
 
 }  // namespace bravic

@@ -106,14 +106,17 @@ struct UndoRecord {
   UndoRecord* next = nullptr;      // the next older on the stack or in the group
   UndoRecord* children = nullptr;  // of a group, the next to be applied first; owned
   UndoRecord* around = nullptr;    // of a step that a host has begun: the one that it is part of
-  unsigned char statusbyte = 0;
-  unsigned whenchanged = 0;
-  char* whochanged = nullptr;  // owned
   net_bn net = nullptr;
   node_bn node = nullptr;
   HeldValues values;
   Owned<StructureChange> structure;  // NULL where graph and node set stay
 };
+
+// The memory of a record that was freed, kept for another one.
+struct SpareRecord {
+  SpareRecord* next;
+};
+inline constexpr int MOST_SPARE_RECORDS = CUTS_SMALL_BLOCKS ? 16 : 0;
 
 // The record's, made where it has none yet.
 StructureChange& StructureOf(UndoRecord* undo);
@@ -140,7 +143,10 @@ void ReplaceFinding(UndoRecord* undo, node_bn node, statetype state, double valu
 
 // Undo and redo in one: exchanges all that the record and its children hold, then raises the hooks.
 void ApplyUndo(UndoRecord* undo);
+// Changes of findings come and go by the million: the net keeps a few records that were freed for the next ones.
+UndoRecord* NewUndoRecord(net_bn net);
 void FreeUndoRecord(UndoRecord* undo);
+void FreeSpareRecords(net_bn net);
 
 // Beneath the operations on structure (Net.h, Parents.h).
 void HoldStructure(UndoRecord* undo, net_bn net);  // node order and elimination order (which is none afterwards)
