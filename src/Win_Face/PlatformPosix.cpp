@@ -1,6 +1,7 @@
 #if !defined(_WIN32) && !defined(__wasi__)
 
 #include <errno.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,6 +34,20 @@ void StartupMessageBox(const char* title, const char* text) {
 
 void WarningSound() {
   std::fputc('\a', stderr);
+}
+
+// Of whole pages within the block alone. The system may refuse; then it is as before.
+void UseLargePages(void* block, std::size_t nbytes) {
+#if defined(MADV_HUGEPAGE)
+  constexpr std::size_t PAGE = 4096, WORTH_IT = 4 << 20;
+  const std::size_t ahead = (PAGE - reinterpret_cast<std::uintptr_t>(block) % PAGE) % PAGE;
+  if (nbytes < WORTH_IT) return;
+  const int before = errno;
+  madvise(static_cast<char*>(block) + ahead, (nbytes - ahead) / PAGE * PAGE, MADV_HUGEPAGE);
+  errno = before;
+#else
+  (void)block, (void)nbytes;
+#endif
 }
 
 bool AbortGesture() {

@@ -28,6 +28,8 @@ void StartupMessageBox(const char* title, const char* text) {
 
 void WarningSound() {}
 
+void UseLargePages(void*, std::size_t) {}
+
 bool AbortGesture() {
   const bool requested = abortRequested;
   abortRequested = false;

@@ -96,6 +96,8 @@ bool InterruptsHalt() {
   return interruptsHalt;
 }
 
+void UseLargePages(void*, std::size_t) {}
+
 bool FileExists(const char* path) {
   const DWORD attributes = GetFileAttributesA(path);
   return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);

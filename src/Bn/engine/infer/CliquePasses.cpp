@@ -196,7 +196,7 @@ double CliquePasses::RunInDoubles(const Prepared& pass, const PassRequest& reque
   }
   ForEachLikelihood(request.clique, [&](int node) { tables.push_back(findings_[node].doubles.data()); });
   // Large potentials are floats all the same: each is read into a double as it is multiplied.
-  const float* floats = potential.floats.get();
+  const float* floats = potential.floats;
   for (const Prepared::Shift& shift : pass.shifts) {
     const int by = findings_[shift.node].state * shift.stride;
     if (shift.table > 0 || potential.doubles)
@@ -218,7 +218,7 @@ double CliquePasses::RunInFloats(const Prepared& pass, const PassRequest& reques
                                  double* sumsApart, PassPlace* place) const {
   const Potential& potential = potentials_[request.clique];
   Vector<const float*>& tables = place->floatTables;
-  tables.assign(1, potential.floats.get());
+  tables.assign(1, potential.floats);
   double unscale = potential.unscale;
   messages_.ForEachIncoming(request.clique, request.exceptLink, [&](const Message& message) {
     tables.push_back(message.floats);

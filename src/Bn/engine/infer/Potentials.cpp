@@ -35,16 +35,24 @@ double Potentials::TableRoom() const {
   return most;
 }
 
+double Potentials::FloatsExpected() const {
+  double floats = 0;
+  for (int c = 0; c < potentials_.size(); ++c)
+    if (!IsSmall(c)) floats += structure_.tree->cliques[c].size + 2 * KERNEL_SLACK;
+  return floats;
+}
+
 bool Potentials::Allocate(int c) {
   if (!tableRoom_) {
     const double room = TableRoom();
     if (!(room < 2 * MAX_TABLE_ENTRIES) || !AllocateFloats(&tableRoom_, static_cast<int>(room))) return false;
+    slabs_.Expect(FloatsExpected());
   }
   const double entries = structure_.tree->cliques[c].size;
   if (!(entries < MAX_TABLE_ENTRIES)) return false;
   Potential& potential = potentials_[c];
   potential.size = static_cast<int>(entries);
-  if (!IsSmall(c)) return AllocateFloats(&potential.floats, potential.size);
+  if (!IsSmall(c)) return (potential.floats = slabs_.Take(potential.size)) != nullptr;
   potential.doubles = TryMakeBlock<double>(potential.size);
   return potential.doubles != nullptr;
 }
@@ -58,9 +66,10 @@ void Potentials::FinishAllocation() {
 
 void Potentials::Drop() {
   for (Potential& potential : potentials_) {
-    potential.floats.reset();
+    potential.floats = nullptr;
     potential.doubles.reset();
   }
+  slabs_.Drop();
   tableRoom_.reset();
   allocated_ = false;
 }
@@ -142,7 +151,7 @@ void Potentials::MultiplyTables(const Vector<const float*>& factors, Potential* 
   const int numThreads = isShared ? std::min(ThreadsToUse(), plan_.numSlices) : 1;
   if (rooms_.size() < numThreads) rooms_.resize(numThreads);
   for (int i = 0; i < numThreads; ++i) rooms_[i].GrowFor(plan_);
-  float* const to = potential->floats.get();
+  float* const to = potential->floats;
   if (numThreads == 1) return RunProduct(plan_, -1, mode_.kernels, to, factors.data(), &rooms_[0]);
   std::atomic<int> next = 0;
   auto runSlices = [&](int worker) {
@@ -184,6 +193,7 @@ void Potentials::FillFloats(int c) {
 
 void Potentials::Fill(int c) {
   Potential& potential = potentials_[c];
+  if (potential.floats) std::fill_n(potential.floats + potential.size, KERNEL_SLACK, 0.0f);
   int low = 0;
   for (int node : structure_.cliques[c].homed) low += tables_.FactsOf(node).low;
   const bool inDoubles = !potential.floats || low < FLOAT_FLOOR;

@@ -7,6 +7,7 @@
 
 #include "Bn/engine/PassPlan.h"
 #include "Bn/engine/PassShape.h"
+#include "Bn/engine/infer/FloatSlabs.h"
 #include "Bn/engine/infer/NodeTables.h"
 #include "Bn/engine/infer/Range.h"
 #include "Bn/engine/infer/Terms.h"
@@ -19,10 +20,10 @@ inline constexpr double SMALL_CLIQUE = 32;  // entries; such potentials are doub
 bool AllocateFloats(Block<float>* block, int entries);
 
 struct Potential {
-  Block<float> floats;    // NULL in small cliques
-  Block<double> doubles;  // where not NULL, these hold and not the floats
-  int size = 1;           // entries
-  double unscale = 1;     // the weights are floats * unscale
+  float* floats = nullptr;  // NULL in small cliques
+  Block<double> doubles;    // where not NULL, these hold and not the floats
+  int size = 1;             // entries
+  double unscale = 1;       // the weights are floats * unscale
   bool filled = false;
   Range range;
   // Whether each of the tables homed here sums to 1 for whatever its node's parents are.
@@ -55,6 +56,7 @@ class Potentials {
 
  private:
   double TableRoom() const;
+  double FloatsExpected() const;
   void Fill(int clique);
   int ShapeTables(int clique);
   bool FillDoubles(int clique);
@@ -65,6 +67,7 @@ class Potentials {
   NodeTables& tables_;
   const Mode& mode_;
   Vector<Potential> potentials_;  // [clique]
+  FloatSlabs slabs_;              // of their floats
   bool allocated_ = false, spreadsRounding_ = false;
   // Scratch.
   Block<float> tableRoom_;  // for the tables of one clique

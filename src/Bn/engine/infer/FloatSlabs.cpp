@@ -1,0 +1,50 @@
+#include "Bn/engine/infer/FloatSlabs.h"
+
+#include <algorithm>
+
+#include "Bn/engine/Kernels.h"
+#include "Win_Face/Platform.h"
+
+namespace bravic::engine {
+
+namespace {
+
+constexpr std::size_t LINE = 64 / sizeof(float), MOST_AT_ONCE = 4 << 20;
+
+std::size_t WholeLines(std::size_t floats) {
+  return (floats + LINE - 1) / LINE * LINE;
+}
+
+}  // namespace
+
+bool FloatSlabs::AddBlock(std::size_t floats) {
+  Block<float> block = TryMakeBlock<float>(floats + LINE);
+  if (!block) return false;
+  UseLargePages(block.get(), floats * sizeof(float));
+  const std::size_t ahead = reinterpret_cast<std::uintptr_t>(block.get()) / sizeof(float) % LINE;
+  next_ = block.get() + (LINE - ahead) % LINE;
+  end_ = next_ + floats;
+  blocks_.push_back(std::move(block));
+  return true;
+}
+
+// Address checkers see each table in a block of its own.
+float* FloatSlabs::Take(int entries) {
+  const std::size_t slack = KERNEL_SLACK, wanted = entries + slack;
+  const std::size_t floats = CUTS_SMALL_BLOCKS ? WholeLines(wanted) : wanted;
+  if (static_cast<std::size_t>(end_ - next_) < floats) {
+    const auto more = static_cast<std::size_t>(std::min(expected_, static_cast<double>(MOST_AT_ONCE)));
+    const bool isShared = CUTS_SMALL_BLOCKS && more > floats && AddBlock(more);
+    if (!isShared && !AddBlock(floats)) return nullptr;
+  }
+  float* const table = next_;
+  next_ += floats;
+  expected_ -= static_cast<double>(floats);
+  return table;
+}
+
+void FloatSlabs::Drop() {
+  *this = {};
+}
+
+}  // namespace bravic::engine
