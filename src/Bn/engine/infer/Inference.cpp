@@ -28,7 +28,7 @@ struct Inference::Impl {
 
   Mode mode;
   Structure structure;
-  bool hasAxisOrder = false;
+  bool hasAxisOrder = false;  // had with the first question
   Findings findings{structure};
   NodeTables tables{structure};
   Potentials potentials{structure, tables, mode};
@@ -65,6 +65,11 @@ struct Inference::Impl {
   void ChangedEverywhere() {
     messages.InvalidateAll();
     Forget();
+  }
+  // Before anything is laid out by the order of axes.
+  void BeginQuestion() {
+    if (!hasAxisOrder) ChooseAxisOrders(&structure);
+    hasAxisOrder = true;
   }
   bool AllocateClique(int c) {
     if (!potentials.Allocate(c)) return false;
@@ -114,8 +119,6 @@ Status Inference::AllocatePotentials(int* failedClique) {
     return Status::NoMemory;
   }
   impl.potentials.FinishAllocation();
-  if (!impl.hasAxisOrder) ChooseAxisOrders(&impl.structure);
-  impl.hasAxisOrder = true;
   const double kept = std::clamp(impl.structure.tree->totalSize * KEPT_SHARE, LEAST_KEPT, MOST_KEPT);
   impl.question.Keep(static_cast<std::size_t>(kept));
   return Status::Done;
@@ -178,6 +181,7 @@ void Inference::SetMaximize(bool on) {
 }
 
 Status Inference::Propagate() {
+  impl_->BeginQuestion();
   return impl_->propagation.Propagate(-1, {});
 }
 
@@ -197,6 +201,7 @@ double Inference::LogProbability() const {
 }
 
 Status Inference::Check() {
+  impl_->BeginQuestion();
   return impl_->answers.Check();
 }
 
@@ -215,6 +220,7 @@ Status Inference::CheckState(int node, int state) {
 }
 
 Status Inference::Belief(int node, std::span<float> out) {
+  impl_->BeginQuestion();
   return impl_->answers.Belief(node, out);
 }
 
@@ -231,16 +237,19 @@ bool Inference::IsSweepSmall() const {
 }
 
 Status Inference::AllBeliefs(const BeliefPlace& out) {
+  impl_->BeginQuestion();
   return impl_->answers.AllBeliefs(out);
 }
 
 Status Inference::Joint(std::span<const int> nodes, double* to, double* entries) {
   *entries = 0;
+  impl_->BeginQuestion();
   const Status status = impl_->propagation.Propagate(-1, {});
   return status == Status::Done ? impl_->joint.Find(nodes, to, entries) : status;
 }
 
 void Inference::BeginWeights() {
+  impl_->BeginQuestion();
   impl_->cliqueSums.BeginWithoutTables();
   impl_->propagation.Forget();
 }
