@@ -28,7 +28,7 @@ inline constexpr double SPREAD_ROW = 4, SPREAD_ENTRY = 0.8;     // to spread ent
 inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
 // The order of axes is searched for in cliques of so many entries (AxisOrder.cpp), trying one order for so much of what
 // a pass over them takes.
-inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 7000;
+inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 1500;
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
