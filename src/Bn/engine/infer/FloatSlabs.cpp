@@ -9,7 +9,8 @@ namespace bravic::engine {
 
 namespace {
 
-constexpr std::size_t LINE = 64 / sizeof(float), MOST_AT_ONCE = 4 << 20;
+// Floats. Address checkers see each table in a block of its own, which ends where it does.
+constexpr std::size_t LINE = CUTS_SMALL_BLOCKS ? 64 / sizeof(float) : 1, MOST_AT_ONCE = CUTS_SMALL_BLOCKS ? 4 << 20 : 0;
 
 std::size_t WholeLines(std::size_t floats) {
   return (floats + LINE - 1) / LINE * LINE;
@@ -18,7 +19,7 @@ std::size_t WholeLines(std::size_t floats) {
 }  // namespace
 
 bool FloatSlabs::AddBlock(std::size_t floats) {
-  Block<float> block = TryMakeBlock<float>(floats + LINE);
+  Block<float> block = TryMakeBlock<float>(floats + LINE - 1);
   if (!block) return false;
   UseLargePages(block.get(), floats * sizeof(float));
   const std::size_t ahead = reinterpret_cast<std::uintptr_t>(block.get()) / sizeof(float) % LINE;
@@ -28,13 +29,11 @@ bool FloatSlabs::AddBlock(std::size_t floats) {
   return true;
 }
 
-// Address checkers see each table in a block of its own.
 float* FloatSlabs::Take(int entries) {
-  const std::size_t slack = KERNEL_SLACK, wanted = entries + slack;
-  const std::size_t floats = CUTS_SMALL_BLOCKS ? WholeLines(wanted) : wanted;
+  const std::size_t floats = WholeLines(static_cast<std::size_t>(entries) + KERNEL_SLACK);
   if (static_cast<std::size_t>(end_ - next_) < floats) {
     const auto more = static_cast<std::size_t>(std::min(expected_, static_cast<double>(MOST_AT_ONCE)));
-    const bool isShared = CUTS_SMALL_BLOCKS && more > floats && AddBlock(more);
+    const bool isShared = more > floats && AddBlock(more);
     if (!isShared && !AddBlock(floats)) return nullptr;
   }
   float* const table = next_;
