@@ -216,9 +216,9 @@ bool XmlFile::ReadNumbers(pugi::xml_node element, const std::string& owner, std:
   return true;
 }
 
-void AppendEscaped(std::string* xml, std::string_view text) {
+void AppendEscaped(std::string* xml, std::string_view text, std::string_view escaped) {
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t special = std::min(text.find_first_of("&<>\"\t\r", at), text.size());
+    const std::size_t special = std::min(text.find_first_of(escaped, at), text.size());
     *xml += text.substr(at, special - at);
     if (special == text.size()) break;
     switch (text[special]) {
@@ -237,6 +237,9 @@ void AppendEscaped(std::string* xml, std::string_view text) {
       case '\t':
         *xml += "&#9;";
         break;
+      case '\n':
+        *xml += "&#10;";
+        break;
       default:
         *xml += "&#13;";
     }
@@ -247,7 +250,7 @@ void AppendEscaped(std::string* xml, std::string_view text) {
 void AppendElement(std::string* xml, std::string_view indent, std::string_view name, std::string_view text) {
   xml->append(indent).append("<").append(name).append(">");
   if (Trimmed(text, true, true).size() == text.size() || text.find("]]>") != std::string_view::npos) {
-    AppendEscaped(xml, text);
+    AppendEscaped(xml, text, "&<>\"\t\r");
   } else {
     xml->append("<![CDATA[").append(text).append("]]>");
   }

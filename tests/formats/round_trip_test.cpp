@@ -204,6 +204,8 @@ TEST_F(FormatRoundTripTest, TextsAndPlacesComeBack) {
     EXPECT_STREQ(GetNetTitle_bn(read.get()), GetNetTitle_bn(net.get())) << format;
     EXPECT_STREQ(GetNetComment_bn(read.get()), GetNetComment_bn(net.get())) << format;
   }
+  const std::string lines = Text(ReadText("xmlbif", "<BIF><NETWORK><NAME>n\n  1\t\r2</NAME></NETWORK></BIF>"), "xdsl");
+  EXPECT_EQ(Text(ReadText("xdsl", lines), "xdsl"), lines);
   SetNodeText_bn(At("a"), "position", "");
   const std::string without = Text(net, "xdsl");
   for (const char* text : {"inf 2", "2 -inf", "1", "x 1", "1 y", "1 2 3"}) {

@@ -67,6 +67,8 @@ TEST_F(NetsOfCases, HaveANodeForEachColumn) {
   EXPECT_EQ(Said(made), "Sky: clear s1=<1; ");
   made = Make("IDnum,NumCases.,-IDnum\n1,few,x\n");  // names that such a file keeps for itself
   EXPECT_EQ(Said(made), "NumCases_2(NumCases.): few; IDnum_2(-IDnum): x; ");
+  made = Make(std::string("IDnum\0,A\nfew,x\n", 15));
+  EXPECT_EQ(Said(made).substr(0, 8), "IDnum_2(");
   made = Make("Sky\nclear\n");
   EXPECT_EQ(Said(made), "Sky: clear; ");
 }

@@ -88,13 +88,16 @@ Vector<NameText> LegalNames(std::span<const std::string_view> spellings, char le
                             std::span<const std::string_view> reserved) {
   TakenNames taken(2 * (Count(spellings) + Count(reserved)));
   for (std::string_view name : reserved) taken.Take(name);
+  const auto isKept = [&](std::string_view spelling) {
+    return IsLegal(spelling) && std::find(reserved.begin(), reserved.end(), spelling) == reserved.end();
+  };
   for (std::string_view spelling : spellings) {
-    if (IsLegal(spelling)) taken.Take(spelling);
+    if (isKept(spelling)) taken.Take(spelling);
   }
   Vector<NameText> names(spellings.size());
   for (int i = 0; i < names.size(); ++i) {
     char* const name = names[i].text;
-    if (IsLegal(spellings[i])) {
+    if (isKept(spellings[i])) {
       name[spellings[i].copy(name, MAX_NAME_LEN)] = '\0';
       continue;
     }
