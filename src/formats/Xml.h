@@ -55,7 +55,7 @@ class XmlFile {
 // "VARIABLE 'x'"
 std::string NamedElement(const char* element, std::string_view name);
 
-// Appends the text with what means something in XML written as entities.
+// Appends the text with what means something in XML, or would not come back from an attribute, written as entities.
 void AppendEscaped(std::string* xml, std::string_view text, std::string_view escaped = "&<>\"\t\r\n");
 // "<name>text</name>" and a line's end; a text with blanks at its ends as a CDATA section.
 void AppendElement(std::string* xml, std::string_view indent, std::string_view name, std::string_view text);

@@ -16,8 +16,8 @@ struct NameText {
   char text[MAX_NAME_LEN + 1];
 };
 
-// The names of different spellings that are not empty. letter: what a name gets that begins with none. reserved: names
-// that are taken.
+// The names of different spellings that are not empty; one that is legal is its own name. letter: what a name gets that
+// begins with none. reserved: names that none of them gets.
 Vector<NameText> LegalNames(std::span<const std::string_view> spellings, char letter,
                             std::span<const std::string_view> reserved = {});
 
