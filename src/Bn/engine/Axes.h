@@ -36,6 +36,21 @@ inline void ForEachOffset(int numAxes, const int* sizes, const int* strides, Vis
   while (StepOn(numAxes, sizes, states, [&](int axis, int steps) { offset += steps * strides[axis]; }) >= 0);
 }
 
+// Writes down those offsets, and answers how many there are: each axis repeats what those behind it come to.
+inline int ListOffsets(int numAxes, const int* sizes, const int* strides, int* to) {
+  int count = 1;
+  to[0] = 0;
+  for (int axis = numAxes; axis-- > 0;) {
+    int* next = to + count;
+    for (int state = 1; state < sizes[axis]; ++state, next += count) {
+      const int step = state * strides[axis];
+      for (int i = 0; i < count; ++i) next[i] = to[i] + step;
+    }
+    count *= sizes[axis];
+  }
+  return count;
+}
+
 // Calls visit(k, stride) for each variables[k] that a dense table has, the fastest first; answers the table's size.
 template <class Has, class Visit>
 inline int ForEachStride(std::span<const int> variables, std::span<const int> numstates, Has has, Visit visit) {

@@ -91,7 +91,12 @@ void Spread(const PassPlan& plan, const PassPlan::Table& table, int rows, const 
   float* room = arena + table.room;
   for (int d = 0; d < rows; ++d, room += plan.paddedLength) {
     const float* const entries = data + bases[d];
-    for (int i = 0; i < plan.rowLength; ++i) room[i] = entries[lanes[i]];
+    int i = 0;
+    for (; i + 4 <= plan.rowLength; i += 4) {
+      const float four[] = {entries[lanes[i]], entries[lanes[i + 1]], entries[lanes[i + 2]], entries[lanes[i + 3]]};
+      std::copy_n(four, 4, room + i);
+    }
+    for (; i < plan.rowLength; ++i) room[i] = entries[lanes[i]];
   }
 }
 

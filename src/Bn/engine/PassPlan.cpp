@@ -253,8 +253,7 @@ class TableMaker {
     Vector<int>& pool = plan_->pool;
     const int begin = pool.size();
     pool.resize(begin + count);
-    int* to = pool.data() + begin;
-    ForEachOffset(numAxes, sizes, strides, [&](int offset) { *to++ = offset; });
+    ListOffsets(numAxes, sizes, strides, pool.data() + begin);
     return begin;
   }
 
@@ -305,21 +304,13 @@ class TableMaker {
     if (!isTarget_) return;
     for (int k = 0; k < count; ++k) strides[k] = lane[axes[k]];
     table_.order = AddOffsets(count, axes, strides);
-    FindRuns();
-  }
-
-  // What the order of lanes has of regularity.
-  void FindRuns() {
-    const int* order = plan_->pool.data() + table_.order;
-    const int each = table_.perEntry, numEntries = plan_->rowLength / each;
-    table_.step = each > 1 ? order[1] - order[0] : 1;
-    for (int i = 1; i < plan_->rowLength && table_.step; ++i)
-      if (i % each != 0 && order[i] - order[i - 1] != table_.step) table_.step = 0;
-    auto isNext = [&](int entry) { return order[entry * each] == order[(entry - 1) * each] + 1; };
-    while (table_.run < numEntries && isNext(table_.run)) ++table_.run;
-    bool isEven = numEntries % table_.run == 0;
-    for (int e = 1; e < numEntries; ++e) isEven &= e % table_.run == 0 || isNext(e);
-    if (!isEven) table_.run = 1;
+    // Axes whose lanes follow each other's like those of one: of an entry they make even steps, of entries a run.
+    const int numOwn = count - numRest;
+    int steps = 1;
+    table_.step = numRest > 0 ? strides[count - 1] : 1;
+    for (int k = count; k-- > numOwn; steps *= merged_.sizes[axes[k]])
+      if (strides[k] != steps * table_.step) table_.step = 0;
+    for (int k = numOwn; k-- > 0 && strides[k] == table_.run;) table_.run *= merged_.sizes[axes[k]];
   }
 
   const Merged& merged_;

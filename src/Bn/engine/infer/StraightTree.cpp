@@ -140,8 +140,7 @@ void StraightTree::PlaceRows(int p) {
     }
     port.offsets = offsets.size();
     offsets.resize(offsets.size() + part.layout.numRows);
-    int* to = offsets.data() + port.offsets;
-    ForEachOffset(Count(outer), sizes, steps, [&](int offset) { *to++ = offset; });
+    ListOffsets(Count(outer), sizes, steps, offsets.data() + port.offsets);
   }
 }
 
