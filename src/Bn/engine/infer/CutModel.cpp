@@ -67,9 +67,16 @@ void ModelCutter::CutTable(int node, CutTables* cut) const {
   const Vector<int>& family = structure_.families[node];
   if (std::none_of(family.begin(), family.end(), [&](int v) { return cut->known[v] != 0; })) return;
   const int own = structure_.numstates[node], left = cut->known[node] ? 1 : own;
-  findings_.ForEachFree(family, {}, [&](int index) {
-    if (table.size() % left == 0) scales.push_back(whole[index / own]);
-    table.push_back(from[index]);
+  const int first = std::max(findings_[node].state, 0);
+  const std::span<const int> parents = structure_.parents[node];
+  const int numRows = findings_.FreeSize(parents);
+  table.resize(numRows * left);
+  scales.resize(numRows);
+  float* to = table.data();
+  double* toScales = scales.data();
+  findings_.ForEachFree(parents, {}, [&](int row) {
+    to = std::copy_n(from + row * own + first, left, to);
+    *toScales++ = whole[row];
   });
 }
 

@@ -109,13 +109,16 @@ void StraightSweep::NoteFindings() {
     if (!states_[p].isInward) states_[tree_->parts[p].parent].isInward = false;
 }
 
-// Multiplies all entries, whose axes are given, by those of a table with these strides. Neighbouring axes that the
-// table steps through alike are joined.
+// Multiplies all entries, whose axes are given, by those of a table with these strides, or begins with these (FIRST).
+// Neighbouring axes that the table steps through alike are joined; the two fastest are run through in loops of their
+// own.
+template <bool FIRST>
 void StraightSweep::MultiplyAll(std::span<const int> sizes, std::span<const int> strides, const double* table,
                                 double* to) {
-  int joined[MAX_AXES], steps[MAX_AXES], count = 0;
+  // [axis] after two of one state
+  int joined[MAX_AXES + 2] = {1, 1}, steps[MAX_AXES + 2] = {}, count = 2;
   for (int a = 0; a < Count(sizes); ++a) {
-    if (count > 0 && steps[count - 1] == strides[a] * sizes[a]) {
+    if (a > 0 && steps[count - 1] == strides[a] * sizes[a]) {
       joined[count - 1] *= sizes[a];
       steps[count - 1] = strides[a];
     } else {
@@ -123,16 +126,19 @@ void StraightSweep::MultiplyAll(std::span<const int> sizes, std::span<const int>
       steps[count++] = strides[a];
     }
   }
-  const int last = std::max(count - 1, 0), length = count > 0 ? joined[last] : 1, step = count > 0 ? steps[last] : 0;
-  ForEachOffset(last, joined, steps, [&](int offset) {
-    const double* from = table + offset;
-    if (step == 0) {
-      const double factor = *from;
-      for (int k = 0; k < length; ++k) to[k] *= factor;
-    } else {
-      for (int k = 0; k < length; ++k, from += step) to[k] *= *from;
+  const int numRows = joined[count - 2], rowStep = steps[count - 2], length = joined[count - 1],
+            step = steps[count - 1];
+  auto take = [](double* entry, double factor) { *entry = FIRST ? factor : *entry * factor; };
+  ForEachOffset(count - 2, joined, steps, [&](int offset) {
+    for (int r = 0; r < numRows; ++r, offset += rowStep, to += length) {
+      const double* const from = table + offset;
+      if (step == 0)
+        for (int k = 0; k < length; ++k) take(to + k, *from);
+      else if (step == 1)
+        for (int k = 0; k < length; ++k) take(to + k, from[k]);
+      else
+        for (int k = 0; k < length; ++k) take(to + k, from[k * step]);
     }
-    to += length;
   });
 }
 
@@ -143,8 +149,8 @@ bool StraightSweep::Fill(int p) {
   maker_.Begin(
       variables, [](int) { return true; }, &shape_);
   double* const entries = potentials_ + part.begin;
-  std::fill_n(entries, part.size, 1.0);
   int low = 0;
+  bool isFirst = true;
   for (int node : structure_.cliques[part.clique].homed) {
     if (!tables_[node]) continue;
     low += tables_.FactsOf(node).low;
@@ -152,9 +158,15 @@ bool StraightSweep::Fill(int p) {
     tables_.CopyScaled(node, 1, factor_.data());
     int strides[MAX_AXES] = {};
     maker_.PlaceAll(structure_.families[node], strides);
-    MultiplyAll(std::span(shape_.sizes.data(), variables.size()), std::span(strides, variables.size()), factor_.data(),
-                entries);
+    const auto itsSizes = std::span(shape_.sizes.data(), variables.size());
+    const auto itsStrides = std::span(strides, variables.size());
+    if (isFirst)
+      MultiplyAll<true>(itsSizes, itsStrides, factor_.data(), entries);
+    else
+      MultiplyAll<false>(itsSizes, itsStrides, factor_.data(), entries);
+    isFirst = false;
   }
+  if (isFirst) std::fill_n(entries, part.size, 1.0);
   if (low < DOUBLE_FLOOR) return false;
   // What the tables promise is looked at more closely where it may come to matter.
   constexpr int VERY_SMALL = -100;

@@ -64,6 +64,7 @@ class StraightSweep {
 
   bool Make();
   void NoteFindings();
+  template <bool FIRST>
   static void MultiplyAll(std::span<const int> sizes, std::span<const int> strides, const double* table, double* to);
   bool Fill(int part);
   Runs FindRuns(const StraightTree::Layout& layout);
