@@ -92,25 +92,34 @@ bool Answers::SweepStraight(const BeliefPlace& out) {
   return true;
 }
 
-Status Answers::AllBeliefs(const BeliefPlace& out) {
-  const bool isReady = potentials_.AreAllocated() && tables_.AreSet();
-  const bool isRead = isReady && (SweepStraight(out) || reduced_.Sweep(out));
-  if (const Status status = propagation_.Propagate(-1, {}); status != Status::Done) return status;
-  const int n = structure_.NumNodes();
-  for (int node = 0; node < n; ++node) {
+void Answers::WriteKnown(const BeliefPlace& out) const {
+  for (int node = 0; node < structure_.NumNodes(); ++node) {
     if (findings_.IsAxis(node)) continue;
     float* belief = out(node);
     if (!belief) continue;
     std::fill_n(belief, structure_.numstates[node], 0.0f);
     belief[std::max(findings_[node].state, 0)] = 1;
   }
+}
+
+bool Answers::AllStraight(const BeliefPlace& out, Status* answer) {
+  if (!IsReady() || !SweepStraight(out)) return false;
+  *answer = propagation_.Answer();
+  if (*answer == Status::Done) WriteKnown(out);
+  return true;
+}
+
+Status Answers::AllBeliefs(const BeliefPlace& out) {
+  const bool isRead = IsReady() && reduced_.Sweep(out);
+  if (const Status status = propagation_.Propagate(-1, {}); status != Status::Done) return status;
+  WriteKnown(out);
   if (isRead) return Status::Done;
   const bool isSure = !propagation_.IsWide() &&
                       (structure_.cliques.empty() || propagation_.Collect(propagation_.Pivot()) == Outcome::GOOD) &&
                       sweep_.ReadAll(out);
   if (isSure) return Status::Done;
   propagation_.GoWide();
-  for (int node = 0; node < n; ++node) {
+  for (int node = 0; node < structure_.NumNodes(); ++node) {
     float* belief = findings_.IsAxis(node) ? out(node) : nullptr;
     if (!belief) continue;
     const Status status = ReadFromTree(node, std::span(belief, structure_.numstates[node]));

@@ -18,9 +18,13 @@ class Answers {
 
   Status Check();
   Status Belief(int node, std::span<float> out);
+  // All beliefs in a straight run, which needs no order of axes; false leaves them to AllBeliefs.
+  bool AllStraight(const BeliefPlace& out, Status* answer);
   Status AllBeliefs(const BeliefPlace& out);
 
  private:
+  bool IsReady() const { return potentials_.AreAllocated() && tables_.AreSet(); }
+  void WriteKnown(const BeliefPlace& out) const;
   bool SweepStraight(const BeliefPlace& out);
   Status ReadFromTree(int node, std::span<float> to);
   Status ReadWide(int node, std::span<float> to);

@@ -237,6 +237,8 @@ bool Inference::IsSweepSmall() const {
 }
 
 Status Inference::AllBeliefs(const BeliefPlace& out) {
+  Status answer;
+  if (impl_->answers.AllStraight(out, &answer)) return answer;
   impl_->BeginQuestion();
   return impl_->answers.AllBeliefs(out);
 }
