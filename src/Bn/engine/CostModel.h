@@ -32,8 +32,10 @@ inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 1
 
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
-inline constexpr double NEW_LAYOUT = 250;     // to prepare its pass for findings about other nodes
-inline constexpr double MESSAGE_ENTRY = 0.9;  // an entry of the clique passed over
+inline constexpr double NEW_LAYOUT = 250;     // to prepare its pass for findings about other nodes,
+inline constexpr double NEW_PLAN = 3800;      //   or one that goes by a plan
+inline constexpr double MESSAGE_ENTRY = 0.9;  // an entry of the clique passed over, to make a message
+inline constexpr double SWEEP_ENTRY = 0.5;    //   or in one of the two passes of a sweep
 inline constexpr double FILL_ENTRY = 0.8;     // an entry of a potential that is still to be filled
 inline constexpr double LOOK = 20;            // to look at a clique on the way
 
@@ -57,9 +59,8 @@ inline constexpr double MAKE_PLAN = 3000;     // to make a plan for a large step
 inline constexpr double PLANNED_ENTRY = 0.7;  //   and an entry then
 
 // Models without the known nodes (ReducedModels.cpp).
-inline constexpr double MAKE_MODEL_NODE = 2000;               // to make one, by nodes
-inline constexpr double MODEL_NODE = 400, MODEL_ENTRY = 2.6;  // a sweep over one
-inline constexpr double SWEEP_WORTH_A_LOOK = 50000;           // a sweep over the tree that others may beat
+inline constexpr double MAKE_MODEL_NODE = 2500;              // to make one, by free nodes
+inline constexpr double MODEL_NODE = 1000, MODEL_ENTRY = 2;  // a sweep over one
 
 // Threads (TreeWork.cpp, SharedTree.cpp). Work is worth several from so many entries on, and comes in tasks of so many.
 inline constexpr double ENTRIES_WORTH_THREADS = 1000000, ENTRIES_OF_A_TASK = 16384;

@@ -48,7 +48,12 @@ double Costs::OfSweepAlone() const {
     const CliqueFacts& clique = structure_.cliques[c];
     int numMissing = !clique.lone.empty();
     for (const Link& link : clique.links) numMissing += !messages_.IsValid(link.out);
-    if (numMissing > 0) cost += std::min(numMissing, 2) * (OfPassAlone(c) + OfNewLayout(passes_.IsPreparedToSweep(c)));
+    if (numMissing == 0) continue;
+    const double size = FreeEntries(c);
+    const double preparing = passes_.IsPreparedToSweep(c)   ? 0
+                             : size <= cost::PLAIN_AT_FIRST ? cost::NEW_LAYOUT
+                                                            : cost::NEW_PLAN;
+    cost += std::min(numMissing, 2) * (cost::MESSAGE + cost::SWEEP_ENTRY * size + preparing);
   }
   return cost;
 }

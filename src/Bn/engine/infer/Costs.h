@@ -34,15 +34,16 @@ class Costs {
 
  private:
   static double OfNewLayout(bool isPrepared) { return isPrepared ? 0 : cost::NEW_LAYOUT; }
-  double OfPassAlone(int c) const {
+  double FreeEntries(int c) const {
     double size = 1;
     for (int v : structure_.cliques[c].variables)
       if (findings_.IsFree(v)) size *= structure_.numstates[v];
-    return cost::MESSAGE + cost::MESSAGE_ENTRY * size;
+    return size;
   }
   double OfPass(int c) const {
     const Potential& potential = potentials_[c];
-    return OfPassAlone(c) + (potential.filled ? 0 : cost::FILL_ENTRY * potential.size);
+    return cost::MESSAGE + cost::MESSAGE_ENTRY * FreeEntries(c) +
+           (potential.filled ? 0 : cost::FILL_ENTRY * potential.size);
   }
   double OfFilling() const;
 

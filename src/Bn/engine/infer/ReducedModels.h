@@ -14,14 +14,20 @@ class ReducedModels {
   ReducedModels(const Structure& structure, Findings& findings, NodeTables& tables, Propagation& propagation,
                 const Costs& costs, const Mode& mode);
 
-  void Drop() { models_.clear(); }
+  void Drop() {
+    models_.clear();
+    gone_.clear();
+  }
   // All beliefs of what is not known, and the probability of the findings; false leaves them to the tree.
   bool Sweep(const BeliefPlace& out);
 
  private:
   CutModel* Find(double limit);
+  double LeastCost() const;
   bool MakeTree(CutModel* model, double limit);
   void MakeRoomFor(const CutModel& model);
+  void Miss();
+  bool IsKnown(const Vector<unsigned char>& known) const;
 
   const Structure& structure_;
   Findings& findings_;
@@ -29,8 +35,10 @@ class ReducedModels {
   const Costs& costs_;
   const Mode& mode_;
   const ModelCutter cutter_;
-  Vector<Owned<CutModel>> models_;  // the latest made last
-  double patience_ = 1;             // grows with every model that was not worth it
+  Vector<Owned<CutModel>> models_;      // the latest used last
+  Vector<Vector<unsigned char>> gone_;  // what was known for those that went lately
+  int numKept_ = 1, numMisses_ = 0;     // models kept at most; made since one was asked for again
+  double patience_ = 1;                 // grows with every model that was not worth it
 };
 
 }  // namespace bravic::engine
