@@ -253,8 +253,8 @@ TEST_F(InferenceTest, FailsCleanlyAtAnyRequestForATable) {
     EXPECT_EQ(MemoryUsed(), used);
     EXPECT_EQ(inference.Propagate(), Status::NoMemory);
   }
-  EXPECT_EQ(granted, CUTS_SMALL_BLOCKS ? 6 : 8) << "three cliques, together if blocks are cut, two kinds of numbers in "
-                                                   "two separators and the tables of one clique";
+  EXPECT_EQ(granted, CUTS_SMALL_BLOCKS ? 3 : 12) << "three cliques and two kinds of numbers in four messages, together "
+                                                    "if blocks are cut, and the tables of one clique";
   ASSERT_EQ(status, Status::Done);
   // Where the cliques' tables are not to be had together, each is had by itself.
   inference.DropPotentials();

@@ -47,14 +47,16 @@ BRAVIC_END_TARGET
 
 constexpr Kernels VERSIONS[] = {
     {"scalar", scalar::LANES, scalar::Multiply, scalar::Gather<false>, scalar::Gather<true>, scalar::Fold<double>,
-     scalar::Fold<float>, scalar::FoldLanes<double>, scalar::FoldLanes<float>, scalar::FindRange, scalar::Scale},
+     scalar::Fold<float>, scalar::FoldLanes<double>, scalar::FoldLanes<float>, scalar::FindRange, scalar::Divide,
+     scalar::Scale},
     {"sse2", sse2::LANES, sse2::Multiply, sse2::Gather<false>, sse2::Gather<true>, sse2::Fold<double>,
-     sse2::Fold<float>, sse2::FoldLanes<double>, sse2::FoldLanes<float>, sse2::FindRange, sse2::Scale},
+     sse2::Fold<float>, sse2::FoldLanes<double>, sse2::FoldLanes<float>, sse2::FindRange, sse2::Divide, sse2::Scale},
 #if BRAVIC_WIDE_KERNELS
     {"avx2", avx2::LANES, avx2::Multiply, avx2::Gather<false>, avx2::Gather<true>, avx2::Fold<double>,
-     avx2::Fold<float>, avx2::FoldLanes<double>, avx2::FoldLanes<float>, avx2::FindRange, avx2::Scale},
+     avx2::Fold<float>, avx2::FoldLanes<double>, avx2::FoldLanes<float>, avx2::FindRange, avx2::Divide, avx2::Scale},
     {"avx512", avx512::LANES, avx512::Multiply, avx512::Gather<false>, avx512::Gather<true>, avx512::Fold<double>,
-     avx512::Fold<float>, avx512::FoldLanes<double>, avx512::FoldLanes<float>, avx512::FindRange, avx512::Scale},
+     avx512::Fold<float>, avx512::FoldLanes<double>, avx512::FoldLanes<float>, avx512::FindRange, avx512::Divide,
+     avx512::Scale},
 #endif
 };
 

@@ -41,6 +41,8 @@ struct Kernels {
   void (*foldLanesNarrow)(float* to, const LaneFold& fold, const float* from);
   // As FindRange of Numbers.h.
   void (*findRange)(const double* numbers, std::size_t size, double* largest, double* least);
+  // numbers[i] /= divisors[i], or 0 where that is 0; whether any was.
+  bool (*divide)(double* numbers, const double* divisors, std::size_t size);
   // to[i] = from[i] * scale, which may be the same place; floats[i] = from[i] * floatScale, unless floats is NULL. No
   // more than size is touched.
   void (*scale)(const double* from, std::size_t size, double scale, double* to, double floatScale, float* floats);

@@ -18,6 +18,11 @@ void Scale(const Kernels& kernels, const Number* entries, int size, double scale
     for (int i = 0; i < size; ++i) to.floats[i] = static_cast<float>(entries[i] * scale);
 }
 
+// Behind the entries, where vectors read beyond them.
+void ClearSlack(const Message& message, int size) {
+  if (message.floats) std::fill_n(message.floats + size, KERNEL_SLACK, 0.0f);
+}
+
 // A quotient by 0 is 0 here: what it is multiplied with is 0 as well.
 template <class Number, class Divisor>
 bool DivideEntry(Number* entry, Divisor divisor) {
@@ -34,37 +39,41 @@ Messages::Messages(const Structure& structure, const Findings& findings, Potenti
       potentials_(potentials),
       mode_(mode),
       messages_(2 * structure.separators.size()),
-      rooms_(structure.separators.size()),
       layoutNumbers_(structure.cliques.size(), 1) {
-  for (int s = 0; s < rooms_.size(); ++s)
+  for (int s = 0; s < structure.separators.size(); ++s)
     for (int sender = 0; sender < 2; ++sender)
       messages_[MessageId(s, sender).Number()].fixedAt.assign(structure.separators[s].variables.size(), FREE);
+  slabs_.Expect(BytesExpected());
+}
+
+double Messages::BytesExpected() const {
+  double nbytes = 0;
+  for (int s = 0; s < structure_.separators.size(); ++s) {
+    const double size = structure_.tree->separators[s].size;
+    if (AreWide(s)) nbytes += 2 * Slabs::SizeOf<double>(size);
+    if (AreRead(s)) nbytes += 2 * Slabs::SizeOf<float>(size);
+  }
+  return nbytes;
 }
 
 bool Messages::Allocate(int s) {
-  const Separator& separator = structure_.tree->separators[s];
-  if (!(separator.size < MAX_TABLE_ENTRIES)) return false;
-  Room& room = rooms_[s];
-  room.size = static_cast<int>(separator.size);
-  if (room.size <= WIDE_TARGET) {
-    room.doubles = TryMakeBlock<double>(2 * room.size);
-    if (!room.doubles) return false;
-  }
-  const bool areSmall = potentials_.IsSmall(separator.cliques[0]) && potentials_.IsSmall(separator.cliques[1]);
-  if (!areSmall && !AllocateFloats(&room.floats, 2 * room.size)) return false;
+  if (!(structure_.tree->separators[s].size < MAX_TABLE_ENTRIES)) return false;
+  const int size = static_cast<int>(structure_.tree->separators[s].size);
   for (int sender = 0; sender < 2; ++sender) {
     Message& message = messages_[MessageId(s, sender).Number()];
-    message.probs = room.doubles ? room.doubles.get() + sender * room.size : nullptr;
-    message.floats = room.floats ? room.floats.get() + sender * room.size : nullptr;
+    if (AreWide(s) && !(message.probs = slabs_.Take<double>(size))) return false;
+    if (AreRead(s) && !(message.floats = slabs_.Take<float>(size))) return false;
   }
   return true;
 }
 
 void Messages::Drop() {
-  for (Room& room : rooms_) {
-    room.doubles.reset();
-    room.floats.reset();
+  for (Message& message : messages_) {
+    message.probs = nullptr;
+    message.floats = nullptr;
   }
+  slabs_.Drop();
+  slabs_.Expect(BytesExpected());
 }
 
 long long Messages::IncomingExponent(int clique, int exceptLink) const {
@@ -160,6 +169,7 @@ void Messages::StoreVacuous(MessageId id) {
   const int size = findings_.FreeSize(structure_.VariablesOf(id));
   if (message.probs) std::fill_n(message.probs, size, 1.0);
   if (message.floats) std::fill_n(message.floats, size, 1.0f);
+  ClearSlack(message, size);
   message.unscale = 1;
   message.exponent = 0;
   message.range = {};
@@ -171,10 +181,13 @@ void Messages::StoreVacuous(MessageId id) {
 template <class Number>
 bool Messages::DivideByOpposite(MessageId id, Number* entries, int size) const {
   const Message& against = (*this)[id.Opposite()];
-  auto divideBy = [&](const auto* divisors) {
+  auto divideBy = [&]<class Divisor>(const Divisor* divisors) {
     bool hasZeros = false;
     if (against.numFixed == (*this)[id].numFixed) {
-      for (int i = 0; i < size; ++i) hasZeros |= DivideEntry(entries + i, divisors[i]);
+      if constexpr (std::is_same_v<Number, double> && std::is_same_v<Divisor, double>)
+        return mode_.kernels.divide(entries, divisors, static_cast<std::size_t>(size));
+      else
+        for (int i = 0; i < size; ++i) hasZeros |= DivideEntry(entries + i, divisors[i]);
     } else {
       findings_.ForEachFree(structure_.VariablesOf(id), against.fixedAt,
                             [&](int index) { hasZeros |= DivideEntry(entries++, divisors[index]); });
@@ -212,6 +225,7 @@ Outcome Messages::StoreEntries(MessageId id, Number* entries, const MessageSums&
   message.unscale = spreads && message.probs ? 1 / SpreadFactor(id.Number()) : 1;
   if (message.range.low < FLOAT_FLOOR && message.probs) message.unscale *= PowerOfTwo(-LIFT);
   Scale(mode_.kernels, entries, size, from.unscale * PowerOfTwo(NormalExponent(-exponent)), message);
+  ClearSlack(message, size);
   message.exponent += exponent;
   return outcome;
 }

@@ -9,6 +9,7 @@
 #include "Bn/engine/PassShape.h"
 #include "Bn/engine/infer/Findings.h"
 #include "Bn/engine/infer/Potentials.h"
+#include "Bn/engine/infer/Slabs.h"
 
 namespace bravic::engine {
 
@@ -16,7 +17,7 @@ inline constexpr int WIDE_TARGET = 1 << 20;  // larger messages are summed and k
 
 struct Message {
   // Entries over the free variables, last fastest. One may be NULL: doubles for large separators, floats where all that
-  // read them are small cliques. Both are owned by the separator.
+  // read them are small cliques. Both stand in slabs.
   double* probs = nullptr;
   float* floats = nullptr;
   double unscale = 1;      // probs are floats * unscale
@@ -46,7 +47,7 @@ class Messages {
 
   // Room for both messages of the separator; false without memory.
   bool Allocate(int separator);
-  bool HasRoom(int separator) const { return rooms_[separator].doubles || rooms_[separator].floats; }
+  bool HasRoom(int separator) const { return messages_[2 * separator].probs || messages_[2 * separator].floats; }
   void Drop();
 
   const Message& operator[](MessageId id) const { return messages_[id.Number()]; }
@@ -103,13 +104,14 @@ class Messages {
   void LayoutChanged(int node);  // of the cliques that hold the node
 
  private:
-  struct Room {
-    Block<double> doubles;  // both messages, or NULL
-    Block<float> floats;    // both messages, or NULL
-    int size = 0;           // of one of them
-  };
-
   static bool Informs(const Message& message) { return (message.valid || message.promised) && !message.vacuous; }
+  // Whether its messages are kept in doubles, and in floats.
+  bool AreWide(int separator) const { return structure_.tree->separators[separator].size <= WIDE_TARGET; }
+  bool AreRead(int separator) const {
+    const Separator& at = structure_.tree->separators[separator];
+    return !potentials_.IsSmall(at.cliques[0]) || !potentials_.IsSmall(at.cliques[1]);
+  }
+  double BytesExpected() const;
   void Invalidate(MessageId id);
   void Describe(MessageId id);
   template <class Number>
@@ -122,7 +124,7 @@ class Messages {
   Potentials& potentials_;
   const Mode& mode_;
   Vector<Message> messages_;
-  Vector<Room> rooms_;              // [separator]
+  Slabs slabs_;                     // of their entries
   Vector<unsigned> layoutNumbers_;  // [clique] from 1
   Vector<MessageId> work_;          // scratch
 };

@@ -11,12 +11,6 @@
 
 namespace bravic::engine {
 
-bool AllocateFloats(Block<float>* block, int entries) {
-  *block = TryMakeBlock<float>(entries + KERNEL_SLACK);
-  if (*block) std::fill_n(block->get() + entries, KERNEL_SLACK, 0.0f);
-  return *block != nullptr;
-}
-
 Potentials::Potentials(const Structure& structure, NodeTables& tables, const Mode& mode)
     : structure_(structure),
       tables_(tables),
@@ -35,24 +29,26 @@ double Potentials::TableRoom() const {
   return most;
 }
 
-double Potentials::FloatsExpected() const {
-  double floats = 0;
+double Potentials::BytesExpected() const {
+  double nbytes = 0;
   for (int c = 0; c < potentials_.size(); ++c)
-    if (!IsSmall(c)) floats += structure_.tree->cliques[c].size + 2 * KERNEL_SLACK;
-  return floats;
+    if (!IsSmall(c)) nbytes += Slabs::SizeOf<float>(structure_.tree->cliques[c].size);
+  return nbytes;
 }
 
 bool Potentials::Allocate(int c) {
   if (!tableRoom_) {
     const double room = TableRoom();
-    if (!(room < 2 * MAX_TABLE_ENTRIES) || !AllocateFloats(&tableRoom_, static_cast<int>(room))) return false;
-    slabs_.Expect(FloatsExpected());
+    if (!(room < 2 * MAX_TABLE_ENTRIES)) return false;
+    tableRoom_ = TryMakeBlock<float>(static_cast<std::size_t>(room) + KERNEL_SLACK);
+    if (!tableRoom_) return false;
+    slabs_.Expect(BytesExpected());
   }
   const double entries = structure_.tree->cliques[c].size;
   if (!(entries < MAX_TABLE_ENTRIES)) return false;
   Potential& potential = potentials_[c];
   potential.size = static_cast<int>(entries);
-  if (!IsSmall(c)) return (potential.floats = slabs_.Take(potential.size)) != nullptr;
+  if (!IsSmall(c)) return (potential.floats = slabs_.Take<float>(potential.size)) != nullptr;
   potential.doubles = TryMakeBlock<double>(potential.size);
   return potential.doubles != nullptr;
 }
@@ -167,8 +163,10 @@ void Potentials::FillFloats(int c) {
   Potential& potential = potentials_[c];
   int low = ShapeTables(c);
   maker_.PlaceAll(clique.variables, shape_.Strides(0));
-  // Each table is copied, for the slack behind it.
-  float* free = tableRoom_.get();
+  // A table that stands as the potential does is copied there, others to where there is slack behind them.
+  const bool isPlaced =
+      shape_.numFactors == 1 && std::equal(shape_.Strides(0), shape_.Strides(0) + shape_.numAxes, shape_.Strides(1));
+  float* free = isPlaced ? potential.floats : tableRoom_.get();
   Vector<const float*> factors;
   potential.unscale = 1;
   for (int node : clique.homed) {
@@ -185,7 +183,7 @@ void Potentials::FillFloats(int c) {
     free = std::fill_n(free, KERNEL_SLACK, 0.0f);
   }
   if (mode_.watch->Halts(potential.size)) return;
-  MultiplyTables(factors, &potential);
+  if (!isPlaced) MultiplyTables(factors, &potential);
   // Each of the factors that spread rounding is at least a half.
   if (spreadsRounding_) low -= factors.size();
   potential.range = {low, low < FLOAT_FLOOR ? FLOAT_FLOOR + PRODUCT_BITS : NO_LOSS};

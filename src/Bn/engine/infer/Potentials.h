@@ -7,17 +7,14 @@
 
 #include "Bn/engine/PassPlan.h"
 #include "Bn/engine/PassShape.h"
-#include "Bn/engine/infer/FloatSlabs.h"
 #include "Bn/engine/infer/NodeTables.h"
 #include "Bn/engine/infer/Range.h"
+#include "Bn/engine/infer/Slabs.h"
 #include "Bn/engine/infer/Terms.h"
 
 namespace bravic::engine {
 
 inline constexpr double SMALL_CLIQUE = 32;  // entries; such potentials are doubles
-
-// Room for so many floats and the slack that vectors read beyond them; false without memory.
-bool AllocateFloats(Block<float>* block, int entries);
 
 struct Potential {
   float* floats = nullptr;  // NULL in small cliques
@@ -56,7 +53,7 @@ class Potentials {
 
  private:
   double TableRoom() const;
-  double FloatsExpected() const;
+  double BytesExpected() const;
   void Fill(int clique);
   int ShapeTables(int clique);
   bool FillDoubles(int clique);
@@ -67,7 +64,7 @@ class Potentials {
   NodeTables& tables_;
   const Mode& mode_;
   Vector<Potential> potentials_;  // [clique]
-  FloatSlabs slabs_;              // of their floats
+  Slabs slabs_;                   // of their floats
   bool allocated_ = false, spreadsRounding_ = false;
   // Scratch.
   Block<float> tableRoom_;  // for the tables of one clique
