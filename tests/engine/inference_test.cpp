@@ -178,6 +178,53 @@ TEST_F(InferenceTest, ManySingleQuestionsAnswerAsTheJoint) {
   }
 }
 
+// A hub of many parents, whose tree is far larger than what is left when most are known: sets of known nodes that come
+// once, that come again in turn, and that come back after long, with tables changed between.
+TEST_F(InferenceTest, ModelsWithoutTheKnownNodesComeAndGo) {
+  constexpr int PARENTS = 12, HUB = PARENTS, SETS = 24;
+  Model model;
+  model.numstates.assign(PARENTS + 1, 2);
+  model.parents.resize(PARENTS + 1);
+  model.children.assign(PARENTS + 1, {HUB});
+  model.children[HUB].clear();
+  model.tables.resize(PARENTS + 1);
+  for (int i = 0; i < PARENTS; ++i) model.parents[HUB].push_back(i);
+  Random random(5);
+  for (int i = 0; i <= PARENTS; ++i) RandomTable(model, i, random, 0);
+  const Compiled compiled(model), other(model);
+  Inference* const engines[] = {compiled.inference.get(), other.inference.get()};
+  engines[0]->SetWay(Inference::Way::WITHOUT_TREE);
+  engines[1]->SetWay(Inference::Way::TREE);
+  for (Inference* engine : engines) {
+    ASSERT_EQ(engine->AllocatePotentials(nullptr), Status::Done);
+    engine->SetTables([&](int i) { return model.Table(i); });
+  }
+  std::vector<unsigned> sets;
+  for (int k = 0; k < SETS; ++k)
+    sets.push_back(0xfffu & ~(1u << random.Below(PARENTS)) & ~(1u << random.Below(PARENTS)));
+  auto check = [&](unsigned known) {
+    std::vector<std::vector<float>> beliefs[2];
+    const unsigned states = unsigned(random.Below(1 << PARENTS));
+    for (int e = 0; e < 2; ++e) {
+      for (int i = 0; i < PARENTS; ++i)
+        if (known >> i & 1)
+          engines[e]->SetState(i, int(states >> i & 1));
+        else
+          engines[e]->ClearFinding(i);
+      beliefs[e].assign(PARENTS + 1, std::vector<float>(2));
+      EXPECT_EQ(engines[e]->AllBeliefs([&](int i) { return beliefs[e][std::size_t(i)].data(); }), Status::Done);
+    }
+    for (std::size_t i = 0; i <= PARENTS; ++i) EXPECT_NEAR(beliefs[0][i][0], beliefs[1][i][0], 1e-6);
+  };
+  for (int round = 0; round < 4; ++round) {
+    for (unsigned known : sets) check(known);
+    for (int k = 0; k < 5 * SETS; ++k) check(sets[std::size_t(k % (1 + 4 * round))]);
+    const int changed = round % 2 ? HUB : random.Below(PARENTS);
+    RandomTable(model, changed, random, 0);
+    for (Inference* engine : engines) engine->TableChanged(changed);
+  }
+}
+
 TEST_F(InferenceTest, SumsAreThoseOfTheJointAfterAnyHistory) {
   for (std::uint64_t seed = 1; seed <= 160; ++seed) {
     SCOPED_TRACE(seed);
