@@ -40,9 +40,10 @@ inline constexpr double FILL_ENTRY = 0.8;     // an entry of a potential that is
 inline constexpr double LOOK = 20;            // to look at a clique on the way
 
 // Straight sweeps over small trees (StraightSweep.cpp).
-inline constexpr double STRAIGHT_CLIQUE = 60;  // both ways, beside its entries,
-inline constexpr double STRAIGHT_ENTRY = 1.0;  //   each of which meets every neighbour and every lone variable
-inline constexpr double SMALL_SWEEP = 20000;   // one that is made before it is known to be wanted
+inline constexpr double STRAIGHT_CLIQUE = 60;     // both ways, beside its entries,
+inline constexpr double STRAIGHT_ENTRY = 1.0;     //   each of which meets every neighbour and every lone variable
+inline constexpr double MAKE_STRAIGHT_ENTRY = 4;  // the first, in memory not touched before
+inline constexpr double SMALL_SWEEP = 20000;      // one that is made before it is known to be wanted
 inline constexpr double MOST_STRAIGHT_ENTRIES = 1 << 16;  // of a tree
 
 // Single questions (Question.cpp).

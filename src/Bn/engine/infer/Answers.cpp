@@ -77,12 +77,19 @@ Status Answers::Belief(int node, std::span<float> out) {
   return ReadFromTree(node, out);
 }
 
+// The first sweep may stay the only one, which counts what has to be made for it; later ones do not.
+bool Answers::StraightPays() const {
+  const double alone = costs_.OfSweepAlone() + cost::MESSAGE;
+  if (hasSwept_ || straight_.IsMade()) return straight_.Cost() <= alone;
+  return straight_.Cost() + cost::MAKE_STRAIGHT_ENTRY * structure_.tree->totalSize <= alone + costs_.OfFilling();
+}
+
 // All beliefs of what is not known, and the probability of the findings; false leaves them to others.
 bool Answers::SweepStraight(const BeliefPlace& out) {
   const bool isAnswered = propagation_.IsDone(), isWanted = mode_.way == Way::CHEAPEST || mode_.way == Way::STRAIGHT;
   if (!isWanted || !straight_.Serves() || propagation_.IsWide()) return false;
   if (isAnswered && propagation_.Answer() != Status::Done) return false;
-  if (mode_.way == Way::CHEAPEST && straight_.Cost() > costs_.OfSweepAlone() + cost::MESSAGE) return false;
+  if (mode_.way == Way::CHEAPEST && !StraightPays()) return false;
   ScaledNumber probability;
   const Outcome outcome = straight_.ReadAll(out, &probability);
   if (outcome == Outcome::DOUBTFUL) return false;
@@ -114,6 +121,7 @@ Status Answers::AllBeliefs(const BeliefPlace& out) {
   if (const Status status = propagation_.Propagate(-1, {}); status != Status::Done) return status;
   WriteKnown(out);
   if (isRead) return Status::Done;
+  hasSwept_ = true;
   const bool isSure = !propagation_.IsWide() &&
                       (structure_.cliques.empty() || propagation_.Collect(propagation_.Pivot()) == Outcome::GOOD) &&
                       sweep_.ReadAll(out);

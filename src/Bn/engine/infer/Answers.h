@@ -25,6 +25,7 @@ class Answers {
  private:
   bool IsReady() const { return potentials_.AreAllocated() && tables_.AreSet(); }
   void WriteKnown(const BeliefPlace& out) const;
+  bool StraightPays() const;
   bool SweepStraight(const BeliefPlace& out);
   Status ReadFromTree(int node, std::span<float> to);
   Status ReadWide(int node, std::span<float> to);
@@ -45,6 +46,7 @@ class Answers {
   ReducedModels& reduced_;
   const Costs& costs_;
   const Mode& mode_;
+  bool hasSwept_ = false;  // over the tree
 };
 
 }  // namespace bravic::engine

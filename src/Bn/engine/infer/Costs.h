@@ -26,8 +26,9 @@ class Costs {
   double OfTree(int node, double limit);
   // What messages from the latest change to where the belief is read would take in a tree that is up to date.
   double OfPath(int node);
-  // What a sweep over the tree would take; beside filling potentials, or with it.
+  // What a sweep over the tree would take beside filling potentials; that; or both.
   double OfSweepAlone() const;
+  double OfFilling() const;
   double OfSweep() const { return OfSweepAlone() + OfFilling(); }
   // Whether single questions since the last change have taken so much that all at once would have been cheaper.
   bool SweepPays();
@@ -45,7 +46,6 @@ class Costs {
     return cost::MESSAGE + cost::MESSAGE_ENTRY * FreeEntries(c) +
            (potential.filled ? 0 : cost::FILL_ENTRY * potential.size);
   }
-  double OfFilling() const;
 
   const Structure& structure_;
   const Findings& findings_;

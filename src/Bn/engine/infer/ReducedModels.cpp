@@ -102,6 +102,8 @@ CutModel* ReducedModels::Find(double limit) {
   Miss();
   MakeRoomFor(*model);
   model->inference = Inference::Make(model->tree, model->numstates, model->parents);
+  // What it takes to be made finds its memory at hand.
+  model->inference->SetWay(Way::STRAIGHT);
   int failedClique;
   if (model->inference->AllocatePotentials(&failedClique) != Status::Done) return nullptr;
   patience_ = std::max(1.0, patience_ / 2);

@@ -29,6 +29,7 @@ class StraightSweep {
   void Drop();
   // Whether the tree is small enough.
   bool Serves() const;
+  bool IsMade() const { return tree_ != nullptr; }
   // What a run would take, in the nanoseconds of CostModel.h.
   double Cost() const;
   // Beliefs of all that is not known, and the probability of the findings but for the weight of likelihoods. DOUBTFUL
