@@ -1,6 +1,7 @@
 #include "Bn/compiled/ComputingTree.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Bn/engine/CostModel.h"
 #include "Bn/engine/SearchOrder.h"
@@ -20,9 +21,9 @@ engine::JunctionTree ComputingTree(const engine::JunctionTree& told, const Compi
     const engine::Order quick =
         engine::QuickOrder(moral, graph.numstates, told.totalSize, engine::cost::TreeWorthSearching);
     if (!quick.nodes.empty()) {
-      const engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
+      engine::JunctionTree other = engine::BuildTree(moral, graph.numstates, graph.parents, quick.nodes);
       // Smaller altogether, it may still have a clique too large for a table.
-      if (FitsInTables(other) || !FitsInTables(told)) return engine::MergeSmallCliques(other);
+      if (FitsInTables(other) || !FitsInTables(told)) return engine::MergeSmallCliques(std::move(other));
     }
   }
   return engine::MergeSmallCliques(told);

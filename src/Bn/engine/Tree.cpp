@@ -4,6 +4,7 @@
 #include "Bn/engine/Tree.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Bn/engine/Numbers.h"
 
@@ -102,6 +103,7 @@ Vector<int> MaximumCardinalityNumbers(const Graph& filled, Vector<int>* byNumber
 void FormCliques(const Graph& filled, std::span<const int> byNumber, std::span<const int> numstates,
                  JunctionTree* tree) {
   Vector<int> counter(filled.NumNodes(), 0), lower;
+  tree->cliques.reserve(filled.NumNodes());
   for (int i = filled.NumNodes(); i-- > 0;) {
     const int v = byNumber[i];
     const auto around = filled.Neighbours(v);
@@ -225,7 +227,7 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
   return tree;
 }
 
-JunctionTree MergeSmallCliques(const JunctionTree& tree, double mostAdded) {
+JunctionTree MergeSmallCliques(JunctionTree tree, double mostAdded) {
   constexpr double STEPS[] = {0, 16, 32, 64, 128, MERGED_ENTRIES};  // entries added, the cheapest mergers first
   const int n = tree.cliques.size();
   Vector<int> into(n);
@@ -251,17 +253,21 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree, double mostAdded) {
   }
   // Cliques that are left get new places, in their order, and take the members of those merged into them.
   JunctionTree merged;
-  merged.number = tree.number;
-  merged.home = tree.home;
+  merged.number = std::move(tree.number);
+  merged.home = std::move(tree.home);
+  merged.cliques.reserve(n);
+  merged.separators.reserve(tree.separators.size());
   Vector<int> place(n, -1);
   for (int c = 0; c < n; ++c) {
     if (into[c] != c) continue;
     place[c] = merged.cliques.size();
     merged.cliques.emplace_back();
+    merged.cliques.back().members = std::move(tree.cliques[c].members);
     merged.cliques.back().size = size[c];
     merged.totalSize += size[c];
   }
   for (int c = 0; c < n; ++c) {
+    if (into[c] == c) continue;
     const int to = place[find(c)];
     for (int member : tree.cliques[c].members) {
       Vector<int>& members = merged.cliques[to].members;
@@ -270,13 +276,13 @@ JunctionTree MergeSmallCliques(const JunctionTree& tree, double mostAdded) {
   }
   for (int& home : merged.home)
     if (home >= 0) home = place[find(home)];
-  for (const Separator& separator : tree.separators) {
+  for (Separator& separator : tree.separators) {
     const int a = place[find(separator.cliques[0])], b = place[find(separator.cliques[1])];
     if (a == b) continue;
     const int index = merged.separators.size();
-    merged.separators.push_back(separator);
-    merged.separators.back().cliques[0] = a;
-    merged.separators.back().cliques[1] = b;
+    separator.cliques[0] = a;
+    separator.cliques[1] = b;
+    merged.separators.push_back(std::move(separator));
     merged.cliques[a].neighbours.push_back(b);
     merged.cliques[a].separators.push_back(index);
     merged.cliques[b].neighbours.push_back(a);

@@ -30,7 +30,7 @@ JunctionTree BuildTree(const Graph& moral, std::span<const int> numstates, std::
 // The same tree with neighbouring cliques made one where that adds few entries: a message less is worth about a hundred
 // of them, or more or less by how it is computed with.
 inline constexpr double MERGED_ENTRIES = 200;
-JunctionTree MergeSmallCliques(const JunctionTree& tree, double mostAdded = MERGED_ENTRIES);
+JunctionTree MergeSmallCliques(JunctionTree tree, double mostAdded = MERGED_ENTRIES);
 
 // A clique of 2^29 - 1 entries or more is refused.
 inline constexpr double MAX_TABLE_ENTRIES = 536870911.0;
