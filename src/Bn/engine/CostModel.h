@@ -10,6 +10,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 
 namespace bravic::engine::cost {
 
@@ -30,12 +31,17 @@ inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
 // a pass over them takes.
 inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 1500;
 
+// Passes take longer over an entry the fewer states there are: by so much of what they take where there are two.
+inline double ShareOfShort(double numAxes, double entries) {
+  return entries > 2 ? numAxes / std::log2(entries) : 1;
+}
+
 // Messages (Costs.cpp).
 inline constexpr double MESSAGE = 120;        // to make one, beside its entries
 inline constexpr double NEW_LAYOUT = 250;     // to prepare its pass for findings about other nodes,
 inline constexpr double NEW_PLAN = 3800;      //   or one that goes by a plan
 inline constexpr double MESSAGE_ENTRY = 0.9;  // an entry of the clique passed over, to make a message
-inline constexpr double SWEEP_ENTRY = 0.5;    //   or in one of the two passes of a sweep
+inline constexpr double SWEEP_ENTRY = 1.6;    //   or in one of the two passes of a sweep, where states are two
 inline constexpr double FILL_ENTRY = 0.8;     // an entry of a potential that is still to be filled
 inline constexpr double LOOK = 20;            // to look at a clique on the way
 
@@ -60,8 +66,10 @@ inline constexpr double MAKE_PLAN = 3000;     // to make a plan for a large step
 inline constexpr double PLANNED_ENTRY = 0.7;  //   and an entry then
 
 // Models without the known nodes (ReducedModels.cpp).
-inline constexpr double MAKE_MODEL_NODE = 2500;              // to make one, by free nodes
-inline constexpr double MODEL_NODE = 1000, MODEL_ENTRY = 2;  // a sweep over one
+inline constexpr double MAKE_MODEL_NODE = 2500;  // to make one, by free nodes
+inline constexpr double MODEL_NODE = 1000;       // a sweep over one,
+inline constexpr double MODEL_ENTRY = 1.2,
+                        MODEL_SHORT_ENTRY = 2.2;  //   by entries, and that beside it where states are two
 
 // Threads (TreeWork.cpp, SharedTree.cpp). Work is worth several from so many entries on, and comes in tasks of so many.
 inline constexpr double ENTRIES_WORTH_THREADS = 1000000, ENTRIES_OF_A_TASK = 16384;

@@ -49,11 +49,12 @@ double Costs::OfSweepAlone() const {
     int numMissing = !clique.lone.empty();
     for (const Link& link : clique.links) numMissing += !messages_.IsValid(link.out);
     if (numMissing == 0) continue;
-    const double size = FreeEntries(c);
+    int numFree = 0;
+    const double size = FreeEntries(c, &numFree), entry = cost::SWEEP_ENTRY * cost::ShareOfShort(numFree, size);
     const double preparing = passes_.IsPreparedToSweep(c)   ? 0
                              : size <= cost::PLAIN_AT_FIRST ? cost::NEW_LAYOUT
                                                             : cost::NEW_PLAN;
-    cost += std::min(numMissing, 2) * (cost::MESSAGE + cost::SWEEP_ENTRY * size + preparing);
+    cost += std::min(numMissing, 2) * (cost::MESSAGE + entry * size + preparing);
   }
   return cost;
 }

@@ -35,10 +35,13 @@ class Costs {
 
  private:
   static double OfNewLayout(bool isPrepared) { return isPrepared ? 0 : cost::NEW_LAYOUT; }
-  double FreeEntries(int c) const {
+  double FreeEntries(int c, int* numFree = nullptr) const {
     double size = 1;
-    for (int v : structure_.cliques[c].variables)
-      if (findings_.IsFree(v)) size *= structure_.numstates[v];
+    for (int v : structure_.cliques[c].variables) {
+      if (!findings_.IsFree(v)) continue;
+      size *= structure_.numstates[v];
+      if (numFree) ++*numFree;
+    }
     return size;
   }
   double OfPass(int c) const {

@@ -44,7 +44,7 @@ Graph ModelCutter::GraphOf(const CutModel& model) {
 }
 
 Order ModelCutter::FindOrderOf(const CutModel& model, const Graph& moral) {
-  constexpr double TIMES_THE_SEARCH = 50;
+  constexpr double TIMES_THE_SEARCH = 30;
   Order order = FindOrder(moral, model.numstates, nullptr);
   if (cost::MODEL_ENTRY * order.cost > TIMES_THE_SEARCH * cost::GREEDY_NODE * model.numstates.size()) {
     Order quick = QuickOrder(moral, model.numstates, order.cost, BudgetOf);

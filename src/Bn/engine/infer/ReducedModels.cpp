@@ -1,6 +1,7 @@
 #include "Bn/engine/infer/ReducedModels.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include "Bn/engine/CostModel.h"
@@ -24,6 +25,17 @@ ReducedModels::ReducedModels(const Structure& structure, Findings& findings, Nod
       mode_(mode),
       cutter_(structure, findings, tables, mode) {}
 
+// What an entry of a model takes, by the states of what is free.
+double ReducedModels::CostOfEntry() const {
+  double numFree = 0, bits = 0;
+  for (int i = 0; i < structure_.NumNodes(); ++i) {
+    if (!findings_.IsFree(i) || structure_.numstates[i] == 1) continue;
+    ++numFree;
+    bits += std::log2(structure_.numstates[i]);
+  }
+  return cost::MODEL_ENTRY + (bits > 0 ? cost::MODEL_SHORT_ENTRY * numFree / bits : 0);
+}
+
 // What making a model takes and a sweep over it, as far as that can be told before there is an order: each family that
 // is free stands in one of its cliques.
 double ReducedModels::LeastCost() const {
@@ -35,7 +47,7 @@ double ReducedModels::LeastCost() const {
     largest = std::max(largest, size);
   }
   const int numFree = structure_.NumNodes() - findings_.NumKnown();
-  return (cost::MAKE_MODEL_NODE * patience_ + cost::MODEL_NODE) * numFree + cost::MODEL_ENTRY * largest;
+  return (cost::MAKE_MODEL_NODE * patience_ + cost::MODEL_NODE) * numFree + CostOfEntry() * largest;
 }
 
 // False when a sweep over it would take more than the limit, or its tables too much room.
@@ -43,7 +55,7 @@ bool ReducedModels::MakeTree(CutModel* model, double limit) {
   const int numFree = structure_.NumNodes() - findings_.NumKnown();
   const Graph moral = ModelCutter::GraphOf(*model);
   const Order order = ModelCutter::FindOrderOf(*model, moral);
-  model->cost = cost::MODEL_ENTRY * order.cost + cost::MODEL_NODE * numFree;
+  model->cost = CostOfEntry() * order.cost + cost::MODEL_NODE * numFree;
   const bool isLarge = order.cost > SHARE_OF_TREE * structure_.tree->totalSize;
   if (model->cost + cost::MAKE_MODEL_NODE * numFree > limit || (isLarge && mode_.way == Way::CHEAPEST)) return false;
   model->tree = MergeSmallCliques(BuildTree(moral, model->numstates, model->parents, order.nodes));

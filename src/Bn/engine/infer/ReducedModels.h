@@ -23,6 +23,7 @@ class ReducedModels {
 
  private:
   CutModel* Find(double limit);
+  double CostOfEntry() const;
   double LeastCost() const;
   bool MakeTree(CutModel* model, double limit);
   void MakeRoomFor(const CutModel& model);
