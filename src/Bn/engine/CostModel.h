@@ -31,9 +31,10 @@ inline constexpr double PLAIN_ALWAYS = 12, PLAIN_AT_FIRST = 160;
 // a pass over them takes.
 inline constexpr double AXIS_ORDER_WORTH_A_SEARCH = 512, PASS_PER_AXIS_ORDER = 1500;
 
-// Passes take longer over an entry the fewer states there are: by so much of what they take where there are two.
+// Passes take longer over an entry the fewer states there are: by so much of what they take where there are two. In
+// small tables that does not matter.
 inline double ShareOfShort(double numAxes, double entries) {
-  return entries > 2 ? numAxes / std::log2(entries) : 1;
+  return entries > PLAIN_AT_FIRST ? numAxes / std::log2(entries) : 0.5;
 }
 
 // Messages (Costs.cpp).
@@ -50,6 +51,7 @@ inline constexpr double STRAIGHT_CLIQUE = 60;     // both ways, beside its entri
 inline constexpr double STRAIGHT_ENTRY = 1.0;     //   each of which meets every neighbour and every lone variable
 inline constexpr double MAKE_STRAIGHT_ENTRY = 4;  // the first, in memory not touched before
 inline constexpr double SMALL_SWEEP = 20000;      // one that is made before it is known to be wanted
+inline constexpr double STRAIGHT_ALWAYS = 512;    // entries of a tree for which no other way is looked at
 inline constexpr double MOST_STRAIGHT_ENTRIES = 1 << 16;  // of a tree
 
 // Single questions (Question.cpp).

@@ -79,6 +79,7 @@ Status Answers::Belief(int node, std::span<float> out) {
 
 // The first sweep may stay the only one, which counts what has to be made for it; later ones do not.
 bool Answers::StraightPays() const {
+  if (structure_.tree->totalSize <= cost::STRAIGHT_ALWAYS) return true;
   const double alone = costs_.OfSweepAlone() + cost::MESSAGE;
   if (hasSwept_ || straight_.IsMade()) return straight_.Cost() <= alone;
   return straight_.Cost() + cost::MAKE_STRAIGHT_ENTRY * structure_.tree->totalSize <= alone + costs_.OfFilling();
