@@ -77,12 +77,13 @@ Status Answers::Belief(int node, std::span<float> out) {
   return ReadFromTree(node, out);
 }
 
-// The first sweep may stay the only one, which counts what has to be made for it; later ones do not.
+// The first sweep may stay the only one, which counts all that has to be made for it; later ones count what serves them
+// alone.
 bool Answers::StraightPays() const {
-  if (structure_.tree->totalSize <= cost::STRAIGHT_ALWAYS) return true;
-  const double alone = costs_.OfSweepAlone() + cost::MESSAGE;
-  if (hasSwept_ || straight_.IsMade()) return straight_.Cost() <= alone;
-  return straight_.Cost() + cost::MAKE_STRAIGHT_ENTRY * structure_.tree->totalSize <= alone + costs_.OfFilling();
+  const double entries = structure_.tree->totalSize;
+  if (entries <= cost::STRAIGHT_ALWAYS) return true;
+  if (hasSwept_ || straight_.IsMade()) return straight_.Cost() <= costs_.OfSweepAlone(false) + cost::MESSAGE;
+  return straight_.Cost() + cost::MAKE_STRAIGHT_ENTRY * entries <= costs_.OfSweep() + cost::MESSAGE;
 }
 
 // All beliefs of what is not known, and the probability of the findings; false leaves them to others.

@@ -42,7 +42,7 @@ double Costs::OfPath(int node) {
   return cost;
 }
 
-double Costs::OfSweepAlone() const {
+double Costs::OfSweepAlone(bool countsLasting) const {
   double cost = 0;
   for (int c = 0; c < structure_.cliques.size(); ++c) {
     const CliqueFacts& clique = structure_.cliques[c];
@@ -51,9 +51,9 @@ double Costs::OfSweepAlone() const {
     if (numMissing == 0) continue;
     int numFree = 0;
     const double size = FreeEntries(c, &numFree), entry = cost::SWEEP_ENTRY * cost::ShareOfShort(numFree, size);
-    const double preparing = passes_.IsPreparedToSweep(c)   ? 0
-                             : size <= cost::PLAIN_AT_FIRST ? cost::NEW_LAYOUT
-                                                            : cost::NEW_PLAN;
+    const bool isLasting = numFree == clique.variables.size();
+    const bool isCheap = size <= cost::PLAIN_AT_FIRST || (isLasting && !countsLasting);
+    const double preparing = passes_.IsPreparedToSweep(c) ? 0 : isCheap ? cost::NEW_LAYOUT : cost::NEW_PLAN;
     cost += std::min(numMissing, 2) * (cost::MESSAGE + entry * size + preparing);
   }
   return cost;

@@ -26,8 +26,9 @@ class Costs {
   double OfTree(int node, double limit);
   // What messages from the latest change to where the belief is read would take in a tree that is up to date.
   double OfPath(int node);
-  // What a sweep over the tree would take beside filling potentials; that; or both.
-  double OfSweepAlone() const;
+  // What a sweep over the tree would take beside filling potentials; that; or both. What is prepared for cliques
+  // without known nodes comes again whenever there are no findings, and may be left out.
+  double OfSweepAlone(bool countsLasting = true) const;
   double OfFilling() const;
   double OfSweep() const { return OfSweepAlone() + OfFilling(); }
   // Whether single questions since the last change have taken so much that all at once would have been cheaper.
