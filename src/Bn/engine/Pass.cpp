@@ -92,6 +92,7 @@ void Spread(const PassPlan& plan, const PassPlan::Table& table, int rows, const 
   for (int d = 0; d < rows; ++d, room += plan.paddedLength) {
     const float* const entries = data + bases[d];
     int i = 0;
+    // All four are read before any is written, as the compiler may not do by itself.
     for (; i + 4 <= plan.rowLength; i += 4) {
       const float four[] = {entries[lanes[i]], entries[lanes[i + 1]], entries[lanes[i + 2]], entries[lanes[i + 3]]};
       std::copy_n(four, 4, room + i);

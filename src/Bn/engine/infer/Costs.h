@@ -26,8 +26,8 @@ class Costs {
   double OfTree(int node, double limit);
   // What messages from the latest change to where the belief is read would take in a tree that is up to date.
   double OfPath(int node);
-  // What a sweep over the tree would take beside filling potentials; that; or both. What is prepared for cliques
-  // without known nodes comes again whenever there are no findings, and may be left out.
+  // What a sweep over the tree would take beside filling potentials; that; or both. Plans for cliques without
+  // known nodes serve again whenever there are no findings, and may be left out.
   double OfSweepAlone(bool countsLasting = true) const;
   double OfFilling() const;
   double OfSweep() const { return OfSweepAlone() + OfFilling(); }

@@ -50,8 +50,8 @@ double Messages::BytesExpected() const {
   double nbytes = 0;
   for (int s = 0; s < structure_.separators.size(); ++s) {
     const double size = structure_.tree->separators[s].size;
-    if (AreWide(s)) nbytes += 2 * Slabs::SizeOf<double>(size);
-    if (AreRead(s)) nbytes += 2 * Slabs::SizeOf<float>(size);
+    if (KeepsDoubles(s)) nbytes += 2 * Slabs::SizeOf<double>(size);
+    if (KeepsFloats(s)) nbytes += 2 * Slabs::SizeOf<float>(size);
   }
   return nbytes;
 }
@@ -61,8 +61,8 @@ bool Messages::Allocate(int s) {
   const int size = static_cast<int>(structure_.tree->separators[s].size);
   for (int sender = 0; sender < 2; ++sender) {
     Message& message = messages_[MessageId(s, sender).Number()];
-    if (AreWide(s) && !(message.probs = slabs_.Take<double>(size))) return false;
-    if (AreRead(s) && !(message.floats = slabs_.Take<float>(size))) return false;
+    if (KeepsDoubles(s) && !(message.probs = slabs_.Take<double>(size))) return false;
+    if (KeepsFloats(s) && !(message.floats = slabs_.Take<float>(size))) return false;
   }
   return true;
 }

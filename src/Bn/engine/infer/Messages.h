@@ -105,9 +105,8 @@ class Messages {
 
  private:
   static bool Informs(const Message& message) { return (message.valid || message.promised) && !message.vacuous; }
-  // Whether its messages are kept in doubles, and in floats.
-  bool AreWide(int separator) const { return structure_.tree->separators[separator].size <= WIDE_TARGET; }
-  bool AreRead(int separator) const {
+  bool KeepsDoubles(int separator) const { return structure_.tree->separators[separator].size <= WIDE_TARGET; }
+  bool KeepsFloats(int separator) const {
     const Separator& at = structure_.tree->separators[separator];
     return !potentials_.IsSmall(at.cliques[0]) || !potentials_.IsSmall(at.cliques[1]);
   }

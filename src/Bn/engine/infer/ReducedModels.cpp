@@ -46,18 +46,16 @@ double ReducedModels::LeastCost() const {
       if (findings_.IsFree(v)) size *= structure_.numstates[v];
     largest = std::max(largest, size);
   }
-  const int numFree = structure_.NumNodes() - findings_.NumKnown();
-  return (cost::MAKE_MODEL_NODE * patience_ + cost::MODEL_NODE) * numFree + CostOfEntry() * largest;
+  return (cost::MAKE_MODEL_NODE * patience_ + cost::MODEL_NODE) * NumFree() + CostOfEntry() * largest;
 }
 
 // False when a sweep over it would take more than the limit, or its tables too much room.
 bool ReducedModels::MakeTree(CutModel* model, double limit) {
-  const int numFree = structure_.NumNodes() - findings_.NumKnown();
   const Graph moral = ModelCutter::GraphOf(*model);
   const Order order = ModelCutter::FindOrderOf(*model, moral);
-  model->cost = CostOfEntry() * order.cost + cost::MODEL_NODE * numFree;
+  model->cost = CostOfEntry() * order.cost + cost::MODEL_NODE * NumFree();
   const bool isLarge = order.cost > SHARE_OF_TREE * structure_.tree->totalSize;
-  if (model->cost + cost::MAKE_MODEL_NODE * numFree > limit || (isLarge && mode_.way == Way::CHEAPEST)) return false;
+  if (model->cost + cost::MAKE_MODEL_NODE * NumFree() > limit || (isLarge && mode_.way == Way::CHEAPEST)) return false;
   model->tree = MergeSmallCliques(BuildTree(moral, model->numstates, model->parents, order.nodes));
   return true;
 }

@@ -23,6 +23,7 @@ class ReducedModels {
 
  private:
   CutModel* Find(double limit);
+  int NumFree() const { return structure_.NumNodes() - findings_.NumKnown(); }
   double CostOfEntry() const;
   double LeastCost() const;
   bool MakeTree(CutModel* model, double limit);

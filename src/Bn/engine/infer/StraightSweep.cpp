@@ -132,8 +132,9 @@ void StraightSweep::MultiplyAll(std::span<const int> sizes, std::span<const int>
   ForEachOffset(count - 2, joined, steps, [&](int offset) {
     for (int r = 0; r < numRows; ++r, offset += rowStep, to += length) {
       const double* const from = table + offset;
+      const double first = *from;
       if (step == 0)
-        for (int k = 0; k < length; ++k) take(to + k, *from);
+        for (int k = 0; k < length; ++k) take(to + k, first);
       else if (step == 1)
         for (int k = 0; k < length; ++k) take(to + k, from[k]);
       else
